@@ -1,0 +1,48 @@
+# The commands of the README. `make demo` and `make test` install what is missing first.
+
+JOBS ?= $(shell nproc)
+FORMATTER = clang-format-14
+SOURCES = $(shell git ls-files '*.cpp' '*.hpp')
+
+.PHONY: help setup build demo test flaky clang release format check-format clean
+
+help:
+	@echo 'make demo          set up, build, and watch three bugs travel the whole road'
+	@echo 'make test          set up, build with sanitizers, and run every test'
+	@echo 'make release       build the program into build/release/bin'
+	@echo 'make clang         build everything with clang 19, warnings as errors'
+	@echo 'make flaky         run every test ten times on a busy machine'
+	@echo 'make format        format the sources; check-format only looks'
+
+setup:
+	@packaging/install-dependencies
+
+build/%/build.ninja:
+	@cmake --preset $*
+
+release: setup build/release/build.ninja
+	@cmake --build --preset release -j $(JOBS)
+
+demo: setup
+	@packaging/build-quietly release
+	@build/release/bin/quernlight-dispatch demo
+
+test: setup build/dev/build.ninja
+	@cmake --build --preset dev -j $(JOBS)
+	@ctest --preset dev
+
+flaky: setup build/dev/build.ninja
+	@cmake --build --preset dev -j $(JOBS)
+	@packaging/run-on-a-busy-machine ctest --preset dev --repeat until-fail:10
+
+clang: setup build/clang/build.ninja
+	@cmake --build --preset clang -j $(JOBS)
+
+format: setup
+	@$(FORMATTER) -i $(SOURCES)
+
+check-format: setup
+	@$(FORMATTER) --dry-run -Werror $(SOURCES)
+
+clean:
+	rm -rf build

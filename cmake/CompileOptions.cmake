@@ -1,0 +1,17 @@
+# One interface target carries how every file of the project is compiled; installed users do not inherit it.
+add_library(quernlight_compile_options INTERFACE)
+target_compile_options(quernlight_compile_options INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(QUERNLIGHT_WARNINGS_AS_ERRORS)
+  target_compile_options(quernlight_compile_options INTERFACE -Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  # A precompiled header that clang writes must not record time stamps, or ccache can never reuse it.
+  target_compile_options(quernlight_compile_options INTERFACE "SHELL:-Xclang -fno-pch-timestamp")
+else()
+  target_compile_options(quernlight_compile_options INTERFACE -fpch-preprocess)
+endif()
+if(QUERNLIGHT_SANITIZERS)
+  target_compile_options(quernlight_compile_options INTERFACE
+    -fsanitize=${QUERNLIGHT_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(quernlight_compile_options INTERFACE -fsanitize=${QUERNLIGHT_SANITIZERS})
+endif()

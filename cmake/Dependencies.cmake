@@ -1,0 +1,10 @@
+# Shared by the build and by the installed package, so that both look for the same things.
+find_package(Threads REQUIRED)
+find_package(Boost 1.81 REQUIRED CONFIG COMPONENTS headers json url)
+find_package(SQLite3 REQUIRED)
+find_package(CURL REQUIRED)
+find_package(ICU REQUIRED COMPONENTS uc)
+if(NOT APPLE)
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(GIO REQUIRED IMPORTED_TARGET gio-2.0)
+endif()

@@ -1,0 +1,30 @@
+#include <csignal>
+
+#include "quernlight/platform/spawn_session.hpp"
+
+namespace quernlight {
+
+int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions) {
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    if (const int error = posix_spawnattr_setsigdefault(&attributes, &all)) {
+        return error;
+    }
+    if (const int error = posix_spawnattr_setsigmask(&attributes, &none)) {
+        return error;
+    }
+    const auto flags =
+        static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    if (const int error = posix_spawnattr_setflags(&attributes, flags)) {
+        return error;
+    }
+    return posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+}
+
+int addChangeDirectory(posix_spawn_file_actions_t& actions, const char* path) {
+    return posix_spawn_file_actions_addchdir_np(&actions, path);
+}
+
+}  // namespace quernlight

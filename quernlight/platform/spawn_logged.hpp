@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include <boost/asio/any_io_executor.hpp>
+
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight {
+
+/// Starts `work` on `executor` without waiting for it. An exception that leaves it is written to standard
+/// error as "NAME: what happened", because nobody else is there to see it. Cancelled work is not a failure.
+void spawnLogged(boost::asio::any_io_executor executor, std::string name, Task<void> work);
+
+}  // namespace quernlight

@@ -1,0 +1,54 @@
+#include <csignal>
+#include <cstdlib>
+
+#include <sys/sysctl.h>
+
+#include "quernlight/platform/spawn_session.hpp"
+
+// Exported by the system library without a public declaration: the child answers for itself in privacy
+// prompts.
+extern "C" int responsibility_spawnattrs_setdisclaim(posix_spawnattr_t* attributes, int disclaim);
+
+namespace quernlight {
+namespace {
+
+int systemMajorVersion() {
+    char version[32] = {};
+    std::size_t size = sizeof(version) - 1;
+    if (sysctlbyname("kern.osproductversion", version, &size, nullptr, 0) != 0) {
+        return 0;
+    }
+    return std::atoi(version);
+}
+
+}  // namespace
+
+int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t&) {
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    if (const int error = posix_spawnattr_setsigdefault(&attributes, &all)) {
+        return error;
+    }
+    if (const int error = posix_spawnattr_setsigmask(&attributes, &none)) {
+        return error;
+    }
+    const auto flags = static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT |
+                                          POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    if (const int error = posix_spawnattr_setflags(&attributes, flags)) {
+        return error;
+    }
+    return responsibility_spawnattrs_setdisclaim(&attributes, 1);
+}
+
+int addChangeDirectory(posix_spawn_file_actions_t& actions, const char* path) {
+#if defined(__MAC_26_0)
+    if (systemMajorVersion() >= 26) {
+        return posix_spawn_file_actions_addchdir(&actions, path);
+    }
+#endif
+    return posix_spawn_file_actions_addchdir_np(&actions, path);
+}
+
+}  // namespace quernlight

@@ -1,0 +1,67 @@
+#include "quernlight/platform/url.hpp"
+
+#include <boost/url/parse.hpp>
+#include <boost/url/url.hpp>
+
+namespace quernlight {
+namespace urls = boost::urls;
+
+std::optional<Url> Url::parse(std::string_view text) {
+    if (!urls::parse_uri(urls::string_view(text.data(), text.size()))) {
+        return std::nullopt;
+    }
+    return Url(std::string(text));
+}
+
+std::string Url::scheme() const {
+    std::string scheme(urls::url_view(text_).scheme());
+    for (char& character : scheme) {
+        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    }
+    return scheme;
+}
+
+std::string Url::host() const {
+    return urls::url_view(text_).host_address();
+}
+
+std::string Url::port() const {
+    return std::string(urls::url_view(text_).port());
+}
+
+std::vector<std::string> Url::pathSegments() const {
+    std::vector<std::string> segments;
+    const urls::url_view view(text_);
+    for (const auto& segment : view.segments()) {
+        if (!segment.empty()) {
+            segments.emplace_back(segment.begin(), segment.end());
+        }
+    }
+    return segments;
+}
+
+Url Url::appendingPath(const std::vector<std::string>& segments) const {
+    urls::url url(text_);
+    url.remove_query();
+    url.remove_fragment();
+    auto path = url.segments();
+    while (!path.empty() && path.back().empty()) {
+        path.pop_back();
+    }
+    for (const std::string& segment : segments) {
+        path.push_back(segment);
+    }
+    url.set_path_absolute(true);
+    return Url(std::string(url.buffer()));
+}
+
+Url Url::withQuery(const std::vector<std::pair<std::string, std::string>>& items) const {
+    urls::url url(text_);
+    url.remove_query();
+    for (const auto& [name, value] : items) {
+        url.params().append(urls::param_view(name, value));
+    }
+    return Url(std::string(url.buffer()));
+}
+
+}  // namespace quernlight

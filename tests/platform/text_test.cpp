@@ -1,0 +1,70 @@
+#include "quernlight/platform/text.hpp"
+
+#include <gtest/gtest.h>
+
+#include "quernlight/platform/bug_id.hpp"
+
+namespace quernlight {
+namespace {
+
+TEST(TextTest, TrimmingTakesUnicodeWhiteSpaceAndLineBreaksFromBothEnds) {
+    EXPECT_EQ(trimmed(" \t\r\n\u00A0\u2028 a b \u3000\u0085\n"), "a b");
+    EXPECT_EQ(trimmed("\n \u2003"), "");
+    EXPECT_EQ(trimmed(""), "");
+    EXPECT_EQ(trimmed("\u200Bx"), "\u200Bx") << "a zero-width space is not white space";
+}
+
+TEST(TextTest, LowerCasingIsUnicodes) {
+    EXPECT_EQ(lowercased("ÀÉ IŞ ABC1"), "àé iş abc1");
+    EXPECT_EQ(lowercased("ΣΑΣ"), "σας") << "a sigma at the end of a word";
+}
+
+TEST(TextTest, CharactersAreCountedAsPeopleSeeThem) {
+    EXPECT_EQ(firstCharacters("e\u0301e\u0301x", 2), "e\u0301e\u0301");
+    EXPECT_EQ(firstCharacters("👩‍👩‍👧‍👦ab", 2), "👩‍👩‍👧‍👦a");
+    EXPECT_EQ(firstCharacters("a\r\nb", 2), "a\r\n");
+    EXPECT_EQ(lastCharacters("xe\u0301y", 2), "e\u0301y");
+    EXPECT_EQ(lastCharacters("abc", 2), "bc");
+    EXPECT_EQ(firstCharacters("ab", 8), "ab");
+}
+
+TEST(TextTest, LettersMarksAndNumbersAreAlphanumeric) {
+    for (const char32_t scalar : std::u32string(U"aZ9éßΩ字\u0301Ⅳ½")) {
+        EXPECT_TRUE(isAlphanumeric(scalar)) << static_cast<unsigned>(scalar);
+    }
+    for (const char32_t scalar : std::u32string(U" -_!.\u2014€")) {
+        EXPECT_FALSE(isAlphanumeric(scalar)) << static_cast<unsigned>(scalar);
+    }
+}
+
+TEST(TextTest, EachMaximalIllFormedPieceBecomesOneReplacementCharacter) {
+    EXPECT_EQ(validUtf8("a\xE2\x80z"), "a\uFFFDz");
+    EXPECT_EQ(validUtf8("\xFF\xFE"), "\uFFFD\uFFFD");
+    EXPECT_EQ(validUtf8("é›😀"), "é›😀");
+    EXPECT_TRUE(isValidUtf8("é›😀"));
+    EXPECT_FALSE(isValidUtf8("\xC0\x80"));
+}
+
+TEST(TextTest, ALastLineFeedOpensNoFurtherLine) {
+    EXPECT_EQ(linesOf("a\n\nb\n"), (std::vector<std::string_view>{"a", "", "b"}));
+    EXPECT_TRUE(linesOf("").empty());
+}
+
+TEST(BugIDTest, IsTrimmedLowerCasedAndCutToEightCharacters) {
+    EXPECT_EQ(BugID::normalized("  ABCDEF1234  "), "abcdef12");
+    EXPECT_EQ(BugID::normalized("Ab1"), "ab1");
+    EXPECT_EQ(BugID::normalized(""), "");
+    EXPECT_EQ(BugID::normalized("\n3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF "), "3f2a9c10");
+    EXPECT_EQ(BugID::normalized("ÄÖÜäöüßéX"), "äöüäöüßé");
+}
+
+TEST(BugIDTest, OnlyAnIDThatStaysInsideItsDirectoryNamesAFile) {
+    EXPECT_TRUE(BugID::isSafeFileName("3f2a9c10"));
+    EXPECT_TRUE(BugID::isSafeFileName("a b..c"));
+    for (const char* unsafe : {"", ".", "..", "a/b", "../x", "a\nb", "a\x7f"}) {
+        EXPECT_FALSE(BugID::isSafeFileName(unsafe)) << unsafe;
+    }
+}
+
+}  // namespace
+}  // namespace quernlight
