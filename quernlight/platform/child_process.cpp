@@ -1,0 +1,174 @@
+#include "quernlight/platform/child_process.hpp"
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/multiple_exceptions.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "quernlight/platform/exit_watcher.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/spawn.hpp"
+
+namespace quernlight {
+namespace {
+
+namespace asio = boost::asio;
+using Descriptor = asio::posix::stream_descriptor;
+
+/// How long a pipe that somebody else holds open is still read once the child itself has exited.
+constexpr std::chrono::seconds leftOpenGrace{2};
+
+/// A started child. Unless it has been reaped it is killed, with its process group, and reaped at the end of
+/// the owner's scope, however that is left.
+class RunningChild {
+  public:
+    explicit RunningChild(pid_t processID) : processID_(processID) {}
+    RunningChild(const RunningChild&) = delete;
+    RunningChild& operator=(const RunningChild&) = delete;
+    ~RunningChild() {
+        if (processID_ > 0) {
+            ::kill(-processID_, SIGKILL);
+            reap();
+        }
+    }
+
+    pid_t processID() const { return processID_; }
+
+    /// Waits for the end of the child and returns its exit code.
+    int reap() {
+        int status = 0;
+        while (::waitpid(processID_, &status, 0) < 0 && errno == EINTR) {
+        }
+        processID_ = -1;
+        return exitCodeOfWaitStatus(status);
+    }
+
+  private:
+    pid_t processID_;
+};
+
+struct Pipe {
+    FileDescriptor reading;
+    FileDescriptor writing;
+};
+
+Pipe openPipe() {
+    int ends[2];
+    if (::pipe(ends) != 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
+    for (const int end : ends) {
+        ::fcntl(end, F_SETFD, FD_CLOEXEC);
+    }
+    return pipe;
+}
+
+/// The vector of C strings that a program receives would end each argument at its first null character, so
+/// that the program would be asked for something else.
+void refuseNullCharacters(const std::vector<std::string>& texts) {
+    for (const std::string& text : texts) {
+        if (text.find('\0') != std::string::npos) {
+            throw std::system_error(std::make_error_code(std::errc::invalid_argument));
+        }
+    }
+}
+
+pid_t spawnWithOutput(const ChildProcessRequest& request, const FileDescriptor& output) {
+    refuseNullCharacters(request.arguments);
+    SpawnRequest spawn;
+    spawn.executable = request.executable;
+    spawn.arguments = request.arguments;
+    spawn.arguments.insert(spawn.arguments.begin(), request.executable.string());
+    spawn.environment = request.environment;
+    spawn.workingDirectory = request.workingDirectory;
+    spawn.streams = DescriptorStreams{.output = output.get(), .error = output.get()};
+    return spawnProcess(spawn);
+}
+
+Descriptor adopt(const asio::any_io_executor& executor, FileDescriptor descriptor) {
+    Descriptor adopted(executor, descriptor.get());
+    descriptor.release();
+    return adopted;
+}
+
+Task<void> readToEnd(Descriptor& pipe, std::string& output) {
+    std::array<char, 65536> buffer;
+    boost::system::error_code end;
+    while (!end) {
+        const std::size_t count = co_await pipe.async_read_some(
+            asio::buffer(buffer), asio::redirect_error(asio::use_awaitable, end));
+        output.append(buffer.data(), count);
+    }
+}
+
+Task<void> exited(Descriptor& watcher) {
+    co_await watcher.async_wait(Descriptor::wait_read, asio::use_awaitable);
+}
+
+Task<void> exitedAndGracePassed(Descriptor& watcher) {
+    co_await exited(watcher);
+    asio::steady_timer grace(co_await asio::this_coro::executor, leftOpenGrace);
+    co_await grace.async_wait(asio::use_awaitable);
+}
+
+/// Reads to the end of the pipe, which normally comes with the child's exit.
+Task<void> readUntilDone(Descriptor& pipe, Descriptor& watcher, std::string& output) {
+    using namespace asio::experimental::awaitable_operators;
+    try {
+        co_await (readToEnd(pipe, output) || exitedAndGracePassed(watcher));
+    } catch (const asio::multiple_exceptions&) {
+        // Nothing but cancellation ends both.
+        throw boost::system::system_error(asio::error::operation_aborted);
+    }
+}
+
+Task<ChildProcessResult> run(ChildProcessRequest request) {
+    const asio::any_io_executor executor = co_await asio::this_coro::executor;
+    Pipe ends = openPipe();
+    Descriptor pipe = adopt(executor, std::move(ends.reading));
+    RunningChild child(spawnWithOutput(request, ends.writing));
+    ends.writing.close();
+    Descriptor watcher = adopt(executor, watchExit(child.processID()));
+    ChildProcessResult result;
+    co_await readUntilDone(pipe, watcher, result.output);
+    co_await exited(watcher);
+    result.exitCode = child.reap();
+    co_return result;
+}
+
+/// Names the program in the error that kept it from starting.
+Task<ChildProcessResult> runNamed(ChildProcessRequest request) {
+    const std::string program = request.executable.string();
+    try {
+        co_return co_await run(std::move(request));
+    } catch (const std::system_error& error) {
+        throw std::system_error(error.code(), "Unable to start " + program);
+    }
+}
+
+}  // namespace
+
+Task<ChildProcessResult> runChildProcess(ChildProcessRequest request) {
+    // Reading and waiting for the exit are two coroutines; the strand keeps them from running at one time on
+    // an executor of several threads.
+    const auto strand = asio::make_strand(co_await asio::this_coro::executor);
+    co_return co_await asio::co_spawn(strand, runNamed(std::move(request)), asio::use_awaitable);
+}
+
+}  // namespace quernlight

@@ -1,0 +1,38 @@
+#include "quernlight/platform/child_task.hpp"
+
+#include <utility>
+
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/co_spawn.hpp>
+
+#include "quernlight/platform/failure_report.hpp"
+
+namespace quernlight {
+
+ChildTask::ChildTask(const boost::asio::any_io_executor& executor, std::string name, Task<void> work)
+    : state_(std::make_shared<State>()) {
+    auto whenEnded = [state = state_, name = std::move(name)](const std::exception_ptr& failure) {
+        reportFailure(name, failure);
+        state->running = false;
+        state->ended.notify();
+    };
+    boost::asio::co_spawn(executor, std::move(work),
+                          boost::asio::bind_cancellation_slot(state_->cancel.slot(), std::move(whenEnded)));
+}
+
+ChildTask::~ChildTask() {
+    if (state_->running) {
+        state_->cancel.emit(boost::asio::cancellation_type::terminal);
+    }
+}
+
+Task<void> ChildTask::end() {
+    if (state_->running) {
+        state_->cancel.emit(boost::asio::cancellation_type::terminal);
+    }
+    while (state_->running) {
+        co_await state_->ended.wait();
+    }
+}
+
+}  // namespace quernlight

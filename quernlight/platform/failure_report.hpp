@@ -1,0 +1,12 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+namespace quernlight {
+
+/// Writes an exception that nobody else will see to standard error, as "NAME: what happened". Says nothing
+/// for a null pointer or for cancelled work, which is no failure.
+void reportFailure(const std::string& name, const std::exception_ptr& failure) noexcept;
+
+}  // namespace quernlight
