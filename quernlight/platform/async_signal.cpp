@@ -1,6 +1,7 @@
 #include "quernlight/platform/async_signal.hpp"
 
 #include <cassert>
+#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -46,44 +47,38 @@ class HandlerWaiter final : public Waiter {
 
 }  // namespace
 
+/// Waiters are resumed under the lock, which a resumed coroutine takes before it goes on: by then the
+/// resuming thread is out of the coroutine's executor, whose context may end with the coroutine.
 struct AsyncSignal::State {
     std::mutex lock;
     bool pending = false;
     std::unique_ptr<Waiter> waiter;
 
     void notify() {
-        std::unique_ptr<Waiter> woken;
-        {
-            const std::lock_guard guard(lock);
-            woken = std::move(waiter);
-            pending = woken == nullptr;
-        }
-        if (woken) {
-            woken->resume({});
-        }
+        const std::lock_guard guard(lock);
+        pending = waiter == nullptr;
+        resumeWaiter({});
     }
 
     void cancel() {
-        std::unique_ptr<Waiter> woken;
-        {
-            const std::lock_guard guard(lock);
-            woken = std::move(waiter);
-        }
-        if (woken) {
-            woken->resume(asio::error::operation_aborted);
-        }
+        const std::lock_guard guard(lock);
+        resumeWaiter(asio::error::operation_aborted);
     }
 
     void suspend(std::unique_ptr<Waiter> suspended) {
-        {
-            const std::lock_guard guard(lock);
-            assert(!waiter && "one coroutine waits at a time");
-            if (!std::exchange(pending, false)) {
-                waiter = std::move(suspended);
-                return;
-            }
+        const std::lock_guard guard(lock);
+        assert(!waiter && "one coroutine waits at a time");
+        waiter = std::move(suspended);
+        if (std::exchange(pending, false)) {
+            resumeWaiter({});
         }
-        suspended->resume({});
+    }
+
+  private:
+    void resumeWaiter(boost::system::error_code error) {
+        if (const auto resumed = std::move(waiter)) {
+            resumed->resume(error);
+        }
     }
 };
 
@@ -105,8 +100,17 @@ Task<void> AsyncSignal::wait() const {
         }
         state->suspend(std::make_unique<HandlerWaiter<decltype(handler)>>(std::move(handler)));
     };
-    co_await asio::async_initiate<const asio::use_awaitable_t<>&, void(boost::system::error_code)>(
-        std::move(initiation), asio::use_awaitable);
+    std::exception_ptr cancelled;
+    try {
+        co_await asio::async_initiate<const asio::use_awaitable_t<>&, void(boost::system::error_code)>(
+            std::move(initiation), asio::use_awaitable);
+    } catch (...) {
+        cancelled = std::current_exception();
+    }
+    const std::lock_guard resumingThreadHasLeft(state_->lock);
+    if (cancelled) {
+        std::rethrow_exception(cancelled);
+    }
 }
 
 Task<void> AsyncSignal::waitUntil(std::chrono::steady_clock::time_point deadline) const {

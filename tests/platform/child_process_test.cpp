@@ -1,0 +1,197 @@
+#include "quernlight/platform/child_process.hpp"
+
+#include <csignal>
+#include <cstddef>
+#include <future>
+#include <iterator>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/read.hpp>
+#include <boost/asio/read_until.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/use_future.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/spawn_logged.hpp"
+#include "tests/support/run_task.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight {
+namespace {
+
+namespace asio = boost::asio;
+
+ChildProcessRequest shell(const std::string& script) {
+    return {.executable = "/bin/sh",
+            .arguments = {"-c", script},
+            .environment = {"PATH=/usr/bin:/bin"},
+            .workingDirectory = {}};
+}
+
+ChildProcessResult run(ChildProcessRequest request) {
+    return test::runTask(runChildProcess(std::move(request)));
+}
+
+Task<void> runAndForget(ChildProcessRequest request) {
+    co_await runChildProcess(std::move(request));
+}
+
+boost::system::error_code errorOf(std::future<ChildProcessResult>& result) {
+    try {
+        result.get();
+    } catch (const boost::system::system_error& error) {
+        return error.code();
+    }
+    return {};
+}
+
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/dev/fd"), {});
+}
+
+/// A named pipe that a child of the test's opens: it shows that the child runs and, by its end, that the
+/// child and all that inherited the pipe are gone.
+class LifeLine {
+  public:
+    LifeLine(asio::io_context& io, const std::string& path)
+        : reading_(io, ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC)),
+          // Without a writer there would be an end before the child has opened it.
+          writing_(::open(path.c_str(), O_WRONLY | O_CLOEXEC)) {}
+
+    Task<void> started() {
+        std::string line;
+        co_await asio::async_read_until(reading_, asio::dynamic_buffer(line), '\n', asio::use_awaitable);
+        writing_.close();
+    }
+
+    Task<void> ended() {
+        std::string rest;
+        boost::system::error_code end;
+        co_await asio::async_read(reading_, asio::dynamic_buffer(rest),
+                                  asio::redirect_error(asio::use_awaitable, end));
+        EXPECT_EQ(end, asio::error::eof);
+        reading_.close();
+    }
+
+  private:
+    asio::posix::stream_descriptor reading_;
+    FileDescriptor writing_;
+};
+
+class ChildProcessTest : public testing::Test {
+  protected:
+    void SetUp() override { ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0); }
+
+    /// Runs until it is killed.
+    ChildProcessRequest lasting() const {
+        return shell("exec 3> " + fifo + "; echo started >&3; exec sleep 1000");
+    }
+
+    test::TemporaryDirectory directory;
+    const std::string fifo = (directory / "fifo").string();
+    asio::io_context io;
+};
+
+TEST_F(ChildProcessTest, OutputAndErrorComeTogetherInTheOrderWritten) {
+    EXPECT_EQ(run(shell("echo one; echo two >&2; echo three; exit 5")),
+              (ChildProcessResult{5, "one\ntwo\nthree\n"}));
+}
+
+TEST_F(ChildProcessTest, ADeathBySignalIsAnExitCodeAbove128) {
+    EXPECT_EQ(run(shell("kill -TERM $$")).exitCode, 128 + SIGTERM);
+}
+
+TEST_F(ChildProcessTest, OnlyTheGivenEnvironmentIsSeen) {
+    ChildProcessRequest request = shell("echo \"${HOME-none} $GIVEN\"");
+    request.environment.push_back("GIVEN=given");
+    EXPECT_EQ(run(request).output, "none given\n");
+}
+
+TEST_F(ChildProcessTest, TheWorkingDirectoryIsTheGivenOne) {
+    ChildProcessRequest request = shell("pwd -P");
+    request.workingDirectory = directory.path();
+    EXPECT_EQ(run(request).output, directory.path().string() + "\n");
+}
+
+TEST_F(ChildProcessTest, AProgramThatClosesItsOutputEarlyIsStillAwaited) {
+    EXPECT_EQ(run(shell("exec >&- 2>&-; read line < /dev/null; exit 9")).exitCode, 9);
+}
+
+TEST_F(ChildProcessTest, AProgramThatIsNotThereIsNamedInTheError) {
+    try {
+        run({.executable = "/no/such/program", .arguments = {}, .environment = {}, .workingDirectory = {}});
+        FAIL() << "started";
+    } catch (const std::system_error& error) {
+        EXPECT_STREQ(error.what(), "Unable to start /no/such/program: No such file or directory");
+    }
+}
+
+TEST_F(ChildProcessTest, CancellationKillsTheProgramAndWhatItStarted) {
+    LifeLine life(io, fifo);
+    asio::cancellation_signal cancel;
+    auto result = asio::co_spawn(
+        io, runChildProcess(shell("exec 3> " + fifo + "; sh -c 'echo started >&3; sleep 1000'; echo on")),
+        asio::bind_cancellation_slot(cancel.slot(), asio::use_future));
+    test::runTask(io, life.started());
+    cancel.emit(asio::cancellation_type::terminal);
+    test::runTask(io, life.ended());
+    io.run();
+    EXPECT_EQ(errorOf(result), asio::error::operation_aborted);
+}
+
+TEST_F(ChildProcessTest, DestroyingTheLoopKillsTheProgramToo) {
+    LifeLine life(io, fifo);
+    auto loop = std::make_unique<asio::io_context>();
+    spawnLogged(loop->get_executor(), "child", runAndForget(lasting()));
+    loop->poll();
+    test::runTask(io, life.started());
+    loop.reset();
+    test::runTask(io, life.ended());
+}
+
+TEST_F(ChildProcessTest, ACancelledRunLeavesNoDescriptorOpen) {
+    run(shell("true"));
+    const auto before = openDescriptors();
+    {
+        asio::io_context loop;
+        LifeLine life(loop, fifo);
+        asio::cancellation_signal cancel;
+        auto result = asio::co_spawn(loop, runChildProcess(lasting()),
+                                     asio::bind_cancellation_slot(cancel.slot(), asio::use_future));
+        test::runTask(loop, life.started());
+        cancel.emit(asio::cancellation_type::terminal);
+        loop.run();
+        EXPECT_EQ(errorOf(result), asio::error::operation_aborted);
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+TEST_F(ChildProcessTest, AProcessLeftBehindWithTheOutputOpenDoesNotHoldUpTheResult) {
+    const ChildProcessResult result = run(shell("echo said; cat " + fifo + " & exit 4"));
+    EXPECT_EQ(result, (ChildProcessResult{4, "said\n"}));
+    // Lets the one left behind come to its end; whoever writes into the pipe must not wait for it.
+    const FileDescriptor release(::open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+}
+
+TEST_F(ChildProcessTest, NoDescriptorIsLeftOpen) {
+    run(shell("true"));
+    const auto before = openDescriptors();
+    for (int count = 0; count < 5; ++count) {
+        run(shell("echo output"));
+    }
+    EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace
+}  // namespace quernlight
