@@ -1,0 +1,39 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "quernlight/platform/instant.hpp"
+#include "quernlight/platform/task.hpp"
+#include "quernlight/queue/app_mapping.hpp"
+#include "quernlight/storage/database.hpp"
+
+namespace quernlight {
+
+/// The application mappings in the database, one per bundle identifier. A value that may be copied freely,
+/// but that must outlive the operations awaited on it; statements run on the database's thread. Every
+/// operation throws DatabaseError.
+class MappingRepository {
+  public:
+    explicit MappingRepository(std::shared_ptr<Database> database) : database_(std::move(database)) {}
+
+    /// Saves the mapping in place of one of the same bundle, whose time of creation is kept.
+    Task<void> upsert(const AppMapping& mapping, Instant now = currentInstant()) const;
+
+    Task<std::optional<AppMapping>> mapping(std::string bundleID) const;
+
+    /// By display name, compared byte by byte.
+    Task<std::vector<AppMapping>> allMappings() const;
+
+    /// An unknown bundle is no error.
+    Task<void> remove(std::string_view bundleID) const;
+
+  private:
+    std::shared_ptr<Database> database_;
+};
+
+}  // namespace quernlight

@@ -1,0 +1,35 @@
+#include "quernlight/queue/queue_item_status.hpp"
+
+#include "quernlight/queue/raw_values.hpp"
+
+namespace quernlight {
+namespace {
+
+/// In declared order.
+constexpr std::array<std::string_view, allQueueItemStatuses.size()> rawValues{
+    "queued",  "waitingForMapping", "waitingForCapacity", "startingCodex",
+    "running", "awaitingUserInput", "codexCompleted",     "completed",
+    "failed",  "cancelled",
+};
+
+}  // namespace
+
+std::string_view rawValue(QueueItemStatus status) {
+    return rawValues.at(static_cast<std::size_t>(status));
+}
+
+std::optional<QueueItemStatus> queueItemStatusFromRawValue(std::string_view text) {
+    return caseOfRawValue(allQueueItemStatuses, text);
+}
+
+bool isTerminal(QueueItemStatus status) {
+    return status == QueueItemStatus::awaitingUserInput || status == QueueItemStatus::completed ||
+           status == QueueItemStatus::failed || status == QueueItemStatus::cancelled;
+}
+
+bool isReorderLocked(QueueItemStatus status) {
+    return status == QueueItemStatus::startingCodex || status == QueueItemStatus::running ||
+           status == QueueItemStatus::codexCompleted;
+}
+
+}  // namespace quernlight

@@ -1,0 +1,76 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "quernlight/platform/task.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/queue_event.hpp"
+#include "quernlight/storage/database.hpp"
+
+namespace quernlight {
+
+/// What a listing of the queue contains.
+struct QueueListing {
+    bool includeTerminal = false;
+    std::optional<QueueMode> queueMode{};  ///< absent: both queues
+};
+
+/// Queue items and their events in the database. A value that may be copied freely, but that must outlive the
+/// operations awaited on it; statements run on the database's thread, one at a time. An operation of several
+/// statements is not atomic: whoever must not interleave it with other changes orders those calls. Every
+/// operation throws DatabaseError.
+class QueueRepository {
+  public:
+    explicit QueueRepository(std::shared_ptr<Database> database) : database_(std::move(database)) {}
+
+    /// Does nothing, silently, when the item's bug is queued already.
+    Task<void> insert(const BugQueueItem& item) const;
+
+    /// Writes all but the bug's id, the app's id and the two times of origin. An unknown id changes nothing,
+    /// silently.
+    Task<void> update(const BugQueueItem& item) const;
+
+    Task<std::optional<BugQueueItem>> item(Uuid id) const;
+
+    /// `bugID` in any written form.
+    Task<std::optional<BugQueueItem>> item(std::string_view bugID) const;
+
+    /// By mode (auto first), then position, then the time they were added.
+    Task<std::vector<BugQueueItem>> items(QueueListing listing = {}) const;
+
+    /// Also removes the item's attempts and events.
+    Task<void> remove(Uuid id) const;
+
+    /// One past the largest position among the mode's active items, whatever gaps lie below; 0 without any.
+    Task<std::int64_t> nextPosition(QueueMode queueMode = QueueMode::automatic) const;
+
+    /// Gives one mode's active items the positions 0, 1, 2, ... in listing order; items already in place are
+    /// not written. An error stops the walk and keeps what was written before.
+    Task<void> compactActiveQueuePositions(QueueMode queueMode) const;
+
+    /// The same for the auto queue, then for the manual one.
+    Task<void> compactActiveQueuePositions() const;
+
+    /// Releases the items that waited for the application's mapping; they keep their positions.
+    Task<void> markWaitingItemsQueued(std::string_view bundleID) const;
+
+    Task<void> appendEvent(const Uuid& itemID, std::string_view kind, std::string_view message,
+                           const std::optional<Uuid>& sessionID,
+                           const std::optional<std::string>& metadataJSON, Instant createdAt) const;
+
+    /// Oldest first.
+    Task<std::vector<QueueEvent>> events(Uuid itemID) const;
+
+  private:
+    Task<std::optional<BugQueueItem>> firstItem(std::string sql, SQLValue value) const;
+
+    std::shared_ptr<Database> database_;
+};
+
+}  // namespace quernlight

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "quernlight/platform/instant.hpp"
+#include "quernlight/platform/uuid.hpp"
+#include "quernlight/storage/database_error.hpp"
+#include "quernlight/storage/sql_value.hpp"
+
+namespace quernlight {
+
+// How the repositories write fields as columns and read them back. Instants are ISO 8601 text in UTC with
+// milliseconds, UUIDs canonical upper-case text, an absent field NULL. A required reader throws DatabaseError
+// (missingColumn with the column's name) when the column is absent, of the wrong kind, or does not parse.
+
+SQLValue columnValue(const Uuid& uuid);
+SQLValue columnValue(Instant instant);
+SQLValue columnValue(std::string_view text);
+SQLValue columnValue(std::int64_t integer);
+
+/// Null when there is nothing to write.
+template <class Field>
+SQLValue columnValue(const std::optional<Field>& field) {
+    return field ? columnValue(*field) : SQLValue::null();
+}
+
+std::string requiredText(const Row& row, std::string_view column);
+std::int64_t requiredInteger(const Row& row, std::string_view column);
+Uuid requiredUuid(const Row& row, std::string_view column);
+/// A text that is no instant reads as the Unix epoch.
+Instant requiredInstant(const Row& row, std::string_view column);
+
+std::optional<std::string> optionalText(const Row& row, std::string_view column);
+/// Nothing for a text that is no UUID either.
+std::optional<Uuid> optionalUuid(const Row& row, std::string_view column);
+/// Nothing for a number that does not fit either.
+std::optional<std::int32_t> optionalInteger32(const Row& row, std::string_view column);
+/// Nothing only when NULL or missing; what is no instant reads as the Unix epoch.
+std::optional<Instant> optionalInstant(const Row& row, std::string_view column);
+
+/// `value`, or missingColumn with the column's name where there is none.
+template <class Value>
+Value requiredColumn(std::optional<Value> value, std::string_view column) {
+    if (!value) {
+        throw DatabaseError(DatabaseError::Kind::missingColumn, std::string(column));
+    }
+    return *std::move(value);
+}
+
+}  // namespace quernlight

@@ -1,0 +1,180 @@
+#include "quernlight/storage/connection.hpp"
+
+#include <new>
+#include <utility>
+
+#include <sqlite3.h>
+
+#include "quernlight/storage/database_error.hpp"
+
+namespace quernlight {
+namespace {
+
+struct MessageReleaser {
+    void operator()(char* message) const { sqlite3_free(message); }
+};
+
+[[noreturn]] void fail(DatabaseError::Kind kind, std::string message) {
+    throw DatabaseError(kind, std::move(message));
+}
+
+int openHandle(const std::filesystem::path& path, Connection::Access access, sqlite3** handle) {
+    if (access == Connection::Access::readOnly) {
+        return sqlite3_open_v2(path.c_str(), handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_FULLMUTEX, nullptr);
+    }
+    return sqlite3_open(path.c_str(), handle);
+}
+
+int bindValue(sqlite3_stmt* statement, int index, const SQLValue& value) {
+    switch (value.kind()) {
+        case SQLValue::Kind::text:
+            return sqlite3_bind_text(statement, index, value.asText()->c_str(), -1, SQLITE_TRANSIENT);
+        case SQLValue::Kind::integer:
+            return sqlite3_bind_int64(statement, index, *value.asInteger());
+        case SQLValue::Kind::real:
+            return sqlite3_bind_double(statement, index, *value.asReal());
+        case SQLValue::Kind::null:
+            break;
+    }
+    return sqlite3_bind_null(statement, index);
+}
+
+SQLValue textColumn(sqlite3_stmt* statement, int index) {
+    const unsigned char* text = sqlite3_column_text(statement, index);
+    if (!text) {
+        throw std::bad_alloc();
+    }
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, index));
+    return SQLValue::text({reinterpret_cast<const char*>(text), size});
+}
+
+}  // namespace
+
+void Statement::Finalizer::operator()(sqlite3_stmt* statement) const {
+    sqlite3_finalize(statement);
+}
+
+void Statement::bind(const SQLValues& values) {
+    int index = 0;
+    for (const SQLValue& value : values) {
+        if (bindValue(statement_.get(), ++index, value) != SQLITE_OK) {
+            fail(DatabaseError::Kind::bindFailed, errorMessage());
+        }
+    }
+}
+
+Statement::StepResult Statement::step() {
+    switch (sqlite3_step(statement_.get())) {
+        case SQLITE_ROW:
+            return StepResult::row;
+        case SQLITE_DONE:
+            return StepResult::done;
+        default:
+            return StepResult::failed;
+    }
+}
+
+int Statement::columnCount() const {
+    return sqlite3_column_count(statement_.get());
+}
+
+std::string Statement::columnName(int index) const {
+    const char* name = sqlite3_column_name(statement_.get(), index);
+    if (!name) {
+        throw std::bad_alloc();
+    }
+    return name;
+}
+
+SQLValue Statement::column(int index) const {
+    switch (sqlite3_column_type(statement_.get(), index)) {
+        case SQLITE_INTEGER:
+            return SQLValue::integer(integerColumn(index));
+        case SQLITE_FLOAT:
+            return SQLValue::real(sqlite3_column_double(statement_.get(), index));
+        case SQLITE_TEXT:
+            return textColumn(statement_.get(), index);
+        default:
+            return SQLValue::null();
+    }
+}
+
+std::int64_t Statement::integerColumn(int index) const {
+    return sqlite3_column_int64(statement_.get(), index);
+}
+
+Row Statement::row() const {
+    Row row;
+    const int count = columnCount();
+    for (int index = 0; index < count; ++index) {
+        row.insert_or_assign(columnName(index), column(index));
+    }
+    return row;
+}
+
+std::string Statement::errorMessage() const {
+    return sqlite3_errmsg(sqlite3_db_handle(statement_.get()));
+}
+
+void Connection::Closer::operator()(sqlite3* handle) const {
+    sqlite3_close(handle);
+}
+
+Connection::Connection(const std::filesystem::path& path, Access access) {
+    sqlite3* handle = nullptr;
+    const int result = openHandle(path, access, &handle);
+    handle_.reset(handle);
+    if (!handle) {
+        fail(DatabaseError::Kind::openFailed, "Unable to open SQLite database.");
+    }
+    if (result != SQLITE_OK) {
+        fail(DatabaseError::Kind::openFailed, errorMessage());
+    }
+}
+
+void Connection::executeOneShot(const std::string& sql) {
+    char* text = nullptr;
+    const int result = sqlite3_exec(handle_.get(), sql.c_str(), nullptr, nullptr, &text);
+    const std::unique_ptr<char, MessageReleaser> message(text);
+    if (result != SQLITE_OK) {
+        fail(DatabaseError::Kind::stepFailed, message ? message.get() : errorMessage());
+    }
+}
+
+Statement Connection::prepare(const std::string& sql) {
+    sqlite3_stmt* compiled = nullptr;
+    const int result = sqlite3_prepare_v2(handle_.get(), sql.c_str(), -1, &compiled, nullptr);
+    Statement statement(compiled);
+    if (result != SQLITE_OK || !compiled) {
+        fail(DatabaseError::Kind::prepareFailed, errorMessage());
+    }
+    return statement;
+}
+
+void Connection::execute(const std::string& sql, const SQLValues& values) {
+    Statement statement = prepare(sql);
+    statement.bind(values);
+    if (statement.step() != Statement::StepResult::done) {
+        fail(DatabaseError::Kind::stepFailed, errorMessage());
+    }
+}
+
+std::vector<Row> Connection::query(const std::string& sql, const SQLValues& values) {
+    Statement statement = prepare(sql);
+    statement.bind(values);
+    std::vector<Row> rows;
+    Statement::StepResult result = statement.step();
+    for (; result == Statement::StepResult::row; result = statement.step()) {
+        rows.push_back(statement.row());
+    }
+    if (result != Statement::StepResult::done) {
+        fail(DatabaseError::Kind::stepFailed, errorMessage());
+    }
+    return rows;
+}
+
+std::string Connection::errorMessage() const {
+    return sqlite3_errmsg(handle_.get());
+}
+
+}  // namespace quernlight

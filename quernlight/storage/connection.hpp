@@ -1,0 +1,87 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "quernlight/storage/sql_value.hpp"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace quernlight {
+
+/// A compiled statement of one connection, finalised on destruction. Made by `Connection::prepare`; used on
+/// the thread that uses the connection.
+class Statement {
+  public:
+    enum class StepResult { row, done, failed };
+
+    /// Binds the values to the parameters 1, 2, 3, ... Throws DatabaseError (bindFailed) at the first that
+    /// cannot be bound.
+    void bind(const SQLValues& values);
+
+    /// `failed` is any result but a row or the end; `errorMessage` tells why.
+    StepResult step();
+
+    /// Of the row that the last step yielded; indexes count from 0.
+    int columnCount() const;
+    std::string columnName(int index) const;
+    /// By the value's storage class; a blob is null.
+    SQLValue column(int index) const;
+    /// Converted by SQLite's own rules when the value is no integer (NULL is 0).
+    std::int64_t integerColumn(int index) const;
+    /// All columns by name.
+    Row row() const;
+
+    /// SQLite's current message for the connection.
+    std::string errorMessage() const;
+
+  private:
+    friend class Connection;
+    struct Finalizer {
+        void operator()(sqlite3_stmt* statement) const;
+    };
+
+    explicit Statement(sqlite3_stmt* statement) : statement_(statement) {}
+
+    std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
+};
+
+/// One SQLite connection, closed on destruction. Every call blocks and belongs to one thread at a time. All
+/// failures are DatabaseErrors that carry SQLite's message; a busy file fails at once, nothing is retried.
+class Connection {
+  public:
+    enum class Access {
+        readWrite,  ///< created when missing
+        readOnly,   ///< never created; SQLite's full mutex
+    };
+
+    /// Throws openFailed.
+    explicit Connection(const std::filesystem::path& path, Access access = Access::readWrite);
+
+    /// SQLite's one-shot execution, which does not mind a statement that returns rows. Throws stepFailed.
+    void executeOneShot(const std::string& sql);
+
+    /// Compiles the text's first statement. Throws prepareFailed, also for a text without a statement.
+    Statement prepare(const std::string& sql);
+
+    /// Runs a statement that returns no rows; one that does fails with stepFailed.
+    void execute(const std::string& sql, const SQLValues& values = {});
+
+    /// All rows in the order in which SQLite yields them.
+    std::vector<Row> query(const std::string& sql, const SQLValues& values = {});
+
+    /// SQLite's current message for the connection.
+    std::string errorMessage() const;
+
+  private:
+    struct Closer {
+        void operator()(sqlite3* handle) const;
+    };
+
+    std::unique_ptr<sqlite3, Closer> handle_;
+};
+
+}  // namespace quernlight

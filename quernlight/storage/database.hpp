@@ -1,0 +1,43 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "quernlight/platform/background_executor.hpp"
+#include "quernlight/platform/task.hpp"
+#include "quernlight/storage/connection.hpp"
+#include "quernlight/storage/sql_value.hpp"
+
+namespace quernlight {
+
+/// The one gateway to the dispatch database. Repositories share it (std::shared_ptr); the connection closes
+/// when the last of them lets go. Its operations run one at a time, in the order in which they were awaited,
+/// on a thread of the database's own, so the caller's executor never waits for a disk. The database must
+/// outlive the operations that are awaited on it. Failures are DatabaseErrors with SQLite's message.
+class Database {
+  public:
+    /// Opens or creates the file, with foreign keys enforced and write-ahead journalling. Blocks. Throws
+    /// openFailed, or stepFailed when a setting is refused.
+    explicit Database(const std::filesystem::path& path);
+    Database(const Database&) = delete;
+    Database& operator=(const Database&) = delete;
+
+    /// Runs a statement that returns no rows; one that does fails with stepFailed.
+    Task<void> execute(std::string sql, SQLValues values = {});
+
+    /// Runs a statement and collects all its rows, in SQLite's order.
+    Task<std::vector<Row>> query(std::string sql, SQLValues values = {});
+
+    /// Runs `body` on the database's thread inside a write transaction, which takes the write lock at once.
+    /// When the body or the commit throws, all is rolled back and that error is thrown. The body uses the
+    /// connection it is given, nothing else of this class; transactions do not nest.
+    Task<void> transaction(std::function<void(Connection&)> body);
+
+  private:
+    Connection connection_;
+    BackgroundExecutor executor_;  // last: its end waits for the calls that still use the connection
+};
+
+}  // namespace quernlight
