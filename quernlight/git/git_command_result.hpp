@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace quernlight {
+
+/// What one run of git came to.
+struct GitCommandResult {
+    std::int32_t status = 0;  ///< git's exit status; 0 is success
+    std::string output;       ///< standard output and standard error together, trimmed at both ends
+
+    bool succeeded() const { return status == 0; }
+
+    /// Git's own words, or `fallback` when it printed nothing.
+    std::string outputOr(std::string fallback) const { return output.empty() ? fallback : output; }
+
+    bool operator==(const GitCommandResult&) const = default;
+};
+
+}  // namespace quernlight

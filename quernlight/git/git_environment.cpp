@@ -1,0 +1,91 @@
+#include "quernlight/git/git_environment.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+namespace quernlight {
+namespace {
+
+/// What `git rev-parse --local-env-vars` lists: variables that belong to one repository. A hook or an alias
+/// that started the caller leaves them in its environment, and they would win over "-C".
+constexpr std::array repositoryVariables = std::to_array<std::string_view>({
+    "GIT_ALTERNATE_OBJECT_DIRECTORIES",
+    "GIT_COMMON_DIR",
+    "GIT_CONFIG",
+    "GIT_CONFIG_COUNT",
+    "GIT_CONFIG_PARAMETERS",
+    "GIT_DIR",
+    "GIT_GRAFT_FILE",
+    "GIT_IMPLICIT_WORK_TREE",
+    "GIT_INDEX_FILE",
+    "GIT_INTERNAL_SUPER_PREFIX",
+    "GIT_NO_REPLACE_OBJECTS",
+    "GIT_OBJECT_DIRECTORY",
+    "GIT_PREFIX",
+    "GIT_REPLACE_REF_BASE",
+    "GIT_SHALLOW_FILE",
+    "GIT_WORK_TREE",
+});
+
+/// Variables that are set here, and those that print diagnostics between the lines of an answer.
+constexpr std::array replacedVariables = std::to_array<std::string_view>({
+    "GIT_CURL_VERBOSE",
+    "GIT_PAGER",
+    "GIT_TERMINAL_PROMPT",
+});
+
+constexpr std::array leftOutPrefixes = std::to_array<std::string_view>({
+    "GIT_CONFIG_KEY_",
+    "GIT_CONFIG_VALUE_",
+    "GIT_TRACE",
+});
+
+constexpr std::array pinnedConfiguration = std::to_array<std::pair<std::string_view, std::string_view>>({
+    {"color.ui", "false"},
+    {"color.advice", "false"},
+    {"color.branch", "false"},
+    {"color.diff", "false"},
+    {"color.grep", "false"},
+    {"color.push", "false"},
+    {"color.remote", "false"},
+    {"color.status", "false"},
+    {"color.transport", "false"},
+    {"core.pager", "cat"},
+    {"core.quotePath", "false"},
+    {"grep.patternType", "basic"},
+    {"i18n.logOutputEncoding", "UTF-8"},
+    {"log.showSignature", "false"},
+});
+
+bool isLeftOut(std::string_view entry) {
+    const std::string_view name = entry.substr(0, entry.find('='));
+    const auto isName = [name](std::string_view other) { return name == other; };
+    const auto isPrefix = [name](std::string_view prefix) { return name.starts_with(prefix); };
+    return std::ranges::any_of(repositoryVariables, isName) ||
+           std::ranges::any_of(replacedVariables, isName) || std::ranges::any_of(leftOutPrefixes, isPrefix);
+}
+
+void appendPinnedConfiguration(std::vector<std::string>& environment) {
+    environment.push_back("GIT_CONFIG_COUNT=" + std::to_string(pinnedConfiguration.size()));
+    for (std::size_t index = 0; index < pinnedConfiguration.size(); ++index) {
+        const std::string number = std::to_string(index);
+        const auto& [key, value] = pinnedConfiguration[index];
+        environment.push_back("GIT_CONFIG_KEY_" + number + "=" + std::string(key));
+        environment.push_back("GIT_CONFIG_VALUE_" + number + "=" + std::string(value));
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> gitEnvironment(std::vector<std::string> inherited) {
+    std::vector<std::string> environment = std::move(inherited);
+    std::erase_if(environment, [](const std::string& entry) { return isLeftOut(entry); });
+    environment.push_back("GIT_TERMINAL_PROMPT=0");
+    environment.push_back("GIT_PAGER=cat");
+    appendPinnedConfiguration(environment);
+    return environment;
+}
+
+}  // namespace quernlight

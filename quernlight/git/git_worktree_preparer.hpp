@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "quernlight/git/git_runner.hpp"
+#include "quernlight/git/worktree_results.hpp"
+#include "quernlight/platform/file_manager.hpp"
+
+namespace quernlight {
+
+struct PrepareBugRequest {
+    std::string repoPath;
+    std::string worktreeRootPath;
+    std::string appName;
+    std::string bugID;
+    std::string baseBranch;
+};
+
+/// Gives a bug its worktree, on a branch of its own that starts at the latest base branch, before a session
+/// starts. A value; it borrows the file manager, which must outlive it and its calls. Calls run on the
+/// awaiting coroutine's executor; two at once for the same bug are for the caller to avoid.
+class GitWorktreePreparer {
+  public:
+    explicit GitWorktreePreparer(GitRunner run = runGit,
+                                 const FileManager& fileManager = defaultFileManager());
+
+    /// Never throws: what goes wrong is a `WorktreeFailed`. What is at the path already is never changed.
+    Task<GitWorktreePrepareResult> prepareBug(PrepareBugRequest request) const;
+
+  private:
+    GitRunner runGit_;
+    std::reference_wrapper<const FileManager> fileManager_;
+};
+
+}  // namespace quernlight

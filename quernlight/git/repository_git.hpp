@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "quernlight/git/git_runner.hpp"
+
+namespace quernlight {
+
+/// Git in one repository: every command gets "-C" and the repository's path in front, so that the working
+/// directory of the caller plays no part. It must outlive the tasks it returns.
+class RepositoryGit {
+  public:
+    RepositoryGit(GitRunner run, std::string repoPath);
+
+    Task<GitCommandResult> run(std::vector<std::string> arguments) const;
+
+    /// Whether git has a worktree registered at this standardised path; no when git cannot tell.
+    Task<bool> hasWorktree(std::string path) const;
+
+    /// "origin" when there is such a remote, otherwise the first one; empty when there is none or git cannot
+    /// tell.
+    Task<std::string> preferredRemote() const;
+
+  private:
+    GitRunner run_;
+    std::string repoPath_;
+};
+
+}  // namespace quernlight

@@ -1,0 +1,132 @@
+#include "quernlight/git/git_runner.hpp"
+
+#include <future>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_future.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/git/git_sandbox.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::runGitNow;
+using test::runGitScript;
+using test::ScopedVariable;
+using testing::HasSubstr;
+
+class GitRunnerTest : public testing::Test {
+  protected:
+    test::GitSandbox sandbox;
+    const std::string repository = sandbox.makeRepository("Acme");
+};
+
+TEST_F(GitRunnerTest, OutputComesWithoutItsTrailingLineBreak) {
+    EXPECT_EQ(runGitNow({"-C", repository, "rev-parse", "--show-toplevel"}),
+              (GitCommandResult{0, repository}));
+}
+
+TEST_F(GitRunnerTest, OutputIsTrimmedOfUnicodeWhiteSpaceAtBothEnds) {
+    EXPECT_EQ(runGitScript("printf ' \\n\\t a b \\302\\240\\r\\n'").output, "a b");
+}
+
+TEST_F(GitRunnerTest, StandardOutputAndErrorInterleaveInTheOrderWritten) {
+    EXPECT_EQ(runGitScript("echo one; echo two >&2; echo three").output, "one\ntwo\nthree");
+}
+
+TEST_F(GitRunnerTest, TheExitStatusIsGits) {
+    EXPECT_EQ(runGitScript("exit 7").status, 7);
+    EXPECT_EQ(runGitNow({"-C", sandbox.path("nowhere"), "status"}).status, 128);
+}
+
+TEST_F(GitRunnerTest, MoreThanAPipeHoldsDoesNotHang) {
+    const GitCommandResult result = runGitScript("head -c 1048576 /dev/zero | tr '\\0' x");
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, std::string(1048576, 'x'));
+}
+
+TEST_F(GitRunnerTest, OutputThatIsNoUtf8CountsAsEmpty) {
+    EXPECT_EQ(runGitScript("printf 'before \\377 after'; exit 3"), (GitCommandResult{3, ""}));
+}
+
+TEST_F(GitRunnerTest, AGitThatCannotBeStartedGivesStatusOneAndTheReason) {
+    const GitCommandResult result = runGitNow({"-C", std::string(4 << 20, 'x'), "status"});
+    EXPECT_EQ(result, (GitCommandResult{1, "Unable to start /usr/bin/git: Argument list too long"}));
+}
+
+TEST_F(GitRunnerTest, AnArgumentWithANullCharacterIsRefusedRatherThanCut) {
+    const GitCommandResult result = runGitNow({"-C", repository, "rev-parse", std::string("main\0~1", 7)});
+    EXPECT_EQ(result, (GitCommandResult{1, "Unable to start /usr/bin/git: Invalid argument"}));
+}
+
+TEST_F(GitRunnerTest, StandardInputIsEmpty) {
+    EXPECT_EQ(runGitScript("cat"), (GitCommandResult{0, ""}));
+}
+
+TEST_F(GitRunnerTest, GitHasNoTerminalToAskAt) {
+    EXPECT_NE(runGitScript("exec 3</dev/tty").status, 0);
+}
+
+TEST_F(GitRunnerTest, APromptForCredentialsFailsInsteadOfHanging) {
+    const GitCommandResult result =
+        runGitScript("printf 'protocol=https\\nhost=git.example\\n\\n' | git credential fill");
+    EXPECT_EQ(result.status, 128);
+    EXPECT_THAT(result.output, HasSubstr("terminal prompts disabled"));
+}
+
+TEST_F(GitRunnerTest, AGitDirectoryInTheEnvironmentDoesNotDefeatTheGivenPath) {
+    const std::string other = sandbox.makeRepository("Other");
+    const ScopedVariable directory("GIT_DIR", other + "/.git");
+    const ScopedVariable workTree("GIT_WORK_TREE", other);
+    EXPECT_EQ(runGitNow({"-C", repository, "rev-parse", "--show-toplevel"}).output, repository);
+}
+
+TEST_F(GitRunnerTest, ConfigurationLeftByAnOuterGitIsNotInherited) {
+    const ScopedVariable count("GIT_CONFIG_COUNT", "1");
+    const ScopedVariable key("GIT_CONFIG_KEY_0", "user.name");
+    const ScopedVariable value("GIT_CONFIG_VALUE_0", "Somebody");
+    EXPECT_EQ(runGitNow({"-C", repository, "config", "user.name"}).output, "Test");
+}
+
+TEST_F(GitRunnerTest, TracingDoesNotMixIntoTheAnswer) {
+    const ScopedVariable trace("GIT_TRACE", "1");
+    EXPECT_EQ(runGitNow({"-C", repository, "branch", "--show-current"}).output, "main");
+}
+
+TEST_F(GitRunnerTest, ColoursThatTheUserWantsEverywhereDoNotReachTheAnswer) {
+    sandbox.git(repository, {"config", "color.ui", "always"});
+    sandbox.git(repository, {"config", "color.branch", "always"});
+    EXPECT_EQ(sandbox.git(repository, {"branch"}), "* main");
+}
+
+TEST_F(GitRunnerTest, PatternsAreBasicWhateverTheUserPrefers) {
+    sandbox.git(repository, {"config", "grep.patternType", "extended"});
+    sandbox.commit(repository, "mentions #7");
+    sandbox.commit(repository, "merged (#7)");
+    EXPECT_EQ(sandbox.git(repository, {"log", "--format=%s", "--grep=(#7)"}), "merged (#7)");
+}
+
+TEST_F(GitRunnerTest, NamesBeyondAsciiAreNotQuoted) {
+    test::writeFile(repository + "/Ünïcode.txt", "");
+    EXPECT_EQ(sandbox.git(repository, {"ls-files", "--others"}), "Ünïcode.txt");
+}
+
+TEST_F(GitRunnerTest, SeveralRunsAtOnceOnSeveralThreadsDoNotDisturbOneAnother) {
+    boost::asio::thread_pool threads(4);
+    std::vector<std::future<GitCommandResult>> runs;
+    for (int number = 0; number < 12; ++number) {
+        Task<GitCommandResult> run = runGit(
+            {"-c", "alias.say=!echo " + std::to_string(number) + "; exit " + std::to_string(number), "say"});
+        runs.push_back(boost::asio::co_spawn(threads, std::move(run), boost::asio::use_future));
+    }
+    for (int number = 0; number < 12; ++number) {
+        EXPECT_EQ(runs[static_cast<std::size_t>(number)].get(),
+                  (GitCommandResult{number, std::to_string(number)}));
+    }
+}
+
+}  // namespace
+}  // namespace quernlight

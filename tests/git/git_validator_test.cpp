@@ -1,0 +1,77 @@
+#include "quernlight/git/git_validator.hpp"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/git/fake_git.hpp"
+#include "tests/git/git_sandbox.hpp"
+#include "tests/support/run_task.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::Arguments;
+using testing::ElementsAre;
+
+GitValidationResult validate(const std::string& repository, const std::string& branch,
+                             GitRunner run = runGit) {
+    return test::runTask(GitValidator::validate(repository, branch, std::move(run)));
+}
+
+class GitValidatorTest : public testing::Test {
+  protected:
+    test::GitSandbox sandbox;
+    test::FakeGit fake;
+};
+
+TEST_F(GitValidatorTest, ARepositoryWithTheBranchIsValid) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    EXPECT_EQ(validate(repository, "main"), (GitValidationResult{true, repository, "Valid repository"}));
+}
+
+TEST_F(GitValidatorTest, ASubdirectoryIsValidAndTheRootIsTheTopLevelDirectory) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    std::filesystem::create_directories(repository + "/sources/app");
+    EXPECT_EQ(validate(repository + "/sources/app", "main"),
+              (GitValidationResult{true, repository, "Valid repository"}));
+}
+
+TEST_F(GitValidatorTest, AMissingBaseBranchIsInvalidWithTheRootAndGitsOwnWords) {
+    const std::string repository = sandbox.makeRepository("Acme", "master");
+    EXPECT_EQ(validate(repository, "main"),
+              (GitValidationResult{false, repository, "fatal: Needed a single revision"}));
+}
+
+TEST_F(GitValidatorTest, APathThatDoesNotExistIsInvalidWithoutARoot) {
+    const GitValidationResult result = validate(sandbox.path("nowhere"), "main");
+    EXPECT_FALSE(result.isValid);
+    EXPECT_EQ(result.repositoryRoot, std::nullopt);
+    EXPECT_THAT(result.message, testing::HasSubstr("cannot change to"));
+}
+
+TEST_F(GitValidatorTest, ADirectoryOutsideAnyRepositoryIsInvalidWithoutARoot) {
+    std::filesystem::create_directory(sandbox.path("plain"));
+    const GitValidationResult result = validate(sandbox.path("plain"), "main");
+    EXPECT_FALSE(result.isValid);
+    EXPECT_EQ(result.repositoryRoot, std::nullopt);
+    EXPECT_THAT(result.message, testing::StartsWith("fatal: not a git repository"));
+}
+
+TEST_F(GitValidatorTest, TheBranchIsAskedForExactlyAsConfigured) {
+    fake.answer("rev-parse", {0, "/src/Acme"});
+    validate("/src/Acme/", "main", fake.runner());
+    EXPECT_THAT(fake.commands(), ElementsAre(Arguments{"-C", "/src/Acme/", "rev-parse", "--show-toplevel"},
+                                             Arguments{"-C", "/src/Acme/", "rev-parse", "--verify", "main"}));
+}
+
+TEST_F(GitValidatorTest, TheBranchIsNotAskedForWithoutARepository) {
+    fake.answer("rev-parse", {128, "fatal: no"});
+    EXPECT_EQ(validate("/src/Acme", "main", fake.runner()),
+              (GitValidationResult{false, std::nullopt, "fatal: no"}));
+    EXPECT_EQ(fake.commands().size(), 1u);
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,138 @@
+#include "quernlight/git/git_worktree_cleaner.hpp"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/git/git_worktree_preparer.hpp"
+#include "tests/git/fake_git.hpp"
+#include "tests/git/git_sandbox.hpp"
+#include "tests/support/run_task.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::Arguments;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class GitWorktreeCleanerTest : public testing::Test {
+  protected:
+    test::GitSandbox sandbox;
+    test::FakeGit fake;
+    const std::string root = sandbox.path("wt");
+    const std::string worktree = root + "/My-App-3f2a9c1d";
+    CleanupBugRequest request{.repoPath = sandbox.path("Acme"),
+                              .worktreeRootPath = root,
+                              .appName = "My App!",
+                              .bugID = "3F2A9C1D-0000-4000-8000-000000000000"};
+    const GitWorktreeCleanupResult removed = WorktreeRemoved{worktree};
+
+    GitWorktreeCleanupResult cleanUp() {
+        return test::runTask(GitWorktreeCleaner().cleanupImplementedBug(request));
+    }
+    GitWorktreeCleanupResult cleanUpWithFake(const FileManager& files = defaultFileManager()) {
+        return test::runTask(GitWorktreeCleaner(fake.runner(), files).cleanupImplementedBug(request));
+    }
+
+    /// A repository with the bug's worktree in it.
+    std::string prepareWorktree() {
+        const std::string repository = sandbox.makeRepository("Acme");
+        const auto prepared = test::runTask(GitWorktreePreparer().prepareBug({.repoPath = repository,
+                                                                              .worktreeRootPath = root,
+                                                                              .appName = request.appName,
+                                                                              .bugID = request.bugID,
+                                                                              .baseBranch = "main"}));
+        EXPECT_TRUE(std::holds_alternative<WorktreeCreated>(prepared));
+        return repository;
+    }
+
+    bool isThere() const { return std::filesystem::exists(worktree); }
+};
+
+GitWorktreeCleanupResult failed(const std::string& message) {
+    return WorktreeFailed{message};
+}
+
+TEST_F(GitWorktreeCleanerTest, RemovesARegisteredWorktreeWithItsChangesAndKeepsTheBranch) {
+    const std::string repository = prepareWorktree();
+    test::writeFile(worktree + "/unfinished.txt", "changed");
+    EXPECT_EQ(cleanUp(), removed);
+    EXPECT_FALSE(isThere());
+    sandbox.git(repository, {"show-ref", "--verify", "refs/heads/My-App-3f2a9c1d"});
+}
+
+TEST_F(GitWorktreeCleanerTest, APathThatIsNeitherThereNorRegisteredIsNotFound) {
+    prepareWorktree();
+    cleanUp();
+    EXPECT_EQ(cleanUp(), GitWorktreeCleanupResult(WorktreeNotFound{worktree}));
+}
+
+TEST_F(GitWorktreeCleanerTest, APlainDirectoryIsSkippedAndKept) {
+    sandbox.makeRepository("Acme");
+    test::writeFile(worktree + "/notes.txt", "mine");
+    EXPECT_EQ(cleanUp(), GitWorktreeCleanupResult(WorktreeSkipped{
+                             "Configured worktree path does not look like a git worktree: " + worktree}));
+    EXPECT_EQ(test::readFile(worktree + "/notes.txt"), "mine");
+}
+
+TEST_F(GitWorktreeCleanerTest, AFileIsSkippedAndKept) {
+    sandbox.makeRepository("Acme");
+    test::writeFile(worktree, "mine");
+    EXPECT_EQ(cleanUp(), GitWorktreeCleanupResult(
+                             WorktreeSkipped{"Configured worktree path is not a directory: " + worktree}));
+    EXPECT_TRUE(isThere());
+}
+
+TEST_F(GitWorktreeCleanerTest, AWorktreeThatGitHasForgottenIsDeleted) {
+    test::writeFile(worktree + "/.git", "gitdir: elsewhere");
+    test::writeFile(worktree + "/sources/main.txt", "text");
+    EXPECT_EQ(cleanUp(), removed);
+    EXPECT_FALSE(isThere());
+}
+
+TEST_F(GitWorktreeCleanerTest, AFailingDeletionIsReportedInItsOwnWords) {
+    struct Stubborn : FileManager {
+        void removeAll(const std::filesystem::path&) const override { throw std::runtime_error("it stays"); }
+    };
+    test::writeFile(worktree + "/.git", "gitdir: elsewhere");
+    EXPECT_EQ(cleanUpWithFake(Stubborn()), failed("it stays"));
+}
+
+TEST_F(GitWorktreeCleanerTest, ARegisteredWorktreeTakesTheseCommands) {
+    fake.answer("worktree list", {0, "worktree /src/Acme\nbare\n\nworktree " + worktree + "\nHEAD 0"});
+    EXPECT_EQ(cleanUpWithFake(), removed);
+    EXPECT_THAT(fake.commands(),
+                ElementsAre(Arguments{"-C", request.repoPath, "worktree", "list", "--porcelain"},
+                            Arguments{"-C", request.repoPath, "worktree", "remove", "--force", worktree}));
+}
+
+TEST_F(GitWorktreeCleanerTest, AFailingRemovalIsReportedInGitsWordsOrDescribed) {
+    fake.answer("worktree list", {0, "worktree " + worktree});
+    fake.answer("worktree remove", {128, "fatal: locked"});
+    EXPECT_EQ(cleanUpWithFake(), failed("fatal: locked"));
+    fake.answer("worktree remove", {128, ""});
+    EXPECT_EQ(cleanUpWithFake(), failed("Failed to remove worktree " + worktree + "."));
+}
+
+TEST_F(GitWorktreeCleanerTest, AnIdThatLeadsOutOfTheRootOrToTheRootItselfIsRefusedBeforeGitIsAsked) {
+    const std::string refusal = "Refusing to clean worktree outside configured root: ";
+    request.bugID = "/../../x";
+    EXPECT_EQ(cleanUpWithFake(), failed(refusal + root + "/My-App-/../../x"));
+    request.bugID = "/..";
+    EXPECT_EQ(cleanUpWithFake(), failed(refusal + root + "/My-App-/.."));
+    EXPECT_THAT(fake.commands(), IsEmpty());
+}
+
+TEST_F(GitWorktreeCleanerTest, AnEmptyOrUnsafeBugIdIsRefusedBeforeAnythingIsTouched) {
+    for (const char* id : {"", " \n", "..", "a/b", "a\nb"}) {
+        request.bugID = id;
+        const auto result = std::get<WorktreeFailed>(cleanUpWithFake());
+        EXPECT_THAT(result.message, testing::StartsWith("Refusing a worktree for a bug whose id "));
+    }
+    EXPECT_THAT(fake.commands(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace quernlight

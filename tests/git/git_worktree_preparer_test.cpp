@@ -1,0 +1,248 @@
+#include "quernlight/git/git_worktree_preparer.hpp"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/git/fake_git.hpp"
+#include "tests/git/git_sandbox.hpp"
+#include "tests/support/run_task.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::Arguments;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class GitWorktreePreparerTest : public testing::Test {
+  protected:
+    const std::string branch = "My-App-3f2a9c1d";
+    test::GitSandbox sandbox;
+    test::FakeGit fake;
+    const std::string root = sandbox.path("deep/wt");
+    const std::string worktree = root + "/" + branch;
+    PrepareBugRequest request{.repoPath = sandbox.path("Acme"),
+                              .worktreeRootPath = root,
+                              .appName = "My App!",
+                              .bugID = "3F2A9C1D-0000-4000-8000-000000000000",
+                              .baseBranch = "main"};
+    const GitWorktreePrepareResult created = WorktreeCreated{worktree, branch};
+    const GitWorktreePrepareResult alreadyExists = WorktreeAlreadyExists{worktree, branch};
+
+    GitWorktreePrepareResult prepare() { return test::runTask(GitWorktreePreparer().prepareBug(request)); }
+    GitWorktreePrepareResult prepareWithFake() {
+        return test::runTask(GitWorktreePreparer(fake.runner()).prepareBug(request));
+    }
+
+    std::string headOf(const std::string& path) { return sandbox.git(path, {"rev-parse", "HEAD"}); }
+
+    /// What the fake was asked, without the first two arguments, which name the repository.
+    std::vector<Arguments> asked() {
+        std::vector<Arguments> commands = fake.commands();
+        for (Arguments& command : commands) {
+            EXPECT_EQ(command.at(0), "-C");
+            EXPECT_EQ(command.at(1), request.repoPath);
+            command.erase(command.begin(), command.begin() + 2);
+        }
+        return commands;
+    }
+
+    /// The message of the failure when one command fails without a word of its own.
+    GitWorktreePrepareResult prepareWhenSilentlyFailing(const std::string& command) {
+        fake.answer(command, {1, ""});
+        return prepareWithFake();
+    }
+};
+
+GitWorktreePrepareResult failed(const std::string& message) {
+    return WorktreeFailed{message};
+}
+
+TEST_F(GitWorktreePreparerTest, CreatesAWorktreeOnABranchOfItsOwn) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(sandbox.git(worktree, {"branch", "--show-current"}), branch);
+    EXPECT_EQ(headOf(worktree), headOf(repository));
+}
+
+TEST_F(GitWorktreePreparerTest, PreparingTwiceFindsTheSamePathAndBranch) {
+    sandbox.makeRepository("Acme");
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(prepare(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, ARegisteredWorktreeWhoseDirectoryIsGoneStillCountsAsExisting) {
+    sandbox.makeRepository("Acme");
+    prepare();
+    std::filesystem::remove_all(worktree);
+    EXPECT_EQ(prepare(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, ARootReachedThroughParentsIsComparedAsStandardized) {
+    sandbox.makeRepository("Acme");
+    request.worktreeRootPath = sandbox.path("deep/elsewhere/../wt/");
+    EXPECT_EQ(prepare(), created);
+}
+
+TEST_F(GitWorktreePreparerTest, ABranchThatExistsIsTakenUpAgain) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.git(repository, {"branch", branch});
+    sandbox.commit(repository, "later");
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(headOf(worktree), sandbox.git(repository, {"rev-parse", "main~1"}));
+}
+
+TEST_F(GitWorktreePreparerTest, TheLatestBaseBranchOfTheRemoteIsTheStart) {
+    const std::string upstream = sandbox.makeRepository("Upstream");
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.addRemote(repository, "upstream", upstream);
+    const std::string latest = sandbox.commit(upstream, "latest");
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(headOf(worktree), latest);
+}
+
+TEST_F(GitWorktreePreparerTest, WithSeveralRemotesOriginIsFetched) {
+    const std::string origin = sandbox.makeRepository("Origin");
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.addRemote(repository, "another", sandbox.path("nowhere"));
+    sandbox.addRemote(repository, "origin", origin);
+    const std::string latest = sandbox.commit(origin, "latest");
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(headOf(worktree), latest);
+}
+
+TEST_F(GitWorktreePreparerTest, ARemoteThatCannotBeFetchedFailsWithGitsWordsAndCreatesNothing) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.addRemote(repository, "origin", sandbox.path("nowhere"));
+    const auto result = std::get<WorktreeFailed>(prepare());
+    EXPECT_THAT(result.message, testing::HasSubstr("does not appear to be a git repository"));
+    EXPECT_FALSE(std::filesystem::exists(worktree));
+}
+
+TEST_F(GitWorktreePreparerTest, APlainDirectoryAtThePathFailsAndIsKept) {
+    sandbox.makeRepository("Acme");
+    test::writeFile(worktree + "/notes.txt", "mine");
+    EXPECT_EQ(prepare(),
+              failed("Configured worktree path already exists but is not a git worktree: " + worktree));
+    EXPECT_EQ(test::readFile(worktree + "/notes.txt"), "mine");
+}
+
+TEST_F(GitWorktreePreparerTest, AFileAtThePathFailsAndIsKept) {
+    sandbox.makeRepository("Acme");
+    test::writeFile(worktree, "mine");
+    EXPECT_EQ(prepare(), failed("Configured worktree path is not a directory: " + worktree));
+    EXPECT_EQ(test::readFile(worktree), "mine");
+}
+
+TEST_F(GitWorktreePreparerTest, ADirectoryWithAGitEntryCountsAsExistingEvenWhenGitDoesNotKnowIt) {
+    sandbox.makeRepository("Acme");
+    test::writeFile(worktree + "/.git", "gitdir: elsewhere");
+    EXPECT_EQ(prepare(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, ARootThatCannotBeCreatedFails) {
+    sandbox.makeRepository("Acme");
+    test::writeFile(sandbox.path("deep"), "a file in the way");
+    const auto result = std::get<WorktreeFailed>(prepare());
+    EXPECT_THAT(result.message, testing::StartsWith("Unable to create worktree root " + root + ": "));
+    EXPECT_THAT(result.message, testing::HasSubstr("Not a directory"));
+}
+
+TEST_F(GitWorktreePreparerTest, ABranchNameThatGitForbidsFailsWithGitsWords) {
+    sandbox.makeRepository("Acme");
+    request.bugID = "foo.lock";
+    EXPECT_THAT(std::get<WorktreeFailed>(prepare()).message,
+                testing::EndsWith("fatal: 'My-App-foo.lock' is not a valid branch name"));
+}
+
+TEST_F(GitWorktreePreparerTest, AnIdThatLeadsOutOfTheRootOrToTheRootItselfIsRefusedBeforeGitIsAsked) {
+    const std::string refusal = "Refusing to create worktree outside configured root: ";
+    request.bugID = "/../../x";
+    EXPECT_EQ(prepareWithFake(), failed(refusal + root + "/My-App-/../../x"));
+    request.bugID = "/..";
+    EXPECT_EQ(prepareWithFake(), failed(refusal + root + "/My-App-/.."));
+    EXPECT_THAT(fake.commands(), IsEmpty());
+}
+
+TEST_F(GitWorktreePreparerTest, AnEmptyOrUnsafeBugIdIsRefusedBeforeAnythingIsTouched) {
+    for (const char* id : {"", " \n", "..", "a/b", "a\nb"}) {
+        request.bugID = id;
+        const auto result = std::get<WorktreeFailed>(prepareWithFake());
+        EXPECT_THAT(result.message, testing::StartsWith("Refusing a worktree for a bug whose id "));
+    }
+    EXPECT_THAT(fake.commands(), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(root));
+}
+
+TEST_F(GitWorktreePreparerTest, ANewBranchOffARemoteTakesTheseCommands) {
+    fake.answer("remote", {0, "upstream\n origin "});
+    fake.answer("show-ref", {1, ""});
+    EXPECT_EQ(prepareWithFake(), created);
+    EXPECT_THAT(
+        asked(),
+        ElementsAre(Arguments{"worktree", "list", "--porcelain"}, Arguments{"remote"},
+                    Arguments{"fetch", "--quiet", "origin", "+refs/heads/main:refs/remotes/origin/main"},
+                    Arguments{"show-ref", "--verify", "--quiet", "refs/heads/" + branch},
+                    Arguments{"worktree", "add", "-b", branch, worktree, "refs/remotes/origin/main"}));
+}
+
+TEST_F(GitWorktreePreparerTest, AnExistingBranchWithoutARemoteTakesTheseCommands) {
+    EXPECT_EQ(prepareWithFake(), created);
+    EXPECT_THAT(asked(), ElementsAre(Arguments{"worktree", "list", "--porcelain"}, Arguments{"remote"},
+                                     Arguments{"rev-parse", "--verify", "main"},
+                                     Arguments{"show-ref", "--verify", "--quiet", "refs/heads/" + branch},
+                                     Arguments{"worktree", "add", worktree, branch}));
+}
+
+TEST_F(GitWorktreePreparerTest, ANewBranchWithoutARemoteStartsAtTheLocalBaseBranch) {
+    fake.answer("show-ref", {1, ""});
+    prepareWithFake();
+    EXPECT_EQ(asked().back(), (Arguments{"worktree", "add", "-b", branch, worktree, "main"}));
+}
+
+TEST_F(GitWorktreePreparerTest, WithoutOriginTheFirstRemoteIsFetched) {
+    fake.answer("remote", {0, "upstream\nzebra"});
+    prepareWithFake();
+    EXPECT_EQ(asked().at(2),
+              (Arguments{"fetch", "--quiet", "upstream", "+refs/heads/main:refs/remotes/upstream/main"}));
+}
+
+TEST_F(GitWorktreePreparerTest, RemotesThatCannotBeListedCountAsNone) {
+    fake.answer("remote", {1, "origin"});
+    prepareWithFake();
+    EXPECT_EQ(asked().at(2), (Arguments{"rev-parse", "--verify", "main"}));
+}
+
+TEST_F(GitWorktreePreparerTest, ARegisteredPathIsRecognizedHoweverGitSpellsIt) {
+    fake.answer("worktree list",
+                {0, "worktree /src/Acme\nHEAD 0\n\nworktree " + root + "/./x/../" + branch + "\nHEAD 0"});
+    EXPECT_EQ(prepareWithFake(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, WhenTheListFailsNoPathCountsAsRegistered) {
+    fake.answer("worktree list", {128, "worktree " + worktree});
+    EXPECT_EQ(prepareWithFake(), created);
+}
+
+TEST_F(GitWorktreePreparerTest, AStepThatFailsWithoutAWordIsDescribed) {
+    EXPECT_EQ(prepareWhenSilentlyFailing("worktree add"),
+              failed("Unable to create worktree " + worktree + "."));
+    EXPECT_EQ(prepareWhenSilentlyFailing("rev-parse"), failed("Unable to resolve local main."));
+    fake.answer("remote", {0, "upstream"});
+    EXPECT_EQ(prepareWhenSilentlyFailing("fetch"), failed("Unable to fetch latest main from upstream."));
+}
+
+TEST_F(GitWorktreePreparerTest, GitsOwnWordsAreTheMessageOfAFailure) {
+    fake.answer("worktree add", {128, "fatal: add"});
+    EXPECT_EQ(prepareWithFake(), failed("fatal: add"));
+    fake.answer("rev-parse", {128, "fatal: resolve"});
+    EXPECT_EQ(prepareWithFake(), failed("fatal: resolve"));
+    fake.answer("remote", {0, "upstream"});
+    fake.answer("fetch", {128, "fatal: fetch"});
+    EXPECT_EQ(prepareWithFake(), failed("fatal: fetch"));
+}
+
+}  // namespace
+}  // namespace quernlight
