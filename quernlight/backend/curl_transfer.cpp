@@ -1,0 +1,176 @@
+#include "quernlight/backend/curl_transfer.hpp"
+
+#include <new>
+#include <utility>
+
+#include <fcntl.h>
+
+namespace quernlight {
+namespace {
+
+/// Refuses what libcurl does not know: a library too old for an option must not run without it.
+template <class Value>
+void set(CURL* handle, CURLoption option, Value value) {
+    const CURLcode code = curl_easy_setopt(handle, option, value);
+    if (code != CURLE_OK) {
+        throw TransportError(
+            TransportError::Reason::failed,
+            std::string("The HTTP request cannot be prepared: ") + curl_easy_strerror(code) + ".");
+    }
+}
+
+/// Child processes, such as agents, must not inherit a connection to the backend.
+int closeOnExec(void*, curl_socket_t socket, curlsocktype) {
+    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+    return CURL_SOCKOPT_OK;
+}
+
+std::string durationText(std::chrono::milliseconds duration) {
+    const auto count = duration.count();
+    return count % 1000 == 0 ? std::to_string(count / 1000) + " seconds"
+                             : std::to_string(count) + " milliseconds";
+}
+
+}  // namespace
+
+CurlTransfer::CurlTransfer(HttpRequest request, const HttpSession::Options& options,
+                           const std::string& directHosts)
+    : request_(std::move(request)), options_(options), handle_(curl_easy_init()) {
+    if (!handle_) {
+        throw std::bad_alloc();
+    }
+    configureConnection(directHosts);
+    configureRequest();
+    configureCallbacks();
+}
+
+void CurlTransfer::configureConnection(const std::string& directHosts) {
+    CURL* handle = handle_.get();
+    set(handle, CURLOPT_PROTOCOLS_STR, "http,https");
+    set(handle, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    set(handle, CURLOPT_FOLLOWLOCATION, 1L);
+    set(handle, CURLOPT_MAXREDIRS, 16L);
+    set(handle, CURLOPT_UNRESTRICTED_AUTH, 0L);
+    set(handle, CURLOPT_SSL_VERIFYPEER, 1L);
+    set(handle, CURLOPT_SSL_VERIFYHOST, 2L);
+    set(handle, CURLOPT_NOPROXY, directHosts.c_str());
+    set(handle, CURLOPT_NOSIGNAL, 1L);
+    set(handle, CURLOPT_ACCEPT_ENCODING, "");
+    set(handle, CURLOPT_SOCKOPTFUNCTION, &closeOnExec);
+    set(handle, CURLOPT_ERRORBUFFER, message_.data());
+}
+
+void CurlTransfer::configureRequest() {
+    CURL* handle = handle_.get();
+    set(handle, CURLOPT_URL, request_.url.text().c_str());
+    set(handle, CURLOPT_PATH_AS_IS, 1L);
+    if (request_.method != "GET") {
+        // On a kept connection that turns out to be dead libcurl sends a request again of its own accord,
+        // although the backend may have seen it. That is fine for reading, and would file a bug twice.
+        set(handle, CURLOPT_FRESH_CONNECT, 1L);
+    }
+    if (request_.body || request_.method == "POST") {
+        const std::string& body = request_.body ? *request_.body : request_.body.emplace();
+        set(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+        set(handle, CURLOPT_POSTFIELDS, body.c_str());
+    }
+    if (request_.method != "GET" && request_.method != "POST") {
+        set(handle, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
+        // libcurl keeps such a method when it follows a redirect; then it must keep the body as well.
+        set(handle, CURLOPT_POSTREDIR, static_cast<long>(CURL_REDIR_POST_ALL));
+    }
+    for (const auto& [name, value] : request_.headers) {
+        addHeader(value.empty() ? name + ";" : name + ": " + value);
+    }
+    addHeader("Expect:");  // no pause before a large body
+    set(handle, CURLOPT_HTTPHEADER, headers_.get());
+}
+
+void CurlTransfer::configureCallbacks() {
+    CURL* handle = handle_.get();
+    set(handle, CURLOPT_PRIVATE, static_cast<void*>(this));
+    set(handle, CURLOPT_WRITEFUNCTION, &onBody);
+    set(handle, CURLOPT_WRITEDATA, static_cast<void*>(this));
+    set(handle, CURLOPT_HEADERFUNCTION, &onHeader);
+    set(handle, CURLOPT_HEADERDATA, static_cast<void*>(this));
+    set(handle, CURLOPT_XFERINFOFUNCTION, &onProgress);
+    set(handle, CURLOPT_XFERINFODATA, static_cast<void*>(this));
+    set(handle, CURLOPT_NOPROGRESS, 0L);
+}
+
+void CurlTransfer::addHeader(const std::string& line) {
+    curl_slist* longer = curl_slist_append(headers_.get(), line.c_str());
+    if (longer == nullptr) {
+        throw std::bad_alloc();
+    }
+    static_cast<void>(headers_.release());  // is part of the longer list now
+    headers_.reset(longer);
+}
+
+HttpResponse CurlTransfer::finish(CURLcode code) {
+    if (code != CURLE_OK) {
+        throw failure(code);
+    }
+    long status = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+    return {static_cast<int>(status), std::move(body_)};
+}
+
+TransportError CurlTransfer::failure(CURLcode code) const {
+    using Reason = TransportError::Reason;
+    if (tooLarge_) {
+        return {Reason::answerTooLarge,
+                "The answer is larger than " + std::to_string(options_.maximumAnswerSize) + " bytes."};
+    }
+    if (code == CURLE_OPERATION_TIMEDOUT) {
+        return timeoutError();
+    }
+    long connections = 0;
+    long status = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_NUM_CONNECTS, &connections);
+    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+    // An answer without a status line counts as an unsupported protocol; so does a scheme that is refused
+    // before any connection is made, or after a redirect to it.
+    const bool strange = code == CURLE_UNSUPPORTED_PROTOCOL && connections > 0 && status == 0;
+    const bool notHTTP = strange || code == CURLE_WEIRD_SERVER_REPLY;
+    const char* message = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
+    return {notHTTP ? Reason::notHTTP : Reason::failed,
+            std::string("The HTTP request failed: ") + message + "."};
+}
+
+TransportError CurlTransfer::timeoutError() const {
+    return {TransportError::Reason::timedOut,
+            "The HTTP request timed out: no progress for " + durationText(options_.timeout) + "."};
+}
+
+std::size_t CurlTransfer::onBody(const char* bytes, std::size_t size, std::size_t count, void* transfer) {
+    auto& self = *static_cast<CurlTransfer*>(transfer);
+    const std::size_t length = size * count;
+    self.lastProgress_ = Clock::now();
+    if (length > self.options_.maximumAnswerSize - self.body_.size()) {
+        self.tooLarge_ = true;
+        return 0;
+    }
+    try {
+        self.body_.append(bytes, length);
+    } catch (const std::exception&) {
+        return 0;  // libcurl cannot pass an exception on, but ends the transfer with a write error
+    }
+    return length;
+}
+
+std::size_t CurlTransfer::onHeader(const char*, std::size_t size, std::size_t count, void* transfer) {
+    static_cast<CurlTransfer*>(transfer)->lastProgress_ = Clock::now();
+    return size * count;
+}
+
+int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {
+    auto& self = *static_cast<CurlTransfer*>(transfer);
+    if (received + sent != self.transferred_) {
+        self.transferred_ = received + sent;
+        self.lastProgress_ = Clock::now();
+    }
+    return 0;
+}
+
+}  // namespace quernlight

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <memory>
+
+#include "quernlight/backend/http_message.hpp"
+#include "quernlight/backend/transport_error.hpp"
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight {
+
+/// Sends HTTP requests over connections that it keeps for the next one; the caller's HTTP client library.
+/// Shared by all who talk to a backend and usable from any thread: the work is done on one thread of its own,
+/// and an awaiting coroutine goes on, on its own executor.
+///
+/// https and http only; certificates are verified; redirects are followed, and lose the "Authorization"
+/// header when they lead to another host; the environment's proxies are used except for this machine itself.
+class HttpSession {
+  public:
+    struct Options {
+        std::chrono::milliseconds timeout = std::chrono::seconds(60);  // without any progress
+        std::size_t maximumAnswerSize = 64 * 1024 * 1024;              // bytes of a body, after decompression
+    };
+
+    HttpSession();
+    explicit HttpSession(Options options);
+    HttpSession(const HttpSession&) = delete;
+    HttpSession& operator=(const HttpSession&) = delete;
+
+    /// Ends what is still under way with `TransportError` (session closed).
+    ~HttpSession();
+
+    /// The answer, whatever its status. Throws `TransportError`. Cancelling the awaiting coroutine ends the
+    /// transfer; it then throws `operation_aborted`.
+    Task<HttpResponse> send(HttpRequest request);
+
+  private:
+    class Worker;
+    class Submission;
+
+    std::shared_ptr<Worker> worker_;  // shared with the calls under way, which may end after the session
+};
+
+}  // namespace quernlight

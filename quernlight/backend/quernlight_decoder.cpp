@@ -1,0 +1,159 @@
+#include "quernlight/backend/quernlight_decoder.hpp"
+
+#include <boost/json/parse.hpp>
+
+#include "quernlight/backend/json_node.hpp"
+
+namespace quernlight {
+namespace json = boost::json;
+
+// Not in an anonymous namespace, because the readers of arrays and keys find these by the node's namespace.
+
+static void read(const JSONNode& node, QLAppDTO& app) {
+    const RecordReader keys(node, "QLAppDTO");
+    keys.required("id", app.id);
+    keys.required("bundle_id", app.bundleID);
+    keys.required("name", app.name);
+    keys.optional("open_count", app.openCount);
+}
+
+static void read(const JSONNode& node, QLAppListResponse& response) {
+    RecordReader(node, "QLAppListResponse").required("apps", response.apps);
+}
+
+/// The keys that the bug of a list and the full bug share.
+template <class Bug>
+static void readBug(const RecordReader& keys, Bug& bug) {
+    keys.required("id", bug.id);
+    keys.required("title", bug.title);
+    keys.optional("description", bug.description);
+    keys.optional("reporter", bug.reporter);
+    keys.optional("app_version", bug.appVersion);
+    keys.optional("os_version", bug.osVersion);
+    keys.optional("device_model", bug.deviceModel);
+    keys.optional("device_name", bug.deviceName);
+    keys.required("metadata", bug.metadata);
+    keys.required("status", bug.status);
+    keys.optional("pr_url", bug.prURL);
+    keys.required("occurred_at", bug.occurredAt);
+    keys.required("created_at", bug.createdAt);
+    keys.required("updated_at", bug.updatedAt);
+    keys.optional("duplicate_of", bug.duplicateOf);
+    keys.required("app_id", bug.appID);
+    keys.required("bundle_id", bug.bundleID);
+    keys.required("app_name", bug.appName);
+}
+
+static void read(const JSONNode& node, QLBugSummaryDTO& bug) {
+    const RecordReader keys(node, "QLBugSummaryDTO");
+    readBug(keys, bug);
+    keys.required("attachment_count", bug.attachmentCount);
+    keys.required("comment_count", bug.commentCount);
+}
+
+static void read(const JSONNode& node, QLBugListResponse& response) {
+    RecordReader(node, "QLBugListResponse").required("bugs", response.bugs);
+}
+
+static void read(const JSONNode& node, QLBugDetailDTO& bug) {
+    const RecordReader keys(node, "QLBugDetailDTO");
+    readBug(keys, bug);
+    keys.optional("log_s3_key", bug.logS3Key);
+}
+
+static void read(const JSONNode& node, QLAttachmentDTO& attachment) {
+    const RecordReader keys(node, "QLAttachmentDTO");
+    keys.required("id", attachment.id);
+    keys.required("bug_id", attachment.bugID);
+    keys.optional("comment_id", attachment.commentID);
+    keys.required("filename", attachment.filename);
+    keys.required("content_type", attachment.contentType);
+    keys.required("size_bytes", attachment.sizeBytes);
+    keys.required("kind", attachment.kind);
+    keys.required("created_at", attachment.createdAt);
+    keys.optional("download_url", attachment.downloadURL);
+}
+
+static void read(const JSONNode& node, QLCommentDTO& comment) {
+    const RecordReader keys(node, "QLCommentDTO");
+    keys.required("id", comment.id);
+    keys.required("bug_id", comment.bugID);
+    keys.required("body", comment.body);
+    keys.required("created_at", comment.createdAt);
+    keys.required("updated_at", comment.updatedAt);
+    keys.required("attachments", comment.attachments);
+    keys.optional("author_type", comment.authorType);
+    keys.optional("metadata", comment.metadata);
+}
+
+static void read(const JSONNode& node, QLBugDetailResponse& response) {
+    const RecordReader keys(node, "QLBugDetailResponse");
+    keys.required("bug", response.bug);
+    keys.required("attachments", response.attachments);
+    keys.required("comments", response.comments);
+    keys.optional("log_url", response.logURL);
+}
+
+static void read(const JSONNode& node, QLCommentsResponse& response) {
+    RecordReader(node, "QLCommentsResponse").required("comments", response.comments);
+}
+
+static void read(const JSONNode& node, QLCreateCommentResponse& response) {
+    RecordReader(node, "QLCreateCommentResponse").required("comment", response.comment);
+}
+
+static void read(const JSONNode& node, QLCreateBugResponse& response) {
+    const RecordReader keys(node, "QLCreateBugResponse");
+    keys.required("id", response.id);
+    keys.required("created_at", response.createdAt);
+    keys.required("app_id", response.appID);
+    keys.required("bundle_id", response.bundleID);
+    keys.required("attachments_count", response.attachmentsCount);
+}
+
+namespace {
+
+json::value parse(std::string_view text, std::string_view record) {
+    json::parse_options options;
+    options.max_depth = 512;
+    json::error_code error;
+    json::value value = json::parse(json::string_view(text.data(), text.size()), error, {}, options);
+    if (error) {
+        throw DecodingError(DecodingError::Reason::dataCorrupted, std::string(record),
+                            "The backend's answer is not valid JSON: " + error.message() + ".");
+    }
+    return value;
+}
+
+template <class Record>
+Record decoded(std::string_view text, std::string_view name) {
+    const json::value value = parse(text, name);
+    Record record;
+    read(JSONNode(value, name), record);
+    return record;
+}
+
+}  // namespace
+
+#define QUERNLIGHT_DECODABLE(Record)                          \
+    template <>                                               \
+    Record JSONDecoder::decode(std::string_view json) const { \
+        return decoded<Record>(json, #Record);                \
+    }
+
+QUERNLIGHT_DECODABLE(QLAppDTO)
+QUERNLIGHT_DECODABLE(QLAppListResponse)
+QUERNLIGHT_DECODABLE(QLBugSummaryDTO)
+QUERNLIGHT_DECODABLE(QLBugListResponse)
+QUERNLIGHT_DECODABLE(QLBugDetailDTO)
+QUERNLIGHT_DECODABLE(QLBugDetailResponse)
+QUERNLIGHT_DECODABLE(QLAttachmentDTO)
+QUERNLIGHT_DECODABLE(QLCommentDTO)
+QUERNLIGHT_DECODABLE(QLCommentsResponse)
+QUERNLIGHT_DECODABLE(QLCreateCommentResponse)
+QUERNLIGHT_DECODABLE(QLCreateBugResponse)
+QUERNLIGHT_DECODABLE(JSONValue)
+
+#undef QUERNLIGHT_DECODABLE
+
+}  // namespace quernlight

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+
+namespace quernlight {
+
+/// A request that got no complete HTTP answer: no connection, a cut body, no progress for too long, an
+/// answer beyond the bound. `what()` is one sentence; it holds no header of the request.
+class TransportError : public std::runtime_error {
+  public:
+    enum class Reason {
+        failed,             // what the HTTP library says in the message
+        timedOut,           // no progress within the session's time-out
+        answerTooLarge,     // the body is larger than the session's bound
+        notHTTP,            // the other side does not speak HTTP
+        lineBreakInHeader,  // refused before sending: a header value with a line break would smuggle in
+                            // another
+        sessionClosed,      // the session was destroyed meanwhile
+    };
+
+    TransportError(Reason reason, const std::string& message)
+        : std::runtime_error(message), reason_(reason) {}
+
+    Reason reason() const { return reason_; }
+
+  private:
+    Reason reason_;
+};
+
+}  // namespace quernlight
