@@ -1,0 +1,117 @@
+#include "quernlight/runner/local_pty_codex_runner.hpp"
+
+#include <exception>
+#include <utility>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "quernlight/runner/initial_prompt_send_plan.hpp"
+#include "quernlight/runner/prompt_readiness_monitor.hpp"
+#include "quernlight/runner/runner_error.hpp"
+#include "quernlight/runner/session_registry.hpp"
+
+namespace quernlight {
+namespace asio = boost::asio;
+namespace {
+
+constexpr std::chrono::milliseconds readinessPollInterval{200};
+
+/// Where one process's events go. The monitor is gone once the prompt has been typed, and with it the work of
+/// feeding it.
+struct EventRoute {
+    std::weak_ptr<PromptReadinessMonitor> monitor;
+    std::weak_ptr<SessionRegistry> registry;
+
+    void operator()(const RunnerEvent& event) const {
+        if (const auto* output = event.output()) {
+            if (const auto live = monitor.lock()) {
+                live->recordOutput(output->bytes, output->date);
+            }
+        }
+        if (const auto live = registry.lock()) {
+            live->dispatch(event);
+        }
+    }
+};
+
+std::shared_ptr<PTYProcess> processOf(const std::weak_ptr<SessionRegistry>& registry, const Uuid& sessionID) {
+    const auto live = registry.lock();
+    return live ? live->process(sessionID) : throw RunnerError::missingSession(sessionID);
+}
+
+Task<void> typeInitialInput(std::weak_ptr<SessionRegistry> registry,
+                            std::shared_ptr<PromptReadinessMonitor> monitor, Uuid sessionID,
+                            std::string initialInput) {
+    co_await monitor->waitUntilReady(readinessPollInterval);
+    monitor.reset();
+    asio::steady_timer rest(co_await asio::this_coro::executor);
+    const auto chunks = InitialPromptSendPlan::chunks(initialInput);
+    for (std::size_t index = 0; index < chunks.size(); ++index) {
+        if (index > 0) {
+            rest.expires_after(InitialPromptSendPlan::pauseBetweenChunks);
+            co_await rest.async_wait(asio::use_awaitable);
+        }
+        const auto process = processOf(registry, sessionID);
+        co_await process->write(chunks[index]);
+    }
+}
+
+}  // namespace
+
+LocalPTYCodexRunner::LocalPTYCodexRunner() : registry_(std::make_shared<SessionRegistry>()) {}
+
+LocalPTYCodexRunner::~LocalPTYCodexRunner() {
+    readerQueue_.stop();
+    readerQueue_.join();
+    registry_->close();
+}
+
+Task<StartSessionResponse> LocalPTYCodexRunner::startSession(StartSessionRequest request) {
+    const Uuid sessionID = request.sessionID;
+    const std::string initialInput = request.initialInput;
+    auto monitor = std::make_shared<PromptReadinessMonitor>(currentInstant(),
+                                                            PromptReadinessConfiguration::codexDefault());
+    auto writer =
+        std::make_shared<ANSITranscriptWriter>(request.transcriptANSIPath, request.transcriptTextPath);
+    const EventRoute route{monitor, registry_};
+    auto process = std::make_shared<PTYProcess>(readerQueue_.get_executor(), std::move(request),
+                                                std::move(writer), route);
+    const StartSessionResponse response = process->start();
+    registry_->add(sessionID, std::move(process));
+    if (!initialInput.empty()) {
+        asio::co_spawn(readerQueue_, typeInitialInput(registry_, std::move(monitor), sessionID, initialInput),
+                       [](const std::exception_ptr&) {
+                           // A session that ended before its prompt was typed has already said so by
+                           // `exited`.
+                       });
+    }
+    co_return response;
+}
+
+Task<void> LocalPTYCodexRunner::sendInput(std::string data, Uuid sessionID) {
+    const auto process = registry_->process(sessionID);
+    co_await process->write(std::move(data));
+}
+
+Task<void> LocalPTYCodexRunner::resize(Uuid sessionID, int columns, int rows) {
+    registry_->process(sessionID)->resize(columns, rows);
+    co_return;
+}
+
+Task<void> LocalPTYCodexRunner::terminate(Uuid sessionID, TerminationMode mode) {
+    const auto process = registry_->process(sessionID);
+    co_await process->terminate(mode);
+}
+
+Task<std::vector<RunnerSessionSnapshot>> LocalPTYCodexRunner::activeSessions() {
+    co_return registry_->snapshots();
+}
+
+EventStream<RunnerEvent> LocalPTYCodexRunner::events(Uuid sessionID) {
+    return registry_->subscribe(sessionID);
+}
+
+}  // namespace quernlight

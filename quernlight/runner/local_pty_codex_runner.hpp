@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <boost/asio/thread_pool.hpp>
+
+#include "quernlight/runner/codex_runner.hpp"
+
+namespace quernlight {
+
+class SessionRegistry;
+
+/// Runs every session as a child of this process in a pseudo-terminal of its own. The host owns one for as
+/// long as it lives. Terminals are read and exits are watched on one background thread, the reader queue.
+/// Destroying the runner hangs up on sessions that still run (their children get SIGHUP) and finishes their
+/// event streams without `exited`.
+class LocalPTYCodexRunner final : public CodexRunner {
+  public:
+    LocalPTYCodexRunner();
+    LocalPTYCodexRunner(const LocalPTYCodexRunner&) = delete;
+    LocalPTYCodexRunner& operator=(const LocalPTYCodexRunner&) = delete;
+    ~LocalPTYCodexRunner() override;
+
+    Task<StartSessionResponse> startSession(StartSessionRequest request) override;
+    Task<void> sendInput(std::string data, Uuid sessionID) override;
+    Task<void> resize(Uuid sessionID, int columns, int rows) override;
+    Task<void> terminate(Uuid sessionID, TerminationMode mode) override;
+    Task<std::vector<RunnerSessionSnapshot>> activeSessions() override;
+    EventStream<RunnerEvent> events(Uuid sessionID) override;
+
+  private:
+    std::shared_ptr<SessionRegistry> registry_;  // tasks and terminals on the reader queue hold it weakly
+    boost::asio::thread_pool readerQueue_{1};    // after the registry, so that it ends before it
+};
+
+}  // namespace quernlight

@@ -1,0 +1,279 @@
+#include "quernlight/runner/pty_process.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <boost/asio/post.hpp>
+
+#include "quernlight/platform/exit_watcher.hpp"
+#include "quernlight/platform/spawn.hpp"
+#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/terminal_input_encoding.hpp"
+#include "quernlight/runner/window_size.hpp"
+
+namespace quernlight {
+namespace asio = boost::asio;
+namespace {
+
+/// At least what a kernel holds for a terminal: the size of a read, and the most that is read after the exit.
+constexpr std::size_t terminalBufferSize = 64 * 1024;
+
+/// How long a session that is being dropped gives its child to take the hang-up.
+constexpr int hangUpMilliseconds = 100;
+
+/// A command with a "/" is started as it is; any other is looked up on the child's own PATH.
+SpawnRequest spawnRequestOf(const StartSessionRequest& request, const OpenTerminal& terminal) {
+    SpawnRequest spawn;
+    spawn.arguments = request.launchCommand;
+    if (spawn.arguments.front().find('/') == std::string::npos) {
+        spawn.arguments.insert(spawn.arguments.begin(), "/usr/bin/env");
+    }
+    spawn.executable = spawn.arguments.front();
+    for (const auto& [key, value] : request.environment) {
+        spawn.environment.push_back(key + "=" + value);
+    }
+    spawn.workingDirectory = request.repoPath;
+    spawn.streams = TerminalStreams{.device = terminal.device, .masterDescriptor = terminal.master.get()};
+    return spawn;
+}
+
+OpenTerminal allocateTerminal(const StartSessionRequest& request) {
+    const winsize size = windowSize(request.columns, request.rows);
+    try {
+        return openTerminal(size);
+    } catch (const std::system_error& error) {
+        throw PTYProcessError::openPTYFailed(error.code().message());
+    }
+}
+
+}  // namespace
+
+PTYProcess::PTYProcess(asio::any_io_executor readerQueue, StartSessionRequest request,
+                       std::shared_ptr<ANSITranscriptWriter> writer, EventHandler onEvent)
+    : readerQueue_(std::move(readerQueue)),
+      request_(std::move(request)),
+      writer_(std::move(writer)),
+      onEvent_(std::move(onEvent)) {}
+
+PTYProcess::~PTYProcess() {
+    hangUp();
+}
+
+StartSessionResponse PTYProcess::start() {
+    if (request_.launchCommand.empty()) {
+        throw PTYProcessError::emptyLaunchCommand();
+    }
+    try {
+        launch(allocateTerminal(request_));
+    } catch (const std::system_error& error) {
+        master_.reset();
+        throw PTYProcessError::processLaunchFailed(error.code().message());
+    } catch (const boost::system::system_error& error) {
+        master_.reset();
+        throw PTYProcessError::processLaunchFailed(error.code().message());
+    }
+    const StartSessionResponse response = markRunning();
+    // Nothing is read and no exit is noticed before this has been delivered, so it is the first event.
+    onEvent_(RunnerEvent::Started{response.sessionID, response.pid, response.startedAt});
+    asio::post(readerQueue_, [self = shared_from_this()] {
+        self->awaitOutput();
+        self->awaitExit();
+    });
+    return response;
+}
+
+/// The slave side is closed here when `terminal` goes, whether the child runs or not.
+void PTYProcess::launch(OpenTerminal terminal) {
+    const SpawnRequest spawn = spawnRequestOf(request_, terminal);
+    master_.emplace(readerQueue_, terminal.master.get());
+    terminal.master.release();
+    master_->native_non_blocking(true);
+    buffer_.resize(terminalBufferSize);
+    leader_.launched(spawnProcess(spawn));
+    try {
+        watchLeader();
+    } catch (...) {
+        // A child whose exit would go unnoticed must not stay.
+        leader_.killAndReap();
+        throw;
+    }
+}
+
+void PTYProcess::watchLeader() {
+    FileDescriptor watcher = watchExit(leader_.processID());
+    exitWatcher_.emplace(readerQueue_, watcher.get());
+    watcher.release();
+}
+
+StartSessionResponse PTYProcess::markRunning() {
+    writes_.open();
+    const std::lock_guard guard(lock_);
+    running_ = true;
+    startedAt_ = currentInstant();
+    return {.sessionID = request_.sessionID, .pid = leader_.processID(), .startedAt = *startedAt_};
+}
+
+void PTYProcess::awaitOutput() {
+    master_->async_wait(asio::posix::descriptor_base::wait_read,
+                        [self = shared_from_this()](const boost::system::error_code& error) {
+                            // The wait may have ended well just before the exit closed the terminal.
+                            if (!error && self->master_ && self->readChunk(terminalBufferSize).has_value()) {
+                                self->awaitOutput();
+                            }
+                        });
+}
+
+void PTYProcess::awaitExit() {
+    exitWatcher_->async_wait(asio::posix::descriptor_base::wait_read,
+                             [self = shared_from_this()](const boost::system::error_code& error) {
+                                 if (!error) {
+                                     self->handleExit();
+                                 }
+                             });
+}
+
+/// Reads what is there, at most `limit` bytes, and passes it on. Returns how many bytes it was, 0 when none
+/// are waiting; nothing at the terminal's end of file, which Linux reports as an error (EIO).
+std::optional<std::size_t> PTYProcess::readChunk(std::size_t limit) {
+    ssize_t count = -1;
+    do {
+        count = ::read(master_->native_handle(), buffer_.data(), std::min(limit, buffer_.size()));
+    } while (count < 0 && errno == EINTR);
+    if (count <= 0) {
+        return count < 0 && errno == EAGAIN ? std::optional<std::size_t>(0) : std::nullopt;
+    }
+    std::string bytes(buffer_.data(), static_cast<std::size_t>(count));
+    try {
+        writer_->append(bytes);
+    } catch (const std::exception&) {
+        // A session does not stop for a full disk: the bytes are still announced.
+    }
+    onEvent_(RunnerEvent::Output{request_.sessionID, std::move(bytes), currentInstant()});
+    return static_cast<std::size_t>(count);
+}
+
+/// What the child wrote just before it exited is still in the kernel. The bound keeps a grandchild that
+/// floods the terminal from delaying the exit.
+void PTYProcess::readLastWords() {
+    std::size_t read = 0;
+    while (read < terminalBufferSize) {
+        const auto count = readChunk(terminalBufferSize - read);
+        if (count.value_or(0) == 0) {
+            return;
+        }
+        read += *count;
+    }
+}
+
+void PTYProcess::handleExit() {
+    const int exitCode = leader_.reap();
+    readLastWords();
+    finishTranscripts();
+    closeTerminal();
+    exitWatcher_.reset();
+    onEvent_(RunnerEvent::Exited{request_.sessionID, exitCode, currentInstant()});
+}
+
+void PTYProcess::finishTranscripts() {
+    try {
+        writer_->finish();
+    } catch (const std::exception&) {
+        // As with every chunk: the exit is still announced.
+    }
+}
+
+/// False when the session was not running.
+bool PTYProcess::closeTerminal() {
+    {
+        const std::lock_guard guard(lock_);
+        if (!std::exchange(running_, false)) {
+            return false;
+        }
+        master_.reset();
+    }
+    writes_.close();
+    return true;
+}
+
+void PTYProcess::hangUp() {
+    if (!closeTerminal()) {
+        return;
+    }
+    pollfd exit{.fd = exitWatcher_->native_handle(), .events = POLLIN, .revents = 0};
+    ::poll(&exit, 1, hangUpMilliseconds);
+    leader_.reap();
+    exitWatcher_.reset();
+    finishTranscripts();
+}
+
+Task<void> PTYProcess::write(std::string data) {
+    const auto write = writes_.add(TerminalInputEncoding::dataForPTYWrite(data));
+    asio::post(readerQueue_, [self = shared_from_this()] {
+        if (!self->awaitingRoom_) {
+            self->writePending();
+        }
+    });
+    co_await write->taken();
+}
+
+void PTYProcess::writePending() {
+    awaitingRoom_ = master_ && writes_.writeTo(master_->native_handle());
+    if (!awaitingRoom_) {
+        return;
+    }
+    master_->async_wait(asio::posix::descriptor_base::wait_write,
+                        [self = shared_from_this()](const boost::system::error_code& error) {
+                            if (!error) {
+                                self->writePending();
+                            }
+                        });
+}
+
+void PTYProcess::resize(int columns, int rows) {
+    const std::lock_guard guard(lock_);
+    if (!running_) {
+        throw PTYProcessError::sessionNotRunning();
+    }
+    const winsize size = windowSize(columns, rows);
+    ::ioctl(master_->native_handle(), TIOCSWINSZ, &size);
+}
+
+Task<void> PTYProcess::terminate(TerminationMode mode) {
+    static const std::string exitCommand = "/exit\n";
+    switch (mode) {
+        case TerminationMode::requestExitCommand:
+            co_await write(exitCommand);
+            break;
+        case TerminationMode::interrupt:
+            leader_.signal(SIGINT);
+            break;
+        case TerminationMode::terminate:
+            leader_.signal(SIGTERM);
+            break;
+        case TerminationMode::kill:
+            leader_.signal(SIGKILL);
+            break;
+    }
+}
+
+bool PTYProcess::isRunning() const {
+    const std::lock_guard guard(lock_);
+    return running_;
+}
+
+std::optional<RunnerSessionSnapshot> PTYProcess::snapshot() const {
+    const std::lock_guard guard(lock_);
+    if (!running_ || !startedAt_) {
+        return std::nullopt;
+    }
+    return RunnerSessionSnapshot{
+        .sessionID = request_.sessionID, .pid = leader_.processID(), .startedAt = *startedAt_};
+}
+
+}  // namespace quernlight
