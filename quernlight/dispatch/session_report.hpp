@@ -1,0 +1,46 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "quernlight/platform/instant.hpp"
+#include "quernlight/platform/uuid.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+
+namespace quernlight {
+
+/// A line for an item's history.
+struct ItemEvent {
+    std::string kind{};
+    std::string message{};  ///< for people
+    std::optional<Uuid> sessionID{};
+    std::optional<std::string> metadataJSON{};
+
+    bool operator==(const ItemEvent&) const = default;
+};
+
+/// What a report about an agent's session does: changes the item as of the given time and says what happened.
+/// Whether the item takes reports at all is the queue manager's rule.
+using SessionReport = std::function<ItemEvent(BugQueueItem&, Instant now)>;
+
+/// The reports of a session, in the order of a session's life.
+struct SessionReports {
+    SessionReports() = delete;
+
+    static SessionReport starting(const Uuid& sessionID);
+    static SessionReport running(const Uuid& sessionID);
+    static SessionReport codexCompleted(const Uuid& completionCommentID);
+    static SessionReport completed(const Uuid& completionCommentID);
+    static SessionReport awaitingUserInput(const Uuid& commentID);
+    static SessionReport failed(std::string reason);
+    /// `waitingStatus` is the one that the item's queue and mapping call for.
+    static SessionReport resumable(QueueItemStatus waitingStatus);
+
+    /// Binds the item to the agent's own conversation. An item that is bound to another one keeps it unless
+    /// that is to be overwritten; the event tells both. Nothing when the item is bound to this one already.
+    static std::optional<ItemEvent> bindCodexSession(BugQueueItem& item, const Uuid& codexSessionID,
+                                                     bool overwriteExisting);
+};
+
+}  // namespace quernlight

@@ -1,0 +1,149 @@
+#include "quernlight/dispatch/completion_detector.hpp"
+
+#include <chrono>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace quernlight {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr auto queueItemText = "ABCDEF00-0000-4000-8000-00000000000A";
+constexpr auto sessionText = "ABCDEF00-0000-4000-8000-00000000000B";
+
+/// A run and the comments on its bug. `agentComment` is one that ends the run; tests spoil it.
+class CompletionDetectorTest : public testing::Test {
+  protected:
+    static QLCommentDTO agentComment(const std::string& status = "in_review") {
+        QLCommentDTO comment;
+        comment.id = randomUuid();
+        comment.createdAt = start + seconds(60);
+        comment.authorType = "agent";
+        comment.metadata = metadata(queueItemText, sessionText, status);
+        return comment;
+    }
+
+    static JSONValue metadata(const std::string& queueItem, const std::string& session,
+                              const std::string& status) {
+        return JSONValue::object({{"queue_item_id", JSONValue::string(queueItem)},
+                                  {"session_id", JSONValue::string(session)},
+                                  {"status", JSONValue::string(status)}});
+    }
+
+    /// The agent's comment with one member of its metadata replaced, or left out when that is null.
+    static QLCommentDTO withMember(const std::string& name, const JSONValue& value) {
+        QLCommentDTO comment = agentComment();
+        JSONValue::Object members = *comment.metadata->objectValue();
+        members[name] = value;
+        if (value.isNull()) {
+            members.erase(name);
+        }
+        comment.metadata = JSONValue::object(std::move(members));
+        return comment;
+    }
+
+    static QLCommentDTO createdAt(milliseconds sinceStart) {
+        QLCommentDTO comment = agentComment();
+        comment.createdAt = start + sinceStart;
+        return comment;
+    }
+
+    std::optional<CompletionOutcome> outcome(std::vector<QLCommentDTO> comments) const {
+        const auto detection = CompletionDetector::detectOutcome(comments, state_);
+        return detection ? std::optional(detection->outcome) : std::nullopt;
+    }
+
+    bool detected(const QLCommentDTO& comment) const { return outcome({comment}).has_value(); }
+
+    static constexpr Instant start{std::chrono::sys_days(std::chrono::year{2026} / 3 / 4)};
+    CompletionPollState state_{.sessionID = *parseUuid(sessionText),
+                               .queueItemID = *parseUuid(queueItemText),
+                               .bugID = "abcdef00",
+                               .startedAt = start};
+};
+
+TEST_F(CompletionDetectorTest, ACommentThatNamesTheRunAndReviewMeansCompleted) {
+    EXPECT_EQ(outcome({agentComment("in_review")}), CompletionOutcome::completed);
+    EXPECT_EQ(outcome({agentComment("in review")}), CompletionOutcome::completed);
+}
+
+TEST_F(CompletionDetectorTest, ACommentThatSaysInvestigateNeedsTheUser) {
+    EXPECT_EQ(outcome({agentComment("Investigate")}), CompletionOutcome::investigate);
+}
+
+TEST_F(CompletionDetectorTest, BlanksAndCaseOfTheStatusDoNotMatter) {
+    EXPECT_EQ(outcome({agentComment("  In Review\n")}), CompletionOutcome::completed);
+}
+
+TEST_F(CompletionDetectorTest, AnyOtherStatusEndsNothing) {
+    for (const auto* status : {"in-review", "in  review", "done", "", "open"}) {
+        EXPECT_FALSE(detected(agentComment(status))) << status;
+    }
+}
+
+TEST_F(CompletionDetectorTest, ACommentFromShortlyBeforeTheStartCounts) {
+    EXPECT_TRUE(detected(createdAt(seconds(-4))));
+    EXPECT_TRUE(detected(createdAt(seconds(-5))));
+    EXPECT_FALSE(detected(createdAt(milliseconds(-5001))));
+    EXPECT_FALSE(detected(createdAt(seconds(-6))));
+}
+
+TEST_F(CompletionDetectorTest, TheCaseOfIdentifiersDoesNotMatter) {
+    EXPECT_TRUE(
+        detected(withMember("queue_item_id", JSONValue::string("abcdef00-0000-4000-8000-00000000000a"))));
+    EXPECT_TRUE(
+        detected(withMember("session_id", JSONValue::string("abcdef00-0000-4000-8000-00000000000b"))));
+}
+
+TEST_F(CompletionDetectorTest, OnlyAnAuthorSpelledAgentQualifies) {
+    QLCommentDTO comment = agentComment();
+    comment.authorType = "Agent";
+    EXPECT_FALSE(detected(comment));
+    comment.authorType = std::nullopt;
+    EXPECT_FALSE(detected(comment));
+}
+
+TEST_F(CompletionDetectorTest, MetadataThatIsNoObjectEndsNothing) {
+    QLCommentDTO comment = agentComment();
+    comment.metadata = JSONValue::string("in_review");
+    EXPECT_FALSE(detected(comment));
+    comment.metadata = std::nullopt;
+    EXPECT_FALSE(detected(comment));
+}
+
+TEST_F(CompletionDetectorTest, AMemberThatIsMissingOrNoTextEndsNothing) {
+    for (const auto* member : {"queue_item_id", "session_id", "status"}) {
+        EXPECT_FALSE(detected(withMember(member, JSONValue::null()))) << member;
+        EXPECT_FALSE(detected(withMember(member, JSONValue::number(1)))) << member;
+    }
+}
+
+TEST_F(CompletionDetectorTest, ACommentOfAnotherRunOrItemIsIgnored) {
+    EXPECT_FALSE(detected(withMember("session_id", JSONValue::string(queueItemText))));
+    EXPECT_FALSE(detected(withMember("queue_item_id", JSONValue::string(sessionText))));
+}
+
+TEST_F(CompletionDetectorTest, OfTwoQualifyingCommentsTheEarlierInTheListWins) {
+    const QLCommentDTO other = withMember("session_id", JSONValue::string(queueItemText));
+    const QLCommentDTO first = agentComment("investigate");
+    const auto detection = CompletionDetector::detectOutcome({other, first, agentComment()}, state_);
+    EXPECT_EQ(detection, (CompletionDetection{.comment = first, .outcome = CompletionOutcome::investigate}));
+}
+
+TEST_F(CompletionDetectorTest, DetectCompletionReturnsTheCommentThatCompletes) {
+    const QLCommentDTO completing = agentComment();
+    EXPECT_EQ(CompletionDetector::detectCompletion({completing}, state_), completing);
+    EXPECT_EQ(CompletionDetector::detectCompletion({}, state_), std::nullopt);
+}
+
+TEST_F(CompletionDetectorTest, DetectCompletionReturnsNothingForAnInvestigation) {
+    EXPECT_EQ(CompletionDetector::detectCompletion({agentComment("investigate")}, state_), std::nullopt);
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,108 @@
+#include "quernlight/dispatch/goal_builder.hpp"
+
+#include <filesystem>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/dispatch/m3_goal_text_builder.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+
+std::string golden(const std::string& name) {
+    return test::readFile(std::filesystem::path(__FILE__).parent_path() / "golden" / name);
+}
+
+const Url shareUrl = *Url::parse("https://Quernlight.Example/Bugs/ABCDEF12?Tab=Comments");
+
+GoalContext contextOfBug(std::string bugID) {
+    return {.queueItemID = *parseUuid("0F1E2D3C-4B5A-4697-8877-665544332211"),
+            .sessionID = *parseUuid("A1B2C3D4-E5F6-4789-9ABC-DEF012345678"),
+            .appName = "My App!",
+            .bundleID = "com.example.unmentioned",
+            .bugID = std::move(bugID),
+            .bugShareURL = shareUrl,
+            .repoPath = "/unmentioned/Acme",
+            .worktreeRootPath = "/src/./Acme-worktrees/",
+            .baseBranch = "develop",
+            .investigationInstructionsPath = "/home/dev/instructions/investigate.md",
+            .reproduceInstructionPath = "/home/dev/instructions/reproduce.md",
+            .completionInstructionsPath = "/home/dev/instructions/complete.md",
+            .prURL = Url::parse("https://Git.Example/Acme/App/pull/7")};
+}
+
+const GoalContext context = contextOfBug(" ABCDEF1234 ");
+
+TEST(GoalContextTest, ABugIdIsTrimmedLoweredAndCutToEightCharacters) {
+    EXPECT_EQ(context.shortBugID(), "abcdef12");
+    EXPECT_EQ(contextOfBug("abc").shortBugID(), "abc");
+}
+
+TEST(GoalContextTest, BranchAndPathAreThoseOfTheWorktree) {
+    EXPECT_EQ(context.worktreeBranchName(), "My-App-abcdef12");
+    EXPECT_EQ(context.worktreePath(), "/src/Acme-worktrees/My-App-abcdef12");
+}
+
+TEST(GoalContextTest, EqualityIsFieldByField) {
+    EXPECT_EQ(contextOfBug("abc"), contextOfBug("abc"));
+    EXPECT_NE(contextOfBug("abc"), contextOfBug("abd"));
+}
+
+TEST(GoalBuilderTest, TheFixGoalIsWordForWordTheAgreedText) {
+    EXPECT_EQ(GoalBuilder::build(context), golden("fix_bug_goal.txt"));
+}
+
+TEST(GoalBuilderTest, TheReviewGoalIsWordForWordTheAgreedText) {
+    EXPECT_EQ(GoalBuilder::buildReviewFollowup(context), golden("review_followup_goal.txt"));
+}
+
+TEST(GoalBuilderTest, WithoutAPullRequestTheReviewGoalSaysWhereToLook) {
+    GoalContext unknown = context;
+    unknown.prURL.reset();
+    EXPECT_THAT(GoalBuilder::buildReviewFollowup(unknown),
+                HasSubstr("\n3. Find the open PR for this bug using the bug's `pr_url` or the PR link in "
+                          "existing comments. Inspect the PR description, "));
+}
+
+TEST(GoalBuilderTest, TheShareUrlIsLowercasedInBothGoalsAndThePullRequestKeepsItsCase) {
+    const std::string lowered = "https://quernlight.example/bugs/abcdef12?tab=comments";
+    EXPECT_THAT(GoalBuilder::build(context), HasSubstr("bug: " + lowered + " according"));
+    EXPECT_THAT(GoalBuilder::buildReviewFollowup(context), HasSubstr("bug " + lowered + " with"));
+    EXPECT_THAT(GoalBuilder::buildReviewFollowup(context), HasSubstr("https://Git.Example/Acme/App/pull/7."));
+}
+
+TEST(GoalBuilderTest, BothGoalsEndWithExactlyOneLineFeed) {
+    for (const std::string& goal : {GoalBuilder::build(context), GoalBuilder::buildReviewFollowup(context)}) {
+        EXPECT_THAT(goal, EndsWith(".\n"));
+        EXPECT_THAT(goal, Not(EndsWith("\n\n")));
+    }
+}
+
+TEST(GoalBuilderTest, IdentifiersAreShownInLowerCase) {
+    const std::string ids =
+        "Use queue_item_id \"0f1e2d3c-4b5a-4697-8877-665544332211\", "
+        "session_id \"a1b2c3d4-e5f6-4789-9abc-def012345678\", and the PR URL you ";
+    EXPECT_THAT(GoalBuilder::build(context), EndsWith(ids + "opened.\n"));
+    EXPECT_THAT(GoalBuilder::buildReviewFollowup(context), EndsWith(ids + "updated.\n"));
+}
+
+TEST(GoalBuilderTest, RepositoryAndBundleAreNotMentioned) {
+    EXPECT_THAT(GoalBuilder::build(context), Not(HasSubstr("unmentioned")));
+    EXPECT_THAT(GoalBuilder::buildReviewFollowup(context), Not(HasSubstr("unmentioned")));
+}
+
+TEST(M3GoalTextBuilderTest, TheVerificationGoalIsWordForWordTheAgreedTextAndEndsWithTwoLineFeeds) {
+    const std::string goal = M3GoalTextBuilder::verificationGoal(
+        {.appName = "My App!", .baseBranch = "develop", .bugTitle = "Crash on Launch", .bugURL = shareUrl});
+    EXPECT_EQ(goal, golden("verification_goal.txt"));
+    EXPECT_THAT(goal, EndsWith("\n\n"));
+}
+
+}  // namespace
+}  // namespace quernlight

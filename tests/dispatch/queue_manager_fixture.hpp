@@ -1,0 +1,115 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <boost/asio/io_context.hpp>
+#include <gtest/gtest.h>
+
+#include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/storage/database.hpp"
+#include "quernlight/storage/migrations.hpp"
+#include "tests/support/run_task.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight {
+
+inline constexpr auto automatic = QueueMode::automatic;
+inline constexpr auto manual = QueueMode::manual;
+
+/// Readable in a failed expectation; reads as one line of the history.
+inline void PrintTo(const ItemEvent& event, std::ostream* out) {
+    *out << event.kind << ": " << event.message << " session "
+         << (event.sessionID ? upperCaseText(*event.sessionID) : "none") << " metadata "
+         << event.metadataJSON.value_or("none");
+}
+
+/// A queue manager over a real database. Bugs are named by their short ids; their app is "com.acme.shop".
+class QueueManagerFixture : public testing::Test {
+  protected:
+    QueueManagerFixture() { run(Migrations(database_).run()); }
+
+    template <class Result>
+    Result run(Task<Result> task) {
+        return test::runTask(io_, std::move(task));
+    }
+
+    static QLBugSummaryDTO bug(const std::string& id) {
+        QLBugSummaryDTO summary;
+        summary.id = id;
+        summary.title = "Crash on launch";
+        summary.status = "open";
+        summary.createdAt = *parseInstant("2026-03-04T05:06:07.890Z");
+        summary.appID = *parseUuid("0A000000-0000-0000-0000-00000000000A");
+        summary.bundleID = "com.acme.shop";
+        summary.appName = "Shop";
+        return summary;
+    }
+
+    /// Saves a repository mapping for the bugs' app.
+    void mapApp() { run(mappings_.upsert({.bundleID = "com.acme.shop", .appName = "Shop"})); }
+
+    BugQueueItem enqueue(const std::string& bugID, QueueMode mode = automatic) {
+        return run(manager_.enqueue(bug(bugID), mode));
+    }
+
+    /// Enqueues bugs behind each other.
+    void enqueueAll(const std::vector<std::string>& bugIDs, QueueMode mode = automatic) {
+        for (const std::string& bugID : bugIDs) {
+            enqueue(bugID, mode);
+        }
+    }
+
+    std::optional<BugQueueItem> find(const std::string& bugID) { return run(queue_.item(bugID)); }
+    BugQueueItem item(const std::string& bugID) { return find(bugID).value(); }
+    Uuid id(const std::string& bugID) { return item(bugID).id; }
+    QueueItemStatus status(const std::string& bugID) { return item(bugID).status; }
+
+    /// Stores the item as if it had come this far.
+    void setStatus(const std::string& bugID, QueueItemStatus status) {
+        BugQueueItem changed = item(bugID);
+        changed.status = status;
+        store(changed);
+    }
+
+    void store(const BugQueueItem& item) { run(queue_.update(item)); }
+
+    /// The active bugs of a queue in listing order. Fails when they are not numbered 0, 1, 2, ...
+    std::vector<std::string> order(QueueMode mode = automatic) {
+        std::vector<std::string> bugIDs;
+        for (const BugQueueItem& listed : run(queue_.items({.queueMode = mode}))) {
+            EXPECT_EQ(listed.queuePosition, static_cast<std::int64_t>(bugIDs.size())) << listed.bugID;
+            bugIDs.push_back(listed.bugID);
+        }
+        return bugIDs;
+    }
+
+    /// What was written to the item's history since the last `forgetEvents`.
+    std::vector<ItemEvent> events(const std::string& bugID) {
+        std::vector<ItemEvent> events;
+        for (const QueueEvent& event : run(queue_.events(id(bugID)))) {
+            events.push_back({.kind = event.kind,
+                              .message = event.message,
+                              .sessionID = event.sessionID,
+                              .metadataJSON = event.metadataJSON});
+        }
+        return events;
+    }
+
+    void forgetEvents() { execute("DELETE FROM queue_events"); }
+    std::size_t eventCount() { return run(database_->query("SELECT id FROM queue_events")).size(); }
+    void execute(const std::string& sql) { run(database_->execute(sql)); }
+
+    test::TemporaryDirectory directory_;
+    boost::asio::io_context io_;
+    std::shared_ptr<Database> database_ = std::make_shared<Database>(directory_ / "queue.sqlite");
+    QueueRepository queue_{database_};
+    MappingRepository mappings_{database_};
+    QueueManager manager_{queue_, mappings_, *Url::parse("https://bugs.acme.example/base")};
+};
+
+}  // namespace quernlight
