@@ -1,0 +1,108 @@
+#include "standin/codex/agent.hpp"
+
+#include <csignal>
+#include <thread>
+#include <utility>
+
+#include "quernlight/platform/text.hpp"
+#include "standin/codex/goal_worker.hpp"
+#include "standin/codex/screen.hpp"
+
+namespace quernlight::standin::codex {
+
+Agent::Agent(Settings settings, StateDatabase& database, std::string threadID, bool resumed)
+    : settings_(std::move(settings)),
+      database_(database),
+      threadID_(std::move(threadID)),
+      resumed_(resumed) {}
+
+void Agent::run() {
+    startUp();
+    while (true) {
+        const auto submitted = composer_.take(terminal_.readBurst());
+        if (submitted && handle(*submitted) == Next::leave) {
+            terminal_.write("\r\n");
+            return;
+        }
+        drawPrompt();
+    }
+}
+
+void Agent::startUp() {
+    const bool slow = settings_.behaviour == Behaviour::slowStart;
+    const auto pause = settings_.stepDelay * (slow ? 10 : 1);
+    for (const std::string& text : startupTexts(slow)) {
+        terminal_.write(text);
+        std::this_thread::sleep_for(pause);
+    }
+    if (resumed_) {
+        terminal_.write(resumedLine(threadID_));
+    }
+    terminal_.dropPendingKeys();
+    drawPrompt();
+}
+
+void Agent::drawPrompt() {
+    if (!silent_) {
+        terminal_.write(promptLine(composer_.draft()));
+    }
+}
+
+Agent::Next Agent::handle(const std::string& submitted) {
+    database_.touchThread(threadID_);
+    if (trimmed(submitted) == "/exit") {
+        return deaf_ || settings_.behaviour == Behaviour::ignoreExit ? Next::promptAgain : Next::leave;
+    }
+    if (silent_) {
+        return Next::promptAgain;
+    }
+    if (isGoalCommand(submitted)) {
+        return workOn(submitted);
+    }
+    terminal_.write(failureLine("Only /goal and /exit are understood here."));
+    return Next::promptAgain;
+}
+
+/// A failure ends the agent's work, not the agent: it says so and waits, as a real one does.
+Agent::Next Agent::workOn(const std::string& command) {
+    const auto goal = parseGoal(command);
+    if (!goal) {
+        database_.setTitle(threadID_, command.substr(0, command.find('\n')));
+        terminal_.write(stepLine("There is nothing to change for this goal."));
+        return Next::promptAgain;
+    }
+    database_.setTitle(threadID_, "Bug " + goal->bugID);
+    Next next = Next::promptAgain;
+    try {
+        next = work(*goal);
+    } catch (const TerminalClosed&) {
+        throw;
+    } catch (const std::exception& error) {
+        terminal_.write(failureLine(error.what()));
+    }
+    database_.touchThread(threadID_);
+    return next;
+}
+
+Agent::Next Agent::work(const Goal& goal) {
+    const BackendAccess access = readBackendAccess(settings_.home);
+    const Behaviour behaviour = behaviourFor(goal, access);
+    if (behaviour == Behaviour::idle) {
+        silent_ = true;
+        return Next::promptAgain;
+    }
+    if (behaviour == Behaviour::ignoreExit) {
+        deaf_ = true;
+        std::signal(SIGINT, SIG_IGN);
+    }
+    terminal_.write("\r\n");
+    GoalWorker(goal, behaviour, settings_, access, terminal_).run();
+    return behaviour == Behaviour::silentExit ? Next::leave : Next::promptAgain;
+}
+
+Behaviour Agent::behaviourFor(const Goal& goal, const BackendAccess& access) const {
+    const auto chosen = access.behaviours.find(goal.bugID);
+    return chosen == access.behaviours.end() ? settings_.behaviour : chosen->second;
+}
+
+}  // namespace quernlight::standin::codex

@@ -1,0 +1,69 @@
+// A scripted agent that behaves on its terminal, with git, with the bug backend and with its state database
+// as a coding agent does that is told "/goal". For tests and the demo.
+
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <stdexcept>
+
+#include <unistd.h>
+
+#include <curl/curl.h>
+
+#include "quernlight/platform/uuid.hpp"
+#include "standin/codex/agent.hpp"
+#include "standin/codex/command_line.hpp"
+#include "standin/codex/screen.hpp"
+
+namespace codex = quernlight::standin::codex;
+
+namespace {
+
+/// The conversation to lead; nothing when the one to resume is not known.
+std::optional<std::string> openThread(codex::StateDatabase& database, const codex::CommandLine& commandLine) {
+    if (!commandLine.resume) {
+        std::string id = quernlight::lowerCaseText(quernlight::randomUuid());
+        database.insertThread(id, std::filesystem::current_path().string());
+        return id;
+    }
+    const auto id = quernlight::parseUuid(commandLine.resumeID);
+    if (!id || !database.hasThread(quernlight::lowerCaseText(*id))) {
+        return std::nullopt;
+    }
+    database.touchThread(quernlight::lowerCaseText(*id));
+    return quernlight::lowerCaseText(*id);
+}
+
+int converse(const codex::CommandLine& commandLine) {
+    if (!isatty(STDIN_FILENO)) {
+        throw std::runtime_error("Standard input is no terminal.");
+    }
+    const codex::Settings settings = codex::settingsFromEnvironment();
+    codex::StateDatabase database(settings.home);
+    const auto thread = openThread(database, commandLine);
+    if (!thread) {
+        std::cout << codex::unknownSessionLine(commandLine.resumeID) << std::endl;
+        return 1;
+    }
+    codex::Agent(settings, database, *thread, commandLine.resume).run();
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const codex::CommandLine commandLine = codex::parseCommandLine({argv + 1, argv + argc});
+    if (commandLine.showVersion) {
+        std::cout << codex::versionLine() << std::endl;
+        return 0;
+    }
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    int status = 1;
+    try {
+        status = converse(commandLine);
+    } catch (const std::exception& error) {
+        std::cerr << error.what() << std::endl;
+    }
+    curl_global_cleanup();
+    return status;
+}

@@ -1,0 +1,97 @@
+#include "standin/codex/screen.hpp"
+
+#include <algorithm>
+
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::standin::codex {
+namespace {
+
+constexpr std::string_view reset = "\x1b[0m";
+constexpr std::size_t longestShownDraft = 60;
+
+std::string coloured(std::string_view code, std::string_view text) {
+    std::string result = "\x1b[";
+    result += code;
+    result += 'm';
+    result += text;
+    result += reset;
+    return result;
+}
+
+std::string mcpLine(std::size_t started, std::size_t all) {
+    return coloured("36", "◦") + " Starting MCP servers (" + std::to_string(started) + "/" +
+           std::to_string(all) + "): quernlight\r\n";
+}
+
+std::string draftSummary(std::string_view draft) {
+    const std::string_view text = trimmed(draft);
+    const bool plain = std::none_of(text.begin(), text.end(),
+                                    [](char byte) { return static_cast<unsigned char>(byte) < 0x20; });
+    if (plain && text.size() <= longestShownDraft) {
+        return std::string(text);
+    }
+    return "[Pasted text, " + std::to_string(draft.size()) + " bytes]";
+}
+
+}  // namespace
+
+std::string versionLine() {
+    return "standin-codex 0.1.0";
+}
+
+std::vector<std::string> startupTexts(bool slow) {
+    const std::size_t servers = slow ? 4 : 1;
+    std::vector<std::string> texts;
+    texts.push_back(coloured("1", ">_ Stand-in agent") + " " + coloured("2", "(0.1.0)") + "\r\n" +
+                    coloured("2", "model:") + "     standin-1   loading\r\n");
+    for (std::size_t started = 0; started < servers; ++started) {
+        texts.push_back(mcpLine(started, servers));
+    }
+    texts.push_back(coloured("2", "model:") + "     standin-1   ready\r\n");
+    texts.push_back(coloured("32", "✔") + " MCP startup complete\r\n");
+    return texts;
+}
+
+std::string promptLine(std::string_view draft) {
+    return clearedLine() + coloured("1;36", "›") + " " + draftSummary(draft);
+}
+
+std::string resumedLine(std::string_view sessionID) {
+    return "Resumed session " + std::string(sessionID) + "\r\n";
+}
+
+std::string unknownSessionLine(std::string_view sessionID) {
+    return "No saved session found with ID " + std::string(sessionID);
+}
+
+std::string stepLine(std::string_view text) {
+    return clearedLine() + coloured("32", "•") + " " + std::string(text) + "\r\n";
+}
+
+std::string failureLine(std::string_view sentence) {
+    std::string oneLine(sentence);
+    std::replace(oneLine.begin(), oneLine.end(), '\n', ' ');
+    return clearedLine() + coloured("31", "■") + " " + oneLine + "\r\n";
+}
+
+std::string spinnerFrame(std::size_t frame, std::string_view text) {
+    constexpr std::string_view frames[] = {"⠋", "⠙", "⠹", "⠸", "⠼", "⠴"};
+    return "\r" + coloured("35", frames[frame % std::size(frames)]) + " " + coloured("2", text);
+}
+
+std::string clearedLine() {
+    return "\r\x1b[2K";
+}
+
+std::string floodBlock(std::size_t firstLine, std::size_t size) {
+    std::string block;
+    block.reserve(size + 128);
+    for (std::size_t line = firstLine; block.size() < size; ++line) {
+        block += "\x1b[" + std::to_string(31 + line % 7) + "m" + std::to_string(line);
+        block += "\x1b[0m \x1b[2mcompiling\x1b[0m Sources/Feature/ViewController.swift … ok\r\n";
+    }
+    return block;
+}
+
+}  // namespace quernlight::standin::codex

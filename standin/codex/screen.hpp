@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace quernlight::standin::codex {
+
+// Everything the agent draws. The terminal is in raw mode, so a line ends in CR LF. Each text is meant for
+// one write, so that whoever reads the other side sees whole lines.
+
+std::string versionLine();
+
+/// What appears one after the other before the prompt; the slow start has more servers to wait for.
+std::vector<std::string> startupTexts(bool slow);
+
+/// The prompt glyph on a fresh line, with what has been typed so far.
+std::string promptLine(std::string_view draft);
+
+std::string resumedLine(std::string_view sessionID);
+std::string unknownSessionLine(std::string_view sessionID);
+
+/// A finished step of work.
+std::string stepLine(std::string_view text);
+std::string failureLine(std::string_view sentence);
+
+/// One frame of the spinner, drawn over the one before it; `clearedLine` takes it away.
+std::string spinnerFrame(std::size_t frame, std::string_view text);
+std::string clearedLine();
+
+/// About `size` bytes of coloured lines, numbered from `firstLine`.
+std::string floodBlock(std::size_t firstLine, std::size_t size);
+
+}  // namespace quernlight::standin::codex

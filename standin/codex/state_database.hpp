@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+struct sqlite3;
+
+namespace quernlight::standin::codex {
+
+/// The agent's own record of its conversations, state_5.sqlite in its home, shared by every agent of that
+/// home. Kept open for the whole session, as the agent does. Failures are std::runtime_error with a sentence.
+class StateDatabase {
+  public:
+    /// Creates what is missing, the home included.
+    explicit StateDatabase(const std::filesystem::path& home);
+
+    /// Notes a conversation that begins now in `directory`.
+    void insertThread(const std::string& id, const std::string& directory);
+
+    bool hasThread(const std::string& id);
+
+    /// Marks the conversation as used now.
+    void touchThread(const std::string& id);
+
+    void setTitle(const std::string& id, const std::string& title);
+
+  private:
+    struct Close {
+        void operator()(sqlite3* database) const;
+    };
+
+    std::unique_ptr<sqlite3, Close> database_;
+};
+
+}  // namespace quernlight::standin::codex
