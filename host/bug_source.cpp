@@ -1,0 +1,51 @@
+#include "host/bug_source.hpp"
+
+#include "host/dispatch_store.hpp"
+#include "host/user_error.hpp"
+#include "quernlight/backend/backend_error.hpp"
+#include "quernlight/backend/decoding_error.hpp"
+#include "quernlight/backend/transport_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+BackendUnavailable unavailable(const QuernlightClient& client, const std::exception& cause) {
+    return BackendUnavailable("The backend at " + client.baseURL().text() + " cannot be asked for bugs: " +
+                              cause.what() + " Check the address and that it runs.");
+}
+
+}  // namespace
+
+Task<std::vector<QLBugSummaryDTO>> fetchBugsInScope(QuernlightClient client, IntakeScope scope, int limit) {
+    try {
+        if (scope == IntakeScope::openBugs) {
+            co_return co_await client.fetchOpenBugs(limit);
+        }
+        co_return co_await client.fetchDispatchBugs(limit);
+    } catch (const BackendError& error) {
+        if (error.isServer(401) || error.isServer(403)) {
+            throw UserError("The backend at " + client.baseURL().text() + " refuses the token (HTTP " +
+                            std::to_string(error.status()) + "); put a valid one into the token file.");
+        }
+        throw unavailable(client, error);
+    } catch (const TransportError& error) {
+        throw unavailable(client, error);
+    } catch (const DecodingError& error) {
+        throw unavailable(client, error);
+    }
+}
+
+Task<std::set<std::string>> knownBugIDs(QueueRepository items) {
+    std::set<std::string> known;
+    for (const BugQueueItem& item : co_await items.items(wholeQueue)) {
+        known.insert(item.bugID);
+    }
+    co_return known;
+}
+
+std::string describeCut(const std::string& status, int limit) {
+    return "The backend returned " + std::to_string(limit) + " bugs in status \"" + status +
+           "\", as many as were asked for; there may be more.";
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace quernlight::host {
+
+/// How a bug of the demo is meant to end.
+enum class ExpectedOutcome { fixed, followedUp, asked };
+
+struct DemoBug {
+    std::string id;  ///< as the backend spells it
+    std::string title;
+    std::string description;
+    ExpectedOutcome outcome;
+
+    std::string shortID() const;
+    std::string branch() const;
+};
+
+inline constexpr const char* demoAppName = "Notes";
+inline constexpr const char* demoBundleID = "com.example.notes";
+inline constexpr const char* demoPullRequestURL = "https://git.example/acme/notes/pull/1";
+
+/// One bug to fix, one in review whose reviewer wants more, one that lacks information; the oldest first.
+const std::vector<DemoBug>& demoBugs();
+
+/// The three as a seed of the stand-in backend.
+std::string demoSeed();
+
+}  // namespace quernlight::host

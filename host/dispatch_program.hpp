@@ -1,0 +1,45 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <boost/asio/io_context.hpp>
+
+#include "host/dispatcher.hpp"
+#include "quernlight/platform/url.hpp"
+#include "quernlight/platform/user_directories.hpp"
+
+namespace quernlight::host {
+
+struct DispatchProgramOptions {
+    std::filesystem::path home;  ///< exists
+    Url backend;
+    std::string adminToken;
+    EnvironmentMap environment;  ///< the caller's; what the agent gets of it is chosen here
+    SessionSettings sessions{};
+    DispatcherSettings dispatcher{};
+};
+
+/// Everything that moves bugs along, wired over one dispatch home that this process owns (see HomeLock): what
+/// both `run` and the demo do. Throws UserError when there is no agent program or the home cannot be used.
+Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
+                        std::shared_ptr<class StopButton> stopButton);
+
+/// How a signal reaches a dispatcher that may not have been built yet.
+class StopButton {
+  public:
+    /// First press: stop politely; any further one: kill.
+    void press();
+
+  private:
+    friend Task<void> dispatchBugs(DispatchProgramOptions, ProgressBoard&, std::shared_ptr<StopButton>);
+
+    Dispatcher* dispatcher_ = nullptr;
+    int presses_ = 0;
+};
+
+/// A board for standard output: live lines on a terminal, plain lines otherwise.
+std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor);
+
+}  // namespace quernlight::host

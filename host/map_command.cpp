@@ -1,0 +1,94 @@
+#include "host/map_command.hpp"
+
+#include <iostream>
+
+#include "host/dispatch_home.hpp"
+#include "host/dispatch_store.hpp"
+#include "host/event_loop.hpp"
+#include "host/home_lock.hpp"
+#include "host/user_error.hpp"
+#include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/git/git_validator.hpp"
+#include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/storage/file_locations.hpp"
+
+namespace quernlight::host {
+namespace {
+
+/// The mapping to store. Worktrees never go into the checkout's own directory, where git would take them for
+/// content.
+Task<AppMapping> checkedMapping(MapSetOptions options) {
+    const std::string path = WorktreeNaming::standardizedPath(options.repo);
+    const GitValidationResult validation = co_await GitValidator::validate(path, options.baseBranch);
+    if (!validation.isValid) {
+        throw UserError(validation.repositoryRoot
+                            ? "The repository " + path + " has no branch \"" + options.baseBranch + "\" (" +
+                                  validation.message + "); name one with --base."
+                            : "There is no git repository at " + path + " (" + validation.message +
+                                  "); give the path of a checkout with --repo.");
+    }
+    const std::string& root = *validation.repositoryRoot;
+    const std::string worktrees = options.worktrees ? WorktreeNaming::standardizedPath(*options.worktrees)
+                                                    : WorktreeNaming::defaultRootPath(root);
+    if (worktrees == root || WorktreeNaming::isInside(worktrees, root)) {
+        throw UserError("The worktrees cannot lie inside the checkout " + root +
+                        "; choose a directory beside it with --worktrees.");
+    }
+    co_return AppMapping{.bundleID = options.bundleID,
+                         .appName = options.appName,
+                         .repoPath = root,
+                         .worktreeRootPath = worktrees,
+                         .baseBranch = options.baseBranch};
+}
+
+Task<void> setAndTell(MapSetOptions options) {
+    const AppMapping mapping = co_await setMapping(std::move(options));
+    std::cout << mapping.bundleID << " (" << mapping.appName << ") is worked on in " << mapping.repoPath
+              << ", from branch " << mapping.baseBranch << ", with worktrees in " << *mapping.worktreeRootPath
+              << std::endl;
+}
+
+Task<void> listMappings(std::filesystem::path home) {
+    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
+    const auto mappings = co_await store.mappings.allMappings();
+    for (const AppMapping& mapping : mappings) {
+        std::cout << mapping.bundleID << "  " << mapping.appName << "  " << mapping.repoPath << "  "
+                  << mapping.baseBranch << "  " << mapping.resolvedWorktreeRootPath() << "\n";
+    }
+    if (mappings.empty()) {
+        std::cout
+            << "No mappings yet; add one with: quernlight-dispatch map set --bundle B --app NAME --repo PATH\n";
+    }
+}
+
+void runToEnd(Task<void> work) {
+    boost::asio::io_context io;
+    runWithSignals(io, std::move(work), [&](int) { io.stop(); });
+}
+
+}  // namespace
+
+Task<AppMapping> setMapping(MapSetOptions options) {
+    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(*options.home));
+    AppMapping mapping = co_await checkedMapping(std::move(options));
+    QueueManager manager(store.items, store.mappings, Url());
+    co_await store.mappings.upsert(mapping);
+    co_await manager.releaseWaitingItems(mapping.bundleID);
+    co_return mapping;
+}
+
+int mapSetCommand(const MapSetOptions& options) {
+    MapSetOptions located = options;
+    located.home = openDispatchHome(options.home);
+    const HomeLock lock(*located.home);
+    runToEnd(setAndTell(std::move(located)));
+    return 0;
+}
+
+int mapListCommand(const std::optional<std::filesystem::path>& home) {
+    const auto opened = openDispatchHome(home);
+    runToEnd(listMappings(opened));
+    return 0;
+}
+
+}  // namespace quernlight::host

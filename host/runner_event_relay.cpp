@@ -1,0 +1,54 @@
+#include "host/runner_event_relay.hpp"
+
+#include <algorithm>
+#include <string_view>
+
+#include "quernlight/platform/text.hpp"
+#include "quernlight/runner/ansi_plain_text_converter.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr std::size_t readablePart = 4096;
+
+bool isControl(char32_t scalar) {
+    return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
+}
+
+std::string withoutControls(std::string_view line) {
+    std::string shown;
+    for (const char32_t scalar : unicodeScalars(line)) {
+        if (!isControl(scalar)) {
+            appendUtf8(shown, scalar);
+        }
+    }
+    return shown;
+}
+
+/// The last line with something to read in it, of the chunk's last few kilobytes.
+std::string lastReadableLine(std::string_view bytes) {
+    const std::string text =
+        ANSIPlainTextConverter::plain(bytes.substr(bytes.size() - std::min(bytes.size(), readablePart)));
+    const auto lines = linesOf(text);
+    for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
+        const std::string shown = withoutControls(*line);
+        if (const auto words = trimmed(shown); !words.empty()) {
+            return std::string(words);
+        }
+    }
+    return {};
+}
+
+}  // namespace
+
+Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox) {
+    while (const auto event = co_await events.next()) {
+        if (const auto* output = event->output()) {
+            mailbox.deliver(OutputSeen{output->date, lastReadableLine(output->bytes)});
+        } else if (const auto* exited = event->exited()) {
+            mailbox.deliver(AgentExited{exited->date, exited->exitCode});
+        }
+    }
+}
+
+}  // namespace quernlight::host
