@@ -1,0 +1,227 @@
+#include "quernlight/storage/database.hpp"
+
+#include <future>
+#include <limits>
+#include <stdexcept>
+#include <utility>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/post.hpp>
+
+#include "tests/storage/database_fixture.hpp"
+#include "tests/storage/statement_recorder.hpp"
+
+namespace quernlight {
+namespace {
+
+using Kind = DatabaseError::Kind;
+using test::databaseErrorOf;
+using test::runTask;
+
+class DatabaseTest : public test::DatabaseFixture {
+  protected:
+    void SetUp() override { execute("CREATE TABLE notes (id INTEGER PRIMARY KEY, body)"); }
+
+    void transact(std::function<void(Connection&)> body) { runTask(database->transaction(std::move(body))); }
+
+    std::int64_t noteCount() { return *value("SELECT COUNT(*) AS value FROM notes").asInteger(); }
+
+    SQLValue stored(const SQLValue& body) {
+        execute("INSERT INTO notes (body) VALUES (?)", {body});
+        return value("SELECT body AS value FROM notes ORDER BY id DESC LIMIT 1");
+    }
+};
+
+TEST_F(DatabaseTest, OpeningInADirectoryThatDoesNotExistThrowsOpenFailedWithTheMessageOfSQLite) {
+    const auto error = databaseErrorOf([&] { Database(directory / "missing" / "queue.sqlite"); });
+    EXPECT_EQ(error, DatabaseError(Kind::openFailed, "unable to open database file"));
+}
+
+TEST_F(DatabaseTest, AFileThatIsNoDatabaseRefusesASettingAndIsNotOpened) {
+    const auto garbage = directory / "garbage.sqlite";
+    test::writeFile(garbage, std::string(4096, 'x'));
+    const auto error = databaseErrorOf([&] { Database{garbage}; });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "file is not a database"));
+}
+
+TEST_F(DatabaseTest, OpeningAppliesItsSettingsInOrder) {
+    test::StatementRecorder recorder;
+    { Database other(directory / "other.sqlite"); }
+    const std::vector<std::string> settings{"PRAGMA foreign_keys = ON", "PRAGMA journal_mode = WAL",
+                                            "PRAGMA synchronous = NORMAL"};
+    EXPECT_EQ(recorder.take(), settings);
+}
+
+TEST_F(DatabaseTest, OpensWithForeignKeysAndWriteAheadJournal) {
+    EXPECT_EQ(rows("PRAGMA foreign_keys").at(0).at("foreign_keys"), SQLValue::integer(1));
+    EXPECT_EQ(rows("PRAGMA journal_mode").at(0).at("journal_mode"), SQLValue::text("wal"));
+    EXPECT_EQ(rows("PRAGMA synchronous").at(0).at("synchronous"), SQLValue::integer(1));
+    EXPECT_EQ(rows("PRAGMA busy_timeout").at(0).at("timeout"), SQLValue::integer(0));
+}
+
+TEST_F(DatabaseTest, TheConnectionClosesWhenTheLastReferenceIsReleased) {
+    const std::filesystem::path journal = path.string() + "-wal";
+    std::shared_ptr<Database> last = std::exchange(database, nullptr);
+    EXPECT_TRUE(std::filesystem::exists(journal));
+    last.reset();
+    EXPECT_FALSE(std::filesystem::exists(journal));
+}
+
+TEST_F(DatabaseTest, ExecutingAStatementThatYieldsARowThrowsStepFailed) {
+    const auto error = databaseErrorOf([&] { execute("SELECT 1"); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->kind(), Kind::stepFailed);
+}
+
+TEST_F(DatabaseTest, AStatementThatDoesNotCompileThrowsPrepareFailed) {
+    const auto error = databaseErrorOf([&] { execute("SELECT FROM"); });
+    EXPECT_EQ(error, DatabaseError(Kind::prepareFailed, "near \"FROM\": syntax error"));
+}
+
+TEST_F(DatabaseTest, AnEmptyStatementThrowsPrepareFailed) {
+    const auto error = databaseErrorOf([&] { rows(""); });
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->kind(), Kind::prepareFailed);
+}
+
+TEST_F(DatabaseTest, MoreValuesThanParametersThrowBindFailed) {
+    const auto error = databaseErrorOf([&] { rows("SELECT ?", {SQLValue::null(), SQLValue::null()}); });
+    EXPECT_EQ(error, DatabaseError(Kind::bindFailed, "column index out of range"));
+}
+
+TEST_F(DatabaseTest, ParametersWithoutAValueAreNull) {
+    EXPECT_EQ(value("SELECT ? AS value"), SQLValue::null());
+}
+
+TEST_F(DatabaseTest, AConstraintThatFailsThrowsStepFailedWithTheMessageOfSQLite) {
+    execute("INSERT INTO notes VALUES (1, 'first')");
+    const auto error = databaseErrorOf([&] { execute("INSERT INTO notes VALUES (1, 'again')"); });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "UNIQUE constraint failed: notes.id"));
+}
+
+TEST_F(DatabaseTest, AQueryThatFailsMidwayDiscardsItsRows) {
+    execute("INSERT INTO notes (body) VALUES ('{}'), ('not json')");
+    const auto error = databaseErrorOf([&] { rows("SELECT json_type(body) FROM notes ORDER BY id"); });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "malformed JSON"));
+}
+
+TEST_F(DatabaseTest, AQueryWithoutMatchingRowsReturnsAnEmptyList) {
+    EXPECT_TRUE(rows("SELECT * FROM notes").empty());
+}
+
+TEST_F(DatabaseTest, EveryKindOfValueIsReadAsItWasBound) {
+    const auto largest = SQLValue::integer(std::numeric_limits<std::int64_t>::max());
+    for (const SQLValue& bound : {SQLValue::text("Gr\u00FC\u00DFe"), SQLValue::text(""), largest,
+                                  SQLValue::real(0.1), SQLValue::null()}) {
+        EXPECT_EQ(stored(bound), bound);
+    }
+}
+
+TEST_F(DatabaseTest, ATextIsBoundUpToItsFirstNul) {
+    EXPECT_EQ(stored(SQLValue::text(std::string_view("ab\0cd", 5))), SQLValue::text("ab"));
+}
+
+TEST_F(DatabaseTest, ABlobColumnReadsAsNull) {
+    EXPECT_EQ(value("SELECT x'0102' AS value"), SQLValue::null());
+}
+
+TEST_F(DatabaseTest, OfTwoColumnsOfOneNameTheLaterWins) {
+    EXPECT_EQ(rows("SELECT 1 AS n, 2 AS n"), std::vector<Row>{Row({{"n", SQLValue::integer(2)}})});
+}
+
+TEST_F(DatabaseTest, RowsComeInTheOrderInWhichSQLiteYieldsThem) {
+    execute("INSERT INTO notes (body) VALUES ('a'), ('b'), ('c')");
+    std::string bodies;
+    for (const Row& row : rows("SELECT body FROM notes ORDER BY body DESC")) {
+        bodies += *row.at("body").asText();
+    }
+    EXPECT_EQ(bodies, "cba");
+}
+
+TEST_F(DatabaseTest, ATransactionThatSucceedsIsKept) {
+    transact([](Connection& connection) {
+        connection.execute("INSERT INTO notes (body) VALUES (?)", {SQLValue::text("kept")});
+        EXPECT_EQ(connection.query("SELECT * FROM notes").size(), 1U);
+    });
+    EXPECT_EQ(noteCount(), 1);
+}
+
+TEST_F(DatabaseTest, ATransactionWhoseBodyThrowsIsRolledBackAndThrowsTheErrorOfTheBody) {
+    const auto body = [](Connection& connection) {
+        connection.execute("INSERT INTO notes (body) VALUES ('lost')");
+        throw std::out_of_range("the body's own");
+    };
+    EXPECT_THROW(transact(body), std::out_of_range);
+    EXPECT_EQ(noteCount(), 0);
+}
+
+TEST_F(DatabaseTest, AFailingRollbackDoesNotHideTheErrorOfTheBody) {
+    const auto body = [](Connection& connection) {
+        connection.execute("ROLLBACK");  // so that the one that follows fails
+        throw std::out_of_range("the body's own");
+    };
+    EXPECT_THROW(transact(body), std::out_of_range);
+}
+
+TEST_F(DatabaseTest, ATransactionWhoseCommitFailsIsRolledBackAndThrowsThatError) {
+    execute("CREATE TABLE replies (note INTEGER REFERENCES notes(id) DEFERRABLE INITIALLY DEFERRED)");
+    const auto error = databaseErrorOf([&] {
+        transact([](Connection& connection) { connection.execute("INSERT INTO replies VALUES (99)"); });
+    });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "FOREIGN KEY constraint failed"));
+    EXPECT_TRUE(rows("SELECT * FROM replies").empty());
+    EXPECT_NO_THROW(transact([](Connection&) {}));
+}
+
+TEST_F(DatabaseTest, ATransactionTakesTheWriteLockBeforeItsBodyRuns) {
+    Connection other(path);
+    transact([&](Connection&) {
+        const auto error = databaseErrorOf([&] { other.execute("BEGIN IMMEDIATE"); });
+        EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "database is locked"));
+    });
+}
+
+TEST_F(DatabaseTest, ALockedDatabaseFailsAtOnceAndTheBodyDoesNotRun) {
+    Connection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    bool ran = false;
+    const auto error = databaseErrorOf([&] { transact([&](Connection&) { ran = true; }); });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "database is locked"));
+    EXPECT_FALSE(ran);
+}
+
+TEST_F(DatabaseTest, OtherConnectionsReadWhileATransactionWrites) {
+    transact([&](Connection& connection) {
+        connection.execute("INSERT INTO notes (body) VALUES ('unseen')");
+        EXPECT_TRUE(Connection(path, Connection::Access::readOnly).query("SELECT * FROM notes").empty());
+    });
+}
+
+TEST_F(DatabaseTest, TheExecutorOfTheCallerGoesOnWhileTheDatabaseWorks) {
+    boost::asio::io_context io;
+    std::promise<void> released;
+    boost::asio::post(io, [&] { boost::asio::post(io, [&] { released.set_value(); }); });
+    std::future_status seen = std::future_status::timeout;
+    runTask(io, database->transaction(
+                    [&](Connection&) { seen = released.get_future().wait_for(test::generousBound); }));
+    EXPECT_EQ(seen, std::future_status::ready);
+}
+
+TEST_F(DatabaseTest, OperationsRunOneAtATimeInTheOrderTheyWereAwaited) {
+    boost::asio::io_context io;
+    std::vector<SQLValue> awaited;
+    for (int number = 0; number < 50; ++number) {
+        awaited.push_back(SQLValue::integer(number));
+        Task<void> insert = database->execute("INSERT INTO notes (body) VALUES (?)", {awaited.back()});
+        boost::asio::co_spawn(io, std::move(insert), boost::asio::use_future);
+    }
+    io.run();
+    std::vector<SQLValue> stored;
+    for (const Row& row : rows("SELECT body FROM notes ORDER BY id")) {
+        stored.push_back(row.at("body"));
+    }
+    EXPECT_EQ(stored, awaited);
+}
+
+}  // namespace
+}  // namespace quernlight
