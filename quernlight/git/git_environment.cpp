@@ -31,9 +31,11 @@ constexpr std::array repositoryVariables = std::to_array<std::string_view>({
 
 /// Variables that are set here, and those that print diagnostics between the lines of an answer.
 constexpr std::array replacedVariables = std::to_array<std::string_view>({
+    "GIT_ASKPASS",
     "GIT_CURL_VERBOSE",
     "GIT_PAGER",
     "GIT_TERMINAL_PROMPT",
+    "SSH_ASKPASS_REQUIRE",
 });
 
 constexpr std::array leftOutPrefixes = std::to_array<std::string_view>({
@@ -82,7 +84,12 @@ void appendPinnedConfiguration(std::vector<std::string>& environment) {
 std::vector<std::string> gitEnvironment(std::vector<std::string> inherited) {
     std::vector<std::string> environment = std::move(inherited);
     std::erase_if(environment, [](const std::string& entry) { return isLeftOut(entry); });
+    // Nobody is there to answer a question, on the terminal or in a window; an empty GIT_ASKPASS also
+    // overrides SSH_ASKPASS and core.askPass for git itself (gitcredentials(7)), and the last variable does
+    // so for ssh(1).
     environment.push_back("GIT_TERMINAL_PROMPT=0");
+    environment.push_back("GIT_ASKPASS=");
+    environment.push_back("SSH_ASKPASS_REQUIRE=never");
     environment.push_back("GIT_PAGER=cat");
     appendPinnedConfiguration(environment);
     return environment;

@@ -29,7 +29,8 @@ class BackgroundExecutor {
 
     /// Runs `call` on the thread; the awaiting coroutine goes on, on its own executor, with what it returned
     /// or threw. A call that has been handed over runs to its end even when the coroutine is cancelled. Once
-    /// the coroutine goes on, the thread has let go of all that is the caller's, its executor included.
+    /// the coroutine goes on, the thread has let go of all that is the caller's, its executor included; the
+    /// coroutine's context must live that long.
     template <class Call>
     Task<std::invoke_result_t<Call>> run(Call call) {
         std::packaged_task<std::invoke_result_t<Call>()> work(std::move(call));

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,8 +34,12 @@ using Descriptor = asio::posix::stream_descriptor;
 /// How long a pipe that somebody else holds open is still read once the child itself has exited.
 constexpr std::chrono::seconds leftOpenGrace{2};
 
-/// A started child. Unless it has been reaped it is killed, with its process group, and reaped at the end of
-/// the owner's scope, however that is left.
+/// How long a child that is no longer wanted may take to undo what it has half done before it is killed: git,
+/// for one, removes a worktree that is not finished, and its lock files.
+constexpr std::chrono::milliseconds undoPatience{1000};
+
+/// A started child. Unless it has been reaped it is ended, with its process group, and reaped at the end of
+/// the owner's scope, however that is left; that blocks for `undoPatience` at most.
 class RunningChild {
   public:
     explicit RunningChild(pid_t processID) : processID_(processID) {}
@@ -42,6 +47,8 @@ class RunningChild {
     RunningChild& operator=(const RunningChild&) = delete;
     ~RunningChild() {
         if (processID_ > 0) {
+            ::kill(-processID_, SIGTERM);
+            awaitExitBriefly();
             ::kill(-processID_, SIGKILL);
             reap();
         }
@@ -59,6 +66,16 @@ class RunningChild {
     }
 
   private:
+    void awaitExitBriefly() const {
+        try {
+            const FileDescriptor watcher = watchExit(processID_);
+            pollfd exit{watcher.get(), POLLIN, 0};
+            ::poll(&exit, 1, static_cast<int>(undoPatience.count()));
+        } catch (const std::system_error&) {
+            // Without a watcher it is killed at once.
+        }
+    }
+
     pid_t processID_;
 };
 
@@ -101,10 +118,15 @@ pid_t spawnWithOutput(const ChildProcessRequest& request, const FileDescriptor& 
     return spawnProcess(spawn);
 }
 
+/// Asio's own error type is not the standard's, which is what this file throws.
 Descriptor adopt(const asio::any_io_executor& executor, FileDescriptor descriptor) {
-    Descriptor adopted(executor, descriptor.get());
-    descriptor.release();
-    return adopted;
+    try {
+        Descriptor adopted(executor, descriptor.get());
+        descriptor.release();
+        return adopted;
+    } catch (const boost::system::system_error& error) {
+        throw std::system_error(error.code().value(), std::generic_category());
+    }
 }
 
 Task<void> readToEnd(Descriptor& pipe, std::string& output) {

@@ -26,9 +26,10 @@ struct ChildProcessResult {
 /// full pipe. It leads a session of its own, without a terminal, and reads /dev/null. A process that it
 /// leaves behind with the pipe still open delays the result by a few seconds at most.
 ///
-/// Several may run at once, from any executor. Cancelling the awaiting coroutine kills the program's process
-/// group and reaps the program before the coroutine goes on with `operation_aborted`. Throws
-/// std::system_error when the program cannot be started.
+/// Several may run at once, from any executor. Cancelling the awaiting coroutine ends the program's process
+/// group (SIGTERM, and SIGKILL after a second) and reaps the program before the coroutine goes on with
+/// `operation_aborted`; cancel on the coroutine's own thread. Throws std::system_error when the program
+/// cannot be started.
 Task<ChildProcessResult> runChildProcess(ChildProcessRequest request);
 
 }  // namespace quernlight

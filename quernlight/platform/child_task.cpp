@@ -3,7 +3,10 @@
 #include <utility>
 
 #include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
 
 #include "quernlight/platform/failure_report.hpp"
 
@@ -30,8 +33,14 @@ Task<void> ChildTask::end() {
     if (state_->running) {
         state_->cancel.emit(boost::asio::cancellation_type::terminal);
     }
-    while (state_->running) {
-        co_await state_->ended.wait();
+    const auto executor = co_await boost::asio::this_coro::executor;
+    co_await boost::asio::co_spawn(executor, awaitEnd(state_), boost::asio::use_awaitable);
+}
+
+Task<void> ChildTask::awaitEnd(std::shared_ptr<State> state) {
+    co_await boost::asio::this_coro::reset_cancellation_state(boost::asio::disable_cancellation());
+    while (state->running) {
+        co_await state->ended.wait();
     }
 }
 

@@ -22,7 +22,8 @@ class ChildTask {
     /// Cancels the work, if it still runs, without waiting for it.
     ~ChildTask();
 
-    /// Cancels the work and returns once it has ended, so that what it borrows may go.
+    /// Cancels the work and returns once it has ended, so that what it borrows may go; also when the awaiting
+    /// coroutine is cancelled meanwhile.
     Task<void> end();
 
   private:
@@ -31,6 +32,8 @@ class ChildTask {
         AsyncSignal ended;
         bool running = true;
     };
+
+    static Task<void> awaitEnd(std::shared_ptr<State> state);
 
     std::shared_ptr<State> state_;
 };
