@@ -33,6 +33,9 @@ FileDescriptor openRegularFile(const std::filesystem::path& file) {
     return descriptor;
 }
 
+/// A file is held in memory whole, so its size is bounded; in bytes.
+constexpr std::size_t largestAttachment = 64 * 1024 * 1024;
+
 std::string readWhole(const std::filesystem::path& file) {
     const auto access = openSecurityScope(file);
     const FileDescriptor descriptor = openRegularFile(file);
@@ -45,6 +48,9 @@ std::string readWhole(const std::filesystem::path& file) {
         }
         if (count > 0) {
             bytes.append(chunk.data(), static_cast<std::size_t>(count));
+            if (bytes.size() > largestAttachment) {
+                failReading(file, EFBIG);
+            }
         } else if (errno != EINTR) {
             failReading(file, errno);
         }

@@ -55,6 +55,7 @@ void CurlTransfer::configureConnection(const std::string& directHosts) {
     set(handle, CURLOPT_SSL_VERIFYHOST, 2L);
     set(handle, CURLOPT_NOPROXY, directHosts.c_str());
     set(handle, CURLOPT_NOSIGNAL, 1L);
+    set(handle, CURLOPT_QUICK_EXIT, 1L);  // an end does not wait for a name server that does not answer
     set(handle, CURLOPT_ACCEPT_ENCODING, "");
     set(handle, CURLOPT_SOCKOPTFUNCTION, &closeOnExec);
     set(handle, CURLOPT_ERRORBUFFER, message_.data());
@@ -80,7 +81,9 @@ void CurlTransfer::configureRequest() {
         set(handle, CURLOPT_POSTREDIR, static_cast<long>(CURL_REDIR_POST_ALL));
     }
     for (const auto& [name, value] : request_.headers) {
-        addHeader(value.empty() ? name + ";" : name + ": " + value);
+        // libcurl takes a header without a value for the wish to leave it out.
+        const bool blank = value.find_first_not_of(" \t") == std::string::npos;
+        addHeader(blank ? name + ";" : name + ": " + value);
     }
     addHeader("Expect:");  // no pause before a large body
     set(handle, CURLOPT_HTTPHEADER, headers_.get());
@@ -125,13 +128,13 @@ TransportError CurlTransfer::failure(CURLcode code) const {
     if (code == CURLE_OPERATION_TIMEDOUT) {
         return timeoutError();
     }
-    long connections = 0;
+    long sentBytes = 0;
     long status = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_NUM_CONNECTS, &connections);
+    curl_easy_getinfo(handle_.get(), CURLINFO_REQUEST_SIZE, &sentBytes);
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
     // An answer without a status line counts as an unsupported protocol; so does a scheme that is refused
-    // before any connection is made, or after a redirect to it.
-    const bool strange = code == CURLE_UNSUPPORTED_PROTOCOL && connections > 0 && status == 0;
+    // before anything is sent, or after a redirect to it.
+    const bool strange = code == CURLE_UNSUPPORTED_PROTOCOL && sentBytes > 0 && status == 0;
     const bool notHTTP = strange || code == CURLE_WEIRD_SERVER_REPLY;
     const char* message = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
     return {notHTTP ? Reason::notHTTP : Reason::failed,

@@ -1,6 +1,5 @@
 #include "quernlight/backend/http_session.hpp"
 
-#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -41,7 +40,7 @@ class HttpSession::Submission {
     Submission(const Submission&) = delete;
     Submission& operator=(const Submission&) = delete;
     ~Submission() {
-        if (!exchange_->ended) {
+        if (!exchange_->hasEnded()) {
             worker_->abandon(exchange_);
         }
     }
@@ -55,13 +54,7 @@ Task<HttpResponse> HttpSession::send(HttpRequest request) {
     refuseLineBreaks(request);
     const auto exchange = std::make_shared<HttpExchange>(std::move(request));
     const Submission submission(worker_, exchange);
-    while (!exchange->ended) {
-        co_await exchange->news.wait();
-    }
-    if (exchange->error) {
-        std::rethrow_exception(exchange->error);
-    }
-    co_return std::move(exchange->response);
+    co_return co_await exchange->outcome();
 }
 
 }  // namespace quernlight

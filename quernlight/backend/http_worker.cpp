@@ -35,9 +35,11 @@ std::thread threadWithoutSignals(Body body) {
     sigset_t before;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &before);
-    std::thread thread(std::move(body));
-    pthread_sigmask(SIG_SETMASK, &before, nullptr);
-    return thread;
+    const struct Restore {
+        const sigset_t& mask;
+        ~Restore() { pthread_sigmask(SIG_SETMASK, &mask, nullptr); }
+    } restore{before};
+    return std::thread(std::move(body));
 }
 
 TransportError sessionClosed() {
@@ -46,16 +48,36 @@ TransportError sessionClosed() {
 
 }  // namespace
 
-void HttpExchange::end(HttpResponse answer) {
-    response = std::move(answer);
-    ended = true;
-    news.notify();
+// The coroutine is woken under the lock that it then needs, so it cannot be done, and its event loop gone,
+// while this thread is still about to wake it.
+
+void HttpExchange::end(HttpResponse response) {
+    const std::lock_guard guard(lock_);
+    response_ = std::move(response);
+    ended_ = true;
+    news_.notify();
 }
 
-void HttpExchange::fail(std::exception_ptr reason) {
-    error = std::move(reason);
-    ended = true;
-    news.notify();
+void HttpExchange::fail(std::exception_ptr error) {
+    const std::lock_guard guard(lock_);
+    error_ = std::move(error);
+    ended_ = true;
+    news_.notify();
+}
+
+bool HttpExchange::hasEnded() const {
+    const std::lock_guard guard(lock_);
+    return ended_;
+}
+
+Task<HttpResponse> HttpExchange::outcome() {
+    while (!hasEnded()) {
+        co_await news_.wait();
+    }
+    if (error_) {
+        std::rethrow_exception(std::exchange(error_, nullptr));
+    }
+    co_return std::move(response_);
 }
 
 HttpSession::Worker::Worker(Options options)
@@ -134,7 +156,7 @@ bool HttpSession::Worker::takeOrders() {
 
 void HttpSession::Worker::start(const std::shared_ptr<HttpExchange>& exchange) {
     try {
-        auto transfer = std::make_unique<CurlTransfer>(std::move(exchange->request), options_, directHosts_);
+        auto transfer = std::make_unique<CurlTransfer>(exchange->takeRequest(), options_, directHosts_);
         const CURLMcode code = curl_multi_add_handle(multi_.get(), transfer->handle());
         if (code != CURLM_OK) {
             throw TransportError(TransportError::Reason::failed,
@@ -163,11 +185,14 @@ void HttpSession::Worker::collectEnded() {
             return each.transfer->handle() == message->easy_handle;
         });
         const auto exchange = ended->exchange;
+        HttpResponse response;
+        std::exception_ptr error;
         try {
-            exchange->end(ended->transfer->finish(code));
+            response = ended->transfer->finish(code);
         } catch (...) {
-            exchange->fail(std::current_exception());
+            error = std::current_exception();
         }
+        error ? exchange->fail(std::move(error)) : exchange->end(std::move(response));
         remove(exchange);
     }
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <atomic>
 #include <exception>
 #include <memory>
 #include <mutex>
@@ -17,19 +16,27 @@
 
 namespace quernlight {
 
-/// One call of `HttpSession::send`, shared by the coroutine that waits and the thread that works. The outcome
-/// is written once, before `ended`, and read only after it.
-struct HttpExchange {
-    explicit HttpExchange(HttpRequest toSend) : request(std::move(toSend)) {}
+/// One call of `HttpSession::send`, shared by the coroutine that waits and the thread that works.
+class HttpExchange {
+  public:
+    explicit HttpExchange(HttpRequest request) : request_(std::move(request)) {}
 
-    void end(HttpResponse answer);
-    void fail(std::exception_ptr reason);
+    /// For the thread: the request, to be taken once; then exactly one of the outcomes.
+    HttpRequest takeRequest() { return std::move(request_); }
+    void end(HttpResponse response);
+    void fail(std::exception_ptr error);
 
-    HttpRequest request;
-    HttpResponse response;
-    std::exception_ptr error;
-    std::atomic<bool> ended = false;
-    AsyncSignal news;
+    /// For the coroutine.
+    bool hasEnded() const;
+    Task<HttpResponse> outcome();
+
+  private:
+    HttpRequest request_;
+    mutable std::mutex lock_;  // guards what follows
+    bool ended_ = false;
+    HttpResponse response_;
+    std::exception_ptr error_;
+    AsyncSignal news_;
 };
 
 /// The thread of an `HttpSession`. Its operations may be called from any thread and do not block, but for

@@ -1,0 +1,222 @@
+#include "quernlight/backend/quernlight_decoder.hpp"
+
+#include <gtest/gtest.h>
+
+#include <boost/json/array.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "tests/backend/sample_answers.hpp"
+
+namespace quernlight {
+namespace {
+
+namespace json = boost::json;
+using namespace test;
+
+template <class Record>
+Record decode(const json::value& value) {
+    return QuernlightDecoder::make().decode<Record>(json::serialize(value));
+}
+
+/// The error that decoding throws; fails the test when it throws none.
+template <class Record>
+DecodingError failure(const json::value& value) {
+    try {
+        decode<Record>(value);
+    } catch (const DecodingError& error) {
+        return error;
+    }
+    ADD_FAILURE() << "decoded " << json::serialize(value);
+    return {DecodingError::Reason::dataCorrupted, "", ""};
+}
+
+json::object with(json::object object, const char* key, json::value value) {
+    object[key] = std::move(value);
+    return object;
+}
+
+json::object without(json::object object, const char* key) {
+    object.erase(key);
+    return object;
+}
+
+Instant createdAt(const char* text) {
+    return decode<QLBugSummaryDTO>(bugJSON("3f2a9c1d", text)).createdAt;
+}
+
+TEST(QuernlightDecoderTest, DatesDecodeWithAndWithoutFractionAndWithAnOffset) {
+    EXPECT_EQ(createdAt("2026-03-01T10:20:30.123Z"), parseInstant("2026-03-01T10:20:30.123Z"));
+    EXPECT_EQ(createdAt("2026-03-01T10:20:30Z"), parseInstant("2026-03-01T10:20:30.000Z"));
+    EXPECT_EQ(createdAt("2026-03-01T10:20:30+02:00"), parseInstant("2026-03-01T08:20:30.000Z"));
+}
+
+TEST(QuernlightDecoderTest, ADateInAnotherFormIsNamedInTheError) {
+    const auto error = failure<QLBugSummaryDTO>(bugJSON("3f2a9c1d", "2026-03-01 10:20:30"));
+    EXPECT_STREQ(error.what(), "Invalid ISO-8601 date: 2026-03-01 10:20:30");
+    EXPECT_EQ(error.reason(), DecodingError::Reason::dataCorrupted);
+    EXPECT_EQ(error.codingPath(), "QLBugSummaryDTO.created_at");
+}
+
+TEST(QuernlightDecoderTest, ADateThatTheCalendarDoesNotHaveFails) {
+    EXPECT_STREQ(failure<QLBugSummaryDTO>(bugJSON("3f2a9c1d", "2026-02-30T10:20:30Z")).what(),
+                 "Invalid ISO-8601 date: 2026-02-30T10:20:30Z");
+    EXPECT_THROW(createdAt("2026-02-28T25:20:30Z"), DecodingError);
+}
+
+TEST(QuernlightDecoderTest, ABugWithANullLinkAndNoDescriptionAndEmptyMetadataDecodes) {
+    const auto bug = decode<QLBugSummaryDTO>(with(bugJSON(), "pr_url", nullptr));
+    EXPECT_EQ(bug.prURL, std::nullopt);
+    EXPECT_EQ(bug.description, std::nullopt);
+    EXPECT_EQ(bug.metadata, JSONValue::object({}));
+}
+
+TEST(QuernlightDecoderTest, ABugWithoutMetadataFailsAndTheErrorSaysWhere) {
+    const json::array bugs{bugJSON(), without(bugJSON(), "metadata")};
+    const auto error = failure<QLBugListResponse>(json::object{{"bugs", bugs}});
+    EXPECT_EQ(error.reason(), DecodingError::Reason::keyNotFound);
+    EXPECT_EQ(error.codingPath(), "QLBugListResponse.bugs[1].metadata");
+    EXPECT_STREQ(
+        error.what(),
+        "The key \"metadata\" of QLBugSummaryDTO (QLBugListResponse.bugs[1].metadata) is missing in the "
+        "backend's answer.");
+}
+
+TEST(QuernlightDecoderTest, RequiredMetadataThatIsNullIsTheNullValue) {
+    EXPECT_EQ(decode<QLBugSummaryDTO>(with(bugJSON(), "metadata", nullptr)).metadata, JSONValue::null());
+}
+
+TEST(QuernlightDecoderTest, ACommentWithoutAttachmentsFails) {
+    EXPECT_EQ(failure<QLCommentDTO>(without(commentJSON(), "attachments")).codingPath(),
+              "QLCommentDTO.attachments");
+}
+
+TEST(QuernlightDecoderTest, ACommentWithNoAttachmentsAndNoAuthorTypeDecodes) {
+    const auto comment = decode<QLCommentDTO>(commentJSON());
+    EXPECT_TRUE(comment.attachments.empty());
+    EXPECT_EQ(comment.authorType, std::nullopt);
+    EXPECT_EQ(comment.metadata, std::nullopt);
+}
+
+TEST(QuernlightDecoderTest, OptionalMetadataThatIsNullIsNothing) {
+    EXPECT_EQ(decode<QLCommentDTO>(with(commentJSON(), "metadata", nullptr)).metadata, std::nullopt);
+}
+
+TEST(QuernlightDecoderTest, ARequiredKeyThatIsNullFails) {
+    const auto error = failure<QLBugSummaryDTO>(with(bugJSON(), "title", nullptr));
+    EXPECT_EQ(error.reason(), DecodingError::Reason::typeMismatch);
+    EXPECT_STREQ(
+        error.what(),
+        "The key \"title\" of QLBugSummaryDTO (QLBugSummaryDTO.title) in the backend's answer is not a "
+        "text.");
+}
+
+TEST(QuernlightDecoderTest, EveryRequiredKeyOfABugIsRequired) {
+    for (const auto& [key, value] : bugJSON()) {
+        const std::string name(key);
+        EXPECT_EQ(failure<QLBugSummaryDTO>(without(bugJSON(), name.c_str())).codingPath(),
+                  "QLBugSummaryDTO." + name);
+    }
+}
+
+TEST(QuernlightDecoderTest, EveryFieldOfABugComesFromItsKey) {
+    json::object answer = bugJSON("3F2A9C1D-0000-4000-8000-000000000000");
+    for (const char* key : {"description", "reporter", "app_version", "os_version", "device_model",
+                            "device_name", "duplicate_of"}) {
+        answer[key] = std::string("the ") + key;
+    }
+    answer["pr_url"] = "https://git.example/pull/1";
+    const auto bug = decode<QLBugSummaryDTO>(answer);
+    EXPECT_EQ(bug.id, "3F2A9C1D-0000-4000-8000-000000000000");
+    EXPECT_EQ(bug.description, "the description");
+    EXPECT_EQ(bug.reporter, "the reporter");
+    EXPECT_EQ(bug.appVersion, "the app_version");
+    EXPECT_EQ(bug.osVersion, "the os_version");
+    EXPECT_EQ(bug.deviceModel, "the device_model");
+    EXPECT_EQ(bug.deviceName, "the device_name");
+    EXPECT_EQ(bug.duplicateOf, "the duplicate_of");
+    EXPECT_EQ(bug.prURL, Url::parse("https://git.example/pull/1"));
+    EXPECT_EQ(bug.occurredAt, parseInstant("2026-03-01T09:00:00Z"));
+    EXPECT_EQ(bug.updatedAt, parseInstant("2026-03-02T10:20:30.500Z"));
+    EXPECT_EQ(bug.attachmentCount, 2);
+    EXPECT_EQ(bug.commentCount, 3);
+    EXPECT_EQ(bug.appID, parseUuid("00000000-0000-4000-8000-000000000001"));
+    EXPECT_EQ(bug.bundleID, "com.example.notes");
+    EXPECT_EQ(bug.appName, "Notes");
+}
+
+TEST(QuernlightDecoderTest, AFullBugHasALogKeyAndNoCounts) {
+    const auto response =
+        QuernlightDecoder::make().decode<QLBugDetailResponse>(bugDetailJSON({commentJSON("Seen.")}));
+    EXPECT_EQ(response.bug.id, "3f2a9c1d");
+    EXPECT_EQ(response.bug.logS3Key, "logs/3f2a9c1d.zip");
+    EXPECT_EQ(response.attachments.at(0).filename, "screen.png");
+    EXPECT_EQ(response.comments.at(0).body, "Seen.");
+    EXPECT_EQ(response.logURL, Url::parse("https://logs.example/3f2a9c1d.zip"));
+}
+
+TEST(QuernlightDecoderTest, TheAnswerToFilingABugCountsItsAttachmentsUnderAnotherKey) {
+    const auto created = QuernlightDecoder::make().decode<QLCreateBugResponse>(createdBugJSON());
+    EXPECT_EQ(created.id, "3f2a9c1d");
+    EXPECT_EQ(created.attachmentsCount, 1);
+}
+
+TEST(QuernlightDecoderTest, AnAttachmentOfACommentNamesIt) {
+    json::object answer = with(attachmentJSON(), "comment_id", "00000000-0000-4000-8000-0000000000C1");
+    answer["download_url"] = "https://files.example/a%20b.png?x=1";
+    const auto attachment = decode<QLAttachmentDTO>(answer);
+    EXPECT_EQ(attachment.commentID, parseUuid("00000000-0000-4000-8000-0000000000c1"));
+    EXPECT_EQ(attachment.sizeBytes, 5000000000);
+    EXPECT_EQ(attachment.downloadURL->text(), "https://files.example/a%20b.png?x=1");
+    EXPECT_EQ(decode<QLAttachmentDTO>(attachmentJSON()).commentID, std::nullopt);
+}
+
+TEST(QuernlightDecoderTest, AnIntegerMayBeSpelledWithAFractionOfZero) {
+    const auto decoder = QuernlightDecoder::make();
+    const std::string start =
+        R"({"id": "00000000-0000-4000-8000-000000000001", "bundle_id": "b", "name": "n",)";
+    EXPECT_EQ(decoder.decode<QLAppDTO>(start + R"("open_count": 5.0})").openCount, 5);
+    EXPECT_EQ(decoder.decode<QLAppDTO>(start + R"("open_count": 12e1})").openCount, 120);
+    EXPECT_THROW(decoder.decode<QLAppDTO>(start + R"("open_count": 5.5})"), DecodingError);
+    EXPECT_THROW(decoder.decode<QLAppDTO>(start + R"("open_count": 9223372036854775808})"), DecodingError);
+    EXPECT_THROW(decoder.decode<QLAppDTO>(start + R"("open_count": "5"})"), DecodingError);
+}
+
+TEST(QuernlightDecoderTest, AUuidDecodesInItsCanonicalFormInAnyCaseOnly) {
+    const auto idOf = [](const char* text) { return decode<QLAppDTO>(with(appJSON(), "id", text)).id; };
+    EXPECT_EQ(idOf("ABCDEF00-0000-4000-8000-00000000000a"), idOf("abcdef00-0000-4000-8000-00000000000A"));
+    EXPECT_THROW(idOf("abcdef0000004000800000000000000a"), DecodingError);
+    EXPECT_THROW(idOf("{abcdef00-0000-4000-8000-00000000000a}"), DecodingError);
+}
+
+TEST(QuernlightDecoderTest, ARelativeLinkFails) {
+    const auto error = failure<QLBugSummaryDTO>(with(bugJSON(), "pr_url", "/pull/1"));
+    EXPECT_EQ(error.codingPath(), "QLBugSummaryDTO.pr_url");
+    EXPECT_EQ(error.reason(), DecodingError::Reason::dataCorrupted);
+}
+
+TEST(QuernlightDecoderTest, UnknownKeysAreIgnored) {
+    EXPECT_EQ(decode<QLAppDTO>(with(appJSON(), "colour", "blue")), decode<QLAppDTO>(appJSON()));
+}
+
+TEST(QuernlightDecoderTest, TextThatIsNoJSONOrAnotherValueFails) {
+    const auto decoder = QuernlightDecoder::make();
+    EXPECT_THROW(decoder.decode<QLAppListResponse>(""), DecodingError);
+    EXPECT_THROW(decoder.decode<QLAppListResponse>("<html>"), DecodingError);
+    EXPECT_THROW(decoder.decode<QLAppListResponse>("{\"apps\": []} x"), DecodingError);
+    EXPECT_STREQ(failure<QLAppListResponse>(json::array()).what(),
+                 "The backend's answer, a QLAppListResponse, is not an object.");
+    EXPECT_EQ(failure<QLAppListResponse>(json::object{{"apps", {1}}}).codingPath(),
+              "QLAppListResponse.apps[0]");
+}
+
+TEST(QuernlightDecoderTest, TheDeviceIsShownInWords) {
+    auto bug = decode<QLBugSummaryDTO>(with(bugJSON(), "device_model", "iPhone15,2"));
+    EXPECT_EQ(bug.displayDeviceModel(), "iPhone 14 Pro (iPhone15,2)");
+    EXPECT_EQ(
+        decode<QLBugDetailDTO>(with(detailedBugJSON(), "device_name", "Lab phone")).displayDeviceModel(),
+        "Lab phone");
+    EXPECT_EQ(decode<QLBugSummaryDTO>(bugJSON()).displayDeviceModel(), std::nullopt);
+}
+
+}  // namespace
+}  // namespace quernlight
