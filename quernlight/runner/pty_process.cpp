@@ -13,6 +13,7 @@
 
 #include "quernlight/platform/exit_watcher.hpp"
 #include "quernlight/platform/spawn.hpp"
+#include "quernlight/runner/agent_spawn.hpp"
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/terminal_input_encoding.hpp"
 #include "quernlight/runner/window_size.hpp"
@@ -26,22 +27,6 @@ constexpr std::size_t terminalBufferSize = 64 * 1024;
 
 /// How long a session that is being dropped gives its child to take the hang-up.
 constexpr int hangUpMilliseconds = 100;
-
-/// A command with a "/" is started as it is; any other is looked up on the child's own PATH.
-SpawnRequest spawnRequestOf(const StartSessionRequest& request, const OpenTerminal& terminal) {
-    SpawnRequest spawn;
-    spawn.arguments = request.launchCommand;
-    if (spawn.arguments.front().find('/') == std::string::npos) {
-        spawn.arguments.insert(spawn.arguments.begin(), "/usr/bin/env");
-    }
-    spawn.executable = spawn.arguments.front();
-    for (const auto& [key, value] : request.environment) {
-        spawn.environment.push_back(key + "=" + value);
-    }
-    spawn.workingDirectory = request.repoPath;
-    spawn.streams = TerminalStreams{.device = terminal.device, .masterDescriptor = terminal.master.get()};
-    return spawn;
-}
 
 OpenTerminal allocateTerminal(const StartSessionRequest& request) {
     const winsize size = windowSize(request.columns, request.rows);
@@ -90,7 +75,8 @@ StartSessionResponse PTYProcess::start() {
 
 /// The slave side is closed here when `terminal` goes, whether the child runs or not.
 void PTYProcess::launch(OpenTerminal terminal) {
-    const SpawnRequest spawn = spawnRequestOf(request_, terminal);
+    const SpawnRequest spawn =
+        agentSpawnRequest(request_, {.device = terminal.device, .masterDescriptor = terminal.master.get()});
     master_.emplace(readerQueue_, terminal.master.get());
     terminal.master.release();
     master_->native_non_blocking(true);

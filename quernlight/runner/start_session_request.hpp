@@ -14,14 +14,14 @@ namespace quernlight {
 
 /// Everything that a runner needs to know to launch one agent session.
 struct StartSessionRequest {
-    Uuid sessionID{};                        ///< the session's identity, chosen by the caller
-    std::optional<Uuid> queueItemID;         ///< the queue item that the session works on
-    std::filesystem::path repoPath;          ///< the child's working directory
-    std::vector<std::string> launchCommand;  ///< program and arguments, never passed through a shell
-    EnvironmentMap environment;              ///< the child's complete environment; nothing is inherited
-    std::string initialInput;                ///< typed once the agent's prompt is ready; empty: nothing
-    std::filesystem::path transcriptANSIPath;
-    std::filesystem::path transcriptTextPath;
+    Uuid sessionID{};                          ///< the session's identity, chosen by the caller
+    std::optional<Uuid> queueItemID{};         ///< the queue item that the session works on
+    std::filesystem::path repoPath{};          ///< the child's working directory
+    std::vector<std::string> launchCommand{};  ///< program and arguments, never passed through a shell
+    EnvironmentMap environment{};              ///< the child's complete environment; nothing is inherited
+    std::string initialInput{};                ///< typed once the agent's prompt is ready; empty: nothing
+    std::filesystem::path transcriptANSIPath{};
+    std::filesystem::path transcriptTextPath{};
     int columns = 80;  ///< at most 65535; less than 1 counts as 1
     int rows = 24;     ///< at most 65535; less than 1 counts as 1
 

@@ -1,0 +1,100 @@
+#include "quernlight/runner/ansi_plain_text_converter.hpp"
+
+#include <random>
+
+#include <gtest/gtest.h>
+
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight {
+namespace {
+
+using ANSIPlainTextConverter::plain;
+
+/// The rule as one reads it, scalar by scalar and slow; what the converter is held against.
+std::string plainByScalars(std::string_view bytes) {
+    const std::u32string scalars = unicodeScalars(bytes);
+    const auto at = [&](std::size_t index) { return index < scalars.size() ? scalars[index] : U'\0'; };
+    std::string text;
+    for (std::size_t index = 0; index < scalars.size(); ++index) {
+        if (scalars[index] != 0x1B) {
+            appendUtf8(text, scalars[index] == '\r' ? U'\n' : scalars[index]);
+        } else if (at(index + 1) == '[') {
+            for (index += 2; index < scalars.size() && (at(index) < 0x40 || at(index) > 0x7E);) {
+                ++index;
+            }
+        } else if (at(index + 1) == ']') {
+            for (index += 2; index < scalars.size() && at(index) != 0x07; ++index) {
+                if (at(index) == 0x1B && at(index + 1) == '\\') {
+                    ++index;
+                    break;
+                }
+            }
+        }
+    }
+    return text;
+}
+
+TEST(ANSIPlainTextConverterTest, AColourSequenceBetweenLettersDisappears) {
+    EXPECT_EQ(plain("a\x1B[31mb\x1B[0mc"), "abc");
+}
+
+TEST(ANSIPlainTextConverterTest, ATitleCommandThatEndsWithABellDisappears) {
+    EXPECT_EQ(plain("\x1B]0;a title\ax"), "x");
+}
+
+TEST(ANSIPlainTextConverterTest, ATitleCommandThatEndsWithEscapeAndBackslashDisappears) {
+    EXPECT_EQ(plain("\x1B]0;a \x1B title\x1B\\x"), "x");
+}
+
+TEST(ANSIPlainTextConverterTest, OfAnyOtherEscapeOnlyTheEscapeIsDropped) {
+    EXPECT_EQ(plain("\x1B(B"), "(B");
+    EXPECT_EQ(plain("\x1B\r"), "\n");
+    EXPECT_EQ(plain("\x1B›"), "›");
+}
+
+TEST(ANSIPlainTextConverterTest, AnEscapeDirectlyAfterAnEscapeBeginsAnew) {
+    EXPECT_EQ(plain("a\x1B\x1B[31mb"), "ab");
+}
+
+TEST(ANSIPlainTextConverterTest, ACarriageReturnWithItsLineFeedIsTwoLineFeeds) {
+    EXPECT_EQ(plain("a\r\nb"), "a\n\nb");
+}
+
+TEST(ANSIPlainTextConverterTest, AnUnfinishedSequenceIsDroppedToTheEnd) {
+    EXPECT_EQ(plain("a\x1B"), "a");
+    EXPECT_EQ(plain("a\x1B["), "a");
+    EXPECT_EQ(plain("a\x1B[31;1"), "a");
+    EXPECT_EQ(plain("a\x1B]0;title"), "a");
+    EXPECT_EQ(plain("a\x1B]0;title\x1B"), "a");
+}
+
+TEST(ANSIPlainTextConverterTest, EveryOtherControlCharacterIsCopied) {
+    EXPECT_EQ(plain(std::string_view("a\b\a\t\v\0\x7F", 7)), std::string_view("a\b\a\t\v\0\x7F", 7));
+}
+
+TEST(ANSIPlainTextConverterTest, BytesThatAreNotUtf8AreReplaced) {
+    EXPECT_EQ(plain("a\xFF\xFE"), "a\uFFFD\uFFFD");
+    EXPECT_EQ(plain("\xE2\x80x"), "\uFFFDx");
+    EXPECT_EQ(plain("\xED\xA0\x80"), "\uFFFD\uFFFD\uFFFD");
+    EXPECT_EQ(plain("x\xF0\x9F\x98"), "x\uFFFD");
+    EXPECT_EQ(plain("\xF0\x9F\x98\x80 ›\u00E9"), "\xF0\x9F\x98\x80 ›\u00E9");
+}
+
+TEST(ANSIPlainTextConverterTest, ItAgreesWithTheRuleScalarByScalar) {
+    const std::vector<std::string> pieces = {
+        "\x1B", "\x1B", "[",    "]",    "\\",   "\a",   "\r",   "\n",   "m",         "3", "plain text, long",
+        "›",    "é",    "\xE2", "\x80", "\xF0", "\x9F", "\xED", "\xFF", "\U0001F600"};
+    std::mt19937 random(20240607);
+    std::uniform_int_distribution<std::size_t> piece(0, pieces.size() - 1);
+    for (int round = 0; round < 5000; ++round) {
+        std::string bytes;
+        for (int count = round % 24; count > 0; --count) {
+            bytes += pieces[piece(random)];
+        }
+        ASSERT_EQ(plain(bytes), plainByScalars(bytes)) << testing::PrintToString(bytes);
+    }
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,253 @@
+#include "quernlight/runner/local_pty_codex_runner.hpp"
+
+#include <cerrno>
+
+#include <sys/wait.h>
+
+#include <gtest/gtest.h>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
+
+#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
+#include "tests/runner/event_log.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight {
+namespace {
+
+using namespace test;
+
+class LocalPTYCodexRunnerTest : public testing::Test {
+  protected:
+    LocalPTYCodexRunnerTest() {
+        request.sessionID = sessionID;
+        request.repoPath = directory.path();
+        request.environment = {{"PATH", "/usr/bin:/bin"}};
+        request.transcriptANSIPath = directory / "terminal.ansi";
+        request.transcriptTextPath = directory / "terminal.txt";
+    }
+
+    StartSessionResponse shell(const std::string& script) {
+        request.launchCommand = {"/bin/sh", "-c", script};
+        return awaitResult(runner->startSession(request));
+    }
+
+    EventLog listen() { return EventLog(runner->events(sessionID)); }
+    void send(const std::string& data) { awaitResult(runner->sendInput(data, sessionID)); }
+    void terminate(TerminationMode mode) { awaitResult(runner->terminate(sessionID, mode)); }
+    std::vector<RunnerSessionSnapshot> active() { return awaitResult(runner->activeSessions()); }
+
+    /// A child that shows the agent's prompt and then takes every byte as it is typed.
+    static std::string prompt(const std::string& script) {
+        return "stty raw -echo; printf '\\342\\200\\272 '; " + script;
+    }
+
+    void expectMissing(const std::function<void()>& operation) {
+        try {
+            operation();
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const RunnerError& error) {
+            EXPECT_EQ(error.what(), "No active runner session for " + upperCaseText(sessionID) + ".");
+            EXPECT_EQ(error.sessionID(), sessionID);
+        }
+    }
+
+    TemporaryDirectory directory;
+    Uuid sessionID = randomUuid();
+    StartSessionRequest request;
+    std::unique_ptr<LocalPTYCodexRunner> runner = std::make_unique<LocalPTYCodexRunner>();
+};
+
+TEST_F(LocalPTYCodexRunnerTest, AListenerFromBeforeTheStartHearsStartedOutputAndExitedAndThenTheEnd) {
+    EventLog log = listen();
+    shell("printf text");
+    EXPECT_EQ(log.wholeOutput(), "text");
+    EXPECT_EQ(log.kinds(), "SOX");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, StartedCarriesWhatStartSessionReturns) {
+    auto stream = runner->events(sessionID);
+    const StartSessionResponse response = shell("exit 0");
+    const auto event = awaitResult(stream.next());
+    ASSERT_TRUE(event && event->started());
+    EXPECT_EQ(*event->started(), (RunnerEvent::Started{sessionID, response.pid, response.startedAt}));
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AListenerFromAfterTheExitHearsNothingAndItsStreamDoesNotEnd) {
+    EventLog log = listen();
+    shell("exit 0");
+    log.wholeOutput();
+    auto late = runner->events(sessionID);
+    EXPECT_FALSE(awaitResult(late.nextUntil(std::chrono::steady_clock::now())));
+    EXPECT_FALSE(late.ended());
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AListenerThatComesLateHearsOnlyWhatHappensAfterwards) {
+    EventLog first = listen();
+    shell("printf early; read word; printf \"late $word\"");
+    first.outputWith("early");
+    EventLog second = listen();
+    send("word\n");
+    EXPECT_NE(second.wholeOutput().find("late word"), std::string::npos);
+    EXPECT_EQ(second.wholeOutput().find("early"), std::string::npos);
+    EXPECT_EQ(second.kinds(), "OX");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, TwoListenersBothHearEveryEvent) {
+    EventLog first = listen();
+    EventLog second = listen();
+    shell("printf text");
+    EXPECT_EQ(first.wholeOutput(), "text");
+    EXPECT_EQ(second.wholeOutput(), "text");
+    EXPECT_EQ(first.kinds(), "SOX");
+    EXPECT_EQ(second.kinds(), "SOX");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AListenerThatLeavesDoesNotDisturbTheOther) {
+    EventLog staying = listen();
+    {
+        EventLog leaving = listen();
+        shell("printf ready; read word");
+        leaving.outputWith("ready");
+    }
+    send("\n");
+    EXPECT_NE(staying.wholeOutput().find("ready"), std::string::npos);
+    EXPECT_EQ(staying.kinds(), "SOX");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AfterTheExitEveryOperationMissesTheSession) {
+    EventLog log = listen();
+    shell("exit 0");
+    log.exitCode();
+    expectMissing([this] { send("text"); });
+    expectMissing([this] { awaitResult(runner->resize(sessionID, 80, 24)); });
+    expectMissing([this] { terminate(TerminationMode::kill); });
+    EXPECT_TRUE(active().empty());
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AChildThatExitsImmediatelyLeavesNoEntry) {
+    for (int round = 0; round < 50; ++round) {
+        EventLog log = listen();
+        request.launchCommand = {"/bin/true"};
+        awaitResult(runner->startSession(request));
+        log.exitCode();
+        ASSERT_TRUE(active().empty()) << "in round " << round;
+        expectMissing([this] { send("text"); });
+    }
+}
+
+TEST_F(LocalPTYCodexRunnerTest, ARunningSessionIsListedAndDriven) {
+    EventLog log = listen();
+    const auto response = shell(prompt("head -c 1 >/dev/null; stty size; head -c 6 | od -An -c"));
+    log.outputWith("›");
+    EXPECT_EQ(active(), (std::vector{RunnerSessionSnapshot{sessionID, response.pid, response.startedAt}}));
+    awaitResult(runner->resize(sessionID, 100, 40));
+    send("x");
+    log.outputWith("40 100");
+    terminate(TerminationMode::requestExitCommand);
+    EXPECT_NE(log.wholeOutput().find("/   e   x   i   t  \\r"), std::string::npos);
+}
+
+TEST_F(LocalPTYCodexRunnerTest, ASessionWhoseStartFailsIsNotRegisteredAndEmitsNothing) {
+    EventLog log = listen();
+    request.launchCommand = {};
+    EXPECT_THROW(awaitResult(runner->startSession(request)), PTYProcessError);
+    EXPECT_TRUE(active().empty());
+    shell("exit 0");
+    log.wholeOutput();
+    EXPECT_EQ(log.kinds(), "SX");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, TheExitOfAReplacedSessionLeavesItsSuccessorRegistered) {
+    EventLog log = listen();
+    shell("printf first; read word");
+    log.outputWith("first");
+    const pid_t first = active().front().pid;
+    const StartSessionResponse second = shell("read word; exit 6");
+    ASSERT_EQ(::kill(first, SIGKILL), 0);
+    EXPECT_EQ(log.exitCode(), 137);
+    EventLog successor = listen();
+    ASSERT_EQ(active().size(), 1U);
+    EXPECT_EQ(active().front().pid, second.pid);
+    send("\n");
+    EXPECT_EQ(successor.exitCode(), 6);
+}
+
+TEST_F(LocalPTYCodexRunnerTest, NothingIsLeftOfThirtySessions) {
+    std::size_t before = 0;
+    for (int round = 0; round <= 30; ++round) {
+        EventLog log = listen();
+        const pid_t pid = shell("printf text").pid;
+        log.wholeOutput();
+        ASSERT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
+        ASSERT_EQ(errno, ECHILD);
+        before = round == 0 ? openDescriptorCount() : before;
+    }
+    EXPECT_LE(openDescriptorCount(), before + 2) << "transcripts of the last session may still be closing";
+}
+
+TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter) {
+    // The child takes exactly the text, says so, and only then reads what follows it.
+    request.initialInput = "/goal first\nsecond";
+    EventLog log = listen();
+    shell(prompt("head -c 19 >text; printf '[text]'; head -c 1 >enter; printf '[enter]'; head -c 1 >next"));
+    log.outputWith("[text]");
+    log.outputWith("[enter]");
+    send("x");
+    log.wholeOutput();
+    EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r");
+    EXPECT_EQ(readFile(directory / "enter"), "\r");
+    EXPECT_EQ(readFile(directory / "next"), "x");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AnEmptyInitialInputTypesNothing) {
+    // The terminal itself waits 2.5 seconds for a byte, longer than a prompt would take to be typed.
+    EventLog log = listen();
+    shell(prompt("stty min 0 time 25; dd bs=16 count=1 2>/dev/null | od -An -c; printf '[end]'"));
+    EXPECT_EQ(log.wholeOutput(), "› [end]");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AnInitialInputForASessionThatHasEndedIsForgotten) {
+    request.initialInput = "/goal";
+    EventLog log = listen();
+    shell("printf '\\342\\200\\272'");
+    EXPECT_EQ(log.wholeOutput(), "›");
+    EXPECT_EQ(log.kinds(), "SOX");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, DroppingTheRunnerEndsItsSessionsAndItsStreams) {
+    request.initialInput = "/goal";
+    EventLog log = listen();
+    const pid_t pid = shell("printf ready; read word").pid;
+    log.outputWith("ready");
+    runner.reset();
+    log.wholeOutput();
+    EXPECT_EQ(log.kinds(), "SO");
+    EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1) << "the child was not reaped";
+}
+
+TEST_F(LocalPTYCodexRunnerTest, DroppingTheRunnerEndsAWaitForAFullTerminal) {
+    EventLog log = listen();
+    shell(prompt("sleep 1000"));
+    log.outputWith("›");
+    boost::asio::io_context io;
+    auto sent = boost::asio::co_spawn(io, runner->sendInput(std::string(1 << 20, 'x'), sessionID),
+                                      boost::asio::use_future);
+    io.poll();
+    runner.reset();
+    io.restart();
+    io.run();
+    EXPECT_THROW(sent.get(), PTYProcessError);
+}
+
+TEST_F(LocalPTYCodexRunnerTest, AStreamThatOutlivesTheRunnerIsHarmless) {
+    auto stream = runner->events(sessionID);
+    runner.reset();
+    EXPECT_FALSE(awaitResult(stream.next()));
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,254 @@
+#include "quernlight/runner/prompt_readiness.hpp"
+
+#include <chrono>
+#include <cmath>
+#include <string>
+#include <string_view>
+
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/use_future.hpp>
+#include <gtest/gtest.h>
+
+#include "quernlight/platform/text.hpp"
+#include "quernlight/runner/prompt_readiness_monitor.hpp"
+#include "tests/support/run_task.hpp"
+
+namespace quernlight {
+namespace {
+
+using std::chrono::duration_cast;
+using std::chrono::milliseconds;
+
+/// Output and questions at seconds since the session's start.
+class PromptReadinessTest : public testing::Test {
+  protected:
+    void use(const PromptReadinessConfiguration& configuration) {
+        readiness_ = PromptReadiness(start_, configuration);
+    }
+
+    void output(double seconds, std::string_view bytes) { readiness_.recordOutput(bytes, at(seconds)); }
+
+    bool readyAt(double seconds) const { return readiness_.isReady(at(seconds)); }
+
+    /// Whether the prompt is held back until just before `seconds`, and no longer.
+    bool becomesReadyAt(double seconds) const { return !readyAt(seconds - 0.001) && readyAt(seconds); }
+
+    bool sentinelMatched() const { return readiness_.sentinelMatched(); }
+    std::string recentOutput() const { return std::string(readiness_.recentOutput()); }
+
+    Instant at(double seconds) const {
+        return start_ + duration_cast<milliseconds>(
+                            std::chrono::duration<double, std::milli>(std::round(seconds * 1000)));
+    }
+
+  private:
+    Instant start_{std::chrono::sys_days(std::chrono::year{2026} / 3 / 4)};
+    PromptReadiness readiness_{start_, PromptReadinessConfiguration::codexDefault()};
+};
+
+TEST_F(PromptReadinessTest, TheCodexDefaultHoldsTheValuesThatTheAgentNeeds) {
+    const auto configuration = PromptReadinessConfiguration::codexDefault();
+    EXPECT_EQ(configuration.quietDelay, 1.5);
+    EXPECT_EQ(configuration.maxDelay, 45.0);
+    EXPECT_EQ(configuration.sentinel, "\xE2\x80\xBA");
+    EXPECT_TRUE(configuration.sentinelRequiresQuiet);
+    EXPECT_TRUE(configuration.waitForCodexStartup);
+    EXPECT_EQ(configuration.startupStaleDelay, 8.0);
+}
+
+TEST_F(PromptReadinessTest, OutputWithoutTheSentinelIsReadyOnlyAtTheMaximumDelay) {
+    output(1, "hello\n");
+    output(2, "> \n");
+    EXPECT_TRUE(becomesReadyAt(45));
+}
+
+TEST_F(PromptReadinessTest, ASentinelIsReadyOnceTheTerminalHasBeenQuiet) {
+    output(1, "› ");
+    output(2, "blink");
+    EXPECT_TRUE(becomesReadyAt(3.5));
+}
+
+TEST_F(PromptReadinessTest, ASentinelSplitAfterItsFirstByteIsFound) {
+    output(1, "abc\xE2");
+    output(1, "\x80\xBA ");
+    EXPECT_TRUE(sentinelMatched());
+}
+
+TEST_F(PromptReadinessTest, ASentinelThatArrivesByteByByteIsFound) {
+    output(1, "\xE2");
+    output(1, "\x80");
+    output(1, "");
+    EXPECT_FALSE(sentinelMatched());
+    output(1, "\xBA");
+    EXPECT_TRUE(sentinelMatched());
+}
+
+TEST_F(PromptReadinessTest, ASentinelOfOneByteIsFoundInsideAChunk) {
+    use({.sentinel = ">"});
+    output(1, "no");
+    output(1, "a > b");
+    EXPECT_TRUE(sentinelMatched());
+}
+
+TEST_F(PromptReadinessTest, PiecesOfASentinelWithOtherBytesBetweenAreNoSentinel) {
+    output(1, "\xE2\x80");
+    output(1, "x\xBA");
+    EXPECT_FALSE(sentinelMatched());
+}
+
+TEST_F(PromptReadinessTest, ASentinelThatNeedsNoQuietIsReadyAtOnce) {
+    use({.sentinelRequiresQuiet = false});
+    output(1, "Starting MCP servers\n›");
+    EXPECT_TRUE(readyAt(1));
+}
+
+TEST_F(PromptReadinessTest, McpStartUpThatNeverSettlesHoldsThePromptBackForEightSeconds) {
+    output(1, "Starting MCP servers (0/2)\n› ");
+    EXPECT_TRUE(becomesReadyAt(9));
+}
+
+TEST_F(PromptReadinessTest, StaleMcpStartUpStillWaitsForTheQuietPeriod) {
+    output(1, "Starting MCP servers (0/2)\n› ");
+    output(8.5, "spinner");
+    EXPECT_TRUE(becomesReadyAt(10));
+}
+
+TEST_F(PromptReadinessTest, EverySettleLineEndsMcpStartUp) {
+    for (const auto* settled : {"MCP startup complete", "MCP startup incomplete", "MCP startup failed"}) {
+        use(PromptReadinessConfiguration::codexDefault());
+        output(1, "Starting MCP servers\n›");
+        output(2, settled);
+        EXPECT_TRUE(becomesReadyAt(3.5)) << settled;
+    }
+}
+
+TEST_F(PromptReadinessTest, ASettleLineOfAnotherSpellingDoesNotEndMcpStartUp) {
+    output(1, "Starting MCP servers\n›");
+    output(2, "mcp startup complete\nMCP startup\n");
+    EXPECT_TRUE(becomesReadyAt(9));
+}
+
+TEST_F(PromptReadinessTest, ARestartOfMcpStartUpBlocksAnew) {
+    output(1, "Starting MCP servers\n›");
+    output(2, "MCP startup complete\n");
+    output(3, "Starting MCP servers\n");
+    EXPECT_TRUE(becomesReadyAt(11));
+}
+
+TEST_F(PromptReadinessTest, AStartAndItsEndInOneLineAreSettled) {
+    output(1, "› Starting MCP servers; MCP startup complete");
+    EXPECT_TRUE(becomesReadyAt(2.5));
+}
+
+TEST_F(PromptReadinessTest, ModelLoadingBlocksUntilALineSaysThatTheModelIsThere) {
+    output(1, "model: loading\n›");
+    EXPECT_FALSE(readyAt(44.9));
+    EXPECT_TRUE(readyAt(45));
+    output(20, "model: large\n");
+    EXPECT_TRUE(becomesReadyAt(21.5));
+}
+
+TEST_F(PromptReadinessTest, ALineBreakSeparatesTheModelFromTheWordLoading) {
+    for (const auto* lineBreak : {"\n", "\r", "\r\n", "\u0085", "\u2028", "\u2029"}) {
+        use(PromptReadinessConfiguration::codexDefault());
+        output(1, "› model: large" + std::string(lineBreak) + "loading history");
+        EXPECT_TRUE(becomesReadyAt(2.5));
+    }
+}
+
+TEST_F(PromptReadinessTest, LoadedModelAndUnsettledMcpStartUpWaitForTheLatestActivity) {
+    output(1, "Starting MCP servers\n›");
+    output(3, "model: loading\n");
+    output(4, "model: large\n");
+    EXPECT_TRUE(becomesReadyAt(11));
+}
+
+TEST_F(PromptReadinessTest, AStartUpLineSplitOverTwoChunksIsNotRecognised) {
+    output(1, "› Starting MCP ");
+    output(1, "servers\n");
+    EXPECT_TRUE(becomesReadyAt(2.5));
+}
+
+TEST_F(PromptReadinessTest, StartUpLinesAreIgnoredWhenNobodyWaitsForThem) {
+    use({.waitForCodexStartup = false});
+    output(1, "Starting MCP servers\nmodel: loading\n›");
+    EXPECT_TRUE(becomesReadyAt(2.5));
+}
+
+TEST_F(PromptReadinessTest, WithoutSentinelAndStartUpItIsReadyAQuietPeriodAfterTheLatestOutput) {
+    use({.sentinel = "", .waitForCodexStartup = false});
+    EXPECT_TRUE(becomesReadyAt(45));
+    output(10, "a");
+    output(12, "b");
+    EXPECT_TRUE(becomesReadyAt(13.5));
+}
+
+TEST_F(PromptReadinessTest, NothingHoldsThePromptBackLongerThanTheMaximumDelay) {
+    output(44.9, "Starting MCP servers\nmodel: loading\n");
+    EXPECT_TRUE(becomesReadyAt(45));
+}
+
+TEST_F(PromptReadinessTest, RecentOutputIsTheLast4096Characters) {
+    output(1, "old" + std::string(4090, 'a'));
+    output(2, "\u00E9zz\u0301z");
+    EXPECT_EQ(recentOutput(), "ld" + std::string(4090, 'a') + "\u00E9zz\u0301z");
+    output(3, std::string(10000, 'b'));
+    EXPECT_EQ(recentOutput(), std::string(4096, 'b'));
+}
+
+TEST_F(PromptReadinessTest, RecentOutputShowsBytesThatAreNoTextAsReplacementCharacters) {
+    output(1, "a\xFF\x62\xE2");
+    output(2, "\x82\xAC");
+    EXPECT_EQ(recentOutput(), "a\uFFFDb\uFFFD\uFFFD\uFFFD");
+}
+
+TEST_F(PromptReadinessTest, RecentOutputStaysBoundedInAFlood) {
+    for (int chunk = 0; chunk < 100; ++chunk) {
+        output(1, std::string(8191, 'x') + "\u20AC");
+    }
+    EXPECT_EQ(recentOutput(), std::string(4095, 'x') + "\u20AC");
+}
+
+/// A monitor on the wall clock, as the runner uses it.
+class PromptReadinessMonitorTest : public testing::Test {
+  protected:
+    static constexpr milliseconds poll{1};
+    static PromptReadinessConfiguration sentinelOnly() { return {.sentinelRequiresQuiet = false}; }
+
+    boost::asio::io_context io_;
+};
+
+TEST_F(PromptReadinessMonitorTest, TheWaitEndsAtOnceWhenTheMaximumDelayHasPassed) {
+    PromptReadinessMonitor monitor(currentInstant() - std::chrono::hours(1), sentinelOnly());
+    EXPECT_NO_THROW(test::runTask(io_, monitor.waitUntilReady(std::chrono::hours(1))));
+}
+
+TEST_F(PromptReadinessMonitorTest, TheWaitEndsWhenOutputArrivesThatMakesItReady) {
+    PromptReadinessMonitor monitor(currentInstant(), {.maxDelay = 3600, .sentinelRequiresQuiet = false});
+    boost::asio::post(io_, [&] { monitor.recordOutput("›", currentInstant()); });
+    EXPECT_NO_THROW(test::runTask(io_, monitor.waitUntilReady(poll)));
+    EXPECT_TRUE(monitor.isReady(currentInstant()));
+}
+
+TEST_F(PromptReadinessMonitorTest, CancellationEndsTheWait) {
+    PromptReadinessMonitor monitor(currentInstant(), {.maxDelay = 3600});
+    boost::asio::cancellation_signal cancellation;
+    auto ended = boost::asio::co_spawn(
+        io_, monitor.waitUntilReady(std::chrono::hours(1)),
+        boost::asio::bind_cancellation_slot(cancellation.slot(), boost::asio::use_future));
+    boost::asio::post(io_, [&] { cancellation.emit(boost::asio::cancellation_type::terminal); });
+    io_.run_for(test::generousBound);
+    try {
+        ended.get();
+        FAIL() << "the wait went on";
+    } catch (const boost::system::system_error& error) {
+        EXPECT_EQ(error.code(), boost::asio::error::operation_aborted);
+    }
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,104 @@
+#include <future>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
+
+#include "quernlight/runner/pty_process_error.hpp"
+#include "tests/runner/pty_process_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using namespace test;
+
+/// Lives as long as the program, for the reason that `awaitResult` gives.
+boost::asio::io_context& writersLoop() {
+    static boost::asio::io_context io;
+    return io;
+}
+
+/// Writes that are under way while something else happens.
+class PTYProcessWriteTest : public PTYProcessFixture {
+  protected:
+    std::future<void> startWriting(std::string data) {
+        auto written =
+            boost::asio::co_spawn(writersLoop(), process->write(std::move(data)), boost::asio::use_future);
+        writersLoop().restart();
+        writersLoop().poll();
+        return written;
+    }
+
+    void finish(std::future<void>& written) {
+        while (written.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            writersLoop().restart();
+            writersLoop().run_one_for(generousBound);
+        }
+        written.get();
+    }
+};
+
+TEST_F(PTYProcessWriteTest, MoreThanATerminalHoldsIsTypedAsTheChildReads) {
+    rawShell("head -c 200000 | tr -d y | wc -c");
+    write(std::string(200000, 'x'));
+    EXPECT_NE(log->wholeOutput().find("200000"), std::string::npos);
+}
+
+TEST_F(PTYProcessWriteTest, TwoWritesKeepTheirOrderAndDoNotMix) {
+    rawShell("head -c 200000 | tr -s ab");
+    auto first = startWriting(std::string(100000, 'a'));
+    auto second = startWriting(std::string(100000, 'b'));
+    finish(first);
+    finish(second);
+    EXPECT_EQ(log->wholeOutput(), "ready\nab");
+}
+
+TEST_F(PTYProcessWriteTest, AnEmptyWriteIsDoneAtOnce) {
+    rawShell("sleep 1000");
+    write("");
+    terminate(TerminationMode::kill);
+    join();
+}
+
+TEST_F(PTYProcessWriteTest, AnExitEndsTheWaitForAFullTerminal) {
+    rawShell("sleep 1000");
+    auto first = startWriting(std::string(1 << 20, 'x'));
+    auto second = startWriting("y");
+    terminate(TerminationMode::kill);
+    EXPECT_THROW(finish(first), PTYProcessError);
+    EXPECT_THROW(finish(second), PTYProcessError);
+    EXPECT_EQ(log->exitCode(), 137);
+}
+
+TEST_F(PTYProcessWriteTest, AnExitEndsTheWaitThoughAGrandchildHoldsTheTerminal) {
+    rawShell("trap '' HUP; sleep 1000 & printf '%s.' $!; read word </dev/null; head -c 1 >/dev/null");
+    const pid_t grandchild = std::stoi(log->outputWith(".").substr(sizeof("ready")));
+    auto written = startWriting(std::string(1 << 20, 'x'));
+    EXPECT_THROW(finish(written), PTYProcessError);
+    log->exitCode();
+    ::kill(grandchild, SIGKILL);
+}
+
+TEST_F(PTYProcessWriteTest, DroppingTheSessionEndsTheWait) {
+    rawShell("sleep 1000");
+    auto written = startWriting(std::string(1 << 20, 'x'));
+    readerQueue.stop();
+    readerQueue.join();
+    process->hangUp();
+    EXPECT_THROW(finish(written), PTYProcessError);
+}
+
+TEST_F(PTYProcessWriteTest, AWriteThatRacesWithTheExitEitherSucceedsOrSaysThatNothingRuns) {
+    for (int round = 0; round < 40; ++round) {
+        shell("exit 0");
+        try {
+            write("text");
+        } catch (const PTYProcessError& error) {
+            ASSERT_EQ(error.kind(), PTYProcessError::Case::sessionNotRunning);
+        }
+        ASSERT_EQ(log->exitCode(), 0);
+    }
+}
+
+}  // namespace
+}  // namespace quernlight

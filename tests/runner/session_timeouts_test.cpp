@@ -1,0 +1,98 @@
+#include "quernlight/runner/session_timeouts.hpp"
+
+#include <chrono>
+#include <optional>
+
+#include <gtest/gtest.h>
+
+namespace quernlight {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// A session with an idle limit of 60 seconds and a grace of 5; times are seconds since its start.
+class SessionTimeoutsTest : public testing::Test {
+  protected:
+    static constexpr auto idle = SessionTimeoutDecision::idleTimeout;
+    static constexpr auto withoutComment = SessionTimeoutDecision::exitWithoutCompletionComment;
+
+    void exited(int second, std::optional<std::int32_t> code) {
+        state_.exitedAt = at(seconds(second));
+        state_.exitCode = code;
+    }
+
+    std::optional<SessionTimeoutDecision> decisionAt(milliseconds time) const {
+        return SessionTimeoutEvaluator::decision(at(time), state_, settings_);
+    }
+
+    static Instant at(milliseconds time) { return start + time; }
+
+    static constexpr Instant start{std::chrono::sys_days(std::chrono::year{2026} / 3 / 4)};
+    static constexpr milliseconds aLittle{1};
+    SessionTimeoutState state_{.startedAt = start};
+    SessionTimeoutSettings settings_{.idleTimeoutSeconds = 60, .postExitCommentGraceSeconds = 5};
+};
+
+TEST_F(SessionTimeoutsTest, EachDecisionHasItsReason) {
+    EXPECT_EQ(failureReason(idle), "Idle timeout elapsed before completion.");
+    EXPECT_EQ(failureReason(withoutComment), "Codex exited without posting a completion comment.");
+}
+
+TEST_F(SessionTimeoutsTest, ElapsedTimeEqualToTheIdleLimitGivesNoDecision) {
+    EXPECT_EQ(decisionAt(seconds(60)), std::nullopt);
+    EXPECT_EQ(decisionAt(seconds(60) + aLittle), idle);
+}
+
+TEST_F(SessionTimeoutsTest, ElapsedTimeEqualToTheGraceGivesNoDecision) {
+    exited(10, 0);
+    EXPECT_EQ(decisionAt(seconds(15)), std::nullopt);
+    EXPECT_EQ(decisionAt(seconds(15) + aLittle), withoutComment);
+}
+
+TEST_F(SessionTimeoutsTest, ACleanExitBeyondItsGraceCountsEvenAfterFreshOutput) {
+    exited(10, 0);
+    state_.lastOutputAt = at(seconds(19));
+    EXPECT_EQ(decisionAt(seconds(20)), withoutComment);
+}
+
+TEST_F(SessionTimeoutsTest, ACleanExitInsideItsGraceCanStillBeIdle) {
+    exited(100, 0);
+    EXPECT_EQ(decisionAt(seconds(101)), idle);
+}
+
+TEST_F(SessionTimeoutsTest, AFailedOrUnknownExitIsOnlyEverIdle) {
+    for (const std::optional<std::int32_t> code : {std::optional<std::int32_t>(1), {}}) {
+        exited(10, code);
+        EXPECT_EQ(decisionAt(seconds(60)), std::nullopt);
+        EXPECT_EQ(decisionAt(seconds(61)), idle);
+        EXPECT_EQ(decisionAt(std::chrono::hours(10)), idle);
+    }
+}
+
+TEST_F(SessionTimeoutsTest, OutputAndNewCommentsResetTheIdleClockWhicheverIsLater) {
+    state_.lastOutputAt = at(seconds(30));
+    EXPECT_EQ(decisionAt(seconds(90)), std::nullopt);
+    state_.lastCommentPollWithNewCommentAt = at(seconds(50));
+    EXPECT_EQ(decisionAt(seconds(110)), std::nullopt);
+    EXPECT_EQ(decisionAt(seconds(111)), idle);
+}
+
+TEST_F(SessionTimeoutsTest, ActivityBeforeTheStartDoesNotShortenTheIdleTime) {
+    state_.lastOutputAt = at(seconds(-100));
+    EXPECT_EQ(decisionAt(seconds(60)), std::nullopt);
+}
+
+TEST_F(SessionTimeoutsTest, ASilentSessionTimesOutAfterItsStart) {
+    EXPECT_EQ(decisionAt(seconds(59)), std::nullopt);
+    EXPECT_EQ(decisionAt(seconds(61)), idle);
+}
+
+TEST_F(SessionTimeoutsTest, AClockThatMovedBackwardsGivesNoDecision) {
+    state_.lastOutputAt = at(seconds(5));
+    exited(10, 0);
+    EXPECT_EQ(decisionAt(seconds(-3600)), std::nullopt);
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,57 @@
+#include <gtest/gtest.h>
+
+#include "quernlight/runner/initial_prompt_send_plan.hpp"
+#include "quernlight/runner/terminal_input_encoding.hpp"
+
+namespace quernlight {
+namespace {
+
+using TerminalInputEncoding::dataForPTYWrite;
+using Chunks = std::vector<std::string>;
+
+TEST(TerminalInputEncodingTest, ALoneLineFeedBecomesACarriageReturn) {
+    EXPECT_EQ(dataForPTYWrite("a\nb"), "a\rb");
+}
+
+TEST(TerminalInputEncodingTest, ACarriageReturnWithItsLineFeedIsOneCarriageReturn) {
+    EXPECT_EQ(dataForPTYWrite("a\r\nb\nc"), "a\rb\rc");
+    EXPECT_EQ(dataForPTYWrite("\r\n\n"), "\r\r");
+    EXPECT_EQ(dataForPTYWrite("\r\r\n"), "\r\r");
+}
+
+TEST(TerminalInputEncodingTest, EveryOtherByteIsCopied) {
+    std::string bytes;
+    for (int byte = 0; byte < 256; ++byte) {
+        bytes.push_back(static_cast<char>(byte));
+    }
+    std::string expected = bytes;
+    expected['\n'] = '\r';
+    EXPECT_EQ(dataForPTYWrite(bytes), expected);
+    EXPECT_EQ(dataForPTYWrite("›\n"), "›\r");
+    EXPECT_EQ(dataForPTYWrite(""), "");
+}
+
+TEST(InitialPromptSendPlanTest, AnEmptyPromptHasNoChunks) {
+    EXPECT_EQ(InitialPromptSendPlan::chunks(""), Chunks());
+}
+
+TEST(InitialPromptSendPlanTest, TextWithoutALineFeedAtItsEndGetsOneAndThenEnter) {
+    EXPECT_EQ(InitialPromptSendPlan::chunks("one\ntwo"), (Chunks{"one\ntwo\n", "\n"}));
+}
+
+TEST(InitialPromptSendPlanTest, TextThatEndsInOneLineFeedStaysAsItIs) {
+    EXPECT_EQ(InitialPromptSendPlan::chunks("one\n"), (Chunks{"one\n", "\n"}));
+    EXPECT_EQ(InitialPromptSendPlan::chunks("\n"), (Chunks{"\n", "\n"}));
+}
+
+TEST(InitialPromptSendPlanTest, TextThatEndsInTwoLineFeedsLosesExactlyOne) {
+    EXPECT_EQ(InitialPromptSendPlan::chunks("one\n\n"), (Chunks{"one\n", "\n"}));
+    EXPECT_EQ(InitialPromptSendPlan::chunks("one\n\n\n"), (Chunks{"one\n\n", "\n"}));
+}
+
+TEST(InitialPromptSendPlanTest, TheChunksAreTypedThirtyFiveHundredthsOfASecondApart) {
+    EXPECT_EQ(InitialPromptSendPlan::pauseBetweenChunks, std::chrono::milliseconds(350));
+}
+
+}  // namespace
+}  // namespace quernlight
