@@ -1,6 +1,9 @@
 #include "host/bug_session.hpp"
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
 
 #include "host/comment_poll.hpp"
 #include "host/runner_event_relay.hpp"
@@ -22,6 +25,17 @@ BugProgress progressOf(const BugQueueItem& item) {
     return {.bugID = item.bugID, .appName = item.appName, .title = item.title};
 }
 
+/// Behind a symbolic link git knows the directory by another path; then it refuses to add one, naming this
+/// path.
+bool isOnlyRemembered(const GitWorktreePrepareResult& prepared, const std::string& path) {
+    if (defaultFileManager().exists(path)) {
+        return false;
+    }
+    const auto* failed = std::get_if<WorktreeFailed>(&prepared);
+    return std::holds_alternative<WorktreeAlreadyExists>(prepared) ||
+           (failed && failed->message.find(path) != std::string::npos);
+}
+
 }  // namespace
 
 BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping)
@@ -32,6 +46,7 @@ BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping 
 
 void BugSession::requestStop() {
     watched_.stopRequested = true;
+    stopped_.emit(boost::asio::cancellation_type::terminal);
     mailbox_.continuation().deliver(StopRequested{});
 }
 
@@ -60,7 +75,7 @@ Task<void> BugSession::travelWhileAllIsWell() {
     }
     std::string goal = co_await writeGoal();
     if (watched_.stopRequested) {
-        co_return;  // nothing has begun: the item is still queued
+        co_return showStage("queued");  // nothing has begun
     }
     co_await services_.manager.markStarting(item_.id, sessionID_);
     co_await recordAttempt(goal);
@@ -99,14 +114,17 @@ SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
 
 Task<bool> BugSession::prepareWorktree() {
     const GitWorktreePrepareResult prepared = co_await prepareUsableWorktree();
+    if (watched_.stopRequested) {
+        showStage("queued");  // nothing has begun
+        co_return false;
+    }
     if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
         co_await services_.manager.markFailed(item_.id, failed->message);
         progress_.finished = true;
         showStage("failed", failed->message);
         co_return false;
     }
-    attempt_.agentWorkspacePath =
-        WorktreeNaming::worktreePath(mapping_.resolvedWorktreeRootPath(), item_.appName, item_.bugID);
+    attempt_.agentWorkspacePath = worktreePath();
     co_return true;
 }
 
@@ -118,14 +136,44 @@ Task<GitWorktreePrepareResult> BugSession::prepareUsableWorktree() {
                                     .appName = item_.appName,
                                     .bugID = item_.bugID,
                                     .baseBranch = mapping_.baseBranch};
-    GitWorktreePrepareResult prepared = co_await services_.worktrees.prepareBug(request);
-    const auto* existing = std::get_if<WorktreeAlreadyExists>(&prepared);
-    if (existing && !defaultFileManager().isDirectory(existing->worktreePath)) {
+    const GitWorktreePreparer worktrees(
+        [this](std::vector<std::string> arguments) { return runGitUntilStopped(std::move(arguments)); });
+    GitWorktreePrepareResult prepared = co_await worktrees.prepareBug(request);
+    if (isOnlyRemembered(prepared, worktreePath())) {
         std::vector<std::string> prune{"-C", mapping_.repoPath, "worktree", "prune"};
         co_await runGit(std::move(prune));
-        prepared = co_await services_.worktrees.prepareBug(request);
+        prepared = co_await worktrees.prepareBug(request);
     }
     co_return prepared;
+}
+
+std::string BugSession::worktreePath() const {
+    return WorktreeNaming::worktreePath(mapping_.resolvedWorktreeRootPath(), item_.appName, item_.bugID);
+}
+
+/// A fetch may wait for a far side that never answers, so a stop ends it. Whatever else git does is quick and
+/// is never cut: a worktree must not be left half made.
+Task<GitCommandResult> BugSession::runGitUntilStopped(std::vector<std::string> arguments) {
+    const bool fetches = arguments.size() > 2 && arguments[2] == "fetch";
+    if (!fetches) {
+        co_return co_await runGit(std::move(arguments));
+    }
+    try {
+        co_return co_await untilStopped(runGit(std::move(arguments)));
+    } catch (const boost::system::system_error& error) {
+        co_return GitCommandResult{1, error.what()};
+    }
+}
+
+template <class Result>
+Task<Result> BugSession::untilStopped(Task<Result> work) {
+    if (watched_.stopRequested) {
+        throw boost::system::system_error(boost::asio::error::operation_aborted);
+    }
+    const auto executor = co_await boost::asio::this_coro::executor;
+    co_return co_await boost::asio::co_spawn(
+        executor, std::move(work),
+        boost::asio::bind_cancellation_slot(stopped_.slot(), boost::asio::use_awaitable));
 }
 
 Task<std::string> BugSession::writeGoal() {
@@ -155,7 +203,7 @@ GoalContext BugSession::goalContext(std::optional<Url> prURL) const {
 /// Without an answer from the backend the goal tells the agent to find the pull request by itself.
 Task<std::optional<Url>> BugSession::pullRequestURL() {
     try {
-        const QLBugDetailResponse detail = co_await services_.client.fetchBugDetail(item_.bugID);
+        const auto detail = co_await untilStopped(services_.client.fetchBugDetail(item_.bugID));
         co_return detail.bug.prURL;
     } catch (const std::exception& error) {
         services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +

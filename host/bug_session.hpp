@@ -8,6 +8,7 @@
 #include "host/session_services.hpp"
 #include "host/session_verdict.hpp"
 #include "quernlight/dispatch/goal_context.hpp"
+#include "quernlight/git/git_worktree_preparer.hpp"
 #include "quernlight/platform/child_task.hpp"
 
 namespace quernlight::host {
@@ -54,10 +55,14 @@ class BugSession {
     Task<void> resolveAgentSession();
     Task<std::optional<Url>> pullRequestURL();
     Task<GitWorktreePrepareResult> prepareUsableWorktree();
+    Task<GitCommandResult> runGitUntilStopped(std::vector<std::string> arguments);
+    template <class Result>
+    Task<Result> untilStopped(Task<Result> work);
     SessionAttemptRecord newAttempt(std::int64_t number) const;
     GoalContext goalContext(std::optional<Url> prURL) const;
     StartSessionRequest startRequest(std::string goal) const;
     CompletionPollState pollState() const;
+    std::string worktreePath() const;
     void showStage(std::string stage, std::string detail = {});
 
     SessionServices& services_;
@@ -68,6 +73,7 @@ class BugSession {
     BugProgress progress_;
     SessionMailbox mailbox_;
     WatchedSession watched_;
+    boost::asio::cancellation_signal stopped_;
     std::optional<Instant> lastOutputStoredAt_;
     bool attemptRecorded_ = false;
     bool agentRuns_ = false;

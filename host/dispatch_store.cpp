@@ -7,6 +7,18 @@
 
 namespace quernlight::host {
 
+namespace {
+
+/// Whether a write-ahead log lies beside the file: then it is open, or was when its owner died, and part of
+/// it is in the log. Otherwise the file is whole, and opening it even for reading would leave new files
+/// beside it.
+bool isInUse(const std::filesystem::path& file) {
+    std::error_code none;
+    return std::filesystem::exists(file.string() + "-wal", none);
+}
+
+}  // namespace
+
 DispatchStore::DispatchStore(std::shared_ptr<Database> shared)
     : database(std::move(shared)), items(database), mappings(database), attempts(database) {}
 
@@ -24,9 +36,11 @@ Task<DispatchStore> DispatchStore::open(std::filesystem::path file) {
 }
 
 Task<DispatchStore> DispatchStore::openCopy(std::filesystem::path file, std::filesystem::path copy) {
-    if (std::filesystem::exists(file)) {
+    if (isInUse(file)) {
         Connection original(file, Connection::Access::readOnly);
         original.execute("VACUUM INTO ?", {SQLValue::text(copy.string())});
+    } else if (std::filesystem::exists(file)) {
+        std::filesystem::copy_file(file, copy);
     }
     co_return co_await open(std::move(copy));
 }

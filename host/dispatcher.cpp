@@ -32,28 +32,31 @@ Task<void> Dispatcher::run() {
     co_await services_.manager.bootstrap();
     co_await settleInterrupted();
     co_await releaseMappedItems();
-    std::optional<ChildTask> intake;
-    if (settings_.once) {
-        co_await takeIn();
-    } else {
-        intake.emplace(executor_, "taking bugs in", takeInRepeatedly());
+    changed_.notify();
+    ChildTask intake(executor_, "taking bugs in", settings_.once ? takeInOnce() : takeInRepeatedly());
+    try {
+        co_await startSessionsUntilDone();
+    } catch (...) {
+        failure_ = std::current_exception();
+        stop();
     }
-    while (!stopping_) {
-        co_await fillFreePlaces();
-        if (settings_.once && co_await idle()) {
-            break;
-        }
-        co_await changed_.wait();
-    }
-    if (intake) {
-        co_await intake->end();
-    }
+    co_await intake.end();
     while (!sessions_.empty()) {
         co_await changed_.wait();
     }
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
     co_await nameWaitingItems();
-    if (intakeFailure_) {
-        std::rethrow_exception(intakeFailure_);
+}
+
+Task<void> Dispatcher::startSessionsUntilDone() {
+    bool done = false;
+    while (!done && !stopping_) {
+        co_await changed_.wait();
+        co_await fillFreePlaces();
+        const bool nothingWaits = co_await idle();
+        done = intakeEnded_ && nothingWaits;
     }
 }
 
@@ -84,19 +87,31 @@ Task<void> Dispatcher::releaseMappedItems() {
     }
 }
 
-/// A refused token ends the program, but only after the sessions that run have been stopped politely.
+Task<void> Dispatcher::takeInOnce() {
+    co_await takeInOrStop();
+    intakeEnded_ = true;
+    changed_.notify();
+}
+
 Task<void> Dispatcher::takeInRepeatedly() {
     boost::asio::steady_timer timer(executor_);
     while (true) {
-        try {
-            co_await takeIn();
-        } catch (const UserError&) {
-            intakeFailure_ = std::current_exception();
-            stop();
-            co_return;
-        }
+        co_await takeInOrStop();
         timer.expires_after(settings_.intakeInterval);
         co_await timer.async_wait(boost::asio::use_awaitable);
+    }
+}
+
+/// What waiting does not mend (a refused token, say) ends the program, but only after the sessions that run
+/// have been stopped politely.
+Task<void> Dispatcher::takeInOrStop() {
+    try {
+        co_await takeIn();
+    } catch (const boost::system::system_error&) {
+        throw;  // cancelled
+    } catch (const std::exception&) {
+        failure_ = std::current_exception();
+        stop();
     }
 }
 

@@ -43,7 +43,10 @@ class Dispatcher {
   private:
     Task<void> settleInterrupted();
     Task<void> releaseMappedItems();
+    Task<void> startSessionsUntilDone();
+    Task<void> takeInOnce();
     Task<void> takeInRepeatedly();
+    Task<void> takeInOrStop();
     Task<void> takeIn();
     Task<void> enqueue(std::vector<QLBugSummaryDTO> bugs);
     Task<std::vector<QLBugSummaryDTO>> fetchBugs();
@@ -61,8 +64,9 @@ class Dispatcher {
     std::set<Uuid> unsettled_;     // items whose session could not store its end; not tried again in this run
     std::set<std::string> noted_;  // what need not be said again
     boost::asio::any_io_executor executor_;
-    AsyncSignal changed_;  // a session ended, bugs came in, or a stop was asked for
-    std::exception_ptr intakeFailure_;
+    AsyncSignal changed_;         // a session ended, bugs came in, or a stop was asked for
+    std::exception_ptr failure_;  // thrown once every session has ended
+    bool intakeEnded_ = false;    // no further bugs will come in
     bool stopping_ = false;
 };
 

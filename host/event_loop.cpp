@@ -4,8 +4,14 @@
 #include <exception>
 #include <memory>
 
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/asio/signal_set.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/system/system_error.hpp>
 
 namespace quernlight::host {
 namespace {
@@ -32,6 +38,13 @@ class SignalCounter : public std::enable_shared_from_this<SignalCounter> {
     int count_ = 0;
 };
 
+Task<void> cancellable(Task<void> work, std::shared_ptr<boost::asio::cancellation_signal> interrupt) {
+    const auto executor = co_await boost::asio::this_coro::executor;
+    co_await boost::asio::co_spawn(
+        executor, std::move(work),
+        boost::asio::bind_cancellation_slot(interrupt->slot(), boost::asio::use_awaitable));
+}
+
 }  // namespace
 
 void runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<void(int)> onSignal) {
@@ -46,6 +59,22 @@ void runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<
     if (failure) {
         std::rethrow_exception(failure);
     }
+}
+
+bool runUnlessInterrupted(boost::asio::io_context& io, Task<void> work) {
+    const auto interrupt = std::make_shared<boost::asio::cancellation_signal>();
+    bool interrupted = false;
+    try {
+        runWithSignals(io, cancellable(std::move(work), interrupt), [&](int) {
+            interrupted = true;
+            interrupt->emit(boost::asio::cancellation_type::terminal);
+        });
+    } catch (const boost::system::system_error& error) {
+        if (!interrupted || error.code() != boost::asio::error::operation_aborted) {
+            throw;
+        }
+    }
+    return interrupted;
 }
 
 }  // namespace quernlight::host

@@ -8,8 +8,11 @@
 
 namespace quernlight::host {
 
-/// Runs `work` to its end on `io` and throws what it threw. SIGINT, SIGTERM and SIGHUP call `onSignal` with
-/// how many have come so far, in place of ending the program.
+/// Runs `io` until `work` and all else on it has ended, and throws what `work` threw. SIGINT,
+/// SIGTERM and SIGHUP call `onSignal` with how many have come so far, in place of ending the program.
 void runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<void(int)> onSignal);
+
+/// The same for short work that a signal simply cancels. Returns whether one did.
+bool runUnlessInterrupted(boost::asio::io_context& io, Task<void> work);
 
 }  // namespace quernlight::host

@@ -35,7 +35,8 @@ IntakeChoice chooseIntake(const std::vector<QLBugSummaryDTO>& fetched,
     std::set<std::string> known = knownBugIDs;
     for (const QLBugSummaryDTO& bug : fetched) {
         const std::string bugID = BugID::normalized(bug.id);
-        if (!BugID::isSafeFileName(bugID)) {
+        const bool stable = BugID::normalized(bugID) == bugID;  // not so when its cut ends in a blank
+        if (!stable || !BugID::isSafeFileName(bugID)) {
             choice.unusableBugIDs.push_back(bug.id);
         } else if (known.insert(bugID).second) {
             choice.newBugs.push_back(bug);

@@ -58,9 +58,8 @@ bool isWaiting(const BugProgress& progress) {
 
 }  // namespace
 
-LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal) : terminal_(terminal) {
-    redraw_ = std::make_unique<ChildTask>(executor, "drawing", redrawRepeatedly());
-}
+LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal)
+    : executor_(executor), terminal_(terminal) {}
 
 void LiveBoard::show(const BugProgress& progress) {
     Line& line = lineOf(progress);
@@ -68,6 +67,9 @@ void LiveBoard::show(const BugProgress& progress) {
         line.since = currentInstant();
     }
     line.progress = progress;
+    if (!redraw_ && !closed_) {
+        redraw_ = std::make_unique<ChildTask>(executor_, "drawing", redrawRepeatedly());
+    }
 }
 
 void LiveBoard::note(const std::string& sentence) {
@@ -77,6 +79,7 @@ void LiveBoard::note(const std::string& sentence) {
 }
 
 void LiveBoard::close() {
+    closed_ = true;
     redraw_.reset();
     draw();
 }

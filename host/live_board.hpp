@@ -37,11 +37,13 @@ class LiveBoard final : public ProgressBoard {
     Line& lineOf(const BugProgress& progress);
     void write(const std::string& text) const;
 
+    const boost::asio::any_io_executor executor_;
     const int terminal_;
     std::vector<Line> lines_;
     std::size_t drawnLines_ = 0;
     std::size_t frame_ = 0;
-    std::unique_ptr<ChildTask> redraw_;
+    std::unique_ptr<ChildTask> redraw_;  // from the first line on, until the board is closed
+    bool closed_ = false;
 };
 
 }  // namespace quernlight::host

@@ -7,19 +7,36 @@ namespace {
 
 constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
 
+/// A completion comment that had been seen. When it was written is no longer known; when it was seen is.
+struct SeenCompletion {
+    Uuid commentID{};
+    Instant seenAt{};
+};
+
 /// The comment that the item's latest "codexCompleted" event names.
-Task<std::optional<Uuid>> completionCommentOf(const DispatchStore& store, const BugQueueItem& item) {
-    std::optional<Uuid> comment;
+Task<std::optional<SeenCompletion>> seenCompletionOf(const DispatchStore& store, const BugQueueItem& item) {
+    std::optional<SeenCompletion> completion;
     for (const QueueEvent& event : co_await store.items.events(item.id)) {
         if (event.kind == "codexCompleted" && event.metadataJSON) {
             const boost::json::value metadata = boost::json::parse(*event.metadataJSON);
-            comment = parseUuid(metadata.at("completion_comment_id").as_string());
+            if (const auto comment = parseUuid(metadata.at("completion_comment_id").as_string())) {
+                completion = SeenCompletion{*comment, event.createdAt};
+            }
         }
     }
-    co_return comment;
+    co_return completion;
 }
 
-Task<void> settleAttempt(const DispatchStore& store, const BugQueueItem& item) {
+Task<void> complete(const DispatchStore& store, QueueManager& manager, const BugQueueItem& item,
+                    SeenCompletion completion) {
+    if (const auto attempt = co_await store.attempts.latestAttempt(item.id)) {
+        co_await store.attempts.markCompleted(attempt->id, completion.commentID, completion.seenAt,
+                                              currentInstant());
+    }
+    co_await manager.markCompleted(item.id, completion.commentID);
+}
+
+Task<void> failAttempt(const DispatchStore& store, const BugQueueItem& item) {
     const auto attempt = co_await store.attempts.latestAttempt(item.id);
     if (attempt && attempt->state != SessionAttemptState::completed &&
         attempt->state != SessionAttemptState::failed) {
@@ -29,11 +46,11 @@ Task<void> settleAttempt(const DispatchStore& store, const BugQueueItem& item) {
 
 Task<void> settle(const DispatchStore& store, QueueManager& manager, const BugQueueItem& item) {
     if (item.status == QueueItemStatus::codexCompleted) {
-        if (const auto comment = co_await completionCommentOf(store, item)) {
-            co_return co_await manager.markCompleted(item.id, *comment);
+        if (const auto completion = co_await seenCompletionOf(store, item)) {
+            co_return co_await complete(store, manager, item, *completion);
         }
     }
-    co_await settleAttempt(store, item);
+    co_await failAttempt(store, item);
     co_await manager.markResumable(item.id);
 }
 

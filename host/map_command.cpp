@@ -61,9 +61,9 @@ Task<void> listMappings(std::filesystem::path home) {
     }
 }
 
-void runToEnd(Task<void> work) {
+int statusOf(Task<void> work) {
     boost::asio::io_context io;
-    runWithSignals(io, std::move(work), [&](int) { io.stop(); });
+    return runUnlessInterrupted(io, std::move(work)) ? 130 : 0;
 }
 
 }  // namespace
@@ -81,14 +81,12 @@ int mapSetCommand(const MapSetOptions& options) {
     MapSetOptions located = options;
     located.home = openDispatchHome(options.home);
     const HomeLock lock(*located.home);
-    runToEnd(setAndTell(std::move(located)));
-    return 0;
+    return statusOf(setAndTell(std::move(located)));
 }
 
 int mapListCommand(const std::optional<std::filesystem::path>& home) {
     const auto opened = openDispatchHome(home);
-    runToEnd(listMappings(opened));
-    return 0;
+    return statusOf(listMappings(opened));
 }
 
 }  // namespace quernlight::host

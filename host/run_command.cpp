@@ -28,10 +28,9 @@ DispatcherSettings dispatcherSettings(const RunOptions& options) {
 int tellDryRun(const RunOptions& options, const Url& backend, const std::string& token) {
     boost::asio::io_context io;
     const QuernlightClient client(backend, token, std::make_shared<HttpSession>());
-    runWithSignals(io,
-                   dryRun(locateDispatchHome(options.home), client, dispatcherSettings(options), std::cout),
-                   [&](int) { io.stop(); });
-    return 0;
+    const bool interrupted = runUnlessInterrupted(
+        io, dryRun(locateDispatchHome(options.home), client, dispatcherSettings(options), std::cout));
+    return interrupted ? 130 : 0;
 }
 
 }  // namespace

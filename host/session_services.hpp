@@ -10,7 +10,6 @@
 #include "host/progress_board.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
-#include "quernlight/git/git_worktree_preparer.hpp"
 #include "quernlight/platform/background_executor.hpp"
 #include "quernlight/platform/user_directories.hpp"
 #include "quernlight/runner/codex_runner.hpp"
@@ -34,7 +33,6 @@ struct SessionServices {
     QueueManager& manager;
     QuernlightClient client;
     CodexRunner& runner;
-    GitWorktreePreparer worktrees;
     BackgroundExecutor& background;
     InstructionFiles instructions;
     EnvironmentMap agentEnvironment;

@@ -22,7 +22,7 @@ std::string readToken(const std::filesystem::path& file) {
     std::ifstream stream(file, std::ios::binary);
     std::ostringstream content;
     content << stream.rdbuf();
-    if (!stream) {
+    if (!stream || std::filesystem::is_directory(file)) {
         throw UserError("The token file " + file.string() +
                         " cannot be read; write the administrator token into it.");
     }
