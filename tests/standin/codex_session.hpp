@@ -9,8 +9,8 @@
 
 #include "tests/standin/agent_terminal.hpp"
 #include "tests/standin/goal_samples.hpp"
-#include "tests/standin/hosted_repository.hpp"
 #include "tests/standin/recording_backend.hpp"
+#include "tests/support/standin/hosted_repository.hpp"
 
 namespace quernlight::standin::test {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "standin/git_transport/remote_command.hpp"
-#include "tests/standin/hosted_repository.hpp"
+#include "tests/support/standin/hosted_repository.hpp"
 
 namespace quernlight::standin {
 namespace {

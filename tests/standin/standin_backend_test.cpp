@@ -1,17 +1,17 @@
 #include <csignal>
-#include <thread>
 
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
 
-#include "tests/standin/backend_process.hpp"
-#include "tests/support/run_task.hpp"
+#include "tests/support/eventually.hpp"
+#include "tests/support/standin/backend_process.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {
 namespace {
 
 using test::BackendProcess;
+using test::eventually;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::MatchesRegex;
@@ -38,15 +38,6 @@ class StandinBackendTest : public testing::Test {
                " HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: close\r\nAuthorization: Bearer secret\r\n" +
                (body.empty() ? "" : "Content-Type: application/json\r\n") + headers +
                "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-    }
-    /// Whether the condition comes to hold within the generous bound.
-    template <class Condition>
-    static bool eventually(Condition holds) {
-        const auto deadline = std::chrono::steady_clock::now() + test::generousBound;
-        while (!holds() && std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::yield();
-        }
-        return holds();
     }
     boost::json::value state() { return boost::json::parse(test::readFile(directory / "state.json")); }
 

@@ -1,4 +1,4 @@
-#include "tests/standin/backend_process.hpp"
+#include "tests/support/standin/backend_process.hpp"
 
 #include <cerrno>
 #include <csignal>

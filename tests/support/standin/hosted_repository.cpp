@@ -1,4 +1,4 @@
-#include "tests/standin/hosted_repository.hpp"
+#include "tests/support/standin/hosted_repository.hpp"
 
 #include <cstdlib>
 #include <stdexcept>

@@ -1,0 +1,102 @@
+#include "host/comment_poll.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/platform/child_task.hpp"
+#include "tests/support/recording_server.hpp"
+#include "tests/support/run_task.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using testing::HasSubstr;
+
+/// The poll of one bug's comments against a scripted backend.
+class CommentPollTest : public testing::Test {
+  protected:
+    ~CommentPollTest() override { end(); }
+
+    void answers(const std::string& comments) {
+        server.answer({.body = R"({"comments":[)" + comments + "]}"});
+    }
+    void fails(int status) { server.answer({.status = status, .body = "no"}); }
+    std::string comment(const std::string& status, const std::string& createdAt) const {
+        return R"({"id":"0A000000-0000-4000-8000-00000000000A","bug_id":"3f2a9c1d","body":"Words.",)"
+               R"("attachments":[],"author_type":"agent","metadata":{"queue_item_id":")" +
+               upperCaseText(state.queueItemID) + R"(","session_id":")" + upperCaseText(state.sessionID) +
+               R"(","status":")" + status + R"("},"created_at":")" + createdAt + R"(","updated_at":")" +
+               createdAt + R"("})";
+    }
+    void begin() {
+        const QuernlightClient client(*Url::parse(server.address()), "token",
+                                      std::make_shared<HttpSession>());
+        poll = std::make_unique<ChildTask>(
+            io.get_executor(), "polling",
+            pollComments(client, state, std::chrono::milliseconds(4), mailbox.continuation()));
+    }
+    void end() {
+        if (poll) {
+            test::runTask(io, poll->end());
+            poll.reset();
+        }
+    }
+    template <class News>
+    News next() {
+        return std::get<News>(test::runTask(io, mailbox.next()).value());
+    }
+
+    test::RecordingServer server;
+    boost::asio::io_context io;
+    SessionMailbox mailbox;
+    CompletionPollState state{.sessionID = randomUuid(),
+                              .queueItemID = randomUuid(),
+                              .bugID = "3f2a9c1d",
+                              .startedAt = parseInstant("2026-03-04T05:06:00Z").value()};
+    std::unique_ptr<ChildTask> poll;
+};
+
+TEST_F(CommentPollTest, ANewCommentIsNewsAndSaysWhetherItEndsTheSession) {
+    answers("");
+    answers(comment("working", "2026-03-04T05:06:07Z"));
+    answers(comment("in_review", "2026-03-04T05:06:08Z"));
+    begin();
+    EXPECT_FALSE(next<CommentsChanged>().detection);
+    EXPECT_EQ(next<CommentsChanged>().detection.value().outcome, CompletionOutcome::completed);
+    EXPECT_EQ(server.lines().front(), "GET /v1/bugs/3f2a9c1d/comments");
+}
+
+TEST_F(CommentPollTest, CommentsThatWereSeenBeforeAreNoNews) {
+    for (int poll_ = 0; poll_ < 3; ++poll_) {
+        answers(comment("working", "2026-03-04T05:06:07Z"));
+    }
+    fails(503);
+    begin();
+    next<CommentsChanged>();
+    EXPECT_THAT(next<BackendHealthChanged>().trouble, HasSubstr("503"));
+}
+
+TEST_F(CommentPollTest, ABackendThatFailsIsToldOnceAndSoIsItsRecovery) {
+    fails(503);
+    fails(500);
+    server.answer({.body = "no json"});
+    server.answer({.fault = test::ScriptedAnswer::Fault::noAnswer});
+    answers(comment("in_review", "2026-03-04T05:06:07Z"));
+    begin();
+    EXPECT_THAT(next<BackendHealthChanged>().trouble, HasSubstr("503"));
+    EXPECT_EQ(next<BackendHealthChanged>().trouble, "");
+    EXPECT_TRUE(next<CommentsChanged>().detection);
+}
+
+TEST_F(CommentPollTest, CancellingEndsItAlsoWhileTheBackendIsSilent) {
+    server.answer({.fault = test::ScriptedAnswer::Fault::silence});
+    begin();
+    while (server.requests().empty()) {
+        io.run_one_for(std::chrono::milliseconds(10));  // the request is seen on the server's thread
+    }
+    end();
+    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(std::chrono::steady_clock::now())));
+}
+
+}  // namespace
+}  // namespace quernlight::host

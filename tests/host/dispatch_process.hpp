@@ -1,0 +1,52 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+#include "quernlight/platform/user_directories.hpp"
+
+namespace quernlight::test {
+
+/// A `quernlight-dispatch` started for a test, as a process of its own that writes into files. It is killed
+/// with this object at the latest.
+class DispatchProcess {
+  public:
+    struct Launch {
+        std::vector<std::string> arguments{};  ///< without the program's name
+        EnvironmentMap environment{};          ///< complete
+        std::filesystem::path output{};  ///< what it prints goes here, its errors to the same with ".err"
+    };
+
+    explicit DispatchProcess(const Launch& launch);
+    DispatchProcess(const DispatchProcess&) = delete;
+    DispatchProcess& operator=(const DispatchProcess&) = delete;
+    ~DispatchProcess();
+
+    pid_t pid() const { return pid_; }
+
+    /// Waits until `text` stands in the output; false when the program ends, or a generous time passes,
+    /// without it.
+    bool says(const std::string& text);
+
+    void signal(int number) const;
+
+    /// Waits for its end: the exit status, or 128 plus the signal that ended it. Fails the test when it does
+    /// not end in time.
+    int exitCode();
+
+    std::string output() const;
+    std::string errorText() const;
+
+  private:
+    bool hasEnded();
+
+    const std::filesystem::path output_;
+    pid_t pid_ = -1;
+    bool ended_ = false;
+    int status_ = 0;
+};
+
+}  // namespace quernlight::test

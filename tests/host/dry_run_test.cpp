@@ -1,0 +1,74 @@
+#include <map>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+
+class DryRunTest : public test::DispatchFixture {
+  protected:
+    test::Outcome dryRun(const std::vector<std::string>& more = {}) {
+        auto arguments = runWith({"--dry-run"});
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return dispatch(arguments);
+    }
+    /// Every file of the home with a hash of its bytes.
+    std::map<std::string, std::size_t> homeContent() const {
+        std::map<std::string, std::size_t> content;
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(home())) {
+            content[entry.path()] =
+                std::hash<std::string>()(entry.is_regular_file() ? test::readFile(entry) : "");
+        }
+        return content;
+    }
+};
+
+TEST_F(DryRunTest, ItDoesNotEvenMakeTheHome) {
+    reportClearBug("3f2a9c1d");
+    startBackend();
+    const auto outcome = dryRun();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(outcome.output,
+              "would enqueue  3f2a9c1d  Shop: Crash on launch\n"
+              "would wait     3f2a9c1d  Shop: Crash on launch (no repository for com.acme.shop)\n"
+              "Nothing was changed.\n");
+    EXPECT_FALSE(std::filesystem::exists(home()));
+    EXPECT_TRUE(std::filesystem::is_empty(temporary()));
+}
+
+TEST_F(DryRunTest, ItTellsTheStartsInOrderUpToThePlaces) {
+    report("33333333", "Third");
+    report("22222222", "Second");
+    report("11111111", "First");
+    mapApp();
+    startBackend();
+    EXPECT_THAT(dryRun({"--max-sessions", "1"}).output, HasSubstr("would start    33333333  Shop: Third\n"
+                                                                  "would queue    22222222  Shop: Second\n"
+                                                                  "would queue    11111111  Shop: First\n"));
+}
+
+TEST_F(DryRunTest, AHomeThatIsThereKeepsEveryByteOfTheQueue) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    const std::string before = test::readFile(queueFile());
+    EXPECT_EQ(dryRun().exitCode, 0);
+    EXPECT_TRUE(test::readFile(queueFile()) == before);
+    EXPECT_EQ(status("3f2a9c1d"), "no such row");
+}
+
+TEST_F(DryRunTest, AHomeThatIsThereGetsNoNewFileEither) {
+    mapApp();
+    startBackend();
+    const auto before = homeContent();
+    EXPECT_EQ(dryRun().exitCode, 0);
+    EXPECT_EQ(homeContent(), before);
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,69 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class MapCommandTest : public test::DispatchFixture {
+  protected:
+    std::string checkout() const { return repository.directory(); }
+    /// What is printed when the mapping is refused, and then no mapping is stored.
+    std::string refusal(const std::vector<std::string>& arguments) {
+        const auto outcome = dispatch(mapWith(arguments));
+        EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+        EXPECT_THAT(listed(), StartsWith("No mappings yet;"));
+        return outcome.error;
+    }
+    std::string listed() { return dispatch({"map", "list", "--home", home()}).output; }
+};
+
+TEST_F(MapCommandTest, WorktreesGoBesideTheRepositoryUnlessToldOtherwise) {
+    const auto outcome = dispatch(mapWith({"--repo", checkout()}));
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(outcome.output, "com.acme.shop (Shop) is worked on in " + checkout() +
+                                  ", from branch main, with worktrees in " + checkout() + "-worktrees\n");
+    EXPECT_EQ(listed(), "com.acme.shop  Shop  " + checkout() + "  main  " + checkout() + "-worktrees\n");
+}
+
+TEST_F(MapCommandTest, AMappingThatIsSetAgainReplacesTheFirst) {
+    dispatch(mapWith({"--repo", checkout()}));
+    const std::string worktrees = repository.scratch("elsewhere");
+    dispatch(mapWith({"--repo", checkout(), "--worktrees", worktrees}));
+    EXPECT_EQ(listed(), "com.acme.shop  Shop  " + checkout() + "  main  " + worktrees + "\n");
+}
+
+TEST_F(MapCommandTest, APathInsideTheCheckoutMapsTheWholeRepository) {
+    std::filesystem::create_directories(repository.directory() / "src");
+    dispatch(mapWith({"--repo", checkout() + "/src/"}));
+    EXPECT_THAT(listed(), HasSubstr("  " + checkout() + "  main  " + checkout() + "-worktrees\n"));
+}
+
+TEST_F(MapCommandTest, APathWithoutARepositoryIsRefused) {
+    const std::string error = refusal({"--repo", repository.scratch("nothing")});
+    EXPECT_THAT(error, StartsWith("quernlight-dispatch: There is no git repository at " +
+                                  repository.scratch("nothing").string()));
+    EXPECT_THAT(error, HasSubstr("; give the path of a checkout with --repo.\n"));
+}
+
+TEST_F(MapCommandTest, ABranchThatIsNotThereIsRefused) {
+    const std::string error = refusal({"--repo", checkout(), "--base", "nope"});
+    EXPECT_THAT(error,
+                StartsWith("quernlight-dispatch: The repository " + checkout() + " has no branch \"nope\""));
+    EXPECT_THAT(error, HasSubstr("; name one with --base.\n"));
+}
+
+TEST_F(MapCommandTest, WorktreesInsideTheCheckoutAreRefused) {
+    for (const char* place : {"", "/", "/worktrees", "/../shop/worktrees"}) {
+        EXPECT_EQ(refusal({"--repo", checkout(), "--worktrees", checkout() + place}),
+                  "quernlight-dispatch: The worktrees cannot lie inside the checkout " + checkout() +
+                      "; choose a directory beside it with --worktrees.\n");
+    }
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace quernlight::test {
+
+/// Whether the process is there and has not ended; one that only waits to be reaped has.
+bool isAlive(pid_t process);
+
+/// Its environment, entries separated by NULs; empty for a process that has ended or is another user's.
+std::string environmentOf(pid_t process);
+
+/// The live processes that were started with this text somewhere in their environment.
+std::vector<pid_t> processesWithEnvironment(const std::string& text);
+
+}  // namespace quernlight::test

@@ -1,0 +1,135 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// `run --once`: the road and how its bugs end.
+class RunTest : public test::DispatchFixture {};
+
+TEST_F(RunTest, AClearBugGoesToReviewAndAnUnclearOneWaitsForTheUser) {
+    reportClearBug("3f2a9c1d");
+    report("77777777", "It does not work");
+    const auto outcome = workAll();
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(events("3f2a9c1d"),
+              "enqueued startingCodex running codexSessionStored codexCompleted completed");
+    EXPECT_EQ(status("77777777"), "awaitingUserInput");
+    EXPECT_EQ(events("77777777"), "enqueued startingCodex running codexSessionStored awaitingUserInput");
+    EXPECT_EQ(backendStatus("3f2a9c1d"), "in_review");
+    EXPECT_EQ(backendStatus("77777777"), "investigate");
+    EXPECT_EQ(outcome.error, "");
+}
+
+TEST_F(RunTest, ACompletedBugLeavesItsBranchItsTranscriptsAndNoProcess) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    EXPECT_EQ(repository.git(repository.bare(), {"rev-parse", "Shop-3f2a9c1d"}),
+              repository.git(repository.scratch("shop-worktrees/Shop-3f2a9c1d"), {"rev-parse", "HEAD"}));
+    EXPECT_EQ(attempt("3f2a9c1d", "state"), "completed");
+    EXPECT_EQ(attempt("3f2a9c1d", "exit_code"), "0");
+    EXPECT_THAT(test::readFile(attempt("3f2a9c1d", "transcript_ansi_path")), HasSubstr("\x1b["));
+    EXPECT_THAT(test::readFile(attempt("3f2a9c1d", "transcript_text_path")), Not(HasSubstr("\x1b")));
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
+TEST_F(RunTest, BugsThatAreKnownAreNotWorkedOnAgain) {
+    report("77777777", "It does not work");
+    workAll();
+    const auto again = runOnce();
+    EXPECT_EQ(again.exitCode, 0) << again.error;
+    EXPECT_EQ(again.output, "");
+    EXPECT_EQ(attempt("77777777", "attempt_number"), "1");
+}
+
+TEST_F(RunTest, WithoutAMappingBugsWaitAndAreNamedWithTheCommandToType) {
+    reportClearBug("3f2a9c1d");
+    startBackend();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "waitingForMapping");
+    EXPECT_THAT(outcome.output,
+                HasSubstr("Bug 3f2a9c1d (Shop) waits for a repository: quernlight-dispatch map set "
+                          "--bundle com.acme.shop --app \"Shop\" --repo PATH\n"));
+}
+
+TEST_F(RunTest, ANewMappingReleasesTheBugsThatWaitedForIt) {
+    report("77777777", "It does not work");
+    startBackend();
+    runOnce();
+    mapApp();
+    EXPECT_EQ(status("77777777"), "queued");
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("77777777"), "awaitingUserInput");
+}
+
+TEST_F(RunTest, AnAgentThatCrashesFailsItsBugWithTheSignalsName) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "crash");
+    EXPECT_EQ(workAll({"--exit-grace", "1"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_EQ(item("3f2a9c1d", "error_message"),
+              "Codex was ended by SIGSEGV without posting a completion comment.");
+    EXPECT_EQ(attempt("3f2a9c1d", "state"), "failed");
+}
+
+TEST_F(RunTest, AnAgentThatLeavesWithoutAWordFailsItsBug) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "silent-exit");
+    EXPECT_EQ(workAll({"--exit-grace", "1"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_EQ(attempt("3f2a9c1d", "failure_reason"), "Codex exited without posting a completion comment.");
+}
+
+TEST_F(RunTest, AnAgentThatFallsSilentFailsItsBugAndIsStopped) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "idle");
+    EXPECT_EQ(workAll({"--idle-timeout", "3"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_EQ(attempt("3f2a9c1d", "failure_reason"), "Idle timeout elapsed before completion.");
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
+TEST_F(RunTest, AnAgentThatDoesNotLeaveWhenAskedIsMadeToAndItsBugIsStillCompleted) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "ignore-exit");
+    EXPECT_EQ(workAll().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
+TEST_F(RunTest, AFloodOfOutputIsAllInTheTranscriptAndStopsNothing) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "flood");
+    EXPECT_EQ(workAll().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_GE(std::filesystem::file_size(attempt("3f2a9c1d", "transcript_ansi_path")), 20U << 20U);
+}
+
+TEST_F(RunTest, OneBugThatFailsDoesNotHoldUpAnother) {
+    reportClearBug("3f2a9c1d");
+    report("77777777", "It does not work");
+    agentDoes("3f2a9c1d", "crash");
+    EXPECT_EQ(workAll({"--exit-grace", "1", "--max-sessions", "1"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_EQ(status("77777777"), "awaitingUserInput");
+}
+
+TEST_F(RunTest, AStatusWithAsManyBugsAsWereAskedForIsSaid) {
+    for (int number = 0; number < 200; ++number) {
+        report(std::to_string(10000000 + number), "Bug");
+    }
+    startBackend();
+    EXPECT_THAT(dispatch(runWith({"--dry-run"})).output,
+                HasSubstr("The backend returned 200 bugs in status \"open\", as many as were asked for; "
+                          "there may be more.\n"));
+}
+
+}  // namespace
+}  // namespace quernlight
