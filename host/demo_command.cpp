@@ -110,7 +110,9 @@ int conclude(const std::vector<DemoFinding>& findings, const DemoDirectory& dire
     if (right) {
         std::cout << "The database, git and the backend hold what they should.\n";
     }
-    if (keep) {
+    if (!keep) {
+        std::cout << "With --keep, transcripts, worktrees and database stay to be looked at.\n";
+    } else {
         std::cout << "Everything is in " << directory.root().string() << "\n";
     }
     std::cout.flush();
@@ -124,6 +126,9 @@ int demoCommand(const DemoOptions& options) {
     const DemoDirectory directory(options.home, options.keep);
     adoptEnvironment(demoEnvironment(currentEnvironmentMap(), directory, programs));
     const HomeLock lock(directory.dispatchHome());
+    std::cout
+        << "Three bugs on their road, between a stand-in backend and a scripted agent on this machine:\n\n"
+        << std::flush;
     boost::asio::io_context io;
     const auto board = boardForStandardOutput(io.get_executor());
     Demo demo(directory, programs, *board);

@@ -23,10 +23,18 @@ constexpr const char* red = "\x1b[31m";
 constexpr const char* dim = "\x1b[2m";
 constexpr const char* plain = "\x1b[0m";
 
-std::size_t widthOfTerminal(int terminal) {
+struct TerminalSize {
+    std::size_t columns = 80;
+    std::size_t rows = 24;
+};
+
+/// At least three rows, so that there is room for one line.
+TerminalSize sizeOfTerminal(int terminal) {
     winsize size{};
-    const bool known = ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : 80;
+    if (ioctl(terminal, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
+        return {};
+    }
+    return {.columns = size.ws_col, .rows = std::max<std::size_t>(size.ws_row, 3)};
 }
 
 /// The sign at the head of a line: what state the bug is in, told by form and not by colour alone.
@@ -54,6 +62,10 @@ std::string clockText(std::chrono::seconds time) {
 
 bool isWaiting(const BugProgress& progress) {
     return progress.stage == "queued" || progress.stage == "waits for a mapping";
+}
+
+bool isUnderWay(const BugProgress& progress) {
+    return !isWaiting(progress) && !progress.finished;
 }
 
 }  // namespace
@@ -95,16 +107,49 @@ Task<void> LiveBoard::redrawRepeatedly() {
 }
 
 void LiveBoard::draw() {
-    const std::size_t width = widthOfTerminal(terminal_);
+    keepTime();
+    const TerminalSize size = sizeOfTerminal(terminal_);
+    const auto shown = linesThatFit(size.rows - 2);
     std::string picture = eraseDrawn();
+    for (const Line* line : shown) {
+        picture += textOf(*line, size.columns) + "\n";
+    }
+    drawnLines_ = shown.size();
+    if (shown.size() < lines_.size()) {
+        picture += "  and " + std::to_string(lines_.size() - shown.size()) + " more\n";
+        ++drawnLines_;
+    }
+    write(picture);
+}
+
+void LiveBoard::keepTime() {
     for (Line& line : lines_) {
-        if (!isWaiting(line.progress) && !line.progress.finished) {
+        if (isUnderWay(line.progress)) {
             line.took = std::chrono::duration_cast<std::chrono::seconds>(currentInstant() - line.since);
         }
-        picture += textOf(line, width) + "\n";
     }
-    drawnLines_ = lines_.size();
-    write(picture);
+}
+
+/// All lines, or as many as there is room for: those under way, then the last that ended, then the first that
+/// wait. What is above the screen's top cannot be drawn over.
+std::vector<const LiveBoard::Line*> LiveBoard::linesThatFit(std::size_t room) const {
+    std::vector<const Line*> shown;
+    const auto take = [&](const Line& line, bool wanted) {
+        if (wanted && shown.size() < room) {
+            shown.push_back(&line);
+        }
+    };
+    for (const Line& line : lines_) {
+        take(line, isUnderWay(line.progress));
+    }
+    for (auto line = lines_.rbegin(); line != lines_.rend(); ++line) {
+        take(*line, line->progress.finished);
+    }
+    for (const Line& line : lines_) {
+        take(line, isWaiting(line.progress) && !line.progress.finished);
+    }
+    std::sort(shown.begin(), shown.end());  // back into the order in which the bugs came
+    return shown;
 }
 
 std::string LiveBoard::eraseDrawn() const {

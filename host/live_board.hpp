@@ -32,6 +32,8 @@ class LiveBoard final : public ProgressBoard {
 
     Task<void> redrawRepeatedly();
     void draw();
+    void keepTime();
+    std::vector<const Line*> linesThatFit(std::size_t room) const;
     std::string eraseDrawn() const;
     std::string textOf(const Line& line, std::size_t width) const;
     Line& lineOf(const BugProgress& progress);
