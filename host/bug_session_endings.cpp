@@ -1,6 +1,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/bug_session.hpp"
+#include "host/live_items.hpp"
 #include "host/stop_ladder.hpp"
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
@@ -9,8 +10,6 @@ namespace quernlight::host {
 namespace {
 
 using std::chrono::steady_clock;
-
-constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
 
 /// An agent that has exited in between has nothing more to be asked.
 Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<TerminationMode> mode) {

@@ -5,8 +5,6 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
-
 /// A completion comment that had been seen. When it was written is no longer known; when it was seen is.
 struct SeenCompletion {
     Uuid commentID{};

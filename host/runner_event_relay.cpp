@@ -11,28 +11,13 @@ namespace {
 
 constexpr std::size_t readablePart = 4096;
 
-bool isControl(char32_t scalar) {
-    return scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
-}
-
-std::string withoutControls(std::string_view line) {
-    std::string shown;
-    for (const char32_t scalar : unicodeScalars(line)) {
-        if (!isControl(scalar)) {
-            appendUtf8(shown, scalar);
-        }
-    }
-    return shown;
-}
-
 /// The last line with something to read in it, of the chunk's last few kilobytes.
 std::string lastReadableLine(std::string_view bytes) {
     const std::string text =
         ANSIPlainTextConverter::plain(bytes.substr(bytes.size() - std::min(bytes.size(), readablePart)));
     const auto lines = linesOf(text);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
-        const std::string shown = withoutControls(*line);
-        if (const auto words = trimmed(shown); !words.empty()) {
+        if (const auto words = trimmed(*line); !words.empty()) {
             return std::string(words);
         }
     }

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <system_error>
 
-#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -15,6 +14,7 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "host/user_error.hpp"
+#include "quernlight/platform/pipe.hpp"
 #include "quernlight/platform/spawn.hpp"
 
 namespace quernlight::host {
@@ -23,27 +23,11 @@ namespace {
 
 constexpr std::string_view announcement = "listening on ";
 
-struct Pipe {
-    FileDescriptor reading;
-    FileDescriptor writing;
-};
-
-Pipe makePipe() {
-    int ends[2] = {-1, -1};
-    if (pipe(ends) != 0) {
-        throw std::system_error(errno, std::generic_category(), "a pipe cannot be made");
-    }
-    for (const int end : ends) {
-        fcntl(end, F_SETFD, FD_CLOEXEC);
-    }
-    return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-}
-
 }  // namespace
 
 StandInBackend::StandInBackend(const DemoDirectory& directory, const StandInPrograms& programs) {
-    Pipe input = makePipe();
-    Pipe output = makePipe();
+    Pipe input = openPipe();
+    Pipe output = openPipe();
     const SpawnRequest request{
         .executable = programs.backend,
         .arguments = {"standin-backend", "--port", "0", "--exit-with-stdin", "--token-file",

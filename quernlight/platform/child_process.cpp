@@ -7,7 +7,6 @@
 #include <system_error>
 #include <utility>
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -23,6 +22,7 @@
 
 #include "quernlight/platform/exit_watcher.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/pipe.hpp"
 #include "quernlight/platform/spawn.hpp"
 
 namespace quernlight {
@@ -78,23 +78,6 @@ class RunningChild {
 
     pid_t processID_;
 };
-
-struct Pipe {
-    FileDescriptor reading;
-    FileDescriptor writing;
-};
-
-Pipe openPipe() {
-    int ends[2];
-    if (::pipe(ends) != 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    Pipe pipe{FileDescriptor(ends[0]), FileDescriptor(ends[1])};
-    for (const int end : ends) {
-        ::fcntl(end, F_SETFD, FD_CLOEXEC);
-    }
-    return pipe;
-}
 
 /// The vector of C strings that a program receives would end each argument at its first null character, so
 /// that the program would be asked for something else.

@@ -102,6 +102,11 @@ class QueueManagerFixture : public testing::Test {
 
     void forgetEvents() { execute("DELETE FROM queue_events"); }
     std::size_t eventCount() { return run(database_->query("SELECT id FROM queue_events")).size(); }
+    /// From now on a write to an item fails.
+    void refuseUpdates() {
+        execute(
+            "CREATE TRIGGER still BEFORE UPDATE ON queue_items BEGIN SELECT RAISE(ABORT, 'written'); END");
+    }
     void execute(const std::string& sql) { run(database_->execute(sql)); }
 
     test::TemporaryDirectory directory_;

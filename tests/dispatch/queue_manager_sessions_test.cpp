@@ -235,6 +235,7 @@ TEST_F(QueueManagerSessionsTest, TheFirstConversationIsStored) {
 TEST_F(QueueManagerSessionsTest, TheConversationThatIsStoredAlreadyIsNotWrittenAgain) {
     run(manager_.setCodexSession(bug_, conversation, false));
     forgetEvents();
+    refuseUpdates();
     run(manager_.setCodexSession(bug_, conversation, false));
     run(manager_.setCodexSession(bug_, conversation, true));
     EXPECT_THAT(bugEvents(), IsEmpty());
@@ -243,6 +244,7 @@ TEST_F(QueueManagerSessionsTest, TheConversationThatIsStoredAlreadyIsNotWrittenA
 TEST_F(QueueManagerSessionsTest, AnotherConversationIsIgnoredAndToldSo) {
     run(manager_.setCodexSession(bug_, conversation, false));
     forgetEvents();
+    refuseUpdates();
     run(manager_.setCodexSession(bug_, otherConversation, false));
     EXPECT_EQ(bugItem().codexSessionID, conversation);
     EXPECT_THAT(

@@ -24,6 +24,16 @@ class QueueRepositoryTest : public test::QueueFixture {
         return item;
     }
 
+    /// Inserts an item now that was added before all others.
+    void addEarlier(const std::string& bugID, std::int64_t position) {
+        BugQueueItem item = fullItem();
+        item.bugID = bugID;
+        item.queuePosition = position;
+        item.status = QueueItemStatus::queued;
+        item.queueMode = QueueMode::automatic;
+        runTask(repository().insert(item));
+    }
+
     QueueRepository repository() { return QueueRepository(database); }
 
     std::optional<BugQueueItem> item(std::string_view bugID) { return runTask(repository().item(bugID)); }
@@ -137,8 +147,8 @@ TEST_F(QueueRepositoryTest, ItemsAreListedByPosition) {
 }
 
 TEST_F(QueueRepositoryTest, ItemsOfEqualPositionAreListedInTheOrderTheyWereAdded) {
-    add("later", 3);
     add("last", 3);
+    addEarlier("later", 3);
     add("first", 0);
     EXPECT_EQ(listed(), "first 0, later 3, last 3, ");
 }
@@ -190,8 +200,8 @@ TEST_F(QueueRepositoryTest, CompactionClosesGaps) {
 }
 
 TEST_F(QueueRepositoryTest, CompactionNumbersItemsOfEqualPositionInTheOrderTheyWereAdded) {
-    add("b", 3);
     add("c", 3);
+    addEarlier("b", 3);
     compact();
     EXPECT_EQ(listed(), "b 0, c 1, ");
 }

@@ -1,0 +1,71 @@
+#include "host/live_board.hpp"
+
+#include <pty.h>
+#include <unistd.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/platform/file_descriptor.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// A board on a real terminal of 80 columns; what was drawn is read back from the other side.
+class LiveBoardTest : public testing::Test {
+  protected:
+    void open(unsigned short rows) {
+        winsize size{.ws_row = rows, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+        int master = -1;
+        int slave = -1;
+        ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, &size), 0);
+        master_ = FileDescriptor(master);
+        slave_ = FileDescriptor(slave);
+        board_ = std::make_unique<LiveBoard>(io_.get_executor(), slave);
+    }
+
+    void show(const std::string& bugID, const std::string& stage, bool finished = false) {
+        board_->show({.bugID = bugID, .title = "Title", .stage = stage, .finished = finished});
+    }
+
+    std::string drawn() {
+        board_->close();
+        io_.poll();
+        std::string bytes(65536, '\0');
+        const ssize_t count = read(master_.get(), bytes.data(), bytes.size());
+        return bytes.substr(0, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+
+    boost::asio::io_context io_;
+    FileDescriptor master_;
+    FileDescriptor slave_;
+    std::unique_ptr<LiveBoard> board_;
+};
+
+TEST_F(LiveBoardTest, ABugHasOneLineThatTellsItsStageBySign) {
+    open(24);
+    show("3f2a9c10", "working");
+    show("3f2a9c10", "in review", true);
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, HasSubstr("✓"));
+    EXPECT_THAT(picture, HasSubstr("3f2a9c10  Title"));
+    EXPECT_THAT(picture, Not(HasSubstr("working")));
+}
+
+TEST_F(LiveBoardTest, WhatDoesNotFitTheScreenIsCountedAndWhatIsUnderWayIsKept) {
+    open(5);
+    for (const char* bugID : {"11111111", "22222222", "33333333", "44444444"}) {
+        show(bugID, "queued");
+    }
+    show("55555555", "working");
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, HasSubstr("55555555"));
+    EXPECT_THAT(picture, HasSubstr("11111111"));
+    EXPECT_THAT(picture, Not(HasSubstr("44444444")));
+    EXPECT_THAT(picture, HasSubstr("and 2 more"));
+}
+
+}  // namespace
+}  // namespace quernlight::host
