@@ -113,7 +113,8 @@ SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
 }
 
 Task<bool> BugSession::prepareWorktree() {
-    const GitWorktreePrepareResult prepared = co_await prepareUsableWorktree();
+    OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
+    const GitWorktreePrepareResult prepared = co_await turns.run(prepareUsableWorktree());
     if (watched_.stopRequested) {
         showStage("queued");  // nothing has begun
         co_return false;

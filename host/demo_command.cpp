@@ -16,6 +16,7 @@
 #include "host/demo/stand_in_backend.hpp"
 #include "host/dispatch_program.hpp"
 #include "host/event_loop.hpp"
+#include "host/held_signals.hpp"
 #include "host/home_lock.hpp"
 #include "host/map_command.hpp"
 #include "host/token_file.hpp"
@@ -123,6 +124,7 @@ int conclude(const std::vector<DemoFinding>& findings, const DemoDirectory& dire
 
 int demoCommand(const DemoOptions& options) {
     const StandInPrograms programs = StandInPrograms::locate();
+    const HeldSignals untilCleanedUp;
     const DemoDirectory directory(options.home, options.keep);
     adoptEnvironment(demoEnvironment(currentEnvironmentMap(), directory, programs));
     const HomeLock lock(directory.dispatchHome());

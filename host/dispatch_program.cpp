@@ -43,6 +43,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
     QueueManager manager(store.items, store.mappings, options.backend);
     LocalPTYCodexRunner runner;
     BackgroundExecutor background;
+    RepositoryTurns repositories;
     SessionServices services{
         .home = options.home,
         .store = store,
@@ -50,6 +51,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .client = QuernlightClient(options.backend, options.adminToken, std::make_shared<HttpSession>()),
         .runner = runner,
         .background = background,
+        .repositories = repositories,
         .instructions = InstructionFiles::prepare(options.home),
         .agentEnvironment = agent,
         .settings = options.sessions,

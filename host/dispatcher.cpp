@@ -1,5 +1,6 @@
 #include "host/dispatcher.hpp"
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -107,10 +108,15 @@ Task<void> Dispatcher::takeInRepeatedly() {
 Task<void> Dispatcher::takeInOrStop() {
     try {
         co_await takeIn();
-    } catch (const boost::system::system_error&) {
-        throw;  // cancelled
+    } catch (const boost::system::system_error& error) {
+        if (error.code() == boost::asio::error::operation_aborted) {
+            throw;
+        }
+        failure_ = std::current_exception();
     } catch (const std::exception&) {
         failure_ = std::current_exception();
+    }
+    if (failure_) {
         stop();
     }
 }

@@ -13,6 +13,8 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "host/held_signals.hpp"
+
 namespace quernlight::host {
 namespace {
 
@@ -50,6 +52,7 @@ Task<void> cancellable(Task<void> work, std::shared_ptr<boost::asio::cancellatio
 void runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<void(int)> onSignal) {
     const auto signals = std::make_shared<SignalCounter>(io, std::move(onSignal));
     signals->listen();
+    const ReleasedSignals listening;
     std::exception_ptr failure;
     boost::asio::co_spawn(io, std::move(work), [&](const std::exception_ptr& thrown) {
         failure = thrown;

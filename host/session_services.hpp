@@ -8,6 +8,7 @@
 #include "host/dispatch_store.hpp"
 #include "host/instruction_files.hpp"
 #include "host/progress_board.hpp"
+#include "host/repository_turns.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/background_executor.hpp"
@@ -34,6 +35,7 @@ struct SessionServices {
     QuernlightClient client;
     CodexRunner& runner;
     BackgroundExecutor& background;
+    RepositoryTurns& repositories;
     InstructionFiles instructions;
     EnvironmentMap agentEnvironment;
     SessionSettings settings;

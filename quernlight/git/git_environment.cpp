@@ -44,6 +44,8 @@ constexpr std::array leftOutPrefixes = std::to_array<std::string_view>({
     "GIT_TRACE",
 });
 
+/// Besides settings that would change an answer, how long git waits (milliseconds) for a ref that another git
+/// holds: the agents work in the same repositories.
 constexpr std::array pinnedConfiguration = std::to_array<std::pair<std::string_view, std::string_view>>({
     {"color.ui", "false"},
     {"color.advice", "false"},
@@ -54,6 +56,8 @@ constexpr std::array pinnedConfiguration = std::to_array<std::pair<std::string_v
     {"color.remote", "false"},
     {"color.status", "false"},
     {"color.transport", "false"},
+    {"core.filesRefLockTimeout", "10000"},
+    {"core.packedRefsTimeout", "10000"},
     {"core.pager", "cat"},
     {"core.quotePath", "false"},
     {"grep.patternType", "basic"},

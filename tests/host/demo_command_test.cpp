@@ -57,6 +57,26 @@ TEST_F(DemoCommandTest, ControlCBeforeTheFirstSessionLeavesNoProcessAndNoFile) {
     EXPECT_FALSE(leftFiles());
 }
 
+TEST_F(DemoCommandTest, ControlCAsSoonAsItsDirectoryIsThereLeavesNoFile) {
+    const auto program = start({"demo"});
+    EXPECT_TRUE(test::eventually([&] {
+        for (int look = 0; look < 1000 && !leftFiles(); ++look) {
+        }
+        return leftFiles();
+    }));
+    program->signal(SIGINT);
+    EXPECT_EQ(program->exitCode(), 130);
+    EXPECT_FALSE(leftFiles());
+}
+
+TEST_F(DemoCommandTest, ControlCAfterTheResultIsPrintedLeavesNoFile) {
+    const auto program = start({"demo"});
+    ASSERT_TRUE(program->says("The database, git and the backend hold what they should."));
+    program->signal(SIGINT);
+    program->exitCode();
+    EXPECT_FALSE(leftFiles());
+}
+
 TEST_F(DemoCommandTest, WithKeepEverythingStaysInTheDirectoryThatWasChosen) {
     const auto chosen = repository.scratch("kept");
     const auto outcome = dispatch({"demo", "--home", chosen, "--keep"});

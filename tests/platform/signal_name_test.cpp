@@ -12,7 +12,9 @@ TEST(SignalNameTest, IsTheNameThatShellsUse) {
     EXPECT_EQ(signalName(SIGKILL), "SIGKILL");
 }
 
-TEST(SignalNameTest, ANumberWithoutANameIsShownAsTheNumber) { EXPECT_EQ(signalName(999), "signal 999"); }
+TEST(SignalNameTest, ANumberWithoutANameIsShownAsTheNumber) {
+    EXPECT_EQ(signalName(999), "signal 999");
+}
 
 }  // namespace
 }  // namespace quernlight

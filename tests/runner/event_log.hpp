@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include <boost/asio/steady_timer.hpp>
+
 #include "quernlight/platform/event_stream.hpp"
 #include "quernlight/runner/runner_event.hpp"
 #include "tests/support/run_task.hpp"
@@ -18,8 +20,14 @@ namespace quernlight::test {
 /// still be busy with the task's loop when the task ends.
 template <class Result>
 Result awaitResult(Task<Result> task) {
-    static boost::asio::io_context io;
-    return runTask(io, std::move(task));
+    struct Loop {
+        boost::asio::io_context io;
+        // Opens the loop's own descriptors now and not at the first wait, so that a test can count
+        // descriptors.
+        boost::asio::steady_timer timer{io};
+    };
+    static Loop loop;
+    return runTask(loop.io, std::move(task));
 }
 
 /// What one listener has heard of a session, and ways to wait for more of it.
