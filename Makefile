@@ -21,7 +21,7 @@ build/%/build.ninja:
 	@cmake --preset $*
 
 release: setup build/release/build.ninja
-	@cmake --build --preset release -j $(JOBS)
+	@cmake --build --preset release --target programs -j $(JOBS)
 
 demo: setup
 	@packaging/build-quietly release
