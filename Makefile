@@ -2,7 +2,7 @@
 
 JOBS ?= $(shell nproc)
 FORMATTER = clang-format-14
-SOURCES = $(shell git ls-files '*.cpp' '*.hpp')
+SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
 .PHONY: help setup build demo test flaky clang release format check-format clean
 

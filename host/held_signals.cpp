@@ -21,13 +21,17 @@ HeldSignals::HeldSignals() {
     pthread_sigmask(SIG_BLOCK, &signals, &before_);
 }
 
-HeldSignals::~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+HeldSignals::~HeldSignals() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
 
 ReleasedSignals::ReleasedSignals() {
     const sigset_t signals = endingSignals();
     pthread_sigmask(SIG_UNBLOCK, &signals, &before_);
 }
 
-ReleasedSignals::~ReleasedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+ReleasedSignals::~ReleasedSignals() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
 
 }  // namespace quernlight::host

@@ -4,8 +4,8 @@
 
 namespace quernlight::host {
 
-/// Holds SIGINT, SIGTERM and SIGHUP back while it lives, but for the times when `runWithSignals` listens to them: what
-/// must be cleaned up is, before such a signal ends the program. For the main thread.
+/// Holds SIGINT, SIGTERM and SIGHUP back while it lives, but for the times when `runWithSignals` listens to
+/// them: what must be cleaned up is, before such a signal ends the program. For the main thread.
 class HeldSignals {
   public:
     HeldSignals();
