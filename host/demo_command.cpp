@@ -54,8 +54,9 @@ DispatchProgramOptions programOptions(const DemoDirectory& directory, const Url&
                                    .backend = backend,
                                    .adminToken = readToken(directory.tokenFile()),
                                    .environment = currentEnvironmentMap()};
-    options.sessions.commentPollInterval = std::chrono::milliseconds(400);
-    options.dispatcher = {.maxSessions = 2, .once = true, .scope = IntakeScope::dispatchBugs};
+    options.settings = {
+        {"sessions.max", "2"}, {"sessions.memory_floor_mib", "0"}, {"poll.comments_seconds", "0.4"}};
+    options.dispatcher = {.once = true, .scope = IntakeScope::dispatchBugs};
     return options;
 }
 

@@ -1,24 +1,34 @@
 #include "host/dispatch_program.hpp"
 
-#include <iostream>
-
 #include <unistd.h>
 
-#include "host/agent_environment.hpp"
+#include <boost/asio/this_coro.hpp>
+
+#include "host/backend_address.hpp"
 #include "host/live_board.hpp"
-#include "host/plain_board.hpp"
+#include "host/session/agent_environment.hpp"
+#include "host/settings/settings_store.hpp"
 #include "host/user_error.hpp"
+#include "quernlight/platform/process_table.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
 #include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
 namespace {
 
+constexpr double commentRequestsPerSecond = 5;
+constexpr int commentRequestsAtOnce = 5;
+
 void requireAgent(const std::string& program, const EnvironmentMap& environment) {
     if (program.find('/') == std::string::npos && !findOnPath(program, environment)) {
         throw UserError("There is no program \"" + program +
                         "\" on PATH; install the agent, or put its directory on PATH.");
     }
+}
+
+std::string describeSilence(const Url& backend, const std::string& trouble) {
+    return "The backend at " + backend.text() + " cannot be asked (" + trouble +
+           "); sessions go on, and it is asked again.";
 }
 
 }  // namespace
@@ -37,26 +47,43 @@ void StopButton::press() {
 
 Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
                         std::shared_ptr<StopButton> stopButton) {
-    const EnvironmentMap agent = agentEnvironment(options.environment);
-    requireAgent(options.sessions.agentCommand.front(), agent);
+    adoptOrphans();  // so that what an agent leaves behind can be seen to end; on macOS launchd does it
     DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(options.home));
-    QueueManager manager(store.items, store.mappings, options.backend);
-    LocalPTYCodexRunner runner;
+    LiveSettings settings(SettingsStore(store.database), options.settings);
+    for (const std::string& trouble : co_await settings.refresh()) {
+        board.note(trouble);
+    }
+    requireAgent(settings.now().agentCommand.front(), options.environment);
+    const Url backend = backendAddress(options.backend, settings.now());
+    QueueManager manager(store.items, store.mappings, backend);
+    const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
+    GoalTyping goalTyping(executor, store);
+    LocalPTYCodexRunner runner(goalTyping);
     BackgroundExecutor background;
     RepositoryTurns repositories;
+    RequestBudget commentRequests(commentRequestsPerSecond, commentRequestsAtOnce);
+    BackendHealth health([&board, backend](const std::string& trouble) {
+        board.condition("backend", trouble.empty() ? "" : describeSilence(backend, trouble));
+        if (trouble.empty()) {
+            board.note("The backend answers again.");
+        }
+    });
     SessionServices services{
         .home = options.home,
         .store = store,
         .manager = manager,
-        .client = QuernlightClient(options.backend, options.adminToken, std::make_shared<HttpSession>()),
+        .client = QuernlightClient(backend, options.adminToken, std::make_shared<HttpSession>()),
         .runner = runner,
+        .goalTyping = goalTyping,
         .background = background,
         .repositories = repositories,
+        .commentRequests = commentRequests,
+        .health = health,
         .instructions = InstructionFiles::prepare(options.home),
-        .agentEnvironment = agent,
-        .settings = options.sessions,
+        .environment = options.environment,
+        .settings = settings.now(),
         .board = board};
-    Dispatcher dispatcher(services, options.dispatcher);
+    Dispatcher dispatcher(services, settings, options.dispatcher);
     stopButton->dispatcher_ = &dispatcher;
     if (stopButton->presses_ > 0) {
         dispatcher.stop();
@@ -74,11 +101,12 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
     }
 }
 
-std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor) {
-    if (isatty(STDOUT_FILENO) != 0) {
+std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor,
+                                                      LogFormat format) {
+    if (format == LogFormat::text && isatty(STDOUT_FILENO) != 0) {
         return std::make_unique<LiveBoard>(executor, STDOUT_FILENO);
     }
-    return std::make_unique<PlainBoard>(std::cout);
+    return std::make_unique<LogBoard>(format);
 }
 
 }  // namespace quernlight::host

@@ -2,22 +2,24 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include <boost/asio/io_context.hpp>
 
 #include "host/dispatcher.hpp"
+#include "host/log_board.hpp"
 #include "quernlight/platform/url.hpp"
 #include "quernlight/platform/user_directories.hpp"
 
 namespace quernlight::host {
 
 struct DispatchProgramOptions {
-    std::filesystem::path home;  ///< exists
-    Url backend;
+    std::filesystem::path home;    ///< exists
+    std::optional<Url> backend{};  ///< absent: the setting
     std::string adminToken;
-    EnvironmentMap environment;  ///< the caller's; what the agent gets of it is chosen here
-    SessionSettings sessions{};
+    EnvironmentMap environment;   ///< the caller's; what the agent gets of it is chosen here
+    SettingOverrides settings{};  ///< above what is stored
     DispatcherSettings dispatcher{};
 };
 
@@ -39,7 +41,8 @@ class StopButton {
     int presses_ = 0;
 };
 
-/// A board for standard output: live lines on a terminal, plain lines otherwise.
-std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor);
+/// A board for standard output: the live view on a terminal, log lines otherwise or when JSON is wished for.
+std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor,
+                                                      LogFormat format = LogFormat::text);
 
 }  // namespace quernlight::host

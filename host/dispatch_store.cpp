@@ -20,13 +20,19 @@ bool isInUse(const std::filesystem::path& file) {
 }  // namespace
 
 DispatchStore::DispatchStore(std::shared_ptr<Database> shared)
-    : database(std::move(shared)), items(database), mappings(database), attempts(database) {}
+    : database(std::move(shared)),
+      items(database),
+      mappings(database),
+      attempts(database),
+      retired(database) {}
 
 Task<DispatchStore> DispatchStore::open(std::filesystem::path file) {
     try {
         DispatchStore store(std::make_shared<Database>(file));
+        co_await store.database->query("PRAGMA busy_timeout = 5000");  // another command writes for a moment
         const Migrations migrations(store.database);
         co_await migrations.run();
+        co_await store.retired.prepare();
         co_return store;
     } catch (const DatabaseError& error) {
         throw UserError(

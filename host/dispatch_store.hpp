@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "host/retire/retired_bugs.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/queue/mapping_repository.hpp"
 #include "quernlight/queue/queue_repository.hpp"
@@ -21,6 +22,7 @@ struct DispatchStore {
     QueueRepository items;
     MappingRepository mappings;
     SessionAttemptRepository attempts;
+    RetiredBugs retired;
 
     /// Opens or creates the file and brings it to the current layout. Throws UserError that names the file.
     static Task<DispatchStore> open(std::filesystem::path file);

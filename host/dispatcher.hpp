@@ -2,33 +2,37 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
 #include <map>
 #include <memory>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "host/bug_session.hpp"
-#include "host/bug_source.hpp"
-#include "host/session_services.hpp"
+#include "host/event_tail.hpp"
+#include "host/intake/intake.hpp"
+#include "host/recovery/recovery.hpp"
+#include "host/retire/retirement.hpp"
+#include "host/session/bug_session.hpp"
+#include "host/session/session_services.hpp"
+#include "host/settings/live_settings.hpp"
 #include "quernlight/platform/async_signal.hpp"
 #include "quernlight/platform/child_task.hpp"
 
 namespace quernlight::host {
 
 struct DispatcherSettings {
-    int maxSessions = 2;
     bool once = false;  ///< one intake, then end when nothing is queued or running
     IntakeScope scope = IntakeScope::openBugs;
     int fetchLimit = 200;  ///< bugs asked for per status
-    std::chrono::milliseconds intakeInterval = std::chrono::seconds(30);
 };
 
-/// The loop that moves bugs along: takes them in, starts their sessions in list order, and waits for both to
-/// come to an end. Runs on one executor, which must be a single thread's or a strand.
+/// The loop that moves bugs along: settles what an earlier run left, takes bugs in, starts their sessions in
+/// list order, retires what is merged, and waits for all of it to come to an end. Runs on one executor, which
+/// must be a single thread's or a strand.
 class Dispatcher {
   public:
-    Dispatcher(SessionServices& services, DispatcherSettings settings);
+    Dispatcher(SessionServices& services, LiveSettings& settings, DispatcherSettings options);
 
     /// Returns when `once` has nothing left to do, or after `stop` when every session has ended. Throws
     /// UserError when the backend refuses the token, or cannot be reached and `once` is set.
@@ -41,30 +45,43 @@ class Dispatcher {
     void kill();
 
   private:
+    // The chores, each on its own until the end
+    Task<void> heartbeat();
     Task<void> settleInterrupted();
-    Task<void> releaseMappedItems();
+    Task<void> takeBugsIn();
+    Task<void> retireRepeatedly();
+
     Task<void> startSessionsUntilDone();
+    Task<void> findInterrupted();
+    Task<void> settleOnce();
+    Task<void> releaseMappedItems();
+    Task<void> showQueue();
     Task<void> takeInOnce();
-    Task<void> takeInRepeatedly();
-    Task<void> takeInOrStop();
-    Task<void> takeIn();
-    Task<void> enqueue(std::vector<QLBugSummaryDTO> bugs);
-    Task<std::vector<QLBugSummaryDTO>> fetchBugs();
-    bool mayStart(const BugQueueItem& item) const;
+    Task<void> pauseFor(double Settings::*seconds);
+    void endWith(std::exception_ptr failure);
     Task<void> fillFreePlaces();
+    Task<bool> mayStart(BugQueueItem item);
+    Task<bool> isWanted(BugQueueItem item) const;
+    Task<std::string> hindrance(BugQueueItem item) const;
+    bool memoryIsShort();
     Task<void> start(BugQueueItem item);
     Task<void> runSession(std::shared_ptr<BugSession> session, Uuid itemID);
     Task<bool> idle();
     Task<void> nameWaitingItems();
-    void noteOnce(const std::string& sentence);
+    bool isBusy(const Uuid& itemID) const;
 
     SessionServices& services_;
-    const DispatcherSettings settings_;
+    LiveSettings& settings_;
+    const DispatcherSettings options_;
+    Intake intake_;
+    Recovery recovery_;
+    Retirement retirement_;
+    EventTail events_;
     std::map<Uuid, std::shared_ptr<BugSession>> sessions_;  // by queue item; held until the session has ended
-    std::set<Uuid> unsettled_;     // items whose session could not store its end; not tried again in this run
-    std::set<std::string> noted_;  // what need not be said again
+    std::map<Uuid, BugQueueItem> unsettled_;                // items whose last session nobody saw to its end
     boost::asio::any_io_executor executor_;
-    AsyncSignal changed_;         // a session ended, bugs came in, or a stop was asked for
+    AsyncSignal changed_;         // something may be started now, or the end may have come
+    AsyncSignal settlingWanted_;  // an item became unsettled
     std::exception_ptr failure_;  // thrown once every session has ended
     bool intakeEnded_ = false;    // no further bugs will come in
     bool stopping_ = false;

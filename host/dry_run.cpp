@@ -3,8 +3,10 @@
 #include <cstdlib>
 #include <ostream>
 
+#include "host/backend_address.hpp"
 #include "host/dispatch_store.hpp"
-#include "host/intake.hpp"
+#include "host/intake/bug_source.hpp"
+#include "host/settings/settings_store.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -62,19 +64,28 @@ Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out)
 
 }  // namespace
 
-Task<void> dryRun(std::filesystem::path home, QuernlightClient client, DispatcherSettings settings,
-                  std::ostream& out) {
+Task<void> dryRun(DryRun dry, std::ostream& out) {
     const ScratchDirectory scratch;
-    const DispatchStore store =
-        co_await DispatchStore::openCopy(FileLocations::databaseURL(home), scratch.path() / "queue.sqlite");
+    const DispatchStore store = co_await DispatchStore::openCopy(FileLocations::databaseURL(dry.home),
+                                                                 scratch.path() / "queue.sqlite");
+    LiveSettings settings(SettingsStore(store.database), dry.settings);
+    co_await settings.refresh();
+    const QuernlightClient client(backendAddress(dry.backend, settings.now()), dry.token,
+                                  std::make_shared<HttpSession>());
     QueueManager manager(store.items, store.mappings, client.baseURL());
-    const auto fetched = co_await fetchBugsInScope(client, settings.scope, settings.fetchLimit);
-    const IntakeChoice choice = chooseIntake(fetched, co_await knownBugIDs(store.items), settings.fetchLimit);
+    IntakeRules rules;
+    const auto fetched = co_await fetchListedBugs(client, rules.limit);
+    rules.room = co_await roomForNewBugs(store, settings.now());
+    const auto known = co_await knownBugIDs(store);
+    const IntakeChoice choice = chooseIntake(fetched, known, rules);
     for (const std::string& status : choice.cutStatuses) {
-        out << describeCut(status, settings.fetchLimit) << "\n";
+        out << describeCut(status, rules.limit) << "\n";
     }
     co_await enqueueAll(choice, manager, out);
-    co_await tellStarts(store, settings.maxSessions, out);
+    if (choice.leftForLater > 0) {
+        out << describeLeftForLater(choice.leftForLater, settings.now().intakePerDay) << "\n";
+    }
+    co_await tellStarts(store, settings.now().maxSessions, out);
     out << (choice.newBugs.empty() ? "No new bugs. " : "") << "Nothing was changed." << std::endl;
 }
 

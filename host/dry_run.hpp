@@ -2,15 +2,24 @@
 
 #include <filesystem>
 #include <iosfwd>
+#include <optional>
+#include <string>
 
-#include "host/bug_source.hpp"
-#include "host/dispatcher.hpp"
+#include "host/intake/intake_choice.hpp"
+#include "host/settings/live_settings.hpp"
+#include "quernlight/platform/url.hpp"
 
 namespace quernlight::host {
 
+struct DryRun {
+    std::filesystem::path home{};
+    std::optional<Url> backend{};  ///< absent: the setting
+    std::string token{};
+    SettingOverrides settings{};
+};
+
 /// Tells what a run would enqueue and start, by doing the enqueueing for real on a private copy of the queue.
 /// Nothing of the home is written, also when another process owns it. Throws UserError.
-Task<void> dryRun(std::filesystem::path home, QuernlightClient client, DispatcherSettings settings,
-                  std::ostream& out);
+Task<void> dryRun(DryRun dry, std::ostream& out);
 
 }  // namespace quernlight::host

@@ -55,9 +55,12 @@ std::string signOf(const BugProgress& progress, std::size_t frame) {
 }
 
 std::string clockText(std::chrono::seconds time) {
-    const auto minutes = std::to_string(time.count() / 60);
+    const auto hours = time.count() / 3600;
+    const auto minutes = std::to_string(time.count() / 60 % 60);
     const auto seconds = std::to_string(time.count() % 60);
-    return minutes + ":" + (seconds.size() < 2 ? "0" : "") + seconds;
+    const auto twoDigits = [](const std::string& number) { return (number.size() < 2 ? "0" : "") + number; };
+    return hours > 0 ? std::to_string(hours) + ":" + twoDigits(minutes) + "h"
+                     : minutes + ":" + twoDigits(seconds);
 }
 
 bool isWaiting(const BugProgress& progress) {
@@ -68,6 +71,20 @@ bool isUnderWay(const BugProgress& progress) {
     return !isWaiting(progress) && !progress.finished;
 }
 
+bool needsPerson(const BugProgress& progress) {
+    return progress.stage == "failed" || progress.stage == "waits for the user" ||
+           progress.stage == "waits for a mapping";
+}
+
+std::string counted(std::ptrdiff_t number, const std::string& what) {
+    return number == 0 ? "" : std::to_string(number) + " " + what;
+}
+
+/// How many rows a line takes on a terminal that has been made narrower since it was drawn.
+std::size_t rowsTaken(std::size_t drawnWidth, std::size_t width) {
+    return width == 0 || drawnWidth <= width ? 1 : (drawnWidth + width - 1) / width;
+}
+
 }  // namespace
 
 LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal)
@@ -75,25 +92,42 @@ LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal)
 
 void LiveBoard::show(const BugProgress& progress) {
     Line& line = lineOf(progress);
-    if (isWaiting(line.progress) && !isWaiting(progress)) {
+    if (line.progress.stage != progress.stage) {
         line.since = currentInstant();
     }
     line.progress = progress;
-    if (!redraw_ && !closed_) {
-        redraw_ = std::make_unique<ChildTask>(executor_, "drawing", redrawRepeatedly());
-    }
+    drawFromNowOn();
+}
+
+void LiveBoard::gone(const std::string& bugID) {
+    std::erase_if(lines_, [&](const Line& line) { return line.progress.bugID == bugID; });
 }
 
 void LiveBoard::note(const std::string& sentence) {
-    write(eraseDrawn() + sentence + "\n");
+    write(eraseDrawn() + withoutControls(sentence) + "\n");
     drawnLines_ = 0;
     draw();
+}
+
+void LiveBoard::condition(const std::string& topic, const std::string& sentence) {
+    if (sentence.empty()) {
+        conditions_.erase(topic);
+    } else {
+        conditions_[topic] = sentence;
+        drawFromNowOn();
+    }
 }
 
 void LiveBoard::close() {
     closed_ = true;
     redraw_.reset();
     draw();
+}
+
+void LiveBoard::drawFromNowOn() {
+    if (!redraw_ && !closed_) {
+        redraw_ = std::make_unique<ChildTask>(executor_, "drawing", redrawRepeatedly());
+    }
 }
 
 Task<void> LiveBoard::redrawRepeatedly() {
@@ -107,65 +141,98 @@ Task<void> LiveBoard::redrawRepeatedly() {
 }
 
 void LiveBoard::draw() {
-    keepTime();
     const TerminalSize size = sizeOfTerminal(terminal_);
-    const auto shown = linesThatFit(size.rows - 2);
-    std::string picture = eraseDrawn();
-    for (const Line* line : shown) {
-        picture += textOf(*line, size.columns) + "\n";
+    std::string text = eraseDrawn();
+    const auto drawn = picture(size.columns, size.rows - 1);
+    for (const std::string& line : drawn) {
+        text += line + "\n";
     }
-    drawnLines_ = shown.size();
-    if (shown.size() < lines_.size()) {
-        picture += "  and " + std::to_string(lines_.size() - shown.size()) + " more\n";
-        ++drawnLines_;
-    }
-    write(picture);
+    drawnLines_ = drawn.size();
+    drawnColumns_ = size.columns;
+    write(text);
 }
 
-void LiveBoard::keepTime() {
-    for (Line& line : lines_) {
-        if (isUnderWay(line.progress)) {
-            line.took = std::chrono::duration_cast<std::chrono::seconds>(currentInstant() - line.since);
+/// What holds now, then bugs as far as there is room, then the sum. What is above the screen's top cannot be
+/// drawn over, so the picture is never taller than the screen.
+std::vector<std::string> LiveBoard::picture(std::size_t columns, std::size_t rows) const {
+    std::vector<std::string> text;
+    for (const auto& [topic, sentence] : conditions_) {
+        if (text.size() + 2 < rows) {
+            text.push_back(std::string(yellow) + "! " + fitted(sentence, columns - 3) + plain);
         }
     }
+    const auto lines = linesInOrder();
+    const std::size_t room = rows - text.size() - 1;
+    const std::size_t shown = lines.size() <= room ? lines.size() : room - std::min<std::size_t>(room, 1);
+    for (std::size_t index = 0; index < shown; ++index) {
+        text.push_back(textOf(*lines[index], columns));
+    }
+    if (shown < lines.size() && room > 0) {
+        text.push_back("  and " + std::to_string(lines.size() - shown) + " more");
+    }
+    if (!lines.empty()) {
+        text.push_back(std::string(dim) + fitted("  " + summary(), columns - 1) + plain);
+    }
+    return text;
 }
 
-/// All lines, or as many as there is room for: those under way, then the last that ended, then the first that
-/// wait. What is above the screen's top cannot be drawn over.
-std::vector<const LiveBoard::Line*> LiveBoard::linesThatFit(std::size_t room) const {
-    std::vector<const Line*> shown;
-    const auto take = [&](const Line& line, bool wanted) {
-        if (wanted && shown.size() < room) {
-            shown.push_back(&line);
-        }
+/// Those under way, then those that wait, in the order in which the bugs came, then those that ended, the
+/// last one first.
+std::vector<const LiveBoard::Line*> LiveBoard::linesInOrder() const {
+    std::vector<const Line*> ordered;
+    for (const Line& line : lines_) {
+        ordered.push_back(&line);
+    }
+    const auto group = [](const Line* line) {
+        return isUnderWay(line->progress) ? 0 : line->progress.finished ? 2 : 1;
     };
-    for (const Line& line : lines_) {
-        take(line, isUnderWay(line.progress));
-    }
-    for (auto line = lines_.rbegin(); line != lines_.rend(); ++line) {
-        take(*line, line->progress.finished);
-    }
-    for (const Line& line : lines_) {
-        take(line, isWaiting(line.progress) && !line.progress.finished);
-    }
-    std::sort(shown.begin(), shown.end());  // back into the order in which the bugs came
-    return shown;
+    std::stable_sort(ordered.begin(), ordered.end(), [&](const Line* left, const Line* right) {
+        const int leftGroup = group(left);
+        const bool bothEnded = leftGroup == 2 && group(right) == 2;
+        return bothEnded ? left->since > right->since : leftGroup < group(right);
+    });
+    return ordered;
 }
 
+/// "2 working, 3 queued, 1 in review; 1 needs a person".
+std::string LiveBoard::summary() const {
+    const auto count = [&](auto predicate) {
+        return std::count_if(lines_.begin(), lines_.end(),
+                             [&](const Line& line) { return predicate(line.progress); });
+    };
+    const auto inReview = [](const BugProgress& progress) { return progress.stage == "in review"; };
+    const auto queued = [](const BugProgress& progress) { return progress.stage == "queued"; };
+    std::string text;
+    for (const std::string& part : {counted(count(isUnderWay), "under way"), counted(count(queued), "queued"),
+                                    counted(count(inReview), "in review")}) {
+        text += (text.empty() || part.empty() ? "" : ", ") + part;
+    }
+    const std::string person = counted(count(needsPerson), "for a person to look at");
+    text += (text.empty() || person.empty() ? "" : "; ") + person;
+    return conditions_.contains("backend") ? text + "; the backend does not answer" : text;
+}
+
+/// From the drawn picture's first row on. A terminal that has become narrower has wrapped its lines.
 std::string LiveBoard::eraseDrawn() const {
-    return drawnLines_ == 0 ? "" : "\x1b[" + std::to_string(drawnLines_) + "A\r\x1b[J";
+    const std::size_t columns = sizeOfTerminal(terminal_).columns;
+    const std::size_t rows = drawnLines_ * rowsTaken(drawnColumns_, columns);
+    return rows == 0 ? "" : "\x1b[" + std::to_string(rows) + "A\r\x1b[J";
 }
 
-/// Sign, bug, title, stage, time, and with what room is left the agent's last line.
+/// Sign, bug, app, on a wide terminal the title, stage, how long, and with what room is left the agent's last
+/// line or why it failed.
 std::string LiveBoard::textOf(const Line& line, std::size_t width) const {
     const BugProgress& progress = line.progress;
-    const std::size_t titleWidth = width >= 100 ? 30 : 18;
-    std::string text = signOf(progress, frame_) + " " + fitted(progress.bugID, 8) + "  " +
-                       fitted(progress.title, titleWidth) + "  " + fitted(progress.stage, 19) + "  " +
-                       fitted(isWaiting(progress) ? "" : clockText(line.took), 5);
-    const std::size_t used = 2 + 8 + 2 + titleWidth + 2 + 19 + 2 + 5;
-    if (width > used + 12 && !progress.detail.empty()) {
-        text += std::string("  ") + dim + fitted(progress.detail, width - used - 3) + plain;
+    const std::size_t titleWidth = width >= 110 ? 28 : 0;
+    const auto time = std::chrono::duration_cast<std::chrono::seconds>(currentInstant() - line.since);
+    std::string text =
+        signOf(progress, frame_) + " " + fitted(progress.bugID, 8) + "  " + fitted(progress.appName, 10) +
+        "  " + (titleWidth > 0 ? fitted(progress.title, titleWidth) + "  " : "") +
+        fitted(progress.stage, 18) + " " + fitted(isUnderWay(progress) ? clockText(time) : "", 5);
+    const std::size_t used = 2 + 8 + 2 + 10 + 2 + (titleWidth > 0 ? titleWidth + 2 : 0) + 18 + 1 + 5;
+    const std::string& detail = progress.detail.empty() && titleWidth == 0 ? progress.title : progress.detail;
+    if (width > used + 8 && !detail.empty()) {
+        text += std::string("  ") + dim + fitted(detail, width - used - 3) + plain;
     }
     return width > used ? text : fitted(progress.bugID + " " + progress.stage, width - 1);
 }

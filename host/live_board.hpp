@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,37 +13,43 @@
 
 namespace quernlight::host {
 
-/// One line per bug on a terminal, redrawn in place a few times a second; notes scroll by above. The lines
-/// follow the terminal's width as it is at each drawing.
+/// The whole state on a terminal, redrawn in place a few times a second: one line per bug, those under way
+/// first, a line that sums up, and what holds now and needs a person. Notes scroll by above. The picture
+/// follows the terminal's size as it is at each drawing.
 class LiveBoard final : public ProgressBoard {
   public:
     /// `terminal` is the descriptor of the terminal to draw on.
     LiveBoard(const boost::asio::any_io_executor& executor, int terminal);
 
     void show(const BugProgress& progress) override;
+    void gone(const std::string& bugID) override;
     void note(const std::string& sentence) override;
+    void condition(const std::string& topic, const std::string& sentence) override;
     void close() override;
 
   private:
     struct Line {
         BugProgress progress;
-        Instant since{};  // of the first session stage
-        std::chrono::seconds took{};
+        Instant since{};  // of the stage that it is in
     };
 
     Task<void> redrawRepeatedly();
+    void drawFromNowOn();
     void draw();
-    void keepTime();
-    std::vector<const Line*> linesThatFit(std::size_t room) const;
-    std::string eraseDrawn() const;
+    std::vector<std::string> picture(std::size_t columns, std::size_t rows) const;
+    std::vector<const Line*> linesInOrder() const;
     std::string textOf(const Line& line, std::size_t width) const;
+    std::string summary() const;
+    std::string eraseDrawn() const;
     Line& lineOf(const BugProgress& progress);
     void write(const std::string& text) const;
 
     const boost::asio::any_io_executor executor_;
     const int terminal_;
     std::vector<Line> lines_;
+    std::map<std::string, std::string> conditions_;  // by topic; only those that hold
     std::size_t drawnLines_ = 0;
+    std::size_t drawnColumns_ = 0;  // of the terminal, when it was drawn
     std::size_t frame_ = 0;
     std::unique_ptr<ChildTask> redraw_;  // from the first line on, until the board is closed
     bool closed_ = false;

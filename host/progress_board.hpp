@@ -1,8 +1,11 @@
 #pragma once
 
+#include <map>
+#include <set>
 #include <string>
 
-#include "quernlight/platform/instant.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/queue_event.hpp"
 
 namespace quernlight::host {
 
@@ -16,6 +19,15 @@ struct BugProgress {
     bool finished = false;
 };
 
+/// The line of an item that waits for its turn, or for a mapping.
+BugProgress waitingProgress(const BugQueueItem& item);
+
+/// One stored event with what a reader needs to place it.
+struct LoggedEvent {
+    QueueEvent event{};
+    std::string bugID{};
+};
+
 /// Where the program tells people what moves. Implementations are used on one executor.
 class ProgressBoard {
   public:
@@ -27,8 +39,35 @@ class ProgressBoard {
     /// Something to tell that belongs to no bug's line.
     virtual void note(const std::string& sentence) = 0;
 
+    /// Something that holds until it is told otherwise (an empty sentence): the backend does not answer, say.
+    /// `topic` names it.
+    virtual void condition(const std::string& topic, const std::string& sentence) {
+        std::string& told = conditions_[topic];
+        if (told != sentence && !sentence.empty()) {
+            note(sentence);
+        }
+        told = sentence;
+    }
+
+    /// The bug has left the queue; nothing more is shown of it.
+    virtual void gone(const std::string&) {}
+
+    /// An event of an item's history, as it was stored.
+    virtual void event(const LoggedEvent&) {}
+
+    /// A note, unless it has been told already.
+    void noteOnce(const std::string& sentence) {
+        if (noted_.insert(sentence).second) {
+            note(sentence);
+        }
+    }
+
     /// No more changes; what is on the screen stays.
     virtual void close() {}
+
+  private:
+    std::set<std::string> noted_;
+    std::map<std::string, std::string> conditions_;
 };
 
 }  // namespace quernlight::host

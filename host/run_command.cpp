@@ -2,6 +2,7 @@
 
 #include <iostream>
 
+#include "host/backend_address.hpp"
 #include "host/dispatch_home.hpp"
 #include "host/dispatch_program.hpp"
 #include "host/dry_run.hpp"
@@ -13,30 +14,24 @@
 namespace quernlight::host {
 namespace {
 
-Url backendURL(const std::string& text) {
-    const auto url = Url::parse(text);
-    if (!url || (url->scheme() != "http" && url->scheme() != "https") || url->host().empty()) {
-        throw UserError("The backend \"" + text + "\" is no address; give one like https://bugs.example.");
-    }
-    return *url;
+std::optional<Url> givenBackend(const RunOptions& options) {
+    return options.backend ? std::optional(parseBackendAddress(*options.backend)) : std::nullopt;
 }
 
-DispatcherSettings dispatcherSettings(const RunOptions& options) {
-    return {.maxSessions = options.maxSessions, .once = options.once};
-}
-
-int tellDryRun(const RunOptions& options, const Url& backend, const std::string& token) {
+int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, const std::string& token) {
     boost::asio::io_context io;
-    const QuernlightClient client(backend, token, std::make_shared<HttpSession>());
-    const bool interrupted = runUnlessInterrupted(
-        io, dryRun(locateDispatchHome(options.home), client, dispatcherSettings(options), std::cout));
-    return interrupted ? 130 : 0;
+    DryRun dry{.home = locateDispatchHome(options.home),
+               .backend = backend,
+               .token = token,
+               .settings = options.settings};
+    return runUnlessInterrupted(io, dryRun(std::move(dry), std::cout)) ? 130 : 0;
 }
 
 }  // namespace
 
 int runCommand(const RunOptions& options) {
-    const Url backend = backendURL(options.backend);
+    checkOverrides(options.settings);
+    const auto backend = givenBackend(options);
     const std::string token = readToken(options.tokenFile);
     if (options.dryRun) {
         return tellDryRun(options, backend, token);
@@ -44,15 +39,15 @@ int runCommand(const RunOptions& options) {
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
     boost::asio::io_context io;
-    const auto board = boardForStandardOutput(io.get_executor());
+    const auto board =
+        boardForStandardOutput(io.get_executor(), options.logJson ? LogFormat::jsonLines : LogFormat::text);
     const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
                                    .backend = backend,
                                    .adminToken = token,
                                    .environment = currentEnvironmentMap(),
-                                   .dispatcher = dispatcherSettings(options)};
-    program.sessions.timeouts = {.idleTimeoutSeconds = options.idleTimeoutSeconds,
-                                 .postExitCommentGraceSeconds = options.exitGraceSeconds};
+                                   .settings = options.settings,
+                                   .dispatcher = {.once = options.once}};
     int signals = 0;
     runWithSignals(io, dispatchBugs(std::move(program), *board, stopButton), [&](int count) {
         signals = count;

@@ -1,18 +1,18 @@
 #pragma once
 
 #include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 
 namespace quernlight::host {
 
 struct RunOptions {
-    std::string backend;
+    std::optional<std::string> backend;  ///< absent: the setting
     std::filesystem::path tokenFile;
     std::optional<std::filesystem::path> home;
-    int maxSessions = 2;
-    double idleTimeoutSeconds = 1800;
-    double exitGraceSeconds = 120;
+    std::map<std::string, std::string> settings;  ///< key to text, above what is stored
+    bool logJson = false;
     bool once = false;
     bool dryRun = false;
 };

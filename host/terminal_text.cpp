@@ -53,4 +53,19 @@ std::string fitted(std::string_view text, std::size_t width) {
     return shown + std::string(width - used, ' ');
 }
 
+std::string withoutControls(std::string_view text) {
+    std::string line;
+    bool blankIsDue = false;
+    for (const char32_t scalar : unicodeScalars(text)) {
+        if (isControl(scalar)) {
+            blankIsDue = true;
+            continue;
+        }
+        line += blankIsDue && !line.empty() ? " " : "";
+        blankIsDue = false;
+        appendUtf8(line, scalar);
+    }
+    return line;
+}
+
 }  // namespace quernlight::host

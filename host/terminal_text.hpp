@@ -13,4 +13,7 @@ std::size_t displayWidth(std::string_view text);
 /// are left out, so that a title from outside cannot move the cursor.
 std::string fitted(std::string_view text, std::size_t width);
 
+/// The text on one line: runs of control characters, line ends among them, become one blank.
+std::string withoutControls(std::string_view text);
+
 }  // namespace quernlight::host

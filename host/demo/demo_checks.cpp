@@ -6,6 +6,7 @@
 
 #include <boost/json/parse.hpp>
 
+#include "host/item_event.hpp"
 #include "quernlight/git/git_runner.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/text.hpp"
@@ -28,10 +29,13 @@ std::string textOf(const Row& row, const std::string& column) {
     return text ? *text : "";
 }
 
-std::string joined(const std::vector<Row>& rows, const std::string& column) {
+/// The kinds of the program's own events, or of the queue manager's, a blank between two.
+std::string kinds(const std::vector<Row>& events, bool own) {
     std::string texts;
-    for (const Row& row : rows) {
-        texts += (texts.empty() ? "" : " ") + textOf(row, column);
+    for (const Row& event : events) {
+        if (isOwnKind(textOf(event, "kind")) == own) {
+            texts += (texts.empty() ? "" : " ") + textOf(event, "kind");
+        }
     }
     return texts;
 }
@@ -116,7 +120,9 @@ class BugCheck {
             {item_.at("id")});
         const std::string expected = std::string("enqueued startingCodex running codexSessionStored ") +
                                      (asked() ? "awaitingUserInput" : "codexCompleted completed");
-        expect(joined(events, "kind") == expected, "its events are: " + joined(events, "kind") + ".");
+        expect(kinds(events, false) == expected, "its events are: " + kinds(events, false) + ".");
+        expect(kinds(events, true) == "worktreeReady agentStarted typing typed agentExited",
+               "the session's own events are: " + kinds(events, true) + ".");
     }
 
     void checkAttempt() {

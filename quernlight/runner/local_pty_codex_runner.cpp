@@ -3,11 +3,11 @@
 #include <exception>
 #include <utility>
 
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "quernlight/platform/spawn_logged.hpp"
 #include "quernlight/runner/initial_prompt_send_plan.hpp"
 #include "quernlight/runner/prompt_readiness_monitor.hpp"
 #include "quernlight/runner/runner_error.hpp"
@@ -42,26 +42,58 @@ std::shared_ptr<PTYProcess> processOf(const std::weak_ptr<SessionRegistry>& regi
     return live ? live->process(sessionID) : throw RunnerError::missingSession(sessionID);
 }
 
-Task<void> typeInitialInput(std::weak_ptr<SessionRegistry> registry,
-                            std::shared_ptr<PromptReadinessMonitor> monitor, Uuid sessionID,
-                            std::string initialInput) {
-    co_await monitor->waitUntilReady(readinessPollInterval);
-    monitor.reset();
+/// One session's initial input, as its typist knows it.
+struct InitialInput {
+    Uuid sessionID;
+    std::string text;
+    std::shared_ptr<PromptReadinessMonitor> monitor;
+    std::weak_ptr<SessionRegistry> registry;
+    InitialInputObserver* observer;
+};
+
+Task<void> typeWhenReady(InitialInput input) {
+    co_await input.monitor->waitUntilReady(readinessPollInterval);
+    input.monitor.reset();
+    if (input.observer) {
+        co_await input.observer->aboutToType(input.sessionID);
+    }
     asio::steady_timer rest(co_await asio::this_coro::executor);
-    const auto chunks = InitialPromptSendPlan::chunks(initialInput);
+    const auto chunks = InitialPromptSendPlan::chunks(input.text);
     for (std::size_t index = 0; index < chunks.size(); ++index) {
         if (index > 0) {
             rest.expires_after(InitialPromptSendPlan::pauseBetweenChunks);
             co_await rest.async_wait(asio::use_awaitable);
         }
-        const auto process = processOf(registry, sessionID);
+        const auto process = processOf(input.registry, input.sessionID);
         co_await process->write(chunks[index]);
+    }
+}
+
+/// A failure is nobody's but the observer's: the session goes on, or has said by `exited` that it does not.
+Task<void> typeInitialInput(InitialInput input) {
+    InitialInputObserver* const observer = input.observer;
+    const Uuid sessionID = input.sessionID;
+    std::string trouble;
+    try {
+        co_await typeWhenReady(std::move(input));
+    } catch (const std::exception& error) {
+        trouble = error.what();
+    }
+    if (observer && trouble.empty()) {
+        observer->typed(sessionID);
+    } else if (observer) {
+        observer->gaveUp(sessionID, std::move(trouble));
     }
 }
 
 }  // namespace
 
-LocalPTYCodexRunner::LocalPTYCodexRunner() : registry_(std::make_shared<SessionRegistry>()) {}
+LocalPTYCodexRunner::LocalPTYCodexRunner() : LocalPTYCodexRunner(nullptr) {}
+
+LocalPTYCodexRunner::LocalPTYCodexRunner(InitialInputObserver& observer) : LocalPTYCodexRunner(&observer) {}
+
+LocalPTYCodexRunner::LocalPTYCodexRunner(InitialInputObserver* observer)
+    : observer_(observer), registry_(std::make_shared<SessionRegistry>()) {}
 
 LocalPTYCodexRunner::~LocalPTYCodexRunner() {
     readerQueue_.stop();
@@ -82,11 +114,12 @@ Task<StartSessionResponse> LocalPTYCodexRunner::startSession(StartSessionRequest
     const StartSessionResponse response = process->start();
     registry_->add(sessionID, std::move(process));
     if (!initialInput.empty()) {
-        asio::co_spawn(readerQueue_, typeInitialInput(registry_, std::move(monitor), sessionID, initialInput),
-                       [](const std::exception_ptr&) {
-                           // A session that ended before its prompt was typed has already said so by
-                           // `exited`.
-                       });
+        if (observer_) {
+            observer_->waiting(sessionID);
+        }
+        InitialInput input{sessionID, initialInput, std::move(monitor), registry_, observer_};
+        spawnLogged(readerQueue_.get_executor(), "typing an initial input",
+                    typeInitialInput(std::move(input)));
     }
     co_return response;
 }

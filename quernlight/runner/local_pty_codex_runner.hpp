@@ -7,6 +7,7 @@
 #include <boost/asio/thread_pool.hpp>
 
 #include "quernlight/runner/codex_runner.hpp"
+#include "quernlight/runner/initial_input_observer.hpp"
 
 namespace quernlight {
 
@@ -19,6 +20,10 @@ class SessionRegistry;
 class LocalPTYCodexRunner final : public CodexRunner {
   public:
     LocalPTYCodexRunner();
+
+    /// The observer is told of every session's initial input; it outlives the runner.
+    explicit LocalPTYCodexRunner(InitialInputObserver& observer);
+
     LocalPTYCodexRunner(const LocalPTYCodexRunner&) = delete;
     LocalPTYCodexRunner& operator=(const LocalPTYCodexRunner&) = delete;
     ~LocalPTYCodexRunner() override;
@@ -31,6 +36,9 @@ class LocalPTYCodexRunner final : public CodexRunner {
     EventStream<RunnerEvent> events(Uuid sessionID) override;
 
   private:
+    explicit LocalPTYCodexRunner(InitialInputObserver* observer);
+
+    InitialInputObserver* const observer_;       // null: nobody wants to know
     std::shared_ptr<SessionRegistry> registry_;  // tasks and terminals on the reader queue hold it weakly
     boost::asio::thread_pool readerQueue_{1};    // after the registry, so that it ends before it
 };

@@ -1,4 +1,4 @@
-#include "host/agent_environment.hpp"
+#include "host/session/agent_environment.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

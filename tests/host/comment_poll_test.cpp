@@ -1,4 +1,4 @@
-#include "host/comment_poll.hpp"
+#include "host/session/comment_poll.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,11 +29,10 @@ class CommentPollTest : public testing::Test {
                createdAt + R"("})";
     }
     void begin() {
-        const QuernlightClient client(*Url::parse(server.address()), "token",
-                                      std::make_shared<HttpSession>());
         poll = std::make_unique<ChildTask>(
             io.get_executor(), "polling",
-            pollComments(client, state, std::chrono::milliseconds(4), mailbox.continuation()));
+            pollComments({.client = client, .budget = budget, .health = health, .settings = settings}, state,
+                         mailbox.continuation()));
     }
     void end() {
         if (poll) {
@@ -46,8 +45,21 @@ class CommentPollTest : public testing::Test {
         return std::get<News>(test::runTask(io, mailbox.next()).value());
     }
 
+    /// Polls until the backend's health has been told so often.
+    std::vector<std::string> healthAfter(std::size_t changes) {
+        while (told.size() < changes) {
+            io.run_one_for(std::chrono::milliseconds(10));
+        }
+        return told;
+    }
+
     test::RecordingServer server;
     boost::asio::io_context io;
+    QuernlightClient client{*Url::parse(server.address()), "token", std::make_shared<HttpSession>()};
+    RequestBudget budget{1000, 1000};
+    std::vector<std::string> told;  // of the backend's health
+    BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
+    Settings settings{.pollCommentsSeconds = 0.004};
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
                               .queueItemID = randomUuid(),
@@ -73,7 +85,17 @@ TEST_F(CommentPollTest, CommentsThatWereSeenBeforeAreNoNews) {
     fails(503);
     begin();
     next<CommentsChanged>();
-    EXPECT_THAT(next<BackendHealthChanged>().trouble, HasSubstr("503"));
+    EXPECT_THAT(healthAfter(1).front(), HasSubstr("503"));
+    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(std::chrono::steady_clock::now())));
+}
+
+TEST_F(CommentPollTest, ACompletionIsNewsAlsoWhenAnotherCommentOfTheSameMomentWasSeenBefore) {
+    const std::string note = comment("working", "2026-03-04T05:06:07Z");
+    answers(note);
+    answers(note + "," + comment("in_review", "2026-03-04T05:06:07Z"));
+    begin();
+    EXPECT_FALSE(next<CommentsChanged>().detection);
+    EXPECT_TRUE(next<CommentsChanged>().detection);
 }
 
 TEST_F(CommentPollTest, ABackendThatFailsIsToldOnceAndSoIsItsRecovery) {
@@ -83,9 +105,19 @@ TEST_F(CommentPollTest, ABackendThatFailsIsToldOnceAndSoIsItsRecovery) {
     server.answer({.fault = test::ScriptedAnswer::Fault::noAnswer});
     answers(comment("in_review", "2026-03-04T05:06:07Z"));
     begin();
-    EXPECT_THAT(next<BackendHealthChanged>().trouble, HasSubstr("503"));
-    EXPECT_EQ(next<BackendHealthChanged>().trouble, "");
     EXPECT_TRUE(next<CommentsChanged>().detection);
+    ASSERT_EQ(told.size(), 2U);
+    EXPECT_THAT(told[0], HasSubstr("503"));
+    EXPECT_EQ(told[1], "");
+}
+
+TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQuarterAway) {
+    using std::chrono::milliseconds;
+    EXPECT_EQ(pauseBeforePoll(milliseconds(5000), 0, 0), milliseconds(5000));
+    EXPECT_EQ(pauseBeforePoll(milliseconds(5000), 2, 0), milliseconds(20000));
+    EXPECT_EQ(pauseBeforePoll(milliseconds(5000), 20, 0), milliseconds(60000));
+    EXPECT_EQ(pauseBeforePoll(milliseconds(90000), 3, 0), milliseconds(90000));
+    EXPECT_EQ(pauseBeforePoll(milliseconds(4000), 0, 1), milliseconds(3000));
 }
 
 TEST_F(CommentPollTest, CancellingEndsItAlsoWhileTheBackendIsSilent) {

@@ -35,7 +35,7 @@ TEST_F(DemoCommandTest, ThreeBugsTravelTheWholeRoadAndNothingStaysBehind) {
 
 TEST_F(DemoCommandTest, ControlCLeavesNoProcessAndNoFile) {
     const auto program = start({"demo"});
-    ASSERT_TRUE(program->says("  working")) << program->errorText();
+    ASSERT_TRUE(program->says("  typed: ")) << program->errorText();
     program->signal(SIGINT);
     EXPECT_EQ(program->exitCode(), 130) << program->output() << program->errorText();
     EXPECT_THAT(processesLeft(), IsEmpty());

@@ -1,8 +1,11 @@
 #include "tests/host/dispatch_fixture.hpp"
 
+#include <sstream>
+
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "host/item_event.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/support/temporary_directory.hpp"
 
@@ -120,6 +123,17 @@ std::string DispatchFixture::attempt(const std::string& bugID, const std::string
 }
 
 std::string DispatchFixture::events(const std::string& bugID) {
+    std::istringstream kinds(history(bugID));
+    std::string text;
+    for (std::string kind; kinds >> kind;) {
+        if (!host::isOwnKind(kind)) {
+            text += (text.empty() ? "" : " ") + kind;
+        }
+    }
+    return text;
+}
+
+std::string DispatchFixture::history(const std::string& bugID) {
     return cell(
         "SELECT group_concat(kind, ' ') FROM (SELECT kind FROM queue_events WHERE queue_item_id ="
         " (SELECT id FROM queue_items WHERE bug_id = ?) ORDER BY created_at, rowid)",

@@ -63,7 +63,8 @@ class DispatchFixture : public testing::Test {
     std::string item(const std::string& bugID, const std::string& column);
     /// Of the latest attempt.
     std::string attempt(const std::string& bugID, const std::string& column);
-    std::string events(const std::string& bugID);  ///< their kinds, a blank between two
+    std::string events(const std::string& bugID);   ///< the manager's kinds, a blank between two
+    std::string history(const std::string& bugID);  ///< all kinds, a blank between two
     pid_t agent(const std::string& bugID) { return static_cast<pid_t>(std::stol(attempt(bugID, "pid"))); }
 
     /// What the backend says of a bug.

@@ -27,7 +27,8 @@ class LiveBoardTest : public testing::Test {
     }
 
     void show(const std::string& bugID, const std::string& stage, bool finished = false) {
-        board_->show({.bugID = bugID, .title = "Title", .stage = stage, .finished = finished});
+        board_->show(
+            {.bugID = bugID, .appName = "Shop", .title = "Title", .stage = stage, .finished = finished});
     }
 
     std::string drawn() {
@@ -50,12 +51,12 @@ TEST_F(LiveBoardTest, ABugHasOneLineThatTellsItsStageBySign) {
     show("3f2a9c10", "in review", true);
     const std::string picture = drawn();
     EXPECT_THAT(picture, HasSubstr("✓"));
-    EXPECT_THAT(picture, HasSubstr("3f2a9c10  Title"));
+    EXPECT_THAT(picture, HasSubstr("3f2a9c10  Shop"));
     EXPECT_THAT(picture, Not(HasSubstr("working")));
 }
 
 TEST_F(LiveBoardTest, WhatDoesNotFitTheScreenIsCountedAndWhatIsUnderWayIsKept) {
-    open(5);
+    open(6);
     for (const char* bugID : {"11111111", "22222222", "33333333", "44444444"}) {
         show(bugID, "queued");
     }
@@ -65,6 +66,48 @@ TEST_F(LiveBoardTest, WhatDoesNotFitTheScreenIsCountedAndWhatIsUnderWayIsKept) {
     EXPECT_THAT(picture, HasSubstr("11111111"));
     EXPECT_THAT(picture, Not(HasSubstr("44444444")));
     EXPECT_THAT(picture, HasSubstr("and 2 more"));
+}
+
+TEST_F(LiveBoardTest, TheLastLineSumsUpAndSaysWhatAPersonHasToLookAt) {
+    open(24);
+    show("11111111", "working");
+    show("22222222", "queued");
+    show("33333333", "in review", true);
+    show("44444444", "failed", true);
+    show("55555555", "waits for the user", true);
+    EXPECT_THAT(drawn(), HasSubstr("1 under way, 1 queued, 1 in review; 2 for a person to look at"));
+}
+
+TEST_F(LiveBoardTest, AConditionStandsThereUntilItIsOver) {
+    open(24);
+    show("11111111", "working");
+    board_->condition("memory", "No memory.");
+    board_->condition("backend", "No backend.");
+    board_->condition("memory", "");
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, HasSubstr("! No backend."));
+    EXPECT_THAT(picture, HasSubstr("the backend does not answer"));
+    EXPECT_THAT(picture, Not(HasSubstr("No memory.")));
+}
+
+TEST_F(LiveBoardTest, ABugThatHasLeftTheQueueIsNoLongerShown) {
+    open(24);
+    show("11111111", "in review", true);
+    show("22222222", "working");
+    board_->gone("11111111");
+    EXPECT_THAT(drawn(), Not(HasSubstr("11111111")));
+}
+
+TEST_F(LiveBoardTest, NoLineIsWiderThanTheTerminalAndATitleMovesNoCursor) {
+    open(24);
+    board_->show({.bugID = "11111111",
+                  .appName = std::string(300, 'a'),
+                  .title = "T\x1b[2J" + std::string(300, 't'),
+                  .stage = std::string(300, 's')});
+    board_->condition("memory", std::string(300, 'm'));
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, Not(HasSubstr("\x1b[2J")));
+    EXPECT_THAT(picture, Not(HasSubstr(std::string(80, 'm'))));
 }
 
 }  // namespace

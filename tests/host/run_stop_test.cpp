@@ -23,7 +23,7 @@ class RunStopTest : public test::DispatchFixture {
         mapApp();
         startBackend();
         program = start(runWith());
-        ASSERT_TRUE(program->says("3f2a9c1d  working")) << program->output() << program->errorText();
+        ASSERT_TRUE(program->says("3f2a9c1d  typed: ")) << program->output() << program->errorText();
     }
 
     std::unique_ptr<test::DispatchProcess> program;
@@ -60,7 +60,8 @@ TEST_F(RunStopTest, AfterAKillTheAgentEndsAndTheNextRunCompletesTheBug) {
     agentDoesAsToldAgain();
     const auto next = runOnce();
     EXPECT_EQ(next.exitCode, 0) << next.error;
-    EXPECT_THAT(next.output, HasSubstr("1 session was interrupted when the dispatcher last ended; settled."));
+    EXPECT_THAT(next.output,
+                HasSubstr("1 session was interrupted when the dispatcher last ended; settling."));
     EXPECT_EQ(status("3f2a9c1d"), "completed");
     EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "2");
 }

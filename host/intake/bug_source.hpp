@@ -1,0 +1,36 @@
+#pragma once
+
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/dispatch_store.hpp"
+#include "host/settings/settings.hpp"
+#include "quernlight/backend/quernlight_client.hpp"
+
+namespace quernlight::host {
+
+/// The backend gave no usable list; the next time it may.
+class BackendUnavailable : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Throws UserError when the backend refuses the token, since no waiting mends that, and BackendUnavailable
+/// otherwise. `limit` is the number of bugs asked for per status.
+Task<std::vector<QLBugSummaryDTO>> fetchListedBugs(QuernlightClient client, int limit);
+
+/// The short ids of every bug that the queue holds, finished ones included, and of those that were retired.
+Task<std::set<std::string>> knownBugIDs(DispatchStore store);
+
+/// How many new bugs may still be taken today (UTC).
+Task<int> roomForNewBugs(DispatchStore store, Settings settings);
+
+/// What to tell when a status returned as many bugs as were asked for.
+std::string describeCut(const std::string& status, int limit);
+
+/// What to tell when a day's share of new bugs is used up.
+std::string describeLeftForLater(int bugs, int perDay);
+
+}  // namespace quernlight::host

@@ -1,0 +1,107 @@
+#include "host/intake/intake.hpp"
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "host/intake/bug_source.hpp"
+#include "host/item_event.hpp"
+#include "quernlight/platform/bug_id.hpp"
+
+namespace quernlight::host {
+
+Intake::Intake(SessionServices& services, IntakeScope scope, int limit, BusyTest isBusy)
+    : services_(services), scope_(scope), limit_(limit), isBusy_(std::move(isBusy)) {}
+
+Task<void> Intake::takeIn() {
+    const std::vector<QLBugSummaryDTO> listed = co_await fetchListedBugs(services_.client, limit_);
+    services_.health.answered();
+    if (services_.settings.intakeEnabled) {
+        co_await takeNewBugs(listed);
+    }
+    co_await takeFollowUps(listed);
+}
+
+Task<void> Intake::takeNewBugs(std::vector<QLBugSummaryDTO> listed) {
+    const auto known = co_await knownBugIDs(services_.store);
+    const int room = co_await roomForNewBugs(services_.store, services_.settings);
+    const IntakeRules rules{.scope = scope_, .limit = limit_, .room = room};
+    const IntakeChoice choice = chooseIntake(listed, known, rules);
+    tellWhatIsLeftOut(choice);
+    for (const QLBugSummaryDTO& bug : choice.newBugs) {
+        co_await enqueue(bug);
+    }
+}
+
+void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
+    for (const std::string& status : choice.cutStatuses) {
+        services_.board.noteOnce(describeCut(status, limit_));
+    }
+    for (const std::string& bugID : choice.unusableBugIDs) {
+        services_.board.noteOnce("A bug is left out because its id cannot name a branch: \"" + bugID + "\".");
+    }
+    services_.board.condition(
+        "intake", choice.leftForLater == 0
+                      ? ""
+                      : describeLeftForLater(choice.leftForLater, services_.settings.intakePerDay));
+}
+
+Task<void> Intake::enqueue(QLBugSummaryDTO bug) {
+    const BugQueueItem item = co_await services_.manager.enqueue(bug, QueueMode::automatic);
+    services_.board.show(waitingProgress(item));
+}
+
+Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
+    for (const QLBugSummaryDTO& bug : listed) {
+        const std::string bugID = BugID::normalized(bug.id);
+        const Footprint footprint{bug.commentCount, bug.updatedAt};
+        const auto read = readComments_.find(bugID);
+        if (read != readComments_.end() && read->second == footprint) {
+            continue;
+        }
+        const auto item = co_await services_.store.items.item(bugID);
+        const bool isDone = item && (item->status == QueueItemStatus::completed ||
+                                     item->status == QueueItemStatus::awaitingUserInput);
+        if (isDone && !isBusy_(item->id) && co_await followUp(bug, *item)) {
+            readComments_[bugID] = footprint;
+        }
+    }
+}
+
+/// Whether the comments could be read.
+Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
+    std::vector<QLCommentDTO> comments;
+    try {
+        boost::asio::steady_timer turn(co_await boost::asio::this_coro::executor);
+        turn.expires_at(services_.commentRequests.reserve(std::chrono::steady_clock::now()));
+        co_await turn.async_wait(boost::asio::use_awaitable);
+        comments = co_await services_.client.fetchComments(item.bugID);
+    } catch (const boost::system::system_error& error) {
+        if (error.code() == boost::asio::error::operation_aborted) {
+            throw;
+        }
+        co_return false;
+    } catch (const std::exception& error) {
+        services_.health.failed(error.what());
+        co_return false;
+    }
+    if (wantsFollowUp(item.status, item.completedAt, comments) && !isBusy_(item.id)) {
+        co_await queueAgain(std::move(bug), std::move(item));
+    }
+    co_return true;
+}
+
+/// The manager chooses the flow: what is in review, or has a pull request, is followed up.
+Task<void> Intake::queueAgain(QLBugSummaryDTO bug, BugQueueItem item) {
+    const BugQueueItem queued = co_await services_.manager.enqueue(bug, item.queueMode);
+    const bool wasInReview = item.status == QueueItemStatus::completed;
+    ItemEvent event{.itemID = item.id,
+                    .kind = event_kind::followUpWanted,
+                    .message = wasInReview ? "A user has commented on the work in review."
+                                           : "A user has answered the agent."};
+    co_await tell(services_.store, std::move(event));
+    services_.board.show(waitingProgress(queued));
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+
+#include "host/intake/intake_choice.hpp"
+#include "host/session/session_services.hpp"
+
+namespace quernlight::host {
+
+/// Brings the backend's bugs into the queue, and finished ones back whose users have answered. Used on the
+/// dispatcher's executor, one round at a time.
+class Intake {
+  public:
+    /// Whether an item must be left alone now.
+    using BusyTest = std::function<bool(const Uuid& itemID)>;
+
+    /// `limit`: bugs asked for per status.
+    Intake(SessionServices& services, IntakeScope scope, int limit, BusyTest isBusy);
+
+    /// One round. Throws UserError when the backend refuses the token, BackendUnavailable when it gives no
+    /// usable list, DatabaseError.
+    Task<void> takeIn();
+
+  private:
+    Task<void> takeNewBugs(std::vector<QLBugSummaryDTO> listed);
+    void tellWhatIsLeftOut(const IntakeChoice& choice);
+    Task<void> enqueue(QLBugSummaryDTO bug);
+    Task<void> takeFollowUps(std::vector<QLBugSummaryDTO> listed);
+    Task<bool> followUp(QLBugSummaryDTO bug, BugQueueItem item);
+    Task<void> queueAgain(QLBugSummaryDTO bug, BugQueueItem item);
+
+    /// What the backend's list says of a bug; its comments are read again only when that has changed.
+    using Footprint = std::pair<std::int64_t, Instant>;
+
+    SessionServices& services_;
+    const IntakeScope scope_;
+    const int limit_;
+    const BusyTest isBusy_;
+    std::map<std::string, Footprint> readComments_;  // by bug id
+};
+
+}  // namespace quernlight::host

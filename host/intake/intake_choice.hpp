@@ -1,0 +1,44 @@
+#pragma once
+
+#include <set>
+#include <string>
+#include <vector>
+
+#include "quernlight/backend/records.hpp"
+#include "quernlight/queue/queue_item_status.hpp"
+
+namespace quernlight::host {
+
+/// Which of the backend's bugs are taken in.
+enum class IntakeScope {
+    openBugs,      ///< those nobody works on yet
+    dispatchBugs,  ///< also those under investigation or in review
+};
+
+/// What bounds an intake.
+struct IntakeRules {
+    IntakeScope scope = IntakeScope::openBugs;
+    int limit = 200;  ///< bugs that were asked for per status
+    int room = 20;    ///< new bugs that may be taken now
+};
+
+/// What of the backend's list goes into the queue.
+struct IntakeChoice {
+    std::vector<QLBugSummaryDTO> newBugs{};  ///< those the queue does not know, oldest first
+    std::vector<std::string> cutStatuses{};  ///< those of which the backend may hold more than was asked for
+    std::vector<std::string> unusableBugIDs{};  ///< bugs whose id cannot name a branch and a directory
+    int leftForLater = 0;                       ///< new bugs for which there was no room
+};
+
+/// `fetched` in any order; `knownBugIDs` in short form. Of bugs that were created at the same moment the one
+/// with the lesser id comes first.
+IntakeChoice chooseIntake(const std::vector<QLBugSummaryDTO>& fetched,
+                          const std::set<std::string>& knownBugIDs, const IntakeRules& rules);
+
+/// Whether a bug that was worked on wants to be worked on again: it is in review, or its agent asked the
+/// user, and a person has commented since the agent last did. `completedAt` stands in where no comment of the
+/// agent is left.
+bool wantsFollowUp(QueueItemStatus status, const std::optional<Instant>& completedAt,
+                   const std::vector<QLCommentDTO>& comments);
+
+}  // namespace quernlight::host

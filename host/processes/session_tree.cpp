@@ -1,0 +1,127 @@
+#include "host/processes/session_tree.hpp"
+
+#include <algorithm>
+#include <csignal>
+#include <set>
+
+#include <unistd.h>
+
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::steady_clock;
+
+bool isRemembered(const ProcessEntry& process, const std::vector<ProcessEntry>& remembered) {
+    return std::any_of(remembered.begin(), remembered.end(),
+                       [&](const ProcessEntry& known) { return isSameProcess(known, process); });
+}
+
+/// A leader's pid cannot be used again while its session has members, so the pid alone tells the session.
+bool isLedByRemembered(const ProcessEntry& process, const std::vector<ProcessEntry>& remembered) {
+    return process.session > 0 &&
+           std::any_of(remembered.begin(), remembered.end(),
+                       [&](const ProcessEntry& known) { return known.pid == process.session; });
+}
+
+/// Adds the pids of all descendants; parents may stand anywhere in the table.
+void addDescendants(const std::vector<ProcessEntry>& table, std::set<pid_t>& pids) {
+    for (bool grew = true; grew;) {
+        grew = false;
+        for (const ProcessEntry& process : table) {
+            grew |= pids.contains(process.parent) && pids.insert(process.pid).second;
+        }
+    }
+}
+
+}  // namespace
+
+SessionMark markOf(const Uuid& sessionID) {
+    return {.name = "QUERNLIGHT_DISPATCH_SESSION", .value = upperCaseText(sessionID)};
+}
+
+std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
+                                         const std::vector<ProcessEntry>& remembered,
+                                         const std::function<bool(const ProcessEntry&)>& carriesMark,
+                                         pid_t self) {
+    std::set<pid_t> pids;
+    for (const ProcessEntry& process : table) {
+        if (isRemembered(process, remembered) || isLedByRemembered(process, remembered) ||
+            carriesMark(process)) {
+            pids.insert(process.pid);
+        }
+    }
+    addDescendants(table, pids);
+    std::vector<ProcessEntry> members;
+    std::copy_if(table.begin(), table.end(), std::back_inserter(members), [&](const ProcessEntry& process) {
+        return pids.contains(process.pid) && !process.isZombie && process.pid != self;
+    });
+    return members;
+}
+
+SessionTree::SessionTree(const Uuid& sessionID) : assignment_(markOf(sessionID).assignment()) {}
+
+void SessionTree::remember(const ProcessEntry& leader) {
+    leader_ = leader.pid;
+    remembered_.push_back(leader);
+}
+
+void SessionTree::look() {
+    const auto unmarked = [](const ProcessEntry&) { return false; };
+    for (ProcessEntry& process : sessionMembers(processTable(), remembered_, unmarked, getpid())) {
+        if (!isRemembered(process, remembered_)) {
+            remembered_.push_back(std::move(process));
+        }
+    }
+}
+
+std::vector<ProcessEntry> SessionTree::alive() const {
+    const auto marked = [this](const ProcessEntry& process) {
+        return !process.isZombie && startedWith(process.pid, assignment_);
+    };
+    return sessionMembers(processTable(), remembered_, marked, getpid());
+}
+
+Task<std::vector<ProcessEntry>> SessionTree::end(std::chrono::milliseconds grace,
+                                                 std::chrono::milliseconds patience) {
+    std::vector<ProcessEntry> living = co_await signalUntilGone(SIGTERM, grace);
+    if (!living.empty()) {
+        living = co_await signalUntilGone(SIGKILL, patience);
+    }
+    reapOrphans();
+    co_return living;
+}
+
+/// Again and again, because what is asked to end may have started something in between.
+Task<std::vector<ProcessEntry>> SessionTree::signalUntilGone(int signal, std::chrono::milliseconds patience) {
+    constexpr std::chrono::milliseconds pause{20};
+    const auto deadline = steady_clock::now() + patience;
+    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
+    std::vector<ProcessEntry> living = alive();
+    while (!living.empty() && steady_clock::now() < deadline) {
+        for (const ProcessEntry& process : living) {
+            signalProcess(process, signal);
+            if (!isRemembered(process, remembered_)) {
+                remembered_.push_back(process);
+            }
+        }
+        timer.expires_after(pause);
+        co_await timer.async_wait(boost::asio::use_awaitable);
+        living = alive();
+    }
+    co_return living;
+}
+
+void SessionTree::reapOrphans() const {
+    for (const ProcessEntry& process : processTable()) {
+        const bool ours = isRemembered(process, remembered_) || isLedByRemembered(process, remembered_);
+        if (process.isZombie && process.parent == getpid() && process.pid != leader_ && ours) {
+            reapChild(process.pid);
+        }
+    }
+}
+
+}  // namespace quernlight::host

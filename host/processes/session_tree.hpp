@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "quernlight/platform/process_table.hpp"
+#include "quernlight/platform/task.hpp"
+#include "quernlight/platform/uuid.hpp"
+
+namespace quernlight::host {
+
+/// What the agent of a session is started with ("NAME=ID"), so that all its descendants are known by it,
+/// whatever process group or parent they have chosen.
+struct SessionMark {
+    std::string name;
+    std::string value;
+
+    std::string assignment() const { return name + "=" + value; }
+};
+
+SessionMark markOf(const Uuid& sessionID);
+
+/// The processes that belong to a session, out of all: those in `remembered` that are still the same, those
+/// in whose session (setsid(2)) one of `remembered` leads, those that carry the mark, and the descendants of
+/// all of these. Without zombies and without `self`.
+std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
+                                         const std::vector<ProcessEntry>& remembered,
+                                         const std::function<bool(const ProcessEntry&)>& carriesMark,
+                                         pid_t self);
+
+/// All processes of one agent session, the agent's own one, its children, and those that left its group or
+/// whose parent has gone. Used on one executor.
+class SessionTree {
+  public:
+    explicit SessionTree(const Uuid& sessionID);
+
+    /// The agent's own process, which leads a terminal session of its own.
+    void remember(const ProcessEntry& leader);
+
+    /// Remembers who is descended from whom now: a descendant that drops its environment and then loses its
+    /// parent can be recognised later only if it was seen before. Reads the process table once.
+    void look();
+
+    /// What lives, as of now. Reads every process's environment.
+    std::vector<ProcessEntry> alive() const;
+
+    /// Ends what lives: asked to terminate, and after `grace` killed, until nothing lives or `patience` is
+    /// over as well. Returns what is left. Descendants that this process has adopted are reaped by their
+    /// pids; the agent's own process is left to whoever started it.
+    Task<std::vector<ProcessEntry>> end(std::chrono::milliseconds grace, std::chrono::milliseconds patience);
+
+  private:
+    Task<std::vector<ProcessEntry>> signalUntilGone(int signal, std::chrono::milliseconds patience);
+    void reapOrphans() const;
+
+    std::string assignment_;
+    pid_t leader_ = -1;
+    std::vector<ProcessEntry> remembered_;
+};
+
+}  // namespace quernlight::host

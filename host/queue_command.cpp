@@ -1,0 +1,147 @@
+#include "host/queue_command.hpp"
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+
+#include "host/dispatch_home.hpp"
+#include "host/dispatch_store.hpp"
+#include "host/event_loop.hpp"
+#include "host/home_lock.hpp"
+#include "host/item_event.hpp"
+#include "host/terminal_text.hpp"
+#include "host/user_error.hpp"
+#include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/storage/file_locations.hpp"
+
+namespace quernlight::host {
+namespace {
+
+bool needsPerson(const BugQueueItem& item) {
+    return item.status == QueueItemStatus::failed || item.status == QueueItemStatus::awaitingUserInput ||
+           item.status == QueueItemStatus::waitingForMapping;
+}
+
+std::string describe(const BugQueueItem& item) {
+    const std::string queue = item.queueMode == QueueMode::manual ? " (manual)" : "";
+    return fitted(item.bugID, 8) + "  " + fitted(item.appName, 12) + "  " +
+           fitted(std::string(rawValue(item.status)) + queue, 20) + "  " +
+           withoutControls(item.errorMessage.value_or(item.title));
+}
+
+Task<void> list(std::filesystem::path home) {
+    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
+    auto items = co_await store.items.items(wholeQueue);
+    std::stable_partition(items.begin(), items.end(), needsPerson);
+    for (const BugQueueItem& item : items) {
+        std::cout << describe(item) << "\n";
+    }
+    if (items.empty()) {
+        std::cout << "The queue is empty; bugs come in with: quernlight-dispatch run\n";
+    }
+    std::cout.flush();
+}
+
+Task<BugQueueItem> itemOf(DispatchStore store, std::string bugID) {
+    const auto item = co_await store.items.item(std::string_view(bugID));
+    if (!item) {
+        throw UserError("Bug " + bugID + " is not in the queue; see: quernlight-dispatch queue list");
+    }
+    co_return *item;
+}
+
+Task<void> show(DispatchStore store, BugQueueItem item) {
+    std::cout << describe(item) << "\n" << item.bugURL.text() << "\n";
+    for (const QueueEvent& event : co_await store.items.events(item.id)) {
+        std::cout << "  " << formatInstant(event.createdAt) << "  " << std::left << std::setw(18)
+                  << event.kind << " " << withoutControls(event.message) << "\n";
+    }
+    if (const auto attempt = co_await store.attempts.latestAttempt(item.id)) {
+        std::cout << "Attempt " << attempt->attemptNumber << ", transcript: " << attempt->transcriptTextPath
+                  << "\n";
+    }
+    std::cout.flush();
+}
+
+[[noreturn]] void refuse(const BugQueueItem& item, const std::string& why) {
+    throw UserError("Bug " + item.bugID + " is " + std::string(rawValue(item.status)) + ": " + why);
+}
+
+Task<void> requestStart(DispatchStore store, BugQueueItem item) {
+    if (item.queueMode != QueueMode::manual || isTerminal(item.status) || isReorderLocked(item.status)) {
+        refuse(item,
+               "only bugs that wait in the manual queue are started by hand; put it there with: "
+               "quernlight-dispatch queue hold " +
+                   item.bugID);
+    }
+    ItemEvent event{
+        .itemID = item.id, .kind = event_kind::startRequested, .message = "A person has asked for a start."};
+    co_await tell(store, std::move(event));
+}
+
+/// Items in a live status belong to a session that the next start settles first.
+void requireNotLive(const BugQueueItem& item) {
+    if (isReorderLocked(item.status)) {
+        refuse(item, "its session has to be settled first; start the dispatcher once.");
+    }
+}
+
+Task<void> change(DispatchStore store, BugQueueItem item, QueueAction action) {
+    QueueManager manager(store.items, store.mappings, Url());
+    requireNotLive(item);
+    switch (action) {
+        case QueueAction::next:
+            co_return co_await manager.queueNext(item.id);
+        case QueueAction::cancel:
+            co_return co_await manager.cancel(item.id);
+        case QueueAction::retry:
+            co_await manager.retry(item.id, item.goalFlow, std::nullopt);
+            co_return;
+        case QueueAction::moveToManual:
+            co_await manager.move(item.id, QueueMode::manual, std::nullopt);
+            co_return;
+        case QueueAction::moveToAuto:
+            co_await manager.move(item.id, QueueMode::automatic, std::nullopt);
+            co_return;
+        default:
+            co_return;
+    }
+}
+
+Task<void> act(QueueItemOptions options) {
+    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(*options.home));
+    BugQueueItem item = co_await itemOf(store, options.bugID);
+    if (options.action == QueueAction::show) {
+        co_return co_await show(store, std::move(item));
+    }
+    if (options.action == QueueAction::start) {
+        co_await requestStart(store, item);
+    } else {
+        co_await change(store, item, options.action);
+    }
+    const auto changed = co_await store.items.item(item.id);
+    std::cout << describe(changed.value_or(item)) << std::endl;
+}
+
+int statusOf(Task<void> work) {
+    boost::asio::io_context io;
+    return runUnlessInterrupted(io, std::move(work)) ? 130 : 0;
+}
+
+}  // namespace
+
+int queueListCommand(const std::optional<std::filesystem::path>& home) {
+    return statusOf(list(openDispatchHome(home)));
+}
+
+int queueItemCommand(const QueueItemOptions& options) {
+    QueueItemOptions located = options;
+    located.home = openDispatchHome(options.home);
+    std::optional<HomeLock> lock;
+    if (options.action != QueueAction::show) {
+        lock.emplace(*located.home);
+    }
+    return statusOf(act(std::move(located)));
+}
+
+}  // namespace quernlight::host

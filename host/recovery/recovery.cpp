@@ -1,0 +1,151 @@
+#include "host/recovery/recovery.hpp"
+
+#include "host/item_event.hpp"
+#include "host/processes/process_metadata.hpp"
+#include "host/processes/session_tree.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr std::chrono::seconds orphanGrace{2};
+constexpr std::chrono::seconds orphanPatience{5};
+
+/// The agent's process as the session that started it has recorded it.
+std::optional<ProcessEntry> recordedAgent(const std::vector<QueueEvent>& events, const Uuid& sessionID) {
+    std::optional<ProcessEntry> agent;
+    for (const QueueEvent& event : events) {
+        if (event.kind == event_kind::agentStarted && event.sessionID == sessionID) {
+            agent = parseProcessMetadata(event.metadataJSON.value_or(""));
+        }
+    }
+    return agent;
+}
+
+}  // namespace
+
+Task<std::vector<BugQueueItem>> Recovery::interruptedItems() const {
+    std::vector<BugQueueItem> interrupted;
+    for (BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
+        const auto attempt = co_await services_.store.attempts.latestAttempt(item.id);
+        if (isReorderLocked(item.status) || (attempt && isOpen(*attempt))) {
+            interrupted.push_back(std::move(item));
+        }
+    }
+    co_return interrupted;
+}
+
+Task<std::string> Recovery::settle(BugQueueItem item) const {
+    const auto attempt = co_await openAttempt(item);
+    const auto events = co_await services_.store.items.events(item.id);
+    const InterruptedItem interrupted{.status = item.status,
+                                      .errorMessage = item.errorMessage,
+                                      .hasOpenAttempt = attempt.has_value(),
+                                      .storedReport = storedReport(events, item.startedAt)};
+    if (attempt) {
+        const auto survivors = co_await endOrphans(*attempt, events);
+        if (!survivors.empty()) {
+            co_return "Process " + std::to_string(survivors.front().pid) +
+                " of its earlier session cannot be ended.";
+        }
+    }
+    RecoveryStep step = recoveryStep(interrupted, std::nullopt);
+    if (std::holds_alternative<AskBackend>(step)) {
+        std::string trouble;
+        std::optional<AgentReport> report;
+        try {
+            report = co_await askBackend(item, *attempt);
+        } catch (const std::exception& error) {
+            trouble = error.what();
+        }
+        if (!trouble.empty()) {
+            services_.health.failed(trouble);
+            co_return "The backend cannot be asked whether its interrupted session had finished.";
+        }
+        services_.health.answered();
+        step = recoveryStep(interrupted, report);
+    }
+    if (const auto* reported = std::get_if<TakeReport>(&step)) {
+        co_await take(item, attempt, reported->report);
+    } else if (const auto* closing = std::get_if<CloseAttempt>(&step)) {
+        co_await close(item, attempt, *closing);
+    }
+    co_return "";
+}
+
+/// Of a live item: the attempt of the session that it is live for. Without one no agent was started.
+Task<std::optional<SessionAttemptRecord>> Recovery::openAttempt(BugQueueItem item) const {
+    auto attempt = co_await services_.store.attempts.latestAttempt(item.id);
+    const bool isOther =
+        attempt && item.activeSessionID && attempt->completionMarker != upperCaseText(*item.activeSessionID);
+    if (attempt && (!isOpen(*attempt) || (isOther && isReorderLocked(item.status)))) {
+        attempt.reset();
+    }
+    co_return attempt;
+}
+
+Task<std::vector<ProcessEntry>> Recovery::endOrphans(SessionAttemptRecord attempt,
+                                                     std::vector<QueueEvent> events) const {
+    const auto sessionID = parseUuid(attempt.completionMarker);
+    if (!sessionID) {
+        co_return std::vector<ProcessEntry>{};
+    }
+    SessionTree tree(*sessionID);
+    const auto recorded = recordedAgent(events, *sessionID);
+    if (recorded && isSameProcess(processEntry(recorded->pid), *recorded)) {
+        tree.remember(processEntry(recorded->pid));
+    }
+    co_return co_await tree.end(orphanGrace, orphanPatience);
+}
+
+Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, SessionAttemptRecord attempt) const {
+    const auto sessionID = parseUuid(attempt.completionMarker);
+    if (!sessionID) {
+        co_return std::nullopt;
+    }
+    const CompletionPollState state{
+        .sessionID = *sessionID, .queueItemID = item.id, .bugID = item.bugID, .startedAt = attempt.startedAt};
+    const auto comments = co_await services_.client.fetchComments(item.bugID);
+    const auto found = CompletionDetector::detectOutcome(comments, state);
+    if (!found) {
+        co_return std::nullopt;
+    }
+    co_return AgentReport{
+        .commentID = found->comment.id, .createdAt = found->comment.createdAt, .outcome = found->outcome};
+}
+
+/// The item first: if this is interrupted as well, its event tells the next start of the report.
+Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
+                          AgentReport report) const {
+    const bool isLive = isReorderLocked(item.status);
+    if (isLive && report.outcome == CompletionOutcome::investigate) {
+        co_await services_.manager.markAwaitingUserInput(item.id, report.commentID);
+    } else if (isLive) {
+        if (item.status != QueueItemStatus::codexCompleted) {
+            co_await services_.manager.markCodexCompleted(item.id, report.commentID);
+        }
+        co_await services_.manager.markCompleted(item.id, report.commentID);
+    }
+    if (attempt) {
+        co_await services_.store.attempts.markCompleted(attempt->id, report.commentID, report.createdAt,
+                                                        currentInstant());
+    }
+    co_await tellRecovered(std::move(item), "The agent had reported before the dispatcher ended.");
+}
+
+Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
+                           CloseAttempt step) const {
+    if (attempt) {
+        co_await services_.store.attempts.markFailed(attempt->id, step.reason, currentInstant());
+    }
+    if (step.putBack) {
+        co_await services_.manager.markResumable(item.id);
+    }
+    co_await tellRecovered(std::move(item), step.reason);
+}
+
+Task<void> Recovery::tellRecovered(BugQueueItem item, std::string sentence) const {
+    ItemEvent event{.itemID = item.id, .kind = event_kind::recovered, .message = std::move(sentence)};
+    co_await tell(services_.store, std::move(event));
+}
+
+}  // namespace quernlight::host

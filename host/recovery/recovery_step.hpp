@@ -1,0 +1,78 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "quernlight/dispatch/completion_detector.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/queue_event.hpp"
+#include "quernlight/queue/session_attempt_record.hpp"
+
+namespace quernlight::host {
+
+/// Why an attempt failed that the dispatcher did not see to its end.
+inline constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
+
+/// A comment of the agent that ends a session.
+struct AgentReport {
+    Uuid commentID{};
+    Instant createdAt{};  ///< when it was seen, where it is no longer known when it was written
+    CompletionOutcome outcome = CompletionOutcome::completed;
+
+    bool operator==(const AgentReport&) const = default;
+};
+
+/// An item whose last session nobody saw to its end, as it is stored.
+struct InterruptedItem {
+    QueueItemStatus status = QueueItemStatus::running;
+    std::optional<std::string> errorMessage{};
+    bool hasOpenAttempt = false;                ///< one that is neither completed nor failed
+    std::optional<AgentReport> storedReport{};  ///< that the item's events name
+};
+
+/// Only the backend can tell whether the agent reported meanwhile.
+struct AskBackend {
+    bool operator==(const AskBackend&) const = default;
+};
+
+/// Attempt and item end with the report.
+struct TakeReport {
+    AgentReport report;
+
+    bool operator==(const TakeReport&) const = default;
+};
+
+/// The attempt has failed for this reason; with `putBack` the item goes back into its queue, else it stays as
+/// it is.
+struct CloseAttempt {
+    std::string reason;
+    bool putBack = false;
+
+    bool operator==(const CloseAttempt&) const = default;
+};
+
+/// Item and attempt tell the truth already.
+struct NothingToSettle {
+    bool operator==(const NothingToSettle&) const = default;
+};
+
+using RecoveryStep = std::variant<NothingToSettle, AskBackend, TakeReport, CloseAttempt>;
+
+/// What an interrupted item needs. `answer` is absent before the backend was asked; within it, the report
+/// that was found, if any. A report that was seen counts: running a finished bug again would do its work
+/// twice.
+RecoveryStep recoveryStep(const InterruptedItem& item,
+                          const std::optional<std::optional<AgentReport>>& answer);
+
+/// The report that the latest "codexCompleted", "completed" or "awaitingUserInput" event names, of those
+/// written since the item's last start (absent: it has none).
+std::optional<AgentReport> storedReport(const std::vector<QueueEvent>& events,
+                                        const std::optional<Instant>& startedAt);
+
+/// Whether the attempt's end is still to be stored.
+bool isOpen(const SessionAttemptRecord& attempt);
+
+}  // namespace quernlight::host

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <set>
+#include <string>
+
+#include "quernlight/platform/instant.hpp"
+#include "quernlight/platform/task.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/storage/database.hpp"
+
+namespace quernlight::host {
+
+/// The memory of bugs whose work was merged and whose items are gone, in a table of the program's own, so
+/// that they are never taken in again. A value that must outlive the operations awaited on it. Every
+/// operation throws DatabaseError.
+class RetiredBugs {
+  public:
+    explicit RetiredBugs(std::shared_ptr<Database> database) : database_(std::move(database)) {}
+
+    /// Makes the table where it is missing.
+    Task<void> prepare() const;
+
+    Task<void> remember(const BugQueueItem& item, Instant retiredAt) const;
+
+    /// In short form.
+    Task<std::set<std::string>> bugIDs() const;
+
+    /// How many of them were added to the queue since.
+    Task<int> countAddedSince(Instant since) const;
+
+  private:
+    std::shared_ptr<Database> database_;
+};
+
+}  // namespace quernlight::host

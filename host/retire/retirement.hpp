@@ -1,0 +1,38 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "host/session/session_services.hpp"
+
+namespace quernlight::host {
+
+/// Takes bugs whose pull request has been merged off the queue, and their worktrees off the disk once all
+/// work in them is safe. Used on the dispatcher's executor, one round at a time.
+class Retirement {
+  public:
+    using BusyTest = std::function<bool(const Uuid& itemID)>;
+
+    Retirement(SessionServices& services, BusyTest isBusy)
+        : services_(services), isBusy_(std::move(isBusy)) {}
+
+    /// One round over all bugs in review. Throws DatabaseError.
+    Task<void> retireMerged();
+
+    /// Whether the item is being retired now and must be left alone.
+    bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
+
+  private:
+    Task<void> retireIfMerged(BugQueueItem item);
+    Task<void> look(BugQueueItem item, AppMapping mapping);
+    Task<std::optional<Url>> pullRequestOf(BugQueueItem item);
+    Task<bool> removeWorktree(BugQueueItem item, AppMapping mapping);
+
+    SessionServices& services_;
+    const BusyTest isBusy_;
+    std::optional<Uuid> retiring_;
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,139 @@
+#include "host/retire/work_preserver.hpp"
+
+#include <filesystem>
+
+#include "quernlight/platform/file_manager.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr int mostPreserved = 1000;  // references of one branch
+
+/// What stopped the saving.
+struct Stopped {
+    std::string reason;
+};
+
+/// One saving; its steps throw Stopped.
+class Preserving {
+  public:
+    Preserving(WorktreeToPreserve worktree, GitRunner run)
+        : worktree_(std::move(worktree)), run_(std::move(run)) {}
+
+    Task<PreserveResult> work() {
+        co_await requireWorktree();
+        const std::string head = co_await git("rev-parse", "--verify", "HEAD^{commit}");
+        co_await git("add", "--all");
+        co_await refuseInnerRepositories();
+        const std::string tree = co_await git("write-tree");
+        const std::string headTree = co_await git("rev-parse", "--verify", "HEAD^{tree}");
+        std::string commit = head;
+        if (tree != headTree) {
+            commit = co_await commitTree(tree, head);
+        } else if (co_await isPushed(head)) {
+            co_return NothingToPreserve{};
+        }
+        const std::string reference = co_await store(commit);
+        co_return WorkPreserved{reference, commit};
+    }
+
+  private:
+    template <class... Words>
+    Task<std::string> git(Words... words) {
+        return gitIn(worktree_.worktreePath, std::vector<std::string>{std::move(words)...});
+    }
+
+    Task<std::string> gitIn(std::string directory, std::vector<std::string> arguments) {
+        const std::string command = arguments.front();
+        const GitCommandResult result = co_await tryGitIn(std::move(directory), std::move(arguments));
+        if (!result.succeeded()) {
+            throw Stopped{"git " + command + " failed: " + result.output};
+        }
+        co_return result.output;
+    }
+
+    Task<GitCommandResult> tryGitIn(std::string directory, std::vector<std::string> arguments) {
+        std::vector<std::string> complete{"-C", std::move(directory)};
+        complete.insert(complete.end(), arguments.begin(), arguments.end());
+        return run_(std::move(complete));
+    }
+
+    /// What is saved in a repository of its own would go with the directory.
+    Task<void> requireWorktree() {
+        const std::vector<std::string> commonDirectory{"rev-parse", "--path-format=absolute",
+                                                       "--git-common-dir"};
+        const std::string inWorktree = co_await gitIn(worktree_.worktreePath, commonDirectory);
+        const std::string inRepository = co_await gitIn(worktree_.repoPath, commonDirectory);
+        const std::string top = co_await git("rev-parse", "--show-toplevel");
+        std::error_code ignored;
+        if (inWorktree != inRepository ||
+            !std::filesystem::equivalent(top, worktree_.worktreePath, ignored)) {
+            throw Stopped{"it is no worktree of " + worktree_.repoPath};
+        }
+    }
+
+    /// Of a repository inside the worktree git would keep a commit's name only.
+    Task<void> refuseInnerRepositories() {
+        const std::string changes = co_await git("diff-index", "--cached", "--raw", "HEAD");
+        for (const std::string_view line : linesOf(changes)) {
+            // ":OLDMODE NEWMODE OLDID NEWID STATUS\tPATH", see git-diff-index(1)
+            if (line.size() > 14 && line.substr(8, 6) == "160000") {
+                throw Stopped{"it holds a git repository of its own at " +
+                              std::string(line.substr(line.find('\t') + 1)) + "; move that elsewhere first"};
+            }
+        }
+    }
+
+    Task<std::string> commitTree(std::string tree, std::string parent) {
+        return git("-c", "user.name=Quernlight Dispatch", "-c", "user.email=quernlight-dispatch@localhost",
+                   "commit-tree", std::move(tree), "-p", std::move(parent), "-m",
+                   "Work in progress on " + worktree_.branch);
+    }
+
+    Task<bool> isPushed(std::string commit) {
+        const std::string unpushed =
+            co_await git("rev-list", "--max-count=1", std::move(commit), "--not", "--remotes");
+        co_return unpushed.empty();
+    }
+
+    /// A reference is made, never moved, so that earlier saved work stays.
+    Task<std::string> store(std::string commit) {
+        for (int number = 1; number <= mostPreserved; ++number) {
+            const std::string reference = "refs/quernlight/preserved/" + worktree_.branch +
+                                          (number == 1 ? "" : "-" + std::to_string(number));
+            std::vector<std::string> lookUp{"rev-parse", "--verify", "--quiet", reference};
+            const GitCommandResult present = co_await tryGitIn(worktree_.repoPath, std::move(lookUp));
+            if (present.succeeded() && present.output == commit) {
+                co_return reference;
+            }
+            if (!present.succeeded()) {
+                const std::string mustNotExist(commit.size(), '0');
+                co_await git("update-ref", reference, commit, mustNotExist);
+                co_return reference;
+            }
+        }
+        throw Stopped{"there are too many references like refs/quernlight/preserved/" + worktree_.branch};
+    }
+
+    const WorktreeToPreserve worktree_;
+    const GitRunner run_;
+};
+
+}  // namespace
+
+Task<PreserveResult> preserveWork(WorktreeToPreserve worktree, GitRunner run) {
+    if (!defaultFileManager().exists(worktree.worktreePath)) {
+        co_return NothingToPreserve{};
+    }
+    const std::string path = worktree.worktreePath;
+    Preserving preserving(std::move(worktree), std::move(run));
+    try {
+        co_return co_await preserving.work();
+    } catch (const Stopped& stopped) {
+        co_return PreservingFailed{"The work in " + path +
+                                   " cannot be saved, so it stays: " + stopped.reason + "."};
+    }
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "quernlight/dispatch/codex_session_resolver.hpp"
+#include "quernlight/platform/user_directories.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/queue_event.hpp"
+
+namespace quernlight::host {
+
+/// The conversation that the agent's own records have for a run in `directory` since `startedAt`, asked for
+/// under the path given and under its physical one. Nothing while there is none, and when the records cannot
+/// be read: they appear some time after the start, and what they say wrong must never end a session. Blocks.
+std::optional<CodexSessionRecord> findConversation(const EnvironmentMap& environment,
+                                                   const std::string& directory, Instant startedAt);
+
+/// Which of its conversations the agent is told to go on with: the bug's first one (`canonical`), else the
+/// one that the item is bound to; none that the agent has said not to know, and none for an item that knows
+/// none.
+std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::optional<Uuid>& canonical,
+                                         const std::vector<QueueEvent>& events);
+
+/// The metadata of the event that says so, which `conversationToResume` reads.
+std::string unknownConversationMetadata(const Uuid& conversation);
+
+/// The agent's command line, to go on with a conversation or (none) to begin one.
+std::vector<std::string> agentCommandLine(std::vector<std::string> command,
+                                          const std::optional<Uuid>& conversation);
+
+}  // namespace quernlight::host

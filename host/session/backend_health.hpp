@@ -1,0 +1,36 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace quernlight::host {
+
+/// What is known of the backend, from everything that asks it. Tells once when it stops answering and once
+/// when it answers again, whoever notices. Used on one executor.
+class BackendHealth {
+  public:
+    /// Called with the trouble in one sentence, and with an empty text when it is over.
+    using Listener = std::function<void(const std::string& trouble)>;
+
+    explicit BackendHealth(Listener listener) : listener_(std::move(listener)) {}
+
+    void answered() { note({}); }
+    void failed(const std::string& trouble) { note(trouble); }
+
+    bool isWell() const { return trouble_.empty(); }
+    const std::string& trouble() const { return trouble_; }
+
+  private:
+    void note(const std::string& trouble) {
+        const bool changed = trouble.empty() != trouble_.empty();
+        trouble_ = trouble;
+        if (changed) {
+            listener_(trouble);
+        }
+    }
+
+    Listener listener_;
+    std::string trouble_;
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/item_event.hpp"
+#include "host/progress_board.hpp"
+#include "host/session/agent_run.hpp"
+#include "host/session/next_step.hpp"
+#include "host/session/session_services.hpp"
+#include "quernlight/dispatch/goal_context.hpp"
+#include "quernlight/git/git_worktree_preparer.hpp"
+
+namespace quernlight::host {
+
+/// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status.
+/// Owned by the dispatcher; everything runs on the dispatcher's executor.
+class BugSession {
+  public:
+    BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping);
+
+    /// The bug's road. Never leaves the agent running. What goes wrong on the way fails the item with the
+    /// reason. When its end cannot be stored that is thrown, with the item left as it is, to be settled as
+    /// after a crash.
+    Task<void> travel();
+
+    /// Ends the session soon, politely, and puts the item back to be resumed.
+    void requestStop();
+
+    const Uuid& sessionID() const { return sessionID_; }
+    const BugQueueItem& item() const { return item_; }
+
+  private:
+    Task<void> travelWhileAllIsWell();
+    Task<void> fail(std::string reason);
+
+    // The stations, in order
+    Task<void> openAttempt();
+    Task<bool> prepareWorktree();
+    Task<std::string> writeGoal();
+    Task<void> recordAttempt(std::string goal);
+    Task<bool> startAgent(std::string goal);
+    Task<NextStep> watch();
+
+    // The ways to end
+    Task<void> finish(KeepWatching);
+    Task<void> finish(WorkCompleted end);
+    Task<void> finish(UserAsked end);
+    Task<void> finish(SessionFailed end);
+    Task<void> finish(SessionInterrupted);
+    Task<void> finish(ConversationUnknown end);
+    Task<void> finish(SessionSuperseded);
+
+    Task<void> beginWatching(const StartSessionResponse& started);
+    Task<void> take(SessionNews news);
+    Task<void> noteOutput(OutputSeen output);
+    Task<void> noteTyping(const SessionNews& news);
+    Task<void> lookAround();
+    Task<void> noteConversation();
+    Task<void> stopAgent();
+    Task<void> settleAgent();
+    Task<void> noteLeftovers();
+    Task<std::optional<Url>> pullRequestURL();
+    Task<GitCommandResult> runGitUntilStopped(std::vector<std::string> arguments);
+    template <class Result>
+    Task<Result> untilStopped(Task<Result> work);
+    Task<void> tellEvent(const char* kind, std::string message, std::optional<std::string> metadata = {});
+    Task<void> ifPossible(Task<void> write);
+    SessionAttemptRecord newAttempt(std::int64_t number) const;
+    PrepareBugRequest worktreeRequest() const;
+    GoalContext goalContext(std::optional<Url> prURL) const;
+    StartSessionRequest startRequest(std::string goal) const;
+    EnvironmentMap environmentOfAgent() const;
+    CompletionPollState pollState() const;
+    SessionTimeoutSettings timeouts() const;
+    StopLadder ladder() const;
+    void show(std::string stage, std::string detail = {});
+    void showEnd(std::string stage, std::string detail = {});
+
+    SessionServices& services_;
+    const BugQueueItem item_;
+    const AppMapping mapping_;
+    const Uuid sessionID_ = randomUuid();
+    AgentRun agent_;
+    SessionAttemptRecord attempt_;
+    BugProgress progress_;
+    WatchedSession watched_;
+    boost::asio::cancellation_signal stopped_;
+    std::optional<Instant> lastOutputStoredAt_;
+    std::chrono::steady_clock::time_point nextLook_{};
+    bool attemptRecorded_ = false;
+    bool agentSettled_ = true;  ///< from its start on only once its end is stored and nothing of it is left
+    bool conversationKnown_ = false;
+    bool goalTypedWhole_ = false;
+    std::unique_ptr<ChildTask> commentPoll_;
+};
+
+}  // namespace quernlight::host

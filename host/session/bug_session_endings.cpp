@@ -1,0 +1,137 @@
+#include <sstream>
+
+#include "host/recovery/recovery.hpp"
+#include "host/session/agent_conversations.hpp"
+#include "host/session/bug_session.hpp"
+
+namespace quernlight::host {
+namespace {
+
+std::string pidsOf(const std::vector<ProcessEntry>& processes) {
+    std::ostringstream text;
+    for (const ProcessEntry& process : processes) {
+        text << (text.tellp() > 0 ? ", " : "") << process.pid;
+    }
+    return text.str();
+}
+
+}  // namespace
+
+Task<void> BugSession::finish(KeepWatching) {
+    co_return;
+}
+
+/// The comment has been seen: from here on the item ends completed, whatever the agent still does.
+Task<void> BugSession::finish(WorkCompleted end) {
+    show("stopping codex");
+    co_await services_.manager.markCodexCompleted(item_.id, end.comment.id);
+    co_await stopAgent();
+    co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
+                                                    currentInstant());
+    co_await services_.manager.markCompleted(item_.id, end.comment.id);
+    showEnd("in review");
+}
+
+/// The question is stored before the agent is stopped, so that a crash in between cannot run the bug again.
+Task<void> BugSession::finish(UserAsked end) {
+    show("stopping codex");
+    co_await services_.manager.markAwaitingUserInput(item_.id, end.comment.id);
+    co_await stopAgent();
+    co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
+                                                    currentInstant());
+    showEnd("waits for the user", end.comment.body);
+}
+
+Task<void> BugSession::finish(SessionFailed end) {
+    co_await fail(std::move(end.reason));
+}
+
+Task<void> BugSession::finish(SessionInterrupted) {
+    show("stopping codex");
+    co_await stopAgent();
+    co_await services_.store.attempts.markFailed(attempt_.id, interruptedReason, currentInstant());
+    co_await services_.manager.markResumable(item_.id);
+    showEnd("queued to resume");
+}
+
+/// Back into the queue; the event keeps the next attempt from asking for that conversation again.
+Task<void> BugSession::finish(ConversationUnknown end) {
+    const std::string sentence = "The agent does not know its conversation " +
+                                 lowerCaseText(end.conversation) + " any more; a fresh one is begun.";
+    co_await stopAgent();
+    co_await tellEvent(event_kind::conversationUnknown, sentence,
+                       unknownConversationMetadata(end.conversation));
+    co_await services_.store.attempts.markFailed(attempt_.id, sentence, currentInstant());
+    co_await services_.manager.markResumable(item_.id);
+    show("queued", sentence);
+}
+
+Task<void> BugSession::finish(SessionSuperseded) {
+    show("stopping codex");
+    co_await stopAgent();
+    co_await services_.store.attempts.markFailed(
+        attempt_.id, "The queue item was taken from the session while it was running.", currentInstant());
+    showEnd("taken away");
+}
+
+/// The item first: an attempt without an end tells the next start what is missing.
+Task<void> BugSession::fail(std::string reason) {
+    show("stopping codex");
+    co_await stopAgent();
+    co_await services_.manager.markFailed(item_.id, reason);
+    if (attemptRecorded_) {
+        co_await services_.store.attempts.markFailed(attempt_.id, reason, currentInstant());
+    }
+    showEnd("failed", std::move(reason));
+}
+
+Task<void> BugSession::stopAgent() {
+    services_.goalTyping.forget(sessionID_);
+    co_await agent_.stop([this] { return ladder(); });
+    if (agent_.isRunning()) {
+        services_.board.note("Bug " + item_.bugID + ": the agent (process " + std::to_string(*attempt_.pid) +
+                             ") does not end; look at it with: ps -fp " + std::to_string(*attempt_.pid));
+    }
+    co_await settleAgent();
+}
+
+StopLadder BugSession::ladder() const {
+    const StopLadder whole = stopLadder(services_.settings);
+    return watched_.stopRequested ? shrunk(whole, ladderTimeAtShutdown) : whole;
+}
+
+/// Once the agent has exited: stores that it has, and sees to it that nothing of it lives on.
+Task<void> BugSession::settleAgent() {
+    if (agentSettled_ || !agent_.exit()) {
+        co_return;
+    }
+    agentSettled_ = true;
+    const AgentExited exit = *agent_.exit();
+    co_await noteLeftovers();
+    co_await ifPossible(services_.store.attempts.markExited(attempt_.id, exit.exitCode, exit.at));
+    co_await ifPossible(tellEvent(event_kind::agentExited,
+                                  "The agent ended with code " + std::to_string(exit.exitCode) + "."));
+    if (!goalTypedWhole_) {
+        co_await ifPossible(tellEvent(event_kind::goalNotTyped,
+                                      watched_.goalTyped ? "The agent ended before all of the goal was typed."
+                                                         : "The agent ended before its goal was typed."));
+    }
+}
+
+Task<void> BugSession::noteLeftovers() {
+    const auto leftovers = agent_.leftovers();
+    const auto survivors = co_await agent_.endLeftovers();
+    if (leftovers.empty()) {
+        co_return;
+    }
+    co_await ifPossible(tellEvent(event_kind::agentLeftovers,
+                                  "The agent left processes behind; killed: " + pidsOf(leftovers) + "."));
+    if (!survivors.empty()) {
+        const std::string sentence = "Processes of the agent cannot be ended: " + pidsOf(survivors) +
+                                     ". Look at them with: ps -fp PID";
+        services_.board.note("Bug " + item_.bugID + ": " + sentence);
+        co_await ifPossible(tellEvent(event_kind::agentSurvived, sentence));
+    }
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+
+#include "host/session/backend_health.hpp"
+#include "host/session/request_budget.hpp"
+#include "host/session/session_news.hpp"
+#include "host/settings/settings.hpp"
+#include "quernlight/backend/quernlight_client.hpp"
+#include "quernlight/dispatch/completion_detector.hpp"
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight::host {
+
+/// What all comment polls of the program share.
+struct CommentPolling {
+    const QuernlightClient& client;
+    RequestBudget& budget;
+    BackendHealth& health;
+    const Settings& settings;  ///< as it is at each poll
+};
+
+/// Polls a bug's comments until it is cancelled and tells the mailbox what changed. A poll that fails ends
+/// nothing: the next one comes after a longer pause, up to a minute. Pauses vary by a quarter, so that
+/// sessions which started together do not ask together.
+Task<void> pollComments(CommentPolling polling, CompletionPollState state,
+                        SessionMailbox::Continuation mailbox);
+
+/// The pause before the next poll: `interval` doubled for every failure in a row, at most a minute (or the
+/// interval, when that is longer); `chance` from 0 to 1 takes up to a quarter of it away.
+std::chrono::milliseconds pauseBeforePoll(std::chrono::milliseconds interval, int failures, double chance);
+
+}  // namespace quernlight::host

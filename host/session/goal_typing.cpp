@@ -1,0 +1,67 @@
+#include "host/session/goal_typing.hpp"
+
+#include <stdexcept>
+
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "host/item_event.hpp"
+#include "quernlight/platform/spawn_logged.hpp"
+
+namespace quernlight::host {
+
+GoalTyping::GoalTyping(boost::asio::any_io_executor executor, DispatchStore store)
+    : executor_(std::move(executor)), store_(std::move(store)), followers_(std::make_shared<Followers>()) {}
+
+void GoalTyping::follow(const Uuid& sessionID, const Uuid& itemID, SessionMailbox::Continuation mailbox) {
+    followers_->emplace(sessionID, Followed{itemID, std::move(mailbox)});
+}
+
+void GoalTyping::forget(const Uuid& sessionID) {
+    followers_->erase(sessionID);
+}
+
+void GoalTyping::waiting(Uuid) {}  // the session's own stage says so
+
+Task<void> GoalTyping::aboutToType(Uuid sessionID) {
+    co_await boost::asio::co_spawn(executor_, storeTyping(followers_, store_, sessionID),
+                                   boost::asio::use_awaitable);
+}
+
+void GoalTyping::typed(Uuid sessionID) {
+    spawnLogged(executor_, "noting a typed goal", pass(followers_, sessionID, GoalTyped{}));
+}
+
+void GoalTyping::gaveUp(Uuid sessionID, std::string reason) {
+    spawnLogged(executor_, "noting a goal that was not typed",
+                pass(followers_, sessionID, GoalNotTyped{std::move(reason)}));
+}
+
+/// Without the event nothing is typed: what cannot be stored could be done twice.
+Task<void> GoalTyping::storeTyping(std::shared_ptr<Followers> followers, DispatchStore store,
+                                   Uuid sessionID) {
+    auto followed = followers->find(sessionID);
+    if (followed == followers->end()) {
+        throw std::runtime_error("The session is ending.");
+    }
+    ItemEvent event{.itemID = followed->second.itemID,
+                    .kind = event_kind::typing,
+                    .message = "Typing the goal.",
+                    .sessionID = sessionID};
+    co_await tell(store, std::move(event));
+    followed = followers->find(sessionID);
+    if (followed == followers->end()) {
+        throw std::runtime_error("The session is ending.");
+    }
+    followed->second.mailbox.deliver(GoalTypingBegins{});
+}
+
+Task<void> GoalTyping::pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionNews news) {
+    const auto followed = followers->find(sessionID);
+    if (followed != followers->end()) {
+        followed->second.mailbox.deliver(std::move(news));
+    }
+    co_return;
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include <boost/asio/any_io_executor.hpp>
+
+#include "host/dispatch_store.hpp"
+#include "host/session/session_news.hpp"
+#include "quernlight/runner/initial_input_observer.hpp"
+
+namespace quernlight::host {
+
+/// Stands between the runner's typist and the sessions: stores that a goal is about to be typed before its
+/// first key is, so that a restart can tell, and passes the news on to the session's mailbox. The sessions'
+/// side is used on the executor given, the observer's side by the runner on its own thread.
+class GoalTyping final : public InitialInputObserver {
+  public:
+    GoalTyping(boost::asio::any_io_executor executor, DispatchStore store);
+
+    /// From now on the session's news go to the mailbox and its events to the item. Before startSession.
+    void follow(const Uuid& sessionID, const Uuid& itemID, SessionMailbox::Continuation mailbox);
+
+    /// A goal that is not yet being typed will not be.
+    void forget(const Uuid& sessionID);
+
+    void waiting(Uuid sessionID) override;
+    Task<void> aboutToType(Uuid sessionID) override;
+    void typed(Uuid sessionID) override;
+    void gaveUp(Uuid sessionID, std::string reason) override;
+
+  private:
+    struct Followed {
+        Uuid itemID;
+        SessionMailbox::Continuation mailbox;
+    };
+    using Followers = std::map<Uuid, Followed>;
+
+    static Task<void> storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Uuid sessionID);
+    static Task<void> pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionNews news);
+
+    const boost::asio::any_io_executor executor_;
+    const DispatchStore store_;
+    const std::shared_ptr<Followers> followers_;  // what is under way on the executor may outlive this
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,83 @@
+#include "host/session/next_step.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "quernlight/platform/signal_name.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+NextStep stepAfter(const CompletionDetection& detection) {
+    if (detection.outcome == CompletionOutcome::completed) {
+        return WorkCompleted{detection.comment};
+    }
+    return UserAsked{detection.comment};
+}
+
+bool crashed(const SessionTimeoutState& activity) {
+    return activity.exitedAt && activity.exitCode.value_or(0) != 0;
+}
+
+/// A crash has its comment behind it if it has one at all, so it gets the same grace as a clean exit.
+bool crashedBeyondGrace(const SessionTimeoutState& activity, Instant now, double graceSeconds) {
+    return crashed(activity) && secondsOf(now - *activity.exitedAt) > graceSeconds;
+}
+
+/// Before the goal was typed there was no work that could be done twice.
+bool refusedToResume(const WatchedSession& session) {
+    return session.resumes && !session.goalTyped && crashed(session.activity) &&
+           deniesConversation(session.lastWords, *session.resumes);
+}
+
+bool anyIn(std::string_view text, const auto& phrases) {
+    return std::any_of(phrases.begin(), phrases.end(),
+                       [&](std::string_view phrase) { return text.find(phrase) != text.npos; });
+}
+
+}  // namespace
+
+NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeoutSettings& settings) {
+    if (session.superseded) {
+        return SessionSuperseded{};
+    }
+    if (session.detection) {
+        return stepAfter(*session.detection);
+    }
+    if (session.stopRequested) {
+        return SessionInterrupted{};
+    }
+    if (refusedToResume(session)) {
+        return ConversationUnknown{*session.resumes};
+    }
+    if (crashedBeyondGrace(session.activity, now, settings.postExitCommentGraceSeconds)) {
+        return SessionFailed{describeUncleanExit(*session.activity.exitCode)};
+    }
+    if (!session.goalTrouble.empty() && !session.activity.exitedAt) {
+        return SessionFailed{"The goal could not be typed: " + session.goalTrouble};
+    }
+    if (const auto timeout = SessionTimeoutEvaluator::decision(now, session.activity, settings)) {
+        return SessionFailed{std::string(failureReason(*timeout))};
+    }
+    return KeepWatching{};
+}
+
+std::string describeUncleanExit(int exitCode) {
+    if (exitCode > 128) {
+        return "Codex was ended by " + signalName(exitCode - 128) + " without posting a completion comment.";
+    }
+    return "Codex exited with code " + std::to_string(exitCode) + " without posting a completion comment.";
+}
+
+bool deniesConversation(const std::string& lastWords, const Uuid& conversation) {
+    static constexpr std::array<std::string_view, 3> nouns{"session", "conversation", "thread"};
+    static constexpr std::array<std::string_view, 6> denials{"not found",      "no saved",       "no such",
+                                                             "does not exist", "could not find", "unknown"};
+    const std::string words = lowercased(lastWords);
+    const bool named = words.find(lowerCaseText(conversation)) != std::string::npos;
+    return named || (anyIn(words, nouns) && anyIn(words, denials));
+}
+
+}  // namespace quernlight::host

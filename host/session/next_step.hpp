@@ -1,0 +1,71 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <variant>
+
+#include "quernlight/dispatch/completion_detector.hpp"
+#include "quernlight/platform/instant.hpp"
+#include "quernlight/platform/uuid.hpp"
+#include "quernlight/runner/session_timeouts.hpp"
+
+namespace quernlight::host {
+
+/// What is known of a session that is being watched.
+struct WatchedSession {
+    SessionTimeoutState activity{};
+    std::optional<CompletionDetection> detection{};
+    std::optional<Uuid> resumes{};  ///< the agent's conversation that it was told to go on with
+    bool goalTyped = false;         ///< at least its first key
+    std::string goalTrouble{};      ///< why the goal will not be typed; empty while it may be
+    std::string lastWords{};        ///< the end of what the agent wrote, readable text
+    bool stopRequested = false;
+    bool superseded = false;  ///< the queue item is no longer this session's
+};
+
+/// It may go on.
+struct KeepWatching {};
+
+/// The agent's comment says that the work is in review.
+struct WorkCompleted {
+    QLCommentDTO comment;
+};
+
+/// The agent's comment asks the user something.
+struct UserAsked {
+    QLCommentDTO comment;
+};
+
+/// A rule ended the session, for the reason given.
+struct SessionFailed {
+    std::string reason;
+};
+
+/// The dispatcher is stopping; the session is to be resumed later.
+struct SessionInterrupted {};
+
+/// The agent does not know the conversation; the bug is to be worked on in a fresh one.
+struct ConversationUnknown {
+    Uuid conversation;
+};
+
+/// Somebody took the item away (cancelled it, say): the agent is stopped and nothing is reported.
+struct SessionSuperseded {};
+
+using NextStep = std::variant<KeepWatching, WorkCompleted, UserAsked, SessionFailed, SessionInterrupted,
+                              ConversationUnknown, SessionSuperseded>;
+
+/// What to do with the session now. Reports of a session that lost its item count for nothing; then a
+/// completion comment counts above all, and a wish to stop above the rules that fail a session, since an
+/// interrupted session loses nothing.
+NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeoutSettings& settings);
+
+/// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's
+/// name.
+std::string describeUncleanExit(int exitCode);
+
+/// Whether an agent's last words say that it has no such conversation: they name its id, or speak of a
+/// session that is not there.
+bool deniesConversation(const std::string& lastWords, const Uuid& conversation);
+
+}  // namespace quernlight::host

@@ -1,0 +1,213 @@
+#include "host/settings/setting_descriptions.hpp"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <system_error>
+
+#include "host/settings/word_list.hpp"
+#include "host/user_error.hpp"
+#include "quernlight/platform/text.hpp"
+#include "quernlight/platform/url.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using enum TakesEffect;
+
+constexpr double week = 7 * 24 * 3600;
+
+const std::array descriptions{
+    SettingDescription{"backend.url", &Settings::backendURL, "", 0, 0, atTheNextStart,
+                       "Address of the bug backend, http or https."},
+    SettingDescription{"sessions.max", &Settings::maxSessions, "", 1, 64, atOnce,
+                       "Agents at work at the same time."},
+    SettingDescription{"sessions.memory_floor_mib", &Settings::memoryFloorMiB, "MiB", 0, 1 << 20, atOnce,
+                       "No session starts while less memory than this is available."},
+    SettingDescription{"sessions.idle_timeout_seconds", &Settings::idleTimeoutSeconds, "s", 1, week, atOnce,
+                       "A session without output or a new comment for longer than this fails."},
+    SettingDescription{"sessions.post_exit_grace_seconds", &Settings::postExitGraceSeconds, "s", 0, week,
+                       atOnce, "How long after the agent's exit its completion comment may still come."},
+    SettingDescription{"intake.enabled", &Settings::intakeEnabled, "", 0, 0, atOnce,
+                       "Whether new bugs are taken from the backend."},
+    SettingDescription{"intake.per_day", &Settings::intakePerDay, "bugs", 0, 100000, atOnce,
+                       "New bugs taken in a day (UTC) at most."},
+    SettingDescription{"poll.comments_seconds", &Settings::pollCommentsSeconds, "s", 0.1, 3600, atOnce,
+                       "Pause between two looks at the comments of a bug that is worked on."},
+    SettingDescription{"poll.bugs_seconds", &Settings::pollBugsSeconds, "s", 0.1, 24 * 3600, atOnce,
+                       "Pause between two looks at the backend's bugs."},
+    SettingDescription{"poll.merge_seconds", &Settings::pollMergeSeconds, "s", 0.1, 24 * 3600, atOnce,
+                       "Pause between two looks at whether work in review has been merged."},
+    SettingDescription{"agent.command", &Settings::agentCommand, "", 1, 64, withTheNextSession,
+                       "The agent's program and arguments, never run through a shell; words with blanks in "
+                       "double quotes."},
+    SettingDescription{"agent.environment", &Settings::agentEnvironment, "", 0, 256, withTheNextSession,
+                       "Names of environment variables that the agent gets besides the usual ones."},
+    SettingDescription{"terminal.columns", &Settings::terminalColumns, "characters", 20, 65535,
+                       withTheNextSession, "Width of the agent's terminal."},
+    SettingDescription{"terminal.rows", &Settings::terminalRows, "lines", 5, 65535, withTheNextSession,
+                       "Height of the agent's terminal."},
+    SettingDescription{"retire.enabled", &Settings::retireEnabled, "", 0, 0, atOnce,
+                       "Whether bugs leave the queue, and their worktrees the disk, once their pull request "
+                       "is merged."},
+    SettingDescription{"stop.exit_seconds", &Settings::stopExitSeconds, "s", 0, 600, atOnce,
+                       "Patience after an agent was asked to exit."},
+    SettingDescription{"stop.enter_seconds", &Settings::stopEnterSeconds, "s", 0, 600, atOnce,
+                       "Patience after the Enter key that follows."},
+    SettingDescription{"stop.interrupt_seconds", &Settings::stopInterruptSeconds, "s", 0, 600, atOnce,
+                       "Patience after an interrupt."},
+    SettingDescription{"stop.terminate_seconds", &Settings::stopTerminateSeconds, "s", 0, 600, atOnce,
+                       "Patience after a request to terminate."},
+    SettingDescription{"stop.kill_seconds", &Settings::stopKillSeconds, "s", 1, 600, atOnce,
+                       "Patience after a kill, before a person is told."},
+};
+
+template <class Number>
+std::optional<Number> parseNumber(std::string_view text) {
+    Number number{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+template <class Number>
+std::optional<Number> parseInRange(std::string_view text, const SettingDescription& description) {
+    const auto number = parseNumber<Number>(text);
+    const bool inRange = number && static_cast<double>(*number) >= description.least &&
+                         static_cast<double>(*number) <= description.most;
+    return inRange ? number : std::nullopt;
+}
+
+std::optional<bool> parseFlag(std::string_view text) {
+    if (text == "true" || text == "yes" || text == "on") {
+        return true;
+    }
+    return text == "false" || text == "no" || text == "off" ? std::optional(false) : std::nullopt;
+}
+
+std::optional<std::string> parseAddress(std::string_view text) {
+    const auto url = Url::parse(std::string(text));
+    const bool usable = url && (url->scheme() == "http" || url->scheme() == "https") && !url->host().empty();
+    return usable ? std::optional(std::string(text)) : std::nullopt;
+}
+
+std::optional<std::vector<std::string>> parseWords(std::string_view text,
+                                                   const SettingDescription& description) {
+    auto words = splitWords(text);
+    const bool inRange = words && static_cast<double>(words->size()) >= description.least &&
+                         static_cast<double>(words->size()) <= description.most;
+    return inRange ? words : std::nullopt;
+}
+
+/// Reads the text as the type of the member that it is for.
+struct Reader {
+    std::string_view text;
+    const SettingDescription& description;
+
+    std::optional<std::string> operator()(std::string Settings::*) const { return parseAddress(text); }
+    std::optional<int> operator()(int Settings::*) const { return parseInRange<int>(text, description); }
+    std::optional<double> operator()(double Settings::*) const {
+        return parseInRange<double>(text, description);
+    }
+    std::optional<bool> operator()(bool Settings::*) const { return parseFlag(text); }
+    std::optional<std::vector<std::string>> operator()(std::vector<std::string> Settings::*) const {
+        return parseWords(text, description);
+    }
+};
+
+std::string numberText(double number) {
+    std::array<char, 32> text{};
+    const auto [end, error] =
+        std::to_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+    return {text.data(), end};
+}
+
+struct Writer {
+    std::string operator()(const std::string& value) const { return value; }
+    std::string operator()(int value) const { return std::to_string(value); }
+    std::string operator()(double value) const { return numberText(value); }
+    std::string operator()(bool value) const { return value ? "true" : "false"; }
+    std::string operator()(const std::vector<std::string>& value) const { return joinWords(value); }
+};
+
+std::string rangeText(const SettingDescription& description) {
+    return " from " + numberText(description.least) + " to " + numberText(description.most);
+}
+
+struct Allowed {
+    const SettingDescription& description;
+
+    std::string operator()(std::string Settings::*) const { return "an address like https://bugs.example"; }
+    std::string operator()(int Settings::*) const { return "a whole number" + rangeText(description); }
+    std::string operator()(double Settings::*) const { return "a number" + rangeText(description); }
+    std::string operator()(bool Settings::*) const { return "true or false"; }
+    std::string operator()(std::vector<std::string> Settings::*) const {
+        return description.least > 0 ? "one word or more, apart by blanks" : "words, apart by blanks";
+    }
+};
+
+/// The keys of the group before the dot, or all of them.
+std::string keysNear(std::string_view key) {
+    const std::string_view group = key.substr(0, key.find('.'));
+    std::string near;
+    std::string all;
+    for (const SettingDescription& description : descriptions) {
+        const std::string name = (all.empty() ? "" : ", ") + std::string(description.key);
+        all += name;
+        if (description.key.starts_with(std::string(group) + ".")) {
+            near += (near.empty() ? "" : ", ") + std::string(description.key);
+        }
+    }
+    return near.empty() ? all : near;
+}
+
+}  // namespace
+
+std::span<const SettingDescription> settingDescriptions() {
+    return descriptions;
+}
+
+const SettingDescription& settingDescription(std::string_view key) {
+    for (const SettingDescription& description : descriptions) {
+        if (description.key == key) {
+            return description;
+        }
+    }
+    throw UserError("There is no setting \"" + std::string(key) + "\"; there are: " + keysNear(key) + ".");
+}
+
+void assignSetting(Settings& settings, const SettingDescription& description, std::string_view text) {
+    const std::string_view value = trimmed(text);
+    std::visit(
+        [&](auto member) {
+            auto parsed = Reader{value, description}(member);
+            if (!parsed) {
+                throw UserError(std::string(description.key) + " must be " + describeAllowed(description) +
+                                "; \"" + std::string(text) + "\" is not.");
+            }
+            settings.*member = std::move(*parsed);
+        },
+        description.member);
+}
+
+std::string settingText(const Settings& settings, const SettingDescription& description) {
+    return std::visit([&](auto member) { return Writer{}(settings.*member); }, description.member);
+}
+
+std::string describeAllowed(const SettingDescription& description) {
+    return std::visit(Allowed{description}, description.member);
+}
+
+std::string_view describe(TakesEffect takesEffect) {
+    switch (takesEffect) {
+        case atOnce:
+            return "at once";
+        case withTheNextSession:
+            return "with the next session";
+        case atTheNextStart:
+            break;
+    }
+    return "at the next start";
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <vector>
+
+#include "quernlight/queue/queue_event.hpp"
+
+namespace quernlight::host {
+
+/// Whether a person has asked for a start that has not been made yet: after the last "startRequested" event
+/// of the item's history (oldest first) no session was begun.
+bool startIsRequested(const std::vector<QueueEvent>& events);
+
+}  // namespace quernlight::host

@@ -1,0 +1,86 @@
+#include "quernlight/git/repository_reference.hpp"
+
+#include <charconv>
+#include <system_error>
+#include <vector>
+
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight {
+namespace {
+
+std::string withoutPrefix(std::string text, std::string_view prefix) {
+    return text.starts_with(prefix) ? text.substr(prefix.size()) : text;
+}
+
+std::string withoutSuffix(std::string text, std::string_view suffix) {
+    return text.ends_with(suffix) ? text.substr(0, text.size() - suffix.size()) : text;
+}
+
+std::vector<std::string_view> nonEmptyPieces(std::string_view path) {
+    std::vector<std::string_view> pieces;
+    while (!path.empty()) {
+        const auto end = path.find('/');
+        if (const auto piece = path.substr(0, end); !piece.empty()) {
+            pieces.push_back(piece);
+        }
+        path = end == path.npos ? std::string_view() : path.substr(end + 1);
+    }
+    return pieces;
+}
+
+std::optional<RepositoryReference> parseScpStyle(std::string_view address) {
+    const auto at = address.find('@');
+    const auto colon = at == address.npos ? at : address.find(':', at + 1);
+    if (colon == address.npos) {
+        return std::nullopt;
+    }
+    const std::string_view host = address.substr(at + 1, colon - at - 1);
+    const auto pieces = nonEmptyPieces(address.substr(colon + 1));
+    const bool hasNames = !host.empty() && host.find('/') == host.npos && pieces.size() >= 2;
+    return hasNames ? std::optional(normalisedReference(host, pieces[0], pieces[1])) : std::nullopt;
+}
+
+/// A decimal integer with an optional sign, of at least 1.
+std::optional<int> parsePullRequestNumber(std::string_view text) {
+    if (text.starts_with('+') && !text.starts_with("+-")) {
+        text.remove_prefix(1);
+    }
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    const bool isWhole = error == std::errc() && end == text.data() + text.size();
+    return isWhole && number >= 1 ? std::optional(number) : std::nullopt;
+}
+
+}  // namespace
+
+RepositoryReference normalisedReference(std::string_view host, std::string_view owner,
+                                        std::string_view repo) {
+    return {.host = withoutPrefix(lowercased(host), "www."),
+            .owner = lowercased(owner),
+            .repo = withoutSuffix(lowercased(repo), ".git")};
+}
+
+std::optional<RepositoryReference> parseRemoteAddress(std::string_view address) {
+    const auto url = Url::parse(address);
+    if (!url || url->host().empty()) {
+        return parseScpStyle(address);
+    }
+    const auto segments = url->pathSegments();
+    return segments.size() < 2 ? std::nullopt
+                               : std::optional(normalisedReference(url->host(), segments[0], segments[1]));
+}
+
+std::optional<PullRequestReference> parsePullRequestURL(const Url& url) {
+    const auto segments = url.pathSegments();
+    if (url.host().empty() || segments.size() < 4 || segments[2] != "pull") {
+        return std::nullopt;
+    }
+    const auto number = parsePullRequestNumber(segments[3]);
+    if (!number) {
+        return std::nullopt;
+    }
+    return PullRequestReference{normalisedReference(url.host(), segments[0], segments[1]), *number};
+}
+
+}  // namespace quernlight

@@ -1,0 +1,61 @@
+#include <algorithm>
+#include <fstream>
+#include <limits>
+#include <string>
+
+#include "quernlight/platform/available_memory.hpp"
+
+namespace quernlight {
+namespace {
+
+/// "MemAvailable" of proc_meminfo(5), in KiB there.
+std::optional<std::uint64_t> availableOnTheMachine() {
+    std::ifstream file("/proc/meminfo");
+    std::string name;
+    std::uint64_t kibibytes = 0;
+    for (std::string unit; file >> name >> kibibytes; std::getline(file, unit)) {
+        if (name == "MemAvailable:") {
+            return kibibytes * 1024;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::uint64_t> numberIn(const char* path) {
+    std::ifstream file(path);
+    std::uint64_t number = 0;
+    return file >> number ? std::optional(number) : std::nullopt;
+}
+
+/// The inactive file pages of memory.stat are given back before anything fails (cgroup-v2's documentation).
+std::uint64_t reclaimableInGroup() {
+    std::ifstream file("/sys/fs/cgroup/memory.stat");
+    std::string name;
+    for (std::uint64_t bytes = 0; file >> name >> bytes;) {
+        if (name == "inactive_file") {
+            return bytes;
+        }
+    }
+    return 0;
+}
+
+/// Nothing when the group has no limit ("max").
+std::optional<std::uint64_t> availableInGroup() {
+    const auto limit = numberIn("/sys/fs/cgroup/memory.max");
+    const auto used = numberIn("/sys/fs/cgroup/memory.current");
+    if (!limit || !used) {
+        return std::nullopt;
+    }
+    const std::uint64_t firmlyUsed = *used - std::min(*used, reclaimableInGroup());
+    return *limit - std::min(*limit, firmlyUsed);
+}
+
+}  // namespace
+
+std::optional<std::uint64_t> availableMemory() {
+    const auto machine = availableOnTheMachine();
+    const auto group = availableInGroup();
+    return machine && group ? std::min(machine, group) : machine;
+}
+
+}  // namespace quernlight

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace quernlight {
+
+/// One process as the kernel describes it at one moment.
+struct ProcessEntry {
+    pid_t pid = -1;
+    pid_t parent = -1;
+    pid_t session = -1;     ///< the session leader's pid; -1 where the system does not tell
+    std::string birth{};    ///< when it was started, in the system's own terms; with the pid it names this
+                            ///< process and no later one that gets the same pid, also after a reboot
+    bool isZombie = false;  ///< it has ended and waits to be reaped
+
+    bool operator==(const ProcessEntry&) const = default;
+};
+
+/// Whether both describe the same process, not only the same pid.
+inline bool isSameProcess(const ProcessEntry& left, const ProcessEntry& right) {
+    return left.pid == right.pid && left.birth == right.birth;
+}
+
+/// The processes that this user can see, ordered by pid. A process that ends during the call may be missing.
+std::vector<ProcessEntry> processTable();
+
+/// The process of that pid; pid is -1 in the answer when there is none.
+ProcessEntry processEntry(pid_t pid);
+
+/// Whether the environment with which the process was started holds exactly `assignment` ("NAME=value").
+/// False for zombies and where the system does not let this user look.
+bool startedWith(pid_t pid, std::string_view assignment);
+
+/// Sends a signal to that very process. False when it has ended, though its pid may be in use again.
+bool signalProcess(const ProcessEntry& process, int signal);
+
+/// From now on orphaned descendants become children of this process, so that it can see them end. False where
+/// the system has no such thing (macOS); there, launchd adopts and reaps them.
+bool adoptOrphans();
+
+/// Reaps that one child if it is a zombie of this process. Never waits, never touches another child.
+void reapChild(pid_t pid);
+
+}  // namespace quernlight

@@ -1,0 +1,116 @@
+#include "quernlight/platform/process_table.hpp"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "quernlight/platform/file_descriptor.hpp"
+
+namespace quernlight {
+namespace {
+
+std::string contentOf(const std::string& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::string procFile(pid_t pid, const char* name) {
+    return "/proc/" + std::to_string(pid) + "/" + name;
+}
+
+/// Start times count from the boot, so the boot's own id belongs to them (proc_sys_kernel(5)).
+const std::string& bootID() {
+    static const std::string id = [] {
+        std::string text = contentOf("/proc/sys/kernel/random/boot_id");
+        text.erase(std::remove(text.begin(), text.end(), '\n'), text.end());
+        return text;
+    }();
+    return id;
+}
+
+/// The fields after the command's name, which is in parentheses and may itself hold blanks and parentheses
+/// (proc_pid_stat(5)): state, ppid, pgrp, session, ..., starttime as the 20th.
+ProcessEntry parseStat(pid_t pid, const std::string& stat) {
+    const auto nameEnd = stat.rfind(')');
+    if (nameEnd == std::string::npos) {
+        return {};
+    }
+    std::istringstream fields(stat.substr(nameEnd + 1));
+    ProcessEntry entry{.pid = pid};
+    char state = 0;
+    pid_t group = 0;
+    fields >> state >> entry.parent >> group >> entry.session;
+    std::string field;
+    for (int index = 5; index <= 20 && fields >> field; ++index) {
+    }
+    entry.isZombie = state == 'Z' || state == 'X';
+    entry.birth = bootID() + ":" + field;
+    return fields ? entry : ProcessEntry{};
+}
+
+pid_t pidNamed(const std::string& name) {
+    pid_t pid = -1;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
+    return error == std::errc() && end == name.data() + name.size() ? pid : -1;
+}
+
+}  // namespace
+
+ProcessEntry processEntry(pid_t pid) {
+    return parseStat(pid, contentOf(procFile(pid, "stat")));
+}
+
+std::vector<ProcessEntry> processTable() {
+    std::vector<ProcessEntry> table;
+    std::error_code ignored;
+    for (const auto& directory : std::filesystem::directory_iterator("/proc", ignored)) {
+        if (const pid_t pid = pidNamed(directory.path().filename().string()); pid > 0) {
+            if (ProcessEntry entry = processEntry(pid); entry.pid > 0) {
+                table.push_back(std::move(entry));
+            }
+        }
+    }
+    std::sort(table.begin(), table.end(),
+              [](const ProcessEntry& left, const ProcessEntry& right) { return left.pid < right.pid; });
+    return table;
+}
+
+bool startedWith(pid_t pid, std::string_view assignment) {
+    const std::string environment = contentOf(procFile(pid, "environ"));
+    std::string_view rest = environment;
+    while (!rest.empty()) {
+        const auto end = std::min(rest.find('\0'), rest.size());
+        if (rest.substr(0, end) == assignment) {
+            return true;
+        }
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return false;
+}
+
+/// The descriptor holds the process, so between looking at its birth and the signal it cannot become another.
+bool signalProcess(const ProcessEntry& process, int signal) {
+    const FileDescriptor descriptor(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
+    if (!descriptor || !isSameProcess(processEntry(process.pid), process)) {
+        return false;
+    }
+    return syscall(SYS_pidfd_send_signal, descriptor.get(), signal, nullptr, 0) == 0;
+}
+
+bool adoptOrphans() {
+    return prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0) == 0;
+}
+
+void reapChild(pid_t pid) {
+    waitpid(pid, nullptr, WNOHANG);
+}
+
+}  // namespace quernlight

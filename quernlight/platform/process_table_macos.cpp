@@ -1,0 +1,111 @@
+#include "quernlight/platform/process_table.hpp"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+
+#include <libproc.h>
+#include <sys/proc_info.h>
+#include <sys/sysctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace quernlight {
+namespace {
+
+ProcessEntry entryOf(const proc_bsdinfo& info) {
+    const auto pid = static_cast<pid_t>(info.pbi_pid);
+    return {.pid = pid,
+            .parent = static_cast<pid_t>(info.pbi_ppid),
+            .session = getsid(pid),
+            .birth = std::to_string(info.pbi_start_tvsec) + "." + std::to_string(info.pbi_start_tvusec),
+            .isZombie = info.pbi_status == SZOMB};
+}
+
+std::vector<pid_t> allPids() {
+    std::vector<pid_t> pids(static_cast<std::size_t>(std::max(proc_listallpids(nullptr, 0), 0)) + 64);
+    const int count = proc_listallpids(pids.data(), static_cast<int>(pids.size() * sizeof(pid_t)));
+    pids.resize(static_cast<std::size_t>(std::max(count, 0)));
+    return pids;
+}
+
+/// What KERN_PROCARGS2 tells: the number of arguments, the program's path, NULs, then the arguments and the
+/// environment, each closed by a NUL (sysctl(3)).
+std::string argumentsAndEnvironment(pid_t pid) {
+    int name[] = {CTL_KERN, KERN_PROCARGS2, pid};
+    std::size_t size = 0;
+    if (sysctl(name, 3, nullptr, &size, nullptr, 0) != 0) {
+        return {};
+    }
+    std::string content(size, '\0');
+    if (sysctl(name, 3, content.data(), &size, nullptr, 0) != 0) {
+        return {};
+    }
+    content.resize(size);
+    return content;
+}
+
+std::string_view takeText(std::string_view& rest) {
+    const auto end = std::min(rest.find('\0'), rest.size());
+    const std::string_view text = rest.substr(0, end);
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+    return text;
+}
+
+}  // namespace
+
+ProcessEntry processEntry(pid_t pid) {
+    proc_bsdinfo info{};
+    const int size = proc_pidinfo(pid, PROC_PIDTBSDINFO, 1, &info, sizeof info);  // 1: zombies too
+    return size == static_cast<int>(sizeof info) ? entryOf(info) : ProcessEntry{};
+}
+
+std::vector<ProcessEntry> processTable() {
+    std::vector<ProcessEntry> table;
+    for (const pid_t pid : allPids()) {
+        if (ProcessEntry entry = processEntry(pid); entry.pid > 0) {
+            table.push_back(std::move(entry));
+        }
+    }
+    std::sort(table.begin(), table.end(),
+              [](const ProcessEntry& left, const ProcessEntry& right) { return left.pid < right.pid; });
+    return table;
+}
+
+bool startedWith(pid_t pid, std::string_view assignment) {
+    const std::string content = argumentsAndEnvironment(pid);
+    if (content.size() < sizeof(std::int32_t)) {
+        return false;
+    }
+    std::int32_t arguments = 0;
+    std::memcpy(&arguments, content.data(), sizeof arguments);
+    std::string_view rest = std::string_view(content).substr(sizeof arguments);
+    takeText(rest);
+    rest.remove_prefix(std::min(rest.find_first_not_of('\0'), rest.size()));
+    for (; arguments > 0; --arguments) {
+        takeText(rest);
+    }
+    while (!rest.empty()) {
+        if (takeText(rest) == assignment) {
+            return true;
+        }
+    }
+    return false;
+}
+
+/// There is no descriptor for a process here; what can change between the look and the signal is a matter of
+/// microseconds, and pids are handed out in turn.
+bool signalProcess(const ProcessEntry& process, int signal) {
+    return isSameProcess(processEntry(process.pid), process) && kill(process.pid, signal) == 0;
+}
+
+bool adoptOrphans() {
+    return false;
+}
+
+void reapChild(pid_t pid) {
+    waitpid(pid, nullptr, WNOHANG);
+}
+
+}  // namespace quernlight

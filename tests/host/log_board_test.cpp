@@ -1,0 +1,72 @@
+#include "host/log_board.hpp"
+
+#include <boost/json/parse.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/user_error.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight::host {
+namespace {
+
+LoggedEvent running() {
+    LoggedEvent logged{.bugID = "3f2a9c1d"};
+    logged.event = {.queueItemID = *parseUuid("0F1E2D3C-4B5A-4697-8877-665544332211"),
+                    .sessionID = *parseUuid("A1B2C3D4-E5F6-4789-9ABC-DEF012345678"),
+                    .kind = "running",
+                    .message = "Codex session is running.",
+                    .createdAt = *parseInstant("2026-03-04T05:06:07.089Z")};
+    return logged;
+}
+
+TEST(LogLineTest, ALineForPeopleHasTimeBugKindSentenceAndIds) {
+    EXPECT_EQ(logLine(LogFormat::text, running()),
+              "2026-03-04T05:06:07.089Z  3f2a9c1d  running: Codex session is running."
+              "  item=0F1E2D3C-4B5A-4697-8877-665544332211 session=A1B2C3D4-E5F6-4789-9ABC-DEF012345678");
+}
+
+TEST(LogLineTest, AJsonLineHasTheSameAsMembers) {
+    const auto line = boost::json::parse(logLine(LogFormat::jsonLines, running()));
+    EXPECT_EQ(line, boost::json::parse(R"({"time":"2026-03-04T05:06:07.089Z","kind":"running",
+        "bug":"3f2a9c1d","item":"0F1E2D3C-4B5A-4697-8877-665544332211",
+        "session":"A1B2C3D4-E5F6-4789-9ABC-DEF012345678","message":"Codex session is running."})"));
+}
+
+TEST(LogLineTest, AMessageOfSeveralLinesStaysOneLineAndMovesNoCursor) {
+    LoggedEvent failed = running();
+    failed.event.message = "fatal: no\nsuch\x1b[2J\tref";
+    EXPECT_THAT(logLine(LogFormat::text, failed),
+                testing::HasSubstr("running: fatal: no such [2J ref  item="));
+    EXPECT_EQ(logLine(LogFormat::jsonLines, failed).find('\n'), std::string::npos);
+}
+
+TEST(LogBoardTest, EventsAndNotesAreLinesInTheFileAndStagesAreNot) {
+    const test::TemporaryDirectory directory;
+    const std::string file = directory / "dispatch.log";
+    LogBoard board(LogFormat::text, file);
+    board.show({.bugID = "3f2a9c1d", .stage = "working"});
+    board.event(running());
+    board.note("Stopping the sessions.");
+    EXPECT_THAT(
+        test::readFile(file),
+        testing::MatchesRegex(".*running: Codex session is running.*\n.*Z  Stopping the sessions.\n"));
+}
+
+TEST(LogBoardTest, AConditionIsToldWhenItChangesAndNotWhenItHolds) {
+    const test::TemporaryDirectory directory;
+    const std::string file = directory / "dispatch.log";
+    LogBoard board(LogFormat::text, file);
+    board.condition("memory", "Short.");
+    board.condition("memory", "Short.");
+    board.condition("memory", "");
+    board.condition("memory", "Short.");
+    EXPECT_THAT(test::readFile(file), testing::MatchesRegex(".*Z  Short.\n.*Z  Short.\n"));
+}
+
+TEST(LogBoardTest, AFileThatCannotBeWrittenIsAnErrorThatSaysWhatToDo) {
+    EXPECT_THROW(LogBoard(LogFormat::text, "/proc/none/dispatch.log"), UserError);
+}
+
+}  // namespace
+}  // namespace quernlight::host

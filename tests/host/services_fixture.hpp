@@ -1,0 +1,97 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "host/session/session_services.hpp"
+#include "quernlight/runner/local_pty_codex_runner.hpp"
+#include "tests/support/recording_server.hpp"
+#include "tests/support/run_task.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight::host::test {
+
+/// Keeps what it was told.
+class RememberingBoard final : public ProgressBoard {
+  public:
+    void show(const BugProgress& progress) override {
+        shown.push_back(progress.bugID + " " + progress.stage);
+    }
+    void note(const std::string& sentence) override { notes.push_back(sentence); }
+    void gone(const std::string& bugID) override { shown.push_back(bugID + " gone"); }
+
+    std::vector<std::string> shown;
+    std::vector<std::string> notes;
+};
+
+/// Everything that the parts of the loop borrow, over a real database and a scripted backend.
+class ServicesFixture : public testing::Test {
+  protected:
+    template <class Result>
+    Result run(Task<Result> task) {
+        return quernlight::test::runTask(io, std::move(task));
+    }
+
+    /// A bug of the app that is mapped to `repository`.
+    BugQueueItem enqueue(const std::string& bugID) {
+        run(store.mappings.upsert({.bundleID = "com.acme.shop", .appName = "Shop", .repoPath = repository}));
+        QLBugSummaryDTO bug;
+        bug.id = bugID;
+        bug.bundleID = "com.acme.shop";
+        bug.appName = "Shop";
+        bug.title = "Crash";
+        return run(manager.enqueue(bug, QueueMode::automatic));
+    }
+    BugQueueItem item(const Uuid& id) { return run(store.items.item(id)).value(); }
+    QueueItemStatus status(const Uuid& id) { return item(id).status; }
+    SessionAttemptRecord attempt(const Uuid& id) { return run(store.attempts.latestAttempt(id)).value(); }
+
+    /// The kinds of the item's events, a blank between two.
+    std::string history(const Uuid& id) {
+        std::string kinds;
+        for (const QueueEvent& event : run(store.items.events(id))) {
+            kinds += (kinds.empty() ? "" : " ") + event.kind;
+        }
+        return kinds;
+    }
+
+    /// Asio hands results over in values that can be made empty.
+    static Task<std::optional<DispatchStore>> opened(std::filesystem::path file) {
+        co_return co_await DispatchStore::open(std::move(file));
+    }
+
+    quernlight::test::TemporaryDirectory directory;
+    boost::asio::io_context io;
+    quernlight::test::RecordingServer server;
+    std::string repository = directory / "shop";
+    DispatchStore store = run(opened(directory / "queue.sqlite")).value();
+    QueueManager manager{store.items, store.mappings, *Url::parse(server.address())};
+    GoalTyping goalTyping{io.get_executor(), store};
+    LocalPTYCodexRunner runner{goalTyping};
+    BackgroundExecutor background;
+    RepositoryTurns repositories;
+    RequestBudget commentRequests{1000, 1000};
+    RememberingBoard board;
+    std::vector<std::string> healthNews;
+    BackendHealth health{[this](const std::string& trouble) { healthNews.push_back(trouble); }};
+    Settings settings;
+    SessionServices services{
+        .home = directory / "home",
+        .store = store,
+        .manager = manager,
+        .client = QuernlightClient(*Url::parse(server.address()), "token", std::make_shared<HttpSession>()),
+        .runner = runner,
+        .goalTyping = goalTyping,
+        .background = background,
+        .repositories = repositories,
+        .commentRequests = commentRequests,
+        .health = health,
+        .instructions = {},
+        .environment = {},
+        .settings = settings,
+        .board = board};
+};
+
+}  // namespace quernlight::host::test
