@@ -1,10 +1,11 @@
 # The commands of the README. `make demo` and `make test` install what is missing first.
 
 JOBS ?= $(shell nproc)
+ROUNDS ?= 400
 FORMATTER = clang-format-14
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
-.PHONY: help setup build demo test flaky clang release format check-format clean
+.PHONY: help setup build demo test flaky soak clang release format check-format clean
 
 help:
 	@echo 'make demo          set up, build, and watch three bugs travel the whole road'
@@ -12,6 +13,7 @@ help:
 	@echo 'make release       build the program into build/release/bin'
 	@echo 'make clang         build everything with clang 19, warnings as errors'
 	@echo 'make flaky         run every test ten times on a busy machine'
+	@echo 'make soak          kill and restart the dispatcher ROUNDS times (default 400) while it works'
 	@echo 'make format        format the sources; check-format only looks'
 
 setup:
@@ -34,6 +36,10 @@ test: setup build/dev/build.ninja
 flaky: setup build/dev/build.ninja
 	@cmake --build --preset dev -j $(JOBS)
 	@packaging/run-on-a-busy-machine ctest --preset dev --repeat until-fail:10
+
+soak: setup build/dev/build.ninja
+	@cmake --build --preset dev --target host_tests -j $(JOBS)
+	@SOAK_KILLS=$(ROUNDS) build/dev/tests/host_tests --gtest_filter='KillSoakTest.*'
 
 clang: setup build/clang/build.ninja
 	@cmake --build --preset clang -j $(JOBS)

@@ -186,10 +186,12 @@ std::vector<const LiveBoard::Line*> LiveBoard::linesInOrder() const {
     const auto group = [](const Line* line) {
         return isUnderWay(line->progress) ? 0 : line->progress.finished ? 2 : 1;
     };
-    std::stable_sort(ordered.begin(), ordered.end(), [&](const Line* left, const Line* right) {
-        const int leftGroup = group(left);
-        const bool bothEnded = leftGroup == 2 && group(right) == 2;
-        return bothEnded ? left->since > right->since : leftGroup < group(right);
+    std::sort(ordered.begin(), ordered.end(), [&](const Line* left, const Line* right) {
+        const bool bothEnded = group(left) == 2 && group(right) == 2;
+        if (bothEnded && left->since != right->since) {
+            return left->since > right->since;
+        }
+        return std::pair(group(left), left) < std::pair(group(right), right);
     });
     return ordered;
 }

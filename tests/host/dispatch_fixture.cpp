@@ -6,7 +6,9 @@
 #include <boost/json/serialize.hpp>
 
 #include "host/item_event.hpp"
+#include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/storage/connection.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight::test {
@@ -144,6 +146,22 @@ std::string DispatchFixture::cell(const std::string& query, const std::string& b
     Connection database(queueFile(), Connection::Access::readOnly);
     const auto rows = database.query(query, {SQLValue::text(bugID)});
     return rows.empty() ? "no such row" : asText(rows.front().begin()->second);
+}
+
+void DispatchFixture::userComments(const std::string& bugID, const std::string& body) {
+    const QuernlightClient client(*Url::parse(address_), token, std::make_shared<HttpSession>());
+    CreateCommentRequest comment{.body = body, .authorType = "user"};
+    runTask(client.createComment(bugID, std::move(comment)));
+}
+
+void DispatchFixture::backendFaults(const std::string& json) {
+    HttpSession session;
+    HttpRequest request{
+        .method = "POST",
+        .url = *Url::parse(address_ + "/standin/faults"),
+        .headers = {{"Authorization", std::string("Bearer ") + token}, {"Content-Type", "application/json"}},
+        .body = R"({"clear":true,"set":)" + json + "}"};
+    ASSERT_EQ(runTask(session.send(std::move(request))).status, 200);
 }
 
 std::string DispatchFixture::backendStatus(const std::string& bugID) {

@@ -67,6 +67,12 @@ class DispatchFixture : public testing::Test {
     std::string history(const std::string& bugID);  ///< all kinds, a blank between two
     pid_t agent(const std::string& bugID) { return static_cast<pid_t>(std::stol(attempt(bugID, "pid"))); }
 
+    /// A person comments on the bug at the backend.
+    void userComments(const std::string& bugID, const std::string& body);
+
+    /// The backend has these faults from now on, and no others: "[]" for none.
+    void backendFaults(const std::string& json);
+
     /// What the backend says of a bug.
     std::string backendStatus(const std::string& bugID);
 

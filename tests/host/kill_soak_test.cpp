@@ -1,0 +1,95 @@
+#include <csignal>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+#include <thread>
+
+#include <boost/json/parse.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/storage/connection.hpp"
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::IsEmpty;
+
+unsigned numberFrom(const char* variable, unsigned otherwise) {
+    const char* text = std::getenv(variable);
+    return text ? static_cast<unsigned>(std::stoul(text)) : otherwise;
+}
+
+/// Six bugs whose owner is killed at random moments and started again until all are finished.
+class KillSoakTest : public test::DispatchFixture {
+  protected:
+    KillSoakTest() {
+        for (const char* bugID : bugs) {
+            reportClearBug(bugID);
+        }
+    }
+
+    /// Runs for a while and is killed. Any moment may be the moment, so this is the one place that sleeps.
+    void runAndKill(std::chrono::milliseconds time) {
+        const auto program = start(runWith({"--max-sessions", "3"}));
+        std::this_thread::sleep_for(time);
+        program->signal(SIGKILL);
+        program->exitCode();
+    }
+
+    std::string cell(const std::string& sql) {
+        Connection database(queueFile(), Connection::Access::readOnly);
+        const Row row = database.query(sql, {}).at(0);
+        const SQLValue& value = row.begin()->second;
+        return value.asText() ? *value.asText() : std::to_string(value.asInteger().value_or(-1));
+    }
+
+    int reportsOf(const std::string& bugID) {
+        int reports = 0;
+        const auto state = boost::json::parse(test::readFile(repository.scratch("state.json")));
+        for (const auto& comment : state.at("comments").as_array()) {
+            reports += std::string_view(comment.at("bug_id").as_string()).starts_with(bugID) ? 1 : 0;
+        }
+        return reports;
+    }
+
+    static constexpr std::array bugs{"a0000001", "a0000002", "a0000003", "a0000004", "a0000005", "a0000006"};
+};
+
+TEST_F(KillSoakTest, NoBugIsLostNoneIsFinishedTwiceAndNoGoalIsTypedTwiceForOneAttempt) {
+    const unsigned seed = numberFrom("SOAK_SEED", std::random_device{}());
+    const unsigned kills = numberFrom("SOAK_KILLS", 40);
+    std::cout << "seed " << seed << ", " << kills << " kills (SOAK_SEED, SOAK_KILLS)" << std::endl;
+    std::mt19937 random(seed);
+    std::uniform_int_distribution<int> milliseconds(20, 4500);
+    mapApp();
+    startBackend();
+    for (unsigned kill = 0; kill < kills; ++kill) {
+        runAndKill(std::chrono::milliseconds(milliseconds(random)));
+    }
+    const auto last = runOnce({"--max-sessions", "3"});
+    EXPECT_EQ(last.exitCode, 0) << last.output << last.error;
+
+    EXPECT_EQ(cell("PRAGMA integrity_check"), "ok");
+    EXPECT_EQ(cell("SELECT COUNT(*) FROM queue_items"), "6");
+    EXPECT_EQ(cell("SELECT COUNT(*) FROM (SELECT 1 FROM queue_events WHERE kind = 'typing'"
+                   " GROUP BY session_id HAVING COUNT(*) > 1)"),
+              "0");
+    EXPECT_EQ(cell("SELECT COUNT(*) FROM session_attempts WHERE state NOT IN ('completed', 'failed')"), "0");
+    for (const std::string bugID : bugs) {
+        EXPECT_EQ(status(bugID), "completed") << bugID;
+        EXPECT_EQ(cell("SELECT COUNT(*) FROM queue_events e JOIN queue_items i ON i.id = e.queue_item_id"
+                       " WHERE e.kind = 'completed' AND i.bug_id = '" +
+                       bugID + "'"),
+                  "1");
+        EXPECT_EQ(reportsOf(bugID), 1) << bugID;
+        const auto worktree = repository.scratch("shop-worktrees/Shop-" + bugID);
+        EXPECT_EQ(repository.git(repository.bare(), {"rev-parse", "Shop-" + bugID}),
+                  repository.git(worktree, {"rev-parse", "HEAD"}));
+    }
+    EXPECT_THAT(test::processesWithEnvironment("CODEX_HOME=" + environment.at("CODEX_HOME")), IsEmpty());
+}
+
+}  // namespace
+}  // namespace quernlight

@@ -1,0 +1,282 @@
+#include <csignal>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <boost/json/parse.hpp>
+
+#include "quernlight/storage/connection.hpp"
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::eventually;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+/// The owner of a home over longer times: what it resumes, takes up again, waits for and clears away.
+class OwnerTest : public test::DispatchFixture {
+  protected:
+    void mapAndStartBackend(const std::string& bugID) {
+        reportClearBug(bugID);
+        mapApp();
+        startBackend();
+    }
+    /// The agent works on bug 3f2a9c1d for ever; then the run is interrupted.
+    void interruptWork() {
+        agentDoes("3f2a9c1d", "idle");
+        mapAndStartBackend("3f2a9c1d");
+        const auto program = start(runWith());
+        ASSERT_TRUE(program->says("3f2a9c1d  codexSessionStored: ") && program->says("3f2a9c1d  typed: "))
+            << program->output();
+        program->signal(SIGINT);
+        EXPECT_EQ(program->exitCode(), 130);
+        agentDoesAsToldAgain();
+    }
+    test::Outcome command(std::vector<std::string> words) {
+        words.insert(words.end(), {"--home", home()});
+        return dispatch(words);
+    }
+    std::string attempts(const std::string& column) {
+        Connection database(queueFile(), Connection::Access::readOnly);
+        std::string texts;
+        for (const Row& row :
+             database.query("SELECT CAST(" + column +
+                            " AS TEXT) AS cell FROM session_attempts ORDER BY attempt_number")) {
+            const std::string* text = row.at("cell").asText();
+            texts += (texts.empty() ? "" : " ") + (text ? *text : "-");
+        }
+        return texts;
+    }
+    void forgetConversations() {
+        for (const auto& entry : std::filesystem::directory_iterator(repository.scratch("codex-home"))) {
+            if (entry.path().extension() == ".sqlite") {
+                Connection(entry.path(), Connection::Access::readWrite).execute("DELETE FROM threads", {});
+            }
+        }
+    }
+    std::filesystem::path worktree() const { return repository.scratch("shop-worktrees/Shop-3f2a9c1d"); }
+    /// The pull request of the bug's branch is merged at the remote.
+    void mergeBranch() {
+        repository.git(repository.bare(), {"update-ref", "refs/heads/main", "refs/heads/Shop-3f2a9c1d"});
+    }
+};
+
+TEST_F(OwnerTest, AnInterruptedBugGoesOnInTheAgentsOwnConversation) {
+    interruptWork();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempts("attempt_number"), "1 2");
+    EXPECT_EQ(attempts("state"), "failed completed");
+    const std::string conversation = item("3f2a9c1d", "codex_session_id");
+    EXPECT_EQ(attempts("codex_session_id"), conversation + " " + conversation);
+    EXPECT_THAT(test::readFile(attempt("3f2a9c1d", "transcript_text_path")), HasSubstr("Resumed session "));
+}
+
+TEST_F(OwnerTest, AnAgentThatNoLongerKnowsItsConversationIsGivenAFreshOneOnce) {
+    interruptWork();
+    forgetConversations();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempts("state"), "failed failed completed");
+    EXPECT_THAT(outcome.output, HasSubstr("3f2a9c1d  conversationUnknown: The agent does not know its "
+                                          "conversation "));
+    EXPECT_THAT(attempt("3f2a9c1d", "codex_session_id"), Not(item("3f2a9c1d", "codex_session_id") + "x"));
+    EXPECT_THAT(history("3f2a9c1d"), HasSubstr("goalNotTyped conversationUnknown resumable"));
+}
+
+TEST_F(OwnerTest, WhatTheAgentLeavesBehindIsEndedWithIt) {
+    const auto script = repository.scratch("agent.sh");
+    test::writeFile(script, "setsid sleep 6000 & exec codex \"$@\"\n");
+    ASSERT_EQ(command({"config", "set", "agent.command", "sh " + script.string()}).exitCode, 0);
+    reportClearBug("3f2a9c1d");
+    const auto outcome = workAll();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_THAT(outcome.output, HasSubstr("agentLeftovers: The agent left processes behind; killed: "));
+    EXPECT_TRUE(test::processesWithEnvironment("QUERNLIGHT_DISPATCH_SESSION=" +
+                                               attempt("3f2a9c1d", "completion_marker"))
+                    .empty());
+}
+
+TEST_F(OwnerTest, AManualBugWaitsUntilAPersonStartsIt) {
+    reportClearBug("3f2a9c1d");
+    startBackend();
+    runOnce();
+    EXPECT_EQ(command({"queue", "hold", "3f2a9c1d"}).exitCode, 0);
+    mapApp();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_EQ(command({"queue", "start", "3F2A9C1D-0000"}).exitCode, 0);
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    const auto again = command({"queue", "start", "3f2a9c1d"});
+    EXPECT_EQ(again.exitCode, 1);
+    EXPECT_THAT(again.error, HasSubstr("only bugs that wait in the manual queue are started by hand"));
+}
+
+TEST_F(OwnerTest, MemoryThatIsShortHoldsSessionsBackUntilTheSettingOrTheMemoryAllowsThem) {
+    ASSERT_EQ(command({"config", "set", "sessions.memory_floor_mib", "1048576"}).exitCode, 0);
+    mapAndStartBackend("3f2a9c1d");
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("No session is started while less than 1048576 MiB of memory are available."));
+    EXPECT_EQ(command({"config", "set", "sessions.memory_floor_mib", "0"}).output,
+              "sessions.memory_floor_mib is now 0 MiB; that takes effect at once.\n");
+    EXPECT_TRUE(program->says("Setting sessions.memory_floor_mib is now 0; that takes effect at once."));
+    EXPECT_TRUE(program->says("3f2a9c1d  completed: "));
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 130);
+}
+
+TEST_F(OwnerTest, ABugInReviewIsFollowedUpOnceAUserHasCommented) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    EXPECT_EQ(runOnce().output, "");
+    userComments("3f2a9c1d", "The button is still red.");
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(outcome.output, HasSubstr("followUpWanted: A user has commented on the work in review."));
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(item("3f2a9c1d", "goal_flow"), "address_review");
+    EXPECT_EQ(attempts("state"), "completed completed");
+    EXPECT_EQ(runOnce().output, "");
+}
+
+TEST_F(OwnerTest, ABugWhoseAgentAskedIsTakenUpAgainOnceTheUserHasAnswered) {
+    report("77777777", "It does not work");
+    workAll();
+    EXPECT_EQ(status("77777777"), "awaitingUserInput");
+    userComments("77777777", "It crashes when I press the button.");
+    const auto outcome = runOnce();
+    EXPECT_THAT(outcome.output, HasSubstr("followUpWanted: A user has answered the agent."));
+    EXPECT_EQ(attempt("77777777", "attempt_number"), "2");
+}
+
+TEST_F(OwnerTest, ADaysShareOfNewBugsIsTheOldestAndTheRestIsCounted) {
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        reportClearBug(bugID);
+    }
+    ASSERT_EQ(command({"config", "set", "intake.per_day", "2"}).exitCode, 0);
+    startBackend();
+    const auto outcome = runOnce();
+    EXPECT_THAT(outcome.output, HasSubstr("1 new bug is left for another day: at most 2 are taken in a day "
+                                          "(setting intake.per_day)."));
+    EXPECT_EQ(status("11111111"), "waitingForMapping");
+    EXPECT_EQ(status("33333333"), "no such row");
+}
+
+TEST_F(OwnerTest, AMergedBugLosesItsItemAndItsWorktreeAndNoWorkThatWasInIt) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    test::writeFile(worktree() / "notes.txt", "not yet committed\n");
+    mergeBranch();
+    ASSERT_EQ(command({"config", "set", "poll.merge_seconds", "0.2"}).exitCode, 0);
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("Bug 3f2a9c1d is merged: it has left the queue, and its worktree is gone."))
+        << program->output();
+    program->signal(SIGTERM);
+    program->exitCode();
+    EXPECT_EQ(status("3f2a9c1d"), "no such row");
+    EXPECT_FALSE(std::filesystem::exists(worktree()));
+    EXPECT_EQ(repository.git({"show", "refs/quernlight/preserved/Shop-3f2a9c1d:notes.txt"}),
+              "not yet committed");
+    EXPECT_EQ(repository.git({"status", "--porcelain"}), "");
+}
+
+TEST_F(OwnerTest, ARetiredBugIsNeverTakenInAgain) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    mergeBranch();
+    command({"config", "set", "poll.merge_seconds", "0.2"});
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("Bug 3f2a9c1d is merged"));
+    program->signal(SIGTERM);
+    program->exitCode();
+    stopBackend();
+    startBackend();  // where the bug is open again
+    EXPECT_EQ(runOnce().output, "");
+    EXPECT_EQ(status("3f2a9c1d"), "no such row");
+}
+
+TEST_F(OwnerTest, ABackendThatIsAwayForAWhileNeitherFailsNorStopsASession) {
+    agentDoes("3f2a9c1d", "idle");
+    mapAndStartBackend("3f2a9c1d");
+    command({"config", "set", "poll.comments_seconds", "0.2"});
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  typed: "));
+    backendFaults(R"([{"kind": "status", "status": 503}])");
+    EXPECT_TRUE(program->says("cannot be asked (The backend returned HTTP 503"));
+    backendFaults("[]");
+    EXPECT_TRUE(program->says("The backend answers again."));
+    EXPECT_EQ(status("3f2a9c1d"), "running");
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 130);
+}
+
+TEST_F(OwnerTest, AnInterruptedBugWaitsUnsettledUntilTheBackendCanBeAsked) {
+    agentDoes("3f2a9c1d", "idle");
+    mapAndStartBackend("3f2a9c1d");
+    auto program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  typed: "));
+    program->signal(SIGKILL);
+    program->exitCode();
+    agentDoesAsToldAgain();
+    backendFaults(R"([{"kind": "status", "status": 503}])");
+    program = start(runWith());
+    EXPECT_TRUE(program->says("Bug 3f2a9c1d waits: The backend cannot be asked"));
+    EXPECT_EQ(status("3f2a9c1d"), "running");
+    backendFaults("[]");
+    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
+    program->signal(SIGTERM);
+    program->exitCode();
+    EXPECT_EQ(attempts("state"), "failed completed");
+}
+
+TEST_F(OwnerTest, EveryEventIsALineOfJsonWithItsIds) {
+    reportClearBug("3f2a9c1d");
+    const auto outcome = workAll({"--log-json"});
+    std::istringstream lines(outcome.output);
+    std::string kinds;
+    for (std::string line; std::getline(lines, line);) {
+        const auto object = boost::json::parse(line).as_object();
+        if (object.contains("kind")) {
+            kinds += (kinds.empty() ? "" : " ") + std::string(object.at("kind").as_string());
+            EXPECT_EQ(object.at("bug"), "3f2a9c1d");
+            EXPECT_EQ(object.at("item").as_string().size(), 36U);
+        }
+    }
+    EXPECT_EQ(kinds, history("3f2a9c1d"));
+}
+
+TEST_F(OwnerTest, TwelveBugsOfEveryKindEndEachAsItShould) {
+    const std::vector<std::pair<std::string, std::string>> kinds{
+        {"a0000001", ""},     {"a0000002", "ask"},         {"a0000003", "crash"}, {"a0000004", "silent-exit"},
+        {"a0000005", "idle"}, {"a0000006", "ignore-exit"}, {"a0000007", "flood"}, {"a0000008", "slow-start"},
+        {"a0000009", ""},     {"a000000a", "ask"},         {"a000000b", "crash"}, {"a000000c", ""}};
+    for (const auto& [bugID, behaviour] : kinds) {
+        reportClearBug(bugID);
+        agentDoes(bugID, behaviour);
+    }
+    const auto outcome = workAll({"--max-sessions", "4", "--idle-timeout", "12", "--exit-grace", "2"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    for (const auto& [bugID, behaviour] : kinds) {
+        const bool fails = behaviour == "crash" || behaviour == "silent-exit" || behaviour == "idle";
+        const std::string expected = behaviour == "ask" ? "awaitingUserInput"
+                                     : fails            ? "failed"
+                                                        : "completed";
+        EXPECT_EQ(status(bugID), expected) << bugID << " " << behaviour;
+        EXPECT_THAT(events(bugID), EndsWith(expected)) << bugID;
+        EXPECT_EQ(attempt(bugID, "attempt_number"), "1") << bugID;
+        EXPECT_TRUE(test::processesWithEnvironment("QUERNLIGHT_DISPATCH_SESSION=" +
+                                                   attempt(bugID, "completion_marker"))
+                        .empty());
+    }
+}
+
+}  // namespace
+}  // namespace quernlight
