@@ -1,0 +1,89 @@
+#include "quernlight/git/repository_reference.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/git/remote_ref.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::ElementsAre;
+
+const RepositoryReference shop{.host = "git.example", .owner = "acme", .repo = "shop"};
+
+struct RequestCase {
+    const char* url;
+    int number;  ///< 0: not supported
+};
+
+class PullRequestURLTest : public testing::TestWithParam<RequestCase> {};
+
+TEST_P(PullRequestURLTest, NamesARepositoryAndANumberOrIsNotSupported) {
+    const auto parsed = parsePullRequestURL(*Url::parse(GetParam().url));
+    if (GetParam().number == 0) {
+        EXPECT_FALSE(parsed);
+    } else {
+        EXPECT_EQ(parsed, (PullRequestReference{shop, GetParam().number}));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, PullRequestURLTest,
+    testing::Values(RequestCase{"https://git.example/acme/shop/pull/7", 7},
+                    RequestCase{"https://git.example/acme/shop/pull/7/files", 7},
+                    RequestCase{"https://git.example/acme/shop/pull/7#discussion", 7},
+                    RequestCase{"https://git.example/acme/shop/pull/7?diff=split", 7},
+                    RequestCase{"https://git.example//acme//shop/pull/7/", 7},
+                    RequestCase{"https://www.Git.Example/Acme/SHOP.git/pull/7", 7},
+                    RequestCase{"https://git.example/acme/shop/pull/+7", 7},
+                    RequestCase{"https://git.example/acme/shop/pull/007", 7},
+                    RequestCase{"https://git.example/acme/shop/pulls/7", 0},
+                    RequestCase{"https://git.example/acme/shop/issues/7", 0},
+                    RequestCase{"https://git.example/acme/shop/Pull/7", 0},
+                    RequestCase{"https://git.example/acme/shop/pull", 0},
+                    RequestCase{"https://git.example/acme/pull/7", 0},
+                    RequestCase{"https://git.example/acme/shop/pull/seven", 0},
+                    RequestCase{"https://git.example/acme/shop/pull/7a", 0},
+                    RequestCase{"https://git.example/acme/shop/pull/+-7", 0},
+                    RequestCase{"https://git.example/acme/shop/pull/0", 0},
+                    RequestCase{"https://git.example/acme/shop/pull/-7", 0},
+                    RequestCase{"https://git.example/acme/shop/pull/99999999999999999999", 0},
+                    RequestCase{"mailto:acme@git.example", 0}, RequestCase{"file:///acme/shop/pull/7", 0}));
+
+struct AddressCase {
+    const char* address;
+    bool namesShop;
+};
+
+class RemoteAddressTest : public testing::TestWithParam<AddressCase> {};
+
+TEST_P(RemoteAddressTest, NamesTheRepositoryInEveryStyleOrIsSkipped) {
+    const auto expected = GetParam().namesShop ? std::optional(shop) : std::nullopt;
+    EXPECT_EQ(parseRemoteAddress(GetParam().address), expected);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, RemoteAddressTest,
+    testing::Values(AddressCase{"https://git.example/acme/shop.git", true},
+                    AddressCase{"https://WWW.git.example/Acme/Shop", true},
+                    AddressCase{"https://user:pw@git.example/acme/shop", true},
+                    AddressCase{"ssh://git@git.example:2222/acme/shop.git", true},
+                    AddressCase{"git@git.example:acme/shop.git", true},
+                    AddressCase{"git@www.git.example:Acme/Shop", true},
+                    AddressCase{"git@git.example:/acme/shop.git", true},
+                    AddressCase{"/srv/git/shop.git", false}, AddressCase{"file:///srv/git/shop.git", false},
+                    AddressCase{"../shop.git", false}, AddressCase{"git.example:shop", false},
+                    AddressCase{"git@git.example", false}, AddressCase{"git@git.example:shop.git", false},
+                    AddressCase{"https://git.example/shop.git", false}, AddressCase{"", false}));
+
+TEST(RemoteRefTest, OnlyFetchAddressesOfHostedRepositoriesAreRemotes) {
+    const auto remotes = parseRemotes(
+        "local\t/srv/shop.git (fetch)\nlocal\t/srv/shop.git (push)\n"
+        "origin\tgit@git.example:acme/shop.git (fetch)\n"
+        "origin\tgit@git.example:other/shop.git (push)\nnonsense\n");
+    EXPECT_THAT(remotes, ElementsAre(RemoteRef{"origin", shop}));
+}
+
+}  // namespace
+}  // namespace quernlight
