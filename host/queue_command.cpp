@@ -1,6 +1,5 @@
 #include "host/queue_command.hpp"
 
-#include <algorithm>
 #include <iomanip>
 #include <iostream>
 
@@ -31,10 +30,11 @@ std::string describe(const BugQueueItem& item) {
 
 Task<void> list(std::filesystem::path home) {
     const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
-    auto items = co_await store.items.items(wholeQueue);
-    std::stable_partition(items.begin(), items.end(), needsPerson);
-    for (const BugQueueItem& item : items) {
-        std::cout << describe(item) << "\n";
+    const auto items = co_await store.items.items(wholeQueue);
+    for (const bool forPerson : {true, false}) {
+        for (const BugQueueItem& item : items) {
+            std::cout << (needsPerson(item) == forPerson ? describe(item) + "\n" : "");
+        }
     }
     if (items.empty()) {
         std::cout << "The queue is empty; bugs come in with: quernlight-dispatch run\n";

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace quernlight {
+
+/// Keeps the backend's administrator token where the system keeps a user's secrets: the keychain on macOS,
+/// the Secret Service (freedesktop.org's specification) of the session elsewhere. Items are told apart by
+/// service and account. A value; its operations may be called from any thread and block it while the system
+/// works, on Linux for 20 seconds at most and without ever asking the user to unlock anything. They throw
+/// KeychainError.
+struct KeychainStore {
+    std::string service{};
+
+    /// Nothing when nothing was saved for the account, or when what is there is not UTF-8 text.
+    std::optional<std::string> token(const std::string& account) const;
+
+    /// Replaces what was saved before. The text may be empty.
+    void saveToken(const std::string& token, const std::string& account) const;
+
+    /// Nothing to delete is no error.
+    void deleteToken(const std::string& account) const;
+
+    bool operator==(const KeychainStore&) const = default;
+};
+
+}  // namespace quernlight

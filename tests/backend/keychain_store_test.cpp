@@ -1,0 +1,208 @@
+#include "quernlight/backend/keychain_store.hpp"
+
+#include <csignal>
+#include <optional>
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/backend/keychain_error.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/spawn.hpp"
+#include "tests/support/eventually.hpp"
+#include "tests/support/temporary_directory.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+using testing::MatchesRegex;
+
+struct Answer {
+    int status = 0;
+    std::string text{};
+
+    bool operator==(const Answer&) const = default;
+};
+
+void PrintTo(const Answer& answer, std::ostream* stream) {
+    *stream << answer.status << " \"" << answer.text << "\"";
+}
+
+const Answer nothing{3, ""};
+const Answer done{0, ""};
+
+/// Buses, keyrings and probes in a home that goes with the test; the user's own are out of reach.
+class KeychainStoreTest : public testing::Test {
+  protected:
+    ~KeychainStoreTest() override {
+        for (const pid_t daemon : daemons) {
+            kill(daemon, SIGKILL);
+            waitpid(daemon, nullptr, 0);
+        }
+    }
+
+    /// A bus that starts nothing by itself.
+    void startBus() {
+        const std::string address = "unix:path=" + (directory / "bus").string();
+        test::writeFile(
+            directory / "bus.conf",
+            "<busconfig><type>session</type><listen>" + address +
+                "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
+                "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
+        startDaemon("/usr/bin/dbus-daemon",
+                    {"dbus-daemon", "--nofork", "--config-file=" + (directory / "bus.conf").string()}, "");
+        ASSERT_TRUE(test::eventually([&] { return std::filesystem::exists(directory / "bus"); }));
+        environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + address);
+    }
+    /// A real keyring with its default collection, unlocked with the password given.
+    void startKeyring(const std::string& password) {
+        std::filesystem::create_directories(directory / "data");
+        startDaemon("/usr/bin/gnome-keyring-daemon",
+                    {"gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"}, password);
+        ASSERT_TRUE(test::eventually([&] { return probe("save", "nobody", "asks") == done; }))
+            << probe("save", "nobody", "asks").text;
+    }
+    void stopKeyring() {
+        kill(daemons.back(), SIGKILL);
+        waitpid(daemons.back(), nullptr, 0);
+        daemons.pop_back();
+    }
+
+    Answer token(const std::string& account) { return probe("token", "Quernlight", account); }
+    Answer save(const std::string& account, const std::string& text) {
+        return probe("save", "Quernlight", account, text);
+    }
+    Answer remove(const std::string& account) { return probe("delete", "Quernlight", account); }
+
+    Answer probe(const std::string& operation, const std::string& service, const std::string& account,
+                 const std::string& input = "") {
+        const auto output = directory / "answer";
+        const pid_t child =
+            spawnWith(KEYCHAIN_PROBE_PATH, {"keychain-probe", operation, service, account}, input, output);
+        int status = 0;
+        waitpid(child, &status, 0);
+        return {exitCodeOfWaitStatus(status), test::readFile(output)};
+    }
+    void startDaemon(const char* program, const std::vector<std::string>& arguments,
+                     const std::string& input) {
+        daemons.push_back(spawnWith(program, arguments, input, directory / "daemon.log"));
+    }
+
+    pid_t spawnWith(const std::string& program, const std::vector<std::string>& arguments,
+                    const std::string& input, const std::filesystem::path& outputFile) {
+        const auto inputFile = directory / ("input-" + std::to_string(++spawned));
+        test::writeFile(inputFile, input);
+        const FileDescriptor in(open(inputFile.c_str(), O_RDONLY | O_CLOEXEC));
+        const FileDescriptor out(open(outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+        return spawnProcess({.executable = program,
+                             .arguments = arguments,
+                             .environment = environment,
+                             .streams = DescriptorStreams{.input = in.get(), .output = out.get()}});
+    }
+
+    test::TemporaryDirectory directory;
+    std::vector<std::string> environment{
+        "PATH=/usr/bin:/bin", "LANG=C.UTF-8", "HOME=" + directory.path().string(),
+        "XDG_RUNTIME_DIR=" + directory.path().string(), "XDG_DATA_HOME=" + (directory / "data").string()};
+    std::vector<pid_t> daemons;
+    int spawned = 0;
+};
+
+/// With a real, unlocked keyring.
+class UnlockedKeychainTest : public KeychainStoreTest {
+  protected:
+    void SetUp() override {
+        startBus();
+        startKeyring("a password");
+    }
+};
+
+TEST_F(UnlockedKeychainTest, AnAccountThatWasNeverSavedHasNothingAndDeletingItSucceeds) {
+    EXPECT_EQ(token("admin"), nothing);
+    EXPECT_EQ(remove("admin"), done);
+}
+
+TEST_F(UnlockedKeychainTest, WhatIsSavedIsReadBackAndDeletedForGood) {
+    EXPECT_EQ(save("admin", "s3cret with blanks\nand ünïcödé"), done);
+    EXPECT_EQ(token("admin"), (Answer{0, "s3cret with blanks\nand ünïcödé"}));
+    EXPECT_EQ(remove("admin"), done);
+    EXPECT_EQ(token("admin"), nothing);
+}
+
+TEST_F(UnlockedKeychainTest, SavingTwiceLeavesOneItemWithTheSecondToken) {
+    save("admin", "first");
+    save("admin", "second");
+    EXPECT_EQ(token("admin"), (Answer{0, "second"}));
+    remove("admin");
+    EXPECT_EQ(token("admin"), nothing);
+}
+
+TEST_F(UnlockedKeychainTest, AnEmptyTokenIsSavedAndReadBackAsEmptyText) {
+    EXPECT_EQ(save("admin", ""), done);
+    EXPECT_EQ(token("admin"), done);
+}
+
+TEST_F(UnlockedKeychainTest, ServicesAndAccountsAreKeptApart) {
+    save("admin", "one");
+    probe("save", "Another", "admin", "two");
+    save("guest", "three");
+    EXPECT_EQ(token("admin").text, "one");
+    EXPECT_EQ(probe("token", "Another", "admin").text, "two");
+    remove("admin");
+    EXPECT_EQ(probe("token", "Another", "admin").text, "two");
+    EXPECT_EQ(token("guest").text, "three");
+}
+
+TEST_F(UnlockedKeychainTest, BytesThatAreNoTextAreReadAsNothing) {
+    save("admin", "\xff\xfe");
+    EXPECT_EQ(token("admin"), nothing);
+}
+
+TEST_F(UnlockedKeychainTest, ALockedKeyringIsAnErrorThatSaysSoAndAsksNobody) {
+    save("admin", "secret");
+    stopKeyring();
+    startDaemon("/usr/bin/gnome-keyring-daemon",
+                {"gnome-keyring-daemon", "--foreground", "--components=secrets"}, "");
+    ASSERT_TRUE(test::eventually([&] {
+        return save("admin", "other").text.find("locked") != std::string::npos;
+    })) << save("admin", "other").text;
+    const Answer locked{1, "The keyring is locked; unlock it and try again."};
+    EXPECT_EQ(token("admin"), locked);
+    EXPECT_EQ(save("admin", "other"), locked);
+    EXPECT_EQ(remove("admin"), locked);
+}
+
+TEST_F(KeychainStoreTest, WithoutASessionBusEveryOperationSaysSo) {
+    const Answer noBus{1,
+                       "There is no session bus, so no secret service can be asked; log in to a session that "
+                       "has one, or keep the token in a file."};
+    EXPECT_EQ(token("admin"), noBus);
+    EXPECT_EQ(save("admin", "secret"), noBus);
+    EXPECT_EQ(remove("admin"), noBus);
+    EXPECT_FALSE(std::filesystem::exists(directory / "data"));
+}
+
+TEST_F(KeychainStoreTest, ABusWithoutASecretServiceIsAnErrorInItsOwnWords) {
+    startBus();
+    const Answer answer = save("admin", "secret");
+    EXPECT_EQ(answer.status, 1);
+    EXPECT_THAT(answer.text, HasSubstr("org.freedesktop.secrets"));
+}
+
+TEST_F(KeychainStoreTest, ABusThatIsNotThereIsAnError) {
+    environment.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + (directory / "none").string());
+    EXPECT_EQ(token("admin").status, 1);
+    EXPECT_NE(token("admin").text, "");
+}
+
+TEST(KeychainErrorTest, ItsTextIsTheSystemsOrNamesTheStatus) {
+    EXPECT_STREQ(KeychainError(-25293, "The password is wrong.").what(), "The password is wrong.");
+    EXPECT_STREQ(KeychainError(-25293, std::nullopt).what(), "Keychain error -25293");
+    EXPECT_EQ(KeychainError(-25293, std::nullopt).code(), -25293);
+}
+
+}  // namespace
+}  // namespace quernlight
