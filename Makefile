@@ -5,13 +5,14 @@ ROUNDS ?= 400
 FORMATTER = clang-format-14
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
-.PHONY: help setup build demo test flaky soak clang release format check-format clean
+.PHONY: help setup build demo test flaky soak clang cross release format check-format clean
 
 help:
 	@echo 'make demo          set up, build, and watch three bugs travel the whole road'
 	@echo 'make test          set up, build with sanitizers, and run every test'
 	@echo 'make release       build the program into build/release/bin'
 	@echo 'make clang         build everything with clang 19, warnings as errors'
+	@echo 'make cross         compile every source of the library for macOS on arm64'
 	@echo 'make flaky         run every test ten times on a busy machine'
 	@echo 'make soak          kill and restart the dispatcher ROUNDS times (default 400) while it works'
 	@echo 'make format        format the sources; check-format only looks'
@@ -43,6 +44,10 @@ soak: setup build/dev/build.ninja
 
 clang: setup build/clang/build.ninja
 	@cmake --build --preset clang -j $(JOBS)
+
+cross: setup
+	@packaging/install-cross-compiler
+	@packaging/cross-compile-for-macos -j $(JOBS)
 
 format: setup
 	@$(FORMATTER) -i $(SOURCES)

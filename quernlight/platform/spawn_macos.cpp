@@ -1,7 +1,4 @@
 #include <csignal>
-#include <cstdlib>
-
-#include <sys/sysctl.h>
 
 #include "quernlight/platform/spawn_session.hpp"
 
@@ -10,18 +7,6 @@
 extern "C" int responsibility_spawnattrs_setdisclaim(posix_spawnattr_t* attributes, int disclaim);
 
 namespace quernlight {
-namespace {
-
-int systemMajorVersion() {
-    char version[32] = {};
-    std::size_t size = sizeof(version) - 1;
-    if (sysctlbyname("kern.osproductversion", version, &size, nullptr, 0) != 0) {
-        return 0;
-    }
-    return std::atoi(version);
-}
-
-}  // namespace
 
 int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t&) {
     sigset_t all;
@@ -44,7 +29,7 @@ int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t&) {
 
 int addChangeDirectory(posix_spawn_file_actions_t& actions, const char* path) {
 #if defined(__MAC_26_0)
-    if (systemMajorVersion() >= 26) {
+    if (__builtin_available(macOS 26.0, *)) {
         return posix_spawn_file_actions_addchdir(&actions, path);
     }
 #endif
