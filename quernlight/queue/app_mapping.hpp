@@ -20,7 +20,8 @@ struct AppMapping {
     bool operator==(const AppMapping&) const = default;
 
     /// The directory under which the application's worktrees are created: `worktreeRootPath` as a
-    /// standardised absolute path, or `repoPath` as it stands when there is none or it is blank.
+    /// standardised absolute path (a leading "~" is the user's home, a relative path starts at the current
+    /// directory), or `repoPath` as it stands when there is none or it is blank.
     std::string resolvedWorktreeRootPath() const;
 };
 

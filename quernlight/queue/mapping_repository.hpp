@@ -16,7 +16,7 @@ namespace quernlight {
 
 /// The application mappings in the database, one per bundle identifier. A value that may be copied freely,
 /// but that must outlive the operations awaited on it; statements run on the database's thread. Every
-/// operation throws DatabaseError.
+/// operation throws DatabaseError: SQLite's own, or missingColumn for a row that is no mapping.
 class MappingRepository {
   public:
     explicit MappingRepository(std::shared_ptr<Database> database) : database_(std::move(database)) {}
@@ -24,9 +24,10 @@ class MappingRepository {
     /// Saves the mapping in place of one of the same bundle, whose time of creation is kept.
     Task<void> upsert(const AppMapping& mapping, Instant now = currentInstant()) const;
 
+    /// Nothing for a bundle without one; `bundleID` matches exactly, by case.
     Task<std::optional<AppMapping>> mapping(std::string bundleID) const;
 
-    /// By display name, compared byte by byte.
+    /// By display name, compared byte by byte: upper-case letters before lower-case ones.
     Task<std::vector<AppMapping>> allMappings() const;
 
     /// An unknown bundle is no error.

@@ -24,18 +24,19 @@ struct QueueListing {
 /// Queue items and their events in the database. A value that may be copied freely, but that must outlive the
 /// operations awaited on it; statements run on the database's thread, one at a time. An operation of several
 /// statements is not atomic: whoever must not interleave it with other changes orders those calls. Every
-/// operation throws DatabaseError.
+/// operation throws DatabaseError: SQLite's own, or missingColumn for a row that is no item or event.
 class QueueRepository {
   public:
     explicit QueueRepository(std::shared_ptr<Database> database) : database_(std::move(database)) {}
 
-    /// Does nothing, silently, when the item's bug is queued already.
+    /// Stores the bug's id in its short form. Does nothing, silently, when the bug is queued already.
     Task<void> insert(const BugQueueItem& item) const;
 
     /// Writes all but the bug's id, the app's id and the two times of origin. An unknown id changes nothing,
     /// silently.
     Task<void> update(const BugQueueItem& item) const;
 
+    /// Nothing for an unknown id.
     Task<std::optional<BugQueueItem>> item(Uuid id) const;
 
     /// `bugID` in any written form.
@@ -44,7 +45,7 @@ class QueueRepository {
     /// By mode (auto first), then position, then the time they were added.
     Task<std::vector<BugQueueItem>> items(QueueListing listing = {}) const;
 
-    /// Also removes the item's attempts and events.
+    /// Also removes the item's attempts and events. An unknown id is no error.
     Task<void> remove(Uuid id) const;
 
     /// One past the largest position among the mode's active items, whatever gaps lie below; 0 without any.
@@ -60,6 +61,9 @@ class QueueRepository {
     /// Releases the items that waited for the application's mapping; they keep their positions.
     Task<void> markWaitingItemsQueued(std::string_view bundleID) const;
 
+    /// Adds a line, with an id of its own, to the item's history. `kind` is the event's stored name,
+    /// `message` a sentence for people, `metadataJSON` a JSON document that is stored as it stands. An
+    /// unknown item fails with stepFailed.
     Task<void> appendEvent(const Uuid& itemID, std::string_view kind, std::string_view message,
                            const std::optional<Uuid>& sessionID,
                            const std::optional<std::string>& metadataJSON, Instant createdAt) const;

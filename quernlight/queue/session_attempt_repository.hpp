@@ -16,18 +16,18 @@ namespace quernlight {
 /// The attempts in the database. A value that may be copied freely, but that must outlive the operations
 /// awaited on it; statements run on the database's thread. Bug ids are taken in any written form. A `mark`
 /// operation overwrites the state whatever it was, and changes nothing, silently, for an unknown id. Every
-/// operation throws DatabaseError.
+/// operation throws DatabaseError: SQLite's own, or missingColumn for a row that is no attempt.
 class SessionAttemptRepository {
   public:
     explicit SessionAttemptRepository(std::shared_ptr<Database> database) : database_(std::move(database)) {}
 
-    /// A number that the queue item has used already fails with stepFailed.
+    /// A number that the queue item has used already, and an unknown queue item, fail with stepFailed.
     Task<void> insert(const SessionAttemptRecord& record) const;
 
     /// 1 for an item without attempts.
     Task<std::int64_t> nextAttemptNumber(Uuid queueItemID) const;
 
-    /// The highest-numbered attempt.
+    /// The highest-numbered attempt of the item.
     Task<std::optional<SessionAttemptRecord>> latestAttempt(Uuid queueItemID) const;
 
     /// Counted per bug, apart from the attempts of the bug's queue item.
@@ -36,16 +36,22 @@ class SessionAttemptRepository {
     /// The most recently started attempt whose agent conversation is known.
     Task<std::optional<SessionAttemptRecord>> latestAttempt(std::string_view bugID) const;
 
-    /// The agent conversation that was recorded first for the bug.
+    /// The agent conversation of the bug's earliest attempt that knows one; nothing when there is none or it
+    /// is no UUID.
     Task<std::optional<Uuid>> canonicalCodexSessionID(std::string bugID) const;
 
+    /// The process has started, under that id of the operating system.
     Task<void> markRunning(const Uuid& id, std::int32_t pid) const;
+    /// Notes the agent's conversation; the state stays.
     Task<void> setCodexSession(const Uuid& id, const Uuid& codexSessionID) const;
+    /// Notes when output was last seen; the state stays.
     Task<void> markLastOutput(const Uuid& id, Instant at) const;
+    /// The process has ended; an absent code clears what was stored.
     Task<void> markExited(const Uuid& id, std::optional<std::int32_t> exitCode, Instant endedAt) const;
-    /// Also clears a failure reason recorded before.
+    /// The comment that reported completion was found. Also clears a failure reason recorded before.
     Task<void> markCompleted(const Uuid& id, const Uuid& commentID, Instant commentCreatedAt,
                              Instant endedAt) const;
+    /// The attempt has ended without success; `reason` is a sentence for people.
     Task<void> markFailed(const Uuid& id, std::string_view reason, Instant endedAt) const;
 
   private:

@@ -13,9 +13,10 @@
 
 namespace quernlight {
 
-// How the repositories write fields as columns and read them back. Instants are ISO 8601 text in UTC with
-// milliseconds, UUIDs canonical upper-case text, an absent field NULL. A required reader throws DatabaseError
-// (missingColumn with the column's name) when the column is absent, of the wrong kind, or does not parse.
+// How the repositories write fields as columns and read them back; pure functions. Instants are ISO 8601 text
+// in UTC with milliseconds, UUIDs canonical upper-case text, an absent field NULL. A required reader throws
+// DatabaseError (missingColumn with the column's name) when the column is absent, of the wrong kind, or does
+// not parse.
 
 SQLValue columnValue(const Uuid& uuid);
 SQLValue columnValue(Instant instant);

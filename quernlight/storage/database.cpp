@@ -1,8 +1,7 @@
 #include "quernlight/storage/database.hpp"
 
+#include <exception>
 #include <utility>
-
-#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight {
 namespace {
@@ -18,7 +17,7 @@ Connection openConfigured(const std::filesystem::path& path) {
 void rollBack(Connection& connection) {
     try {
         connection.execute("ROLLBACK");
-    } catch (const DatabaseError&) {
+    } catch (const std::exception&) {
         // What made the transaction fail is what the caller must hear about; SQLite may have rolled back by
         // itself already.
     }

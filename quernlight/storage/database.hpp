@@ -14,8 +14,9 @@ namespace quernlight {
 
 /// The one gateway to the dispatch database. Repositories share it (std::shared_ptr); the connection closes
 /// when the last of them lets go. Its operations run one at a time, in the order in which they were awaited,
-/// on a thread of the database's own, so the caller's executor never waits for a disk. The database must
-/// outlive the operations that are awaited on it. Failures are DatabaseErrors with SQLite's message.
+/// on a thread of the database's own, so the caller's executor never waits for a disk; a coroutine that
+/// awaited one goes on on its own executor. The database must outlive the operations that are awaited on it.
+/// Failures are DatabaseErrors with SQLite's message: prepareFailed, bindFailed or stepFailed.
 class Database {
   public:
     /// Opens or creates the file, with foreign keys enforced and write-ahead journalling. Blocks. Throws
@@ -27,7 +28,7 @@ class Database {
     /// Runs a statement that returns no rows; one that does fails with stepFailed.
     Task<void> execute(std::string sql, SQLValues values = {});
 
-    /// Runs a statement and collects all its rows, in SQLite's order.
+    /// Runs a statement and collects all its rows, in SQLite's order; one that fails midway yields none.
     Task<std::vector<Row>> query(std::string sql, SQLValues values = {});
 
     /// Runs `body` on the database's thread inside a write transaction, which takes the write lock at once.

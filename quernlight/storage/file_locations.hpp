@@ -24,7 +24,7 @@ class UnsafeBugIDError : public std::runtime_error {
 };
 
 /// Where the dispatch data lives on disk. A function that returns a directory has created it, with missing
-/// parents; it throws std::filesystem::filesystem_error when that fails. Blocks.
+/// parents; it throws std::filesystem::filesystem_error when that fails. Blocks; may be called on any thread.
 struct FileLocations {
     FileLocations() = delete;
 
@@ -38,12 +38,14 @@ struct FileLocations {
     /// The database file; creates nothing.
     static std::filesystem::path databaseURL(const std::filesystem::path& home);
 
-    /// For the files of one attempt (from 1) at a queue item.
+    /// sessions/<ID in upper case>/attempts/<number> under the home, for the files of one attempt at a queue
+    /// item. Attempts count from 1; their numbers have at least three digits (001, 012, 1234).
     static std::filesystem::path sessionAttemptDirectory(const std::filesystem::path& home,
                                                          const Uuid& queueItemID, std::int64_t attemptNumber);
 
-    /// For the files of one attempt (from 1) to resume a bug outside the queue. `bugID` in any written form;
-    /// throws UnsafeBugIDError when its short form cannot name a directory.
+    /// sessions/resume/<short bug id>/attempts/<number> under the home, for the files of one attempt to
+    /// resume a bug outside the queue. `bugID` in any written form; throws UnsafeBugIDError when its short
+    /// form cannot name a directory.
     static std::filesystem::path resumeSessionAttemptDirectory(const std::filesystem::path& home,
                                                                std::string_view bugID,
                                                                std::int64_t attemptNumber);

@@ -3,8 +3,6 @@
 #include <exception>
 #include <string_view>
 
-#include "quernlight/storage/database_error.hpp"
-
 namespace quernlight {
 namespace {
 
@@ -215,7 +213,7 @@ Task<void> Migrations::rebuildAttempts() const {
 Task<void> Migrations::restoreForeignKeys() const {
     try {
         co_await database_->execute("PRAGMA foreign_keys = ON");
-    } catch (const DatabaseError&) {
+    } catch (const std::exception&) {
         // The error that stopped the rebuild is the one to be told.
     }
 }

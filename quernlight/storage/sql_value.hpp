@@ -25,6 +25,7 @@ class SQLValue {
     /// UTF-8. Only what stands before a first NUL is ever bound.
     static SQLValue text(std::string_view text) { return SQLValue(std::string(text)); }
     static SQLValue integer(std::int64_t integer) { return SQLValue(integer); }
+    /// SQLite stores what is not a number as null.
     static SQLValue real(double real) { return SQLValue(real); }
     static SQLValue null() { return {}; }
 

@@ -27,11 +27,13 @@ TEST(AppMappingTest, ABlankWorktreeRootCountsAsNone) {
 
 TEST(AppMappingTest, AWorktreeRootIsExpandedAndStandardised) {
     EXPECT_EQ(resolved("~/trees/old/../new"), underHome("trees/new"));
+    EXPECT_EQ(resolved("~"), underHome(""));
     EXPECT_EQ(resolved("/trees/./lantern/"), "/trees/lantern");
 }
 
 TEST(AppMappingTest, BlanksAroundAWorktreeRootBelongToIt) {
     EXPECT_EQ(resolved("/trees/lantern "), "/trees/lantern ");
+    EXPECT_EQ(resolved(" ~/trees"), (std::filesystem::current_path() / " ~/trees").string());
 }
 
 TEST(AppMappingTest, BranchAndProfileHaveDefaults) {

@@ -84,6 +84,16 @@ TEST_F(BugQueueItemJsonTest, UnusableFieldsAreToldByName) {
     EXPECT_EQ(complaint("completedAt", "yesterday"), "completedAt");
 }
 
+TEST_F(BugQueueItemJsonTest, EveryRequiredFieldThatIsMissingIsToldByName) {
+    for (const char* field :
+         {"id", "bugID", "appID", "appName", "bundleID", "title", "bugURL", "queuePosition", "queueMode",
+          "status", "goalFlow", "priority", "createdAt", "addedAt"}) {
+        json::object object = encoded(fullItem());
+        object.erase(field);
+        EXPECT_EQ(complaint(json::value(std::move(object))), field);
+    }
+}
+
 TEST_F(BugQueueItemJsonTest, AMissingFieldAndAValueThatIsNoObjectAreTold) {
     EXPECT_EQ(complaint(json::parse("{}")), "id");
     EXPECT_EQ(complaint(json::parse("[]")), "");

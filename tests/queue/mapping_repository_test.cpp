@@ -36,6 +36,10 @@ class MappingRepositoryTest : public test::QueueFixture {
         return value("SELECT " + name + " AS value FROM app_mappings");
     }
 
+    void set(const std::string& name, const SQLValue& changed) {
+        execute("UPDATE app_mappings SET " + name + " = ?", {changed});
+    }
+
     const MappingRepository repository{database};
 };
 
@@ -91,14 +95,59 @@ TEST_F(MappingRepositoryTest, AnAppIDThatIsNoUuidReadsAsAbsent) {
     save(fullMapping());
     execute("UPDATE app_mappings SET app_id = 'no uuid'");
     EXPECT_EQ(saved()->appID, std::nullopt);
+    execute("UPDATE app_mappings SET app_id = x'00'");
+    EXPECT_EQ(saved()->appID, std::nullopt);
 }
 
-TEST_F(MappingRepositoryTest, ABranchThatIsNullIsAMissingColumn) {
+TEST_F(MappingRepositoryTest, ARequiredColumnThatIsNullOrNoTextIsAMissingColumn) {
+    const char* columns = "(bundle_id, app_name, repo_path, base_branch, codex_profile)";
     execute("DROP TABLE app_mappings");
-    execute("CREATE TABLE app_mappings (bundle_id, app_name, repo_path, base_branch, codex_profile)");
-    execute("INSERT INTO app_mappings VALUES ('example.lantern', 'Lantern', '/code', NULL, 'default')");
-    const auto error = test::databaseErrorOf([&] { saved(); });
-    EXPECT_EQ(error, DatabaseError(DatabaseError::Kind::missingColumn, "base_branch"));
+    execute(std::string("CREATE TABLE app_mappings ") + columns);
+    execute("INSERT INTO app_mappings VALUES ('example.lantern', 'Lantern', '/code', 'main', 'default')");
+    for (const char* required : {"bundle_id", "app_name", "repo_path", "base_branch", "codex_profile"}) {
+        const SQLValue intact = column(required);
+        for (const SQLValue& unusable : {SQLValue::null(), SQLValue::integer(7)}) {
+            set(required, unusable);
+            const auto error = test::databaseErrorOf([&] { runTask(repository.allMappings()); });
+            EXPECT_EQ(error, DatabaseError(DatabaseError::Kind::missingColumn, required));
+        }
+        set(required, intact);
+    }
+    EXPECT_EQ(saved(), (AppMapping{.bundleID = bundle, .appName = "Lantern", .repoPath = "/code"}));
+}
+
+TEST_F(MappingRepositoryTest, AMappingLiesInItsNineColumns) {
+    AppMapping mapping = fullMapping();
+    mapping.appID = parseUuid("3f2a9c10-aaaa-bbbb-cccc-ddddeeeeffff");
+    save(mapping, "2026-03-04T05:06:07.89Z");
+    const SQLValue time = SQLValue::text("2026-03-04T05:06:07.890Z");
+    const Row expected{{"bundle_id", SQLValue::text(bundle)},
+                       {"app_id", SQLValue::text("3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF")},
+                       {"app_name", SQLValue::text("Lantern")},
+                       {"repo_path", SQLValue::text("/code/lantern")},
+                       {"worktree_root_path", SQLValue::text("/trees/lantern")},
+                       {"base_branch", SQLValue::text("develop")},
+                       {"codex_profile", SQLValue::text("careful")},
+                       {"created_at", time},
+                       {"updated_at", time}};
+    EXPECT_EQ(rows("SELECT * FROM app_mappings"), std::vector<Row>{expected});
+}
+
+TEST_F(MappingRepositoryTest, AMappingIsSavedAtTheCurrentInstantUnlessSaid) {
+    const Instant before = currentInstant();
+    runTask(repository.upsert(fullMapping()));
+    const Instant saved = instant(*column("updated_at").asText());
+    EXPECT_GE(saved, before);
+    EXPECT_LE(saved, currentInstant());
+    EXPECT_EQ(column("created_at"), column("updated_at"));
+}
+
+TEST_F(MappingRepositoryTest, AMappingOfOneBundleLeavesTheOthersAlone) {
+    save(fullMapping());
+    const auto before = saved();
+    saveNamed("other");
+    runTask(repository.remove("example.other"));
+    EXPECT_EQ(saved(), before);
 }
 
 TEST_F(MappingRepositoryTest, AnEmptyTableYieldsAnEmptyList) {

@@ -44,11 +44,37 @@ TEST_F(QueueRowsTest, EveryRequiredColumnThatIsNullIsToldByName) {
     }
 }
 
-TEST_F(QueueRowsTest, RequiredColumnsThatDoNotParseAreToldByName) {
-    EXPECT_EQ(errorWith("id", SQLValue::text("no uuid")), missing("id"));
-    EXPECT_EQ(errorWith("bug_url", SQLValue::text("not absolute")), missing("bug_url"));
-    EXPECT_EQ(errorWith("status", SQLValue::text("Running")), missing("status"));
-    EXPECT_EQ(errorWith("queue_position", SQLValue::text("0")), missing("queue_position"));
+TEST_F(QueueRowsTest, EveryRequiredColumnThatIsAbsentIsToldByName) {
+    for (const char* column : {"id", "bug_id", "app_id", "app_name", "bundle_id", "title", "bug_url",
+                               "queue_position", "status", "priority", "created_at", "added_at"}) {
+        Row broken = row;
+        broken.erase(column);
+        EXPECT_EQ(databaseErrorOf([&] { queueItemOfRow(broken); }), missing(column));
+    }
+}
+
+TEST_F(QueueRowsTest, RequiredColumnsThatAreOfTheWrongKindOrDoNotParseAreToldByName) {
+    const SQLValue number = SQLValue::integer(7);
+    for (const auto& [column, unusable] :
+         std::vector<std::pair<std::string, SQLValue>>{{"id", number},
+                                                       {"id", SQLValue::text("no uuid")},
+                                                       {"bug_id", number},
+                                                       {"app_id", number},
+                                                       {"app_id", SQLValue::text("no uuid")},
+                                                       {"app_name", number},
+                                                       {"bundle_id", number},
+                                                       {"title", number},
+                                                       {"bug_url", number},
+                                                       {"bug_url", SQLValue::text("not absolute")},
+                                                       {"queue_position", SQLValue::text("0")},
+                                                       {"queue_position", SQLValue::real(0)},
+                                                       {"status", number},
+                                                       {"status", SQLValue::text("Running")},
+                                                       {"priority", SQLValue::text("0")},
+                                                       {"created_at", number},
+                                                       {"added_at", number}}) {
+        EXPECT_EQ(errorWith(column, unusable), missing(column));
+    }
 }
 
 TEST_F(QueueRowsTest, AnAbsentOrUnknownModeReadsAsAuto) {
@@ -61,6 +87,9 @@ TEST_F(QueueRowsTest, AnAbsentOrUnknownModeReadsAsAuto) {
 TEST_F(QueueRowsTest, AnAbsentOrUnknownGoalFlowReadsAsFixBug) {
     EXPECT_EQ(itemWith("goal_flow", SQLValue::null()).goalFlow, QueueItemGoalFlow::fixBug);
     EXPECT_EQ(itemWith("goal_flow", SQLValue::text("fixBug")).goalFlow, QueueItemGoalFlow::fixBug);
+    EXPECT_EQ(itemWith("goal_flow", SQLValue::integer(1)).goalFlow, QueueItemGoalFlow::fixBug);
+    row.erase("goal_flow");
+    EXPECT_EQ(queueItemOfRow(row).goalFlow, QueueItemGoalFlow::fixBug);
 }
 
 TEST_F(QueueRowsTest, TheBugIDIsNormalisedOnReading) {
@@ -72,10 +101,47 @@ TEST_F(QueueRowsTest, ASessionThatIsNoUuidReadsAsAbsent) {
     EXPECT_EQ(itemWith("codex_session_id", SQLValue::text("")).codexSessionID, std::nullopt);
 }
 
-TEST_F(QueueRowsTest, InstantsThatDoNotParseReadAsTheEpoch) {
-    EXPECT_EQ(itemWith("created_at", SQLValue::text("yesterday")).createdAt, Instant{});
-    EXPECT_EQ(itemWith("started_at", SQLValue::text("")).startedAt, Instant{});
-    EXPECT_EQ(itemWith("completed_at", SQLValue::null()).completedAt, std::nullopt);
+TEST_F(QueueRowsTest, AnOptionalColumnThatIsNullOrMissingReadsAsAbsent) {
+    for (const char* column : {"active_session_id", "codex_session_id", "error_message", "started_at",
+                               "completed_at", "cancelled_at"}) {
+        row[column] = SQLValue::null();
+    }
+    const BugQueueItem item = queueItemOfRow(row);
+    EXPECT_FALSE(item.activeSessionID || item.codexSessionID || item.errorMessage);
+    EXPECT_FALSE(item.startedAt || item.completedAt || item.cancelledAt);
+    std::erase_if(row, [](const auto& column) { return column.second.isNull(); });
+    EXPECT_EQ(queueItemOfRow(row), item);
+}
+
+TEST_F(QueueRowsTest, EveryInstantThatDoesNotParseReadsAsTheEpoch) {
+    for (const char* column : {"created_at", "added_at", "started_at", "completed_at", "cancelled_at"}) {
+        row[column] = SQLValue::text("yesterday");
+    }
+    const BugQueueItem item = queueItemOfRow(row);
+    EXPECT_EQ(item.createdAt, Instant{});
+    EXPECT_EQ(item.addedAt, Instant{});
+    EXPECT_EQ(item.startedAt, Instant{});
+    EXPECT_EQ(item.completedAt, Instant{});
+    EXPECT_EQ(item.cancelledAt, Instant{});
+}
+
+TEST_F(QueueRowsTest, InstantsWithoutAFractionAreRead) {
+    EXPECT_EQ(itemWith("added_at", SQLValue::text("2026-03-04T05:06:07Z")).addedAt,
+              test::instant("2026-03-04T05:06:07.000Z"));
+}
+
+TEST_F(QueueRowsTest, OptionalColumnsOfAnEventAreAbsentWhenUnusable) {
+    const SQLValue uuid = SQLValue::text("3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF");
+    const QueueEvent event = queueEventOfRow({{"id", uuid},
+                                              {"queue_item_id", uuid},
+                                              {"session_id", SQLValue::text("no uuid")},
+                                              {"kind", SQLValue::text("started")},
+                                              {"message", SQLValue::text("It began.")},
+                                              {"metadata_json", SQLValue::integer(7)},
+                                              {"created_at", SQLValue::text("2026-03-04T05:06:07Z")}});
+    EXPECT_EQ(event.sessionID, std::nullopt);
+    EXPECT_EQ(event.metadataJSON, std::nullopt);
+    EXPECT_EQ(event.createdAt, test::instant("2026-03-04T05:06:07.000Z"));
 }
 
 TEST_F(QueueRowsTest, AnEventWithoutARequiredColumnIsToldByName) {

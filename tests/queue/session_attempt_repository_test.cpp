@@ -141,37 +141,40 @@ TEST_F(SessionAttemptRepositoryTest, TheCanonicalConversationStaysTheFirstOne) {
     EXPECT_EQ(runTask(repository.canonicalCodexSessionID(bug)), first);
 }
 
+TEST_F(SessionAttemptRepositoryTest, OfAttemptsStartedAtOnceTheLowerNumberIsCanonical) {
+    const Uuid first = randomUuid();
+    add(2, std::nullopt, randomUuid());
+    add(1, std::nullopt, first);
+    EXPECT_EQ(runTask(repository.canonicalCodexSessionID(" 3F2A9C10-AAAA")), first);
+}
+
+TEST_F(SessionAttemptRepositoryTest, AnEarlierStartComesBeforeALowerNumber) {
+    const auto late = add(1, std::nullopt, randomUuid(), "2026-03-02T00:00:00Z");
+    const auto early = add(2, std::nullopt, randomUuid(), "2026-03-01T00:00:00Z");
+    EXPECT_EQ(runTask(repository.canonicalCodexSessionID(bug)), early.codexSessionID);
+    EXPECT_EQ(runTask(repository.latestAttempt(bug)), late);
+}
+
+TEST_F(SessionAttemptRepositoryTest, AttemptsOfTheItemAndAttemptsToResumeShareTheConversationsOfTheBug) {
+    const auto queued = add(1, item.id, randomUuid(), "2026-03-01T00:00:00Z");
+    const auto resumed = add(1, std::nullopt, randomUuid(), "2026-03-02T00:00:00Z");
+    EXPECT_EQ(runTask(repository.canonicalCodexSessionID(bug)), queued.codexSessionID);
+    EXPECT_EQ(runTask(repository.latestAttempt(bug)), resumed);
+    EXPECT_EQ(latest(), queued);
+}
+
+TEST_F(SessionAttemptRepositoryTest, AGapInTheNumbersIsNotFilled) {
+    add(1, item.id);
+    add(7, item.id);
+    EXPECT_EQ(runTask(repository.nextAttemptNumber(item.id)), 8);
+    EXPECT_EQ(runTask(repository.nextAttemptNumber(randomUuid())), 1);
+}
+
 TEST_F(SessionAttemptRepositoryTest, ABugWithoutAUsableConversationHasNoCanonicalOne) {
     EXPECT_EQ(runTask(repository.canonicalCodexSessionID(bug)), std::nullopt);
     add(1, std::nullopt, randomUuid());
     execute("UPDATE session_attempts SET codex_session_id = 'no uuid'");
     EXPECT_EQ(runTask(repository.canonicalCodexSessionID(bug)), std::nullopt);
-}
-
-TEST_F(SessionAttemptRepositoryTest, ARunningAttemptKnowsItsProcess) {
-    SessionAttemptRecord expected = add(1, item.id);
-    runTask(repository.markRunning(expected.id, 99));
-    expected.state = SessionAttemptState::running;
-    expected.pid = 99;
-    EXPECT_EQ(latest(), expected);
-}
-
-TEST_F(SessionAttemptRepositoryTest, ConversationAndLastOutputAreKept) {
-    SessionAttemptRecord expected = add(1, item.id);
-    expected.codexSessionID = randomUuid();
-    expected.lastOutputAt = instant("2026-04-01T00:00:00.5Z");
-    runTask(repository.setCodexSession(expected.id, *expected.codexSessionID));
-    runTask(repository.markLastOutput(expected.id, *expected.lastOutputAt));
-    EXPECT_EQ(latest(), expected);
-}
-
-TEST_F(SessionAttemptRepositoryTest, AnExitKeepsItsCodeAndTime) {
-    SessionAttemptRecord expected = add(1, item.id);
-    expected.state = SessionAttemptState::exited;
-    expected.exitCode = 137;
-    expected.endedAt = instant("2026-04-01T00:00:00Z");
-    runTask(repository.markExited(expected.id, 137, *expected.endedAt));
-    EXPECT_EQ(latest(), expected);
 }
 
 TEST_F(SessionAttemptRepositoryTest, CompletionAfterAFailureClearsTheReason) {
@@ -186,39 +189,6 @@ TEST_F(SessionAttemptRepositoryTest, CompletionAfterAFailureClearsTheReason) {
     runTask(repository.markCompleted(expected.id, *expected.completionCommentID,
                                      *expected.completionCommentCreatedAt, *expected.endedAt));
     EXPECT_EQ(latest(), expected);
-}
-
-TEST_F(SessionAttemptRepositoryTest, AFailureOverwritesAnyState) {
-    SessionAttemptRecord expected = add(1, item.id);
-    expected.state = SessionAttemptState::failed;
-    expected.failureReason = "late";
-    expected.endedAt = instant("2026-04-01T00:00:00Z");
-    runTask(repository.markCompleted(expected.id, randomUuid(), Instant{}, Instant{}));
-    runTask(repository.markFailed(expected.id, "late", *expected.endedAt));
-    EXPECT_EQ(latest().state, SessionAttemptState::failed);
-    EXPECT_EQ(latest().failureReason, "late");
-    EXPECT_EQ(latest().endedAt, expected.endedAt);
-}
-
-TEST_F(SessionAttemptRepositoryTest, MarkingAnUnknownAttemptChangesNothing) {
-    const SessionAttemptRecord attempt = add(1, item.id);
-    EXPECT_NO_THROW(runTask(repository.markRunning(randomUuid(), 1)));
-    EXPECT_EQ(latest(), attempt);
-}
-
-TEST_F(SessionAttemptRepositoryTest, ColumnsThatDoNotParseReadAsAbsentOrAsTheEpoch) {
-    add(1, item.id);
-    execute("UPDATE session_attempts SET completion_comment_id = 'x', ended_at = 'x', started_at = 'x'");
-    EXPECT_EQ(latest().completionCommentID, std::nullopt);
-    EXPECT_EQ(latest().endedAt, Instant{});
-    EXPECT_EQ(latest().startedAt, Instant{});
-}
-
-TEST_F(SessionAttemptRepositoryTest, AStateThatIsUnknownIsAMissingColumn) {
-    add(1, item.id);
-    execute("UPDATE session_attempts SET state = 'Running'");
-    const auto error = databaseErrorOf([&] { latest(); });
-    EXPECT_EQ(error, DatabaseError(DatabaseError::Kind::missingColumn, "state"));
 }
 
 }  // namespace

@@ -19,6 +19,7 @@ class StatementsTest : public testing::Test {
         recorder.take();
     }
 
+    /// The one statement that the operation runs.
     template <class Result>
     std::string textOf(Task<Result> task) {
         runTask(std::move(task));
@@ -64,6 +65,36 @@ TEST_F(StatementsTest, QueueStatementsOfOneLine) {
     EXPECT_EQ(textOf(queue.remove(Uuid{})), "DELETE FROM queue_items WHERE id = ?");
     EXPECT_EQ(textOf(queue.events(Uuid{})),
               "SELECT * FROM queue_events WHERE queue_item_id = ? ORDER BY created_at ASC");
+}
+
+TEST_F(StatementsTest, Insertions) {
+    const std::string twenty = "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)";
+    EXPECT_EQ(textOf(queue.insert(BugQueueItem{})),
+              "INSERT INTO queue_items\n"
+              "  (id, bug_id, app_id, app_name, bundle_id, title, bug_url, queue_position, queue_mode, "
+              "status, goal_flow, priority, active_session_id, codex_session_id, error_message, created_at, "
+              "added_at, started_at, completed_at, cancelled_at)\n" +
+                  twenty);
+    EXPECT_EQ(textOf(queue.appendEvent(Uuid{}, "k", "m", std::nullopt, std::nullopt, Instant{})),
+              "INSERT INTO queue_events\n"
+              "  (id, queue_item_id, session_id, kind, message, metadata_json, created_at)\n"
+              "VALUES (?, ?, ?, ?, ?, ?, ?)");
+    EXPECT_EQ(textOf(attempts.insert(SessionAttemptRecord{})),
+              "INSERT INTO session_attempts\n"
+              "  (id, queue_item_id, attempt_number, bug_id, repo_path, agent_workspace_path, "
+              "transcript_ansi_path, transcript_text_path, goal_text, completion_marker, pid, state, "
+              "exit_code, started_at, last_output_at, ended_at, completion_comment_id, "
+              "completion_comment_created_at, codex_session_id, failure_reason)\n" +
+                  twenty);
+}
+
+TEST_F(StatementsTest, TheUpdateOfAnItem) {
+    EXPECT_EQ(textOf(queue.update(BugQueueItem{})),
+              "UPDATE queue_items SET\n"
+              "  app_name = ?, bundle_id = ?, title = ?, bug_url = ?, queue_position = ?, queue_mode = ?, "
+              "status = ?, goal_flow = ?, priority = ?, active_session_id = ?, codex_session_id = ?, "
+              "error_message = ?, started_at = ?, completed_at = ?, cancelled_at = ?\n"
+              " WHERE id = ?");
 }
 
 TEST_F(StatementsTest, MappingStatements) {

@@ -45,6 +45,17 @@ TEST(ColumnValuesTest, ATextThatIsNoInstantReadsAsTheEpoch) {
     EXPECT_EQ(optionalInstant(rowOf("yesterday"), "field"), Instant{});
 }
 
+TEST(ColumnValuesTest, AnOptionalInstantIsAbsentOnlyWhenNullOrMissing) {
+    EXPECT_EQ(optionalInstant(rowOf(SQLValue::integer(7)), "field"), Instant{});
+    EXPECT_EQ(optionalInstant(rowOf(""), "field"), Instant{});
+}
+
+TEST(ColumnValuesTest, AnOptionalFieldOfAnotherKindIsAbsent) {
+    EXPECT_EQ(optionalText(rowOf(SQLValue::integer(7)), "field"), std::nullopt);
+    EXPECT_EQ(optionalUuid(rowOf(SQLValue::integer(7)), "field"), std::nullopt);
+    EXPECT_EQ(optionalInteger32(rowOf("7"), "field"), std::nullopt);
+}
+
 TEST(ColumnValuesTest, AnOptionalFieldIsAbsentWhenNullOrMissing) {
     for (const Row& row : {rowOf(SQLValue::null()), Row()}) {
         EXPECT_EQ(optionalInstant(row, "field"), std::nullopt);
@@ -75,6 +86,7 @@ TEST(ColumnValuesTest, ARequiredFieldOfTheWrongKindThrowsItsName) {
     EXPECT_EQ(databaseErrorOf([] { requiredText(rowOf(SQLValue::integer(1)), "field"); }), expected);
     EXPECT_EQ(databaseErrorOf([] { requiredInteger(rowOf("1"), "field"); }), expected);
     EXPECT_EQ(databaseErrorOf([] { requiredUuid(rowOf("no uuid"), "field"); }), expected);
+    EXPECT_EQ(databaseErrorOf([] { requiredInstant(rowOf(SQLValue::integer(1)), "field"); }), expected);
 }
 
 }  // namespace

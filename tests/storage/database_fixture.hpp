@@ -15,9 +15,26 @@
 
 namespace quernlight {
 
-/// How a failing test shows an error.
+/// How a failing test shows an error or a value.
 inline void PrintTo(const DatabaseError& error, std::ostream* out) {
     *out << "DatabaseError " << static_cast<int>(error.kind()) << ": " << error.text();
+}
+
+inline void PrintTo(const SQLValue& value, std::ostream* out) {
+    switch (value.kind()) {
+        case SQLValue::Kind::text:
+            *out << '"' << *value.asText() << '"';
+            return;
+        case SQLValue::Kind::integer:
+            *out << *value.asInteger();
+            return;
+        case SQLValue::Kind::real:
+            *out << *value.asReal() << " (real)";
+            return;
+        case SQLValue::Kind::null:
+            *out << "NULL";
+            return;
+    }
 }
 
 namespace test {

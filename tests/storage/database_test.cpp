@@ -9,7 +9,6 @@
 #include <boost/asio/post.hpp>
 
 #include "tests/storage/database_fixture.hpp"
-#include "tests/storage/statement_recorder.hpp"
 
 namespace quernlight {
 namespace {
@@ -32,26 +31,6 @@ class DatabaseTest : public test::DatabaseFixture {
     }
 };
 
-TEST_F(DatabaseTest, OpeningInADirectoryThatDoesNotExistThrowsOpenFailedWithTheMessageOfSQLite) {
-    const auto error = databaseErrorOf([&] { Database(directory / "missing" / "queue.sqlite"); });
-    EXPECT_EQ(error, DatabaseError(Kind::openFailed, "unable to open database file"));
-}
-
-TEST_F(DatabaseTest, AFileThatIsNoDatabaseRefusesASettingAndIsNotOpened) {
-    const auto garbage = directory / "garbage.sqlite";
-    test::writeFile(garbage, std::string(4096, 'x'));
-    const auto error = databaseErrorOf([&] { Database{garbage}; });
-    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "file is not a database"));
-}
-
-TEST_F(DatabaseTest, OpeningAppliesItsSettingsInOrder) {
-    test::StatementRecorder recorder;
-    { Database other(directory / "other.sqlite"); }
-    const std::vector<std::string> settings{"PRAGMA foreign_keys = ON", "PRAGMA journal_mode = WAL",
-                                            "PRAGMA synchronous = NORMAL"};
-    EXPECT_EQ(recorder.take(), settings);
-}
-
 TEST_F(DatabaseTest, OpensWithForeignKeysAndWriteAheadJournal) {
     EXPECT_EQ(rows("PRAGMA foreign_keys").at(0).at("foreign_keys"), SQLValue::integer(1));
     EXPECT_EQ(rows("PRAGMA journal_mode").at(0).at("journal_mode"), SQLValue::text("wal"));
@@ -65,12 +44,6 @@ TEST_F(DatabaseTest, TheConnectionClosesWhenTheLastReferenceIsReleased) {
     EXPECT_TRUE(std::filesystem::exists(journal));
     last.reset();
     EXPECT_FALSE(std::filesystem::exists(journal));
-}
-
-TEST_F(DatabaseTest, ExecutingAStatementThatYieldsARowThrowsStepFailed) {
-    const auto error = databaseErrorOf([&] { execute("SELECT 1"); });
-    ASSERT_TRUE(error);
-    EXPECT_EQ(error->kind(), Kind::stepFailed);
 }
 
 TEST_F(DatabaseTest, AStatementThatDoesNotCompileThrowsPrepareFailed) {

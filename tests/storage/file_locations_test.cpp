@@ -63,6 +63,15 @@ TEST_F(FileLocationsTest, AFileInTheWayThrowsTheErrorOfTheFileSystem) {
     EXPECT_THROW(FileLocations::dispatchHome({{"QUERNLIGHT_DISPATCH_HOME", home.string()}}),
                  fs::filesystem_error);
     EXPECT_THROW(FileLocations::sessionAttemptDirectory(home, item, 1), fs::filesystem_error);
+    EXPECT_THROW(resumeDirectory("3f2a9c10"), fs::filesystem_error);
+}
+
+TEST_F(FileLocationsTest, DirectoriesHaveTheAttributesOfAnyOther) {
+    fs::create_directory(directory / "other");
+    const fs::path attempt = FileLocations::sessionAttemptDirectory(home, item, 1);
+    for (const fs::path& created : {home, home / "sessions", attempt}) {
+        EXPECT_EQ(fs::status(created).permissions(), fs::status(directory / "other").permissions());
+    }
 }
 
 TEST_F(FileLocationsTest, TheDatabaseLiesInTheHomeAndIsNotCreated) {
@@ -93,6 +102,17 @@ TEST_F(FileLocationsTest, AResumeDirectoryIsNamedByTheShortFormOfTheBugID) {
     const fs::path found = resumeDirectory("  3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF \n");
     EXPECT_EQ(found, home / "sessions" / "resume" / "3f2a9c10" / "attempts" / "001");
     EXPECT_TRUE(fs::is_directory(found));
+}
+
+TEST_F(FileLocationsTest, ResumeAttemptsAreNumberedInDirectoriesOfTheirOwn) {
+    const fs::path found = FileLocations::resumeSessionAttemptDirectory(home, "3f2a9c10", 1234);
+    EXPECT_EQ(found, home / "sessions" / "resume" / "3f2a9c10" / "attempts" / "1234");
+    EXPECT_NE(resumeDirectory("3f2a9c10"), FileLocations::sessionAttemptDirectory(home, item, 1));
+}
+
+TEST_F(FileLocationsTest, AskingTwiceForOneResumeAttemptGivesTheSameDirectory) {
+    const fs::path first = resumeDirectory("3f2a9c10");
+    EXPECT_EQ(resumeDirectory("3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF"), first);
 }
 
 TEST_F(FileLocationsTest, ABugIDThatWouldLeadOutOfTheHomeIsRefused) {

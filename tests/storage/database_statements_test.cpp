@@ -1,0 +1,155 @@
+#include <limits>
+
+#include "tests/storage/database_fixture.hpp"
+#include "tests/storage/statement_recorder.hpp"
+
+namespace quernlight {
+namespace {
+
+using Kind = DatabaseError::Kind;
+using test::databaseErrorOf;
+using test::runTask;
+using testing::ElementsAre;
+
+constexpr const char* addNote = "INSERT INTO notes (body) VALUES ('note')";
+
+/// A database whose statements are looked at as SQLite runs them.
+class DatabaseStatementsTest : public testing::Test {
+  protected:
+    void SetUp() override {
+        execute("CREATE TABLE notes (id INTEGER PRIMARY KEY, body)");
+        recorder.take();
+    }
+
+    void execute(const std::string& sql, const SQLValues& values = {}) {
+        runTask(database->execute(sql, values));
+    }
+
+    std::vector<Row> rows(const std::string& sql, const SQLValues& values = {}) {
+        return runTask(database->query(sql, values));
+    }
+
+    std::optional<DatabaseError> transactionError(const std::function<void(Connection&)>& body) {
+        return databaseErrorOf([&] { runTask(database->transaction(body)); });
+    }
+
+    test::StatementRecorder recorder;
+    const test::TemporaryDirectory directory;
+    const std::filesystem::path path = directory / "queue.sqlite";
+    std::shared_ptr<Database> database = std::make_shared<Database>(path);
+};
+
+TEST_F(DatabaseStatementsTest, ATransactionBeginsAtOnceAndCommits) {
+    runTask(database->transaction([](Connection& connection) { connection.execute(addNote); }));
+    EXPECT_THAT(recorder.take(), ElementsAre("BEGIN IMMEDIATE", addNote, "COMMIT"));
+}
+
+TEST_F(DatabaseStatementsTest, ATransactionWhoseBodyThrowsIsRolledBack) {
+    const auto fail = [](Connection& connection) { connection.execute("INSERT INTO absent VALUES (1)"); };
+    EXPECT_EQ(transactionError(fail), DatabaseError(Kind::prepareFailed, "no such table: absent"));
+    EXPECT_THAT(recorder.take(), ElementsAre("BEGIN IMMEDIATE", "ROLLBACK"));
+}
+
+TEST_F(DatabaseStatementsTest, ATransactionThatCannotCommitIsRolledBack) {
+    const char* addReply = "INSERT INTO replies VALUES (99)";
+    execute("CREATE TABLE replies (note INTEGER REFERENCES notes(id) DEFERRABLE INITIALLY DEFERRED)");
+    recorder.take();
+    const auto error = transactionError([&](Connection& connection) { connection.execute(addReply); });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "FOREIGN KEY constraint failed"));
+    EXPECT_THAT(recorder.take(), ElementsAre("BEGIN IMMEDIATE", addReply, "COMMIT", "ROLLBACK"));
+}
+
+TEST_F(DatabaseStatementsTest, ATransactionThatCannotBeginRunsNothingElse) {
+    Connection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    recorder.take();
+    EXPECT_EQ(transactionError([](Connection&) { FAIL() << "the body ran"; }),
+              DatabaseError(Kind::stepFailed, "database is locked"));
+    EXPECT_THAT(recorder.take(), ElementsAre("BEGIN IMMEDIATE"));
+}
+
+TEST_F(DatabaseStatementsTest, TransactionsDoNotNest) {
+    const auto nest = [](Connection& connection) {
+        connection.execute(addNote);
+        connection.execute("BEGIN IMMEDIATE");
+    };
+    EXPECT_EQ(transactionError(nest),
+              DatabaseError(Kind::stepFailed, "cannot start a transaction within a transaction"));
+    EXPECT_TRUE(rows("SELECT * FROM notes").empty());
+}
+
+TEST_F(DatabaseStatementsTest, ForeignKeysCannotBeSwitchedInsideATransaction) {
+    runTask(database->transaction(
+        [](Connection& connection) { connection.execute("PRAGMA foreign_keys = OFF"); }));
+    EXPECT_EQ(rows("PRAGMA foreign_keys").at(0).at("foreign_keys"), SQLValue::integer(1));
+}
+
+TEST_F(DatabaseStatementsTest, ALockedFileFailsAStatementAtOnceAndItIsTriedOnce) {
+    Connection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    recorder.take();
+    EXPECT_EQ(databaseErrorOf([&] { execute(addNote); }),
+              DatabaseError(Kind::stepFailed, "database is locked"));
+    EXPECT_THAT(recorder.take(), ElementsAre(addNote));
+}
+
+TEST_F(DatabaseStatementsTest, ExecutingAStatementThatYieldsARowThrowsTheMessageOfSQLite) {
+    EXPECT_EQ(databaseErrorOf([&] { execute("SELECT 1"); }),
+              DatabaseError(Kind::stepFailed, "another row available"));
+}
+
+TEST_F(DatabaseStatementsTest, AStatementThatYieldsNoRowMayBeExecuted) {
+    EXPECT_NO_THROW(execute("SELECT * FROM notes"));
+}
+
+TEST_F(DatabaseStatementsTest, OfAValueThatCannotBeBoundTheStatementNeverRuns) {
+    EXPECT_EQ(databaseErrorOf([&] { execute(addNote, {SQLValue::integer(1)}); }),
+              DatabaseError(Kind::bindFailed, "column index out of range"));
+    EXPECT_THAT(recorder.take(), ElementsAre());
+}
+
+// A statement that is still open keeps its table from being dropped, and the file from being closed.
+TEST_F(DatabaseStatementsTest, AreFinalisedHoweverTheyEnd) {
+    execute("INSERT INTO notes (body) VALUES ('{}'), ('not json')");
+    databaseErrorOf([&] { execute("SELECT * FROM notes"); });
+    databaseErrorOf([&] { rows("SELECT json_type(body) FROM notes ORDER BY id"); });
+    databaseErrorOf([&] { rows("SELECT * FROM notes", {SQLValue::null()}); });
+    databaseErrorOf([&] { execute("SELECT * FROM notes; nonsense", {SQLValue::null()}); });
+    EXPECT_EQ(rows("SELECT * FROM notes").size(), 2U);
+    EXPECT_NO_THROW(execute("DROP TABLE notes"));
+    database.reset();
+    EXPECT_FALSE(std::filesystem::exists(path.string() + "-wal"));
+}
+
+TEST_F(DatabaseStatementsTest, ARealThatIsNoNumberIsBoundAsNull) {
+    const SQLValues bound{SQLValue::real(std::numeric_limits<double>::quiet_NaN())};
+    EXPECT_EQ(rows("SELECT ? AS value", bound).at(0).at("value"), SQLValue::null());
+}
+
+/// A value and the storage class that SQLite gives it.
+struct BoundValue {
+    std::string storageClass{};
+    SQLValue value{};
+};
+
+void PrintTo(const BoundValue& bound, std::ostream* out) {
+    *out << bound.storageClass;
+}
+
+class BoundValueTest : public test::DatabaseFixture, public testing::WithParamInterface<BoundValue> {};
+
+TEST_P(BoundValueTest, HasItsStorageClassAndIsReadAsItWasBound) {
+    const SQLValues bound{GetParam().value};
+    EXPECT_EQ(value("SELECT typeof(?) AS value", bound), SQLValue::text(GetParam().storageClass));
+    EXPECT_EQ(value("SELECT ? AS value", bound), GetParam().value);
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, BoundValueTest,
+                         testing::Values(BoundValue{"text", SQLValue::text("7")},
+                                         BoundValue{"integer", SQLValue::integer(-(1LL << 62))},
+                                         BoundValue{"real", SQLValue::real(7)},
+                                         BoundValue{"null", SQLValue::null()}),
+                         [](const auto& bound) { return bound.param.storageClass; });
+
+}  // namespace
+}  // namespace quernlight
