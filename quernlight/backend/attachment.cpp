@@ -33,10 +33,7 @@ FileDescriptor openRegularFile(const std::filesystem::path& file) {
     return descriptor;
 }
 
-/// A file is held in memory whole, so its size is bounded; in bytes.
-constexpr std::size_t largestAttachment = 64 * 1024 * 1024;
-
-std::string readWhole(const std::filesystem::path& file) {
+std::string readWhole(const std::filesystem::path& file, std::size_t limit) {
     const auto access = openSecurityScope(file);
     const FileDescriptor descriptor = openRegularFile(file);
     std::string bytes;
@@ -48,7 +45,7 @@ std::string readWhole(const std::filesystem::path& file) {
         }
         if (count > 0) {
             bytes.append(chunk.data(), static_cast<std::size_t>(count));
-            if (bytes.size() > largestAttachment) {
+            if (bytes.size() > limit) {
                 failReading(file, EFBIG);
             }
         } else if (errno != EINTR) {
@@ -64,12 +61,12 @@ std::string attachmentName(const std::filesystem::path& file) {
     return name.empty() ? "attachment" : name;
 }
 
-Attachment readAttachment(const std::filesystem::path& file) {
+Attachment readAttachment(const std::filesystem::path& file, std::size_t limit) {
     const std::string extension = file.extension().string();
     Attachment attachment;
     attachment.filename = attachmentName(file);
     attachment.contentType = mimeTypeForExtension(extension.empty() ? extension : extension.substr(1));
-    attachment.bytes = readWhole(file);
+    attachment.bytes = readWhole(file, limit);
     return attachment;
 }
 

@@ -1,11 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
 
 namespace quernlight {
 
-/// A file that goes with a comment, in memory.
+/// A file that goes with a comment, in memory. A value.
 struct Attachment {
     std::string filename;
     std::string contentType;  // MIME type
@@ -17,8 +18,11 @@ struct Attachment {
 /// Under which name a file is announced: its last path component, or "attachment" when there is none.
 std::string attachmentName(const std::filesystem::path& file);
 
-/// Reads the whole file; blocks. Throws `std::system_error` naming the file when it is no regular file or
-/// cannot be read.
-Attachment readAttachment(const std::filesystem::path& file);
+/// A file is held in memory whole and sent in one body, so its size is bounded; in bytes.
+inline constexpr std::size_t largestAttachment = 64 * 1024 * 1024;
+
+/// Reads the whole file; blocks the calling thread, which may be any. Throws `std::system_error` naming the
+/// file when it is no regular file, cannot be read or (file too large) has more than `limit` bytes.
+Attachment readAttachment(const std::filesystem::path& file, std::size_t limit = largestAttachment);
 
 }  // namespace quernlight

@@ -6,7 +6,7 @@
 namespace quernlight {
 
 /// What any call to the backend can throw besides a `DecodingError` and the transport's `TransportError`.
-/// `what()` is the sentence for the user.
+/// `what()` is the sentence for the user. A value to copy and compare.
 class BackendError : public std::runtime_error {
   public:
     enum class Case { server, invalidURL, invalidResponse };

@@ -67,8 +67,10 @@ void CurlTransfer::configureRequest() {
     set(handle, CURLOPT_PATH_AS_IS, 1L);
     if (request_.method != "GET") {
         // On a kept connection that turns out to be dead libcurl sends a request again of its own accord,
-        // although the backend may have seen it. That is fine for reading, and would file a bug twice.
+        // although the backend may have seen it. That is fine for reading, and would file a bug twice. A
+        // redirect would find the connection of the request before it, unless that is closed.
         set(handle, CURLOPT_FRESH_CONNECT, 1L);
+        set(handle, CURLOPT_FORBID_REUSE, 1L);
     }
     if (request_.body || request_.method == "POST") {
         const std::string& body = request_.body ? *request_.body : request_.body.emplace();
@@ -77,8 +79,9 @@ void CurlTransfer::configureRequest() {
     }
     if (request_.method != "GET" && request_.method != "POST") {
         set(handle, CURLOPT_CUSTOMREQUEST, request_.method.c_str());
-        // libcurl keeps such a method when it follows a redirect; then it must keep the body as well.
-        set(handle, CURLOPT_POSTREDIR, static_cast<long>(CURL_REDIR_POST_ALL));
+        // libcurl keeps such a method when it follows a redirect; then it must keep the body as well. What
+        // "see other" wants is in `onHeader`.
+        set(handle, CURLOPT_POSTREDIR, static_cast<long>(CURL_REDIR_POST_301 | CURL_REDIR_POST_302));
     }
     for (const auto& [name, value] : request_.headers) {
         // libcurl takes a header without a value for the wish to leave it out.
@@ -96,6 +99,8 @@ void CurlTransfer::configureCallbacks() {
     set(handle, CURLOPT_WRITEDATA, static_cast<void*>(this));
     set(handle, CURLOPT_HEADERFUNCTION, &onHeader);
     set(handle, CURLOPT_HEADERDATA, static_cast<void*>(this));
+    set(handle, CURLOPT_PREREQFUNCTION, &onRequest);
+    set(handle, CURLOPT_PREREQDATA, static_cast<void*>(this));
     set(handle, CURLOPT_XFERINFOFUNCTION, &onProgress);
     set(handle, CURLOPT_XFERINFODATA, static_cast<void*>(this));
     set(handle, CURLOPT_NOPROGRESS, 0L);
@@ -128,13 +133,9 @@ TransportError CurlTransfer::failure(CURLcode code) const {
     if (code == CURLE_OPERATION_TIMEDOUT) {
         return timeoutError();
     }
-    long sentBytes = 0;
-    long status = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_REQUEST_SIZE, &sentBytes);
-    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
     // An answer without a status line counts as an unsupported protocol; so does a scheme that is refused
     // before anything is sent, or after a redirect to it.
-    const bool strange = code == CURLE_UNSUPPORTED_PROTOCOL && sentBytes > 0 && status == 0;
+    const bool strange = code == CURLE_UNSUPPORTED_PROTOCOL && awaitsAnswer_;
     const bool notHTTP = strange || code == CURLE_WEIRD_SERVER_REPLY;
     const char* message = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
     return {notHTTP ? Reason::notHTTP : Reason::failed,
@@ -163,8 +164,21 @@ std::size_t CurlTransfer::onBody(const char* bytes, std::size_t size, std::size_
 }
 
 std::size_t CurlTransfer::onHeader(const char*, std::size_t size, std::size_t count, void* transfer) {
-    static_cast<CurlTransfer*>(transfer)->lastProgress_ = Clock::now();
+    auto& self = *static_cast<CurlTransfer*>(transfer);
+    self.lastProgress_ = Clock::now();
+    self.awaitsAnswer_ = false;
+    long status = 0;
+    curl_easy_getinfo(self.handle(), CURLINFO_RESPONSE_CODE, &status);
+    if (status == 303) {
+        // The change is done and its outcome is to be read elsewhere: to DELETE that as well would be wrong.
+        curl_easy_setopt(self.handle(), CURLOPT_CUSTOMREQUEST, nullptr);
+    }
     return size * count;
+}
+
+int CurlTransfer::onRequest(void* transfer, char*, char*, int, int) {
+    static_cast<CurlTransfer*>(transfer)->awaitsAnswer_ = true;
+    return CURL_PREREQFUNC_OK;
 }
 
 int CurlTransfer::onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent) {

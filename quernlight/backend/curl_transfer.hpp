@@ -50,6 +50,7 @@ class CurlTransfer {
 
     static std::size_t onBody(const char* bytes, std::size_t size, std::size_t count, void* transfer);
     static std::size_t onHeader(const char* bytes, std::size_t size, std::size_t count, void* transfer);
+    static int onRequest(void* transfer, char*, char*, int, int);
     static int onProgress(void* transfer, curl_off_t, curl_off_t received, curl_off_t, curl_off_t sent);
 
     HttpRequest request_;
@@ -60,6 +61,7 @@ class CurlTransfer {
     Clock::time_point lastProgress_ = Clock::now();
     curl_off_t transferred_ = 0;  // bytes in both directions when there was progress last
     std::string body_;
+    bool awaitsAnswer_ = false;  // a request is on its way, and nothing of an HTTP answer has come yet
     bool tooLarge_ = false;
 };
 

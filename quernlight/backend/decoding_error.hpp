@@ -7,7 +7,7 @@
 namespace quernlight {
 
 /// A backend answer that is not the JSON its record asks for. `what()` is one sentence that names the record
-/// and the key; a bad date reads "Invalid ISO-8601 date: " and the text.
+/// and the key; a bad date reads "Invalid ISO-8601 date: " and the text. A value to copy.
 class DecodingError : public std::runtime_error {
   public:
     enum class Reason {

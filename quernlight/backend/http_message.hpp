@@ -15,20 +15,20 @@ struct HttpHeader {
     bool operator==(const HttpHeader&) const = default;
 };
 
-/// A request before it is sent.
+/// A request before it is sent, as a value. Header values and the body are bytes; UTF-8 where they are text.
 struct HttpRequest {
-    std::string method = "GET";
+    std::string method = "GET";  // in capitals
     Url url;
     std::vector<HttpHeader> headers = {};
-    std::optional<std::string> body = {};
+    std::optional<std::string> body = {};  // an empty body is sent, an absent one is not
 
     bool operator==(const HttpRequest&) const = default;
 };
 
-/// A complete answer of any status.
+/// A complete answer of any status, after redirects.
 struct HttpResponse {
     int status = 0;
-    std::string body;
+    std::string body;  // bytes, decompressed
 
     bool operator==(const HttpResponse&) const = default;
 };

@@ -20,11 +20,19 @@ void refuseLineBreaks(const HttpRequest& request) {
     }
 }
 
+void refuseLargeBody(const HttpRequest& request, std::size_t limit) {
+    if (request.body && request.body->size() > limit) {
+        throw TransportError(TransportError::Reason::requestTooLarge,
+                             "The request is larger than " + std::to_string(limit) + " bytes.");
+    }
+}
+
 }  // namespace
 
 HttpSession::HttpSession() : HttpSession(Options()) {}
 
-HttpSession::HttpSession(Options options) : worker_(std::make_shared<Worker>(options)) {}
+HttpSession::HttpSession(Options options)
+    : maximumRequestSize_(options.maximumRequestSize), worker_(std::make_shared<Worker>(options)) {}
 
 HttpSession::~HttpSession() {
     worker_->stop();
@@ -52,6 +60,7 @@ class HttpSession::Submission {
 
 Task<HttpResponse> HttpSession::send(HttpRequest request) {
     refuseLineBreaks(request);
+    refuseLargeBody(request, maximumRequestSize_);
     const auto exchange = std::make_shared<HttpExchange>(std::move(request));
     const Submission submission(worker_, exchange);
     co_return co_await exchange->outcome();

@@ -6,9 +6,9 @@
 namespace quernlight {
 
 /// Keeps the backend's administrator token where the system keeps a user's secrets: the keychain on macOS,
-/// the Secret Service (freedesktop.org's specification) of the session elsewhere. Items are told apart by
-/// service and account. A value; its operations may be called from any thread and block it while the system
-/// works, on Linux for 20 seconds at most and without ever asking the user to unlock anything. They throw
+/// the Secret Service (freedesktop.org's) of the session elsewhere. Items are told apart by service and
+/// account. A value; its operations may be called from any thread and block it while the system works, on
+/// Linux for 20 seconds at most and without ever asking the user to unlock anything. They throw
 /// KeychainError.
 struct KeychainStore {
     std::string service{};
@@ -16,7 +16,8 @@ struct KeychainStore {
     /// Nothing when nothing was saved for the account, or when what is there is not UTF-8 text.
     std::optional<std::string> token(const std::string& account) const;
 
-    /// Replaces what was saved before. The text may be empty.
+    /// Replaces what was saved before, in the keyring where it lies; otherwise adds it to the default one.
+    /// The text (UTF-8) may be empty.
     void saveToken(const std::string& token, const std::string& account) const;
 
     /// Nothing to delete is no error.

@@ -150,7 +150,14 @@ class SecretSession {
         return items;
     }
 
-    void store(GHashTable* attributes, const std::string& label, SecretValue* value) const {
+    void update(SecretItem* item, SecretValue* value) const {
+        GError* error = nullptr;
+        secret_item_set_secret_sync(item, value, deadline_.cancellable(), &error);
+        throwIfFailed(error);
+    }
+
+    /// Adds an item to the default collection.
+    void add(GHashTable* attributes, const std::string& label, SecretValue* value) const {
         const auto collection = defaultCollection();
         if (!collection) {
             throw KeychainError(SECRET_ERROR_NO_SUCH_OBJECT,
@@ -213,12 +220,20 @@ std::optional<std::string> KeychainStore::token(const std::string& account) cons
     return textOf(items.front().get());
 }
 
-/// The service itself replaces an item of the same attributes, so there is never a second one.
+/// The service replaces an item of the same attributes in the default collection only, and the item may lie
+/// in another one; hence an update of what is there, so that there is never a second one.
 void KeychainStore::saveToken(const std::string& token, const std::string& account) const {
     const SecretSession session;
     const ValueReference value(
         secret_value_new(token.data(), static_cast<gssize>(token.size()), "text/plain"));
-    session.store(attributesOf(service, account).get(), service + " (" + account + ")", value.get());
+    const Attributes attributes = attributesOf(service, account);
+    const auto items = session.search(attributes.get());
+    for (const auto& item : items) {
+        session.update(item.get(), value.get());
+    }
+    if (items.empty()) {
+        session.add(attributes.get(), service + " (" + account + ")", value.get());
+    }
 }
 
 void KeychainStore::deleteToken(const std::string& account) const {

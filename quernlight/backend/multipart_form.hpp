@@ -9,10 +9,11 @@
 
 namespace quernlight {
 
-/// A boundary that no other form has: "Boundary-" and a fresh UUID.
+/// A boundary that no other form has: "Boundary-" and a fresh UUID in upper case.
 std::string freshBoundary();
 
-/// A comment with files as multipart/form-data, byte for byte as it is sent.
+/// A comment with files as multipart/form-data, byte for byte as it is sent: body, author_type, metadata,
+/// pr_url (each of the last three only when it is given), then the files in their order. Lines end in CR LF.
 std::string multipartForm(const CreateCommentRequest& comment, const std::vector<Attachment>& attachments,
                           std::string_view boundary);
 

@@ -61,12 +61,15 @@ bool wantsLogs(const BackendError& error) {
     return error.isServer(400) && lowercased(error.body()).find("logs required") != std::string::npos;
 }
 
-/// Reads on a thread of its own, because files may lie on a slow disk.
+/// Reads on a thread of its own, because files may lie on a slow disk. They go into one body, so the bound of
+/// one holds for all of them together.
 Task<std::vector<Attachment>> readAttachments(std::vector<std::filesystem::path> files) {
     BackgroundExecutor reader;
     std::vector<Attachment> attachments;
+    std::size_t left = largestAttachment;
     for (const auto& file : files) {
-        attachments.push_back(co_await reader.run([&file] { return readAttachment(file); }));
+        attachments.push_back(co_await reader.run([&file, left] { return readAttachment(file, left); }));
+        left -= attachments.back().bytes.size();
     }
     co_return attachments;
 }

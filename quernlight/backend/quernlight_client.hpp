@@ -19,7 +19,9 @@ namespace quernlight {
 class BackendRequests;
 
 /// The bug backend's REST interface. An immutable value without state between calls; it may be used from any
-/// task at once and must live until the calls made on it have ended.
+/// task at once and must live until the calls made on it have ended. Operations go on, on the executor of the
+/// coroutine that awaits them, and never block it. The paths stand behind the path of `baseURL`, whose own
+/// query and fragment no request carries.
 ///
 /// Every operation throws `BackendError` (a status outside 200 to 299, no usable URL, no HTTP answer),
 /// `DecodingError` (an answer that is not the expected record) or the session's `TransportError`. Nothing is
@@ -27,6 +29,7 @@ class BackendRequests;
 /// and an id that no path can carry (empty, "." or "..") is `BackendError::invalidURL`.
 class QuernlightClient {
   public:
+    /// `session` must not be null. Nothing is checked before the first call.
     QuernlightClient(Url baseURL, std::string adminToken, std::shared_ptr<HttpSession> session);
 
     const Url& baseURL() const { return baseURL_; }
@@ -55,8 +58,9 @@ class QuernlightClient {
     /// "logs required": then once more with a placeholder for them. `bug.logs` is therefore ignored.
     Task<QLCreateBugResponse> createBug(QLAppDTO app, CreateBugRequest bug) const;
 
-    /// Posts a comment; as multipart form data when there are attachments. A file that cannot be read is a
-    /// `std::system_error`, before anything is sent.
+    /// Posts a comment; as multipart form data when there are attachments. A file that cannot be read, or
+    /// whose size makes all of them more than 64 MiB together, is a `std::system_error`, before anything is
+    /// sent.
     Task<QLCommentDTO> createComment(std::string bugID, CreateCommentRequest comment,
                                      std::vector<std::filesystem::path> attachments = {}) const;
 

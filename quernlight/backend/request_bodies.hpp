@@ -36,7 +36,8 @@ struct UpdateBugPRURLRequest {
     bool operator==(const UpdateBugPRURLRequest&) const = default;
 };
 
-// The bodies as JSON text; the order of keys means nothing.
+// The bodies as JSON text; the order of keys means nothing. What is not valid UTF-8 in a text is sent as
+// U+FFFD.
 
 std::string encodedJSON(const CreateBugRequest& request);
 std::string encodedJSON(const CreateCommentRequest& request);

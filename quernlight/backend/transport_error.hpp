@@ -5,13 +5,15 @@
 
 namespace quernlight {
 
-/// A request that got no complete HTTP answer: no connection, a cut body, no progress for too long, an
-/// answer beyond the bound. `what()` is one sentence; it holds no header of the request.
+/// A request that got no complete HTTP answer: no connection, a certificate that is not trusted, a cut body,
+/// no progress for too long, a body beyond the bound. `what()` is one sentence; it holds no header of the
+/// request.
 class TransportError : public std::runtime_error {
   public:
     enum class Reason {
         failed,             // what the HTTP library says in the message
         timedOut,           // no progress within the session's time-out
+        requestTooLarge,    // refused before sending: the body is larger than the session's bound
         answerTooLarge,     // the body is larger than the session's bound
         notHTTP,            // the other side does not speak HTTP
         lineBreakInHeader,  // refused before sending: a header value with a line break would smuggle in

@@ -8,7 +8,7 @@
 namespace quernlight {
 
 /// A point in time to the millisecond, which is what the database and the backend keep; so a value that was
-/// stored and read again equals the one it came from.
+/// stored and read again equals the one it came from. The functions below may be called from any thread.
 using Instant = std::chrono::sys_time<std::chrono::milliseconds>;
 
 /// The wall clock, now.

@@ -1,10 +1,19 @@
 #include "quernlight/platform/url.hpp"
 
+#include <boost/url/encode.hpp>
 #include <boost/url/parse.hpp>
+#include <boost/url/rfc/unreserved_chars.hpp>
 #include <boost/url/url.hpp>
 
 namespace quernlight {
 namespace urls = boost::urls;
+namespace {
+
+std::string percentEncoded(const std::string& text) {
+    return urls::encode(text, urls::unreserved_chars);
+}
+
+}  // namespace
 
 std::optional<Url> Url::parse(std::string_view text) {
     if (!urls::parse_uri(urls::string_view(text.data(), text.size()))) {
@@ -59,7 +68,7 @@ Url Url::withQuery(const std::vector<std::pair<std::string, std::string>>& items
     urls::url url(text_);
     url.remove_query();
     for (const auto& [name, value] : items) {
-        url.params().append(urls::param_view(name, value));
+        url.encoded_params().append({percentEncoded(name), percentEncoded(value)});
     }
     return Url(std::string(url.buffer()));
 }

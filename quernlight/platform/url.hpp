@@ -8,7 +8,8 @@
 
 namespace quernlight {
 
-/// An absolute URL (RFC 3986, with a scheme) that keeps its text to the letter as it was received.
+/// An absolute URL (RFC 3986, with a scheme) that keeps its text to the letter as it was received. A value to
+/// copy and compare (by its text), usable from any thread.
 class Url {
   public:
     /// An empty URL, so that records can be built field by field; `parse` never returns one.
@@ -29,11 +30,12 @@ class Url {
     std::vector<std::string> pathSegments() const;
 
     /// This URL with segments added behind its path, each percent-encoded where it must be, so that a "/" or
-    /// a blank in a segment stays inside it. Query and fragment are dropped.
+    /// a blank in a segment stays inside it. The query and the fragment belonged to the shorter path and are
+    /// left out.
     Url appendingPath(const std::vector<std::string>& segments) const;
 
-    /// This URL with query items (name, value) in the given order, percent-encoded; any query before is
-    /// replaced.
+    /// This URL with query items (name, value) in the given order; any query before is replaced. All but
+    /// letters, digits and "-._~" is percent-encoded, the "+" too, which many servers read as a blank.
     Url withQuery(const std::vector<std::pair<std::string, std::string>>& items) const;
 
     bool operator==(const Url&) const = default;

@@ -1,5 +1,6 @@
 #include "quernlight/backend/attachment.hpp"
 
+#include <ostream>
 #include <system_error>
 
 #include <sys/stat.h>
@@ -50,6 +51,52 @@ TEST_F(AttachmentTest, AFileWithoutANameIsCalledAttachment) {
     EXPECT_EQ(attachmentName("/"), "attachment");
     EXPECT_EQ(attachmentName(""), "attachment");
 }
+
+TEST_F(AttachmentTest, AFileOfMoreThanTheLimitIsRefusedAndOneOfTheLimitIsNot) {
+    test::writeFile(directory / "ten.txt", "0123456789");
+    EXPECT_EQ(readAttachment(directory / "ten.txt", 10).bytes, "0123456789");
+    try {
+        readAttachment(directory / "ten.txt", 9);
+        ADD_FAILURE() << "read ten bytes";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::file_too_large);
+    }
+}
+
+TEST_F(AttachmentTest, TheDefaultLimitIs64MiB) {
+    EXPECT_EQ(largestAttachment, 67'108'864U);
+}
+
+TEST_F(AttachmentTest, AnEmptyFileIsReadAsNoBytes) {
+    test::writeFile(directory / "empty.json", "");
+    EXPECT_EQ(readAttachment(directory / "empty.json"), (Attachment{"empty.json", "application/json", ""}));
+}
+
+struct NamedFile {
+    const char* name;
+    const char* type;
+};
+
+void PrintTo(const NamedFile& file, std::ostream* out) {
+    *out << file.name;
+}
+
+class AttachmentTypeTest : public testing::TestWithParam<NamedFile> {};
+
+TEST_P(AttachmentTypeTest, ComesFromTheLastExtensionOfTheName) {
+    const test::TemporaryDirectory directory;
+    test::writeFile(directory / GetParam().name, "<html>");
+    EXPECT_EQ(readAttachment(directory / GetParam().name).contentType, GetParam().type);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, AttachmentTypeTest,
+                         testing::Values(NamedFile{"a.txt", "text/plain"}, NamedFile{"a.b.png", "image/png"},
+                                         NamedFile{"a.tar.gz", "application/gzip"},
+                                         NamedFile{"SCREEN.JPG", "image/jpeg"},
+                                         NamedFile{"README", "application/octet-stream"},
+                                         NamedFile{".txt", "application/octet-stream"},
+                                         NamedFile{"a.", "application/octet-stream"},
+                                         NamedFile{"a.quernlight", "application/octet-stream"}));
 
 TEST(MimeTypeTest, CommonExtensionsHaveTheirType) {
     EXPECT_EQ(mimeTypeForExtension("txt"), "text/plain");

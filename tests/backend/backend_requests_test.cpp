@@ -64,6 +64,18 @@ TEST_F(BackendRequestsTest, PathsAreAppendedToTheBasePath) {
     EXPECT_EQ(line(at("http://127.0.0.1:8080/?x=1#y").apps()), "GET http://127.0.0.1:8080/v1/apps");
 }
 
+TEST_F(BackendRequestsTest, TheBaseURLsOwnQueryIsNoPartOfARequest) {
+    const BackendRequests based = at("https://h.example/api?key=1#top");
+    EXPECT_EQ(line(based.apps()), "GET https://h.example/api/v1/apps");
+    EXPECT_EQ(line(based.bugs("open", 5)), "GET https://h.example/api/v1/bugs?status=open&limit=5");
+    EXPECT_EQ(line(based.deleteBug("AB")), "DELETE https://h.example/api/v1/bugs/ab");
+}
+
+TEST_F(BackendRequestsTest, ABlankOrAPlusInAStatusArrivesAsItIs) {
+    EXPECT_EQ(line(requests.bugs("a+b c", 1)),
+              "GET https://backend.example/v1/bugs?status=a%2Bb%20c&limit=1");
+}
+
 TEST_F(BackendRequestsTest, ABugIdIsTrimmedLowerCasedAndCutToEightInEveryPath) {
     const std::string id = "  3F2A9C1D-0000-4000-8000-000000000000\n";
     const std::string bug = "https://backend.example/v1/bugs/3f2a9c1d";
@@ -138,6 +150,24 @@ TEST_F(BackendRequestsTest, ACommentSendsWhatIsGiven) {
 
 TEST_F(BackendRequestsTest, TextThatIsNotUTF8IsSentAsReplacementCharacters) {
     expectJSON(requests.createComment("3f2a9c1d", {.body = "a\xFFz"}), "{\"body\": \"a\\ufffdz\"}");
+}
+
+TEST_F(BackendRequestsTest, ALinkKeepsItsLetterCase) {
+    const auto link = Url::parse("https://Git.Example/Owner/Repo/pull/1?X=Y");
+    const char* sent = R"({"pr_url": "https://Git.Example/Owner/Repo/pull/1?X=Y"})";
+    expectJSON(requests.patchPRURL("3f2a9c1d", {link}), sent);
+    expectJSON(requests.createComment("3f2a9c1d", {.body = "B", .prURL = link}),
+               R"({"body": "B", "pr_url": "https://Git.Example/Owner/Repo/pull/1?X=Y"})");
+}
+
+TEST_F(BackendRequestsTest, OptionalFieldsAreOmittedWhenAbsentAndSentWhenEmpty) {
+    const std::map<std::string, std::string> none;
+    expectJSON(requests.createBug(app, {.title = "", .description = ""}),
+               R"({"title": "", "description": ""})");
+    expectJSON(requests.createBug(app, {.title = "T", .description = "D", .reporter = "", .metadata = none}),
+               R"({"title": "T", "description": "D", "reporter": "", "metadata": {}})");
+    expectJSON(requests.createComment("3f2a9c1d", {.body = "", .authorType = "", .metadata = none}),
+               R"({"body": "", "author_type": "", "metadata": {}})");
 }
 
 TEST_F(BackendRequestsTest, BothStatusRequestsCarryTheSameBody) {

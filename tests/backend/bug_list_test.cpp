@@ -33,6 +33,11 @@ TEST(BugListTest, OfBugsWithTheSameShortIdTheFirstIsKept) {
     EXPECT_EQ(merged[0].title, "first");
 }
 
+TEST(BugListTest, ABugThatOneListHoldsTwiceIsKeptOnce) {
+    EXPECT_EQ(ids(mergedBugs({{bug("a", 1), bug("b", 2), bug(" A ", 3)}})),
+              (std::vector<std::string>{"b", "a"}));
+}
+
 TEST(BugListTest, BugsOfTheSameInstantStayInTheOrderInWhichTheyCame) {
     EXPECT_EQ(ids(mergedBugs({{bug("b", 1), bug("a", 1)}, {bug("c", 1)}})),
               (std::vector<std::string>{"b", "a", "c"}));

@@ -78,6 +78,14 @@ TEST_F(HttpSessionTest, AnEmptyHeaderValueIsSent) {
     EXPECT_EQ(server.requests().at(0).header("x-app-name"), "");
 }
 
+TEST_F(HttpSessionTest, AHeaderValueArrivesAsTheBytesItHas) {
+    server.answer({});
+    HttpRequest toSend = request("/");
+    toSend.headers.push_back({"x-app-name", "Nötes; \"a\": b"});
+    send(toSend);
+    EXPECT_EQ(server.requests().at(0).header("x-app-name"), "Nötes; \"a\": b");
+}
+
 TEST_F(HttpSessionTest, ALargeBodyIsSentWholeAndWithoutAPause) {
     const std::string body(3'000'000, 'x');
     server.answer({.body = body});

@@ -1,5 +1,7 @@
 #include "quernlight/backend/json_value.hpp"
 
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include "quernlight/backend/quernlight_decoder.hpp"
@@ -58,7 +60,71 @@ TEST(JSONValueTest, ValuesMayBeNested512DeepAndNoDeeper) {
     const auto nested = [](std::size_t depth) { return std::string(depth, '[') + std::string(depth, ']'); };
     EXPECT_NO_THROW(decode(nested(512)));
     EXPECT_THROW(decode(nested(513)), DecodingError);
+    EXPECT_THROW(decode(std::string(1'000'000, '[')), DecodingError);
 }
+
+TEST(JSONValueTest, ObjectsMayBeNestedAsDeepAsArrays) {
+    const auto nested = [](std::size_t depth) {
+        std::string text = "{}";
+        for (std::size_t level = 1; level < depth; ++level) {
+            text = "{\"a\":" + text + "}";
+        }
+        return text;
+    };
+    EXPECT_NO_THROW(decode(nested(512)));
+    EXPECT_THROW(decode(nested(513)), DecodingError);
+}
+
+TEST(JSONValueTest, TheCasesStandInTheirOrder) {
+    using Kind = JSONValue::Kind;
+    const std::vector<JSONValue> values{decode("{}"), decode("[]"),    decode("\"\""),
+                                        decode("0"),  decode("false"), decode("null")};
+    const std::vector<Kind> kinds{Kind::object, Kind::array,   Kind::string,
+                                  Kind::number, Kind::boolean, Kind::null};
+    for (std::size_t index = 0; index < kinds.size(); ++index) {
+        EXPECT_EQ(values[index].kind(), kinds[index]);
+        EXPECT_EQ(static_cast<std::size_t>(kinds[index]), index);
+    }
+}
+
+TEST(JSONValueTest, ValuesOfDifferentCasesAreDifferent) {
+    EXPECT_NE(decode("1"), decode("true"));
+    EXPECT_NE(decode("0"), decode("false"));
+    EXPECT_NE(decode("\"1\""), decode("1"));
+    EXPECT_NE(decode("null"), decode("{}"));
+    EXPECT_NE(decode("[]"), decode("{}"));
+    EXPECT_EQ(decode("5"), decode("5.0"));
+}
+
+TEST(JSONValueTest, NumbersKeepTheirValueAsADouble) {
+    EXPECT_EQ(decode("0.1"), JSONValue::number(0.1));
+    EXPECT_EQ(decode("-1.5e-3"), JSONValue::number(-0.0015));
+    EXPECT_EQ(decode("9007199254740993"), JSONValue::number(9007199254740992.0));
+    EXPECT_EQ(decode("-9223372036854775808").intValue(), std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(decode("-0.0").intValue(), 0);
+}
+
+TEST(JSONValueTest, ATextMayHoldAnyCharacter) {
+    EXPECT_EQ(decode(R"("\u00e9\ud83d\ude00\n\/")").stringValue(), "\u00e9\U0001F600\n/");
+    EXPECT_EQ(decode(R"("a\u0000b")").stringValue(), std::string_view("a\0b", 3));
+}
+
+class NoJSONTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(NoJSONTest, IsCorruptedData) {
+    try {
+        decode(GetParam());
+        ADD_FAILURE() << "decoded";
+    } catch (const DecodingError& error) {
+        EXPECT_EQ(error.reason(), DecodingError::Reason::dataCorrupted);
+        EXPECT_TRUE(std::string(error.what()).starts_with("The backend's answer is not valid JSON: "));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, NoJSONTest,
+                         testing::Values("", " ", "<html>", "{", "[1,]", "{\"a\":1,}", "{a:1}", "'a'", "01",
+                                         "+1", "NaN", "nul", "True", "1 2", "\"\xFF\"", "\"\\ud800\"",
+                                         "\"a\nb\"", "/* */ 1", "\xEF\xBB\xBF{}"));
 
 TEST(JSONValueTest, OfARepeatedKeyTheLastOneCounts) {
     EXPECT_EQ(decode(R"({"a": 1, "a": 2})"), JSONValue::object({{"a", JSONValue::number(2)}}));

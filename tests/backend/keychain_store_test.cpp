@@ -4,6 +4,8 @@
 #include <optional>
 
 #include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -65,6 +67,18 @@ class KeychainStoreTest : public testing::Test {
         ASSERT_TRUE(test::eventually([&] { return probe("save", "nobody", "asks") == done; }))
             << probe("save", "nobody", "asks").text;
     }
+    /// A bus that takes connections and never says a word.
+    FileDescriptor startSilentBus() {
+        FileDescriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        const std::string path = directory / "silent";
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        EXPECT_EQ(bind(listener.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+        EXPECT_EQ(listen(listener.get(), 5), 0);
+        environment.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + path);
+        return listener;
+    }
     void stopKeyring() {
         kill(daemons.back(), SIGKILL);
         waitpid(daemons.back(), nullptr, 0);
@@ -75,6 +89,9 @@ class KeychainStoreTest : public testing::Test {
     Answer save(const std::string& account, const std::string& text) {
         return probe("save", "Quernlight", account, text);
     }
+    /// Keyring and attributes of each item, one a line.
+    std::string items(const std::string& account) { return probe("list", "Quernlight", account).text; }
+
     Answer remove(const std::string& account) { return probe("delete", "Quernlight", account); }
 
     Answer probe(const std::string& operation, const std::string& service, const std::string& account,
@@ -136,8 +153,24 @@ TEST_F(UnlockedKeychainTest, SavingTwiceLeavesOneItemWithTheSecondToken) {
     save("admin", "first");
     save("admin", "second");
     EXPECT_EQ(token("admin"), (Answer{0, "second"}));
-    remove("admin");
-    EXPECT_EQ(token("admin"), nothing);
+    EXPECT_EQ(items("admin"),
+              "login account=admin service=Quernlight xdg:schema=org.quernlight.dispatch.Token\n");
+}
+
+TEST_F(UnlockedKeychainTest, AnItemInAnotherKeyringIsUpdatedThereAndNotDoubled) {
+    ASSERT_EQ(probe("save-elsewhere", "Quernlight", "admin", "first"), done);
+    EXPECT_EQ(token("admin"), (Answer{0, "first"}));
+    EXPECT_EQ(save("admin", "second"), done);
+    EXPECT_EQ(token("admin"), (Answer{0, "second"}));
+    EXPECT_EQ(items("admin"),
+              "session account=admin service=Quernlight xdg:schema=org.quernlight.dispatch.Token\n");
+}
+
+TEST_F(UnlockedKeychainTest, DeletingTakesEveryItemOfTheAccount) {
+    save("admin", "here");
+    probe("save-elsewhere", "Quernlight", "admin", "there");
+    EXPECT_EQ(remove("admin"), done);
+    EXPECT_EQ(items("admin"), "");
 }
 
 TEST_F(UnlockedKeychainTest, AnEmptyTokenIsSavedAndReadBackAsEmptyText) {
@@ -196,6 +229,11 @@ TEST_F(KeychainStoreTest, ABusThatIsNotThereIsAnError) {
     environment.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + (directory / "none").string());
     EXPECT_EQ(token("admin").status, 1);
     EXPECT_NE(token("admin").text, "");
+}
+
+TEST_F(KeychainStoreTest, ABusThatNeverAnswersIsGivenUpAfterTwentySeconds) {
+    const FileDescriptor silentBus = startSilentBus();
+    EXPECT_EQ(token("admin"), (Answer{1, "The secret service did not answer within 20 seconds."}));
 }
 
 TEST(KeychainErrorTest, ItsTextIsTheSystemsOrNamesTheStatus) {

@@ -1,5 +1,7 @@
 #include "quernlight/backend/multipart_form.hpp"
 
+#include <ostream>
+
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/uuid.hpp"
@@ -43,6 +45,62 @@ TEST(MultipartFormTest, QuotesAndBackslashesOfAFileNameAreEscaped) {
 
 TEST(MultipartFormTest, LineBreaksOfAFileNameAreLeftOut) {
     EXPECT_EQ(escapedFilename("a\r\nX: y\n.txt"), "aX: y.txt");
+}
+
+struct FileName {
+    const char* given;
+    const char* escaped;
+};
+
+void PrintTo(const FileName& name, std::ostream* out) {
+    *out << name.escaped;
+}
+
+class FileNameTest : public testing::TestWithParam<FileName> {};
+
+TEST_P(FileNameTest, IsEscapedForItsQuotes) {
+    EXPECT_EQ(escapedFilename(GetParam().given), GetParam().escaped);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, FileNameTest,
+                         testing::Values(FileName{"", ""}, FileName{"plain.txt", "plain.txt"},
+                                         FileName{R"(a\b)", R"(a\\b)"}, FileName{R"(a"b)", R"(a\"b)"},
+                                         FileName{R"(a\"b)", R"(a\\\"b)"}, FileName{R"(\\)", R"(\\\\)"},
+                                         FileName{"a\rb", "ab"}, FileName{"a\nb", "ab"},
+                                         FileName{"a\\\nb", "a\\\\b"}, FileName{"\r\n", ""},
+                                         FileName{"ünïcödé 'x';.txt", "ünïcödé 'x';.txt"}));
+
+/// The names of the parts between which a comment with one file is divided.
+std::vector<std::string> partNames(const CreateCommentRequest& comment) {
+    std::vector<std::string> names;
+    const std::string form = multipartForm(comment, {{"a.txt", "text/plain", ""}}, "B");
+    const std::string start = "Content-Disposition: form-data; name=\"";
+    for (auto at = form.find(start); at != std::string::npos; at = form.find(start, at + 1)) {
+        const auto name = at + start.size();
+        names.push_back(form.substr(name, form.find('"', name) - name));
+    }
+    return names;
+}
+
+TEST(MultipartFormTest, APartStandsThereOnlyWhenItsFieldIsGiven) {
+    using Names = std::vector<std::string>;
+    EXPECT_EQ(partNames({.body = "B"}), (Names{"body", "attachments"}));
+    EXPECT_EQ(partNames({.body = "B", .authorType = "agent"}), (Names{"body", "author_type", "attachments"}));
+    EXPECT_EQ(partNames({.body = "B", .metadata = {{}}}), (Names{"body", "metadata", "attachments"}));
+    EXPECT_EQ(partNames({.body = "B", .prURL = Url::parse("https://a.example")}),
+              (Names{"body", "pr_url", "attachments"}));
+}
+
+TEST(MultipartFormTest, EmptyMetadataIsAnEmptyObject) {
+    const CreateCommentRequest comment{.body = "B", .metadata = std::map<std::string, std::string>()};
+    EXPECT_NE(multipartForm(comment, {}, "B").find("name=\"metadata\"\r\n\r\n{}\r\n"), std::string::npos);
+}
+
+TEST(MultipartFormTest, ALinkKeepsItsLetterCase) {
+    const CreateCommentRequest comment{.body = "B",
+                                       .prURL = Url::parse("https://Git.Example/Owner/Repo/pull/1")};
+    EXPECT_NE(multipartForm(comment, {}, "B").find("\r\n\r\nhttps://Git.Example/Owner/Repo/pull/1\r\n"),
+              std::string::npos);
 }
 
 TEST(MultipartFormTest, ABoundaryIsAFreshUpperCaseUUID) {

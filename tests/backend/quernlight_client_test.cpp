@@ -1,7 +1,10 @@
 #include "quernlight/backend/quernlight_client.hpp"
 
-#include <system_error>
+#include <future>
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_future.hpp>
 #include <boost/json/array.hpp>
 #include <boost/json/parse.hpp>
 #include <gtest/gtest.h>
@@ -10,7 +13,6 @@
 #include "tests/backend/sample_answers.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
-#include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {
 namespace {
@@ -60,6 +62,13 @@ class QuernlightClientTest : public testing::Test {
                             std::make_shared<HttpSession>()};
 };
 
+TEST_F(QuernlightClientTest, ACopyTalksToTheSameBackendWithTheSameToken) {
+    const QuernlightClient copy = client;
+    EXPECT_EQ(copy.baseURL().text(), server.address());
+    EXPECT_EQ(copy.adminToken(), "secret-token");
+    EXPECT_EQ(copy.session(), client.session());
+}
+
 TEST_F(QuernlightClientTest, AppsAreFetchedWithTheToken) {
     server.answer({.body = wrapped("apps", json::array{appJSON()})});
     EXPECT_EQ(run(client.fetchApps()).at(0).name, "Notes");
@@ -88,6 +97,17 @@ TEST_F(QuernlightClientTest, OpenBugsAreOneRequest) {
     server.answer({.body = bugListJSON({bugJSON()})});
     EXPECT_EQ(ids(run(client.fetchOpenBugs(7))), Lines{"3f2a9c1d"});
     EXPECT_EQ(server.lines(), Lines{"GET /v1/bugs?status=open&limit=7"});
+}
+
+TEST_F(QuernlightClientTest, NoStatusesAreNoRequestsAndNoBugs) {
+    EXPECT_TRUE(run(client.fetchBugs({}, 50)).empty());
+    EXPECT_TRUE(server.requests().empty());
+}
+
+TEST_F(QuernlightClientTest, TheMergedListIsNotCutToTheLimitOfOneStatus) {
+    server.answer({.body = bugListJSON({bugJSON("a")})});
+    server.answer({.body = bugListJSON({bugJSON("b")})});
+    EXPECT_EQ(ids(run(client.fetchBugs({"open", "closed"}, 1))), (Lines{"a", "b"}));
 }
 
 TEST_F(QuernlightClientTest, AFailingStatusEndsTheFetch) {
@@ -131,6 +151,20 @@ TEST_F(QuernlightClientTest, ABugWithServerCommentsFailsWithTheErrorOfTheFailing
     EXPECT_EQ(failure(client.fetchBugDetailWithServerComments(longID)), BackendError::server(404, "no bug"));
 }
 
+TEST_F(QuernlightClientTest, ManyTasksMayUseOneClientAtOnce) {
+    constexpr int count = 20;
+    boost::asio::thread_pool pool(4);
+    std::vector<std::future<std::vector<QLAppDTO>>> answers;
+    for (int task = 0; task < count; ++task) {
+        server.answer({.body = wrapped("apps", json::array{appJSON()})});
+        answers.push_back(boost::asio::co_spawn(pool, client.fetchApps(), boost::asio::use_future));
+    }
+    for (auto& answer : answers) {
+        EXPECT_EQ(answer.get().size(), 1U);
+    }
+    pool.join();
+}
+
 TEST_F(QuernlightClientTest, FilingABugNeedsNoTokenAndSendsNoLogs) {
     server.answer({.status = 201, .body = createdBugJSON()});
     CreateBugRequest withLogs = bug;
@@ -145,33 +179,6 @@ TEST_F(QuernlightClientTest, FilingABugNeedsNoTokenAndSendsNoLogs) {
     EXPECT_EQ(bodyOf(0), json::parse(R"({"title": "T", "description": "D", "reporter": "R"})"));
 }
 
-TEST_F(QuernlightClientTest, ABackendThatRequiresLogsGetsThePlaceholderOnce) {
-    server.answer({.status = 400, .body = "Logs Required"});
-    server.answer({.body = createdBugJSON()});
-    EXPECT_EQ(run(client.createBug(app, bug)).attachmentsCount, 1);
-    EXPECT_EQ(server.requests().at(1).line(), "POST /v1/bugs");
-    EXPECT_EQ(server.requests().at(1).header("x-app-name"), "Notes");
-    EXPECT_EQ(bodyOf(1).at("logs"),
-              "No diagnostic logs were collected.\n\nThis manual bug was filed from Quernlight Dispatch. The "
-              "backend version that received it requires a non-empty logs field, so Dispatch sent this "
-              "placeholder instead of collecting system logs.");
-}
-
-TEST_F(QuernlightClientTest, ThePlaceholderIsNotSentASecondTime) {
-    server.answer({.status = 400, .body = "logs required"});
-    server.answer({.status = 400, .body = "logs required"});
-    EXPECT_EQ(failure(client.createBug(app, bug)), BackendError::server(400, "logs required"));
-    EXPECT_EQ(server.requests().size(), 2U);
-}
-
-TEST_F(QuernlightClientTest, AnyOtherRefusalOfABugIsNotTriedAgain) {
-    server.answer({.status = 400, .body = "title required"});
-    EXPECT_EQ(failure(client.createBug(app, bug)), BackendError::server(400, "title required"));
-    server.answer({.status = 422, .body = "logs required"});
-    EXPECT_EQ(failure(client.createBug(app, bug)), BackendError::server(422, "logs required"));
-    EXPECT_EQ(server.requests().size(), 2U);
-}
-
 TEST_F(QuernlightClientTest, ACommentWithoutFilesIsJSON) {
     server.answer({.body = comment});
     const CreateCommentRequest request{.body = "Done.", .authorType = "human"};
@@ -181,52 +188,11 @@ TEST_F(QuernlightClientTest, ACommentWithoutFilesIsJSON) {
     EXPECT_EQ(bodyOf(0), json::parse(R"({"body": "Done.", "author_type": "human"})"));
 }
 
-TEST_F(QuernlightClientTest, ACommentWithFilesIsAMultipartForm) {
-    const TemporaryDirectory directory;
-    writeFile(directory / "a\"b\\c.txt", "bytes\r\n");
-    server.answer({.body = comment});
-    run(client.createComment(longID, {.body = "See file."}, {directory / "a\"b\\c.txt"}));
-    const RecordedRequest sent = server.requests().at(0);
-    const std::string type = sent.header("Content-Type").value();
-    ASSERT_TRUE(type.starts_with("multipart/form-data; boundary=Boundary-"));
-    const std::string boundary = type.substr(30);
-    EXPECT_EQ(sent.body,
-              "--" + boundary + "\r\nContent-Disposition: form-data; name=\"body\"\r\n\r\nSee file.\r\n--" +
-                  boundary +
-                  "\r\nContent-Disposition: form-data; name=\"attachments\"; "
-                  "filename=\"a\\\"b\\\\c.txt\"\r\nContent-Type: text/plain\r\n\r\nbytes\r\n\r\n--" +
-                  boundary + "--\r\n");
-}
-
-TEST_F(QuernlightClientTest, AFileThatCannotBeReadFailsTheCommentBeforeAnythingIsSent) {
-    EXPECT_THROW(run(client.createComment(longID, {.body = "B"}, {"/nonexistent/a.txt"})), std::system_error);
-    EXPECT_TRUE(server.requests().empty());
-}
-
 TEST_F(QuernlightClientTest, AStatusIsPatched) {
     server.answer({.status = 204});
     run(client.updateBugStatus(longID, "in_review"));
     EXPECT_EQ(server.lines(), Lines{"PATCH /v1/bugs/3f2a9c1d"});
     EXPECT_EQ(bodyOf(0), json::parse(R"({"status": "in_review"})"));
-}
-
-TEST_F(QuernlightClientTest, AStatusWhosePatchIsForbiddenIsPosted) {
-    for (const int refusal : {401, 403}) {
-        RecordingServer refusing;
-        refusing.answer({.status = refusal});
-        refusing.answer({.status = 200});
-        const QuernlightClient refused(Url::parse(refusing.address()).value(), "t", client.session());
-        run(refused.updateBugStatus(longID, "in_review"));
-        EXPECT_EQ(refusing.lines(), (Lines{"PATCH /v1/bugs/3f2a9c1d", "POST /v1/bugs/3f2a9c1d/status"}));
-        EXPECT_EQ(refusing.requests().at(1).body, refusing.requests().at(0).body);
-    }
-}
-
-TEST_F(QuernlightClientTest, AnyOtherRefusalOfAStatusIsNotTriedAgain) {
-    server.answer({.status = 404, .body = "no such bug"});
-    EXPECT_STREQ(failure(client.updateBugStatus(longID, "open")).what(),
-                 "The backend returned HTTP 404: no such bug");
-    EXPECT_EQ(server.requests().size(), 1U);
 }
 
 TEST_F(QuernlightClientTest, ALinkIsSetAndCleared) {

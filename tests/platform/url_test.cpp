@@ -18,12 +18,27 @@ TEST(UrlTest, OnlyAbsoluteUrlsAreRead) {
     EXPECT_FALSE(Url::parse("/v1/bugs"));
     EXPECT_FALSE(Url::parse("example.com/x"));
     EXPECT_FALSE(Url::parse("http://a b/"));
+    EXPECT_FALSE(Url::parse("//example.com/x"));
+    EXPECT_FALSE(Url::parse(" https://example.com"));
+    EXPECT_FALSE(Url::parse("https://example.com/%zz"));
+    EXPECT_TRUE(Url::parse("https://example.com"));
+    EXPECT_TRUE(Url::parse("file:///tmp/a"));
 }
 
 TEST(UrlTest, SegmentsAreAppendedWhetherOrNotTheBaseEndsInASlash) {
     EXPECT_EQ(url("http://h:8/base").appendingPath({"v1", "bugs"}).text(), "http://h:8/base/v1/bugs");
     EXPECT_EQ(url("http://h:8/base/").appendingPath({"v1", "bugs"}).text(), "http://h:8/base/v1/bugs");
     EXPECT_EQ(url("http://h:8").appendingPath({"v1"}).text(), "http://h:8/v1");
+}
+
+TEST(UrlTest, QueryAndFragmentOfTheShorterPathAreLeftOut) {
+    EXPECT_EQ(url("http://h/base?x=1#y").appendingPath({"v1"}).text(), "http://h/base/v1");
+    EXPECT_EQ(url("http://h?x=1").appendingPath({"v1"}).text(), "http://h/v1");
+}
+
+TEST(UrlTest, WhatStandsBeforeTheAppendedSegmentsKeepsItsSpelling) {
+    EXPECT_EQ(url("HTTP://Me:pw@H:8/A%2fB").appendingPath({"v1"}).text(), "HTTP://Me:pw@H:8/A%2fB/v1");
+    EXPECT_EQ(url("http://[::1]:8").appendingPath({"v1"}).text(), "http://[::1]:8/v1");
 }
 
 TEST(UrlTest, AnAppendedSegmentCannotBecomeTwo) {
@@ -33,7 +48,24 @@ TEST(UrlTest, AnAppendedSegmentCannotBecomeTwo) {
 TEST(UrlTest, QueryItemsKeepTheirOrderAndAreEncoded) {
     EXPECT_EQ(url("http://h/p").withQuery({{"status", "in review"}, {"limit", "50"}}).text(),
               "http://h/p?status=in%20review&limit=50");
-    EXPECT_EQ(url("http://h/p").withQuery({{"a", "1&b=2"}}).text(), "http://h/p?a=1%26b=2");
+    EXPECT_EQ(url("http://h/p").withQuery({{"a", "1&b=2"}}).text(), "http://h/p?a=1%26b%3D2");
+}
+
+// Many servers read a bare "+" as a blank.
+TEST(UrlTest, APlusInAQueryItemIsEncoded) {
+    EXPECT_EQ(url("http://h/p").withQuery({{"a+b", "1+1 2"}}).text(), "http://h/p?a%2Bb=1%2B1%202");
+}
+
+TEST(UrlTest, SignsThatWouldEndOrSplitAQueryItemAreEncoded) {
+    EXPECT_EQ(url("http://h/p").withQuery({{"a", "#?;/%é\n"}}).text(),
+              "http://h/p?a=%23%3F%3B%2F%25%C3%A9%0A");
+    EXPECT_EQ(url("http://h/p").withQuery({{"a", "Az09-._~"}}).text(), "http://h/p?a=Az09-._~");
+}
+
+TEST(UrlTest, AQueryReplacesTheOneBefore) {
+    EXPECT_EQ(url("http://h/p?old=1&a=2").withQuery({{"a", "3"}, {"a", "4"}, {"b", ""}}).text(),
+              "http://h/p?a=3&a=4&b=");
+    EXPECT_EQ(url("http://h/p?old=1").withQuery({}).text(), "http://h/p");
 }
 
 TEST(UrlTest, ItsPiecesCanBeAskedFor) {
