@@ -96,7 +96,9 @@ pid_t spawnWithOutput(const ChildProcessRequest& request, const FileDescriptor& 
     spawn.arguments = request.arguments;
     spawn.arguments.insert(spawn.arguments.begin(), request.executable.string());
     spawn.environment = request.environment;
-    spawn.workingDirectory = request.workingDirectory;
+    if (!request.workingDirectory.empty()) {
+        spawn.workingDirectory = request.workingDirectory;
+    }
     spawn.streams = DescriptorStreams{.output = output.get(), .error = output.get()};
     return spawnProcess(spawn);
 }

@@ -17,4 +17,9 @@ FileDescriptor watchExit(pid_t processID) {
     return watcher;
 }
 
+// A process descriptor becomes readable when the process is a zombie, hence not before it can be reaped.
+bool canBeReaped(int, pid_t) {
+    return true;
+}
+
 }  // namespace quernlight

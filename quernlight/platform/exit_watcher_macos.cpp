@@ -3,16 +3,35 @@
 
 #include <fcntl.h>
 #include <sys/event.h>
+#include <sys/wait.h>
 
 #include "quernlight/platform/exit_watcher.hpp"
 
 namespace quernlight {
 namespace {
 
+constexpr int millisecondsBetweenLooks = 1;
+constexpr uintptr_t mostLooks = 1000;
+
 void addEvent(int queue, const struct kevent& change) {
     if (kevent(queue, &change, 1, nullptr, 0, nullptr) != 0) {
         throw std::system_error(errno, std::generic_category());
     }
+}
+
+/// Makes the queue readable after that time. `looks` is how often it has been asked for the child by then;
+/// the timer bears that number, because a queue has nothing else to remember it by.
+void addTimer(int queue, uintptr_t looks, int milliseconds) {
+    struct kevent timer {};
+    EV_SET(&timer, looks, EVFILT_TIMER, EV_ADD | EV_ONESHOT, 0, milliseconds, nullptr);
+    addEvent(queue, timer);
+}
+
+/// Whether `waitpid` would not find the child still running: it is a zombie, or no child of this process.
+bool hasEnded(pid_t processID) {
+    siginfo_t info{};
+    const int result = waitid(P_PID, static_cast<id_t>(processID), &info, WEXITED | WNOHANG | WNOWAIT);
+    return result != 0 || info.si_pid == processID;
 }
 
 }  // namespace
@@ -32,11 +51,29 @@ FileDescriptor watchExit(pid_t processID) {
             throw;
         }
         // It exited before it could be watched: fire at once.
-        struct kevent now {};
-        EV_SET(&now, 0, EVFILT_TIMER, EV_ADD | EV_ONESHOT, 0, 0, nullptr);
-        addEvent(watcher.get(), now);
+        addTimer(watcher.get(), 0, 0);
     }
     return watcher;
+}
+
+// NOTE_EXIT is told while the process is still on its way to become a zombie.
+bool canBeReaped(int watcher, pid_t processID) {
+    if (hasEnded(processID)) {
+        return true;
+    }
+    struct kevent news {};
+    const timespec noWait{};
+    const int taken = kevent(watcher, nullptr, 0, &news, 1, &noWait);
+    const uintptr_t looks = taken == 1 && news.filter == EVFILT_TIMER ? news.ident : 0;
+    if (taken < 0 || looks >= mostLooks) {
+        return true;
+    }
+    try {
+        addTimer(watcher, looks + 1, millisecondsBetweenLooks);
+        return false;
+    } catch (const std::system_error&) {
+        return true;
+    }
 }
 
 }  // namespace quernlight

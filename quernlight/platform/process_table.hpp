@@ -25,6 +25,9 @@ inline bool isSameProcess(const ProcessEntry& left, const ProcessEntry& right) {
     return left.pid == right.pid && left.birth == right.birth;
 }
 
+// All of these may be called from any thread, never wait and throw nothing of their own: what cannot be seen
+// is missing in the answer.
+
 /// The processes that this user can see, ordered by pid. A process that ends during the call may be missing.
 std::vector<ProcessEntry> processTable();
 
@@ -35,7 +38,8 @@ ProcessEntry processEntry(pid_t pid);
 /// False for zombies and where the system does not let this user look.
 bool startedWith(pid_t pid, std::string_view assignment);
 
-/// Sends a signal to that very process. False when it has ended, though its pid may be in use again.
+/// Sends a signal to that very process, and to no later one of its pid. False when it is gone, or the system
+/// refuses; true for a zombie, which takes no notice.
 bool signalProcess(const ProcessEntry& process, int signal);
 
 /// From now on orphaned descendants become children of this process, so that it can see them end. False where

@@ -88,8 +88,8 @@ pid_t spawnProcess(const SpawnRequest& request) {
     if (terminal && terminal->masterDescriptor >= 0) {
         actions.close(terminal->masterDescriptor);
     }
-    if (!request.workingDirectory.empty()) {
-        check(addChangeDirectory(actions.get(), request.workingDirectory.c_str()));
+    if (request.workingDirectory) {
+        check(addChangeDirectory(actions.get(), request.workingDirectory->c_str()));
     }
     std::visit([&](const auto& streams) { addStreams(actions, streams); }, request.streams);
     Attributes attributes;

@@ -1,5 +1,3 @@
-#include <csignal>
-
 #include "quernlight/platform/spawn_session.hpp"
 
 // Exported by the system library without a public declaration: the child answers for itself in privacy
@@ -9,18 +7,7 @@ extern "C" int responsibility_spawnattrs_setdisclaim(posix_spawnattr_t* attribut
 namespace quernlight {
 
 int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t&) {
-    sigset_t all;
-    sigset_t none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    if (const int error = posix_spawnattr_setsigdefault(&attributes, &all)) {
-        return error;
-    }
-    if (const int error = posix_spawnattr_setsigmask(&attributes, &none)) {
-        return error;
-    }
-    const auto flags = static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT |
-                                          POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    const auto flags = static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT);
     if (const int error = posix_spawnattr_setflags(&attributes, flags)) {
         return error;
     }

@@ -6,8 +6,8 @@
 namespace quernlight {
 
 /// What to spawn for a session on `terminal`. A command whose first element contains a "/" is started as it
-/// is; any other is looked up by /usr/bin/env, hence on the child's own PATH. The launch command must not be
-/// empty.
+/// is; any other is looked up by /usr/bin/env, hence on the child's own PATH. Environment entries are sorted
+/// by key. The launch command must not be empty.
 SpawnRequest agentSpawnRequest(const StartSessionRequest& request, TerminalStreams terminal);
 
 }  // namespace quernlight

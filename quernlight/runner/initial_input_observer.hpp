@@ -7,9 +7,11 @@
 
 namespace quernlight {
 
-/// Learns what becomes of the initial inputs of a runner's sessions. For every session that has one: first
-/// `waiting`, then either `aboutToType` and `typed`, or `gaveUp`, also after `aboutToType`. Called on the
-/// runner's background thread, which an implementation must not hold; it outlives the runner.
+/// Learns what becomes of the initial inputs of a runner's sessions. For every session that has one and has
+/// started: first `waiting`, then either `aboutToType` and `typed`, or `gaveUp`, also after `aboutToType`; no
+/// more than was said so far when the runner goes first. `waiting` is called by `startSession` on its
+/// caller's executor, the others on the runner's background thread, which an implementation must not hold;
+/// none may throw but `aboutToType`. An observer outlives the runner.
 class InitialInputObserver {
   public:
     virtual ~InitialInputObserver() = default;

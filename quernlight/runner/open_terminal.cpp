@@ -26,7 +26,7 @@ OpenTerminal openTerminal(const winsize& size) {
     int master = -1;
     int slave = -1;
     check(openTerminalPair(master, slave, size) == 0 ? 0 : errno);
-    OpenTerminal terminal{FileDescriptor(master), FileDescriptor(slave), {}};
+    OpenTerminal terminal{FileDescriptor(slave), FileDescriptor(master), {}};
     closeOnExec(terminal.master);
     closeOnExec(terminal.slave);
     char device[PATH_MAX];

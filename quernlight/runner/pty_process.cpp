@@ -118,10 +118,19 @@ void PTYProcess::awaitOutput() {
 void PTYProcess::awaitExit() {
     exitWatcher_->async_wait(asio::posix::descriptor_base::wait_read,
                              [self = shared_from_this()](const boost::system::error_code& error) {
-                                 if (!error) {
+                                 if (error) {
+                                     return;
+                                 }
+                                 if (self->canBeReapedNow()) {
                                      self->handleExit();
+                                 } else {
+                                     self->awaitExit();
                                  }
                              });
+}
+
+bool PTYProcess::canBeReapedNow() {
+    return canBeReaped(exitWatcher_->native_handle(), leader_.processID());
 }
 
 /// Reads what is there, at most `limit` bytes, and passes it on. Returns how many bytes it was, 0 when none
@@ -192,7 +201,8 @@ void PTYProcess::hangUp() {
         return;
     }
     pollfd exit{.fd = exitWatcher_->native_handle(), .events = POLLIN, .revents = 0};
-    ::poll(&exit, 1, hangUpMilliseconds);
+    while (::poll(&exit, 1, hangUpMilliseconds) > 0 && !canBeReapedNow()) {
+    }
     leader_.reap();
     exitWatcher_.reset();
     finishTranscripts();

@@ -38,7 +38,7 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     ~PTYProcess();
 
     /// Launches the child. Called once, right after construction. Throws PTYProcessError, and then nothing is
-    /// left open.
+    /// left open or announced. A terminal size beyond 65535 stops the program.
     StartSessionResponse start();
 
     /// Types the bytes as TerminalInputEncoding gives them and returns when the terminal has taken them all;
@@ -47,7 +47,8 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     /// not the write.
     Task<void> write(std::string data);
 
-    /// Sets the window size. Throws PTYProcessError (`sessionNotRunning`).
+    /// Sets the window size in characters, each value raised to at least 1; one beyond 65535 stops the
+    /// program. Throws PTYProcessError (`sessionNotRunning`).
     void resize(int columns, int rows);
 
     /// Asks the child to stop; signals never throw, the exit command throws what `write` does.
@@ -68,6 +69,7 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     StartSessionResponse markRunning();
     void awaitOutput();
     void awaitExit();
+    bool canBeReapedNow();
     std::optional<std::size_t> readChunk(std::size_t limit);
     void readLastWords();
     void writePending();

@@ -5,8 +5,8 @@
 
 namespace quernlight {
 
-/// Thrown when a child cannot be launched in a pseudo-terminal, or is gone. Messages passed in are the
-/// system's text for the failing call's error number.
+/// Thrown when a child cannot be launched in a pseudo-terminal, or is gone; `what` is one sentence for
+/// people. Messages passed in are the system's text for the failing call's error number.
 class PTYProcessError : public std::runtime_error {
   public:
     enum class Case { openPTYFailed, processLaunchFailed, emptyLaunchCommand, sessionNotRunning };

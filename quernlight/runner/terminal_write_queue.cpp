@@ -52,10 +52,6 @@ bool TerminalWriteQueue::writeTo(int descriptor) {
             write->written_ += static_cast<std::size_t>(count);
         } else if (count == 0 || errno == EAGAIN) {
             return true;
-        } else if (errno == EIO) {
-            // Nobody has the other side open any more: the child is about to be seen to have exited.
-            endFront(Write::Outcome::closed);
-            continue;
         } else if (errno != EINTR) {
             endFront(Write::Outcome::refused, errno);
             continue;

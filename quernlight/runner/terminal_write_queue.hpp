@@ -21,8 +21,8 @@ class TerminalWriteQueue {
         explicit Write(std::string bytes) : bytes_(std::move(bytes)) {}
 
         /// Returns when the terminal has taken all bytes. Throws PTYProcessError (`sessionNotRunning`) when
-        /// the queue was closed first or no process has the terminal open, std::system_error when the
-        /// terminal refused them for another reason. One coroutine may wait.
+        /// the queue was closed first, std::system_error with the error number of a write that failed. One
+        /// coroutine may wait.
         Task<void> taken() const;
 
       private:

@@ -13,7 +13,7 @@ bool isAlive(pid_t process);
 /// Its environment, entries separated by NULs; empty for a process that has ended or is another user's.
 std::string environmentOf(pid_t process);
 
-/// The live processes that were started with this text somewhere in their environment.
-std::vector<pid_t> processesWithEnvironment(const std::string& text);
+/// The live processes that were started with exactly this assignment ("NAME=value") in their environment.
+std::vector<pid_t> processesWithEnvironment(const std::string& assignment);
 
 }  // namespace quernlight::test

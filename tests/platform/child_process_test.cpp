@@ -4,7 +4,9 @@
 #include <cstddef>
 #include <future>
 #include <iterator>
+#include <string>
 #include <system_error>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -17,6 +19,7 @@
 #include <boost/asio/read.hpp>
 #include <boost/asio/read_until.hpp>
 #include <boost/asio/redirect_error.hpp>
+#include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/use_future.hpp>
 #include <gmock/gmock.h>
@@ -122,6 +125,50 @@ TEST_F(ChildProcessTest, TheWorkingDirectoryIsTheGivenOne) {
     ChildProcessRequest request = shell("pwd -P");
     request.workingDirectory = directory.path();
     EXPECT_EQ(run(request).output, directory.path().string() + "\n");
+}
+
+TEST_F(ChildProcessTest, ItIsReadWhileItRunsSoThatAFullPipeDoesNotStopIt) {
+    EXPECT_EQ(run(shell("head -c 1048576 /dev/zero | tr '\\0' x; exit 2")),
+              (ChildProcessResult{2, std::string(1048576, 'x')}));
+}
+
+TEST_F(ChildProcessTest, ItsInputIsEmpty) {
+    EXPECT_EQ(run(shell("cat; echo end")).output, "end\n");
+}
+
+TEST_F(ChildProcessTest, ItLeadsASessionOfItsOwn) {
+    EXPECT_EQ(run(shell("test $$ = $(cut -d' ' -f6 /proc/$$/stat)")).exitCode, 0);
+}
+
+TEST_F(ChildProcessTest, ItInheritsNoDescriptor) {
+    const FileDescriptor leak(::open("/dev/null", O_RDONLY));
+    EXPECT_EQ(run(shell("ls /proc/$$/fd; true")).output, "0\n1\n2\n");
+}
+
+TEST_F(ChildProcessTest, ArgumentsAreNotReadByAnyShell) {
+    const ChildProcessRequest echo{.executable = "/bin/echo",
+                                   .arguments = {"$HOME", "*", "a  b", "\"'"},
+                                   .environment = {},
+                                   .workingDirectory = {}};
+    EXPECT_EQ(run(echo).output, "$HOME * a  b \"'\n");
+}
+
+TEST_F(ChildProcessTest, AnArgumentWithANullCharacterIsRefusedRatherThanCut) {
+    EXPECT_THROW(run(shell(std::string("exit 0\0; exit 1", 16))), std::system_error);
+}
+
+TEST_F(ChildProcessTest, SeveralRunAtOnceOnSeveralThreads) {
+    asio::thread_pool threads(4);
+    std::vector<std::future<ChildProcessResult>> runs;
+    for (int number = 0; number < 12; ++number) {
+        const std::string text = std::to_string(number);
+        runs.push_back(asio::co_spawn(threads, runChildProcess(shell("echo " + text + "; exit " + text)),
+                                      asio::use_future));
+    }
+    for (int number = 0; number < 12; ++number) {
+        EXPECT_EQ(runs[static_cast<std::size_t>(number)].get(),
+                  (ChildProcessResult{number, std::to_string(number) + "\n"}));
+    }
 }
 
 TEST_F(ChildProcessTest, AProgramThatClosesItsOutputEarlyIsStillAwaited) {

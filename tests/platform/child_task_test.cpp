@@ -1,5 +1,9 @@
 #include "quernlight/platform/child_task.hpp"
 
+#include <stdexcept>
+#include <string>
+
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -29,6 +33,42 @@ TEST(ChildTaskTest, EndCancelsTheWorkAndReturnsOnceItHasEnded) {
     bool ended = false;
     test::runTask(startAndEnd(ended));
     EXPECT_TRUE(ended);
+}
+
+Task<void> startAndDrop(bool& ended) {
+    {
+        ChildTask child(co_await boost::asio::this_coro::executor, "child", waitForEver(ended));
+        co_await boost::asio::post(co_await boost::asio::this_coro::executor, boost::asio::use_awaitable);
+        EXPECT_FALSE(ended);
+    }
+    co_await boost::asio::post(co_await boost::asio::this_coro::executor, boost::asio::use_awaitable);
+}
+
+TEST(ChildTaskTest, DestructionCancelsTheWorkToo) {
+    boost::asio::io_context io;
+    bool ended = false;
+    test::runTask(io, startAndDrop(ended));
+    io.run();
+    EXPECT_TRUE(ended);
+}
+
+Task<void> failAtOnce() {
+    throw std::runtime_error("it broke");
+    co_return;
+}
+
+Task<void> endAfterFailure() {
+    ChildTask child(co_await boost::asio::this_coro::executor, "careful child", failAtOnce());
+    co_await boost::asio::post(co_await boost::asio::this_coro::executor, boost::asio::use_awaitable);
+    co_await child.end();
+}
+
+TEST(ChildTaskTest, AFailureOfTheWorkIsWrittenToStandardErrorAndEndsIt) {
+    testing::internal::CaptureStderr();
+    test::runTask(endAfterFailure());
+    const std::string written = testing::internal::GetCapturedStderr();
+    EXPECT_NE(written.find("careful child"), std::string::npos) << written;
+    EXPECT_NE(written.find("it broke"), std::string::npos) << written;
 }
 
 Task<void> finishAtOnce() {

@@ -29,7 +29,9 @@ class SpawnTest : public testing::Test {
     int exitCodeOf(pid_t child) {
         const FileDescriptor watcher = watchExit(child);
         pollfd exited{watcher.get(), POLLIN, 0};
-        EXPECT_EQ(poll(&exited, 1, 60000), 1);
+        do {
+            EXPECT_EQ(poll(&exited, 1, 60000), 1);
+        } while (!canBeReaped(watcher.get(), child));
         int status = 0;
         EXPECT_EQ(waitpid(child, &status, WNOHANG), child) << "the watcher fires only after the exit";
         return exitCodeOfWaitStatus(status);
@@ -60,16 +62,80 @@ TEST_F(SpawnTest, IgnoredSignalsAreBackAtTheirDefaultInTheChild) {
     EXPECT_EQ(exitCodeOf(child), 128 + SIGTERM);
 }
 
+TEST_F(SpawnTest, BlockedSignalsAreNotBlockedInTheChild) {
+    sigset_t blocked;
+    sigset_t before;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    const pid_t child = spawnShell("kill -TERM $$; exit 0");
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    EXPECT_EQ(exitCodeOf(child), 128 + SIGTERM);
+}
+
+TEST_F(SpawnTest, StreamsThatAreNotGivenAreTheNullDevice) {
+    EXPECT_EQ(
+        exitCodeOf(spawnShell("for fd in 0 1 2; do test /proc/$$/fd/$fd -ef /dev/null || exit 1; done")), 0);
+}
+
+TEST(ExitCodeOfWaitStatusTest, IsTheExitStatusOr128AndTheSignalOrTheStatusAsItStands) {
+    struct Row {
+        const char* name;
+        int status;
+        int expected;
+    };
+    const Row rows[] = {
+        {"a normal exit", 0, 0},
+        {"a normal exit with a code", 3 << 8, 3},
+        {"a normal exit with the largest code", 255 << 8, 255},
+        {"killed by SIGINT", 2, 130},
+        {"killed by SIGKILL", 9, 137},
+        {"killed by SIGTERM", 15, 143},
+        {"killed by SIGSEGV, with a core file", 0x80 | 11, 139},
+        {"stopped", 19 << 8 | 0x7F, 19 << 8 | 0x7F},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(exitCodeOfWaitStatus(row.status), row.expected) << row.name;
+    }
+}
+
 TEST_F(SpawnTest, AnExitCodeAndADeathBySignalAreToldApart) {
     EXPECT_EQ(exitCodeOf(spawnShell("exit 3")), 3);
     EXPECT_EQ(exitCodeOf(spawnShell("kill -KILL $$")), 137);
 }
 
+TEST_F(SpawnTest, WithoutADirectoryTheChildRunsInTheCallers) {
+    const std::string seen = directory_ / "seen";
+    const pid_t child =
+        spawnProcess({.executable = "/bin/sh", .arguments = {"/bin/sh", "-c", "pwd -P > " + seen}});
+    EXPECT_EQ(exitCodeOf(child), 0);
+    EXPECT_EQ(test::readFile(seen), std::filesystem::canonical(".").string() + "\n");
+}
+
 TEST_F(SpawnTest, AMissingProgramOrDirectoryIsTheSystemsError) {
-    SpawnRequest request{.executable = "/no/such/program", .arguments = {"x"}};
-    EXPECT_THROW(spawnProcess(request), std::system_error);
-    request = {.executable = "/bin/true", .arguments = {"true"}, .workingDirectory = "/no/such/directory"};
-    EXPECT_THROW(spawnProcess(request), std::system_error);
+    const SpawnRequest rows[] = {
+        {.executable = "/no/such/program", .arguments = {"x"}},
+        {.executable = "/bin/true", .arguments = {"true"}, .workingDirectory = "/no/such/directory"},
+        {.executable = "/bin/true", .arguments = {"true"}, .workingDirectory = ""},
+    };
+    for (const SpawnRequest& request : rows) {
+        try {
+            spawnProcess(request);
+            ADD_FAILURE() << request.executable << " was started";
+        } catch (const std::system_error& error) {
+            EXPECT_EQ(error.code(), std::errc::no_such_file_or_directory) << request.executable;
+        }
+    }
+}
+
+TEST_F(SpawnTest, AProgramThatMayNotBeRunIsTheSystemsError) {
+    test::writeFile(directory_ / "program", "no program");
+    try {
+        spawnProcess({.executable = directory_ / "program", .arguments = {"program"}});
+        ADD_FAILURE() << "it was started";
+    } catch (const std::system_error& error) {
+        EXPECT_EQ(error.code(), std::errc::permission_denied);
+    }
 }
 
 }  // namespace

@@ -25,6 +25,14 @@ TEST(AgentSpawnTest, ARelativePathIsSpawnedDirectlyToo) {
     EXPECT_EQ(spawn.arguments, (Texts{"bin/codex"}));
 }
 
+TEST(AgentSpawnTest, TheStreamsAreTheTerminalWhoseMasterIsClosedInTheChild) {
+    const SpawnRequest spawn = agentSpawnRequest({.launchCommand = {"codex"}}, {"/dev/pts/7", 12});
+    const auto* terminal = std::get_if<TerminalStreams>(&spawn.streams);
+    ASSERT_TRUE(terminal);
+    EXPECT_EQ(terminal->device, "/dev/pts/7");
+    EXPECT_EQ(terminal->masterDescriptor, 12);
+}
+
 TEST(AgentSpawnTest, TheEnvironmentIsTheRequestsAloneSortedByKey) {
     const StartSessionRequest request{
         .repoPath = "/repo", .launchCommand = {"codex"}, .environment = {{"B", "2"}, {"A", "1=1"}}};

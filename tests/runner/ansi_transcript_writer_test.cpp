@@ -111,6 +111,37 @@ TEST_F(ANSITranscriptWriterTest, AFileThatCannotBeOpenedThrowsAndIsTriedAgain) {
     EXPECT_EQ(raw(), "kept");
 }
 
+TEST_F(ANSITranscriptWriterTest, AWriteThatFailsThrowsAndTheOtherFileGoesOn) {
+    ANSITranscriptWriter noText(ansiPath, "/dev/full");
+    EXPECT_THROW(noText.append("first "), std::system_error);
+    EXPECT_THROW(noText.append("second"), std::system_error);
+    EXPECT_EQ(raw(), "first second");
+    ANSITranscriptWriter noRaw("/dev/full", textPath);
+    EXPECT_THROW(noRaw.append("lost"), std::system_error);
+    EXPECT_EQ(text(), "")
+        << "created before the raw bytes are written, and nothing written after that failed";
+}
+
+TEST_F(ANSITranscriptWriterTest, AnEmptyChunkCreatesTheFilesAndWritesNothing) {
+    EXPECT_EQ(writer.append(""), "");
+    EXPECT_EQ(raw(), "");
+    EXPECT_EQ(text(), "");
+}
+
+TEST_F(ANSITranscriptWriterTest, ALineBreakSplitOverChunksIsStillTwoLineFeeds) {
+    EXPECT_EQ(writer.append("a\r"), "a\n");
+    EXPECT_EQ(writer.append("\nb"), "\nb");
+    EXPECT_EQ(raw(), "a\r\nb");
+}
+
+TEST_F(ANSITranscriptWriterTest, FilesStayOpenForTheWriter) {
+    writer.append("first ");
+    std::filesystem::rename(ansiPath, directory / "moved.ansi");
+    writer.append("second");
+    EXPECT_EQ(readFile(directory / "moved.ansi"), "first second");
+    EXPECT_FALSE(std::filesystem::exists(ansiPath));
+}
+
 TEST_F(ANSITranscriptWriterTest, ChunksOfTwoThreadsStayWholeAndInTheSameOrderInBothFiles) {
     const auto appendMany = [this](const std::string& chunk) {
         for (int count = 0; count < 200; ++count) {

@@ -16,10 +16,9 @@
 
 namespace quernlight::test {
 
-/// Runs the task on a loop that lives as long as the program: a reader queue that has just woken a task may
-/// still be busy with the task's loop when the task ends.
-template <class Result>
-Result awaitResult(Task<Result> task) {
+/// A loop that lives as long as the program: a reader queue that has just woken a task may still be busy with
+/// the task's loop when the task ends.
+inline boost::asio::io_context& lastingLoop() {
     struct Loop {
         boost::asio::io_context io;
         // Opens the loop's own descriptors now and not at the first wait, so that a test can count
@@ -27,7 +26,13 @@ Result awaitResult(Task<Result> task) {
         boost::asio::steady_timer timer{io};
     };
     static Loop loop;
-    return runTask(loop.io, std::move(task));
+    return loop.io;
+}
+
+/// Runs the task on that loop.
+template <class Result>
+Result awaitResult(Task<Result> task) {
+    return runTask(lastingLoop(), std::move(task));
 }
 
 /// What one listener has heard of a session, and ways to wait for more of it.

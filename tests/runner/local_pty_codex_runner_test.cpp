@@ -1,10 +1,6 @@
 #include "quernlight/runner/local_pty_codex_runner.hpp"
 
-#include <cerrno>
-
 #include <sys/wait.h>
-
-#include <gtest/gtest.h>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
@@ -12,62 +8,14 @@
 
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
-#include "tests/runner/event_log.hpp"
-#include "tests/support/eventually.hpp"
-#include "tests/support/temporary_directory.hpp"
+#include "tests/runner/codex_runner_fixture.hpp"
 
 namespace quernlight {
 namespace {
 
 using namespace test;
 
-class LocalPTYCodexRunnerTest : public testing::Test {
-  protected:
-    LocalPTYCodexRunnerTest() {
-        request.sessionID = sessionID;
-        request.repoPath = directory.path();
-        request.environment = {{"PATH", "/usr/bin:/bin"}};
-        request.transcriptANSIPath = directory / "terminal.ansi";
-        request.transcriptTextPath = directory / "terminal.txt";
-    }
-
-    StartSessionResponse shell(const std::string& script) {
-        request.launchCommand = {"/bin/sh", "-c", script};
-        return awaitResult(runner->startSession(request));
-    }
-
-    EventLog listen() { return EventLog(runner->events(sessionID)); }
-    void send(const std::string& data) { awaitResult(runner->sendInput(data, sessionID)); }
-    void terminate(TerminationMode mode) { awaitResult(runner->terminate(sessionID, mode)); }
-    std::vector<RunnerSessionSnapshot> active() { return awaitResult(runner->activeSessions()); }
-
-    /// A child that shows the agent's prompt and then takes every byte as it is typed.
-    static std::string prompt(const std::string& script) {
-        return "stty raw -echo; printf '\\342\\200\\272 '; " + script;
-    }
-
-    void expectMissing(const std::function<void()>& operation) {
-        try {
-            operation();
-            ADD_FAILURE() << "nothing was thrown";
-        } catch (const RunnerError& error) {
-            EXPECT_EQ(error.what(), "No active runner session for " + upperCaseText(sessionID) + ".");
-            EXPECT_EQ(error.sessionID(), sessionID);
-        }
-    }
-
-    TemporaryDirectory directory;
-    Uuid sessionID = randomUuid();
-    StartSessionRequest request;
-    std::unique_ptr<LocalPTYCodexRunner> runner = std::make_unique<LocalPTYCodexRunner>();
-};
-
-TEST_F(LocalPTYCodexRunnerTest, AListenerFromBeforeTheStartHearsStartedOutputAndExitedAndThenTheEnd) {
-    EventLog log = listen();
-    shell("printf text");
-    EXPECT_EQ(log.wholeOutput(), "text");
-    EXPECT_EQ(log.kinds(), "SOX");
-}
+class LocalPTYCodexRunnerTest : public CodexRunnerFixture {};
 
 TEST_F(LocalPTYCodexRunnerTest, StartedCarriesWhatStartSessionReturns) {
     auto stream = runner->events(sessionID);
@@ -75,48 +23,6 @@ TEST_F(LocalPTYCodexRunnerTest, StartedCarriesWhatStartSessionReturns) {
     const auto event = awaitResult(stream.next());
     ASSERT_TRUE(event && event->started());
     EXPECT_EQ(*event->started(), (RunnerEvent::Started{sessionID, response.pid, response.startedAt}));
-}
-
-TEST_F(LocalPTYCodexRunnerTest, AListenerFromAfterTheExitHearsNothingAndItsStreamDoesNotEnd) {
-    EventLog log = listen();
-    shell("exit 0");
-    log.wholeOutput();
-    auto late = runner->events(sessionID);
-    EXPECT_FALSE(awaitResult(late.nextUntil(std::chrono::steady_clock::now())));
-    EXPECT_FALSE(late.ended());
-}
-
-TEST_F(LocalPTYCodexRunnerTest, AListenerThatComesLateHearsOnlyWhatHappensAfterwards) {
-    EventLog first = listen();
-    shell("printf early; read word; printf \"late $word\"");
-    first.outputWith("early");
-    EventLog second = listen();
-    send("word\n");
-    EXPECT_NE(second.wholeOutput().find("late word"), std::string::npos);
-    EXPECT_EQ(second.wholeOutput().find("early"), std::string::npos);
-    EXPECT_EQ(second.kinds(), "OX");
-}
-
-TEST_F(LocalPTYCodexRunnerTest, TwoListenersBothHearEveryEvent) {
-    EventLog first = listen();
-    EventLog second = listen();
-    shell("printf text");
-    EXPECT_EQ(first.wholeOutput(), "text");
-    EXPECT_EQ(second.wholeOutput(), "text");
-    EXPECT_EQ(first.kinds(), "SOX");
-    EXPECT_EQ(second.kinds(), "SOX");
-}
-
-TEST_F(LocalPTYCodexRunnerTest, AListenerThatLeavesDoesNotDisturbTheOther) {
-    EventLog staying = listen();
-    {
-        EventLog leaving = listen();
-        shell("printf ready; read word");
-        leaving.outputWith("ready");
-    }
-    send("\n");
-    EXPECT_NE(staying.wholeOutput().find("ready"), std::string::npos);
-    EXPECT_EQ(staying.kinds(), "SOX");
 }
 
 TEST_F(LocalPTYCodexRunnerTest, AfterTheExitEveryOperationMissesTheSession) {
@@ -177,20 +83,6 @@ TEST_F(LocalPTYCodexRunnerTest, TheExitOfAReplacedSessionLeavesItsSuccessorRegis
     EXPECT_EQ(successor.exitCode(), 6);
 }
 
-TEST_F(LocalPTYCodexRunnerTest, NothingIsLeftOfThirtySessions) {
-    std::size_t before = 0;
-    for (int round = 0; round <= 30; ++round) {
-        EventLog log = listen();
-        const pid_t pid = shell("printf text").pid;
-        log.wholeOutput();
-        ASSERT_EQ(::waitpid(pid, nullptr, WNOHANG), -1);
-        ASSERT_EQ(errno, ECHILD);
-        before = round == 0 ? openDescriptorCount() : before;
-    }
-    // The reader queue lets go of the last session shortly after its exit was told.
-    EXPECT_TRUE(eventually([&] { return openDescriptorCount() <= before; }));
-}
-
 TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter) {
     // The child takes exactly the text, says so, and only then reads what follows it.
     request.initialInput = "/goal first\nsecond";
@@ -243,12 +135,6 @@ TEST_F(LocalPTYCodexRunnerTest, DroppingTheRunnerEndsAWaitForAFullTerminal) {
     io.restart();
     io.run();
     EXPECT_THROW(sent.get(), PTYProcessError);
-}
-
-TEST_F(LocalPTYCodexRunnerTest, AStreamThatOutlivesTheRunnerIsHarmless) {
-    auto stream = runner->events(sessionID);
-    runner.reset();
-    EXPECT_FALSE(awaitResult(stream.next()));
 }
 
 }  // namespace

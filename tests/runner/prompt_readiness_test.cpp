@@ -2,20 +2,14 @@
 
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include <boost/asio/bind_cancellation_slot.hpp>
-#include <boost/asio/cancellation_signal.hpp>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/io_context.hpp>
-#include <boost/asio/post.hpp>
-#include <boost/asio/use_future.hpp>
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/text.hpp"
-#include "quernlight/runner/prompt_readiness_monitor.hpp"
-#include "tests/support/run_task.hpp"
 
 namespace quernlight {
 namespace {
@@ -37,6 +31,7 @@ class PromptReadinessTest : public testing::Test {
     /// Whether the prompt is held back until just before `seconds`, and no longer.
     bool becomesReadyAt(double seconds) const { return !readyAt(seconds - 0.001) && readyAt(seconds); }
 
+    std::optional<Instant> lastSentinelAt() const { return readiness_.lastSentinelAt(); }
     bool sentinelMatched() const { return readiness_.sentinelMatched(); }
     std::string recentOutput() const { return std::string(readiness_.recentOutput()); }
 
@@ -173,6 +168,95 @@ TEST_F(PromptReadinessTest, AStartUpLineSplitOverTwoChunksIsNotRecognised) {
     EXPECT_TRUE(becomesReadyAt(2.5));
 }
 
+// One line a second, each behind the prompt; without start-up it is ready 1.5 seconds after the last.
+TEST_F(PromptReadinessTest, StartUpBlocksAsItsLatestLinesSay) {
+    struct Row {
+        const char* name;
+        std::vector<const char*> lines;
+        double readyAt;
+    };
+    const Row rows[] = {
+        {"no start-up line", {"hello"}, 2.5},
+        {"a model that is there, never loaded", {"model: large"}, 2.5},
+        {"loading only", {"model: loading"}, 45},
+        {"loading, then there; no servers", {"model: loading", "model: large"}, 3.5},
+        {"there before it is said to load", {"model: large", "model: loading"}, 3.5},
+        {"loading again after it was there", {"model: loading", "model: large", "model: loading"}, 4.5},
+        {"servers settled, model still loading",
+         {"model: loading", "Starting MCP servers", "MCP startup complete"},
+         45},
+        {"servers start, model there", {"Starting MCP servers", "model: large"}, 9},
+        {"settled before any start", {"MCP startup complete"}, 2.5},
+        {"settled, then started", {"MCP startup complete", "Starting MCP servers"}, 10},
+        {"started twice, settled",
+         {"Starting MCP servers", "Starting MCP servers", "MCP startup failed"},
+         4.5},
+        {"settled, started again",
+         {"Starting MCP servers", "MCP startup incomplete", "Starting MCP servers"},
+         11},
+        {"settled, started again, settled",
+         {"Starting MCP servers", "MCP startup failed", "Starting MCP servers", "MCP startup complete"},
+         5.5},
+        {"another case of letters", {"MODEL: loading", "starting MCP servers", "Model: Loading"}, 4.5},
+        {"a word in another line", {"loading", "MCP servers"}, 3.5},
+    };
+    for (const Row& row : rows) {
+        use(PromptReadinessConfiguration::codexDefault());
+        double second = 0;
+        for (const auto* line : row.lines) {
+            output(++second, "› " + std::string(line) + "\n");
+        }
+        EXPECT_TRUE(becomesReadyAt(row.readyAt)) << row.name;
+    }
+}
+
+TEST_F(PromptReadinessTest, EveryLineOfAChunkCountsInItsOrder) {
+    output(1, "› Starting MCP servers\nMCP startup complete\nmodel: loading\nmodel: large\n");
+    EXPECT_TRUE(becomesReadyAt(2.5));
+    use(PromptReadinessConfiguration::codexDefault());
+    output(1, "› MCP startup complete\nStarting MCP servers\n");
+    EXPECT_TRUE(becomesReadyAt(9));
+}
+
+TEST_F(PromptReadinessTest, ALineOfAnEarlierChunkIsNotReadAgain) {
+    output(1, "› Starting MCP servers");
+    output(2, "\nMCP startup complete\n");
+    output(3, "more\n");
+    EXPECT_TRUE(becomesReadyAt(4.5));
+}
+
+TEST_F(PromptReadinessTest, TheFirstRuleThatAppliesDecides) {
+    struct Row {
+        const char* name;
+        PromptReadinessConfiguration configuration;
+        const char* output;
+        double readyAt;
+    };
+    const Row rows[] = {
+        {"no sentinel yet, whatever the quiet", {.sentinelRequiresQuiet = false}, "text", 45},
+        {"the cap before the missing sentinel", {.maxDelay = 12}, "text", 12},
+        {"the cap before start-up", {.maxDelay = 12}, "› model: loading", 12},
+        {"the cap before the quiet", {.quietDelay = 100, .maxDelay = 12}, "›", 12},
+        {"no sentinel asked for, start-up blocks", {.sentinel = ""}, "Starting MCP servers", 18},
+        {"no sentinel asked for, quiet", {.sentinel = ""}, "text", 11.5},
+        {"start-up not waited for", {.waitForCodexStartup = false}, "› model: loading", 11.5},
+        {"start-up stale sooner", {.startupStaleDelay = 3}, "› Starting MCP servers", 13},
+    };
+    for (const Row& row : rows) {
+        use(row.configuration);
+        output(10, row.output);
+        EXPECT_TRUE(becomesReadyAt(row.readyAt)) << row.name;
+    }
+}
+
+TEST_F(PromptReadinessTest, EverySentinelMovesItsTime) {
+    output(1, "›");
+    output(2, "text");
+    EXPECT_EQ(lastSentinelAt(), at(1));
+    output(3, "text › text");
+    EXPECT_EQ(lastSentinelAt(), at(3));
+}
+
 TEST_F(PromptReadinessTest, StartUpLinesAreIgnoredWhenNobodyWaitsForThem) {
     use({.waitForCodexStartup = false});
     output(1, "Starting MCP servers\nmodel: loading\n›");
@@ -211,43 +295,6 @@ TEST_F(PromptReadinessTest, RecentOutputStaysBoundedInAFlood) {
         output(1, std::string(8191, 'x') + "\u20AC");
     }
     EXPECT_EQ(recentOutput(), std::string(4095, 'x') + "\u20AC");
-}
-
-/// A monitor on the wall clock, as the runner uses it.
-class PromptReadinessMonitorTest : public testing::Test {
-  protected:
-    static constexpr milliseconds poll{1};
-    static PromptReadinessConfiguration sentinelOnly() { return {.sentinelRequiresQuiet = false}; }
-
-    boost::asio::io_context io_;
-};
-
-TEST_F(PromptReadinessMonitorTest, TheWaitEndsAtOnceWhenTheMaximumDelayHasPassed) {
-    PromptReadinessMonitor monitor(currentInstant() - std::chrono::hours(1), sentinelOnly());
-    EXPECT_NO_THROW(test::runTask(io_, monitor.waitUntilReady(std::chrono::hours(1))));
-}
-
-TEST_F(PromptReadinessMonitorTest, TheWaitEndsWhenOutputArrivesThatMakesItReady) {
-    PromptReadinessMonitor monitor(currentInstant(), {.maxDelay = 3600, .sentinelRequiresQuiet = false});
-    boost::asio::post(io_, [&] { monitor.recordOutput("›", currentInstant()); });
-    EXPECT_NO_THROW(test::runTask(io_, monitor.waitUntilReady(poll)));
-    EXPECT_TRUE(monitor.isReady(currentInstant()));
-}
-
-TEST_F(PromptReadinessMonitorTest, CancellationEndsTheWait) {
-    PromptReadinessMonitor monitor(currentInstant(), {.maxDelay = 3600});
-    boost::asio::cancellation_signal cancellation;
-    auto ended = boost::asio::co_spawn(
-        io_, monitor.waitUntilReady(std::chrono::hours(1)),
-        boost::asio::bind_cancellation_slot(cancellation.slot(), boost::asio::use_future));
-    boost::asio::post(io_, [&] { cancellation.emit(boost::asio::cancellation_type::terminal); });
-    io_.run_for(test::generousBound);
-    try {
-        ended.get();
-        FAIL() << "the wait went on";
-    } catch (const boost::system::system_error& error) {
-        EXPECT_EQ(error.code(), boost::asio::error::operation_aborted);
-    }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -12,6 +13,7 @@
 #include <boost/asio/use_future.hpp>
 
 #include "quernlight/runner/pty_process.hpp"
+#include "quernlight/runner/pty_process_error.hpp"
 #include "tests/runner/event_log.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -62,6 +64,26 @@ class PTYProcessFixture : public testing::Test {
     int exitCodeOf(const std::string& script) {
         shell(script);
         return log->exitCode();
+    }
+
+    /// The description of the error that starting the command throws.
+    std::string startFailure(std::vector<std::string> launchCommand) {
+        try {
+            start(std::move(launchCommand));
+        } catch (const PTYProcessError& error) {
+            return error.what();
+        }
+        return "";
+    }
+
+    void expectNotRunning(const std::function<void()>& operation) {
+        try {
+            operation();
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const PTYProcessError& error) {
+            EXPECT_EQ(error.kind(), PTYProcessError::Case::sessionNotRunning);
+            EXPECT_STREQ(error.what(), "Session is not running.");
+        }
     }
 
     void write(const std::string& data) { awaitResult(process->write(data)); }

@@ -12,27 +12,21 @@ namespace {
 
 using namespace test;
 
-/// Lives as long as the program, for the reason that `awaitResult` gives.
-boost::asio::io_context& writersLoop() {
-    static boost::asio::io_context io;
-    return io;
-}
-
 /// Writes that are under way while something else happens.
 class PTYProcessWriteTest : public PTYProcessFixture {
   protected:
     std::future<void> startWriting(std::string data) {
         auto written =
-            boost::asio::co_spawn(writersLoop(), process->write(std::move(data)), boost::asio::use_future);
-        writersLoop().restart();
-        writersLoop().poll();
+            boost::asio::co_spawn(lastingLoop(), process->write(std::move(data)), boost::asio::use_future);
+        lastingLoop().restart();
+        lastingLoop().poll();
         return written;
     }
 
     void finish(std::future<void>& written) {
         while (written.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-            writersLoop().restart();
-            writersLoop().run_one_for(generousBound);
+            lastingLoop().restart();
+            lastingLoop().run_one_for(generousBound);
         }
         written.get();
     }

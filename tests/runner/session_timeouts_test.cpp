@@ -34,6 +34,15 @@ class SessionTimeoutsTest : public testing::Test {
     SessionTimeoutSettings settings_{.idleTimeoutSeconds = 60, .postExitCommentGraceSeconds = 5};
 };
 
+TEST_F(SessionTimeoutsTest, RecordsAreBuiltInTheOrderOfTheirFieldsAndCompareByValue) {
+    EXPECT_EQ((SessionTimeoutSettings{60, 5}), settings_);
+    EXPECT_NE((SessionTimeoutSettings{5, 60}), settings_);
+    SessionTimeoutState other = state_;
+    EXPECT_EQ(other, state_);
+    other.exitCode = 0;
+    EXPECT_NE(other, state_);
+}
+
 TEST_F(SessionTimeoutsTest, EachDecisionHasItsReason) {
     EXPECT_EQ(failureReason(idle), "Idle timeout elapsed before completion.");
     EXPECT_EQ(failureReason(withoutComment), "Codex exited without posting a completion comment.");
@@ -86,6 +95,45 @@ TEST_F(SessionTimeoutsTest, ActivityBeforeTheStartDoesNotShortenTheIdleTime) {
 TEST_F(SessionTimeoutsTest, ASilentSessionTimesOutAfterItsStart) {
     EXPECT_EQ(decisionAt(seconds(59)), std::nullopt);
     EXPECT_EQ(decisionAt(seconds(61)), idle);
+}
+
+TEST_F(SessionTimeoutsTest, TheFirstRuleThatFiresDecides) {
+    struct Row {
+        const char* name;
+        SessionTimeoutState state;
+        int now;
+        std::optional<SessionTimeoutDecision> expected;
+    };
+    const Row rows[] = {
+        {"running", {start}, 60, {}},
+        {"running, idle", {start}, 61, idle},
+        {"output", {start, at(seconds(1))}, 61, {}},
+        {"output, idle since", {start, at(seconds(1))}, 62, idle},
+        {"a comment", {start, {}, at(seconds(2))}, 62, {}},
+        {"a comment, idle since", {start, {}, at(seconds(2))}, 63, idle},
+        {"both idle and overdue", {start, {}, {}, at(seconds(2)), 0}, 100, withoutComment},
+        {"overdue", {start, {}, {}, at(seconds(2)), 0}, 8, withoutComment},
+        {"overdue though a comment came", {start, {}, at(seconds(7)), at(seconds(2)), 0}, 8, withoutComment},
+        {"in its grace", {start, {}, {}, at(seconds(2)), 0}, 7, {}},
+        {"in its grace, idle", {start, {}, {}, at(seconds(58)), 0}, 61, idle},
+        {"a failed exit", {start, {}, {}, at(seconds(2)), 1}, 8, {}},
+        {"a death by signal", {start, {}, {}, at(seconds(2)), 137}, 61, idle},
+        {"a code without an exit", {start, {}, {}, {}, 0}, 8, {}},
+        {"an exit without a code", {start, {}, {}, at(seconds(2)), {}}, 8, {}},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(SessionTimeoutEvaluator::decision(at(seconds(row.now)), row.state, settings_), row.expected)
+            << row.name;
+    }
+}
+
+TEST_F(SessionTimeoutsTest, FractionsOfASecondCount) {
+    settings_ = {.idleTimeoutSeconds = 0.5, .postExitCommentGraceSeconds = 0.25};
+    EXPECT_EQ(decisionAt(milliseconds(500)), std::nullopt);
+    EXPECT_EQ(decisionAt(milliseconds(501)), idle);
+    exited(0, 0);
+    EXPECT_EQ(decisionAt(milliseconds(250)), std::nullopt);
+    EXPECT_EQ(decisionAt(milliseconds(251)), withoutComment);
 }
 
 TEST_F(SessionTimeoutsTest, AClockThatMovedBackwardsGivesNoDecision) {

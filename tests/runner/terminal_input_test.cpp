@@ -9,6 +9,23 @@ namespace {
 using TerminalInputEncoding::dataForPTYWrite;
 using Chunks = std::vector<std::string>;
 
+TEST(TerminalInputEncodingTest, LineBreaksBecomeCarriageReturns) {
+    struct Row {
+        const char* input;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"\n", "\r"},           {"\r", "\r"},
+        {"\r\n", "\r"},         {"\r\n\n", "\r\r"},
+        {"\n\r", "\r\r"},       {"\n\r\n", "\r\r"},
+        {"\r\r\n\n", "\r\r\r"}, {"\n\n", "\r\r"},
+        {"\ra\n", "\ra\r"},     {"a\r\nb\nc", "a\rb\rc"},
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(dataForPTYWrite(row.input), row.expected) << testing::PrintToString(row.input);
+    }
+}
+
 TEST(TerminalInputEncodingTest, ALoneLineFeedBecomesACarriageReturn) {
     EXPECT_EQ(dataForPTYWrite("a\nb"), "a\rb");
 }

@@ -1,0 +1,129 @@
+#include "quernlight/runner/initial_input_observer.hpp"
+
+#include <stdexcept>
+
+#include "tests/runner/codex_runner_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using namespace test;
+
+/// Notes what it is told, and lets a test hold up or refuse the typing.
+class NotingObserver final : public InitialInputObserver {
+  public:
+    void waiting(Uuid sessionID) override { note("waiting", sessionID); }
+    void typed(Uuid sessionID) override { note("typed", sessionID); }
+    void gaveUp(Uuid sessionID, std::string reason) override { note("gave up: " + reason, sessionID); }
+    Task<void> aboutToType(Uuid sessionID) override {
+        note("about to type", sessionID);
+        if (refuses) {
+            throw std::runtime_error("Not now.");
+        }
+        if (holdsUp) {
+            co_await agreed.wait();
+        }
+    }
+
+    /// The next note; waits for it.
+    std::string next() {
+        const auto deadline = std::chrono::steady_clock::now() + generousBound;
+        return awaitResult(notes_.nextUntil(deadline)).value_or("nothing was noted in time");
+    }
+    bool hasNoted() { return awaitResult(notes_.nextUntil(std::chrono::steady_clock::now())).has_value(); }
+
+    Uuid expectedSession{};
+    bool refuses = false;
+    bool holdsUp = false;
+    AsyncSignal agreed;
+
+  private:
+    void note(const std::string& text, const Uuid& sessionID) {
+        EXPECT_EQ(sessionID, expectedSession);
+        notes_.continuation().deliver(text);
+    }
+
+    EventStream<std::string> notes_;
+};
+
+class InitialInputObserverTest : public CodexRunnerFixture {
+  protected:
+    InitialInputObserverTest() {
+        request.initialInput = "/goal";
+        observer.expectedSession = sessionID;
+        runner = std::make_unique<LocalPTYCodexRunner>(observer);
+    }
+    ~InitialInputObserverTest() override { runner.reset(); }
+
+    NotingObserver observer;
+};
+
+TEST_F(InitialInputObserverTest, AnInputIsAwaitedAnnouncedAndTypedInThatOrder) {
+    EventLog log = listen();
+    shell(prompt("head -c 7 >text; printf '[all]'; head -c 1 >/dev/null"));
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    EXPECT_EQ(observer.next(), "typed");
+    log.outputWith("[all]");
+    EXPECT_EQ(readFile(directory / "text"), "/goal\r\r");
+    send("x");
+    log.wholeOutput();
+    EXPECT_FALSE(observer.hasNoted());
+}
+
+TEST_F(InitialInputObserverTest, ASessionWithoutInitialInputIsNotSpokenOf) {
+    request.initialInput = "";
+    EventLog log = listen();
+    shell("exit 0");
+    log.wholeOutput();
+    EXPECT_FALSE(observer.hasNoted());
+}
+
+TEST_F(InitialInputObserverTest, ASessionThatCannotBeStartedIsNotSpokenOf) {
+    request.launchCommand = {"/nonexistent/codex"};
+    EXPECT_ANY_THROW(awaitResult(runner->startSession(request)));
+    EXPECT_FALSE(observer.hasNoted());
+}
+
+TEST_F(InitialInputObserverTest, NothingIsTypedBeforeTheObserverAgrees) {
+    observer.holdsUp = true;
+    EventLog log = listen();
+    shell(prompt("head -c 8 >text"));
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    send("x");
+    observer.agreed.notify();
+    EXPECT_EQ(observer.next(), "typed");
+    log.wholeOutput();
+    EXPECT_EQ(readFile(directory / "text"), "x/goal\r\r");
+}
+
+TEST_F(InitialInputObserverTest, AnInputThatTheObserverRefusesIsGivenUpAndTheSessionGoesOn) {
+    observer.refuses = true;
+    EventLog log = listen();
+    shell(prompt("head -c 1 >text; exit 5"));
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    EXPECT_EQ(observer.next(), "gave up: Not now.");
+    send("x");
+    EXPECT_EQ(log.exitCode(), 5);
+    EXPECT_EQ(readFile(directory / "text"), "x");
+}
+
+TEST_F(InitialInputObserverTest, AnInputForASessionThatHasEndedIsGivenUpForWantOfTheSession) {
+    shell("printf '\\342\\200\\272'");
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    EXPECT_EQ(observer.next(), "gave up: " + missing());
+}
+
+TEST_F(InitialInputObserverTest, AnInputThatTheExitCutsShortIsGivenUpBecauseNothingRuns) {
+    request.initialInput = std::string(1 << 20, 'x');
+    shell(prompt("head -c 1 >text"));
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    EXPECT_EQ(observer.next(), "gave up: Session is not running.");
+}
+
+}  // namespace
+}  // namespace quernlight
