@@ -31,7 +31,9 @@ constexpr auto latestThreadQuery =
 fs::path codexHome(const EnvironmentMap& environment) {
     const auto home = environment.find("CODEX_HOME");
     if (home != environment.end() && !home->second.empty()) {
-        return home->second;
+        std::error_code noCurrentDirectory;
+        const fs::path absolute = fs::absolute(home->second, noCurrentDirectory);
+        return noCurrentDirectory ? fs::path(home->second) : absolute;
     }
     return userHomeDirectory(environment) / ".codex";
 }

@@ -7,14 +7,16 @@
 namespace quernlight {
 
 /// The "/goal" prompts: the contract with the agent. They name the tool to call, the branch and worktree to
-/// use, and the identifiers by which its completion comment is recognised, so their wording is fixed.
+/// use, and the identifiers by which its completion comment is recognised, so their wording is fixed. Pure
+/// functions, for any thread; UTF-8 with line feeds, identifiers and the bug's page in lower case.
 struct GoalBuilder {
     GoalBuilder() = delete;
 
     /// The goal for a bug that nobody has worked on; ends with one line feed.
     static std::string build(const GoalContext& context);
 
-    /// The goal for a bug whose fix is in review; ends with one line feed.
+    /// The goal for a bug whose fix is in review; ends with one line feed. Without a known pull request it
+    /// says where to look for one.
     static std::string buildReviewFollowup(const GoalContext& context);
 };
 

@@ -6,18 +6,20 @@
 
 namespace quernlight {
 
+/// What the verification prompt tells; all of it as it stands.
 struct VerificationGoalFields {
-    std::string appName;
-    std::string baseBranch;
-    std::string bugTitle;
-    Url bugURL;
+    std::string appName{};
+    std::string baseBranch{};
+    std::string bugTitle{};
+    Url bugURL{};
 };
 
 /// A prompt that makes the agent change nothing and only show that it was started in the right repository.
+/// A pure function, for any thread.
 struct M3GoalTextBuilder {
     M3GoalTextBuilder() = delete;
 
-    /// Ends with two line feeds.
+    /// One line of instructions and one for each field; ends with two line feeds.
     static std::string verificationGoal(const VerificationGoalFields& fields);
 };
 

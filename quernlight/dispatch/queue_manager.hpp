@@ -19,11 +19,13 @@ namespace quernlight {
 /// operation runs to its end before the next begins, in the order in which they were awaited, on the awaiting
 /// coroutine's executor. It starts from the stored item and writes one event for every change.
 ///
-/// An unknown item, or one whose status refuses the operation, is left alone: no change, no event, no error.
-/// Operations throw DatabaseError; what was written before the failing step stays.
+/// An unknown item, or one whose status refuses the operation, is left alone: no change, no event, no error;
+/// an operation that returns an item returns nothing for an unknown one. Operations throw DatabaseError; what
+/// was written before the failing step stays. The manager must outlive the operations awaited on it.
 class QueueManager {
   public:
-    /// `backendBaseURL` is where the bugs' own pages are.
+    /// `backendBaseURL` is where the bugs' own pages are: "/v1/bugs/view/" and the short id beneath it.
+    /// Touches no database.
     QueueManager(QueueRepository queueRepository, MappingRepository mappingRepository, Url backendBaseURL);
 
     /// Both do nothing: points where a host announces its start and its changes. Starting items is the
@@ -37,28 +39,36 @@ class QueueManager {
     /// in the other queue. Returns the item as stored. Throws BackendError (invalidURL) for a blank bug id.
     Task<BugQueueItem> enqueue(QLBugSummaryDTO summary, QueueMode queueMode);
 
-    /// Puts the item in front of `before`, at the end when that is absent or not in the same queue, but never
-    /// in front of the sessions under way at the head.
+    /// Puts the item in front of `before`, at the end when that is absent or not active in the same queue,
+    /// but never in front of the sessions under way at the head. Refused for an item under way or one that
+    /// has left its queue. Writes every item of the queue; one that cannot be written leaves the numbering
+    /// half done.
     Task<void> reorder(Uuid itemID, std::optional<Uuid> before);
 
-    /// Puts the item directly behind the sessions under way.
+    /// Puts the item directly behind the sessions under way at the head. Refused and written as `reorder`.
     Task<void> queueNext(Uuid itemID);
 
-    /// Does not stop the agent; the caller does.
+    /// Takes the item out of the active queue. Does not stop the agent; the caller does. Refused for an item
+    /// that has left its queue.
     Task<void> cancel(Uuid itemID);
 
-    /// Deletes the item with its attempts and events and returns it; nothing when its agent is live.
+    /// Deletes the item with its attempts and events and returns it; nothing when its agent is live (starting
+    /// or running). Writes no event.
     Task<std::optional<BugQueueItem>> remove(Uuid itemID);
 
-    /// The same for a bug whose work has been merged; `bugID` in any written form.
+    /// The same for a bug whose work has been merged; `bugID` in any written form. Nothing also while its
+    /// agent is being stopped.
     Task<std::optional<BugQueueItem>> removeImplementedReviewItem(std::string bugID);
 
-    /// Puts the item back to wait for an agent, in `queueMode` or its own queue. It keeps its agent
-    /// conversation. Returns the item as stored.
+    /// Puts the item back to wait for an agent, in `queueMode` or its own queue, whatever its status. It
+    /// keeps its agent conversation, and its position when it is active in that queue. Returns the item as
+    /// stored.
     Task<std::optional<BugQueueItem>> retry(Uuid itemID, QueueItemGoalFlow goalFlow,
                                             std::optional<QueueMode> queueMode = std::nullopt);
 
-    /// Moves the item to a queue, changes its goal flow, or both. Returns the item as stored.
+    /// Moves the item to the end of a queue, changes its goal flow, or both; one that has left its queue is
+    /// retried there. Returns the item as stored, unchanged when it is under way or there is nothing to
+    /// change.
     Task<std::optional<BugQueueItem>> move(Uuid itemID, QueueMode to,
                                            std::optional<QueueItemGoalFlow> goalFlow = std::nullopt);
 
@@ -67,17 +77,29 @@ class QueueManager {
     Task<void> releaseWaitingItems(std::string bundleID);
 
     // Reports about an item's session (queue_manager_sessions.cpp). An item that has left the active queue
-    // takes no more of them, so the first report that ends a session wins.
+    // takes no more of them, so the first report that ends a session wins. Their order is not enforced.
 
+    /// The session is being started: the item's start time is now, its error is cleared.
     Task<void> markStarting(Uuid itemID, Uuid sessionID);
+
+    /// The agent runs. An item without a start time gets it now.
     Task<void> markRunning(Uuid itemID, Uuid sessionID);
+
+    /// The agent has said that it is done and is being stopped; the item keeps its session and its place at
+    /// the head until the next report.
     Task<void> markCodexCompleted(Uuid itemID, Uuid completionCommentID);
+
+    /// These three end the session: the item leaves the active queue, whose gap is closed. The comments' ids
+    /// are in the events' metadata; `reason` is for people.
     Task<void> markCompleted(Uuid itemID, Uuid completionCommentID);
     Task<void> markAwaitingUserInput(Uuid itemID, Uuid commentID);
     Task<void> markFailed(Uuid itemID, std::string reason);
+
+    /// The session was interrupted: the item waits in its place for the next one.
     Task<void> markResumable(Uuid itemID);
 
-    /// Binds the bug to the agent's own conversation, whatever the item's status.
+    /// Binds the bug to the agent's own conversation, whatever the item's status. A bug that is bound to
+    /// another one keeps it, and an event tells so, unless `overwriteExisting`.
     Task<void> setCodexSession(Uuid itemID, Uuid codexSessionID, bool overwriteExisting);
 
   private:

@@ -15,7 +15,7 @@ struct ItemEvent {
     std::string kind{};
     std::string message{};  ///< for people
     std::optional<Uuid> sessionID{};
-    std::optional<std::string> metadataJSON{};
+    std::optional<std::string> metadataJSON{};  ///< an object without blanks; ids are upper-case text
 
     bool operator==(const ItemEvent&) const = default;
 };
@@ -24,21 +24,28 @@ struct ItemEvent {
 /// Whether the item takes reports at all is the queue manager's rule.
 using SessionReport = std::function<ItemEvent(BugQueueItem&, Instant now)>;
 
-/// The reports of a session, in the order of a session's life.
+/// The reports of a session, in the order of a session's life. Pure functions, for any thread.
 struct SessionReports {
     SessionReports() = delete;
 
+    /// The session is the item's, and its time begins now.
     static SessionReport starting(const Uuid& sessionID);
+    /// The session is the item's; its time begins now unless it has begun.
     static SessionReport running(const Uuid& sessionID);
+    /// The item keeps its session, which the event names.
     static SessionReport codexCompleted(const Uuid& completionCommentID);
+    /// These three end the session: the item has none any more and is completed at the given time.
     static SessionReport completed(const Uuid& completionCommentID);
     static SessionReport awaitingUserInput(const Uuid& commentID);
+    /// `reason` is the item's error message and the event's.
     static SessionReport failed(std::string reason);
-    /// `waitingStatus` is the one that the item's queue and mapping call for.
+    /// The item has no session any more. `waitingStatus` is the one that the item's queue and mapping call
+    /// for.
     static SessionReport resumable(QueueItemStatus waitingStatus);
 
-    /// Binds the item to the agent's own conversation. An item that is bound to another one keeps it unless
-    /// that is to be overwritten; the event tells both. Nothing when the item is bound to this one already.
+    /// Binds the item to the agent's own conversation; the event tells its id. An item that is bound to
+    /// another one keeps it unless that is to be overwritten; the event tells both. Nothing when the item is
+    /// bound to this one already.
     static std::optional<ItemEvent> bindCodexSession(BugQueueItem& item, const Uuid& codexSessionID,
                                                      bool overwriteExisting);
 };

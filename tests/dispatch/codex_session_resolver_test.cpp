@@ -4,138 +4,21 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <vector>
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include "quernlight/storage/connection.hpp"
-#include "quernlight/storage/database_error.hpp"
-#include "tests/support/temporary_directory.hpp"
+#include "tests/dispatch/codex_threads_fixture.hpp"
+#include "tests/storage/statement_recorder.hpp"
 
 namespace quernlight {
 namespace {
 
-namespace fs = std::filesystem;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::ElementsAre;
 
-constexpr std::int64_t runStart = 1'772'600'000;  // seconds since the epoch
-
-std::string threadID(int number) {
-    return "0190a000-0000-7000-8000-00000000000" + std::to_string(number);
-}
-
-/// Which of the agent's databases is read.
-class StateDatabaseTest : public testing::Test {
-  protected:
-    void addFile(const std::string& name, int modifiedSecond) {
-        test::writeFile(directory_ / name, "");
-        fs::last_write_time(directory_ / name, fs::file_time_type(seconds(modifiedSecond)));
-    }
-
-    std::string chosen() const {
-        const fs::path path =
-            CodexSessionResolver::stateDatabaseURL({{"CODEX_HOME", directory_.path().string()}});
-        EXPECT_EQ(path.parent_path(), directory_.path());
-        return path.filename().string();
-    }
-
-    test::TemporaryDirectory directory_;
-};
-
-TEST_F(StateDatabaseTest, TheMostRecentlyModifiedVersionIsUsedWhateverItsNumber) {
-    addFile("state_4.sqlite", 200);
-    addFile("state_5.sqlite", 100);
-    EXPECT_EQ(chosen(), "state_4.sqlite");
-    addFile("state_12.sqlite", 300);
-    EXPECT_EQ(chosen(), "state_12.sqlite");
-}
-
-TEST_F(StateDatabaseTest, OtherFilesAreNotTakenForTheDatabase) {
-    addFile("state_6.sqlite", 100);
-    for (const auto* name : {"state_7.sqlite-wal", "logs_7.sqlite", "State_7.sqlite", ".state_7.sqlite"}) {
-        addFile(name, 500);
-    }
-    EXPECT_EQ(chosen(), "state_6.sqlite");
-}
-
-TEST_F(StateDatabaseTest, WithoutAnyTheKnownVersionIsNamed) {
-    EXPECT_EQ(chosen(), "state_5.sqlite");
-}
-
-TEST_F(StateDatabaseTest, AHomeThatCannotBeListedNamesTheKnownVersion) {
-    const EnvironmentMap environment{{"CODEX_HOME", (directory_ / "none").string()}};
-    EXPECT_EQ(CodexSessionResolver::stateDatabaseURL(environment), directory_ / "none" / "state_5.sqlite");
-}
-
-TEST_F(StateDatabaseTest, AnEntryWhoseDateCannotBeReadIsTheOldest) {
-    struct Undated : FileManager {
-        std::vector<Entry> visibleEntries(const fs::path& home) const override {
-            return {{home / "state_9.sqlite", std::nullopt},
-                    {home / "state_1.sqlite", fs::file_time_type(seconds(-1000))}};
-        }
-    };
-    const EnvironmentMap environment{{"CODEX_HOME", "/home/agent"}};
-    EXPECT_EQ(CodexSessionResolver::stateDatabaseURL(environment, Undated()), "/home/agent/state_1.sqlite");
-}
-
-TEST_F(StateDatabaseTest, AnEmptyOrMissingCodexHomeMeansTheUsersHome) {
-    const fs::path home = directory_.path();
-    const fs::path expected = home / ".codex" / "state_5.sqlite";
-    EXPECT_EQ(CodexSessionResolver::stateDatabaseURL({{"CODEX_HOME", ""}, {"HOME", home.string()}}),
-              expected);
-    EXPECT_EQ(CodexSessionResolver::stateDatabaseURL({{"HOME", home.string()}}), expected);
-}
-
-/// A state database with the agent's threads; times are seconds since the run's start.
-class CodexSessionResolverTest : public testing::Test {
-  protected:
-    struct Thread {
-        std::string id = threadID(1);
-        std::string cwd = "/work tree/it's";
-        std::string source = "cli";
-        std::int64_t createdAt = 0;
-        std::int64_t updatedAt = 0;
-    };
-
-    void createTable() {
-        connection().execute(
-            "CREATE TABLE threads (id TEXT, cwd TEXT, title TEXT, source TEXT,"
-            " created_at INTEGER, updated_at INTEGER)");
-    }
-
-    void add(const Thread& thread) {
-        connection().execute(
-            "INSERT INTO threads VALUES (?, ?, 'Fix it', ?, ?, ?)",
-            {SQLValue::text(thread.id), SQLValue::text(thread.cwd), SQLValue::text(thread.source),
-             SQLValue::integer(runStart + thread.createdAt), SQLValue::integer(runStart + thread.updatedAt)});
-    }
-
-    Connection connection() const { return Connection(path_); }
-
-    std::optional<CodexSessionRecord> latest(milliseconds sinceStart = {}) const {
-        return CodexSessionResolver::latest("/work tree/it's", Instant(seconds(runStart)) + sinceStart,
-                                            path_);
-    }
-
-    std::string latestID(milliseconds sinceStart = {}) const {
-        const auto record = latest(sinceStart);
-        return record ? lowerCaseText(record->id) : "none";
-    }
-
-    /// The error that reading ends with.
-    DatabaseError failure() const {
-        try {
-            latest();
-        } catch (const DatabaseError& error) {
-            return error;
-        }
-        ADD_FAILURE() << "reading did not fail";
-        return {DatabaseError::Kind::missingColumn, "none"};
-    }
-
-    test::TemporaryDirectory directory_;
-    fs::path path_ = directory_ / "state_5.sqlite";
-};
+using CodexSessionResolverTest = CodexThreadsFixture;
 
 TEST_F(CodexSessionResolverTest, AThreadOfTheDirectoryIsReadWhole) {
     createTable();
@@ -160,6 +43,17 @@ TEST_F(CodexSessionResolverTest, TheFractionOfTheRunsStartIsCutOff) {
     add({.createdAt = -10});
     EXPECT_EQ(latestID(milliseconds(999)), threadID(1));
     EXPECT_EQ(latestID(milliseconds(1000)), "none");
+}
+
+TEST_F(CodexSessionResolverTest, BeforeTheEpochTheFractionIsCutOffToo) {
+    createTable();
+    add({.createdAt = -runStart - 10});
+    const auto found = [&](milliseconds time) {
+        return CodexSessionResolver::latest("/work tree/it's", Instant(time), path_).has_value();
+    };
+    EXPECT_TRUE(found(milliseconds(-500)));
+    EXPECT_TRUE(found(milliseconds(0)));
+    EXPECT_FALSE(found(milliseconds(1000)));
 }
 
 TEST_F(CodexSessionResolverTest, OnlyThreadsOfTheCommandLineInTheDirectoryCount) {
@@ -190,11 +84,58 @@ TEST_F(CodexSessionResolverTest, AThreadWhoseIdIsNoUuidIsNoRecord) {
     EXPECT_EQ(latestID(), "none");
 }
 
-TEST_F(CodexSessionResolverTest, AMissingTitleIsEmpty) {
+TEST_F(CodexSessionResolverTest, OnlyTheNewestThreadCountsEvenWhenItsIdIsNoUuid) {
     createTable();
+    add({.id = threadID(1), .createdAt = 1});
+    add({.id = "thread-2", .createdAt = 2});
+    EXPECT_EQ(latestID(), "none");
+}
+
+TEST_F(CodexSessionResolverTest, AnIdThatIsNoTextIsNoRecord) {
+    connection().execute("CREATE TABLE threads (id, cwd, title, source, created_at, updated_at)");
     add({});
-    connection().execute("UPDATE threads SET title = NULL");
-    EXPECT_EQ(latest()->title, "");
+    for (const std::string id : {"NULL", "7", "7.5", "x'30313930'"}) {
+        connection().execute("UPDATE threads SET id = " + id);
+        EXPECT_EQ(latestID(), "none") << id;
+    }
+}
+
+TEST_F(CodexSessionResolverTest, AnIdInCapitalsIsRead) {
+    createTable();
+    add({.id = "0190A000-0000-7000-8000-00000000000B"});
+    EXPECT_EQ(latestID(), "0190a000-0000-7000-8000-00000000000b");
+}
+
+TEST_F(CodexSessionResolverTest, TheDirectoryIsReadAsTheAgentSpellsIt) {
+    connection().execute(
+        "CREATE TABLE threads (id, cwd TEXT COLLATE NOCASE, title, source, created_at, updated_at)");
+    add({.cwd = "/WORK tree/it's"});
+    EXPECT_EQ(latest()->cwd, "/WORK tree/it's");
+}
+
+TEST_F(CodexSessionResolverTest, ADirectoryThatIsNoTextIsTheOneThatWasAskedFor) {
+    connection().execute("CREATE TABLE threads (id, cwd INTEGER, title, source, created_at, updated_at)");
+    add({.cwd = "42"});
+    EXPECT_EQ(CodexSessionResolver::latest("42", Instant(seconds(runStart)), path_)->cwd, "42");
+}
+
+TEST_F(CodexSessionResolverTest, TimesThatAreNoIntegersAreReadAsSuch) {
+    connection().execute("CREATE TABLE threads (id, cwd, title, source, created_at, updated_at)");
+    add({});
+    connection().execute("UPDATE threads SET created_at = 1772600003.9, updated_at = '1772600004'");
+    EXPECT_EQ(latest()->createdAt, Instant(seconds(1'772'600'003)));
+    EXPECT_EQ(latest()->updatedAt, Instant(seconds(1'772'600'004)));
+    connection().execute("UPDATE threads SET updated_at = NULL");
+    EXPECT_EQ(latest()->updatedAt, Instant());
+}
+
+TEST_F(CodexSessionResolverTest, ATitleThatIsMissingOrNoTextIsEmpty) {
+    connection().execute("CREATE TABLE threads (id, cwd, title, source, created_at, updated_at)");
+    add({});
+    for (const std::string title : {"NULL", "7", "x'46'"}) {
+        connection().execute("UPDATE threads SET title = " + title);
+        EXPECT_EQ(latest()->title, "") << title;
+    }
 }
 
 TEST_F(CodexSessionResolverTest, TimesBeyondAllReasonDoNoHarm) {
@@ -206,30 +147,36 @@ TEST_F(CodexSessionResolverTest, TimesBeyondAllReasonDoNoHarm) {
     EXPECT_EQ(latestID(), threadID(1));
 }
 
-TEST_F(CodexSessionResolverTest, AMissingDatabaseCannotBeOpenedAndIsNotCreated) {
-    EXPECT_EQ(failure(),
-              DatabaseError(DatabaseError::Kind::openFailed, "Unable to open Codex state database."));
-    EXPECT_FALSE(fs::exists(path_));
-}
-
-TEST_F(CodexSessionResolverTest, TablesThatTheAgentHasChangedCannotBeRead) {
-    connection().execute("CREATE TABLE conversations (id TEXT)");
-    EXPECT_EQ(failure(), DatabaseError(DatabaseError::Kind::prepareFailed, "no such table: threads"));
-}
-
-TEST_F(CodexSessionResolverTest, ABusyDatabaseFailsWithSQLitesMessage) {
+TEST_F(CodexSessionResolverTest, AnEmptyTableIsNoError) {
     createTable();
-    Connection writer = connection();
-    writer.execute("BEGIN EXCLUSIVE");
-    EXPECT_EQ(failure().text(), "database is locked");
+    EXPECT_EQ(latest(), std::nullopt);
 }
 
-TEST_F(CodexSessionResolverTest, ADamagedDatabaseFailsInTheStep) {
+TEST_F(CodexSessionResolverTest, OneStatementIsRun) {
     createTable();
     add({});
-    constexpr std::size_t pageSize = 4096;  // the first page holds the schema, the second the threads
-    test::writeFile(path_, test::readFile(path_).substr(0, pageSize) + std::string(pageSize, '\xFF'));
-    EXPECT_EQ(failure(), DatabaseError(DatabaseError::Kind::stepFailed, "database disk image is malformed"));
+    test::StatementRecorder recorder;
+    latest();
+    EXPECT_THAT(recorder.take(), ElementsAre("SELECT id, cwd, title, created_at, updated_at\n"
+                                             "  FROM threads\n"
+                                             " WHERE cwd = ?\n"
+                                             "   AND source = 'cli'\n"
+                                             "   AND created_at >= ?\n"
+                                             " ORDER BY created_at DESC, updated_at DESC\n"
+                                             " LIMIT 1"));
+}
+
+TEST_F(CodexSessionResolverTest, RecordsAreEqualFieldByField) {
+    const CodexSessionRecord record{.id = *parseUuid(threadID(1)), .cwd = "/w", .title = "t"};
+    const std::vector<CodexSessionRecord> others{
+        {.id = *parseUuid(threadID(2)), .cwd = "/w", .title = "t"},
+        {.id = record.id, .cwd = "/x", .title = "t"},
+        {.id = record.id, .cwd = "/w", .title = "u"},
+        {.id = record.id, .cwd = "/w", .title = "t", .createdAt = Instant(seconds(1))},
+        {.id = record.id, .cwd = "/w", .title = "t", .updatedAt = Instant(seconds(1))}};
+    for (const CodexSessionRecord& other : others) {
+        EXPECT_NE(other, record);
+    }
 }
 
 TEST_F(CodexSessionResolverTest, ReadingLeavesTheDatabaseUnchanged) {
@@ -238,17 +185,6 @@ TEST_F(CodexSessionResolverTest, ReadingLeavesTheDatabaseUnchanged) {
     const std::string before = test::readFile(path_);
     latest();
     EXPECT_EQ(test::readFile(path_), before);
-}
-
-TEST_F(CodexSessionResolverTest, APathIsNeverTakenForAUriOrASpecialName) {
-    path_ = directory_ / "state%41?mode=memory#x.sqlite";
-    createTable();
-    add({});
-    EXPECT_EQ(latestID(), threadID(1));
-    for (const auto* name : {":memory:", "file::memory:?cache=shared", ""}) {
-        path_ = name;
-        EXPECT_EQ(failure().kind(), DatabaseError::Kind::openFailed) << name;
-    }
 }
 
 }  // namespace

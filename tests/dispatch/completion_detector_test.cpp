@@ -1,7 +1,11 @@
 #include "quernlight/dispatch/completion_detector.hpp"
 
 #include <chrono>
+#include <functional>
+#include <optional>
+#include <ostream>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -67,24 +71,42 @@ class CompletionDetectorTest : public testing::Test {
                                .startedAt = start};
 };
 
-TEST_F(CompletionDetectorTest, ACommentThatNamesTheRunAndReviewMeansCompleted) {
-    EXPECT_EQ(outcome({agentComment("in_review")}), CompletionOutcome::completed);
-    EXPECT_EQ(outcome({agentComment("in review")}), CompletionOutcome::completed);
+/// What a status says of the agent's work; nothing when it ends no run.
+struct StatusMeaning {
+    std::string name;
+    std::string status;
+    std::optional<CompletionOutcome> outcome;
+};
+
+void PrintTo(const StatusMeaning& row, std::ostream* out) {
+    *out << row.name;
 }
 
-TEST_F(CompletionDetectorTest, ACommentThatSaysInvestigateNeedsTheUser) {
-    EXPECT_EQ(outcome({agentComment("Investigate")}), CompletionOutcome::investigate);
+class CompletionStatusTest : public CompletionDetectorTest,
+                             public testing::WithParamInterface<StatusMeaning> {};
+
+TEST_P(CompletionStatusTest, MeansWhatTheTableSays) {
+    EXPECT_EQ(outcome({agentComment(GetParam().status)}), GetParam().outcome);
 }
 
-TEST_F(CompletionDetectorTest, BlanksAndCaseOfTheStatusDoNotMatter) {
-    EXPECT_EQ(outcome({agentComment("  In Review\n")}), CompletionOutcome::completed);
-}
+constexpr auto completes = CompletionOutcome::completed;
+constexpr auto investigates = CompletionOutcome::investigate;
 
-TEST_F(CompletionDetectorTest, AnyOtherStatusEndsNothing) {
-    for (const auto* status : {"in-review", "in  review", "done", "", "open"}) {
-        EXPECT_FALSE(detected(agentComment(status))) << status;
-    }
-}
+INSTANTIATE_TEST_SUITE_P(
+    Statuses, CompletionStatusTest,
+    testing::Values(StatusMeaning{"InReview", "in_review", completes},
+                    StatusMeaning{"InReviewInWords", "in review", completes},
+                    StatusMeaning{"InReviewInCapitals", "IN_REVIEW", completes},
+                    StatusMeaning{"InReviewWithLeadingBlanksAndALineFeed", "  In Review\n", completes},
+                    StatusMeaning{"InReviewBetweenTabsAndLineBreaks", "\t\r\nin_review\u2028", completes},
+                    StatusMeaning{"Investigate", "investigate", investigates},
+                    StatusMeaning{"InvestigateInCapitalsWithBlanks", " INVESTIGATE ", investigates},
+                    StatusMeaning{"InReviewWithAHyphen", "in-review", std::nullopt},
+                    StatusMeaning{"InReviewWithTwoBlanks", "in  review", std::nullopt},
+                    StatusMeaning{"Investigating", "investigating", std::nullopt},
+                    StatusMeaning{"Done", "done", std::nullopt}, StatusMeaning{"Open", "open", std::nullopt},
+                    StatusMeaning{"Empty", "", std::nullopt}),
+    [](const auto& row) { return row.param.name; });
 
 TEST_F(CompletionDetectorTest, ACommentFromShortlyBeforeTheStartCounts) {
     EXPECT_TRUE(detected(createdAt(seconds(-4))));
@@ -104,16 +126,28 @@ TEST_F(CompletionDetectorTest, OnlyAnAuthorSpelledAgentQualifies) {
     QLCommentDTO comment = agentComment();
     comment.authorType = "Agent";
     EXPECT_FALSE(detected(comment));
+    comment.authorType = " agent";
+    EXPECT_FALSE(detected(comment));
+    comment.authorType = "user";
+    EXPECT_FALSE(detected(comment));
     comment.authorType = std::nullopt;
     EXPECT_FALSE(detected(comment));
 }
 
 TEST_F(CompletionDetectorTest, MetadataThatIsNoObjectEndsNothing) {
     QLCommentDTO comment = agentComment();
-    comment.metadata = JSONValue::string("in_review");
-    EXPECT_FALSE(detected(comment));
+    const JSONValue object = *comment.metadata;
+    for (const JSONValue& other : {JSONValue::string("in_review"), JSONValue::array({object}),
+                                   JSONValue::number(1), JSONValue::boolean(true), JSONValue::null()}) {
+        comment.metadata = other;
+        EXPECT_FALSE(detected(comment));
+    }
     comment.metadata = std::nullopt;
     EXPECT_FALSE(detected(comment));
+}
+
+TEST_F(CompletionDetectorTest, FurtherMembersOfTheMetadataDoNotMatter) {
+    EXPECT_TRUE(detected(withMember("pr_url", JSONValue::string("https://git.example/acme/shop/pull/7"))));
 }
 
 TEST_F(CompletionDetectorTest, AMemberThatIsMissingOrNoTextEndsNothing) {
@@ -133,6 +167,67 @@ TEST_F(CompletionDetectorTest, OfTwoQualifyingCommentsTheEarlierInTheListWins) {
     const QLCommentDTO first = agentComment("investigate");
     const auto detection = CompletionDetector::detectOutcome({other, first, agentComment()}, state_);
     EXPECT_EQ(detection, (CompletionDetection{.comment = first, .outcome = CompletionOutcome::investigate}));
+}
+
+TEST_F(CompletionDetectorTest, TheEarlierInTheListWinsEvenWhenItIsTheYounger) {
+    const QLCommentDTO younger = createdAt(seconds(90));
+    const QLCommentDTO older = createdAt(seconds(30));
+    EXPECT_EQ(CompletionDetector::detectOutcome({younger, older}, state_)->comment, younger);
+}
+
+TEST_F(CompletionDetectorTest, AnEarlierRunsCommentDoesNotHideThatOfThisRun) {
+    const QLCommentDTO old = createdAt(seconds(-3600));
+    const QLCommentDTO current = agentComment("investigate");
+    EXPECT_EQ(CompletionDetector::detectOutcome({old, current}, state_)->comment, current);
+}
+
+TEST_F(CompletionDetectorTest, WhatTheCallerHasSeenAlreadyIsNotReadHere) {
+    state_.lastSeenCommentCreatedAt = start + std::chrono::hours(24);
+    EXPECT_TRUE(detected(agentComment()));
+}
+
+TEST_F(CompletionDetectorTest, WithoutCommentsNothingIsDetected) {
+    EXPECT_EQ(CompletionDetector::detectOutcome({}, state_), std::nullopt);
+}
+
+TEST_F(CompletionDetectorTest, TheIdsMatchAsAGoalSpellsThemAndAsTheDatabaseStoresThem) {
+    const std::string status = "in_review";
+    for (const auto spelled : {lowerCaseText, upperCaseText}) {
+        QLCommentDTO comment = agentComment();
+        comment.metadata = metadata(spelled(state_.queueItemID), spelled(state_.sessionID), status);
+        EXPECT_TRUE(detected(comment));
+    }
+}
+
+TEST_F(CompletionDetectorTest, AnIdWithBlanksAroundDoesNotMatch) {
+    EXPECT_FALSE(detected(withMember("queue_item_id", JSONValue::string(std::string(queueItemText) + " "))));
+    EXPECT_FALSE(detected(withMember("session_id", JSONValue::string(std::string(" ") + sessionText))));
+}
+
+TEST_F(CompletionDetectorTest, DetectCompletionLooksNoFurtherThanTheCommentThatIsDetected) {
+    EXPECT_EQ(CompletionDetector::detectCompletion({agentComment("investigate"), agentComment()}, state_),
+              std::nullopt);
+}
+
+TEST_F(CompletionDetectorTest, PollStatesAreEqualFieldByField) {
+    const std::vector<std::function<void(CompletionPollState&)>> changes{
+        [](auto& state) { state.sessionID = randomUuid(); },
+        [](auto& state) { state.queueItemID = randomUuid(); },
+        [](auto& state) { state.bugID = "other"; },
+        [](auto& state) { state.startedAt += seconds(1); },
+        [](auto& state) { state.lastSeenCommentCreatedAt = start; },
+    };
+    for (const auto& change : changes) {
+        CompletionPollState changed = state_;
+        EXPECT_EQ(changed, state_);
+        change(changed);
+        EXPECT_NE(changed, state_);
+    }
+}
+
+TEST_F(CompletionDetectorTest, OutcomesCanBeHashed) {
+    const std::unordered_set<CompletionOutcome> outcomes{completes, investigates, completes};
+    EXPECT_EQ(outcomes.size(), 2U);
 }
 
 TEST_F(CompletionDetectorTest, DetectCompletionReturnsTheCommentThatCompletes) {

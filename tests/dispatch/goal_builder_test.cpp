@@ -1,6 +1,9 @@
 #include "quernlight/dispatch/goal_builder.hpp"
 
 #include <filesystem>
+#include <functional>
+#include <ostream>
+#include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -49,10 +52,49 @@ TEST(GoalContextTest, BranchAndPathAreThoseOfTheWorktree) {
     EXPECT_EQ(context.worktreePath(), "/src/Acme-worktrees/My-App-abcdef12");
 }
 
-TEST(GoalContextTest, EqualityIsFieldByField) {
-    EXPECT_EQ(contextOfBug("abc"), contextOfBug("abc"));
-    EXPECT_NE(contextOfBug("abc"), contextOfBug("abd"));
+TEST(GoalContextTest, AnIdOfEightCharactersIsUsedWholeAndLineBreaksAreTrimmed) {
+    EXPECT_EQ(contextOfBug("ABCDEF12").shortBugID(), "abcdef12");
+    EXPECT_EQ(contextOfBug("\n\t ABCDEF1 \r\n").shortBugID(), "abcdef1");
 }
+
+/// A context that differs from another in one field.
+struct ChangedField {
+    std::string name;
+    std::function<void(GoalContext&)> change;
+};
+
+void PrintTo(const ChangedField& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class GoalContextEqualityTest : public testing::TestWithParam<ChangedField> {};
+
+TEST_P(GoalContextEqualityTest, IsFieldByField) {
+    GoalContext changed = context;
+    EXPECT_EQ(changed, context);
+    GetParam().change(changed);
+    EXPECT_NE(changed, context);
+}
+
+using C = GoalContext&;
+
+INSTANTIATE_TEST_SUITE_P(
+    Fields, GoalContextEqualityTest,
+    testing::Values(
+        ChangedField{"queueItemID", [](C c) { c.queueItemID = randomUuid(); }},
+        ChangedField{"sessionID", [](C c) { c.sessionID = randomUuid(); }},
+        ChangedField{"appName", [](C c) { c.appName += "x"; }},
+        ChangedField{"bundleID", [](C c) { c.bundleID += "x"; }},
+        ChangedField{"bugID", [](C c) { c.bugID += "x"; }},
+        ChangedField{"bugShareURL", [](C c) { c.bugShareURL = Url(); }},
+        ChangedField{"repoPath", [](C c) { c.repoPath += "x"; }},
+        ChangedField{"worktreeRootPath", [](C c) { c.worktreeRootPath += "x"; }},
+        ChangedField{"baseBranch", [](C c) { c.baseBranch += "x"; }},
+        ChangedField{"investigationInstructionsPath", [](C c) { c.investigationInstructionsPath += "x"; }},
+        ChangedField{"reproduceInstructionPath", [](C c) { c.reproduceInstructionPath += "x"; }},
+        ChangedField{"completionInstructionsPath", [](C c) { c.completionInstructionsPath += "x"; }},
+        ChangedField{"prURL", [](C c) { c.prURL.reset(); }}),
+    [](const auto& row) { return row.param.name; });
 
 TEST(GoalBuilderTest, TheFixGoalIsWordForWordTheAgreedText) {
     EXPECT_EQ(GoalBuilder::build(context), golden("fix_bug_goal.txt"));
@@ -65,6 +107,8 @@ TEST(GoalBuilderTest, TheReviewGoalIsWordForWordTheAgreedText) {
 TEST(GoalBuilderTest, WithoutAPullRequestTheReviewGoalSaysWhereToLook) {
     GoalContext unknown = context;
     unknown.prURL.reset();
+    EXPECT_EQ(GoalBuilder::buildReviewFollowup(unknown),
+              golden("review_followup_without_pull_request_goal.txt"));
     EXPECT_THAT(GoalBuilder::buildReviewFollowup(unknown),
                 HasSubstr("\n3. Find the open PR for this bug using the bug's `pr_url` or the PR link in "
                           "existing comments. Inspect the PR description, "));
@@ -92,9 +136,31 @@ TEST(GoalBuilderTest, IdentifiersAreShownInLowerCase) {
     EXPECT_THAT(GoalBuilder::buildReviewFollowup(context), EndsWith(ids + "updated.\n"));
 }
 
+TEST(GoalBuilderTest, FieldsAreWrittenAsTheyStandLineFeedsIncluded) {
+    GoalContext odd = context;
+    odd.completionInstructionsPath = "/instructions/\n\n";
+    odd.appName = "A \"quoted\" `app`";
+    EXPECT_THAT(GoalBuilder::build(odd), HasSubstr("following: /instructions/\n\n. Use queue_item_id"));
+    EXPECT_THAT(GoalBuilder::build(odd), HasSubstr("display containing A \"quoted\" `app`'s app window"));
+}
+
+TEST(GoalBuilderTest, AShortBugIdIsUsedWholeInBothGoals) {
+    const GoalContext brief = contextOfBug(" ABC ");
+    EXPECT_THAT(GoalBuilder::build(brief), HasSubstr("to set bug abc to status"));
+    EXPECT_THAT(GoalBuilder::build(brief), HasSubstr("feature branch My-App-abc in fresh worktree"));
+    EXPECT_THAT(GoalBuilder::buildReviewFollowup(brief), HasSubstr("Keep bug abc in status"));
+}
+
 TEST(GoalBuilderTest, RepositoryAndBundleAreNotMentioned) {
     EXPECT_THAT(GoalBuilder::build(context), Not(HasSubstr("unmentioned")));
     EXPECT_THAT(GoalBuilder::buildReviewFollowup(context), Not(HasSubstr("unmentioned")));
+}
+
+TEST(M3GoalTextBuilderTest, TwoLineFeedsAreAppendedWhateverTheTextEndsWith) {
+    const std::string goal = M3GoalTextBuilder::verificationGoal(
+        {.appName = "", .baseBranch = "main\n", .bugTitle = "\n\n", .bugURL = shareUrl});
+    EXPECT_THAT(goal,
+                EndsWith("\nApp: \nBranch: main\n\nBug title: \n\n\nBug URL: " + shareUrl.text() + "\n\n"));
 }
 
 TEST(M3GoalTextBuilderTest, TheVerificationGoalIsWordForWordTheAgreedTextAndEndsWithTwoLineFeeds) {

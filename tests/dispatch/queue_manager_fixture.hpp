@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -8,9 +10,11 @@
 #include <vector>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/json/serialize.hpp>
 #include <gtest/gtest.h>
 
 #include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/queue/bug_queue_item_json.hpp"
 #include "quernlight/storage/database.hpp"
 #include "quernlight/storage/migrations.hpp"
 #include "tests/support/run_task.hpp"
@@ -27,6 +31,17 @@ inline void PrintTo(const ItemEvent& event, std::ostream* out) {
          << (event.sessionID ? upperCaseText(*event.sessionID) : "none") << " metadata "
          << event.metadataJSON.value_or("none");
 }
+
+inline void PrintTo(const BugQueueItem& item, std::ostream* out) {
+    *out << boost::json::value_from(item);
+}
+
+inline ItemEvent event(const std::string& kind, const std::string& message) {
+    return {.kind = kind, .message = message};
+}
+
+/// The agent's conversation that `leaveBehind` binds bugs to.
+inline const Uuid agentConversation = *parseUuid("C0DE0000-0000-0000-0000-000000000001");
 
 /// A queue manager over a real database. Bugs are named by their short ids; their app is "com.acme.shop".
 class QueueManagerFixture : public testing::Test {
@@ -76,6 +91,30 @@ class QueueManagerFixture : public testing::Test {
         store(changed);
     }
 
+    /// Stores a bug that a session has left in `status`, bound to the agent's conversation.
+    void leaveBehind(const std::string& bugID, QueueItemStatus status) {
+        BugQueueItem left = enqueue(bugID);
+        left.status = status;
+        left.activeSessionID = randomUuid();
+        left.codexSessionID = agentConversation;
+        left.errorMessage = "It broke.";
+        left.startedAt = left.completedAt = left.cancelledAt = longAgo;
+        store(left);
+        forgetEvents();
+    }
+
+    /// Whether the bug waits for an agent with nothing left of an earlier run but the agent's conversation.
+    void expectReadyForANewRun(const std::string& bugID) {
+        const BugQueueItem found = item(bugID);
+        EXPECT_FALSE(isTerminal(found.status));
+        EXPECT_EQ(found.activeSessionID, std::nullopt);
+        EXPECT_EQ(found.errorMessage, std::nullopt);
+        EXPECT_EQ(found.startedAt, std::nullopt);
+        EXPECT_EQ(found.completedAt, std::nullopt);
+        EXPECT_EQ(found.cancelledAt, std::nullopt);
+        EXPECT_EQ(found.codexSessionID, agentConversation);
+    }
+
     void store(const BugQueueItem& item) { run(queue_.update(item)); }
 
     /// The active bugs of a queue in listing order. Fails when they are not numbered 0, 1, 2, ...
@@ -100,6 +139,27 @@ class QueueManagerFixture : public testing::Test {
         return events;
     }
 
+    /// From now on `writes` tells what is written to the tables: "insert BUG POSITION STATUS", "update BUG
+    /// POSITION STATUS", "delete BUG" and "event KIND".
+    void recordWrites() {
+        const std::string row = "NEW.bug_id || ' ' || NEW.queue_position || ' ' || NEW.status";
+        execute("CREATE TABLE written (line TEXT)");
+        recordEach("item_added", "INSERT ON queue_items", "'insert ' || " + row);
+        recordEach("item_changed", "UPDATE ON queue_items", "'update ' || " + row);
+        recordEach("item_deleted", "DELETE ON queue_items", "'delete ' || OLD.bug_id");
+        recordEach("event_added", "INSERT ON queue_events", "'event ' || NEW.kind");
+    }
+
+    /// What was written since the last call, in the order of the writes.
+    std::vector<std::string> writes() {
+        std::vector<std::string> lines;
+        for (const Row& row : run(database_->query("SELECT line FROM written ORDER BY rowid"))) {
+            lines.push_back(*row.at("line").asText());
+        }
+        execute("DELETE FROM written");
+        return lines;
+    }
+
     void forgetEvents() { execute("DELETE FROM queue_events"); }
     std::size_t eventCount() { return run(database_->query("SELECT id FROM queue_events")).size(); }
     /// From now on a write to an item fails.
@@ -108,6 +168,13 @@ class QueueManagerFixture : public testing::Test {
             "CREATE TRIGGER still BEFORE UPDATE ON queue_items BEGIN SELECT RAISE(ABORT, 'written'); END");
     }
     void execute(const std::string& sql) { run(database_->execute(sql)); }
+
+    void recordEach(const std::string& trigger, const std::string& change, const std::string& line) {
+        execute("CREATE TRIGGER " + trigger + " AFTER " + change + " BEGIN INSERT INTO written VALUES (" +
+                line + "); END");
+    }
+
+    static constexpr Instant longAgo{std::chrono::hours(1)};
 
     test::TemporaryDirectory directory_;
     boost::asio::io_context io_;

@@ -1,13 +1,13 @@
 #include <functional>
+#include <optional>
 #include <ostream>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
 
 #include "quernlight/storage/database_error.hpp"
-#include "tests/dispatch/queue_manager_fixture.hpp"
+#include "tests/dispatch/session_reports_fixture.hpp"
 
 namespace quernlight {
 namespace {
@@ -16,38 +16,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using enum QueueItemStatus;
 
-const Uuid session = *parseUuid("5E550000-0000-0000-0000-00000000000a");
-const Uuid earlierSession = *parseUuid("5E550000-0000-0000-0000-00000000000b");
-const Uuid comment = *parseUuid("c0330000-0000-0000-0000-0000000000ff");
-const Uuid conversation = *parseUuid("c0de0000-0000-0000-0000-00000000000a");
-const Uuid otherConversation = *parseUuid("c0de0000-0000-0000-0000-00000000000b");
-
-/// A queue with the bugs "head", "bug" and "tail"; the reports are about "bug".
-class QueueManagerSessionsTest : public QueueManagerFixture {
-  protected:
-    QueueManagerSessionsTest() {
-        mapApp();
-        enqueueAll({"head", "bug", "tail"});
-        bug_ = id("bug");
-        forgetEvents();
-    }
-
-    /// Stores the bug as an earlier, failed run would have left it in this status.
-    void setOut(QueueItemStatus status) {
-        BugQueueItem changed = item("bug");
-        changed.status = status;
-        changed.activeSessionID = earlierSession;
-        changed.errorMessage = "It broke.";
-        changed.startedAt = longAgo;
-        store(changed);
-    }
-
-    BugQueueItem bugItem() { return item("bug"); }
-    std::vector<ItemEvent> bugEvents() { return events("bug"); }
-
-    static constexpr Instant longAgo{std::chrono::hours(1)};
-    Uuid bug_{};
-};
+using QueueManagerSessionsTest = SessionReportsFixture;
 
 // What each report writes
 
@@ -140,6 +109,13 @@ TEST_F(QueueManagerSessionsTest, FailureRecordsItsReasonAndLeavesTheQueue) {
     EXPECT_THAT(order(), ElementsAre("head", "tail"));
 }
 
+TEST_F(QueueManagerSessionsTest, AReasonIsKeptToTheLetter) {
+    const std::string reason = " \"Zeile\" 1\n\tü '; DROP TABLE queue_items; -- ";
+    run(manager_.markFailed(bug_, reason));
+    EXPECT_EQ(bugItem().errorMessage, reason);
+    EXPECT_EQ(bugEvents().at(0).message, reason);
+}
+
 TEST_F(QueueManagerSessionsTest, AnInterruptedSessionIsQueuedToResumeInItsPlace) {
     setOut(running);
     run(manager_.markResumable(bug_));
@@ -169,7 +145,110 @@ TEST_F(QueueManagerSessionsTest, ResumingClosesGaps) {
     EXPECT_THAT(order(), ElementsAre("head", "tail", "bug"));
 }
 
+TEST_F(QueueManagerSessionsTest, StartingAgainTakesTheNewTime) {
+    setOut(running);
+    run(manager_.markStarting(bug_, session));
+    EXPECT_NE(bugItem().startedAt, longAgo);
+}
+
+TEST_F(QueueManagerSessionsTest, AnInterruptedSessionInTheManualQueueNeedsNoMapping) {
+    run(manager_.move(bug_, manual));
+    setOut(running);
+    run(mappings_.remove("com.acme.shop"));
+    run(manager_.markResumable(bug_));
+    EXPECT_EQ(bugItem().status, queued);
+    EXPECT_EQ(bugItem().queueMode, manual);
+}
+
+TEST_F(QueueManagerSessionsTest, OnlyTheCompletionCommentOfARunningAgentTellsTheKeptSession) {
+    setOut(running);
+    run(manager_.setCodexSession(bug_, conversation, false));
+    run(manager_.setCodexSession(bug_, otherConversation, false));
+    run(manager_.setCodexSession(bug_, otherConversation, true));
+    run(manager_.markResumable(bug_));
+    setOut(running);
+    run(manager_.markCodexCompleted(bug_, comment));
+    run(manager_.markCompleted(bug_, comment));
+    for (const ItemEvent& event : bugEvents()) {
+        const bool tellsSession = event.kind == "codexCompleted";
+        EXPECT_EQ(event.sessionID, tellsSession ? std::optional(earlierSession) : std::nullopt) << event.kind;
+    }
+    EXPECT_EQ(bugEvents().size(), 6U);
+}
+
+TEST_F(QueueManagerSessionsTest, ACompletionCommentWithoutASessionTellsNone) {
+    run(manager_.markCodexCompleted(bug_, comment));
+    EXPECT_EQ(bugEvents().at(0).sessionID, std::nullopt);
+}
+
+// What each report writes, in which order
+
+/// A report with what it writes to a queue "head", "bug", gap, "tail".
+struct WritesOfReport {
+    std::string name;
+    std::function<Task<void>(QueueManager&, Uuid)> run;
+    std::vector<std::string> writes;
+};
+
+void PrintTo(const WritesOfReport& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class ReportWritesTest : public SessionReportsFixture, public testing::WithParamInterface<WritesOfReport> {};
+
+TEST_P(ReportWritesTest, AreTheItemThenTheGapsWhereItLeavesTheHeadThenTheEvent) {
+    setOut(running);
+    BugQueueItem far = item("tail");
+    far.queuePosition = 9;
+    store(far);
+    recordWrites();
+    run(GetParam().run(manager_, bug_));
+    EXPECT_EQ(writes(), GetParam().writes);
+}
+
+using M = QueueManager&;
+
+INSTANTIATE_TEST_SUITE_P(
+    Reports, ReportWritesTest,
+    testing::Values(WritesOfReport{"markStarting",
+                                   [](M m, Uuid id) { return m.markStarting(id, session); },
+                                   {"update bug 1 startingCodex", "event startingCodex"}},
+                    WritesOfReport{"markRunning",
+                                   [](M m, Uuid id) { return m.markRunning(id, session); },
+                                   {"update bug 1 running", "event running"}},
+                    WritesOfReport{"markCodexCompleted",
+                                   [](M m, Uuid id) { return m.markCodexCompleted(id, comment); },
+                                   {"update bug 1 codexCompleted", "event codexCompleted"}},
+                    WritesOfReport{"markCompleted",
+                                   [](M m, Uuid id) { return m.markCompleted(id, comment); },
+                                   {"update bug 1 completed", "update tail 1 queued", "event completed"}},
+                    WritesOfReport{"markAwaitingUserInput",
+                                   [](M m, Uuid id) { return m.markAwaitingUserInput(id, comment); },
+                                   {"update bug 1 awaitingUserInput", "update tail 1 queued",
+                                    "event awaitingUserInput"}},
+                    WritesOfReport{"markFailed",
+                                   [](M m, Uuid id) { return m.markFailed(id, "It broke."); },
+                                   {"update bug 1 failed", "update tail 1 queued", "event failed"}},
+                    WritesOfReport{"markResumable",
+                                   [](M m, Uuid id) { return m.markResumable(id); },
+                                   {"update bug 1 queued", "update tail 2 queued", "event resumable"}},
+                    WritesOfReport{"setCodexSession",
+                                   [](M m, Uuid id) { return m.setCodexSession(id, conversation, false); },
+                                   {"update bug 1 running", "event codexSessionStored"}}),
+    [](const auto& row) { return row.param.name; });
+
 // Late, missing and repeated reports
+
+TEST_F(QueueManagerSessionsTest, TheFirstReportThatEndsASessionWins) {
+    setOut(running);
+    run(manager_.markAwaitingUserInput(bug_, comment));
+    const BugQueueItem before = bugItem();
+    run(manager_.markFailed(bug_, "It broke."));
+    run(manager_.markCompleted(bug_, comment));
+    run(manager_.cancel(bug_));
+    EXPECT_EQ(bugItem(), before);
+    EXPECT_EQ(bugEvents().size(), 1U);
+}
 
 TEST_F(QueueManagerSessionsTest, CompletionAfterTheUserCancelledChangesNothing) {
     run(manager_.cancel(bug_));
@@ -218,221 +297,6 @@ TEST_F(QueueManagerSessionsTest, AChangeWhoseEventCannotBeWrittenStays) {
     execute("CREATE TRIGGER deaf BEFORE INSERT ON queue_events BEGIN SELECT RAISE(ABORT, 'deaf'); END");
     EXPECT_THROW(run(manager_.markRunning(bug_, session)), DatabaseError);
     EXPECT_EQ(bugItem().status, running);
-}
-
-// The agent's own conversation
-
-TEST_F(QueueManagerSessionsTest, TheFirstConversationIsStored) {
-    run(manager_.setCodexSession(bug_, conversation, false));
-    EXPECT_EQ(bugItem().codexSessionID, conversation);
-    EXPECT_THAT(bugEvents(),
-                ElementsAre(ItemEvent{
-                    .kind = "codexSessionStored",
-                    .message = "Stored Codex session for future resume.",
-                    .metadataJSON = R"({"codex_session_id":"C0DE0000-0000-0000-0000-00000000000A"})"}));
-}
-
-TEST_F(QueueManagerSessionsTest, TheConversationThatIsStoredAlreadyIsNotWrittenAgain) {
-    run(manager_.setCodexSession(bug_, conversation, false));
-    forgetEvents();
-    refuseUpdates();
-    run(manager_.setCodexSession(bug_, conversation, false));
-    run(manager_.setCodexSession(bug_, conversation, true));
-    EXPECT_THAT(bugEvents(), IsEmpty());
-}
-
-TEST_F(QueueManagerSessionsTest, AnotherConversationIsIgnoredAndToldSo) {
-    run(manager_.setCodexSession(bug_, conversation, false));
-    forgetEvents();
-    refuseUpdates();
-    run(manager_.setCodexSession(bug_, otherConversation, false));
-    EXPECT_EQ(bugItem().codexSessionID, conversation);
-    EXPECT_THAT(
-        bugEvents(),
-        ElementsAre(ItemEvent{
-            .kind = "codexSessionPreserved",
-            .message = "Ignored a different Codex session because this bug is already mapped to a session.",
-            .metadataJSON = R"({"existing_codex_session_id":"C0DE0000-0000-0000-0000-00000000000A",)"
-                            R"("ignored_codex_session_id":"C0DE0000-0000-0000-0000-00000000000B"})"}));
-}
-
-TEST_F(QueueManagerSessionsTest, AnotherConversationReplacesTheStoredOneWhenAskedTo) {
-    run(manager_.setCodexSession(bug_, conversation, false));
-    forgetEvents();
-    run(manager_.setCodexSession(bug_, otherConversation, true));
-    EXPECT_EQ(bugItem().codexSessionID, otherConversation);
-    EXPECT_THAT(bugEvents(),
-                ElementsAre(ItemEvent{
-                    .kind = "codexSessionRestored",
-                    .message = "Restored this bug to its canonical Codex session.",
-                    .metadataJSON = R"({"previous_codex_session_id":"C0DE0000-0000-0000-0000-00000000000A",)"
-                                    R"("codex_session_id":"C0DE0000-0000-0000-0000-00000000000B"})"}));
-}
-
-TEST_F(QueueManagerSessionsTest, AnItemThatHasLeftTheQueueStillTakesItsConversation) {
-    for (const QueueItemStatus left : {completed, failed, cancelled, awaitingUserInput}) {
-        setStatus("bug", left);
-        run(manager_.setCodexSession(bug_, randomUuid(), true));
-    }
-    EXPECT_EQ(bugEvents().size(), 4U);
-}
-
-// Every operation on an item in every status
-
-/// What becomes of an item: a status, or one of these.
-constexpr std::string_view refused = "refused";  ///< the row unchanged, no event
-constexpr std::string_view kept = "kept";        ///< done, in the status it was in
-constexpr std::string_view deleted = "deleted";  ///< the row is gone
-constexpr std::string_view waits = "waits";      ///< "queued", or "waitingForMapping" without a mapping
-
-/// One row of the table: the operation, and what it does to an item by the kind of its status.
-struct Transition {
-    std::string_view operation;
-    std::function<Task<void>(QueueManager&, Uuid)> run;
-    std::string_view fromWaiting;         ///< queued, waitingForMapping, waitingForCapacity
-    std::string_view fromLive;            ///< startingCodex, running
-    std::string_view fromCodexCompleted;  ///< codexCompleted
-    std::string_view fromTerminal;        ///< awaitingUserInput, completed, failed, cancelled
-
-    std::string_view from(QueueItemStatus status) const {
-        if (isTerminal(status)) {
-            return fromTerminal;
-        }
-        if (!isReorderLocked(status)) {
-            return fromWaiting;
-        }
-        return status == codexCompleted ? fromCodexCompleted : fromLive;
-    }
-};
-
-void PrintTo(const Transition& row, std::ostream* out) {
-    *out << row.operation;
-}
-
-template <class Result>
-Task<void> withoutResult(Task<Result> task) {
-    co_await std::move(task);
-}
-
-Task<void> enqueueAgain(QueueManager& manager, QueueMode mode) {
-    QLBugSummaryDTO summary;
-    summary.id = "bug";
-    summary.bundleID = "com.acme.shop";
-    return withoutResult(manager.enqueue(std::move(summary), mode));
-}
-
-constexpr auto addressReview = QueueItemGoalFlow::addressReview;
-
-const std::vector<Transition>& transitions() {
-    using M = QueueManager&;
-    static const std::vector<Transition> table{
-        {"enqueue", [](M m, Uuid) { return enqueueAgain(m, automatic); }, refused, refused, refused, waits},
-        {"retry", [](M m, Uuid id) { return withoutResult(m.retry(id, addressReview)); }, waits, waits, waits,
-         waits},
-        {"moveInPlace", [](M m, Uuid id) { return withoutResult(m.move(id, automatic)); }, refused, refused,
-         refused, waits},
-        {"moveWithFlow", [](M m, Uuid id) { return withoutResult(m.move(id, automatic, addressReview)); },
-         waits, refused, refused, waits},
-        {"moveToManual", [](M m, Uuid id) { return withoutResult(m.move(id, manual)); }, "queued", refused,
-         refused, "queued"},
-        {"enqueueToManual", [](M m, Uuid) { return enqueueAgain(m, manual); }, "queued", refused, refused,
-         "queued"},
-        {"reorder", [](M m, Uuid id) { return m.reorder(id, std::nullopt); }, kept, refused, refused,
-         refused},
-        {"queueNext", [](M m, Uuid id) { return m.queueNext(id); }, kept, refused, refused, refused},
-        {"removeImplementedReviewItem",
-         [](M m, Uuid) { return withoutResult(m.removeImplementedReviewItem("bug")); }, deleted, refused,
-         refused, deleted},
-        {"remove", [](M m, Uuid id) { return withoutResult(m.remove(id)); }, deleted, refused, deleted,
-         deleted},
-        {"cancel", [](M m, Uuid id) { return m.cancel(id); }, "cancelled", "cancelled", "cancelled", refused},
-        {"markStarting", [](M m, Uuid id) { return m.markStarting(id, session); }, "startingCodex",
-         "startingCodex", "startingCodex", refused},
-        {"markRunning", [](M m, Uuid id) { return m.markRunning(id, session); }, "running", "running",
-         "running", refused},
-        {"markCodexCompleted", [](M m, Uuid id) { return m.markCodexCompleted(id, comment); },
-         "codexCompleted", "codexCompleted", "codexCompleted", refused},
-        {"markCompleted", [](M m, Uuid id) { return m.markCompleted(id, comment); }, "completed", "completed",
-         "completed", refused},
-        {"markAwaitingUserInput", [](M m, Uuid id) { return m.markAwaitingUserInput(id, comment); },
-         "awaitingUserInput", "awaitingUserInput", "awaitingUserInput", refused},
-        {"markFailed", [](M m, Uuid id) { return m.markFailed(id, "It broke."); }, "failed", "failed",
-         "failed", refused},
-        {"markResumable", [](M m, Uuid id) { return m.markResumable(id); }, waits, waits, waits, refused},
-        {"setCodexSession", [](M m, Uuid id) { return m.setCodexSession(id, conversation, false); }, kept,
-         kept, kept, kept},
-    };
-    return table;
-}
-
-class QueueItemTransitionTest : public QueueManagerSessionsTest,
-                                public testing::WithParamInterface<Transition> {
-  protected:
-    void expectTransition(QueueItemStatus from, bool mapped) {
-        run(mappings_.remove("com.acme.shop"));
-        if (mapped) {
-            mapApp();
-        }
-        restoreBug(from);
-        const BugQueueItem before = bugItem();
-        run(GetParam().run(manager_, bug_));
-        expectOutcome(before, GetParam().from(from), mapped);
-    }
-
-  private:
-    /// Puts the bug into its queue in this status, whatever became of it before.
-    void restoreBug(QueueItemStatus status) {
-        if (find("bug")) {
-            execute("DELETE FROM queue_items WHERE bug_id = 'bug'");
-        }
-        bug_ = enqueue("bug").id;
-        setStatus("bug", status);
-        forgetEvents();
-    }
-
-    void expectOutcome(const BugQueueItem& before, std::string_view expected, bool mapped) {
-        if (expected == deleted) {
-            EXPECT_EQ(find("bug"), std::nullopt);
-            EXPECT_EQ(eventCount(), 0U);
-        } else if (expected == refused) {
-            EXPECT_EQ(bugItem(), before);
-            EXPECT_EQ(eventCount(), 0U);
-        } else {
-            EXPECT_EQ(rawValue(bugItem().status), statusText(before, expected, mapped));
-            EXPECT_EQ(bugEvents().size(), 1U);
-        }
-    }
-
-    static std::string_view statusText(const BugQueueItem& before, std::string_view expected, bool mapped) {
-        if (expected == kept) {
-            return rawValue(before.status);
-        }
-        if (expected == waits) {
-            return mapped ? "queued" : "waitingForMapping";
-        }
-        return expected;
-    }
-};
-
-TEST_P(QueueItemTransitionTest, LeadsFromEveryStatusWhereTheTableSays) {
-    for (const QueueItemStatus from : allQueueItemStatuses) {
-        for (const bool mapped : {true, false}) {
-            SCOPED_TRACE(std::string(rawValue(from)) + (mapped ? ", mapped" : ", not mapped"));
-            expectTransition(from, mapped);
-        }
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Operations, QueueItemTransitionTest, testing::ValuesIn(transitions()),
-                         [](const auto& row) { return std::string(row.param.operation); });
-
-TEST_F(QueueManagerSessionsTest, SavingTheMappingReleasesWaitingItemsAndNoOthers) {
-    for (const QueueItemStatus from : allQueueItemStatuses) {
-        setStatus("bug", from);
-        run(manager_.releaseWaitingItems("com.acme.shop"));
-        EXPECT_EQ(bugItem().status, from == waitingForMapping ? queued : from) << rawValue(from);
-    }
-    EXPECT_EQ(eventCount(), 0U);
 }
 
 }  // namespace
