@@ -7,8 +7,8 @@ namespace quernlight {
 
 /// What one run of git came to.
 struct GitCommandResult {
-    std::int32_t status = 0;  ///< git's exit status; 0 is success
-    std::string output;       ///< standard output and standard error together, trimmed at both ends
+    std::int32_t status = 0;  ///< git's exit status; 0 is success, 128 plus its number a death by signal
+    std::string output;       ///< standard output and standard error together, UTF-8, trimmed at both ends
 
     bool succeeded() const { return status == 0; }
 

@@ -7,10 +7,11 @@
 
 namespace quernlight {
 
+/// What was found out about a configured repository.
 struct GitValidationResult {
     bool isValid = false;
-    std::optional<std::string>
-        repositoryRoot;   ///< the top-level directory, once the path is known to have one
+    /// The top-level directory as git prints it; absent when the path lies in no working tree.
+    std::optional<std::string> repositoryRoot;
     std::string message;  ///< "Valid repository", or git's words on what is wrong
 
     bool operator==(const GitValidationResult&) const = default;
@@ -21,7 +22,8 @@ struct GitValidator {
     GitValidator() = delete;
 
     /// Valid when `repoPath` lies in a git working tree and `baseBranch`, exactly as configured, resolves
-    /// there. Never throws; runs on the awaiting coroutine's executor.
+    /// there. Throws nothing but cancellation and what another `run` throws; runs on the awaiting coroutine's
+    /// executor.
     static Task<GitValidationResult> validate(std::string repoPath, std::string baseBranch,
                                               GitRunner run = runGit);
 };

@@ -1,6 +1,7 @@
 #include "quernlight/git/git_worktree_cleaner.hpp"
 
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -10,6 +11,15 @@
 
 namespace quernlight {
 namespace {
+
+/// A root that is relative to a working directory that is gone names no path.
+std::variant<std::string, WorktreeFailed> pathFor(const CleanupBugRequest& request) {
+    try {
+        return WorktreeNaming::worktreePath(request.worktreeRootPath, request.appName, request.bugID);
+    } catch (const std::filesystem::filesystem_error& error) {
+        return WorktreeFailed{error.what()};
+    }
+}
 
 std::optional<WorktreeFailed> refusal(const std::string& path, const CleanupBugRequest& request) {
     if (!WorktreeNaming::isInside(path, request.worktreeRootPath)) {
@@ -61,8 +71,11 @@ Task<GitWorktreeCleanupResult> removeForgotten(std::reference_wrapper<const File
 
 Task<GitWorktreeCleanupResult> cleanUp(GitRunner run, std::reference_wrapper<const FileManager> files,
                                        CleanupBugRequest request) {
-    const std::string path =
-        WorktreeNaming::worktreePath(request.worktreeRootPath, request.appName, request.bugID);
+    const auto named = pathFor(request);
+    if (const auto* nowhere = std::get_if<WorktreeFailed>(&named)) {
+        co_return *nowhere;
+    }
+    const std::string path = std::get<std::string>(named);
     if (auto refused = refusal(path, request)) {
         co_return *refused;
     }

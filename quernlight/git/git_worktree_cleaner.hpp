@@ -9,11 +9,12 @@
 
 namespace quernlight {
 
+/// Which bug's worktree, and where.
 struct CleanupBugRequest {
-    std::string repoPath;
-    std::string worktreeRootPath;
-    std::string appName;
-    std::string bugID;
+    std::string repoPath;          ///< any path in the app's repository, given to git as it is
+    std::string worktreeRootPath;  ///< where the app's worktrees are; a "~" in front is the user's home
+    std::string appName;           ///< in any spelling; the branch is named after it
+    std::string bugID;             ///< long or short
 };
 
 /// Removes a bug's worktree once its fix has been merged; the branch stays. A value; it borrows the file
@@ -24,8 +25,9 @@ class GitWorktreeCleaner {
     explicit GitWorktreeCleaner(GitRunner run = runGit,
                                 const FileManager& fileManager = defaultFileManager());
 
-    /// Never throws: what goes wrong is a `WorktreeFailed`. Removes a registered worktree with all changes in
-    /// it, and a directory that holds a ".git" entry; anything else at the path is skipped.
+    /// Throws nothing but cancellation and what another `run` throws: what goes wrong is a `WorktreeFailed`.
+    /// Removes a registered worktree with all changes in it, and a directory that holds a ".git" entry, on a
+    /// thread of its own; anything else at the path is skipped.
     Task<GitWorktreeCleanupResult> cleanupImplementedBug(CleanupBugRequest request) const;
 
   private:

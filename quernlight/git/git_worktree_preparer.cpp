@@ -1,6 +1,7 @@
 #include "quernlight/git/git_worktree_preparer.hpp"
 
 #include <exception>
+#include <filesystem>
 #include <optional>
 #include <utility>
 
@@ -18,10 +19,15 @@ struct Place {
     std::string branch;
 };
 
-Place placeFor(const PrepareBugRequest& request) {
-    return {WorktreeNaming::standardizedPath(request.worktreeRootPath),
-            WorktreeNaming::worktreePath(request.worktreeRootPath, request.appName, request.bugID),
-            WorktreeNaming::branchName(request.appName, request.bugID)};
+/// A root that is relative to a working directory that is gone names no place.
+std::variant<Place, WorktreeFailed> placeFor(const PrepareBugRequest& request) {
+    try {
+        return Place{WorktreeNaming::standardizedPath(request.worktreeRootPath),
+                     WorktreeNaming::worktreePath(request.worktreeRootPath, request.appName, request.bugID),
+                     WorktreeNaming::branchName(request.appName, request.bugID)};
+    } catch (const std::filesystem::filesystem_error& error) {
+        return WorktreeFailed{error.what()};
+    }
 }
 
 std::optional<WorktreeFailed> refusal(const Place& place, const std::string& bugID) {
@@ -98,7 +104,11 @@ Task<GitWorktreePrepareResult> add(const RepositoryGit& git, Place place, std::s
 
 Task<GitWorktreePrepareResult> prepare(GitRunner run, std::reference_wrapper<const FileManager> files,
                                        PrepareBugRequest request) {
-    const Place place = placeFor(request);
+    const auto named = placeFor(request);
+    if (const auto* nowhere = std::get_if<WorktreeFailed>(&named)) {
+        co_return *nowhere;
+    }
+    const Place place = std::get<Place>(named);
     if (auto refused = refusal(place, request.bugID)) {
         co_return *refused;
     }

@@ -9,12 +9,13 @@
 
 namespace quernlight {
 
+/// Which bug's worktree, and where.
 struct PrepareBugRequest {
-    std::string repoPath;
-    std::string worktreeRootPath;
-    std::string appName;
-    std::string bugID;
-    std::string baseBranch;
+    std::string repoPath;          ///< any path in the app's repository, given to git as it is
+    std::string worktreeRootPath;  ///< where the app's worktrees are; a "~" in front is the user's home
+    std::string appName;           ///< in any spelling; the branch is named after it
+    std::string bugID;             ///< long or short
+    std::string baseBranch;        ///< a branch's name, without "refs/heads/"
 };
 
 /// Gives a bug its worktree, on a branch of its own that starts at the latest base branch, before a session
@@ -25,7 +26,8 @@ class GitWorktreePreparer {
     explicit GitWorktreePreparer(GitRunner run = runGit,
                                  const FileManager& fileManager = defaultFileManager());
 
-    /// Never throws: what goes wrong is a `WorktreeFailed`. What is at the path already is never changed.
+    /// Throws nothing but cancellation and what another `run` throws: what goes wrong is a `WorktreeFailed`.
+    /// What is at the path already is never changed.
     Task<GitWorktreePrepareResult> prepareBug(PrepareBugRequest request) const;
 
   private:

@@ -1,6 +1,7 @@
 #include "quernlight/git/pull_request_merge_checker.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 #include "quernlight/git/remote_ref.hpp"
@@ -15,7 +16,7 @@ constexpr int usageError = 129;
 
 /// Both sides of the comparison, fetched, or why they are not.
 struct FetchedPullRequest {
-    int number = 0;
+    std::int64_t number = 0;
     std::string baseRef{};
     std::string headRef{};
     std::string trouble{};
@@ -98,7 +99,7 @@ class Comparison {
     }
 
   private:
-    Task<FetchedPullRequest> fetchFrom(std::string remote, int number) const {
+    Task<FetchedPullRequest> fetchFrom(std::string remote, std::int64_t number) const {
         const std::string request = std::to_string(number);
         FetchedPullRequest fetched{.number = number,
                                    .baseRef = "refs/remotes/" + remote + "/" + baseBranch_,
@@ -145,13 +146,8 @@ class Comparison {
     const std::string baseBranch_;
 };
 
-}  // namespace
-
-PullRequestMergeChecker::PullRequestMergeChecker(GitRunner run) : runGit_(std::move(run)) {}
-
-Task<PullRequestMergeState> PullRequestMergeChecker::mergeState(Url prURL, std::string repoPath,
-                                                                std::string baseBranch) const {
-    const Comparison comparison(runGit_, std::move(prURL), std::move(repoPath), std::move(baseBranch));
+Task<PullRequestMergeState> compare(GitRunner run, Url prURL, std::string repoPath, std::string baseBranch) {
+    const Comparison comparison(std::move(run), std::move(prURL), std::move(repoPath), std::move(baseBranch));
     FetchedPullRequest fetched = co_await comparison.fetch();
     if (!fetched.trouble.empty()) {
         co_return PullRequestStateUnknown{fetched.trouble};
@@ -159,14 +155,28 @@ Task<PullRequestMergeState> PullRequestMergeChecker::mergeState(Url prURL, std::
     co_return co_await comparison.mergeState(std::move(fetched));
 }
 
-Task<PullRequestConflictState> PullRequestMergeChecker::conflictState(Url prURL, std::string repoPath,
-                                                                      std::string baseBranch) const {
-    const Comparison comparison(runGit_, std::move(prURL), std::move(repoPath), std::move(baseBranch));
+Task<PullRequestConflictState> tryMerge(GitRunner run, Url prURL, std::string repoPath,
+                                        std::string baseBranch) {
+    const Comparison comparison(std::move(run), std::move(prURL), std::move(repoPath), std::move(baseBranch));
     FetchedPullRequest fetched = co_await comparison.fetch();
     if (!fetched.trouble.empty()) {
         co_return PullRequestStateUnknown{fetched.trouble};
     }
     co_return co_await comparison.conflictState(std::move(fetched));
+}
+
+}  // namespace
+
+PullRequestMergeChecker::PullRequestMergeChecker(GitRunner run) : runGit_(std::move(run)) {}
+
+Task<PullRequestMergeState> PullRequestMergeChecker::mergeState(Url prURL, std::string repoPath,
+                                                                std::string baseBranch) const {
+    return compare(runGit_, std::move(prURL), std::move(repoPath), std::move(baseBranch));
+}
+
+Task<PullRequestConflictState> PullRequestMergeChecker::conflictState(Url prURL, std::string repoPath,
+                                                                      std::string baseBranch) const {
+    return tryMerge(runGit_, std::move(prURL), std::move(repoPath), std::move(baseBranch));
 }
 
 }  // namespace quernlight

@@ -10,13 +10,14 @@ namespace quernlight {
 
 /// One of a clone's remotes, by the repository that it fetches from.
 struct RemoteRef {
-    std::string name;
-    RepositoryReference reference;
+    std::string name;               ///< git's name for it, such as "origin"
+    RepositoryReference reference;  ///< read from its fetch address
 
     bool operator==(const RemoteRef&) const = default;
 };
 
-/// Reads what `git remote -v` printed. Remotes whose address names no repository on a host are left out.
+/// Reads what `git remote -v` printed, in its order: lines of a name, an address and "(fetch)". Other lines,
+/// and remotes whose address names no repository on a host, are left out. Pure.
 std::vector<RemoteRef> parseRemotes(std::string_view listing);
 
 }  // namespace quernlight

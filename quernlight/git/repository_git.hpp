@@ -8,11 +8,13 @@
 namespace quernlight {
 
 /// Git in one repository: every command gets "-C" and the repository's path in front, so that the working
-/// directory of the caller plays no part. It must outlive the tasks it returns.
+/// directory of the caller plays no part. It must outlive the tasks it returns, which run on the awaiting
+/// coroutine's executor and throw only what the runner throws.
 class RepositoryGit {
   public:
     RepositoryGit(GitRunner run, std::string repoPath);
 
+    /// `arguments`: the command and all that follows it.
     Task<GitCommandResult> run(std::vector<std::string> arguments) const;
 
     /// Whether git has a worktree registered at this standardised path; no when git cannot tell.

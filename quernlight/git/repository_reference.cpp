@@ -37,16 +37,16 @@ std::optional<RepositoryReference> parseScpStyle(std::string_view address) {
     }
     const std::string_view host = address.substr(at + 1, colon - at - 1);
     const auto pieces = nonEmptyPieces(address.substr(colon + 1));
-    const bool hasNames = !host.empty() && host.find('/') == host.npos && pieces.size() >= 2;
+    const bool hasNames = !host.empty() && host.find('/') == host.npos && pieces.size() == 2;
     return hasNames ? std::optional(normalisedReference(host, pieces[0], pieces[1])) : std::nullopt;
 }
 
 /// A decimal integer with an optional sign, of at least 1.
-std::optional<int> parsePullRequestNumber(std::string_view text) {
+std::optional<std::int64_t> parsePullRequestNumber(std::string_view text) {
     if (text.starts_with('+') && !text.starts_with("+-")) {
         text.remove_prefix(1);
     }
-    int number = 0;
+    std::int64_t number = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     const bool isWhole = error == std::errc() && end == text.data() + text.size();
     return isWhole && number >= 1 ? std::optional(number) : std::nullopt;

@@ -54,7 +54,8 @@ bool WorktreeNaming::isInside(const std::string& path, const std::string& rootPa
     if (!root.ends_with('/')) {
         root += '/';
     }
-    return standardizedPath(path).starts_with(root);
+    const std::string candidate = standardizedPath(path);
+    return candidate.starts_with(root) && candidate != root;  // "/" ends with one by itself
 }
 
 std::optional<std::string> WorktreeNaming::refusal(std::string_view bugID) {

@@ -7,7 +7,9 @@
 namespace quernlight {
 
 /// Where a bug is worked on: the names of its branch and directory, derived from the app's name and the bug's
-/// id, and the rules that keep the directory inside its root. Pure text; nothing is looked up on disk.
+/// id, and the rules that keep the directory inside its root. Functions of text, for any thread; nothing is
+/// looked up on disk but the working directory, from which a relative path starts:
+/// std::filesystem::filesystem_error is thrown when it cannot be told.
 struct WorktreeNaming {
     WorktreeNaming() = delete;
 
@@ -18,7 +20,8 @@ struct WorktreeNaming {
     /// The app's name as a slug, "-", and the bug's short id: "My-App-3f2a9c1d".
     static std::string branchName(std::string_view appName, std::string_view bugID);
 
-    /// The branch name as a directory of the standardised root.
+    /// The branch name as a directory of the standardised root. Whether that lies inside the root is not
+    /// looked at: an id may hold "/".
     static std::string worktreePath(const std::string& rootPath, std::string_view appName,
                                     std::string_view bugID);
 

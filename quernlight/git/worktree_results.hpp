@@ -5,6 +5,8 @@
 
 namespace quernlight {
 
+// What became of a bug's worktree. Paths are absolute and standardised (`WorktreeNaming`).
+
 /// A new worktree was added.
 struct WorktreeCreated {
     std::string worktreePath;
@@ -19,11 +21,13 @@ struct WorktreeAlreadyExists {
     bool operator==(const WorktreeAlreadyExists&) const = default;
 };
 
+/// Nothing is left at the path.
 struct WorktreeRemoved {
     std::string worktreePath;
     bool operator==(const WorktreeRemoved&) const = default;
 };
 
+/// Neither git nor the file system has anything at the path.
 struct WorktreeNotFound {
     std::string worktreePath;
     bool operator==(const WorktreeNotFound&) const = default;

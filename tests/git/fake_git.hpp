@@ -19,8 +19,8 @@ class FakeGit {
         return [this](Arguments arguments) { return run(std::move(arguments)); };
     }
 
-    /// The answer to every command that begins with this word or these two, such as "fetch" or "worktree
-    /// add", behind "-C" and the path.
+    /// The answer to every command that begins with these words, such as "fetch" or "worktree add", behind
+    /// "-C" and the path. Of several that fit, the longest.
     void answer(const std::string& command, GitCommandResult result) {
         answers_[command] = std::move(result);
     }
@@ -31,11 +31,19 @@ class FakeGit {
   private:
     Task<GitCommandResult> run(Arguments arguments) {
         commands_.push_back(std::move(arguments));
-        const Arguments& command = commands_.back();
-        const std::string two = command.at(2) + (command.size() > 3 ? " " + command.at(3) : "");
-        const auto exact = answers_.find(two);
-        const auto found = exact != answers_.end() ? exact : answers_.find(command.at(2));
-        co_return found != answers_.end() ? found->second : GitCommandResult{};
+        co_return answerTo(commands_.back());
+    }
+
+    GitCommandResult answerTo(const Arguments& command) const {
+        std::string words;
+        GitCommandResult answer;
+        for (std::size_t index = 2; index < command.size(); ++index) {
+            words += (index > 2 ? " " : "") + command[index];
+            if (const auto found = answers_.find(words); found != answers_.end()) {
+                answer = found->second;
+            }
+        }
+        return answer;
     }
 
     std::map<std::string, GitCommandResult> answers_;

@@ -36,6 +36,36 @@ TEST(GitEnvironmentTest, AVariableThatIsSetHereOccursOnce) {
     EXPECT_THAT(environment, Contains(StartsWith("GIT_PAGER=")).Times(1));
 }
 
+struct PinnedCase {
+    const char* key;
+    const char* usersValue;
+    const char* pinned;
+};
+
+class PinnedConfigurationTest : public testing::TestWithParam<PinnedCase> {};
+
+TEST_P(PinnedConfigurationTest, WinsOverTheRepositorysOwn) {
+    const PinnedCase& setting = GetParam();
+    const test::GitSandbox sandbox;
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.git(repository, {"config", setting.key, setting.usersValue});
+    EXPECT_EQ(sandbox.git(repository, {"config", setting.key}), setting.pinned);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, PinnedConfigurationTest,
+    testing::Values(
+        PinnedCase{"color.ui", "always", "false"}, PinnedCase{"color.advice", "always", "false"},
+        PinnedCase{"color.branch", "always", "false"}, PinnedCase{"color.diff", "always", "false"},
+        PinnedCase{"color.grep", "always", "false"}, PinnedCase{"color.push", "always", "false"},
+        PinnedCase{"color.remote", "always", "false"}, PinnedCase{"color.status", "always", "false"},
+        PinnedCase{"color.transport", "always", "false"},
+        PinnedCase{"core.filesRefLockTimeout", "0", "10000"},
+        PinnedCase{"core.packedRefsTimeout", "0", "10000"}, PinnedCase{"core.pager", "less", "cat"},
+        PinnedCase{"core.quotePath", "true", "false"}, PinnedCase{"grep.patternType", "perl", "basic"},
+        PinnedCase{"i18n.logOutputEncoding", "ISO-8859-1", "UTF-8"},
+        PinnedCase{"log.showSignature", "true", "false"}));
+
 TEST(GitEnvironmentTest, NumberedConfigurationOfTheCallerIsLeftOut) {
     EXPECT_THAT(gitEnvironment({"GIT_CONFIG_KEY_99=color.ui", "GIT_CONFIG_VALUE_99=always"}),
                 Not(Contains(testing::HasSubstr("_99="))));

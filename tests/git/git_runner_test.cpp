@@ -1,5 +1,7 @@
 #include "quernlight/git/git_runner.hpp"
 
+#include <csignal>
+#include <filesystem>
 #include <future>
 
 #include <boost/asio/co_spawn.hpp>
@@ -62,12 +64,57 @@ TEST_F(GitRunnerTest, AnArgumentWithANullCharacterIsRefusedRatherThanCut) {
     EXPECT_EQ(result, (GitCommandResult{1, "Unable to start /usr/bin/git: Invalid argument"}));
 }
 
+TEST_F(GitRunnerTest, AGitThatIsKilledIsNoSuccess) {
+    EXPECT_EQ(runGitScript("kill -KILL $PPID").status, 128 + SIGKILL);
+}
+
+TEST_F(GitRunnerTest, ArgumentsReachGitAsTheyAre) {
+    const std::string format = "--format=tformat:$HOME '*' \"; exit 3";
+    EXPECT_EQ(runGitNow({"-C", repository, "log", format}), (GitCommandResult{0, "$HOME '*' \"; exit 3"}));
+}
+
+TEST_F(GitRunnerTest, TheSystemsGitIsStartedWhateverThePathSays) {
+    const std::string impostor = sandbox.path("bin/git");
+    test::writeFile(impostor, "#!/bin/sh\necho impostor\n");
+    std::filesystem::permissions(impostor, std::filesystem::perms::owner_all);
+    const ScopedVariable path("PATH", sandbox.path("bin"));
+    EXPECT_EQ(runGitNow({"-C", repository, "branch", "--show-current"}).output, "main");
+}
+
+TEST_F(GitRunnerTest, TheCallersWorkingDirectoryAndEnvironmentAreGits) {
+    const test::ScopedWorkingDirectory directory(repository);
+    EXPECT_EQ(runGitNow({"rev-parse", "--show-toplevel"}).output, repository);
+    const ScopedVariable variable("QUERNLIGHT_TEST", "inherited");
+    EXPECT_EQ(runGitScript("echo $QUERNLIGHT_TEST").output, "inherited");
+}
+
 TEST_F(GitRunnerTest, StandardInputIsEmpty) {
     EXPECT_EQ(runGitScript("cat"), (GitCommandResult{0, ""}));
 }
 
 TEST_F(GitRunnerTest, GitHasNoTerminalToAskAt) {
     EXPECT_NE(runGitScript("exec 3</dev/tty").status, 0);
+}
+
+TEST_F(GitRunnerTest, GitLeadsASessionOfItsOwn) {
+    // Of the script's own line there: its parent, which is git, and its session (proc(5)).
+    const std::string parentAndSession = runGitScript("cut -d' ' -f4,6 /proc/$$/stat").output;
+    const auto blank = parentAndSession.find(' ');
+    ASSERT_NE(blank, std::string::npos) << parentAndSession;
+    EXPECT_EQ(parentAndSession.substr(0, blank), parentAndSession.substr(blank + 1));
+}
+
+TEST_F(GitRunnerTest, NoProgramOfTheUsersIsAskedForCredentials) {
+    const std::string impostor = sandbox.path("ask");
+    test::writeFile(impostor, "#!/bin/sh\necho answered\n");
+    std::filesystem::permissions(impostor, std::filesystem::perms::owner_all);
+    const ScopedVariable ofGit("GIT_ASKPASS", impostor);
+    const ScopedVariable ofSsh("SSH_ASKPASS", impostor);
+    const GitCommandResult result =
+        runGitScript("printf 'protocol=https\\nhost=git.example\\n\\n' | git -c core.askPass=" + impostor +
+                     " credential fill");
+    EXPECT_EQ(result.status, 128);
+    EXPECT_THAT(result.output, testing::Not(HasSubstr("answered")));
 }
 
 TEST_F(GitRunnerTest, APromptForCredentialsFailsInsteadOfHanging) {

@@ -44,11 +44,18 @@ GitCommandResult runGitScript(const std::string& script) {
 }
 
 ScopedVariable::ScopedVariable(const std::string& name, const std::string& value) : name_(name) {
+    if (const char* before = std::getenv(name.c_str())) {
+        before_ = before;
+    }
     setenv(name.c_str(), value.c_str(), 1);
 }
 
 ScopedVariable::~ScopedVariable() {
-    unsetenv(name_.c_str());
+    if (before_) {
+        setenv(name_.c_str(), before_->c_str(), 1);
+    } else {
+        unsetenv(name_.c_str());
+    }
 }
 
 std::string GitSandbox::git(const std::string& repository, std::vector<std::string> arguments) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +16,7 @@ GitCommandResult runGitNow(std::vector<std::string> arguments);
 /// Runs a shell script in git's place, through an alias, to make git print or wait as a test needs it.
 GitCommandResult runGitScript(const std::string& script);
 
-/// Sets a variable of this process's environment until the end of the scope.
+/// Sets a variable of this process's environment until the end of the scope, then puts back what was there.
 class ScopedVariable {
   public:
     ScopedVariable(const std::string& name, const std::string& value);
@@ -25,6 +26,19 @@ class ScopedVariable {
 
   private:
     std::string name_;
+    std::optional<std::string> before_;
+};
+
+/// Makes a directory this process's working directory until the end of the scope.
+class ScopedWorkingDirectory {
+  public:
+    explicit ScopedWorkingDirectory(const std::string& path) { std::filesystem::current_path(path); }
+    ScopedWorkingDirectory(const ScopedWorkingDirectory&) = delete;
+    ScopedWorkingDirectory& operator=(const ScopedWorkingDirectory&) = delete;
+    ~ScopedWorkingDirectory() { std::filesystem::current_path(before_); }
+
+  private:
+    std::filesystem::path before_ = std::filesystem::current_path();
 };
 
 /// Real repositories in a directory that goes with the test.

@@ -44,6 +44,20 @@ TEST_F(GitValidatorTest, AMissingBaseBranchIsInvalidWithTheRootAndGitsOwnWords) 
               (GitValidationResult{false, repository, "fatal: Needed a single revision"}));
 }
 
+TEST_F(GitValidatorTest, WhateverNameResolvesThereIsABaseBranch) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.git(repository, {"tag", "v1"});
+    for (const char* name : {"refs/heads/main", "HEAD", "v1"}) {
+        EXPECT_EQ(validate(repository, name), (GitValidationResult{true, repository, "Valid repository"}));
+    }
+}
+
+TEST_F(GitValidatorTest, ARepositoryWithoutAWorkingTreeIsInvalidWithoutARoot) {
+    sandbox.git("/", {"init", "--quiet", "--bare", sandbox.path("bare.git")});
+    EXPECT_EQ(validate(sandbox.path("bare.git"), "main"),
+              (GitValidationResult{false, std::nullopt, "fatal: this operation must be run in a work tree"}));
+}
+
 TEST_F(GitValidatorTest, APathThatDoesNotExistIsInvalidWithoutARoot) {
     const GitValidationResult result = validate(sandbox.path("nowhere"), "main");
     EXPECT_FALSE(result.isValid);
@@ -64,6 +78,16 @@ TEST_F(GitValidatorTest, TheBranchIsAskedForExactlyAsConfigured) {
     validate("/src/Acme/", "main", fake.runner());
     EXPECT_THAT(fake.commands(), ElementsAre(Arguments{"-C", "/src/Acme/", "rev-parse", "--show-toplevel"},
                                              Arguments{"-C", "/src/Acme/", "rev-parse", "--verify", "main"}));
+}
+
+TEST_F(GitValidatorTest, TheRootIsWhatGitPrintedAlsoWhenTheBranchIsUnknown) {
+    fake.answer("rev-parse --show-toplevel", {0, "/private/src/Acme"});
+    fake.answer("rev-parse --verify", {128, "fatal: unknown"});
+    EXPECT_EQ(validate("/src/Acme", "main", fake.runner()),
+              (GitValidationResult{false, "/private/src/Acme", "fatal: unknown"}));
+    fake.answer("rev-parse --verify", {0, "0f1e2d"});
+    EXPECT_EQ(validate("/src/Acme", "main", fake.runner()),
+              (GitValidationResult{true, "/private/src/Acme", "Valid repository"}));
 }
 
 TEST_F(GitValidatorTest, TheBranchIsNotAskedForWithoutARepository) {

@@ -15,7 +15,10 @@ namespace {
 
 using test::Arguments;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
+using testing::StartsWith;
 
 class GitWorktreeCleanerTest : public testing::Test {
   protected:
@@ -63,6 +66,57 @@ TEST_F(GitWorktreeCleanerTest, RemovesARegisteredWorktreeWithItsChangesAndKeepsT
     sandbox.git(repository, {"show-ref", "--verify", "refs/heads/My-App-3f2a9c1d"});
 }
 
+TEST_F(GitWorktreeCleanerTest, ARegisteredWorktreeWhoseDirectoryIsGoneIsForgotten) {
+    const std::string repository = prepareWorktree();
+    std::filesystem::remove_all(worktree);
+    EXPECT_EQ(cleanUp(), removed);
+    EXPECT_THAT(sandbox.git(repository, {"worktree", "list"}), Not(HasSubstr("My-App-3f2a9c1d")));
+}
+
+TEST_F(GitWorktreeCleanerTest, ALockedWorktreeFailsWithGitsWordsAndIsKept) {
+    const std::string repository = prepareWorktree();
+    sandbox.git(repository, {"worktree", "lock", worktree});
+    EXPECT_THAT(std::get<WorktreeFailed>(cleanUp()).message,
+                StartsWith("fatal: cannot remove a locked working tree"));
+    EXPECT_TRUE(isThere());
+}
+
+TEST_F(GitWorktreeCleanerTest, ACleanedBugCanBePreparedAgainOnItsBranch) {
+    prepareWorktree();
+    const std::string work = sandbox.commit(worktree, "work");
+    cleanUp();
+    const auto prepared = test::runTask(GitWorktreePreparer().prepareBug({.repoPath = request.repoPath,
+                                                                          .worktreeRootPath = root,
+                                                                          .appName = request.appName,
+                                                                          .bugID = request.bugID,
+                                                                          .baseBranch = "main"}));
+    EXPECT_TRUE(std::holds_alternative<WorktreeCreated>(prepared));
+    EXPECT_EQ(sandbox.git(worktree, {"rev-parse", "HEAD"}), work);
+}
+
+TEST_F(GitWorktreeCleanerTest, ARootReachedThroughParentsIsComparedAsStandardized) {
+    prepareWorktree();
+    request.worktreeRootPath = sandbox.path("elsewhere/../wt/");
+    EXPECT_EQ(cleanUp(), removed);
+    EXPECT_FALSE(isThere());
+}
+
+TEST_F(GitWorktreeCleanerTest, ARootGivenWithATildeLiesInTheUsersHome) {
+    const test::ScopedVariable home("HOME", sandbox.path("."));
+    request.worktreeRootPath = "~/wt";
+    EXPECT_EQ(cleanUpWithFake(), GitWorktreeCleanupResult(WorktreeNotFound{worktree}));
+}
+
+TEST_F(GitWorktreeCleanerTest, ARelativeRootInAWorkingDirectoryThatIsGoneFailsInTheSystemsWords) {
+    const std::string gone = sandbox.path("gone");
+    std::filesystem::create_directory(gone);
+    const test::ScopedWorkingDirectory directory(gone);
+    std::filesystem::remove(gone);
+    request.worktreeRootPath = "wt";
+    EXPECT_THAT(std::get<WorktreeFailed>(cleanUpWithFake()).message, HasSubstr("No such file or directory"));
+    EXPECT_THAT(fake.commands(), IsEmpty());
+}
+
 TEST_F(GitWorktreeCleanerTest, APathThatIsNeitherThereNorRegisteredIsNotFound) {
     prepareWorktree();
     cleanUp();
@@ -90,6 +144,25 @@ TEST_F(GitWorktreeCleanerTest, AWorktreeThatGitHasForgottenIsDeleted) {
     test::writeFile(worktree + "/sources/main.txt", "text");
     EXPECT_EQ(cleanUp(), removed);
     EXPECT_FALSE(isThere());
+}
+
+TEST_F(GitWorktreeCleanerTest, ADirectoryWithAGitDirectoryInItIsDeletedToo) {
+    test::writeFile(worktree + "/.git/HEAD", "ref: refs/heads/main");
+    EXPECT_EQ(cleanUpWithFake(), removed);
+    EXPECT_FALSE(isThere());
+    EXPECT_TRUE(std::filesystem::exists(root));
+}
+
+TEST_F(GitWorktreeCleanerTest, WhenTheListFailsNoPathCountsAsRegistered) {
+    fake.answer("worktree list", {128, "worktree " + worktree});
+    EXPECT_EQ(cleanUpWithFake(), GitWorktreeCleanupResult(WorktreeNotFound{worktree}));
+    EXPECT_THAT(fake.commands(),
+                ElementsAre(Arguments{"-C", request.repoPath, "worktree", "list", "--porcelain"}));
+}
+
+TEST_F(GitWorktreeCleanerTest, ARegisteredPathIsRecognizedHoweverGitSpellsIt) {
+    fake.answer("worktree list", {0, "worktree " + root + "/./x/../My-App-3f2a9c1d/"});
+    EXPECT_EQ(cleanUpWithFake(), removed);
 }
 
 TEST_F(GitWorktreeCleanerTest, AFailingDeletionIsReportedInItsOwnWords) {
@@ -129,7 +202,7 @@ TEST_F(GitWorktreeCleanerTest, AnEmptyOrUnsafeBugIdIsRefusedBeforeAnythingIsTouc
     for (const char* id : {"", " \n", "..", "a/b", "a\nb"}) {
         request.bugID = id;
         const auto result = std::get<WorktreeFailed>(cleanUpWithFake());
-        EXPECT_THAT(result.message, testing::StartsWith("Refusing a worktree for a bug whose id "));
+        EXPECT_THAT(result.message, StartsWith("Refusing a worktree for a bug whose id "));
     }
     EXPECT_THAT(fake.commands(), IsEmpty());
 }

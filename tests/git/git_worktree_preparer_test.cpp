@@ -32,8 +32,8 @@ class GitWorktreePreparerTest : public testing::Test {
     const GitWorktreePrepareResult alreadyExists = WorktreeAlreadyExists{worktree, branch};
 
     GitWorktreePrepareResult prepare() { return test::runTask(GitWorktreePreparer().prepareBug(request)); }
-    GitWorktreePrepareResult prepareWithFake() {
-        return test::runTask(GitWorktreePreparer(fake.runner()).prepareBug(request));
+    GitWorktreePrepareResult prepareWithFake(const FileManager& files = defaultFileManager()) {
+        return test::runTask(GitWorktreePreparer(fake.runner(), files).prepareBug(request));
     }
 
     std::string headOf(const std::string& path) { return sandbox.git(path, {"rev-parse", "HEAD"}); }
@@ -86,6 +86,25 @@ TEST_F(GitWorktreePreparerTest, ARootReachedThroughParentsIsComparedAsStandardiz
     EXPECT_EQ(prepare(), created);
 }
 
+TEST_F(GitWorktreePreparerTest, ARootGivenWithATildeLiesInTheUsersHome) {
+    const test::ScopedVariable home("HOME", sandbox.path("deep"));
+    sandbox.makeRepository("Acme");
+    request.worktreeRootPath = "~/wt/";
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(prepare(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, ARelativeRootInAWorkingDirectoryThatIsGoneFailsInTheSystemsWords) {
+    const std::string gone = sandbox.path("gone");
+    std::filesystem::create_directory(gone);
+    const test::ScopedWorkingDirectory directory(gone);
+    std::filesystem::remove(gone);
+    request.worktreeRootPath = "wt";
+    EXPECT_THAT(std::get<WorktreeFailed>(prepareWithFake()).message,
+                testing::HasSubstr("No such file or directory"));
+    EXPECT_THAT(fake.commands(), IsEmpty());
+}
+
 TEST_F(GitWorktreePreparerTest, ABranchThatExistsIsTakenUpAgain) {
     const std::string repository = sandbox.makeRepository("Acme");
     sandbox.git(repository, {"branch", branch});
@@ -103,6 +122,17 @@ TEST_F(GitWorktreePreparerTest, TheLatestBaseBranchOfTheRemoteIsTheStart) {
     EXPECT_EQ(headOf(worktree), latest);
 }
 
+TEST_F(GitWorktreePreparerTest, ARewrittenBaseBranchIsFetchedAnew) {
+    const std::string origin = sandbox.makeRepository("Origin");
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.addRemote(repository, "origin", origin);
+    sandbox.commit(origin, "to be dropped");
+    sandbox.git(repository, {"fetch", "--quiet", "origin"});
+    sandbox.git(origin, {"commit", "--quiet", "--amend", "--allow-empty", "-m", "in its place"});
+    EXPECT_EQ(prepare(), created);
+    EXPECT_EQ(headOf(worktree), headOf(origin));
+}
+
 TEST_F(GitWorktreePreparerTest, WithSeveralRemotesOriginIsFetched) {
     const std::string origin = sandbox.makeRepository("Origin");
     const std::string repository = sandbox.makeRepository("Acme");
@@ -111,6 +141,12 @@ TEST_F(GitWorktreePreparerTest, WithSeveralRemotesOriginIsFetched) {
     const std::string latest = sandbox.commit(origin, "latest");
     EXPECT_EQ(prepare(), created);
     EXPECT_EQ(headOf(worktree), latest);
+}
+
+TEST_F(GitWorktreePreparerTest, ABaseBranchThatNobodyHasFailsWithGitsWords) {
+    sandbox.makeRepository("Acme", "master");
+    EXPECT_EQ(prepare(), failed("fatal: Needed a single revision"));
+    EXPECT_FALSE(std::filesystem::exists(worktree));
 }
 
 TEST_F(GitWorktreePreparerTest, ARemoteThatCannotBeFetchedFailsWithGitsWordsAndCreatesNothing) {
@@ -140,6 +176,33 @@ TEST_F(GitWorktreePreparerTest, ADirectoryWithAGitEntryCountsAsExistingEvenWhenG
     sandbox.makeRepository("Acme");
     test::writeFile(worktree + "/.git", "gitdir: elsewhere");
     EXPECT_EQ(prepare(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, AnInnerGitDirectoryCountsLikeAGitFile) {
+    std::filesystem::create_directories(worktree + "/.git");
+    EXPECT_EQ(prepareWithFake(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, WhatIsAtThePathDecidesBeforeGitIsAskedForMore) {
+    test::writeFile(worktree, "mine");
+    prepareWithFake();
+    EXPECT_THAT(asked(), ElementsAre(Arguments{"worktree", "list", "--porcelain"}));
+}
+
+TEST_F(GitWorktreePreparerTest, ARegisteredPathCountsAsExistingWhateverIsThere) {
+    test::writeFile(worktree, "mine");
+    fake.answer("worktree list", {0, "worktree " + worktree});
+    EXPECT_EQ(prepareWithFake(), alreadyExists);
+}
+
+TEST_F(GitWorktreePreparerTest, TheErrorOfARootThatCannotBeCreatedIsToldBeforeGitIsAskedForMore) {
+    struct Stubborn : FileManager {
+        void createDirectories(const std::filesystem::path&) const override {
+            throw std::runtime_error("no room");
+        }
+    };
+    EXPECT_EQ(prepareWithFake(Stubborn()), failed("Unable to create worktree root " + root + ": no room"));
+    EXPECT_THAT(asked(), ElementsAre(Arguments{"worktree", "list", "--porcelain"}));
 }
 
 TEST_F(GitWorktreePreparerTest, ARootThatCannotBeCreatedFails) {
@@ -202,18 +265,49 @@ TEST_F(GitWorktreePreparerTest, ANewBranchWithoutARemoteStartsAtTheLocalBaseBran
     EXPECT_EQ(asked().back(), (Arguments{"worktree", "add", "-b", branch, worktree, "main"}));
 }
 
-TEST_F(GitWorktreePreparerTest, WithoutOriginTheFirstRemoteIsFetched) {
-    fake.answer("remote", {0, "upstream\nzebra"});
-    prepareWithFake();
+TEST_F(GitWorktreePreparerTest, AnExistingBranchIsTakenUpAfterTheFetchToo) {
+    fake.answer("remote", {0, "origin"});
+    EXPECT_EQ(prepareWithFake(), created);
     EXPECT_EQ(asked().at(2),
-              (Arguments{"fetch", "--quiet", "upstream", "+refs/heads/main:refs/remotes/upstream/main"}));
+              (Arguments{"fetch", "--quiet", "origin", "+refs/heads/main:refs/remotes/origin/main"}));
+    EXPECT_EQ(asked().back(), (Arguments{"worktree", "add", worktree, branch}));
 }
 
-TEST_F(GitWorktreePreparerTest, RemotesThatCannotBeListedCountAsNone) {
-    fake.answer("remote", {1, "origin"});
+TEST_F(GitWorktreePreparerTest, ABaseBranchWithASlashIsFetchedByItsWholeName) {
+    request.baseBranch = "release/1.0";
+    fake.answer("remote", {0, "origin"});
+    fake.answer("show-ref", {1, ""});
     prepareWithFake();
-    EXPECT_EQ(asked().at(2), (Arguments{"rev-parse", "--verify", "main"}));
+    EXPECT_EQ(asked().at(2), (Arguments{"fetch", "--quiet", "origin",
+                                        "+refs/heads/release/1.0:refs/remotes/origin/release/1.0"}));
+    EXPECT_EQ(asked().back(),
+              (Arguments{"worktree", "add", "-b", branch, worktree, "refs/remotes/origin/release/1.0"}));
 }
+
+struct RemoteCase {
+    GitCommandResult listed;
+    const char* fetched;  ///< null: none is, and the local branch is resolved
+};
+
+class ChosenRemoteTest : public GitWorktreePreparerTest, public testing::WithParamInterface<RemoteCase> {};
+
+TEST_P(ChosenRemoteTest, IsOriginOrElseTheFirstThatIsListed) {
+    fake.answer("remote", GetParam().listed);
+    EXPECT_EQ(prepareWithFake(), created);
+    const std::string remote = GetParam().fetched ? GetParam().fetched : "";
+    const Arguments fetch{"fetch", "--quiet", remote, "+refs/heads/main:refs/remotes/" + remote + "/main"};
+    const Arguments resolve{"rev-parse", "--verify", "main"};
+    EXPECT_EQ(asked().at(2), remote.empty() ? resolve : fetch);
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, ChosenRemoteTest,
+                         testing::Values(RemoteCase{{0, "origin"}, "origin"},
+                                         RemoteCase{{0, "upstream"}, "upstream"},
+                                         RemoteCase{{0, "upstream\norigin"}, "origin"},
+                                         RemoteCase{{0, "upstream\nzebra"}, "upstream"},
+                                         RemoteCase{{0, " zebra \r\n \n\tupstream"}, "zebra"},
+                                         RemoteCase{{0, "Origin\norigin2"}, "Origin"},
+                                         RemoteCase{{0, ""}, nullptr}, RemoteCase{{1, "origin"}, nullptr}));
 
 TEST_F(GitWorktreePreparerTest, ARegisteredPathIsRecognizedHoweverGitSpellsIt) {
     fake.answer("worktree list",

@@ -1,5 +1,7 @@
 #include "quernlight/git/repository_reference.hpp"
 
+#include <cstdint>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -14,7 +16,7 @@ const RepositoryReference shop{.host = "git.example", .owner = "acme", .repo = "
 
 struct RequestCase {
     const char* url;
-    int number;  ///< 0: not supported
+    std::int64_t number;  ///< 0: not supported
 };
 
 class PullRequestURLTest : public testing::TestWithParam<RequestCase> {};
@@ -38,6 +40,10 @@ INSTANTIATE_TEST_SUITE_P(
                     RequestCase{"https://www.Git.Example/Acme/SHOP.git/pull/7", 7},
                     RequestCase{"https://git.example/acme/shop/pull/+7", 7},
                     RequestCase{"https://git.example/acme/shop/pull/007", 7},
+                    RequestCase{"http://git.example:8080/acme/shop/pull/7", 7},
+                    RequestCase{"https://git.example/acme/shop/pull/9223372036854775807",
+                                9223372036854775807},
+                    RequestCase{"https://git.example/acme/shop/pull/9223372036854775808", 0},
                     RequestCase{"https://git.example/acme/shop/pulls/7", 0},
                     RequestCase{"https://git.example/acme/shop/issues/7", 0},
                     RequestCase{"https://git.example/acme/shop/Pull/7", 0},
@@ -72,10 +78,39 @@ INSTANTIATE_TEST_SUITE_P(
                     AddressCase{"git@git.example:acme/shop.git", true},
                     AddressCase{"git@www.git.example:Acme/Shop", true},
                     AddressCase{"git@git.example:/acme/shop.git", true},
-                    AddressCase{"/srv/git/shop.git", false}, AddressCase{"file:///srv/git/shop.git", false},
-                    AddressCase{"../shop.git", false}, AddressCase{"git.example:shop", false},
-                    AddressCase{"git@git.example", false}, AddressCase{"git@git.example:shop.git", false},
+                    AddressCase{"git@git.example:acme/shop/sub.git", false},
+                    AddressCase{"git.example:acme/shop.git", false}, AddressCase{"/srv/git/shop.git", false},
+                    AddressCase{"file:///srv/git/shop.git", false}, AddressCase{"../shop.git", false},
+                    AddressCase{"git.example:shop", false}, AddressCase{"git@git.example", false},
+                    AddressCase{"git@git.example:shop.git", false},
                     AddressCase{"https://git.example/shop.git", false}, AddressCase{"", false}));
+
+TEST(RepositoryReferenceTest, TheSpellingsOfARequestAndOfARemoteMeet) {
+    const auto request = parsePullRequestURL(*Url::parse("https://www.Git.Example/Acme/SHOP.git/pull/7"));
+    ASSERT_TRUE(request);
+    EXPECT_EQ(request->repository, parseRemoteAddress("git@git.example:acme/shop"));
+}
+
+TEST(RepositoryReferenceTest, HostOwnerAndNameAllCount) {
+    EXPECT_EQ(normalisedReference("WWW.Git.Example", "ACME", "Shop.GIT"), shop);
+    EXPECT_NE(normalisedReference("www2.git.example", "acme", "shop"), shop);
+    EXPECT_NE(normalisedReference("git.example", "acme2", "shop"), shop);
+    EXPECT_NE(normalisedReference("git.example", "acme", "shop.github"), shop);
+}
+
+TEST(RemoteRefTest, TheOrderIsGitsAndANameMayBeAnything) {
+    const auto remotes = parseRemotes(
+        "a/b\thttps://git.example/acme/shop (fetch)\na/b\thttps://git.example/acme/shop (push)\n"
+        "fork\tgit@git.example:me/shop.git (fetch)");
+    EXPECT_THAT(remotes,
+                ElementsAre(RemoteRef{"a/b", shop}, RemoteRef{"fork", {"git.example", "me", "shop"}}));
+}
+
+TEST(RemoteRefTest, ALineWithoutANameIsNoRemote) {
+    EXPECT_THAT(
+        parseRemotes("\tgit@git.example:acme/shop.git (fetch)\n git@git.example:acme/shop.git (fetch)"),
+        testing::IsEmpty());
+}
 
 TEST(RemoteRefTest, OnlyFetchAddressesOfHostedRepositoriesAreRemotes) {
     const auto remotes = parseRemotes(

@@ -46,6 +46,12 @@ TEST(WorktreeNamingTest, AMarkBelongsToItsLetter) {
 
 TEST(WorktreeNamingTest, AShortBugIdIsUsedWholeAndLowercased) {
     EXPECT_EQ(WorktreeNaming::branchName("App", " AbC\n"), "App-abc");
+    EXPECT_EQ(WorktreeNaming::branchName("App", "ABCDEFG"), "App-abcdefg");
+}
+
+TEST(WorktreeNamingTest, OfALongBugIdTheFirstEightCharactersAreUsed) {
+    EXPECT_EQ(WorktreeNaming::branchName("App", "ABCDEFGH"), "App-abcdefgh");
+    EXPECT_EQ(WorktreeNaming::branchName("App", "\tABCDEFGHI\n"), "App-abcdefgh");
 }
 
 TEST(WorktreeNamingTest, TheWorktreeIsADirectoryOfTheStandardizedRoot) {
@@ -60,10 +66,19 @@ TEST(WorktreeNamingTest, AStandardizedPathIsAbsoluteWithoutDotsAndNeedlessSepara
     EXPECT_EQ(WorktreeNaming::standardizedPath("sub"), (std::filesystem::current_path() / "sub").string());
 }
 
+TEST(WorktreeNamingTest, ASymbolicLinkIsNotResolved) {
+    const test::TemporaryDirectory directory;
+    std::filesystem::create_directory_symlink("/", directory / "link");
+    const std::string link = (directory / "link").string();
+    EXPECT_EQ(WorktreeNaming::standardizedPath(link + "/./wt"), link + "/wt");
+    EXPECT_EQ(WorktreeNaming::standardizedPath(link + "/../wt"), (directory / "wt").string());
+}
+
 TEST(WorktreeNamingTest, TheDefaultRootLiesBesideTheRepository) {
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/src/Acme"), "/src/Acme-worktrees");
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/src/x/../Acme/"), "/src/Acme-worktrees");
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/Acme"), "/Acme-worktrees");
+    EXPECT_EQ(WorktreeNaming::defaultRootPath("~/src/Acme"), home() + "/src/Acme-worktrees");
 }
 
 TEST(WorktreeNamingTest, TheDefaultRootOfTheRootDirectoryIsCalledWorktrees) {
@@ -78,6 +93,7 @@ TEST(WorktreeNamingTest, APathBelowARootGivenWithATildeIsInside) {
 TEST(WorktreeNamingTest, TheRootIsNotInsideItself) {
     EXPECT_FALSE(WorktreeNaming::isInside("/a/c", "/a/b/../c"));
     EXPECT_FALSE(WorktreeNaming::isInside("/a/c/", "/a/c"));
+    EXPECT_FALSE(WorktreeNaming::isInside("/", "/"));
 }
 
 TEST(WorktreeNamingTest, ADirectoryWhoseNameBeginsLikeTheRootIsOutside) {
