@@ -2,19 +2,25 @@
 
 JOBS ?= $(shell nproc)
 ROUNDS ?= 400
+SECONDS_EACH ?= 10
 FORMATTER = clang-format-14
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
-.PHONY: help setup build demo test flaky soak clang cross release format check-format clean
+.PHONY: help setup demo test flaky soak clang cross fuzz tsan coverage headers check-all release format check-format clean
 
 help:
 	@echo 'make demo          set up, build, and watch three bugs travel the whole road'
 	@echo 'make test          set up, build with sanitizers, and run every test'
 	@echo 'make release       build the program into build/release/bin'
 	@echo 'make clang         build everything with clang 19, warnings as errors'
+	@echo 'make headers       compile every header of the library alone'
 	@echo 'make cross         compile every source of the library for macOS on arm64'
+	@echo 'make fuzz          run every fuzzer SECONDS_EACH seconds (default 10)'
+	@echo 'make tsan          run what has threads under the thread sanitizer, built by clang 19'
 	@echo 'make flaky         run every test ten times on a busy machine'
 	@echo 'make soak          kill and restart the dispatcher ROUNDS times (default 400) while it works'
+	@echo 'make coverage      run every test and print which lines of the library ran'
+	@echo 'make check-all     all of the above, and more; takes hours'
 	@echo 'make format        format the sources; check-format only looks'
 
 setup:
@@ -44,6 +50,32 @@ soak: setup build/dev/build.ninja
 
 clang: setup build/clang/build.ninja
 	@cmake --build --preset clang -j $(JOBS)
+
+tsan: setup build/tsan/build.ninja
+	@cmake --build --preset tsan -j $(JOBS)
+	@ctest --preset tsan
+
+fuzz: setup build/fuzz/build.ninja
+	@cmake --build --preset fuzz -j $(JOBS)
+	@packaging/run-fuzzers $(SECONDS_EACH)
+
+coverage: setup build/coverage/build.ninja
+	@packaging/install-dependencies gcovr
+	@cmake --build --preset coverage -j $(JOBS)
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --preset coverage
+	@gcovr --root . --filter quernlight/ --exclude-throw-branches --gcov-ignore-parse-errors \
+	    --fail-under-line 95 --sort-uncovered build/coverage
+
+headers: setup
+	@packaging/check-headers
+
+# The long one, before something is called done.
+check-all: check-format headers clang test
+	@ctest --preset clang
+	@$(MAKE) release tsan cross coverage
+	@$(MAKE) fuzz SECONDS_EACH=180
+	@$(MAKE) flaky soak
 
 cross: setup
 	@packaging/install-cross-compiler
