@@ -133,7 +133,7 @@ int demoCommand(const DemoOptions& options) {
         << "Three bugs on their road, between a stand-in backend and a scripted agent on this machine:\n\n"
         << std::flush;
     boost::asio::io_context io;
-    const auto board = boardForStandardOutput(io.get_executor());
+    const auto board = makeBoard(io.get_executor(), {.history = false});
     Demo demo(directory, programs, *board);
     runWithSignals(io, demo.run(), [&](int count) {
         board->note(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");

@@ -5,6 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/backend_address.hpp"
+#include "host/board_pair.hpp"
 #include "host/live_board.hpp"
 #include "host/session/agent_environment.hpp"
 #include "host/settings/settings_store.hpp"
@@ -101,12 +102,20 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
     }
 }
 
-std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor,
-                                                      LogFormat format) {
-    if (format == LogFormat::text && isatty(STDOUT_FILENO) != 0) {
-        return std::make_unique<LiveBoard>(executor, STDOUT_FILENO);
+std::unique_ptr<ProgressBoard> makeBoard(const boost::asio::any_io_executor& executor,
+                                         const BoardOptions& options) {
+    const bool wantsPicture = options.format == LogFormat::text || options.logFile;
+    std::unique_ptr<ProgressBoard> board;
+    if (wantsPicture && isatty(STDOUT_FILENO) != 0) {
+        board = std::make_unique<LiveBoard>(executor, STDOUT_FILENO, options.history);
+    } else {
+        board = std::make_unique<LogBoard>(options.format);
     }
-    return std::make_unique<LogBoard>(format);
+    if (!options.logFile) {
+        return board;
+    }
+    auto log = std::make_unique<LogBoard>(options.format, *options.logFile);
+    return std::make_unique<BoardPair>(std::move(board), std::move(log));
 }
 
 }  // namespace quernlight::host

@@ -41,8 +41,15 @@ class StopButton {
     int presses_ = 0;
 };
 
-/// A board for standard output: the live view on a terminal, log lines otherwise or when JSON is wished for.
-std::unique_ptr<ProgressBoard> boardForStandardOutput(const boost::asio::any_io_executor& executor,
-                                                      LogFormat format = LogFormat::text);
+struct BoardOptions {
+    LogFormat format = LogFormat::text;
+    std::optional<std::string> logFile{};  ///< gets the log as well
+    bool history = true;                   ///< on a terminal: events scroll by above the live view
+};
+
+/// A board for standard output: the live view on a terminal, log lines otherwise or when JSON is wished for
+/// and has no file of its own. Throws UserError when the log file cannot be written.
+std::unique_ptr<ProgressBoard> makeBoard(const boost::asio::any_io_executor& executor,
+                                         const BoardOptions& options);
 
 }  // namespace quernlight::host

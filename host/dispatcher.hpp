@@ -11,6 +11,7 @@
 
 #include "host/event_tail.hpp"
 #include "host/intake/intake.hpp"
+#include "host/processes/orphan_reaper.hpp"
 #include "host/recovery/recovery.hpp"
 #include "host/retire/retirement.hpp"
 #include "host/session/bug_session.hpp"
@@ -45,20 +46,28 @@ class Dispatcher {
     void kill();
 
   private:
-    // The chores, each on its own until the end
+    // The chores, each on its own until the end (dispatcher_chores.cpp)
     Task<void> heartbeat();
     Task<void> settleInterrupted();
     Task<void> takeBugsIn();
     Task<void> retireRepeatedly();
 
-    Task<void> startSessionsUntilDone();
+    Task<std::exception_ptr> troubleIn(Task<void> round);
+    Task<void> refreshSettings();
     Task<void> findInterrupted();
     Task<void> settleOnce();
-    Task<void> releaseMappedItems();
-    Task<void> showQueue();
-    Task<void> takeInOnce();
     Task<void> pauseFor(double Settings::*seconds);
     void endWith(std::exception_ptr failure);
+
+    Task<void> startSessionsUntilDone();
+    Task<void> startOrEnd();
+    Task<void> releaseMappedItems();
+    Task<void> showQueue();
+    Task<bool> idle();
+    Task<void> nameWaitingItems();
+    bool isBusy(const Uuid& itemID) const;
+
+    // What starts, and when it may (dispatcher_places.cpp)
     Task<void> fillFreePlaces();
     Task<bool> mayStart(BugQueueItem item);
     Task<bool> isWanted(BugQueueItem item) const;
@@ -66,9 +75,7 @@ class Dispatcher {
     bool memoryIsShort();
     Task<void> start(BugQueueItem item);
     Task<void> runSession(std::shared_ptr<BugSession> session, Uuid itemID);
-    Task<bool> idle();
-    Task<void> nameWaitingItems();
-    bool isBusy(const Uuid& itemID) const;
+    bool rests(const Uuid& itemID);
 
     SessionServices& services_;
     LiveSettings& settings_;
@@ -77,13 +84,16 @@ class Dispatcher {
     Recovery recovery_;
     Retirement retirement_;
     EventTail events_;
+    OrphanReaper orphans_;
     std::map<Uuid, std::shared_ptr<BugSession>> sessions_;  // by queue item; held until the session has ended
     std::map<Uuid, BugQueueItem> unsettled_;                // items whose last session nobody saw to its end
+    std::map<Uuid, std::chrono::steady_clock::time_point> resting_;  // items that must not start before then
     boost::asio::any_io_executor executor_;
     AsyncSignal changed_;         // something may be started now, or the end may have come
     AsyncSignal settlingWanted_;  // an item became unsettled
     std::exception_ptr failure_;  // thrown once every session has ended
     bool intakeEnded_ = false;    // no further bugs will come in
+    bool done_ = false;           // nothing is left to do, and nothing more will come
     bool stopping_ = false;
 };
 

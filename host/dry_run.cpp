@@ -6,7 +6,9 @@
 #include "host/backend_address.hpp"
 #include "host/dispatch_store.hpp"
 #include "host/intake/bug_source.hpp"
+#include "host/session/comment_poll.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/start_request.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -48,18 +50,61 @@ Task<void> enqueueAll(const IntakeChoice& choice, QueueManager& manager, std::os
     }
 }
 
-/// Items in a live status belong to an owner that runs now, or will be put back first at the next start.
-Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out) {
-    for (const BugQueueItem& item : co_await store.items.items(autoQueue)) {
-        if (item.status == QueueItemStatus::waitingForMapping) {
-            out << "would wait     " << describe(item) << " (no repository for " << item.bundleID << ")\n";
-        } else if (item.status == QueueItemStatus::queued) {
-            out << (places-- > 0 ? "would start    " : "would queue    ") << describe(item) << "\n";
-        } else {
-            out << "is under way   " << describe(item) << "\n";
-            --places;
+Task<void> queueFollowUps(std::vector<QLBugSummaryDTO> listed, const DispatchStore& store,
+                          const QuernlightClient& client, QueueManager& manager, std::ostream& out) {
+    for (const QLBugSummaryDTO& bug : listed) {
+        const auto item = co_await store.items.item(std::string_view(bug.id));
+        if (!item || !mayWantFollowUp(item->status)) {
+            continue;
+        }
+        const auto comments = co_await fetchCommentsIfAny(client, item->bugID);
+        if (wantsFollowUp(item->status, item->completedAt, comments)) {
+            const BugQueueItem again = co_await manager.enqueue(bug, item->queueMode);
+            out << "would resume   " << describe(again) << " (a user has commented)\n";
         }
     }
+}
+
+Task<bool> isHeldBack(const DispatchStore& store, const BugQueueItem& item) {
+    if (item.queueMode == QueueMode::automatic) {
+        co_return false;
+    }
+    const auto events = co_await store.items.events(item.id);
+    co_return !startIsRequested(events);
+}
+
+/// Items in a live status belong to an owner that runs now, or will be put back first at the next start.
+Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out) {
+    for (const BugQueueItem& item : co_await store.items.items()) {
+        const bool heldBack = co_await isHeldBack(store, item);
+        if (item.status == QueueItemStatus::waitingForMapping) {
+            out << "would wait     " << describe(item) << " (no repository for " << item.bundleID << ")\n";
+        } else if (item.status != QueueItemStatus::queued) {
+            out << "is under way   " << describe(item) << "\n";
+            --places;
+        } else if (heldBack) {
+            out << "would wait     " << describe(item) << " (until: queue start " << item.bugID << ")\n";
+        } else {
+            out << (places-- > 0 ? "would start    " : "would queue    ") << describe(item) << "\n";
+        }
+    }
+}
+
+Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> fetched, const DispatchStore& store,
+                          const Settings& settings, int limit, std::ostream& out) {
+    IntakeChoice choice;
+    if (!settings.intakeEnabled) {
+        out << "New bugs are not taken in (setting intake.enabled).\n";
+        co_return choice;
+    }
+    const auto known = co_await knownBugIDs(store);
+    const int room = co_await roomForNewBugs(store, settings);
+    const IntakeRules rules{.limit = limit, .room = room};
+    choice = chooseIntake(fetched, known, rules);
+    for (const std::string& status : choice.cutStatuses) {
+        out << describeCut(status, limit) << "\n";
+    }
+    co_return choice;
 }
 
 }  // namespace
@@ -73,18 +118,14 @@ Task<void> dryRun(DryRun dry, std::ostream& out) {
     const QuernlightClient client(backendAddress(dry.backend, settings.now()), dry.token,
                                   std::make_shared<HttpSession>());
     QueueManager manager(store.items, store.mappings, client.baseURL());
-    IntakeRules rules;
-    const auto fetched = co_await fetchListedBugs(client, rules.limit);
-    rules.room = co_await roomForNewBugs(store, settings.now());
-    const auto known = co_await knownBugIDs(store);
-    const IntakeChoice choice = chooseIntake(fetched, known, rules);
-    for (const std::string& status : choice.cutStatuses) {
-        out << describeCut(status, rules.limit) << "\n";
-    }
+    const int limit = IntakeRules{}.limit;
+    const auto fetched = co_await fetchListedBugs(client, limit);
+    const IntakeChoice choice = co_await choose(fetched, store, settings.now(), limit, out);
     co_await enqueueAll(choice, manager, out);
     if (choice.leftForLater > 0) {
         out << describeLeftForLater(choice.leftForLater, settings.now().intakePerDay) << "\n";
     }
+    co_await queueFollowUps(fetched, store, client, manager, out);
     co_await tellStarts(store, settings.now().maxSessions, out);
     out << (choice.newBugs.empty() ? "No new bugs. " : "") << "Nothing was changed." << std::endl;
 }

@@ -20,21 +20,35 @@ LoggedEvent loggedEvent(const Row& row) {
 
 }  // namespace
 
-Task<void> EventTail::skipToEnd() {
-    const auto rows =
-        co_await store_.database->query("SELECT COALESCE(MAX(rowid), 0) AS newest FROM queue_events");
-    shown_ = rows.front().at("newest").asInteger().value_or(0);
+Task<void> EventTail::begin() {
+    co_await store_.database->query("PRAGMA temp_store = MEMORY");  // so that a full disk does not matter
+    co_await store_.database->execute(
+        "CREATE TEMP TABLE IF NOT EXISTS unshown_events (number INTEGER PRIMARY KEY AUTOINCREMENT,"
+        " queue_item_id TEXT, bug_id TEXT, session_id TEXT, kind TEXT, message TEXT, created_at TEXT)");
+    // The end of a session is stored without the session's id; it is that of the item's last start.
+    co_await store_.database->execute(
+        "CREATE TEMP TRIGGER IF NOT EXISTS keep_unshown_event AFTER INSERT ON main.queue_events BEGIN"
+        "  INSERT INTO unshown_events (queue_item_id, bug_id, session_id, kind, message, created_at) VALUES ("
+        "    NEW.queue_item_id, (SELECT bug_id FROM queue_items WHERE id = NEW.queue_item_id),"
+        "    CASE WHEN NEW.session_id IS NULL AND NEW.kind IN ('completed', 'failed', 'resumable',"
+        "        'awaitingUserInput', 'codexSessionStored', 'codexSessionPreserved', 'codexSessionRestored')"
+        "      THEN (SELECT session_id FROM queue_events WHERE queue_item_id = NEW.queue_item_id"
+        "              AND kind = 'startingCodex' ORDER BY created_at DESC, rowid DESC LIMIT 1)"
+        "      ELSE NEW.session_id END,"
+        "    NEW.kind, NEW.message, NEW.created_at);"
+        "END");
 }
 
 Task<void> EventTail::showNew() {
-    SQLValues values{SQLValue::integer(shown_)};
     const auto rows = co_await store_.database->query(
-        "SELECT e.rowid AS row, e.queue_item_id, e.session_id, e.kind, e.message, e.created_at, i.bug_id"
-        "  FROM queue_events e JOIN queue_items i ON i.id = e.queue_item_id"
-        " WHERE e.rowid > ? ORDER BY e.rowid",
-        std::move(values));
+        "SELECT number, queue_item_id, bug_id, session_id, kind, message, created_at FROM unshown_events"
+        " ORDER BY number");
+    if (rows.empty()) {
+        co_return;
+    }
+    SQLValues last{rows.back().at("number")};
+    co_await store_.database->execute("DELETE FROM unshown_events WHERE number <= ?", std::move(last));
     for (const Row& row : rows) {
-        shown_ = row.at("row").asInteger().value_or(shown_);
         board_.event(loggedEvent(row));
     }
 }

@@ -1,20 +1,19 @@
 #pragma once
 
-#include <cstdint>
-
 #include "host/dispatch_store.hpp"
 #include "host/progress_board.hpp"
 
 namespace quernlight::host {
 
-/// Shows every event that is stored from now on, whoever wrote it, in the order of writing. Used on one
-/// executor.
+/// Shows every event that is stored from now on, in the order of writing, also of an item that is gone before
+/// it is shown. The database keeps them for it in a temporary table of its one connection, since row numbers
+/// of deleted events are used again and no time stamp is unique. Used on one executor.
 class EventTail {
   public:
     EventTail(DispatchStore store, ProgressBoard& board) : store_(std::move(store)), board_(board) {}
 
-    /// What is stored already is not shown. Throws DatabaseError.
-    Task<void> skipToEnd();
+    /// What is stored from now on will be shown. Throws DatabaseError.
+    Task<void> begin();
 
     /// Shows what has been stored since the last time. Throws DatabaseError.
     Task<void> showNew();
@@ -22,7 +21,6 @@ class EventTail {
   private:
     const DispatchStore store_;
     ProgressBoard& board_;
-    std::int64_t shown_ = 0;  // row id of the last event that was shown
 };
 
 }  // namespace quernlight::host

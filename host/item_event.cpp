@@ -10,11 +10,11 @@ namespace quernlight::host {
 
 bool isOwnKind(std::string_view kind) {
     using namespace event_kind;
-    static constexpr std::array<std::string_view, 13> ownKinds{
+    static constexpr std::array<std::string_view, 14> ownKinds{
         worktreeReady,       agentStarted,   typing,         typed,
         goalNotTyped,        agentExited,    agentLeftovers, agentSurvived,
         conversationUnknown, followUpWanted, startRequested, recovered,
-        workPreserved};
+        workPreserved,       retired};
     return std::find(ownKinds.begin(), ownKinds.end(), kind) != ownKinds.end();
 }
 

@@ -35,6 +35,7 @@ inline constexpr const char* followUpWanted = "followUpWanted";
 inline constexpr const char* startRequested = "startRequested";  ///< of an item of the manual queue
 inline constexpr const char* recovered = "recovered";
 inline constexpr const char* workPreserved = "workPreserved";  ///< metadata: "ref" and "commit"
+inline constexpr const char* retired = "retired";              ///< merged; the last event of an item
 }  // namespace event_kind
 
 /// Whether an event is the program's own, and not the queue manager's.

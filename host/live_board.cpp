@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include <ctime>
+
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -28,13 +31,18 @@ struct TerminalSize {
     std::size_t rows = 24;
 };
 
-/// At least three rows, so that there is room for one line.
+/// At least three rows of ten columns, so that there is room for one line.
 TerminalSize sizeOfTerminal(int terminal) {
     winsize size{};
     if (ioctl(terminal, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
         return {};
     }
-    return {.columns = size.ws_col, .rows = std::max<std::size_t>(size.ws_row, 3)};
+    return {.columns = std::max<std::size_t>(size.ws_col, 10), .rows = std::max<std::size_t>(size.ws_row, 3)};
+}
+
+bool isWaiting(const BugProgress& progress) {
+    return progress.stage == "queued" || progress.stage == "waits for a mapping" ||
+           progress.stage == "waits for a start";
 }
 
 /// The sign at the head of a line: what state the bug is in, told by form and not by colour alone.
@@ -48,10 +56,20 @@ std::string signOf(const BugProgress& progress, std::size_t frame) {
     if (progress.finished) {
         return std::string(yellow) + "?" + plain;
     }
-    if (progress.stage == "queued" || progress.stage == "waits for a mapping") {
+    if (isWaiting(progress)) {
         return "·";
     }
     return spinner[frame % spinner.size()];
+}
+
+/// The hour as the person's own clock has it.
+std::string clockTime(Instant instant) {
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(instant);
+    std::tm local{};
+    localtime_r(&seconds, &local);
+    std::array<char, 16> text{};
+    std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
+    return text.data();
 }
 
 std::string clockText(std::chrono::seconds time) {
@@ -63,17 +81,13 @@ std::string clockText(std::chrono::seconds time) {
                      : minutes + ":" + twoDigits(seconds);
 }
 
-bool isWaiting(const BugProgress& progress) {
-    return progress.stage == "queued" || progress.stage == "waits for a mapping";
-}
-
 bool isUnderWay(const BugProgress& progress) {
     return !isWaiting(progress) && !progress.finished;
 }
 
 bool needsPerson(const BugProgress& progress) {
     return progress.stage == "failed" || progress.stage == "waits for the user" ||
-           progress.stage == "waits for a mapping";
+           progress.stage == "waits for a mapping" || progress.stage == "waits for a start";
 }
 
 std::string counted(std::ptrdiff_t number, const std::string& what) {
@@ -87,8 +101,8 @@ std::size_t rowsTaken(std::size_t drawnWidth, std::size_t width) {
 
 }  // namespace
 
-LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal)
-    : executor_(executor), terminal_(terminal) {}
+LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal, bool history)
+    : executor_(executor), terminal_(terminal), history_(history) {}
 
 void LiveBoard::show(const BugProgress& progress) {
     Line& line = lineOf(progress);
@@ -104,8 +118,25 @@ void LiveBoard::gone(const std::string& bugID) {
 }
 
 void LiveBoard::note(const std::string& sentence) {
-    write(eraseDrawn() + withoutControls(sentence) + "\n");
-    drawnLines_ = 0;
+    scroll(withoutControls(sentence));
+}
+
+/// The bug's own line shows where it is; the history is dimmed, so that notes stand out.
+void LiveBoard::event(const LoggedEvent& logged) {
+    if (!history_) {
+        return;
+    }
+    const std::string text = clockTime(logged.event.createdAt) + "  " + fitted(logged.bugID, 8) + "  " +
+                             withoutControls(logged.event.message);
+    scroll(dim + text + plain);
+}
+
+void LiveBoard::scroll(const std::string& line) {
+    constexpr std::size_t mostKept = 1 << 20;
+    scrolled_ += line + "\n";
+    if (scrolled_.size() > mostKept) {
+        scrolled_.erase(0, scrolled_.find('\n', scrolled_.size() - mostKept) + 1);
+    }
     draw();
 }
 
@@ -142,14 +173,16 @@ Task<void> LiveBoard::redrawRepeatedly() {
 
 void LiveBoard::draw() {
     const TerminalSize size = sizeOfTerminal(terminal_);
-    std::string text = eraseDrawn();
+    std::string text = eraseDrawn() + scrolled_;
     const auto drawn = picture(size.columns, size.rows - 1);
     for (const std::string& line : drawn) {
         text += line + "\n";
     }
-    drawnLines_ = drawn.size();
-    drawnColumns_ = size.columns;
-    write(text);
+    if (write(text)) {
+        scrolled_.clear();
+        drawnLines_ = drawn.size();
+        drawnColumns_ = size.columns;
+    }
 }
 
 /// What holds now, then bugs as far as there is room, then the sum. What is above the screen's top cannot be
@@ -249,14 +282,20 @@ LiveBoard::Line& LiveBoard::lineOf(const BugProgress& progress) {
     return lines_.back();
 }
 
-void LiveBoard::write(const std::string& text) const {
+/// Whether the terminal took the text. One that is gone took it as well: the work goes on without a picture.
+bool LiveBoard::write(const std::string& text) const {
+    pollfd room{.fd = terminal_, .events = POLLOUT, .revents = 0};
+    if (poll(&room, 1, 0) == 0) {
+        return false;
+    }
     for (std::size_t written = 0; written < text.size();) {
         const ssize_t count = ::write(terminal_, text.data() + written, text.size() - written);
         if (count <= 0) {
-            return;  // the terminal is gone; the work goes on without a picture
+            break;
         }
         written += static_cast<std::size_t>(count);
     }
+    return true;
 }
 
 }  // namespace quernlight::host

@@ -14,16 +14,18 @@
 namespace quernlight::host {
 
 /// The whole state on a terminal, redrawn in place a few times a second: one line per bug, those under way
-/// first, a line that sums up, and what holds now and needs a person. Notes scroll by above. The picture
-/// follows the terminal's size as it is at each drawing.
+/// first, a line that sums up, and what holds now and needs a person. Notes and events scroll by above. The
+/// picture follows the terminal's size as it is at each drawing. A terminal that takes nothing (Ctrl-S) holds
+/// nobody up: the picture is drawn when it takes something again, and the lines are kept until then.
 class LiveBoard final : public ProgressBoard {
   public:
-    /// `terminal` is the descriptor of the terminal to draw on.
-    LiveBoard(const boost::asio::any_io_executor& executor, int terminal);
+    /// `terminal` is the descriptor of the terminal to draw on; `history`: whether events scroll by.
+    LiveBoard(const boost::asio::any_io_executor& executor, int terminal, bool history);
 
     void show(const BugProgress& progress) override;
     void gone(const std::string& bugID) override;
     void note(const std::string& sentence) override;
+    void event(const LoggedEvent& logged) override;
     void condition(const std::string& topic, const std::string& sentence) override;
     void close() override;
 
@@ -42,10 +44,13 @@ class LiveBoard final : public ProgressBoard {
     std::string summary() const;
     std::string eraseDrawn() const;
     Line& lineOf(const BugProgress& progress);
-    void write(const std::string& text) const;
+    void scroll(const std::string& line);
+    bool write(const std::string& text) const;
 
     const boost::asio::any_io_executor executor_;
     const int terminal_;
+    const bool history_;
+    std::string scrolled_;  // lines that are still to go above the picture
     std::vector<Line> lines_;
     std::map<std::string, std::string> conditions_;  // by topic; only those that hold
     std::size_t drawnLines_ = 0;

@@ -1,13 +1,34 @@
 #include "host/progress_board.hpp"
 
 namespace quernlight::host {
+namespace {
 
-BugProgress waitingProgress(const BugQueueItem& item) {
-    const bool waits = item.status == QueueItemStatus::waitingForMapping;
+std::string stageOf(const BugQueueItem& item) {
+    switch (item.status) {
+        case QueueItemStatus::waitingForMapping:
+            return "waits for a mapping";
+        case QueueItemStatus::failed:
+            return "failed";
+        case QueueItemStatus::awaitingUserInput:
+            return "waits for the user";
+        case QueueItemStatus::completed:
+            return "in review";
+        case QueueItemStatus::cancelled:
+            return "cancelled";
+        default:
+            return item.queueMode == QueueMode::manual ? "waits for a start" : "queued";
+    }
+}
+
+}  // namespace
+
+BugProgress restingProgress(const BugQueueItem& item) {
     return {.bugID = item.bugID,
             .appName = item.appName,
             .title = item.title,
-            .stage = waits ? "waits for a mapping" : "queued"};
+            .stage = stageOf(item),
+            .detail = item.errorMessage.value_or(""),
+            .finished = isTerminal(item.status)};
 }
 
 }  // namespace quernlight::host

@@ -19,8 +19,8 @@ struct BugProgress {
     bool finished = false;
 };
 
-/// The line of an item that waits for its turn, or for a mapping.
-BugProgress waitingProgress(const BugQueueItem& item);
+/// The line of an item that no session works on.
+BugProgress restingProgress(const BugQueueItem& item);
 
 /// One stored event with what a reader needs to place it.
 struct LoggedEvent {

@@ -42,8 +42,18 @@ Task<void> list(std::filesystem::path home) {
     std::cout.flush();
 }
 
+std::string describe(const RetiredBug& bug) {
+    const std::string kept = bug.preservedReference ? "; work kept at " + *bug.preservedReference : "";
+    return "Bug " + bug.bugID + " (" + withoutControls(bug.title) + ") left the queue at " +
+           formatInstant(bug.retiredAt) + ": it is merged" + kept + ".";
+}
+
 Task<BugQueueItem> itemOf(DispatchStore store, std::string bugID) {
     const auto item = co_await store.items.item(std::string_view(bugID));
+    const auto retired = co_await store.retired.bug(bugID);
+    if (!item && retired) {
+        throw UserError(describe(*retired));
+    }
     if (!item) {
         throw UserError("Bug " + bugID + " is not in the queue; see: quernlight-dispatch queue list");
     }
@@ -93,6 +103,9 @@ Task<void> change(DispatchStore store, BugQueueItem item, QueueAction action) {
         case QueueAction::next:
             co_return co_await manager.queueNext(item.id);
         case QueueAction::cancel:
+            if (isTerminal(item.status)) {
+                refuse(item, "it has left its queue already.");
+            }
             co_return co_await manager.cancel(item.id);
         case QueueAction::retry:
             co_await manager.retry(item.id, item.goalFlow, std::nullopt);

@@ -39,8 +39,9 @@ int runCommand(const RunOptions& options) {
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
     boost::asio::io_context io;
-    const auto board =
-        boardForStandardOutput(io.get_executor(), options.logJson ? LogFormat::jsonLines : LogFormat::text);
+    const BoardOptions boardOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
+                                    .logFile = options.logFile};
+    const auto board = makeBoard(io.get_executor(), boardOptions);
     const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
                                    .backend = backend,

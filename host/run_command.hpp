@@ -12,6 +12,7 @@ struct RunOptions {
     std::filesystem::path tokenFile;
     std::optional<std::filesystem::path> home;
     std::map<std::string, std::string> settings;  ///< key to text, above what is stored
+    std::optional<std::string> logFile;
     bool logJson = false;
     bool once = false;
     bool dryRun = false;

@@ -6,10 +6,16 @@ namespace quernlight::host {
 
 bool startIsRequested(const std::vector<QueueEvent>& events) {
     bool requested = false;
+    bool granted = false;  // the session that runs, or was interrupted, was asked for
     for (const QueueEvent& event : events) {
         if (event.kind == event_kind::startRequested) {
             requested = true;
-        } else if (event.kind == "startingCodex" || event.kind == "queueModeChanged") {
+        } else if (event.kind == "startingCodex") {
+            granted = requested;
+            requested = false;
+        } else if (event.kind == "resumable") {
+            requested = granted;
+        } else if (event.kind == "queueModeChanged") {
             requested = false;
         }
     }

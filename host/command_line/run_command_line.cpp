@@ -31,7 +31,8 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
                "Seconds that the completion comment may come after the agent's exit");
     run->add_flag("--once", options->once, "Take bugs in once and end when nothing is queued or running");
     run->add_flag("--dry-run", options->dryRun, "Only say what would be enqueued and started");
-    run->add_flag("--log-json", options->logJson, "One JSON object a line, also on a terminal");
+    run->add_option("--log-file", options->logFile, "File to whose end the log is written as well");
+    run->add_flag("--log-json", options->logJson, "Log as one JSON object a line");
     run->callback([options, &chosen] { chosen = [options] { return runCommand(*options); }; });
 }
 

@@ -10,8 +10,10 @@ namespace quernlight::host {
 namespace {
 
 BackendUnavailable unavailable(const QuernlightClient& client, const std::exception& cause) {
-    return BackendUnavailable("The backend at " + client.baseURL().text() + " cannot be asked for bugs: " +
-                              cause.what() + " Check the address and that it runs.");
+    const std::string sentence = "The backend at " + client.baseURL().text() +
+                                 " cannot be asked for bugs: " + cause.what() +
+                                 " Check the address and that it runs.";
+    return {sentence, cause.what()};
 }
 
 }  // namespace

@@ -1,20 +1,28 @@
 #pragma once
 
 #include <set>
-#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/dispatch_store.hpp"
 #include "host/settings/settings.hpp"
+#include "host/user_error.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 
 namespace quernlight::host {
 
 /// The backend gave no usable list; the next time it may.
-class BackendUnavailable : public std::runtime_error {
+class BackendUnavailable : public UserError {
   public:
-    using std::runtime_error::runtime_error;
+    BackendUnavailable(const std::string& sentence, std::string cause)
+        : UserError(sentence), cause_(std::move(cause)) {}
+
+    /// What the sentence gives as the reason.
+    const std::string& cause() const { return cause_; }
+
+  private:
+    std::string cause_;
 };
 
 /// Throws UserError when the backend refuses the token, since no waiting mends that, and BackendUnavailable

@@ -7,6 +7,7 @@
 
 #include "host/intake/bug_source.hpp"
 #include "host/item_event.hpp"
+#include "host/session/comment_poll.hpp"
 #include "quernlight/platform/bug_id.hpp"
 
 namespace quernlight::host {
@@ -49,7 +50,7 @@ void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
 
 Task<void> Intake::enqueue(QLBugSummaryDTO bug) {
     const BugQueueItem item = co_await services_.manager.enqueue(bug, QueueMode::automatic);
-    services_.board.show(waitingProgress(item));
+    services_.board.show(restingProgress(item));
 }
 
 Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
@@ -61,34 +62,39 @@ Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
             continue;
         }
         const auto item = co_await services_.store.items.item(bugID);
-        const bool isDone = item && (item->status == QueueItemStatus::completed ||
-                                     item->status == QueueItemStatus::awaitingUserInput);
+        const bool isDone = item && mayWantFollowUp(item->status);
         if (isDone && !isBusy_(item->id) && co_await followUp(bug, *item)) {
             readComments_[bugID] = footprint;
         }
     }
 }
 
-/// Whether the comments could be read.
+/// Whether the comments could be read and what they wish for was done.
 Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
     std::vector<QLCommentDTO> comments;
     try {
         boost::asio::steady_timer turn(co_await boost::asio::this_coro::executor);
         turn.expires_at(services_.commentRequests.reserve(std::chrono::steady_clock::now()));
         co_await turn.async_wait(boost::asio::use_awaitable);
-        comments = co_await services_.client.fetchComments(item.bugID);
+        comments = co_await fetchCommentsIfAny(services_.client, item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;
         }
         co_return false;
     } catch (const std::exception& error) {
-        services_.health.failed(error.what());
+        services_.health.failed(error);
         co_return false;
     }
-    if (wantsFollowUp(item.status, item.completedAt, comments) && !isBusy_(item.id)) {
-        co_await queueAgain(std::move(bug), std::move(item));
+    if (!wantsFollowUp(item.status, item.completedAt, comments)) {
+        co_return true;
     }
+    // While the comments came in the item may have been retired: such a bug never comes back.
+    const auto current = co_await services_.store.items.item(item.id);
+    if (!current || current->status != item.status || isBusy_(item.id)) {
+        co_return false;  // the next round looks again
+    }
+    co_await queueAgain(std::move(bug), *current);
     co_return true;
 }
 
@@ -101,7 +107,7 @@ Task<void> Intake::queueAgain(QLBugSummaryDTO bug, BugQueueItem item) {
                     .message = wasInReview ? "A user has commented on the work in review."
                                            : "A user has answered the agent."};
     co_await tell(services_.store, std::move(event));
-    services_.board.show(waitingProgress(queued));
+    services_.board.show(restingProgress(queued));
 }
 
 }  // namespace quernlight::host

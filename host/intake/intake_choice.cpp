@@ -72,9 +72,13 @@ IntakeChoice chooseIntake(const std::vector<QLBugSummaryDTO>& fetched,
     return choice;
 }
 
+bool mayWantFollowUp(QueueItemStatus status) {
+    return status == QueueItemStatus::completed || status == QueueItemStatus::awaitingUserInput;
+}
+
 bool wantsFollowUp(QueueItemStatus status, const std::optional<Instant>& completedAt,
                    const std::vector<QLCommentDTO>& comments) {
-    if (status != QueueItemStatus::completed && status != QueueItemStatus::awaitingUserInput) {
+    if (!mayWantFollowUp(status)) {
         return false;
     }
     const auto person = newestOf(comments, isByPerson);

@@ -35,6 +35,9 @@ struct IntakeChoice {
 IntakeChoice chooseIntake(const std::vector<QLBugSummaryDTO>& fetched,
                           const std::set<std::string>& knownBugIDs, const IntakeRules& rules);
 
+/// Whether a bug in that status is worked on again when a person comments.
+bool mayWantFollowUp(QueueItemStatus status);
+
 /// Whether a bug that was worked on wants to be worked on again: it is in review, or its agent asked the
 /// user, and a person has commented since the agent last did. `completedAt` stands in where no comment of the
 /// agent is left.

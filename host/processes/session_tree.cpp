@@ -20,11 +20,27 @@ bool isRemembered(const ProcessEntry& process, const std::vector<ProcessEntry>& 
                        [&](const ProcessEntry& known) { return isSameProcess(known, process); });
 }
 
-/// A leader's pid cannot be used again while its session has members, so the pid alone tells the session.
-bool isLedByRemembered(const ProcessEntry& process, const std::vector<ProcessEntry>& remembered) {
-    return process.session > 0 &&
-           std::any_of(remembered.begin(), remembered.end(),
-                       [&](const ProcessEntry& known) { return known.pid == process.session; });
+/// Whether the process is in a session that `known` was seen to lead. A leader's pid is not used again while
+/// its session has members, so once somebody else has that pid the session is somebody else's too.
+bool isLedBy(const ProcessEntry& process, const ProcessEntry& known, const std::vector<ProcessEntry>& table) {
+    const bool wasLeader = known.session == known.pid && process.session == known.pid;
+    return wasLeader && std::none_of(table.begin(), table.end(), [&](const ProcessEntry& other) {
+               return other.pid == known.pid && !isSameProcess(other, known);
+           });
+}
+
+bool isLedByRemembered(const ProcessEntry& process, const std::vector<ProcessEntry>& remembered,
+                       const std::vector<ProcessEntry>& table) {
+    return std::any_of(remembered.begin(), remembered.end(),
+                       [&](const ProcessEntry& known) { return isLedBy(process, known, table); });
+}
+
+/// Whether the process, or a session that it led, is still there. What is not is forgotten, for its pid may
+/// be used again.
+bool isStillThere(const ProcessEntry& known, const std::vector<ProcessEntry>& table) {
+    return std::any_of(table.begin(), table.end(), [&](const ProcessEntry& process) {
+        return isSameProcess(known, process) || isLedBy(process, known, table);
+    });
 }
 
 /// Adds the pids of all descendants; parents may stand anywhere in the table.
@@ -49,7 +65,7 @@ std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
                                          pid_t self) {
     std::set<pid_t> pids;
     for (const ProcessEntry& process : table) {
-        if (isRemembered(process, remembered) || isLedByRemembered(process, remembered) ||
+        if (isRemembered(process, remembered) || isLedByRemembered(process, remembered, table) ||
             carriesMark(process)) {
             pids.insert(process.pid);
         }
@@ -71,7 +87,9 @@ void SessionTree::remember(const ProcessEntry& leader) {
 
 void SessionTree::look() {
     const auto unmarked = [](const ProcessEntry&) { return false; };
-    for (ProcessEntry& process : sessionMembers(processTable(), remembered_, unmarked, getpid())) {
+    const auto table = processTable();
+    std::erase_if(remembered_, [&](const ProcessEntry& known) { return !isStillThere(known, table); });
+    for (ProcessEntry& process : sessionMembers(table, remembered_, unmarked, getpid())) {
         if (!isRemembered(process, remembered_)) {
             remembered_.push_back(std::move(process));
         }
@@ -116,8 +134,10 @@ Task<std::vector<ProcessEntry>> SessionTree::signalUntilGone(int signal, std::ch
 }
 
 void SessionTree::reapOrphans() const {
-    for (const ProcessEntry& process : processTable()) {
-        const bool ours = isRemembered(process, remembered_) || isLedByRemembered(process, remembered_);
+    const auto table = processTable();
+    for (const ProcessEntry& process : table) {
+        const bool ours =
+            isRemembered(process, remembered_) || isLedByRemembered(process, remembered_, table);
         if (process.isZombie && process.parent == getpid() && process.pid != leader_ && ours) {
             reapChild(process.pid);
         }

@@ -23,8 +23,8 @@ struct SessionMark {
 SessionMark markOf(const Uuid& sessionID);
 
 /// The processes that belong to a session, out of all: those in `remembered` that are still the same, those
-/// in whose session (setsid(2)) one of `remembered` leads, those that carry the mark, and the descendants of
-/// all of these. Without zombies and without `self`.
+/// whose session (setsid(2)) one of `remembered` led when it was seen, those that carry the mark, and the
+/// descendants of all of these. Without zombies and without `self`.
 std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
                                          const std::vector<ProcessEntry>& remembered,
                                          const std::function<bool(const ProcessEntry&)>& carriesMark,

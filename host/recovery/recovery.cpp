@@ -1,8 +1,11 @@
 #include "host/recovery/recovery.hpp"
 
+#include <boost/system/system_error.hpp>
+
 #include "host/item_event.hpp"
 #include "host/processes/process_metadata.hpp"
 #include "host/processes/session_tree.hpp"
+#include "host/session/comment_poll.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -39,6 +42,7 @@ Task<std::string> Recovery::settle(BugQueueItem item) const {
     const auto events = co_await services_.store.items.events(item.id);
     const InterruptedItem interrupted{.status = item.status,
                                       .errorMessage = item.errorMessage,
+                                      .startedAt = item.startedAt,
                                       .hasOpenAttempt = attempt.has_value(),
                                       .storedReport = storedReport(events, item.startedAt)};
     if (attempt) {
@@ -50,15 +54,13 @@ Task<std::string> Recovery::settle(BugQueueItem item) const {
     }
     RecoveryStep step = recoveryStep(interrupted, std::nullopt);
     if (std::holds_alternative<AskBackend>(step)) {
-        std::string trouble;
         std::optional<AgentReport> report;
         try {
             report = co_await askBackend(item, *attempt);
+        } catch (const boost::system::system_error&) {
+            throw;  // the program ends
         } catch (const std::exception& error) {
-            trouble = error.what();
-        }
-        if (!trouble.empty()) {
-            services_.health.failed(trouble);
+            services_.health.failed(error);
             co_return "The backend cannot be asked whether its interrupted session had finished.";
         }
         services_.health.answered();
@@ -104,7 +106,7 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
     }
     const CompletionPollState state{
         .sessionID = *sessionID, .queueItemID = item.id, .bugID = item.bugID, .startedAt = attempt.startedAt};
-    const auto comments = co_await services_.client.fetchComments(item.bugID);
+    const auto comments = co_await fetchCommentsIfAny(services_.client, item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments, state);
     if (!found) {
         co_return std::nullopt;
@@ -116,10 +118,10 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
 /// The item first: if this is interrupted as well, its event tells the next start of the report.
 Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
                           AgentReport report) const {
-    const bool isLive = isReorderLocked(item.status);
-    if (isLive && report.outcome == CompletionOutcome::investigate) {
+    const bool isActive = !isTerminal(item.status);
+    if (isActive && report.outcome == CompletionOutcome::investigate) {
         co_await services_.manager.markAwaitingUserInput(item.id, report.commentID);
-    } else if (isLive) {
+    } else if (isActive) {
         if (item.status != QueueItemStatus::codexCompleted) {
             co_await services_.manager.markCodexCompleted(item.id, report.commentID);
         }

@@ -43,12 +43,13 @@ RecoveryStep recoveryStep(const InterruptedItem& item,
     if (!isLive && !item.hasOpenAttempt) {
         return NothingToSettle{};
     }
-    const bool mayReport = isLive || item.status == QueueItemStatus::completed ||
+    const bool isWaiting = !isLive && !isTerminal(item.status);
+    const bool mayReport = !isTerminal(item.status) || item.status == QueueItemStatus::completed ||
                            item.status == QueueItemStatus::awaitingUserInput;
     if (mayReport && item.storedReport) {
         return TakeReport{*item.storedReport};
     }
-    if (!isLive) {
+    if (!isLive && !isWaiting) {
         return CloseAttempt{.reason = reasonOf(item)};
     }
     if (item.hasOpenAttempt && !answer) {
@@ -57,7 +58,10 @@ RecoveryStep recoveryStep(const InterruptedItem& item,
     if (answer && *answer) {
         return TakeReport{**answer};
     }
-    return CloseAttempt{.reason = std::string(interruptedReason), .putBack = true};
+    if (item.status == QueueItemStatus::codexCompleted) {
+        return TakeReport{AgentReport{.createdAt = item.startedAt.value_or(Instant{})}};
+    }
+    return CloseAttempt{.reason = std::string(interruptedReason), .putBack = isLive};
 }
 
 std::optional<AgentReport> storedReport(const std::vector<QueueEvent>& events,

@@ -18,7 +18,7 @@ inline constexpr std::string_view interruptedReason = "Dispatcher stopped while 
 
 /// A comment of the agent that ends a session.
 struct AgentReport {
-    Uuid commentID{};
+    Uuid commentID{};     ///< nil when it was seen but is no longer to be found
     Instant createdAt{};  ///< when it was seen, where it is no longer known when it was written
     CompletionOutcome outcome = CompletionOutcome::completed;
 
@@ -29,6 +29,7 @@ struct AgentReport {
 struct InterruptedItem {
     QueueItemStatus status = QueueItemStatus::running;
     std::optional<std::string> errorMessage{};
+    std::optional<Instant> startedAt{};
     bool hasOpenAttempt = false;                ///< one that is neither completed nor failed
     std::optional<AgentReport> storedReport{};  ///< that the item's events name
 };
@@ -63,7 +64,8 @@ using RecoveryStep = std::variant<NothingToSettle, AskBackend, TakeReport, Close
 
 /// What an interrupted item needs. `answer` is absent before the backend was asked; within it, the report
 /// that was found, if any. A report that was seen counts: running a finished bug again would do its work
-/// twice.
+/// twice. An item that was put back into its queue with an open attempt is asked for as well: its dispatcher
+/// could not ask before it ended.
 RecoveryStep recoveryStep(const InterruptedItem& item,
                           const std::optional<std::optional<AgentReport>>& answer);
 

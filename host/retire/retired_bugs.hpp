@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -10,6 +11,14 @@
 #include "quernlight/storage/database.hpp"
 
 namespace quernlight::host {
+
+/// A bug that has left the queue because its work was merged.
+struct RetiredBug {
+    std::string bugID{};  ///< in short form
+    std::string title{};
+    Instant retiredAt{};
+    std::optional<std::string> preservedReference{};  ///< where work of its worktree was saved
+};
 
 /// The memory of bugs whose work was merged and whose items are gone, in a table of the program's own, so
 /// that they are never taken in again. A value that must outlive the operations awaited on it. Every
@@ -21,7 +30,11 @@ class RetiredBugs {
     /// Makes the table where it is missing.
     Task<void> prepare() const;
 
-    Task<void> remember(const BugQueueItem& item, Instant retiredAt) const;
+    /// `preservedReference`: where work of its worktree was saved, if any was.
+    Task<void> remember(const BugQueueItem& item, std::optional<std::string> preservedReference,
+                        Instant retiredAt) const;
+
+    Task<std::optional<RetiredBug>> bug(std::string bugID) const;
 
     /// In short form.
     Task<std::set<std::string>> bugIDs() const;
@@ -30,6 +43,8 @@ class RetiredBugs {
     Task<int> countAddedSince(Instant since) const;
 
   private:
+    Task<void> addIfMissing(std::string column) const;
+
     std::shared_ptr<Database> database_;
 };
 

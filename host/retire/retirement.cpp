@@ -1,9 +1,8 @@
 #include "host/retire/retirement.hpp"
 
-#include <boost/asio/error.hpp>
-
+#include "host/failure_of.hpp"
 #include "host/item_event.hpp"
-#include "host/retire/work_preserver.hpp"
+#include "host/session/patient_git.hpp"
 #include "quernlight/git/git_worktree_cleaner.hpp"
 #include "quernlight/git/pull_request_merge_checker.hpp"
 #include "quernlight/git/worktree_naming.hpp"
@@ -28,19 +27,15 @@ std::string hindrance(const GitWorktreeCleanupResult& result) {
 
 Task<void> Retirement::retireMerged() {
     for (const BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
-        if (item.status == QueueItemStatus::completed && services_.settings.retireEnabled &&
-            !isBusy_(item.id)) {
-            retiring_ = item.id;
-            std::exception_ptr failure;
-            try {
-                co_await retireIfMerged(item);
-            } catch (...) {
-                failure = std::current_exception();
-            }
-            retiring_.reset();
-            if (failure) {
-                std::rethrow_exception(failure);
-            }
+        const bool isDue = item.status == QueueItemStatus::completed && services_.settings.retireEnabled;
+        if (!isDue || isBusy_(item.id) || stop_.isPressed()) {
+            continue;
+        }
+        retiring_ = item.id;
+        const std::exception_ptr failure = co_await failureOf(retireIfMerged(item));
+        retiring_.reset();
+        if (failure) {
+            std::rethrow_exception(failure);
         }
     }
 }
@@ -52,80 +47,110 @@ Task<void> Retirement::retireIfMerged(BugQueueItem item) {
     }
 }
 
-/// The worktree goes first and the item last: what is interrupted is found again and done to its end.
+/// In the repository's turn, for which it may have waited. While it is being retired nobody else changes the
+/// item, so what is read here holds to the end.
 Task<void> Retirement::look(BugQueueItem item, AppMapping mapping) {
-    const auto prURL = co_await pullRequestOf(item);
-    if (!prURL) {
+    const bool wasInReview = co_await isStillInReview(item.id);
+    if (!wasInReview || stop_.isPressed()) {
         co_return;
     }
-    const PullRequestMergeChecker checker;
+    const bool merged = co_await isMerged(item, mapping);
+    const bool inReview = co_await isStillInReview(item.id);
+    if (merged && inReview && !stop_.isPressed()) {
+        co_await retire(std::move(item), std::move(mapping));
+    }
+}
+
+Task<bool> Retirement::isStillInReview(Uuid itemID) {
+    const auto current = co_await services_.store.items.item(itemID);
+    co_return current && current->status == QueueItemStatus::completed;
+}
+
+Task<bool> Retirement::isMerged(BugQueueItem item, AppMapping mapping) {
+    const auto prURL = co_await pullRequestOf(item);
+    if (!prURL) {
+        co_return false;
+    }
+    const PullRequestMergeChecker checker(patientGit(stop_, services_.settings));
     const PullRequestMergeState state =
         co_await checker.mergeState(*prURL, mapping.repoPath, mapping.baseBranch);
-    if (const auto* unknown = std::get_if<PullRequestStateUnknown>(&state)) {
-        co_return services_.board.noteOnce(
-            "Bug " + item.bugID + ": whether its pull request is merged is unknown: " + unknown->reason);
+    const auto* unknown = std::get_if<PullRequestStateUnknown>(&state);
+    if (unknown && !stop_.isPressed()) {
+        services_.board.noteOnce("Bug " + item.bugID +
+                                 ": whether its pull request is merged is unknown: " + unknown->reason);
     }
-    if (!std::holds_alternative<PullRequestMerged>(state)) {
+    co_return std::holds_alternative<PullRequestMerged>(state);
+}
+
+/// The worktree goes first and the item last: what is interrupted is found again and done to its end.
+Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
+    const auto saved = co_await preserve(item, mapping);
+    if (!saved) {
         co_return;
     }
     const bool isGone = co_await removeWorktree(item, mapping);
-    const auto current = co_await services_.store.items.item(item.id);
-    if (!isGone || !current || current->status != QueueItemStatus::completed) {
+    if (!isGone) {
         co_return;
     }
-    co_await services_.store.retired.remember(item, currentInstant());
+    const auto* preserved = std::get_if<WorkPreserved>(&*saved);
+    const auto reference = preserved ? std::optional(preserved->reference) : std::nullopt;
+    ItemEvent event{.itemID = item.id,
+                    .kind = event_kind::retired,
+                    .message = "Merged: the bug leaves the queue, and its worktree is gone."};
+    co_await tell(services_.store, std::move(event));
+    co_await services_.store.retired.remember(item, reference, currentInstant());
     co_await services_.manager.removeImplementedReviewItem(item.bugID);
     services_.board.gone(item.bugID);
-    services_.board.note("Bug " + item.bugID +
-                         " is merged: it has left the queue, and its worktree is gone.");
 }
 
 Task<std::optional<Url>> Retirement::pullRequestOf(BugQueueItem item) {
     try {
-        const auto detail = co_await services_.client.fetchBugDetail(item.bugID);
+        const auto detail = co_await stop_.untilPressed(services_.client.fetchBugDetail(item.bugID));
         services_.health.answered();
         co_return detail.bug.prURL;
-    } catch (const boost::system::system_error& error) {
-        if (error.code() == boost::asio::error::operation_aborted) {
-            throw;
-        }
-        co_return std::nullopt;
     } catch (const std::exception& error) {
-        services_.health.failed(error.what());
+        if (!stop_.isPressed()) {
+            services_.health.failed(error);
+        }
         co_return std::nullopt;
     }
 }
 
-/// Whether nothing is left of it. Work that no remote has is saved first, and the item's history names it.
-Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
+/// Saves work that no remote has, and the item's history names it. Nothing when it cannot be saved.
+Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppMapping mapping) {
     const std::string root = mapping.resolvedWorktreeRootPath();
     const std::string path = WorktreeNaming::worktreePath(root, item.appName, item.bugID);
     if (!WorktreeNaming::isInside(path, root)) {
         services_.board.noteOnce("Bug " + item.bugID + " is merged, but " + path +
                                  " is not inside the worktrees' directory, so it is left alone.");
-        co_return false;
+        co_return std::nullopt;
     }
     const WorktreeToPreserve worktree{.repoPath = mapping.repoPath,
                                       .worktreePath = path,
                                       .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
-    const PreserveResult result = co_await preserveWork(worktree);
+    PreserveResult result = co_await preserveWork(worktree);
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
         services_.board.noteOnce("Bug " + item.bugID + " is merged, but its worktree stays. " +
                                  failed->reason);
-        co_return false;
+        co_return std::nullopt;
     }
     if (const auto* preserved = std::get_if<WorkPreserved>(&result)) {
-        const std::string sentence = "Work that no remote has is kept at " + preserved->reference + ".";
-        services_.board.note("Bug " + item.bugID + ": " + sentence);
         ItemEvent event{.itemID = item.id,
                         .kind = event_kind::workPreserved,
-                        .message = sentence,
+                        .message = "Work that no remote has is kept at " + preserved->reference + ".",
                         .metadataJSON = preservedMetadata(*preserved)};
         co_await tell(services_.store, std::move(event));
     }
+    co_return result;
+}
+
+/// Whether nothing is left of it.
+Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
     const GitWorktreeCleaner cleaner;
-    CleanupBugRequest request{
-        .repoPath = mapping.repoPath, .worktreeRootPath = root, .appName = item.appName, .bugID = item.bugID};
+    CleanupBugRequest request{.repoPath = mapping.repoPath,
+                              .worktreeRootPath = mapping.resolvedWorktreeRootPath(),
+                              .appName = item.appName,
+                              .bugID = item.bugID};
     const auto cleaned = co_await cleaner.cleanupImplementedBug(std::move(request));
     if (const std::string reason = hindrance(cleaned); !reason.empty()) {
         services_.board.noteOnce("Bug " + item.bugID + " is merged, but its worktree stays: " + reason);

@@ -73,16 +73,25 @@ class Preserving {
         }
     }
 
-    /// Of a repository inside the worktree git would keep a commit's name only.
+    /// Of a repository inside the worktree git would keep a commit's name only, and what lies in a
+    /// submodule's directory is in no commit of this repository at all.
     Task<void> refuseInnerRepositories() {
-        const std::string changes = co_await git("diff-index", "--cached", "--raw", "HEAD");
-        for (const std::string_view line : linesOf(changes)) {
-            // ":OLDMODE NEWMODE OLDID NEWID STATUS\tPATH", see git-diff-index(1)
-            if (line.size() > 14 && line.substr(8, 6) == "160000") {
-                throw Stopped{"it holds a git repository of its own at " +
-                              std::string(line.substr(line.find('\t') + 1)) + "; move that elsewhere first"};
+        const std::string entries = co_await git("-c", "core.quotePath=false", "ls-files", "--stage");
+        for (const std::string_view line : linesOf(entries)) {
+            // "MODE ID STAGE\tPATH", see git-ls-files(1)
+            const std::string path(line.substr(std::min(line.find('\t'), line.size() - 1) + 1));
+            if (line.starts_with("160000 ") && isRepository(path)) {
+                throw Stopped{"it holds a git repository of its own at " + path +
+                              "; move that elsewhere first"};
             }
         }
+    }
+
+    /// A submodule that was never checked out is an empty directory. One whose name git had to quote is not
+    /// looked for, and so counts as checked out.
+    bool isRepository(const std::string& path) const {
+        const std::string directory = worktree_.worktreePath + "/" + path;
+        return path.starts_with('"') || defaultFileManager().exists(directory + "/.git");
     }
 
     Task<std::string> commitTree(std::string tree, std::string parent) {

@@ -1,5 +1,7 @@
 #include "host/session/agent_run.hpp"
 
+#include <system_error>
+
 #include <boost/asio/this_coro.hpp>
 
 #include "host/session/runner_event_relay.hpp"
@@ -14,7 +16,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::milliseconds leftoverGrace{500};
 constexpr std::chrono::seconds leftoverPatience{2};
 
-/// An agent that has exited in between has nothing more to be asked.
+/// An agent that has exited in between, or whose terminal is gone, is not there to be asked.
 Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<TerminationMode> mode) {
     try {
         if (mode) {
@@ -24,6 +26,7 @@ Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<Terminat
         }
     } catch (const RunnerError&) {
     } catch (const PTYProcessError&) {
+    } catch (const std::system_error&) {
     }
 }
 
@@ -62,26 +65,29 @@ void AgentRun::look() {
     }
 }
 
-Task<void> AgentRun::stop(std::function<StopLadder()> ladder) {
+Task<void> AgentRun::stop(Ladder ladder, NewsHandler handler) {
     look();
     for (std::size_t rung = 0; running_ && rung < ladder().size(); ++rung) {
-        co_await climb(rung, ladder);
+        co_await climb(rung, ladder, handler);
     }
 }
 
 /// Asking takes its own time, for a terminal whose reader does not read takes no keys; patience counts all
 /// the same.
-Task<void> AgentRun::climb(std::size_t rung, const std::function<StopLadder()>& ladder) {
+Task<void> AgentRun::climb(std::size_t rung, const Ladder& ladder, const NewsHandler& handler) {
     ChildTask asking(co_await boost::asio::this_coro::executor, "stopping " + name_,
                      askToStop(runner_, sessionID_, ladder()[rung].mode));
-    co_await awaitExit(rung, ladder);
+    co_await awaitExit(rung, ladder, handler);
     co_await asking.end();
 }
 
-Task<void> AgentRun::awaitExit(std::size_t rung, const std::function<StopLadder()>& ladder) {
+Task<void> AgentRun::awaitExit(std::size_t rung, const Ladder& ladder, const NewsHandler& handler) {
     const auto begun = steady_clock::now();
     while (running_ && steady_clock::now() < begun + ladder()[rung].patience) {
-        co_await nextUntil(begun + ladder()[rung].patience);
+        auto news = co_await nextUntil(begun + ladder()[rung].patience);
+        if (news) {
+            co_await handler(std::move(*news));
+        }
     }
 }
 

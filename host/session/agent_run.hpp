@@ -37,9 +37,12 @@ class AgentRun {
     /// Remembers the processes that the agent has started since.
     void look();
 
+    using Ladder = std::function<StopLadder()>;
+    using NewsHandler = std::function<Task<void>(SessionNews)>;
+
     /// Climbs the ladder until the agent has exited. The ladder is asked for anew at every rung, and once
-    /// more when a stop of the whole program is wished for meanwhile. Other news are dropped.
-    Task<void> stop(std::function<StopLadder()> ladder);
+    /// more when a stop of the whole program is wished for meanwhile. Other news go to the handler.
+    Task<void> stop(Ladder ladder, NewsHandler handler);
 
     /// Ends what the agent has left behind, wherever it has gone; returns what could not be ended.
     Task<std::vector<ProcessEntry>> endLeftovers();
@@ -50,8 +53,8 @@ class AgentRun {
     Task<void> end();
 
   private:
-    Task<void> climb(std::size_t rung, const std::function<StopLadder()>& ladder);
-    Task<void> awaitExit(std::size_t rung, const std::function<StopLadder()>& ladder);
+    Task<void> climb(std::size_t rung, const Ladder& ladder, const NewsHandler& handler);
+    Task<void> awaitExit(std::size_t rung, const Ladder& ladder, const NewsHandler& handler);
 
     CodexRunner& runner_;
     const Uuid sessionID_;

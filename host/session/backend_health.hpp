@@ -1,5 +1,6 @@
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <string>
 
@@ -15,19 +16,16 @@ class BackendHealth {
     explicit BackendHealth(Listener listener) : listener_(std::move(listener)) {}
 
     void answered() { note({}); }
-    void failed(const std::string& trouble) { note(trouble); }
+
+    /// A request failed. True when that is the backend's trouble; false when its answer concerns only what
+    /// was asked, which shows that it answers.
+    bool failed(const std::exception& error);
 
     bool isWell() const { return trouble_.empty(); }
     const std::string& trouble() const { return trouble_; }
 
   private:
-    void note(const std::string& trouble) {
-        const bool changed = trouble.empty() != trouble_.empty();
-        trouble_ = trouble;
-        if (changed) {
-            listener_(trouble);
-        }
-    }
+    void note(const std::string& trouble);
 
     Listener listener_;
     std::string trouble_;

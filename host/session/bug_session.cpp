@@ -1,26 +1,37 @@
 #include "host/session/bug_session.hpp"
 
-#include <boost/asio/bind_cancellation_slot.hpp>
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
+#include <filesystem>
 
+#include <boost/asio/this_coro.hpp>
+
+#include "host/failure_of.hpp"
 #include "host/processes/process_metadata.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/agent_environment.hpp"
 #include "host/session/comment_poll.hpp"
-#include "host/session/worktree_preparation.hpp"
-#include "quernlight/dispatch/goal_builder.hpp"
-#include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/storage/database_error.hpp"
-#include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
 namespace {
 
 BugProgress progressOf(const BugQueueItem& item) {
     return {.bugID = item.bugID, .appName = item.appName, .title = item.title};
+}
+
+/// Why the item fails for what was thrown. Nothing for a home that cannot be written: that is no fault of the
+/// bug's, and there may be room again.
+std::optional<std::string> reasonToFail(std::exception_ptr failure) {
+    try {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    } catch (const DatabaseError&) {
+    } catch (const std::filesystem::filesystem_error&) {
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return std::nullopt;
 }
 
 }  // namespace
@@ -34,33 +45,30 @@ BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping 
 
 void BugSession::requestStop() {
     watched_.stopRequested = true;
-    stopped_.emit(boost::asio::cancellation_type::terminal);
+    stop_.press();
     agent_.mailbox().deliver(StopRequested{});
 }
 
+void BugSession::requestKill() {
+    killRequested_ = true;
+    requestStop();
+}
+
 Task<void> BugSession::travel() {
-    std::exception_ptr unsettled;
-    std::string trouble;
-    try {
-        co_await travelWhileAllIsWell();
-    } catch (const DatabaseError&) {
-        unsettled = std::current_exception();
-    } catch (const std::exception& error) {
-        // Work that was seen to be finished is never failed for what happens after.
-        unsettled = watched_.detection ? std::current_exception() : nullptr;
-        trouble = unsettled ? "" : error.what();
+    std::exception_ptr failure = co_await failureOf(travelWhileAllIsWell());
+    // Work that was seen to be finished is never failed for what happens after.
+    if (auto reason = watched_.detection ? std::nullopt : reasonToFail(failure)) {
+        failure = co_await failureOf(fail(std::move(*reason)));
     }
-    if (!trouble.empty()) {
-        co_await fail(std::move(trouble));
-    }
-    co_await stopAgent();
+    const std::exception_ptr stopping = co_await failureOf(stopAgent());
     services_.goalTyping.forget(sessionID_);
     if (commentPoll_) {
         co_await commentPoll_->end();
     }
     co_await agent_.end();
-    if (unsettled) {
-        std::rethrow_exception(unsettled);
+    services_.board.condition("comments of " + item_.bugID, "");
+    if (failure || stopping) {
+        std::rethrow_exception(failure ? failure : stopping);
     }
 }
 
@@ -75,124 +83,15 @@ Task<void> BugSession::travelWhileAllIsWell() {
     }
     co_await services_.manager.markStarting(item_.id, sessionID_);
     co_await recordAttempt(goal);
+    if (watched_.stopRequested) {
+        co_return co_await finish(SessionInterrupted{});
+    }
     if (!co_await startAgent(std::move(goal))) {
         co_return;
     }
     const NextStep end = co_await watch();
     Task<void> ending = std::visit([this](auto step) { return finish(std::move(step)); }, end);
     co_await std::move(ending);
-}
-
-Task<void> BugSession::openAttempt() {
-    show("preparing worktree");
-    attempt_ = newAttempt(co_await services_.store.attempts.nextAttemptNumber(item_.id));
-    const auto canonical = co_await services_.store.attempts.canonicalCodexSessionID(item_.bugID);
-    watched_.resumes =
-        conversationToResume(item_, canonical, co_await services_.store.items.events(item_.id));
-    attempt_.codexSessionID = watched_.resumes;
-}
-
-SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
-    const auto directory = FileLocations::sessionAttemptDirectory(services_.home, item_.id, number);
-    return {.id = randomUuid(),
-            .queueItemID = item_.id,
-            .attemptNumber = number,
-            .bugID = item_.bugID,
-            .repoPath = mapping_.repoPath,
-            .transcriptANSIPath = (directory / "transcript.ansi").string(),
-            .transcriptTextPath = (directory / "transcript.txt").string(),
-            .completionMarker = upperCaseText(sessionID_)};
-}
-
-Task<bool> BugSession::prepareWorktree() {
-    OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
-    const GitRunner run = [this](std::vector<std::string> arguments) {
-        return runGitUntilStopped(std::move(arguments));
-    };
-    const GitWorktreePrepareResult prepared =
-        co_await turns.run(prepareUsableWorktree(worktreeRequest(), run));
-    if (watched_.stopRequested) {
-        show("queued");  // nothing has begun
-        co_return false;
-    }
-    if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
-        co_await services_.manager.markFailed(item_.id, failed->message);
-        showEnd("failed", failed->message);
-        co_return false;
-    }
-    attempt_.agentWorkspacePath =
-        WorktreeNaming::worktreePath(mapping_.resolvedWorktreeRootPath(), item_.appName, item_.bugID);
-    co_await tellEvent(event_kind::worktreeReady, "The worktree is ready: " + *attempt_.agentWorkspacePath);
-    co_return true;
-}
-
-PrepareBugRequest BugSession::worktreeRequest() const {
-    return {.repoPath = mapping_.repoPath,
-            .worktreeRootPath = mapping_.resolvedWorktreeRootPath(),
-            .appName = item_.appName,
-            .bugID = item_.bugID,
-            .baseBranch = mapping_.baseBranch};
-}
-
-/// A fetch may wait for a far side that never answers, so a stop ends it. Whatever else git does is quick and
-/// is never cut: a worktree must not be left half made.
-Task<GitCommandResult> BugSession::runGitUntilStopped(std::vector<std::string> arguments) {
-    const bool fetches = arguments.size() > 2 && arguments[2] == "fetch";
-    if (!fetches) {
-        co_return co_await runGit(std::move(arguments));
-    }
-    try {
-        co_return co_await untilStopped(runGit(std::move(arguments)));
-    } catch (const boost::system::system_error& error) {
-        co_return GitCommandResult{1, error.what()};
-    }
-}
-
-template <class Result>
-Task<Result> BugSession::untilStopped(Task<Result> work) {
-    if (watched_.stopRequested) {
-        throw boost::system::system_error(boost::asio::error::operation_aborted);
-    }
-    const auto executor = co_await boost::asio::this_coro::executor;
-    co_return co_await boost::asio::co_spawn(
-        executor, std::move(work),
-        boost::asio::bind_cancellation_slot(stopped_.slot(), boost::asio::use_awaitable));
-}
-
-Task<std::string> BugSession::writeGoal() {
-    if (item_.goalFlow == QueueItemGoalFlow::fixBug) {
-        co_return GoalBuilder::build(goalContext(std::nullopt));
-    }
-    co_return GoalBuilder::buildReviewFollowup(goalContext(co_await pullRequestURL()));
-}
-
-GoalContext BugSession::goalContext(std::optional<Url> prURL) const {
-    const InstructionFiles& instructions = services_.instructions;
-    return {.queueItemID = item_.id,
-            .sessionID = sessionID_,
-            .appName = item_.appName,
-            .bundleID = item_.bundleID,
-            .bugID = item_.bugID,
-            .bugShareURL = item_.bugURL,
-            .repoPath = mapping_.repoPath,
-            .worktreeRootPath = WorktreeNaming::standardizedPath(mapping_.resolvedWorktreeRootPath()),
-            .baseBranch = mapping_.baseBranch,
-            .investigationInstructionsPath = instructions.investigation.string(),
-            .reproduceInstructionPath = instructions.reproduction.string(),
-            .completionInstructionsPath = instructions.completion.string(),
-            .prURL = std::move(prURL)};
-}
-
-/// Without an answer from the backend the goal tells the agent to find the pull request by itself.
-Task<std::optional<Url>> BugSession::pullRequestURL() {
-    try {
-        const auto detail = co_await untilStopped(services_.client.fetchBugDetail(item_.bugID));
-        co_return detail.bug.prURL;
-    } catch (const std::exception& error) {
-        services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
-                             error.what() + ")");
-        co_return std::nullopt;
-    }
 }
 
 Task<void> BugSession::recordAttempt(std::string goal) {

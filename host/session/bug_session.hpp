@@ -3,12 +3,14 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/item_event.hpp"
 #include "host/progress_board.hpp"
 #include "host/session/agent_run.hpp"
 #include "host/session/next_step.hpp"
 #include "host/session/session_services.hpp"
+#include "host/session/stop_switch.hpp"
 #include "quernlight/dispatch/goal_context.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 
@@ -28,6 +30,9 @@ class BugSession {
     /// Ends the session soon, politely, and puts the item back to be resumed.
     void requestStop();
 
+    /// The same at once: the agent is killed instead of asked.
+    void requestKill();
+
     const Uuid& sessionID() const { return sessionID_; }
     const BugQueueItem& item() const { return item_; }
 
@@ -35,7 +40,7 @@ class BugSession {
     Task<void> travelWhileAllIsWell();
     Task<void> fail(std::string reason);
 
-    // The stations, in order
+    // The stations, in order; those before the agent are in bug_session_preparation.cpp
     Task<void> openAttempt();
     Task<bool> prepareWorktree();
     Task<std::string> writeGoal();
@@ -43,8 +48,9 @@ class BugSession {
     Task<bool> startAgent(std::string goal);
     Task<NextStep> watch();
 
-    // The ways to end
+    // The ways to end (bug_session_endings.cpp)
     Task<void> finish(KeepWatching);
+    Task<void> finish(LookForComment);
     Task<void> finish(WorkCompleted end);
     Task<void> finish(UserAsked end);
     Task<void> finish(SessionFailed end);
@@ -55,16 +61,19 @@ class BugSession {
     Task<void> beginWatching(const StartSessionResponse& started);
     Task<void> take(SessionNews news);
     Task<void> noteOutput(OutputSeen output);
-    Task<void> noteTyping(const SessionNews& news);
+    Task<void> noteTyping(SessionNews news);
+    Task<void> noteWhileStopping(SessionNews news);
     Task<void> lookAround();
+    Task<void> lookForComment();
+    Task<bool> learnComments(Task<std::vector<QLCommentDTO>> fetching);
+    Task<bool> learnLastComments();
+    Task<bool> isStillOurs();
+    Task<void> finishReported();
     Task<void> noteConversation();
     Task<void> stopAgent();
     Task<void> settleAgent();
     Task<void> noteLeftovers();
     Task<std::optional<Url>> pullRequestURL();
-    Task<GitCommandResult> runGitUntilStopped(std::vector<std::string> arguments);
-    template <class Result>
-    Task<Result> untilStopped(Task<Result> work);
     Task<void> tellEvent(const char* kind, std::string message, std::optional<std::string> metadata = {});
     Task<void> ifPossible(Task<void> write);
     SessionAttemptRecord newAttempt(std::int64_t number) const;
@@ -86,9 +95,11 @@ class BugSession {
     SessionAttemptRecord attempt_;
     BugProgress progress_;
     WatchedSession watched_;
-    boost::asio::cancellation_signal stopped_;
+    StopSwitch stop_;
     std::optional<Instant> lastOutputStoredAt_;
     std::chrono::steady_clock::time_point nextLook_{};
+    std::chrono::steady_clock::time_point nextCommentLook_{};
+    bool killRequested_ = false;
     bool attemptRecorded_ = false;
     bool agentSettled_ = true;  ///< from its start on only once its end is stored and nothing of it is left
     bool conversationKnown_ = false;

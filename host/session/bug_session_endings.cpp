@@ -21,6 +21,10 @@ Task<void> BugSession::finish(KeepWatching) {
     co_return;
 }
 
+Task<void> BugSession::finish(LookForComment) {
+    co_return;
+}
+
 /// The comment has been seen: from here on the item ends completed, whatever the agent still does.
 Task<void> BugSession::finish(WorkCompleted end) {
     show("stopping codex");
@@ -46,12 +50,36 @@ Task<void> BugSession::finish(SessionFailed end) {
     co_await fail(std::move(end.reason));
 }
 
+/// What the agent reported until its exit still counts. While that is not known the attempt stays open, and
+/// the next start asks before it resumes the bug.
 Task<void> BugSession::finish(SessionInterrupted) {
     show("stopping codex");
     co_await stopAgent();
-    co_await services_.store.attempts.markFailed(attempt_.id, interruptedReason, currentInstant());
+    const bool isKnown = co_await learnLastComments();
+    if (watched_.detection) {
+        co_return co_await finishReported();
+    }
+    const bool ours = co_await isStillOurs();
+    if (!ours) {
+        co_return co_await finish(SessionSuperseded{});
+    }
+    if (isKnown) {
+        co_await services_.store.attempts.markFailed(attempt_.id, interruptedReason, currentInstant());
+    }
     co_await services_.manager.markResumable(item_.id);
     showEnd("queued to resume");
+}
+
+Task<void> BugSession::finishReported() {
+    const bool ours = co_await isStillOurs();
+    if (!ours) {
+        co_return co_await finish(SessionSuperseded{});
+    }
+    const CompletionDetection reported = *watched_.detection;
+    Task<void> ending = reported.outcome == CompletionOutcome::completed
+                            ? finish(WorkCompleted{reported.comment})
+                            : finish(UserAsked{reported.comment});
+    co_await std::move(ending);
 }
 
 /// Back into the queue; the event keeps the next attempt from asking for that conversation again.
@@ -78,6 +106,14 @@ Task<void> BugSession::finish(SessionSuperseded) {
 Task<void> BugSession::fail(std::string reason) {
     show("stopping codex");
     co_await stopAgent();
+    co_await learnLastComments();
+    if (watched_.detection) {
+        co_return co_await finishReported();
+    }
+    const bool ours = co_await isStillOurs();
+    if (attemptRecorded_ && !ours) {
+        co_return co_await finish(SessionSuperseded{});
+    }
     co_await services_.manager.markFailed(item_.id, reason);
     if (attemptRecorded_) {
         co_await services_.store.attempts.markFailed(attempt_.id, reason, currentInstant());
@@ -87,7 +123,8 @@ Task<void> BugSession::fail(std::string reason) {
 
 Task<void> BugSession::stopAgent() {
     services_.goalTyping.forget(sessionID_);
-    co_await agent_.stop([this] { return ladder(); });
+    co_await agent_.stop([this] { return ladder(); },
+                         [this](SessionNews news) { return noteWhileStopping(std::move(news)); });
     if (agent_.isRunning()) {
         services_.board.note("Bug " + item_.bugID + ": the agent (process " + std::to_string(*attempt_.pid) +
                              ") does not end; look at it with: ps -fp " + std::to_string(*attempt_.pid));
@@ -97,6 +134,9 @@ Task<void> BugSession::stopAgent() {
 
 StopLadder BugSession::ladder() const {
     const StopLadder whole = stopLadder(services_.settings);
+    if (killRequested_) {
+        return onlyKill(whole);
+    }
     return watched_.stopRequested ? shrunk(whole, ladderTimeAtShutdown) : whole;
 }
 
@@ -106,6 +146,7 @@ Task<void> BugSession::settleAgent() {
         co_return;
     }
     agentSettled_ = true;
+    services_.goalTyping.forget(sessionID_);  // what is not being typed will not be
     const AgentExited exit = *agent_.exit();
     co_await noteLeftovers();
     co_await ifPossible(services_.store.attempts.markExited(attempt_.id, exit.exitCode, exit.at));

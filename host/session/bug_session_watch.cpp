@@ -1,5 +1,7 @@
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
+#include "host/session/comment_poll.hpp"
+#include "host/session/time_limit.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
@@ -8,10 +10,13 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds lookInterval{1};
+constexpr std::chrono::seconds commentLookInterval{3};
+constexpr std::chrono::seconds commentPatience{10};
+constexpr std::chrono::seconds commentPatienceAtShutdown{2};
 constexpr std::size_t lastWordsKept = 2000;
 
-void appendWords(std::string& lastWords, const std::string& line) {
-    lastWords += line + "\n";
+void appendWords(std::string& lastWords, const std::string& words) {
+    lastWords += words;
     if (lastWords.size() > lastWordsKept) {
         lastWords.erase(0, lastWords.size() - lastWordsKept);
     }
@@ -29,7 +34,9 @@ Task<NextStep> BugSession::watch() {
             nextLook_ = steady_clock::now() + lookInterval;
         }
         NextStep step = nextStep(watched_, currentInstant(), timeouts());
-        if (!std::holds_alternative<KeepWatching>(step)) {
+        if (std::holds_alternative<LookForComment>(step)) {
+            co_await lookForComment();
+        } else if (!std::holds_alternative<KeepWatching>(step)) {
             co_return step;
         }
     }
@@ -45,17 +52,33 @@ Task<void> BugSession::take(SessionNews news) {
     } else if (auto* comments = std::get_if<CommentsChanged>(&news)) {
         watched_.activity.lastCommentPollWithNewCommentAt = comments->at;
         watched_.detection = std::move(comments->detection);
+    } else if (const auto* trouble = std::get_if<CommentTrouble>(&news)) {
+        services_.board.condition("comments of " + item_.bugID,
+                                  trouble->reason.empty() ? ""
+                                                          : "The comments of bug " + item_.bugID +
+                                                                " cannot be read: " + trouble->reason);
     } else {
-        co_await noteTyping(news);
+        if (std::holds_alternative<GoalTyped>(news)) {
+            show("working", progress_.detail);
+        }
+        co_await noteTyping(std::move(news));
     }
 }
 
-Task<void> BugSession::noteTyping(const SessionNews& news) {
+/// While the agent is being stopped its report still counts, and so does what became of its goal.
+Task<void> BugSession::noteWhileStopping(SessionNews news) {
+    auto* comments = std::get_if<CommentsChanged>(&news);
+    if (comments && comments->detection) {
+        watched_.detection = std::move(comments->detection);
+    }
+    co_await noteTyping(std::move(news));
+}
+
+Task<void> BugSession::noteTyping(SessionNews news) {
     if (std::holds_alternative<GoalTypingBegins>(news)) {
         watched_.goalTyped = true;
     } else if (std::holds_alternative<GoalTyped>(news)) {
         goalTypedWhole_ = true;
-        show("working", progress_.detail);
         co_await ifPossible(tellEvent(event_kind::typed, "The goal has been typed."));
     } else if (const auto* failure = std::get_if<GoalNotTyped>(&news)) {
         watched_.goalTrouble = failure->reason;
@@ -65,8 +88,8 @@ Task<void> BugSession::noteTyping(const SessionNews& news) {
 /// Stored at most once a second: a flood of output must not become a flood of writes.
 Task<void> BugSession::noteOutput(OutputSeen output) {
     watched_.activity.lastOutputAt = output.at;
+    appendWords(watched_.lastWords, output.words);
     if (!output.lastLine.empty()) {
-        appendWords(watched_.lastWords, output.lastLine);
         show(progress_.stage, std::move(output.lastLine));
     }
     if (!lastOutputStoredAt_ || output.at - *lastOutputStoredAt_ >= std::chrono::seconds(1)) {
@@ -92,10 +115,59 @@ Task<void> BugSession::noteConversation() {
     };
     const auto found = co_await services_.background.run(std::move(lookUp));
     if (found) {
-        co_await services_.manager.setCodexSession(item_.id, found->id, false);
+        // A conversation that the agent denied is no use to come back to.
+        const bool storedIsDenied = item_.codexSessionID && !watched_.resumes;
+        co_await services_.manager.setCodexSession(item_.id, found->id, storedIsDenied);
         co_await services_.store.attempts.setCodexSession(attempt_.id, found->id);
         conversationKnown_ = true;
     }
+}
+
+/// A rule is about to fail the session: whatever the agent has reported by now comes first. While the backend
+/// cannot be asked the session waits, since its work may be done.
+Task<void> BugSession::lookForComment() {
+    if (steady_clock::now() < nextCommentLook_) {
+        co_return;
+    }
+    auto fetching = withTimeLimit(commentPatience, fetchCommentsIfAny(services_.client, item_.bugID));
+    const bool isKnown = co_await learnComments(stop_.untilPressed(std::move(fetching)));
+    if (!isKnown && !watched_.stopRequested) {
+        show("asks the backend", progress_.detail);
+    }
+    nextCommentLook_ = steady_clock::now() + commentLookInterval;
+}
+
+/// Whether the backend could be asked.
+Task<bool> BugSession::learnComments(Task<std::vector<QLCommentDTO>> fetching) {
+    const Instant begun = currentInstant();
+    std::vector<QLCommentDTO> comments;
+    try {
+        comments = co_await std::move(fetching);
+    } catch (const std::exception& error) {
+        if (!watched_.stopRequested) {
+            services_.health.failed(error);
+        }
+        co_return false;
+    }
+    services_.health.answered();
+    watched_.commentsKnownAt = begun;
+    watched_.detection = CompletionDetector::detectOutcome(comments, pollState());
+    co_return true;
+}
+
+/// Once the agent has exited: whether all that it may have reported is known.
+Task<bool> BugSession::learnLastComments() {
+    if (!watched_.goalTyped || watched_.detection) {
+        co_return true;
+    }
+    const auto limit = watched_.stopRequested ? commentPatienceAtShutdown : commentPatience;
+    auto fetching = withTimeLimit(limit, fetchCommentsIfAny(services_.client, item_.bugID));
+    co_return co_await learnComments(std::move(fetching));
+}
+
+Task<bool> BugSession::isStillOurs() {
+    const auto item = co_await services_.store.items.item(item_.id);
+    co_return item && item->activeSessionID == sessionID_;
 }
 
 /// A write without which the session can go on: a disk that is full for a while must not end it.

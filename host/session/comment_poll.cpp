@@ -4,6 +4,7 @@
 #include <exception>
 #include <random>
 #include <string>
+#include <utility>
 
 #include <boost/asio/error.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -11,27 +12,30 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "quernlight/backend/backend_error.hpp"
+
 namespace quernlight::host {
 namespace {
 
 using std::chrono::milliseconds;
 
 struct Poll {
-    std::vector<QLCommentDTO> comments{};
-    std::string trouble{};
+    std::optional<std::vector<QLCommentDTO>> comments{};
+    std::string trouble{};  // with this bug alone
 };
 
-Task<Poll> pollOnce(const QuernlightClient& client, const std::string& bugID) {
+Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        poll.comments = co_await client.fetchComments(bugID);
+        poll.comments = co_await fetchCommentsIfAny(polling.client, std::move(bugID));
+        polling.health.answered();
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;
         }
-        poll.trouble = error.what();
+        polling.health.failed(error);
     } catch (const std::exception& error) {
-        poll.trouble = error.what();
+        poll.trouble = polling.health.failed(error) ? "" : error.what();
     }
     co_return poll;
 }
@@ -54,11 +58,18 @@ milliseconds interval(const Settings& settings) {
         std::chrono::duration<double>(settings.pollCommentsSeconds));
 }
 
-void note(BackendHealth& health, const std::string& trouble) {
-    if (trouble.empty()) {
-        health.answered();
-    } else {
-        health.failed(trouble);
+/// In short steps, so that a changed setting counts for the pause that has begun.
+Task<void> rest(const Settings& settings, int failures) {
+    using std::chrono::steady_clock;
+    constexpr std::chrono::seconds longestStep{1};
+    const double luck = chance();
+    const auto begun = steady_clock::now();
+    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
+    for (auto now = begun; now < begun + pauseBeforePoll(interval(settings), failures, luck);
+         now = steady_clock::now()) {
+        timer.expires_at(
+            std::min(begun + pauseBeforePoll(interval(settings), failures, luck), now + longestStep));
+        co_await timer.async_wait(boost::asio::use_awaitable);
     }
 }
 
@@ -70,19 +81,36 @@ milliseconds pauseBeforePoll(milliseconds interval, int failures, double chance)
     return pause - std::chrono::duration_cast<milliseconds>(pause * chance / 4);
 }
 
+Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std::string bugID) {
+    constexpr int notFound = 404;
+    try {
+        co_return co_await client.fetchComments(std::move(bugID));
+    } catch (const BackendError& error) {
+        if (!error.isServer(notFound)) {
+            throw;
+        }
+    }
+    co_return std::vector<QLCommentDTO>{};
+}
+
 Task<void> pollComments(CommentPolling polling, CompletionPollState state,
                         SessionMailbox::Continuation mailbox) {
     boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
+    std::string trouble;
     for (int failures = 0;;) {
-        timer.expires_after(pauseBeforePoll(interval(polling.settings), failures, chance()));
-        co_await timer.async_wait(boost::asio::use_awaitable);
+        co_await rest(polling.settings, failures);
         timer.expires_at(polling.budget.reserve(std::chrono::steady_clock::now()));
         co_await timer.async_wait(boost::asio::use_awaitable);
-        const Poll poll = co_await pollOnce(polling.client, state.bugID);
-        failures = poll.trouble.empty() ? 0 : failures + 1;
-        note(polling.health, poll.trouble);
-        const auto newest = newestCreation(poll.comments);
-        auto detection = CompletionDetector::detectOutcome(poll.comments, state);
+        const Poll poll = co_await pollOnce(polling, state.bugID);
+        failures = poll.comments ? 0 : failures + 1;
+        if (poll.trouble != std::exchange(trouble, poll.trouble)) {
+            mailbox.deliver(CommentTrouble{trouble});
+        }
+        if (!poll.comments) {
+            continue;
+        }
+        const auto newest = newestCreation(*poll.comments);
+        auto detection = CompletionDetector::detectOutcome(*poll.comments, state);
         if (detection || newest > state.lastSeenCommentCreatedAt) {
             state.lastSeenCommentCreatedAt = newest;
             mailbox.deliver(CommentsChanged{currentInstant(), std::move(detection)});

@@ -20,6 +20,9 @@ struct CommentPolling {
     const Settings& settings;  ///< as it is at each poll
 };
 
+/// The bug's comments; none when the backend does not know the bug any more. Throws as the client does.
+Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std::string bugID);
+
 /// Polls a bug's comments until it is cancelled and tells the mailbox what changed. A poll that fails ends
 /// nothing: the next one comes after a longer pause, up to a minute. Pauses vary by a quarter, so that
 /// sessions which started together do not ask together.

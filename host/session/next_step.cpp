@@ -32,6 +32,16 @@ bool refusedToResume(const WatchedSession& session) {
            deniesConversation(session.lastWords, *session.resumes);
 }
 
+/// Why the session has been silent, or gone, for too long at that moment; nothing when it has not.
+std::optional<std::string> overdueAt(const WatchedSession& session, Instant moment,
+                                     const SessionTimeoutSettings& settings) {
+    if (crashedBeyondGrace(session.activity, moment, settings.postExitCommentGraceSeconds)) {
+        return describeUncleanExit(*session.activity.exitCode);
+    }
+    const auto timeout = SessionTimeoutEvaluator::decision(moment, session.activity, settings);
+    return timeout ? std::optional(std::string(failureReason(*timeout))) : std::nullopt;
+}
+
 bool anyIn(std::string_view text, const auto& phrases) {
     return std::any_of(phrases.begin(), phrases.end(),
                        [&](std::string_view phrase) { return text.find(phrase) != text.npos; });
@@ -52,16 +62,16 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (refusedToResume(session)) {
         return ConversationUnknown{*session.resumes};
     }
-    if (crashedBeyondGrace(session.activity, now, settings.postExitCommentGraceSeconds)) {
-        return SessionFailed{describeUncleanExit(*session.activity.exitCode)};
-    }
     if (!session.goalTrouble.empty() && !session.activity.exitedAt) {
         return SessionFailed{"The goal could not be typed: " + session.goalTrouble};
     }
-    if (const auto timeout = SessionTimeoutEvaluator::decision(now, session.activity, settings)) {
-        return SessionFailed{std::string(failureReason(*timeout))};
+    auto reason = overdueAt(session, now, settings);
+    if (!reason) {
+        return KeepWatching{};
     }
-    return KeepWatching{};
+    const bool wasLookedFor =
+        session.commentsKnownAt && overdueAt(session, *session.commentsKnownAt, settings);
+    return wasLookedFor ? NextStep(SessionFailed{std::move(*reason)}) : NextStep(LookForComment{});
 }
 
 std::string describeUncleanExit(int exitCode) {

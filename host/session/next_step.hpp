@@ -15,10 +15,11 @@ namespace quernlight::host {
 struct WatchedSession {
     SessionTimeoutState activity{};
     std::optional<CompletionDetection> detection{};
-    std::optional<Uuid> resumes{};  ///< the agent's conversation that it was told to go on with
-    bool goalTyped = false;         ///< at least its first key
-    std::string goalTrouble{};      ///< why the goal will not be typed; empty while it may be
-    std::string lastWords{};        ///< the end of what the agent wrote, readable text
+    std::optional<Instant> commentsKnownAt{};  ///< at least all comments from before this moment were seen
+    std::optional<Uuid> resumes{};             ///< the agent's conversation that it was told to go on with
+    bool goalTyped = false;                    ///< at least its first key
+    std::string goalTrouble{};                 ///< why the goal will not be typed; empty while it may be
+    std::string lastWords{};                   ///< the end of what the agent wrote, readable text
     bool stopRequested = false;
     bool superseded = false;  ///< the queue item is no longer this session's
 };
@@ -36,6 +37,9 @@ struct UserAsked {
     QLCommentDTO comment;
 };
 
+/// A rule would end the session, but the agent's comment may be there unseen: look at the comments now.
+struct LookForComment {};
+
 /// A rule ended the session, for the reason given.
 struct SessionFailed {
     std::string reason;
@@ -52,12 +56,13 @@ struct ConversationUnknown {
 /// Somebody took the item away (cancelled it, say): the agent is stopped and nothing is reported.
 struct SessionSuperseded {};
 
-using NextStep = std::variant<KeepWatching, WorkCompleted, UserAsked, SessionFailed, SessionInterrupted,
-                              ConversationUnknown, SessionSuperseded>;
+using NextStep = std::variant<KeepWatching, LookForComment, WorkCompleted, UserAsked, SessionFailed,
+                              SessionInterrupted, ConversationUnknown, SessionSuperseded>;
 
 /// What to do with the session now. Reports of a session that lost its item count for nothing; then a
 /// completion comment counts above all, and a wish to stop above the rules that fail a session, since an
-/// interrupted session loses nothing.
+/// interrupted session loses nothing. A silence or an exit fails it only when the comments were seen to hold
+/// no report after the rule's time was over, however long the backend takes to show them.
 NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeoutSettings& settings);
 
 /// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's

@@ -9,12 +9,15 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::size_t readablePart = 4096;
+constexpr std::size_t readablePart = 4096;  // of a chunk, from its end, in bytes
+constexpr std::size_t wordsKept = 512;
 
-/// The last line with something to read in it, of the chunk's last few kilobytes.
-std::string lastReadableLine(std::string_view bytes) {
-    const std::string text =
-        ANSIPlainTextConverter::plain(bytes.substr(bytes.size() - std::min(bytes.size(), readablePart)));
+std::string_view lastPart(std::string_view text, std::size_t size) {
+    return text.substr(text.size() - std::min(text.size(), size));
+}
+
+/// The last line with something to read in it.
+std::string lastReadableLine(std::string_view text) {
     const auto lines = linesOf(text);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
         if (const auto words = trimmed(*line); !words.empty()) {
@@ -24,12 +27,19 @@ std::string lastReadableLine(std::string_view bytes) {
     return {};
 }
 
+OutputSeen seen(const RunnerEvent::Output& output) {
+    const std::string text = ANSIPlainTextConverter::plain(lastPart(output.bytes, readablePart));
+    return {.at = output.date,
+            .lastLine = lastReadableLine(text),
+            .words = std::string(lastPart(text, wordsKept))};
+}
+
 }  // namespace
 
 Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox) {
     while (const auto event = co_await events.next()) {
         if (const auto* output = event->output()) {
-            mailbox.deliver(OutputSeen{output->date, lastReadableLine(output->bytes)});
+            mailbox.deliver(seen(*output));
         } else if (const auto* exited = event->exited()) {
             mailbox.deliver(AgentExited{exited->date, exited->exitCode});
         }

@@ -11,11 +11,11 @@
 
 namespace quernlight::host {
 
-/// The agent wrote to its terminal; `lastLine` is the last readable line of that chunk, empty when it has
-/// none.
+/// The agent wrote to its terminal.
 struct OutputSeen {
     Instant at{};
-    std::string lastLine{};
+    std::string lastLine{};  ///< the last readable line of that chunk, empty when it has none
+    std::string words{};     ///< the end of what is readable in it, half a kilobyte at most
 };
 
 struct AgentExited {
@@ -40,12 +40,17 @@ struct CommentsChanged {
     std::optional<CompletionDetection> detection{};
 };
 
+/// The backend answers, but not with the bug's comments; empty when it does again.
+struct CommentTrouble {
+    std::string reason{};
+};
+
 /// The dispatcher is stopping; wakes the session, which has been told already.
 struct StopRequested {};
 
 /// Everything a session waits for, in one mailbox, so that its coroutine has one place to wait.
 using SessionNews = std::variant<OutputSeen, AgentExited, GoalTypingBegins, GoalTyped, GoalNotTyped,
-                                 CommentsChanged, StopRequested>;
+                                 CommentsChanged, CommentTrouble, StopRequested>;
 using SessionMailbox = EventStream<SessionNews>;
 
 }  // namespace quernlight::host

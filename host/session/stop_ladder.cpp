@@ -32,4 +32,11 @@ StopLadder shrunk(StopLadder ladder, std::chrono::milliseconds total) {
     return ladder;
 }
 
+StopLadder onlyKill(StopLadder ladder) {
+    for (StopRung& rung : ladder) {
+        rung.patience = rung.mode == TerminationMode::kill ? rung.patience : std::chrono::milliseconds(0);
+    }
+    return ladder;
+}
+
 }  // namespace quernlight::host

@@ -26,6 +26,9 @@ StopLadder stopLadder(const Settings& settings);
 /// The same rungs with their patience cut in proportion, so that all together wait no longer than `total`.
 StopLadder shrunk(StopLadder ladder, std::chrono::milliseconds total);
 
+/// No patience but with the kill.
+StopLadder onlyKill(StopLadder ladder);
+
 /// What all rungs wait together while the program is ending: with the rest of an end it stays below 20 s.
 inline constexpr std::chrono::seconds ladderTimeAtShutdown{14};
 

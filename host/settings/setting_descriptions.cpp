@@ -48,6 +48,8 @@ const std::array descriptions{
                        withTheNextSession, "Width of the agent's terminal."},
     SettingDescription{"terminal.rows", &Settings::terminalRows, "lines", 5, 65535, withTheNextSession,
                        "Height of the agent's terminal."},
+    SettingDescription{"git.fetch_seconds", &Settings::gitFetchSeconds, "s", 1, 86400, atOnce,
+                       "How long a fetch from a repository's remote may take."},
     SettingDescription{"retire.enabled", &Settings::retireEnabled, "", 0, 0, atOnce,
                        "Whether bugs leave the queue, and their worktrees the disk, once their pull request "
                        "is merged."},

@@ -27,6 +27,8 @@ struct Settings {
     int terminalColumns = 120;
     int terminalRows = 40;
 
+    double gitFetchSeconds = 900;
+
     bool retireEnabled = true;
 
     double stopExitSeconds = 2;

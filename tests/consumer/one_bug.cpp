@@ -1,5 +1,5 @@
-// The library in a few lines: one open bug from the backend to an agent at work in its worktree. Without
-// arguments it only opens an empty queue in memory's place, a new file beside it, to show that the library is
+// A host in a few lines: bugs of a backend, each worked on in its worktree until the agent's comment says how
+// it ended. Without arguments it only opens a queue in the current directory, to show that the library is
 // there.
 
 #include <cstdlib>
@@ -9,67 +9,132 @@
 #include <boost/asio/io_context.hpp>
 
 #include "quernlight/backend/quernlight_client.hpp"
+#include "quernlight/dispatch/completion_detector.hpp"
 #include "quernlight/dispatch/goal_builder.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
+#include "quernlight/storage/file_locations.hpp"
 #include "quernlight/storage/migrations.hpp"
 
 using namespace quernlight;
 
-// [the road of one bug]
-Task<void> workOnOldestBug(Url backend, std::string token, std::filesystem::path home, AppMapping app) {
-    auto database = std::make_shared<Database>(home / "queue.sqlite");
-    const Migrations migrations(database);
-    co_await migrations.run();
-    const QueueRepository queue(database);
-    QueueManager manager(queue, MappingRepository(database), backend);
-    const QuernlightClient client(backend, token, std::make_shared<HttpSession>());
-    for (const QLBugSummaryDTO& bug : co_await client.fetchOpenBugs(50)) {
-        co_await manager.enqueue(bug, QueueMode::manual);
-    }
-    const BugQueueItem item = (co_await queue.items()).at(0);
-    const PrepareBugRequest place{app.repoPath, *app.worktreeRootPath, item.appName, item.bugID,
-                                  app.baseBranch};
-    const GitWorktreePreparer worktrees;
-    const auto worktree = std::get<WorktreeCreated>(co_await worktrees.prepareBug(place));
-    StartSessionRequest session{.sessionID = randomUuid(),
-                                .repoPath = worktree.worktreePath,
-                                .launchCommand = {"codex"},
-                                .environment = currentEnvironmentMap(),
-                                .initialInput = "/goal Look at " + item.bugURL.text() + "\n",
-                                .transcriptANSIPath = home / "ansi",
-                                .transcriptTextPath = home / "text"};
+namespace {
+
+/// The library's pieces, wired once when a host starts.
+struct Host {
+    Host(const std::filesystem::path& homeDirectory, const Url& backend, const std::string& token)
+        : home(homeDirectory),
+          database(std::make_shared<Database>(FileLocations::databaseURL(home))),
+          queue(database),
+          manager(queue, MappingRepository(database), backend),
+          client(backend, token, std::make_shared<HttpSession>()) {}
+
+    std::filesystem::path home;
+    std::shared_ptr<Database> database;
+    QueueRepository queue;
+    QueueManager manager;
+    QuernlightClient client;
+    GitWorktreePreparer worktrees;
     LocalPTYCodexRunner runner;
-    auto events = runner.events(session.sessionID);
-    co_await manager.markStarting(item.id, session.sessionID);
-    co_await runner.startSession(session);
-    while (const auto event = co_await events.next()) {
-        if (const auto* output = event->output())
-            std::cout << output->bytes << std::flush;
+};
+
+GoalContext goalOf(const Host& host, const BugQueueItem& item, const AppMapping& app) {
+    const auto instructions = host.home / "instructions";
+    return {.queueItemID = item.id,
+            .sessionID = randomUuid(),
+            .appName = item.appName,
+            .bundleID = item.bundleID,
+            .bugID = item.bugID,
+            .bugShareURL = item.bugURL,
+            .repoPath = app.repoPath,
+            .worktreeRootPath = app.resolvedWorktreeRootPath(),
+            .baseBranch = app.baseBranch,
+            .investigationInstructionsPath = instructions / "investigation.md",
+            .reproduceInstructionPath = instructions / "reproduction.md",
+            .completionInstructionsPath = instructions / "completion.md",
+            .prURL = std::nullopt};
+}
+
+PrepareBugRequest placeOf(const GoalContext& goal) {
+    return {goal.repoPath, goal.worktreeRootPath, goal.appName, goal.bugID, goal.baseBranch};
+}
+
+StartSessionRequest sessionOf(const Host& host, const BugQueueItem& item, const GoalContext& goal) {
+    const auto files = FileLocations::sessionAttemptDirectory(host.home, item.id, 1);
+    return {.sessionID = goal.sessionID,
+            .queueItemID = item.id,
+            .repoPath = goal.worktreePath(),
+            .launchCommand = {"codex"},
+            .environment = currentEnvironmentMap(),
+            .initialInput = GoalBuilder::build(goal),
+            .transcriptANSIPath = files / "transcript.ansi",
+            .transcriptTextPath = files / "transcript.txt"};
+}
+
+/// The comment by which the agent ends the run; nothing when it exits without one. A host that waits for more
+/// than one bug looks at the comments on a timer instead, and asks SessionTimeoutEvaluator how long to wait.
+Task<std::optional<QLCommentDTO>> completionOf(Host& host, CompletionPollState run,
+                                               EventStream<RunnerEvent>& events) {
+    while (co_await events.next()) {
+        const auto comments = co_await host.client.fetchComments(run.bugID);
+        if (auto comment = CompletionDetector::detectCompletion(comments, run)) {
+            co_return comment;
+        }
+    }
+    co_return std::nullopt;
+}
+
+Task<void> workOn(Host& host, QLBugSummaryDTO bug, AppMapping app) {
+    const BugQueueItem item = co_await host.manager.enqueue(bug, QueueMode::manual);
+    const GoalContext goal = goalOf(host, item, app);
+    const GitWorktreePrepareResult worktree = co_await host.worktrees.prepareBug(placeOf(goal));
+    if (const auto* failed = std::get_if<WorktreeFailed>(&worktree)) {
+        co_return co_await host.manager.markFailed(item.id, failed->message);
+    }
+    co_await host.manager.markStarting(item.id, goal.sessionID);
+    auto events = host.runner.events(goal.sessionID);  // before the start, to miss nothing
+    const auto started = co_await host.runner.startSession(sessionOf(host, item, goal));
+    co_await host.manager.markRunning(item.id, goal.sessionID);
+    const CompletionPollState run{goal.sessionID, item.id, item.bugID, started.startedAt, {}};
+    const auto comment = co_await completionOf(host, run, events);
+    if (!comment) {
+        co_return co_await host.manager.markFailed(item.id, "The agent ended without its comment.");
+    }
+    co_await host.manager.markCodexCompleted(item.id, comment->id);
+    co_await host.runner.terminate(goal.sessionID, TerminationMode::requestExitCommand);
+    co_await host.manager.markCompleted(item.id, comment->id);
+}
+
+Task<void> workOnOpenBugs(Host& host, AppMapping app) {
+    const Migrations migrations(host.database);
+    co_await migrations.run();
+    const MappingRepository mappings(host.database);
+    co_await mappings.upsert(app);
+    for (const QLBugSummaryDTO& bug : co_await host.client.fetchOpenBugs(50)) {
+        co_await workOn(host, bug, app);
     }
 }
-// [the road of one bug]
 
-Task<void> openQueue(std::filesystem::path file) {
-    auto database = std::make_shared<Database>(file);
-    const Migrations migrations(database);
+Task<void> openQueue(Host& host) {
+    const Migrations migrations(host.database);
     co_await migrations.run();
-    const QueueRepository queue(database);
-    std::cout << (co_await queue.items()).size() << " items\n";
+    std::cout << (co_await host.queue.items()).size() << " items\n";
 }
 
+}  // namespace
+
+/// one_bug BACKEND TOKEN HOME BUNDLE REPOSITORY
 int main(int argc, char** argv) {
+    const bool works = argc == 6;
+    Host host(works ? argv[3] : ".", Url::parse(works ? argv[1] : "http://127.0.0.1").value(),
+              works ? argv[2] : "");
+    AppMapping app{.bundleID = works ? argv[4] : "", .repoPath = works ? argv[5] : ""};
+    app.worktreeRootPath = app.repoPath + "-worktrees";
     boost::asio::io_context io;
     std::exception_ptr failure;
-    const auto keep = [&](std::exception_ptr thrown) { failure = thrown; };
-    if (argc == 6) {
-        AppMapping app{.bundleID = "com.example.app", .appName = "App", .repoPath = argv[4]};
-        app.worktreeRootPath = argv[5];
-        boost::asio::co_spawn(io, workOnOldestBug(Url::parse(argv[1]).value(), argv[2], argv[3], app), keep);
-    } else {
-        boost::asio::co_spawn(io, openQueue("queue.sqlite"), keep);
-    }
+    boost::asio::co_spawn(io, works ? workOnOpenBugs(host, app) : openQueue(host),
+                          [&](std::exception_ptr thrown) { failure = thrown; });
     io.run();
     if (failure) {
         std::rethrow_exception(failure);

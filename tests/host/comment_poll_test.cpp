@@ -101,7 +101,6 @@ TEST_F(CommentPollTest, ACompletionIsNewsAlsoWhenAnotherCommentOfTheSameMomentWa
 TEST_F(CommentPollTest, ABackendThatFailsIsToldOnceAndSoIsItsRecovery) {
     fails(503);
     fails(500);
-    server.answer({.body = "no json"});
     server.answer({.fault = test::ScriptedAnswer::Fault::noAnswer});
     answers(comment("in_review", "2026-03-04T05:06:07Z"));
     begin();
@@ -109,6 +108,25 @@ TEST_F(CommentPollTest, ABackendThatFailsIsToldOnceAndSoIsItsRecovery) {
     ASSERT_EQ(told.size(), 2U);
     EXPECT_THAT(told[0], HasSubstr("503"));
     EXPECT_EQ(told[1], "");
+}
+
+TEST_F(CommentPollTest, CommentsThatCannotBeReadAreTheBugsTroubleAndNotTheBackends) {
+    server.answer({.body = "no json"});
+    server.answer({.body = "no json"});
+    answers(comment("in_review", "2026-03-04T05:06:07Z"));
+    begin();
+    EXPECT_THAT(next<CommentTrouble>().reason, HasSubstr("not valid JSON"));
+    EXPECT_EQ(next<CommentTrouble>().reason, "");
+    EXPECT_TRUE(next<CommentsChanged>().detection);
+    EXPECT_THAT(told, testing::IsEmpty());
+}
+
+TEST_F(CommentPollTest, ABugThatIsGoneHasNoCommentsAndIsNoTrouble) {
+    fails(404);
+    answers(comment("in_review", "2026-03-04T05:06:07Z"));
+    begin();
+    EXPECT_TRUE(next<CommentsChanged>().detection);
+    EXPECT_THAT(told, testing::IsEmpty());
 }
 
 TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQuarterAway) {

@@ -154,6 +154,15 @@ void DispatchFixture::userComments(const std::string& bugID, const std::string& 
     runTask(client.createComment(bugID, std::move(comment)));
 }
 
+void DispatchFixture::agentReports(const std::string& bugID, const std::string& reportedStatus) {
+    const QuernlightClient client(*Url::parse(address_), token, std::make_shared<HttpSession>());
+    CreateCommentRequest comment{.body = "Done.", .authorType = "agent"};
+    comment.metadata = {{"queue_item_id", item(bugID, "id")},
+                        {"session_id", attempt(bugID, "completion_marker")},
+                        {"status", reportedStatus}};
+    runTask(client.createComment(bugID, std::move(comment)));
+}
+
 void DispatchFixture::backendFaults(const std::string& json) {
     HttpSession session;
     HttpRequest request{

@@ -70,6 +70,9 @@ class DispatchFixture : public testing::Test {
     /// A person comments on the bug at the backend.
     void userComments(const std::string& bugID, const std::string& body);
 
+    /// The agent's report on its current session, as if it came from the agent.
+    void agentReports(const std::string& bugID, const std::string& reportedStatus);
+
     /// The backend has these faults from now on, and no others: "[]" for none.
     void backendFaults(const std::string& json);
 

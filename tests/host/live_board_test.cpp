@@ -23,7 +23,7 @@ class LiveBoardTest : public testing::Test {
         ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, &size), 0);
         master_ = FileDescriptor(master);
         slave_ = FileDescriptor(slave);
-        board_ = std::make_unique<LiveBoard>(io_.get_executor(), slave);
+        board_ = std::make_unique<LiveBoard>(io_.get_executor(), slave, true);
     }
 
     void show(const std::string& bugID, const std::string& stage, bool finished = false) {

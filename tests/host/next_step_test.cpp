@@ -17,7 +17,9 @@ class NextStepTest : public testing::Test {
         return nextStep(session, at(second), {.idleTimeoutSeconds = 100, .postExitCommentGraceSeconds = 10});
     }
     bool goesOnAt(int second) const { return is<KeepWatching>(second); }
-    std::string failureAt(int second) const {
+    /// The comments were looked at just then, and there was no report.
+    std::string failureAt(int second) {
+        session.commentsKnownAt = at(second);
         const NextStep step = stepAt(second);
         const auto* failed = std::get_if<SessionFailed>(&step);
         return failed ? failed->reason : "no failure";
@@ -93,6 +95,23 @@ TEST_F(NextStepTest, SilenceFailsTheSessionAndOutputOrACommentEndsTheSilence) {
     session.activity.lastCommentPollWithNewCommentAt = at(140);
     EXPECT_TRUE(goesOnAt(240));
     EXPECT_EQ(failureAt(241), "Idle timeout elapsed before completion.");
+}
+
+TEST_F(NextStepTest, NoRuleFailsASessionWhoseReportMayBeThereUnseen) {
+    exits(20, 3);
+    EXPECT_TRUE(is<LookForComment>(31));
+    session.commentsKnownAt = at(30);  // a comment may have come in the last second of the grace
+    EXPECT_TRUE(is<LookForComment>(5000));
+    session.commentsKnownAt = at(31);
+    EXPECT_TRUE(is<SessionFailed>(5000));
+}
+
+TEST_F(NextStepTest, NeitherIsASilentSessionFailedBeforeItsCommentsAreKnown) {
+    EXPECT_TRUE(is<LookForComment>(101));
+    session.commentsKnownAt = at(101);
+    EXPECT_TRUE(is<SessionFailed>(102));
+    session.activity.lastOutputAt = at(50);
+    EXPECT_TRUE(is<LookForComment>(151));
 }
 
 TEST_F(NextStepTest, AnItemThatWasTakenAwayCountsAboveEvenACompletion) {

@@ -177,7 +177,7 @@ TEST_F(OwnerTest, AMergedBugLosesItsItemAndItsWorktreeAndNoWorkThatWasInIt) {
     mergeBranch();
     ASSERT_EQ(command({"config", "set", "poll.merge_seconds", "0.2"}).exitCode, 0);
     const auto program = start(runWith());
-    ASSERT_TRUE(program->says("Bug 3f2a9c1d is merged: it has left the queue, and its worktree is gone."))
+    ASSERT_TRUE(program->says("Merged: the bug leaves the queue, and its worktree is gone."))
         << program->output();
     program->signal(SIGTERM);
     program->exitCode();
@@ -194,7 +194,7 @@ TEST_F(OwnerTest, ARetiredBugIsNeverTakenInAgain) {
     mergeBranch();
     command({"config", "set", "poll.merge_seconds", "0.2"});
     const auto program = start(runWith());
-    ASSERT_TRUE(program->says("Bug 3f2a9c1d is merged"));
+    ASSERT_TRUE(program->says("3f2a9c1d  retired: Merged: "));
     program->signal(SIGTERM);
     program->exitCode();
     stopBackend();

@@ -95,6 +95,24 @@ TEST_F(RecoveryTest, WhileTheBackendCannotBeAskedTheItemStaysAsItIs) {
     EXPECT_EQ(status(item), QueueItemStatus::queued);
 }
 
+TEST_F(RecoveryTest, ABugThatWasPutBackUnaskedIsCompletedWhenItsReportIsFound) {
+    const Uuid item = running("3f2a9c1d");
+    run(manager.markResumable(item));
+    EXPECT_THAT(interrupted(), SizeIs(1));
+    backendHasReport(item, "in_review");
+    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
+    EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
+}
+
+TEST_F(RecoveryTest, ABugThatTheBackendNoLongerKnowsHasNoReport) {
+    const Uuid item = running("3f2a9c1d");
+    server.answer({.status = 404, .body = "no such bug"});
+    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(status(item), QueueItemStatus::queued);
+    EXPECT_THAT(healthNews, IsEmpty());
+}
+
 TEST_F(RecoveryTest, AnItemWhoseCompletionHadBeenSeenIsCompletedWithoutAskingAnybody) {
     const Uuid item = running("3f2a9c1d");
     run(manager.markCodexCompleted(item, reportID));
@@ -243,9 +261,18 @@ INSTANTIATE_TEST_SUITE_P(
                  {.status = cancelled, .hasOpenAttempt = true},
                  {},
                  CloseAttempt{.reason = "Cancelled by user."}},
-        StepCase{"queuedOpen",
+        StepCase{"codexCompletedNoCommentLeft",
+                 {.status = codexCompleted, .hasOpenAttempt = true},
+                 std::optional<AgentReport>(),
+                 TakeReport{AgentReport{}}},
+        StepCase{"queuedOpen", {.status = queued, .hasOpenAttempt = true}, {}, AskBackend{}},
+        StepCase{"queuedOpenReport",
                  {.status = queued, .hasOpenAttempt = true},
-                 {},
+                 std::optional(report),
+                 TakeReport{report}},
+        StepCase{"queuedOpenNoReport",
+                 {.status = queued, .hasOpenAttempt = true},
+                 std::optional<AgentReport>(),
                  CloseAttempt{.reason = interruptedText}}),
     [](const auto& named) { return std::string(named.param.name); });
 

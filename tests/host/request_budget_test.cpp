@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "host/session/backend_health.hpp"
-
 namespace quernlight::host {
 namespace {
 
@@ -33,18 +31,6 @@ TEST(RequestBudgetTest, NobodyIsSentBeforeAsking) {
     EXPECT_EQ(budget.reserve(start), start);
     EXPECT_EQ(budget.reserve(start + milliseconds(30)), start + milliseconds(100));
     EXPECT_EQ(budget.reserve(start + milliseconds(500)), start + milliseconds(500));
-}
-
-TEST(BackendHealthTest, OnlyAChangeIsTold) {
-    std::vector<std::string> told;
-    BackendHealth health([&](const std::string& trouble) { told.push_back(trouble); });
-    health.answered();
-    health.failed("503");
-    health.failed("500");
-    EXPECT_FALSE(health.isWell());
-    EXPECT_EQ(health.trouble(), "500");
-    health.answered();
-    EXPECT_EQ(told, (std::vector<std::string>{"503", ""}));
 }
 
 }  // namespace

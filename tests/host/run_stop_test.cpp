@@ -103,7 +103,7 @@ TEST_F(RunStopTest, TheAdministratorsTokenReachesNeitherTheAgentNorAnyFileOrOutp
 TEST_F(RunStopTest, ABackendThatCannotBeReachedForAWhileDoesNotEndTheRun) {
     startBackend({"--fault", R"({"kind": "status", "status": 503})"});
     program = start(runWith());
-    EXPECT_TRUE(program->says("cannot be asked for bugs: The backend returned HTTP 503"));
+    EXPECT_TRUE(program->says("cannot be asked (The backend returned HTTP 503"));
     program->signal(SIGTERM);
     EXPECT_EQ(program->exitCode(), 130);
     EXPECT_EQ(program->errorText(), "");

@@ -60,6 +60,17 @@ TEST(SessionMembersTest, APidThatIsInUseAgainIsAnotherProcess) {
     EXPECT_THAT(sessionMembers(table, {process(50, 10, 50)}, nobody, 99), IsEmpty());
 }
 
+TEST(SessionMembersTest, ASessionOfALeaderWithTheSamePidIsAnotherSession) {
+    std::vector<ProcessEntry> table{process(50, 1, 50), process(51, 50, 50)};
+    table.front().birth = "later";
+    EXPECT_THAT(sessionMembers(table, {process(50, 10, 50)}, nobody, 99), IsEmpty());
+}
+
+TEST(SessionMembersTest, APidThatWasNoLeadersTellsNothingOfASession) {
+    const std::vector<ProcessEntry> table{process(51, 1, 50)};
+    EXPECT_THAT(sessionMembers(table, {process(50, 10, 10)}, nobody, 99), IsEmpty());
+}
+
 TEST(SessionMembersTest, ZombiesAndTheProgramItselfAreLeftOut) {
     std::vector<ProcessEntry> table{process(10, 1, 10), process(11, 10, 10), process(12, 10, 10)};
     table[1].isZombie = true;

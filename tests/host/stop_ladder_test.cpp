@@ -39,6 +39,12 @@ TEST(StopLadderTest, AtAShutdownItWaitsNoLongerThanItMayHoweverPatientTheSetting
     EXPECT_GT(ladder.front().patience, ladder[2].patience);
 }
 
+TEST(StopLadderTest, ASecondSignalLeavesPatienceWithTheKillOnly) {
+    const StopLadder ladder = onlyKill(stopLadder(Settings{}));
+    EXPECT_EQ(total(ladder), milliseconds(10000));
+    EXPECT_EQ(ladder.back(), (StopRung{TerminationMode::kill, milliseconds(10000)}));
+}
+
 TEST(StopLadderTest, OneThatIsQuickEnoughIsNotShrunk) {
     const StopLadder quick = stopLadder(Settings{.stopKillSeconds = 1});
     EXPECT_EQ(shrunk(quick, ladderTimeAtShutdown), quick);

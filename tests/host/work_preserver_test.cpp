@@ -65,6 +65,21 @@ TEST_F(WorkPreserverTest, AWorktreeThatIsGoneNeedsNoSaving) {
     EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
 }
 
+TEST_F(WorkPreserverTest, ASubmoduleThatIsCheckedOutKeepsTheWorktreeWhateverItsState) {
+    const auto library = repository.scratch("library");
+    git({"init", "--quiet", "--initial-branch=main", library}, repository.directory());
+    git({"-c", "user.name=L", "-c", "user.email=l@example.org", "commit", "--quiet", "--allow-empty", "-m",
+         "1"},
+        library);
+    git({"-c", "protocol.file.allow=always", "submodule", "--quiet", "add", library, "parts/library"});
+    commit("Use the library");
+    git({"push", "--quiet", "origin", "Shop-3f2a9c1d"});
+    EXPECT_THAT(failure(), HasSubstr("it holds a git repository of its own at parts/library;"));
+    std::filesystem::remove_all(worktree / "parts/library");
+    std::filesystem::create_directory(worktree / "parts/library");  // as in a clone without its submodules
+    EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
+}
+
 TEST_F(WorkPreserverTest, ChangedNewAndDeletedFilesAreSavedAndIgnoredOnesAreNot) {
     writeFile(worktree / "fix.txt", "fixed better\n");
     writeFile(worktree / "new/file.txt", "new\n");

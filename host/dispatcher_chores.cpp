@@ -1,0 +1,165 @@
+#include <filesystem>
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <boost/asio/use_awaitable.hpp>
+
+#include "host/dispatcher.hpp"
+#include "host/failure_of.hpp"
+#include "host/intake/bug_source.hpp"
+#include "host/user_error.hpp"
+#include "quernlight/storage/database_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds heartbeatInterval{250};
+constexpr int beatsPerLook = 4;  // at the settings, the memory and the orphans
+constexpr std::chrono::seconds longestStep{1};
+constexpr std::chrono::seconds settlingPause{3};
+
+Task<void> sleepFor(std::chrono::milliseconds time) {
+    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
+    timer.expires_after(time);
+    co_await timer.async_wait(boost::asio::use_awaitable);
+}
+
+std::string diskTrouble(const char* what, const std::exception& error) {
+    return std::string("The ") + what + " cannot be read or written at the moment (" + error.what() +
+           "); it is tried again. Free some disk space if the disk is full.";
+}
+
+}  // namespace
+
+/// One round of a chore, and what it threw, if anything. Trouble that may pass (a full disk, an absent
+/// backend) is told, and the next round tries again; what waiting does not mend ends the program.
+Task<std::exception_ptr> Dispatcher::troubleIn(Task<void> round) {
+    const std::exception_ptr failure = co_await failureOf(std::move(round));
+    if (!failure) {
+        co_return nullptr;
+    }
+    try {
+        std::rethrow_exception(failure);
+    } catch (const DatabaseError& error) {
+        services_.board.noteOnce(diskTrouble("queue", error));
+    } catch (const std::filesystem::filesystem_error& error) {
+        services_.board.noteOnce(diskTrouble("dispatch home", error));
+    } catch (const BackendUnavailable& error) {
+        services_.health.failed(std::runtime_error(error.cause()));
+    } catch (const boost::system::system_error& error) {
+        if (error.code() == boost::asio::error::operation_aborted) {
+            throw;
+        }
+        endWith(failure);
+    } catch (...) {
+        endWith(failure);
+    }
+    co_return failure;
+}
+
+/// Notices what nobody tells: new events, changed settings, memory that is free again.
+Task<void> Dispatcher::heartbeat() {
+    for (int beat = 0;; ++beat) {
+        co_await troubleIn(events_.showNew());
+        if (beat % beatsPerLook == 0) {
+            orphans_.sweep();
+            co_await troubleIn(refreshSettings());
+            changed_.notify();
+        }
+        co_await sleepFor(heartbeatInterval);
+    }
+}
+
+Task<void> Dispatcher::refreshSettings() {
+    for (const std::string& news : co_await settings_.refresh()) {
+        services_.board.noteOnce(news);
+    }
+}
+
+Task<void> Dispatcher::findInterrupted() {
+    for (BugQueueItem& item : co_await recovery_.interruptedItems()) {
+        const Uuid itemID = item.id;
+        unsettled_.emplace(itemID, std::move(item));
+    }
+    const auto count = unsettled_.size();
+    if (count > 0) {
+        services_.board.note(std::to_string(count) + (count == 1 ? " session was" : " sessions were") +
+                             " interrupted when the dispatcher last ended; settling.");
+        settlingWanted_.notify();
+    }
+}
+
+Task<void> Dispatcher::settleInterrupted() {
+    while (true) {
+        if (unsettled_.empty()) {
+            co_await settlingWanted_.wait();
+        }
+        co_await troubleIn(settleOnce());
+        changed_.notify();
+        if (!unsettled_.empty()) {
+            co_await sleepFor(settlingPause);
+        }
+    }
+}
+
+Task<void> Dispatcher::settleOnce() {
+    const auto waiting = unsettled_;
+    for (const auto& [itemID, item] : waiting) {
+        const auto current = co_await services_.store.items.item(itemID);
+        std::string trouble;
+        if (current) {
+            trouble = co_await recovery_.settle(*current);
+        }
+        services_.board.condition("settling " + item.bugID,
+                                  trouble.empty() ? "" : "Bug " + item.bugID + " waits: " + trouble);
+        if (trouble.empty()) {
+            unsettled_.erase(itemID);
+            const auto settled = co_await services_.store.items.item(itemID);
+            if (settled) {
+                services_.board.show(restingProgress(*settled));
+            }
+        }
+    }
+    if (options_.once && !unsettled_.empty() && !services_.health.isWell()) {
+        endWith(std::make_exception_ptr(
+            UserError("The backend cannot be asked about interrupted bugs: " + services_.health.trouble())));
+    }
+}
+
+Task<void> Dispatcher::takeBugsIn() {
+    do {
+        const std::exception_ptr trouble = co_await troubleIn(intake_.takeIn());
+        if (trouble && options_.once) {
+            endWith(trouble);
+        }
+        changed_.notify();
+        intakeEnded_ = options_.once;
+        if (!options_.once) {
+            co_await pauseFor(&Settings::pollBugsSeconds);
+        }
+    } while (!options_.once && !stopping_);
+}
+
+Task<void> Dispatcher::retireRepeatedly() {
+    while (!options_.once) {
+        co_await troubleIn(retirement_.retireMerged());
+        co_await pauseFor(&Settings::pollMergeSeconds);
+    }
+}
+
+/// In short steps, so that a changed setting counts for the pause that has begun.
+Task<void> Dispatcher::pauseFor(double Settings::*seconds) {
+    const auto begun = steady_clock::now();
+    const auto rest = [&] {
+        return begun + std::chrono::duration<double>(services_.settings.*seconds) - steady_clock::now();
+    };
+    while (rest() > rest().zero()) {
+        const auto step = std::min<std::chrono::duration<double>>(rest(), longestStep);
+        co_await sleepFor(std::chrono::ceil<std::chrono::milliseconds>(step));
+    }
+}
+
+}  // namespace quernlight::host

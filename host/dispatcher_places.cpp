@@ -1,0 +1,113 @@
+#include "host/dispatcher.hpp"
+#include "host/processes/session_tree.hpp"
+#include "host/start_request.hpp"
+#include "quernlight/platform/available_memory.hpp"
+#include "quernlight/platform/spawn_logged.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds restAfterTrouble{5};
+
+}  // namespace
+
+/// Starts what waits, in list order, as long as there are places. An item that has a session is never started
+/// again.
+Task<void> Dispatcher::fillFreePlaces() {
+    for (BugQueueItem& item : co_await services_.store.items.items()) {
+        if (stopping_ || std::ssize(sessions_) >= services_.settings.maxSessions) {
+            co_return;
+        }
+        const bool startable = co_await mayStart(item);
+        if (startable && memoryIsShort()) {
+            co_return;
+        }
+        if (startable) {
+            co_await start(std::move(item));
+        }
+    }
+}
+
+Task<bool> Dispatcher::mayStart(BugQueueItem item) {
+    if (item.status != QueueItemStatus::queued || isBusy(item.id) || rests(item.id)) {
+        co_return false;
+    }
+    const bool wanted = co_await isWanted(item);
+    if (!wanted) {
+        co_return false;
+    }
+    const std::string reason = co_await hindrance(item);
+    services_.board.condition("starting " + item.bugID,
+                              reason.empty() ? "" : "Bug " + item.bugID + " waits: " + reason);
+    co_return reason.empty();
+}
+
+/// Items of the manual queue wait until a person starts them.
+Task<bool> Dispatcher::isWanted(BugQueueItem item) const {
+    if (item.queueMode == QueueMode::automatic) {
+        co_return true;
+    }
+    co_return startIsRequested(co_await services_.store.items.events(item.id));
+}
+
+/// Why it would not be safe to start in the bug's worktree now; empty when it is.
+Task<std::string> Dispatcher::hindrance(BugQueueItem item) const {
+    const auto attempt = co_await services_.store.attempts.latestAttempt(item.id);
+    const auto sessionID = attempt ? parseUuid(attempt->completionMarker) : std::nullopt;
+    if (!sessionID) {
+        co_return "";
+    }
+    const auto alive = SessionTree(*sessionID).alive();
+    if (alive.empty()) {
+        co_return "";
+    }
+    co_return "process " + std::to_string(alive.front().pid) +
+        " of its earlier session still runs in its worktree.";
+}
+
+bool Dispatcher::memoryIsShort() {
+    constexpr std::uint64_t mebibyte = 1024 * 1024;
+    const auto available = availableMemory();
+    const auto floor = static_cast<std::uint64_t>(services_.settings.memoryFloorMiB);
+    const bool isShort = available && *available / mebibyte < floor;
+    services_.board.condition("memory", isShort ? "No session is started while less than " +
+                                                      std::to_string(floor) + " MiB of memory are available."
+                                                : "");
+    return isShort;
+}
+
+Task<void> Dispatcher::start(BugQueueItem item) {
+    const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
+    if (!mapping) {
+        co_return co_await services_.manager.markFailed(
+            item.id,
+            "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".");
+    }
+    const Uuid itemID = item.id;
+    const std::string name = "the session of bug " + item.bugID;
+    auto session = std::make_shared<BugSession>(services_, std::move(item), *mapping);
+    sessions_.emplace(itemID, session);
+    spawnLogged(executor_, name, runSession(std::move(session), itemID));
+}
+
+/// Whether its last session ended on trouble with the disk a moment ago; it would not fare better at once.
+bool Dispatcher::rests(const Uuid& itemID) {
+    std::erase_if(resting_, [](const auto& rest) { return steady_clock::now() >= rest.second; });
+    return resting_.contains(itemID);
+}
+
+/// What a session could not store of its end is settled as after a crash.
+Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid itemID) {
+    const std::exception_ptr trouble = co_await troubleIn(session->travel());
+    sessions_.erase(itemID);
+    if (trouble) {
+        resting_[itemID] = steady_clock::now() + restAfterTrouble;
+        unsettled_.emplace(itemID, session->item());
+        settlingWanted_.notify();
+    }
+    changed_.notify();
+}
+
+}  // namespace quernlight::host

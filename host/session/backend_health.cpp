@@ -1,0 +1,37 @@
+#include "host/session/backend_health.hpp"
+
+#include "quernlight/backend/backend_error.hpp"
+#include "quernlight/backend/decoding_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr int tooManyRequests = 429;
+constexpr int firstServerTrouble = 500;
+
+/// An answer that concerns what was asked, one bug say, and not the backend.
+bool isAnswer(const std::exception& error) {
+    if (const auto* refused = dynamic_cast<const BackendError*>(&error)) {
+        return refused->status() > 0 && refused->status() < firstServerTrouble &&
+               refused->status() != tooManyRequests;
+    }
+    return dynamic_cast<const DecodingError*>(&error) != nullptr;
+}
+
+}  // namespace
+
+bool BackendHealth::failed(const std::exception& error) {
+    const bool answers = isAnswer(error);
+    note(answers ? "" : error.what());
+    return !answers;
+}
+
+void BackendHealth::note(const std::string& trouble) {
+    const bool changed = trouble.empty() != trouble_.empty();
+    trouble_ = trouble;
+    if (changed) {
+        listener_(trouble);
+    }
+}
+
+}  // namespace quernlight::host

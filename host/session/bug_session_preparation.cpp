@@ -1,0 +1,96 @@
+#include "host/session/agent_conversations.hpp"
+#include "host/session/bug_session.hpp"
+#include "host/session/patient_git.hpp"
+#include "host/session/worktree_preparation.hpp"
+#include "quernlight/dispatch/goal_builder.hpp"
+#include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/storage/file_locations.hpp"
+
+namespace quernlight::host {
+
+Task<void> BugSession::openAttempt() {
+    show("preparing worktree");
+    attempt_ = newAttempt(co_await services_.store.attempts.nextAttemptNumber(item_.id));
+    const auto canonical = co_await services_.store.attempts.canonicalCodexSessionID(item_.bugID);
+    watched_.resumes =
+        conversationToResume(item_, canonical, co_await services_.store.items.events(item_.id));
+    attempt_.codexSessionID = watched_.resumes;
+}
+
+SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
+    const auto directory = FileLocations::sessionAttemptDirectory(services_.home, item_.id, number);
+    return {.id = randomUuid(),
+            .queueItemID = item_.id,
+            .attemptNumber = number,
+            .bugID = item_.bugID,
+            .repoPath = mapping_.repoPath,
+            .transcriptANSIPath = (directory / "transcript.ansi").string(),
+            .transcriptTextPath = (directory / "transcript.txt").string(),
+            .completionMarker = upperCaseText(sessionID_)};
+}
+
+Task<bool> BugSession::prepareWorktree() {
+    OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
+    const GitRunner run = patientGit(stop_, services_.settings);
+    const GitWorktreePrepareResult prepared =
+        co_await turns.run(prepareUsableWorktree(worktreeRequest(), run));
+    if (watched_.stopRequested) {
+        show("queued");  // nothing has begun
+        co_return false;
+    }
+    if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
+        co_await services_.manager.markFailed(item_.id, failed->message);
+        showEnd("failed", failed->message);
+        co_return false;
+    }
+    attempt_.agentWorkspacePath =
+        WorktreeNaming::worktreePath(mapping_.resolvedWorktreeRootPath(), item_.appName, item_.bugID);
+    co_await tellEvent(event_kind::worktreeReady, "The worktree is ready: " + *attempt_.agentWorkspacePath);
+    co_return true;
+}
+
+PrepareBugRequest BugSession::worktreeRequest() const {
+    return {.repoPath = mapping_.repoPath,
+            .worktreeRootPath = mapping_.resolvedWorktreeRootPath(),
+            .appName = item_.appName,
+            .bugID = item_.bugID,
+            .baseBranch = mapping_.baseBranch};
+}
+
+Task<std::string> BugSession::writeGoal() {
+    if (item_.goalFlow == QueueItemGoalFlow::fixBug) {
+        co_return GoalBuilder::build(goalContext(std::nullopt));
+    }
+    co_return GoalBuilder::buildReviewFollowup(goalContext(co_await pullRequestURL()));
+}
+
+GoalContext BugSession::goalContext(std::optional<Url> prURL) const {
+    const InstructionFiles& instructions = services_.instructions;
+    return {.queueItemID = item_.id,
+            .sessionID = sessionID_,
+            .appName = item_.appName,
+            .bundleID = item_.bundleID,
+            .bugID = item_.bugID,
+            .bugShareURL = item_.bugURL,
+            .repoPath = mapping_.repoPath,
+            .worktreeRootPath = WorktreeNaming::standardizedPath(mapping_.resolvedWorktreeRootPath()),
+            .baseBranch = mapping_.baseBranch,
+            .investigationInstructionsPath = instructions.investigation.string(),
+            .reproduceInstructionPath = instructions.reproduction.string(),
+            .completionInstructionsPath = instructions.completion.string(),
+            .prURL = std::move(prURL)};
+}
+
+/// Without an answer from the backend the goal tells the agent to find the pull request by itself.
+Task<std::optional<Url>> BugSession::pullRequestURL() {
+    try {
+        const auto detail = co_await stop_.untilPressed(services_.client.fetchBugDetail(item_.bugID));
+        co_return detail.bug.prURL;
+    } catch (const std::exception& error) {
+        services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
+                             error.what() + ")");
+        co_return std::nullopt;
+    }
+}
+
+}  // namespace quernlight::host

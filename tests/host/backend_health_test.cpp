@@ -1,0 +1,43 @@
+#include "host/session/backend_health.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/backend/backend_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class BackendHealthTest : public testing::Test {
+  protected:
+    std::vector<std::string> told;
+    BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
+};
+
+TEST_F(BackendHealthTest, TellsOnceWhenTheBackendGoesAndOnceWhenItIsBack) {
+    health.answered();
+    EXPECT_TRUE(health.failed(std::runtime_error("No connection.")));
+    EXPECT_TRUE(health.failed(std::runtime_error("Time-out.")));
+    EXPECT_FALSE(health.isWell());
+    EXPECT_EQ(health.trouble(), "Time-out.");
+    health.answered();
+    health.answered();
+    EXPECT_THAT(told, ElementsAre("No connection.", ""));
+}
+
+TEST_F(BackendHealthTest, ARefusalThatConcernsOneBugIsAnAnswer) {
+    for (const int status : {400, 403, 404}) {
+        EXPECT_FALSE(health.failed(BackendError::server(status, "no"))) << status;
+    }
+    EXPECT_THAT(told, IsEmpty());
+    EXPECT_TRUE(health.failed(BackendError::server(503, "")));
+    EXPECT_FALSE(health.failed(BackendError::server(404, "")));
+    EXPECT_TRUE(health.failed(BackendError::server(429, "")));
+    EXPECT_THAT(told, ElementsAre("The backend returned HTTP 503", "", "The backend returned HTTP 429"));
+}
+
+}  // namespace
+}  // namespace quernlight::host

@@ -1,0 +1,208 @@
+#include <csignal>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::eventually;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
+
+/// How sessions end when the agent, the backend and the person at the keyboard do so at the same time.
+class OwnerEndingsTest : public test::DispatchFixture {
+  protected:
+    /// A run whose agent behaves so on bug 3f2a9c1d and has its goal; comments are not polled by themselves.
+    void startWorking(const std::string& behaviour, const std::vector<std::string>& more = {}) {
+        reportClearBug("3f2a9c1d");
+        agentDoes("3f2a9c1d", behaviour);
+        mapApp();
+        startBackend();
+        set("poll.comments_seconds", "3600");
+        program = start(runWith(more));
+        ASSERT_TRUE(program->says("3f2a9c1d  typed: ")) << program->output() << program->errorText();
+    }
+    void set(const std::string& setting, const std::string& value) {
+        const auto outcome = dispatch({"config", "set", setting, value, "--home", home()});
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+    }
+    void stopWith(int signal) {
+        program->signal(signal);
+        EXPECT_EQ(program->exitCode(), 130) << program->output() << program->errorText();
+    }
+    /// From now on git's far side takes the connection and never answers.
+    void silenceTheRemote() {
+        const auto silent = repository.scratch("silent");
+        test::writeFile(silent, "#!/bin/sh\ntouch \"$0.asked\"\nexec sleep 6000\n");
+        std::filesystem::permissions(silent, std::filesystem::perms::owner_all);
+        repository.git({"config", "core.sshCommand", silent});
+    }
+    bool remoteIsAsked() {
+        return eventually([this] { return std::filesystem::exists(repository.scratch("silent.asked")); });
+    }
+
+    std::unique_ptr<test::DispatchProcess> program;
+};
+
+TEST_F(OwnerEndingsTest, AReportThatNobodyHadSeenAtAStopCompletesTheBug) {
+    startWorking("idle");
+    agentReports("3f2a9c1d", "in_review");
+    stopWith(SIGINT);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempt("3f2a9c1d", "state"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, AQuestionThatNobodyHadSeenAtAStopWaitsForTheUser) {
+    startWorking("idle");
+    agentReports("3f2a9c1d", "investigate");
+    stopWith(SIGINT);
+    EXPECT_EQ(status("3f2a9c1d"), "awaitingUserInput");
+}
+
+TEST_F(OwnerEndingsTest, AStopWhileTheBackendIsAwayLeavesTheQuestionToTheNextStart) {
+    startWorking("idle");
+    agentReports("3f2a9c1d", "in_review");
+    backendFaults(R"([{"kind": "status", "status": 503}])");
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_THAT(events("3f2a9c1d"), EndsWith(" resumable"));
+    backendFaults("[]");
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "1");
+}
+
+TEST_F(OwnerEndingsTest, AnExitFailsNoBugWhoseReportTheBackendCannotShow) {
+    startWorking("silent-exit", {"--exit-grace", "600"});
+    ASSERT_TRUE(program->says("3f2a9c1d  agentExited: "));
+    agentReports("3f2a9c1d", "in_review");
+    backendFaults(R"([{"kind": "status", "status": 503}])");
+    EXPECT_TRUE(program->says("cannot be asked"));
+    stopWith(SIGTERM);
+    set("sessions.post_exit_grace_seconds", "0");
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+}
+
+TEST_F(OwnerEndingsTest, AGraceThatIsOverEndsOnlyOnceTheCommentsAreKnown) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "silent-exit");
+    mapApp();
+    startBackend();
+    set("poll.comments_seconds", "3600");
+    program = start(runWith({"--exit-grace", "1"}));
+    ASSERT_TRUE(program->says("3f2a9c1d  typed: "));
+    agentReports("3f2a9c1d", "in_review");
+    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, TheTerminalsHangUpIsAPoliteStop) {
+    startWorking("idle");
+    stopWith(SIGHUP);
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
+TEST_F(OwnerEndingsTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsStopped) {
+    startWorking("ignore-exit");
+    set("poll.comments_seconds", "0.2");
+    ASSERT_TRUE(program->says("3f2a9c1d  codexCompleted: "));
+    stopWith(SIGINT);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, ARemoteThatNeverAnswersFailsTheBugWithASentence) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    set("git.fetch_seconds", "1");
+    silenceTheRemote();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_THAT(item("3f2a9c1d", "error_message"), HasSubstr("git fetch did not end within 1 seconds"));
+}
+
+TEST_F(OwnerEndingsTest, AStopWhileAWorktreeIsPreparedEndsTheFetchAndLeavesTheBugQueued) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    silenceTheRemote();
+    program = start(runWith());
+    ASSERT_TRUE(remoteIsAsked());
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_EQ(history("3f2a9c1d"), "enqueued");
+}
+
+TEST_F(OwnerEndingsTest, AStopWhileAMergeIsLookedForEndsTheFetch) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    silenceTheRemote();
+    set("poll.merge_seconds", "0.2");
+    program = start(runWith());
+    ASSERT_TRUE(remoteIsAsked());
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_THAT(program->output(), Not(HasSubstr("unknown")));
+}
+
+TEST_F(OwnerEndingsTest, AManualBugThatWasStartedAndInterruptedGoesOnByItself) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "idle");
+    startBackend();
+    runOnce();
+    dispatch({"queue", "hold", "3f2a9c1d", "--home", home()});
+    mapApp();
+    dispatch({"queue", "start", "3f2a9c1d", "--home", home()});
+    program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  typed: "));
+    stopWith(SIGINT);
+    agentDoesAsToldAgain();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, OneAgentAtATimeInTheOrderOfTheList) {
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        reportClearBug(bugID);
+    }
+    std::istringstream lines(workAll({"--max-sessions", "1"}).output);
+    std::string order;
+    for (std::string line; std::getline(lines, line);) {
+        const bool starts = line.find(" startingCodex: ") != line.npos;
+        if (starts || line.find(" completed: ") != line.npos) {
+            order += (starts ? " start " : " end ") + line.substr(line.find("  ") + 2, 1);
+        }
+    }
+    EXPECT_EQ(order, " start 1 end 1 start 2 end 2 start 3 end 3");
+}
+
+TEST_F(OwnerEndingsTest, ABaseBranchThatIsGoneFailsTheBugWithGitsWords) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    repository.git(repository.bare(), {"update-ref", "-d", "refs/heads/main"});
+    runOnce();
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_THAT(item("3f2a9c1d", "error_message"), HasSubstr("couldn't find remote ref refs/heads/main"));
+}
+
+TEST_F(OwnerEndingsTest, WhileIntakeIsOffNoNewBugComesIn) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    set("intake.enabled", "false");
+    EXPECT_EQ(runOnce().output, "");
+    EXPECT_THAT(dispatch(runWith({"--dry-run"})).output,
+                HasSubstr("New bugs are not taken in (setting intake.enabled)."));
+    EXPECT_EQ(status("3f2a9c1d"), "no such row");
+}
+
+}  // namespace
+}  // namespace quernlight

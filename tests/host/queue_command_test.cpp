@@ -1,0 +1,75 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// Bugs 11111111 and 22222222 in the queue, and no owner.
+class QueueCommandTest : public test::DispatchFixture {
+  protected:
+    QueueCommandTest() {
+        for (const char* bugID : {"11111111", "22222222"}) {
+            reportClearBug(bugID);
+        }
+        startBackend();
+        runOnce();
+    }
+    test::Outcome queue(const std::string& command, const std::string& bugID = "") {
+        std::vector<std::string> words{"queue", command};
+        if (!bugID.empty()) {
+            words.push_back(bugID);
+        }
+        words.insert(words.end(), {"--home", home()});
+        return dispatch(words);
+    }
+    std::string positions() {
+        return item("11111111", "queue_position") + " " + item("22222222", "queue_position");
+    }
+};
+
+TEST_F(QueueCommandTest, NextPutsABugAtTheHead) {
+    EXPECT_EQ(positions(), "0 1");
+    EXPECT_EQ(queue("next", "22222222").exitCode, 0);
+    EXPECT_EQ(positions(), "1 0");
+}
+
+TEST_F(QueueCommandTest, CancelTakesABugOutAndRetryBringsItBack) {
+    EXPECT_EQ(queue("cancel", "11111111").exitCode, 0);
+    EXPECT_EQ(status("11111111"), "cancelled");
+    EXPECT_EQ(queue("cancel", "11111111").exitCode, 1);
+    EXPECT_EQ(queue("retry", "11111111").exitCode, 0);
+    EXPECT_EQ(status("11111111"), "waitingForMapping");
+    EXPECT_EQ(positions(), "1 0");
+}
+
+TEST_F(QueueCommandTest, HoldAndReleaseMoveABugBetweenTheQueues) {
+    EXPECT_EQ(queue("hold", "11111111").exitCode, 0);
+    EXPECT_EQ(item("11111111", "queue_mode"), "manual");
+    EXPECT_EQ(queue("release", "11111111").exitCode, 0);
+    EXPECT_EQ(item("11111111", "queue_mode"), "auto");
+}
+
+TEST_F(QueueCommandTest, ShowTellsABugsHistory) {
+    const auto shown = queue("show", "11111111-0000-4000-8000-000000000000");
+    EXPECT_EQ(shown.exitCode, 0) << shown.error;
+    EXPECT_THAT(shown.output, StartsWith("11111111  Shop "));
+    EXPECT_THAT(shown.output, HasSubstr("enqueued"));
+}
+
+TEST_F(QueueCommandTest, ABugThatIsNotThereIsASentence) {
+    for (const char* command : {"show", "next", "cancel", "retry", "hold", "release", "start"}) {
+        const auto refused = queue(command, "99999999");
+        EXPECT_EQ(refused.exitCode, 1) << command;
+        EXPECT_EQ(
+            refused.error,
+            "quernlight-dispatch: Bug 99999999 is not in the queue; see: quernlight-dispatch queue list\n");
+    }
+}
+
+}  // namespace
+}  // namespace quernlight
