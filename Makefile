@@ -52,6 +52,7 @@ clang: setup build/clang/build.ninja
 	@cmake --build --preset clang -j $(JOBS)
 
 tsan: setup build/tsan/build.ninja
+	@packaging/install-dependencies llvm-19
 	@cmake --build --preset tsan -j $(JOBS)
 	@ctest --preset tsan
 

@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include "host/dispatcher.hpp"
 #include "host/processes/session_tree.hpp"
 #include "host/start_request.hpp"
@@ -60,11 +62,15 @@ Task<std::string> Dispatcher::hindrance(BugQueueItem item) const {
         co_return "";
     }
     const auto alive = SessionTree(*sessionID).alive();
-    if (alive.empty()) {
+    const auto orphan = attempt->agentWorkspacePath
+                            ? orphanIn(*attempt->agentWorkspacePath, processTable(), getpid())
+                            : std::nullopt;
+    if (alive.empty() && !orphan) {
         co_return "";
     }
-    co_return "process " + std::to_string(alive.front().pid) +
-        " of its earlier session still runs in its worktree.";
+    const pid_t pid = alive.empty() ? orphan->pid : alive.front().pid;
+    co_return "process " + std::to_string(pid) +
+        " of its earlier session still runs in its worktree; it starts once that has ended.";
 }
 
 bool Dispatcher::memoryIsShort() {

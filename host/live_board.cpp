@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 
+#include <cerrno>
 #include <ctime>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -19,6 +21,7 @@ namespace quernlight::host {
 namespace {
 
 constexpr std::chrono::milliseconds frameTime{120};
+constexpr std::size_t stageWidth = 19;  // of the longest stage, "waits for a mapping"
 constexpr std::array<const char*, 10> spinner{"⠋", "⠙", "⠹", "⠸", "⠼", "⠴", "⠦", "⠧", "⠇", "⠏"};
 constexpr const char* green = "\x1b[32m";
 constexpr const char* yellow = "\x1b[33m";
@@ -99,10 +102,23 @@ std::size_t rowsTaken(std::size_t drawnWidth, std::size_t width) {
     return width == 0 || drawnWidth <= width ? 1 : (drawnWidth + width - 1) / width;
 }
 
+/// The terminal once more, for writing without waiting. Its other holders, a shell above all, share the first
+/// opening and its flags.
+FileDescriptor reopened(int terminal) {
+    std::array<char, 256> name{};
+    if (ttyname_r(terminal, name.data(), name.size()) != 0) {
+        return {};
+    }
+    return FileDescriptor(open(name.data(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+}
+
 }  // namespace
 
 LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal, bool history)
-    : executor_(executor), terminal_(terminal), history_(history) {}
+    : executor_(executor),
+      ownTerminal_(reopened(terminal)),
+      terminal_(ownTerminal_.get() >= 0 ? ownTerminal_.get() : terminal),
+      history_(history) {}
 
 void LiveBoard::show(const BugProgress& progress) {
     Line& line = lineOf(progress);
@@ -149,9 +165,14 @@ void LiveBoard::condition(const std::string& topic, const std::string& sentence)
     }
 }
 
+/// The last picture is worth a short wait for a slow terminal.
 void LiveBoard::close() {
     closed_ = true;
     redraw_.reset();
+    for (int wait = 0; wait < 10 && !flush(); ++wait) {
+        pollfd room{.fd = terminal_, .events = POLLOUT, .revents = 0};
+        poll(&room, 1, 100);
+    }
     draw();
 }
 
@@ -172,17 +193,19 @@ Task<void> LiveBoard::redrawRepeatedly() {
 }
 
 void LiveBoard::draw() {
+    if (!flush()) {
+        return;
+    }
     const TerminalSize size = sizeOfTerminal(terminal_);
-    std::string text = eraseDrawn() + scrolled_;
+    unwritten_ = eraseDrawn() + scrolled_;
     const auto drawn = picture(size.columns, size.rows - 1);
     for (const std::string& line : drawn) {
-        text += line + "\n";
+        unwritten_ += line + "\n";
     }
-    if (write(text)) {
-        scrolled_.clear();
-        drawnLines_ = drawn.size();
-        drawnColumns_ = size.columns;
-    }
+    scrolled_.clear();
+    drawnLines_ = drawn.size();
+    drawnColumns_ = size.columns;
+    flush();
 }
 
 /// What holds now, then bugs as far as there is room, then the sum. What is above the screen's top cannot be
@@ -263,8 +286,8 @@ std::string LiveBoard::textOf(const Line& line, std::size_t width) const {
     std::string text =
         signOf(progress, frame_) + " " + fitted(progress.bugID, 8) + "  " + fitted(progress.appName, 10) +
         "  " + (titleWidth > 0 ? fitted(progress.title, titleWidth) + "  " : "") +
-        fitted(progress.stage, 18) + " " + fitted(isUnderWay(progress) ? clockText(time) : "", 5);
-    const std::size_t used = 2 + 8 + 2 + 10 + 2 + (titleWidth > 0 ? titleWidth + 2 : 0) + 18 + 1 + 5;
+        fitted(progress.stage, stageWidth) + " " + fitted(isUnderWay(progress) ? clockText(time) : "", 5);
+    const std::size_t used = 2 + 8 + 2 + 10 + 2 + (titleWidth > 0 ? titleWidth + 2 : 0) + stageWidth + 1 + 5;
     const std::string& detail = progress.detail.empty() && titleWidth == 0 ? progress.title : progress.detail;
     if (width > used + 8 && !detail.empty()) {
         text += std::string("  ") + dim + fitted(detail, width - used - 3) + plain;
@@ -282,18 +305,18 @@ LiveBoard::Line& LiveBoard::lineOf(const BugProgress& progress) {
     return lines_.back();
 }
 
-/// Whether the terminal took the text. One that is gone took it as well: the work goes on without a picture.
-bool LiveBoard::write(const std::string& text) const {
-    pollfd room{.fd = terminal_, .events = POLLOUT, .revents = 0};
-    if (poll(&room, 1, 0) == 0) {
-        return false;
-    }
-    for (std::size_t written = 0; written < text.size();) {
-        const ssize_t count = ::write(terminal_, text.data() + written, text.size() - written);
-        if (count <= 0) {
-            break;
+/// Whether the terminal has taken all there was. One that is gone has: the work goes on without a picture.
+bool LiveBoard::flush() {
+    while (!unwritten_.empty()) {
+        pollfd room{.fd = terminal_, .events = POLLOUT, .revents = 0};
+        if (poll(&room, 1, 0) == 0) {
+            return false;
         }
-        written += static_cast<std::size_t>(count);
+        const ssize_t count = write(terminal_, unwritten_.data(), unwritten_.size());
+        if (count < 0 && errno == EAGAIN) {
+            return false;
+        }
+        unwritten_.erase(0, count > 0 ? static_cast<std::size_t>(count) : unwritten_.size());
     }
     return true;
 }

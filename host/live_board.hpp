@@ -10,6 +10,7 @@
 
 #include "host/progress_board.hpp"
 #include "quernlight/platform/child_task.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 
 namespace quernlight::host {
 
@@ -45,12 +46,14 @@ class LiveBoard final : public ProgressBoard {
     std::string eraseDrawn() const;
     Line& lineOf(const BugProgress& progress);
     void scroll(const std::string& line);
-    bool write(const std::string& text) const;
+    bool flush();
 
     const boost::asio::any_io_executor executor_;
+    const FileDescriptor ownTerminal_;  // the same terminal, opened anew so that writing to it never waits
     const int terminal_;
     const bool history_;
-    std::string scrolled_;  // lines that are still to go above the picture
+    std::string scrolled_;   // lines that are still to go above the picture
+    std::string unwritten_;  // what the terminal has not taken yet
     std::vector<Line> lines_;
     std::map<std::string, std::string> conditions_;  // by topic; only those that hold
     std::size_t drawnLines_ = 0;

@@ -78,6 +78,21 @@ std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
     return members;
 }
 
+std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
+                                     const std::vector<ProcessEntry>& table, pid_t self) {
+    constexpr pid_t firstProcess = 1;
+    std::error_code error;
+    const std::string place = std::filesystem::canonical(directory, error).string();
+    for (const ProcessEntry& process : table) {
+        const bool isOrphan = process.parent == self || process.parent == firstProcess;
+        const std::string cwd = isOrphan && !error ? workingDirectoryOf(process.pid).string() : "";
+        if (!cwd.empty() && (cwd == place || cwd.starts_with(place + "/"))) {
+            return process;
+        }
+    }
+    return std::nullopt;
+}
+
 SessionTree::SessionTree(const Uuid& sessionID) : assignment_(markOf(sessionID).assignment()) {}
 
 void SessionTree::remember(const ProcessEntry& leader) {

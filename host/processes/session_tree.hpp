@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,6 +31,11 @@ std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
                                          const std::vector<ProcessEntry>& remembered,
                                          const std::function<bool(const ProcessEntry&)>& carriesMark,
                                          pid_t self);
+
+/// An orphan (a process whose parent is gone, so that `self` or the first process has it) that works in the
+/// directory or below it: what is left of a session and carries no mark any more. Nothing when there is none.
+std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
+                                     const std::vector<ProcessEntry>& table, pid_t self);
 
 /// All processes of one agent session, the agent's own one, its children, and those that left its group or
 /// whose parent has gone. Used on one executor.

@@ -16,12 +16,18 @@ std::string_view lastPart(std::string_view text, std::size_t size) {
     return text.substr(text.size() - std::min(text.size(), size));
 }
 
+/// A prompt alone says nothing.
+bool saysSomething(std::string_view line) {
+    const std::u32string scalars = unicodeScalars(line);
+    return std::any_of(scalars.begin(), scalars.end(), isAlphanumeric);
+}
+
 /// The last line with something to read in it.
 std::string lastReadableLine(std::string_view text) {
     const auto lines = linesOf(text);
     for (auto line = lines.rbegin(); line != lines.rend(); ++line) {
-        if (const auto words = trimmed(*line); !words.empty()) {
-            return std::string(words);
+        if (saysSomething(*line)) {
+            return std::string(trimmed(*line));
         }
     }
     return {};

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +38,10 @@ ProcessEntry processEntry(pid_t pid);
 /// Whether the environment with which the process was started holds exactly `assignment` ("NAME=value").
 /// False for zombies and where the system does not let this user look.
 bool startedWith(pid_t pid, std::string_view assignment);
+
+/// Where the process works now, links resolved; empty when it has ended or the system does not tell this
+/// user.
+std::filesystem::path workingDirectoryOf(pid_t pid);
 
 /// Sends a signal to that very process, and to no later one of its pid. False when it is gone, or the system
 /// refuses; true for a zombie, which takes no notice.

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <thread>
 
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -56,6 +58,25 @@ ProcessEntry parseStat(pid_t pid, const std::string& stat) {
     return fields ? entry : ProcessEntry{};
 }
 
+/// While a process takes on a new program (execve(2)) it shows neither arguments nor environment for a
+/// moment. A kernel thread and a zombie, which never show any, have no program.
+bool isTakingOnProgram(pid_t pid) {
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink(procFile(pid, "exe"), error);
+    return !program.empty() && contentOf(procFile(pid, "cmdline")).empty();
+}
+
+std::string environmentOf(pid_t pid) {
+    constexpr int looks = 20;
+    constexpr std::chrono::microseconds pause{100};
+    std::string environment = contentOf(procFile(pid, "environ"));
+    for (int look = 1; look < looks && environment.empty() && isTakingOnProgram(pid); ++look) {
+        std::this_thread::sleep_for(pause);
+        environment = contentOf(procFile(pid, "environ"));
+    }
+    return environment;
+}
+
 pid_t pidNamed(const std::string& name) {
     pid_t pid = -1;
     const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), pid);
@@ -84,7 +105,7 @@ std::vector<ProcessEntry> processTable() {
 }
 
 bool startedWith(pid_t pid, std::string_view assignment) {
-    const std::string environment = contentOf(procFile(pid, "environ"));
+    const std::string environment = environmentOf(pid);
     std::string_view rest = environment;
     while (!rest.empty()) {
         const auto end = std::min(rest.find('\0'), rest.size());
@@ -94,6 +115,11 @@ bool startedWith(pid_t pid, std::string_view assignment) {
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return false;
+}
+
+std::filesystem::path workingDirectoryOf(pid_t pid) {
+    std::error_code error;
+    return std::filesystem::read_symlink(procFile(pid, "cwd"), error);
 }
 
 /// The descriptor holds the process, so between looking at its birth and the signal it cannot become another.

@@ -94,6 +94,12 @@ bool startedWith(pid_t pid, std::string_view assignment) {
     return false;
 }
 
+std::filesystem::path workingDirectoryOf(pid_t pid) {
+    proc_vnodepathinfo info{};
+    const int size = proc_pidinfo(pid, PROC_PIDVNODEPATHINFO, 0, &info, sizeof info);
+    return size == static_cast<int>(sizeof info) ? info.pvi_cdir.vip_path : "";
+}
+
 /// There is no descriptor for a process here; what can change between the look and the signal is a matter of
 /// microseconds, and pids are handed out in turn.
 bool signalProcess(const ProcessEntry& process, int signal) {

@@ -1,5 +1,6 @@
 #include "tests/host/dispatch_fixture.hpp"
 
+#include <cstdlib>
 #include <sstream>
 
 #include <boost/json/parse.hpp>
@@ -7,6 +8,7 @@
 
 #include "host/item_event.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
+#include "quernlight/platform/bug_id.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -37,6 +39,9 @@ DispatchFixture::DispatchFixture() {
                    {"CODEX_HOME", repository.scratch("codex-home")},
                    {"GIT_CONFIG_NOSYSTEM", "1"},
                    {"TMPDIR", temporary()}};
+    if (const char* options = std::getenv("TSAN_OPTIONS")) {
+        environment["TSAN_OPTIONS"] = options;  // what is no race in the tests is none in the programs
+    }
     fs::create_directories(temporary());
     writeFile(tokenFile(), std::string(token) + "\n");
     writeFile(repository.scratch("agent-token"), "the-agents-token");
@@ -146,6 +151,13 @@ std::string DispatchFixture::cell(const std::string& query, const std::string& b
     Connection database(queueFile(), Connection::Access::readOnly);
     const auto rows = database.query(query, {SQLValue::text(bugID)});
     return rows.empty() ? "no such row" : asText(rows.front().begin()->second);
+}
+
+std::string DispatchFixture::reportClearBugNow() {
+    const QuernlightClient client(*Url::parse(address_), token, std::make_shared<HttpSession>());
+    const std::vector<QLAppDTO> apps = runTask(client.fetchApps());
+    CreateBugRequest bug{.title = "Crash on launch", .description = "Open it. It crashes."};
+    return BugID::normalized(runTask(client.createBug(apps.at(0), std::move(bug))).id);
 }
 
 void DispatchFixture::userComments(const std::string& bugID, const std::string& body) {

@@ -67,6 +67,9 @@ class DispatchFixture : public testing::Test {
     std::string history(const std::string& bugID);  ///< all kinds, a blank between two
     pid_t agent(const std::string& bugID) { return static_cast<pid_t>(std::stol(attempt(bugID, "pid"))); }
 
+    /// A bug that comes to the backend while it runs; its short id.
+    std::string reportClearBugNow();
+
     /// A person comments on the bug at the backend.
     void userComments(const std::string& bugID, const std::string& body);
 

@@ -1,6 +1,7 @@
 #include "host/live_board.hpp"
 
 #include <pty.h>
+#include <termios.h>
 #include <unistd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -96,6 +97,34 @@ TEST_F(LiveBoardTest, ABugThatHasLeftTheQueueIsNoLongerShown) {
     show("22222222", "working");
     board_->gone("11111111");
     EXPECT_THAT(drawn(), Not(HasSubstr("11111111")));
+}
+
+TEST_F(LiveBoardTest, EventsScrollByAboveThePicture) {
+    open(24);
+    show("3f2a9c1d", "working");
+    LoggedEvent logged{.bugID = "3f2a9c1d"};
+    logged.event.message = "The goal has been\x1b[2J typed.";
+    board_->event(logged);
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, HasSubstr("3f2a9c1d  The goal has been"));
+    EXPECT_THAT(picture, Not(HasSubstr("\x1b[2J")));
+    EXPECT_LT(picture.find("The goal"), picture.rfind("working"));
+}
+
+TEST_F(LiveBoardTest, ATerminalThatTakesNothingHoldsNobodyUpAndLosesNoLine) {
+    open(24);
+    ASSERT_EQ(tcflow(slave_.get(), TCOOFF), 0);
+    for (int number = 0; number < 500; ++number) {
+        board_->note("note " + std::to_string(number) + std::string(100, '.'));
+    }
+    ASSERT_EQ(tcflow(slave_.get(), TCOON), 0);
+    std::string picture = drawn();
+    for (int piece = 0; piece < 100 && picture.find("note 499.") == std::string::npos; ++piece) {
+        picture += drawn();
+    }
+    EXPECT_THAT(picture, HasSubstr("note 0."));
+    EXPECT_THAT(picture, HasSubstr("note 250."));
+    EXPECT_THAT(picture, HasSubstr("note 499."));
 }
 
 TEST_F(LiveBoardTest, NoLineIsWiderThanTheTerminalAndATitleMovesNoCursor) {

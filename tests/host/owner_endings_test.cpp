@@ -1,8 +1,10 @@
 #include <csignal>
 
+#include <sys/wait.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "quernlight/platform/spawn.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
 namespace quernlight {
@@ -166,6 +168,31 @@ TEST_F(OwnerEndingsTest, AManualBugThatWasStartedAndInterruptedGoesOnByItself) {
     agentDoesAsToldAgain();
     EXPECT_EQ(runOnce().exitCode, 0);
     EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, NoSessionStartsInAWorktreeInWhichAnOrphanOfAnEarlierOneStillWorks) {
+    startWorking("idle");
+    stopWith(SIGINT);
+    agentDoesAsToldAgain();
+    set("poll.comments_seconds", "0.2");
+    const auto worktree = repository.scratch("shop-worktrees/Shop-3f2a9c1d");
+    const pid_t orphan = spawnProcess(
+        {.executable = "/bin/sleep", .arguments = {"sleep", "6000"}, .workingDirectory = worktree});
+    // Its parent is this test and not the first process, so it is no orphan yet for the program that follows.
+    const auto shell = "cd '" + worktree.string() + "' && (sleep 6000 & echo $! > '" +
+                       repository.scratch("orphan").string() + "')";
+    const pid_t parent = spawnProcess({.executable = "/bin/sh", .arguments = {"sh", "-c", shell}});
+    waitpid(parent, nullptr, 0);
+    const pid_t left = std::stoi(test::readFile(repository.scratch("orphan")));
+    program = start(runWith());
+    EXPECT_TRUE(program->says("Bug 3f2a9c1d waits: process " + std::to_string(left) +
+                              " of its earlier session still runs in its worktree;"));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    kill(left, SIGKILL);
+    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
+    stopWith(SIGTERM);
+    kill(orphan, SIGKILL);
+    waitpid(orphan, nullptr, 0);
 }
 
 TEST_F(OwnerEndingsTest, OneAgentAtATimeInTheOrderOfTheList) {

@@ -12,6 +12,10 @@ struct HistoryCase {
     bool requested;
 };
 
+void PrintTo(const HistoryCase& row, std::ostream* stream) {
+    *stream << row.kinds;
+}
+
 class StartRequestTest : public testing::TestWithParam<HistoryCase> {};
 
 TEST_P(StartRequestTest, IsReadFromTheItemsHistory) {

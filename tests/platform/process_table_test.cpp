@@ -38,6 +38,7 @@ class Child {
     Child(const Child&) = delete;
     Child& operator=(const Child&) = delete;
     ~Child() {
+        ::kill(-pid_, SIGKILL);  // it leads a group of its own, and the shell's children are in it
         ::kill(pid_, SIGKILL);
         ::waitpid(pid_, nullptr, 0);
     }
@@ -143,6 +144,19 @@ TEST(ProcessTableTest, AProcessWasStartedWithExactlyTheAssignmentsOfItsEnvironme
     for (const auto& [assignment, expected] : rows) {
         EXPECT_EQ(startedWith(child.pid(), assignment), expected) << assignment;
     }
+}
+
+TEST(ProcessTableTest, AProcessWorksWhereItWentAndAnEndedOneNowhere) {
+    const test::TemporaryDirectory directory;
+    const auto place = std::filesystem::canonical(directory.path());
+    {
+        const Child child("cd '" + place.string() + "'; " + sleeping);
+        EXPECT_TRUE(test::eventually([&] { return workingDirectoryOf(child.pid()) == place; }));
+    }
+    const Child ended("exit 0");
+    awaitEnd(ended.pid());
+    EXPECT_EQ(workingDirectoryOf(ended.pid()), "");
+    EXPECT_EQ(workingDirectoryOf(-1), "");
 }
 
 TEST(ProcessTableTest, ASignalReachesThatProcess) {

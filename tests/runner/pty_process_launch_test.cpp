@@ -160,6 +160,10 @@ TEST_F(PTYProcessLaunchTest, AProgramThatMayNotBeRunCannotBeLaunched) {
 }
 
 TEST_F(PTYProcessLaunchTest, AStartThatRunsOutOfDescriptorsSaysWhereAndLeavesNothing) {
+#ifdef QUERNLIGHT_UNDEFINED_SANITIZER
+    GTEST_SKIP()
+        << "the undefined-behaviour sanitizer opens descriptors of its own when it looks at an object";
+#endif
     exitCodeOf("exit 0");  // the reader queue opens descriptors of its own the first time
     dropProcess();
     struct Row {
