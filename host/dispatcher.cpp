@@ -59,9 +59,10 @@ Task<void> Dispatcher::startSessionsUntilDone() {
 }
 
 Task<void> Dispatcher::startOrEnd() {
+    const bool noneComes = intakeEnded_;  // before the looks, for they take their time
     co_await fillFreePlaces();
     const bool nothingWaits = co_await idle();
-    done_ = intakeEnded_ && nothingWaits;
+    done_ = noneComes && nothingWaits;
 }
 
 void Dispatcher::stop() {
@@ -74,6 +75,7 @@ void Dispatcher::stop() {
 }
 
 void Dispatcher::kill() {
+    retirement_.requestKill();
     for (const auto& [itemID, session] : sessions_) {
         session->requestKill();
     }
@@ -105,7 +107,8 @@ bool Dispatcher::isBusy(const Uuid& itemID) const {
 }
 
 Task<bool> Dispatcher::idle() {
-    if (!sessions_.empty() || !unsettled_.empty()) {
+    forgetRested();
+    if (!sessions_.empty() || !unsettled_.empty() || !resting_.empty()) {
         co_return false;
     }
     for (const BugQueueItem& item : co_await services_.store.items.items()) {

@@ -53,6 +53,7 @@ class Dispatcher {
     Task<void> retireRepeatedly();
 
     Task<std::exception_ptr> troubleIn(Task<void> round);
+    void take(const std::exception_ptr& trouble);
     Task<void> refreshSettings();
     Task<void> findInterrupted();
     Task<void> settleOnce();
@@ -73,9 +74,10 @@ class Dispatcher {
     Task<bool> isWanted(BugQueueItem item) const;
     Task<std::string> hindrance(BugQueueItem item) const;
     bool memoryIsShort();
-    Task<void> start(BugQueueItem item);
+    Task<void> start(BugQueueItem listed);
     Task<void> runSession(std::shared_ptr<BugSession> session, Uuid itemID);
     bool rests(const Uuid& itemID);
+    void forgetRested();
 
     SessionServices& services_;
     LiveSettings& settings_;

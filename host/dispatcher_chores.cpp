@@ -38,26 +38,31 @@ std::string diskTrouble(const char* what, const std::exception& error) {
 /// backend) is told, and the next round tries again; what waiting does not mend ends the program.
 Task<std::exception_ptr> Dispatcher::troubleIn(Task<void> round) {
     const std::exception_ptr failure = co_await failureOf(std::move(round));
-    if (!failure) {
-        co_return nullptr;
+    if (failure) {
+        take(failure);
     }
+    co_return failure;
+}
+
+void Dispatcher::take(const std::exception_ptr& trouble) {
     try {
-        std::rethrow_exception(failure);
+        std::rethrow_exception(trouble);
     } catch (const DatabaseError& error) {
         services_.board.noteOnce(diskTrouble("queue", error));
     } catch (const std::filesystem::filesystem_error& error) {
         services_.board.noteOnce(diskTrouble("dispatch home", error));
+    } catch (const ReportUnknown&) {
+        // Whoever settles the item tells what it waits for.
     } catch (const BackendUnavailable& error) {
         services_.health.failed(std::runtime_error(error.cause()));
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;
         }
-        endWith(failure);
+        endWith(trouble);
     } catch (...) {
-        endWith(failure);
+        endWith(trouble);
     }
-    co_return failure;
 }
 
 /// Notices what nobody tells: new events, changed settings, memory that is free again.
@@ -115,6 +120,9 @@ Task<void> Dispatcher::settleOnce() {
         }
         services_.board.condition("settling " + item.bugID,
                                   trouble.empty() ? "" : "Bug " + item.bugID + " waits: " + trouble);
+        if (!trouble.empty() && options_.once) {
+            endWith(std::make_exception_ptr(UserError("Bug " + item.bugID + " waits: " + trouble)));
+        }
         if (trouble.empty()) {
             unsettled_.erase(itemID);
             const auto settled = co_await services_.store.items.item(itemID);
@@ -122,10 +130,6 @@ Task<void> Dispatcher::settleOnce() {
                 services_.board.show(restingProgress(*settled));
             }
         }
-    }
-    if (options_.once && !unsettled_.empty() && !services_.health.isWell()) {
-        endWith(std::make_exception_ptr(
-            UserError("The backend cannot be asked about interrupted bugs: " + services_.health.trouble())));
     }
 }
 

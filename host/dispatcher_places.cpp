@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include "host/dispatcher.hpp"
+#include "host/failure_of.hpp"
 #include "host/processes/session_tree.hpp"
 #include "host/start_request.hpp"
 #include "quernlight/platform/available_memory.hpp"
@@ -70,7 +71,7 @@ Task<std::string> Dispatcher::hindrance(BugQueueItem item) const {
     }
     const pid_t pid = alive.empty() ? orphan->pid : alive.front().pid;
     co_return "process " + std::to_string(pid) +
-        " of its earlier session still runs in its worktree; it starts once that has ended.";
+        " still runs in its worktree; it starts once that has ended.";
 }
 
 bool Dispatcher::memoryIsShort() {
@@ -84,12 +85,21 @@ bool Dispatcher::memoryIsShort() {
     return isShort;
 }
 
-Task<void> Dispatcher::start(BugQueueItem item) {
+/// The list is older than the pause for each look before this one, so the item is read once more.
+Task<void> Dispatcher::start(BugQueueItem listed) {
+    const auto current = co_await services_.store.items.item(listed.id);
+    if (!current || current->status != QueueItemStatus::queued) {
+        co_return;
+    }
+    BugQueueItem item = *current;
     const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
     if (!mapping) {
         co_return co_await services_.manager.markFailed(
             item.id,
             "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".");
+    }
+    if (stopping_ || isBusy(item.id)) {
+        co_return;
     }
     const Uuid itemID = item.id;
     const std::string name = "the session of bug " + item.bugID;
@@ -100,13 +110,17 @@ Task<void> Dispatcher::start(BugQueueItem item) {
 
 /// Whether its last session ended on trouble with the disk a moment ago; it would not fare better at once.
 bool Dispatcher::rests(const Uuid& itemID) {
-    std::erase_if(resting_, [](const auto& rest) { return steady_clock::now() >= rest.second; });
+    forgetRested();
     return resting_.contains(itemID);
+}
+
+void Dispatcher::forgetRested() {
+    std::erase_if(resting_, [](const auto& rest) { return steady_clock::now() >= rest.second; });
 }
 
 /// What a session could not store of its end is settled as after a crash.
 Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid itemID) {
-    const std::exception_ptr trouble = co_await troubleIn(session->travel());
+    const std::exception_ptr trouble = co_await failureOf(session->travel());
     sessions_.erase(itemID);
     if (trouble) {
         resting_[itemID] = steady_clock::now() + restAfterTrouble;
@@ -114,6 +128,9 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
         settlingWanted_.notify();
     }
     changed_.notify();
+    if (trouble) {
+        take(trouble);
+    }
 }
 
 }  // namespace quernlight::host

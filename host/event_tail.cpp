@@ -25,15 +25,18 @@ Task<void> EventTail::begin() {
     co_await store_.database->execute(
         "CREATE TEMP TABLE IF NOT EXISTS unshown_events (number INTEGER PRIMARY KEY AUTOINCREMENT,"
         " queue_item_id TEXT, bug_id TEXT, session_id TEXT, kind TEXT, message TEXT, created_at TEXT)");
-    // The end of a session is stored without the session's id; it is that of the item's last start.
+    // The end of a session is stored without the session's id; it is that of a start that has no end yet.
     co_await store_.database->execute(
         "CREATE TEMP TRIGGER IF NOT EXISTS keep_unshown_event AFTER INSERT ON main.queue_events BEGIN"
         "  INSERT INTO unshown_events (queue_item_id, bug_id, session_id, kind, message, created_at) VALUES ("
         "    NEW.queue_item_id, (SELECT bug_id FROM queue_items WHERE id = NEW.queue_item_id),"
         "    CASE WHEN NEW.session_id IS NULL AND NEW.kind IN ('completed', 'failed', 'resumable',"
         "        'awaitingUserInput', 'codexSessionStored', 'codexSessionPreserved', 'codexSessionRestored')"
-        "      THEN (SELECT session_id FROM queue_events WHERE queue_item_id = NEW.queue_item_id"
-        "              AND kind = 'startingCodex' ORDER BY created_at DESC, rowid DESC LIMIT 1)"
+        "      THEN (SELECT CASE kind WHEN 'startingCodex' THEN session_id END FROM queue_events"
+        "              WHERE queue_item_id = NEW.queue_item_id AND rowid <> NEW.rowid"
+        "              AND kind IN ('startingCodex', 'retried', 'resumable', 'completed', 'failed',"
+        "                           'awaitingUserInput')"
+        "              ORDER BY created_at DESC, rowid DESC LIMIT 1)"
         "      ELSE NEW.session_id END,"
         "    NEW.kind, NEW.message, NEW.created_at);"
         "END");

@@ -63,7 +63,11 @@ Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
         }
         const auto item = co_await services_.store.items.item(bugID);
         const bool isDone = item && mayWantFollowUp(item->status);
-        if (isDone && !isBusy_(item->id) && co_await followUp(bug, *item)) {
+        if (!isDone || isBusy_(item->id)) {
+            continue;
+        }
+        const bool isLookedAt = co_await followUp(bug, *item);
+        if (isLookedAt) {
             readComments_[bugID] = footprint;
         }
     }

@@ -60,8 +60,9 @@ Task<std::string> Recovery::settle(BugQueueItem item) const {
         } catch (const boost::system::system_error&) {
             throw;  // the program ends
         } catch (const std::exception& error) {
-            services_.health.failed(error);
-            co_return "The backend cannot be asked whether its interrupted session had finished.";
+            const bool isAway = services_.health.failed(error);
+            co_return isAway ? "The backend cannot be asked whether its interrupted session had finished."
+                             : std::string("Its comments cannot be read: ") + error.what();
         }
         services_.health.answered();
         step = recoveryStep(interrupted, report);
@@ -131,7 +132,8 @@ Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord>
         co_await services_.store.attempts.markCompleted(attempt->id, report.commentID, report.createdAt,
                                                         currentInstant());
     }
-    co_await tellRecovered(std::move(item), "The agent had reported before the dispatcher ended.");
+    co_await tellRecovered(std::move(item), std::move(attempt),
+                           "The agent had reported before the dispatcher ended.");
 }
 
 Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
@@ -142,11 +144,15 @@ Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord
     if (step.putBack) {
         co_await services_.manager.markResumable(item.id);
     }
-    co_await tellRecovered(std::move(item), step.reason);
+    co_await tellRecovered(std::move(item), std::move(attempt), step.reason);
 }
 
-Task<void> Recovery::tellRecovered(BugQueueItem item, std::string sentence) const {
-    ItemEvent event{.itemID = item.id, .kind = event_kind::recovered, .message = std::move(sentence)};
+Task<void> Recovery::tellRecovered(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
+                                   std::string sentence) const {
+    ItemEvent event{.itemID = item.id,
+                    .kind = event_kind::recovered,
+                    .message = std::move(sentence),
+                    .sessionID = attempt ? parseUuid(attempt->completionMarker) : std::nullopt};
     co_await tell(services_.store, std::move(event));
 }
 

@@ -71,7 +71,7 @@ Task<bool> Retirement::isMerged(BugQueueItem item, AppMapping mapping) {
     if (!prURL) {
         co_return false;
     }
-    const PullRequestMergeChecker checker(patientGit(stop_, services_.settings));
+    const PullRequestMergeChecker checker(patientGit(stop_, kill_, services_.settings));
     const PullRequestMergeState state =
         co_await checker.mergeState(*prURL, mapping.repoPath, mapping.baseBranch);
     const auto* unknown = std::get_if<PullRequestStateUnknown>(&state);
@@ -128,13 +128,14 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
     const WorktreeToPreserve worktree{.repoPath = mapping.repoPath,
                                       .worktreePath = path,
                                       .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
-    PreserveResult result = co_await preserveWork(worktree);
+    PreserveResult result = co_await preserveWork(worktree, patientGit(stop_, kill_, services_.settings));
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
         services_.board.noteOnce("Bug " + item.bugID + " is merged, but its worktree stays. " +
                                  failed->reason);
         co_return std::nullopt;
     }
-    if (const auto* preserved = std::get_if<WorkPreserved>(&result)) {
+    const auto* preserved = std::get_if<WorkPreserved>(&result);
+    if (preserved && preserved->isNew) {
         ItemEvent event{.itemID = item.id,
                         .kind = event_kind::workPreserved,
                         .message = "Work that no remote has is kept at " + preserved->reference + ".",
@@ -146,7 +147,7 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
 
 /// Whether nothing is left of it.
 Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
-    const GitWorktreeCleaner cleaner;
+    const GitWorktreeCleaner cleaner(patientGit(stop_, kill_, services_.settings));
     CleanupBugRequest request{.repoPath = mapping.repoPath,
                               .worktreeRootPath = mapping.resolvedWorktreeRootPath(),
                               .appName = item.appName,

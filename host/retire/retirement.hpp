@@ -26,6 +26,12 @@ class Retirement {
     /// Ends the round under way soon; none comes after it.
     void requestStop() { stop_.press(); }
 
+    /// The same at once: no git command is awaited.
+    void requestKill() {
+        requestStop();
+        kill_.press();
+    }
+
     /// Whether the item is being retired now and must be left alone.
     bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
 
@@ -43,6 +49,7 @@ class Retirement {
     const BusyTest isBusy_;
     std::optional<Uuid> retiring_;
     StopSwitch stop_;
+    StopSwitch kill_;
 };
 
 }  // namespace quernlight::host

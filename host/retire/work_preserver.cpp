@@ -34,8 +34,8 @@ class Preserving {
         } else if (co_await isPushed(head)) {
             co_return NothingToPreserve{};
         }
-        const std::string reference = co_await store(commit);
-        co_return WorkPreserved{reference, commit};
+        const std::string content = tree == headTree ? "" : tree + "\n" + head;
+        co_return co_await store(std::move(commit), content);
     }
 
   private:
@@ -100,26 +100,34 @@ class Preserving {
                    "Work in progress on " + worktree_.branch);
     }
 
+    Task<std::string> contentOf(std::string reference) {
+        std::vector<std::string> lookUp{"rev-parse", reference + "^{tree}", reference + "^"};
+        const GitCommandResult result = co_await tryGitIn(worktree_.worktreePath, std::move(lookUp));
+        co_return result.output;
+    }
+
     Task<bool> isPushed(std::string commit) {
         const std::string unpushed =
             co_await git("rev-list", "--max-count=1", std::move(commit), "--not", "--remotes");
         co_return unpushed.empty();
     }
 
-    /// A reference is made, never moved, so that earlier saved work stays.
-    Task<std::string> store(std::string commit) {
+    /// A reference is made, never moved, so that earlier saved work stays. Of a commit made here `content` is
+    /// its tree and its parent (else empty): the same work saved again differs only in its date.
+    Task<PreserveResult> store(std::string commit, std::string content) {
         for (int number = 1; number <= mostPreserved; ++number) {
             const std::string reference = "refs/quernlight/preserved/" + worktree_.branch +
                                           (number == 1 ? "" : "-" + std::to_string(number));
             std::vector<std::string> lookUp{"rev-parse", "--verify", "--quiet", reference};
             const GitCommandResult present = co_await tryGitIn(worktree_.repoPath, std::move(lookUp));
-            if (present.succeeded() && present.output == commit) {
-                co_return reference;
+            const std::string kept = co_await contentOf(reference);
+            if (present.succeeded() && (present.output == commit || kept == content)) {
+                co_return WorkPreserved{.reference = reference, .commit = present.output, .isNew = false};
             }
             if (!present.succeeded()) {
                 const std::string mustNotExist(commit.size(), '0');
                 co_await git("update-ref", reference, commit, mustNotExist);
-                co_return reference;
+                co_return WorkPreserved{.reference = reference, .commit = commit};
             }
         }
         throw Stopped{"there are too many references like refs/quernlight/preserved/" + worktree_.branch};

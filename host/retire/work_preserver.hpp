@@ -21,6 +21,7 @@ struct NothingToPreserve {};
 struct WorkPreserved {
     std::string reference;
     std::string commit;
+    bool isNew = true;  ///< false when an earlier saving had kept the same already
 };
 
 /// It could not be saved, for this reason in one sentence; the worktree must stay.

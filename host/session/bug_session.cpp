@@ -28,6 +28,7 @@ std::optional<std::string> reasonToFail(std::exception_ptr failure) {
         }
     } catch (const DatabaseError&) {
     } catch (const std::filesystem::filesystem_error&) {
+    } catch (const ReportUnknown&) {
     } catch (const std::exception& error) {
         return error.what();
     }
@@ -50,8 +51,8 @@ void BugSession::requestStop() {
 }
 
 void BugSession::requestKill() {
-    killRequested_ = true;
     requestStop();
+    kill_.press();
 }
 
 Task<void> BugSession::travel() {
@@ -117,7 +118,7 @@ Task<bool> BugSession::startAgent(std::string goal) {
         trouble = error.what();
     }
     if (!started) {
-        co_await finish(SessionFailed{trouble});
+        co_await fail(std::move(trouble));
         co_return false;
     }
     agentSettled_ = false;

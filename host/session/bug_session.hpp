@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,12 @@
 #include "quernlight/git/git_worktree_preparer.hpp"
 
 namespace quernlight::host {
+
+/// The session went wrong, but whether its agent had reported cannot be told while the backend is away.
+class ReportUnknown : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
 
 /// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status.
 /// Owned by the dispatcher; everything runs on the dispatcher's executor.
@@ -96,10 +103,11 @@ class BugSession {
     BugProgress progress_;
     WatchedSession watched_;
     StopSwitch stop_;
+    StopSwitch kill_;
     std::optional<Instant> lastOutputStoredAt_;
     std::chrono::steady_clock::time_point nextLook_{};
     std::chrono::steady_clock::time_point nextCommentLook_{};
-    bool killRequested_ = false;
+    bool ladderClimbed_ = false;
     bool attemptRecorded_ = false;
     bool agentSettled_ = true;  ///< from its start on only once its end is stored and nothing of it is left
     bool conversationKnown_ = false;

@@ -1,4 +1,5 @@
 #include <sstream>
+#include <utility>
 
 #include "host/recovery/recovery.hpp"
 #include "host/session/agent_conversations.hpp"
@@ -106,9 +107,12 @@ Task<void> BugSession::finish(SessionSuperseded) {
 Task<void> BugSession::fail(std::string reason) {
     show("stopping codex");
     co_await stopAgent();
-    co_await learnLastComments();
+    const bool isKnown = co_await learnLastComments();
     if (watched_.detection) {
         co_return co_await finishReported();
+    }
+    if (!isKnown && !watched_.commentsKnownAt && watched_.commentTrouble.empty()) {
+        throw ReportUnknown(reason);
     }
     const bool ours = co_await isStillOurs();
     if (attemptRecorded_ && !ours) {
@@ -123,9 +127,12 @@ Task<void> BugSession::fail(std::string reason) {
 
 Task<void> BugSession::stopAgent() {
     services_.goalTyping.forget(sessionID_);
-    co_await agent_.stop([this] { return ladder(); },
-                         [this](SessionNews news) { return noteWhileStopping(std::move(news)); });
-    if (agent_.isRunning()) {
+    const bool isFirst = !std::exchange(ladderClimbed_, true);
+    if (isFirst) {
+        co_await agent_.stop([this] { return ladder(); },
+                             [this](SessionNews news) { return noteWhileStopping(std::move(news)); });
+    }
+    if (isFirst && agent_.isRunning()) {
         services_.board.note("Bug " + item_.bugID + ": the agent (process " + std::to_string(*attempt_.pid) +
                              ") does not end; look at it with: ps -fp " + std::to_string(*attempt_.pid));
     }
@@ -134,7 +141,7 @@ Task<void> BugSession::stopAgent() {
 
 StopLadder BugSession::ladder() const {
     const StopLadder whole = stopLadder(services_.settings);
-    if (killRequested_) {
+    if (kill_.isPressed()) {
         return onlyKill(whole);
     }
     return watched_.stopRequested ? shrunk(whole, ladderTimeAtShutdown) : whole;

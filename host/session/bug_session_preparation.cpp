@@ -31,7 +31,7 @@ SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
 
 Task<bool> BugSession::prepareWorktree() {
     OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
-    const GitRunner run = patientGit(stop_, services_.settings);
+    const GitRunner run = patientGit(stop_, kill_, services_.settings);
     const GitWorktreePrepareResult prepared =
         co_await turns.run(prepareUsableWorktree(worktreeRequest(), run));
     if (watched_.stopRequested) {
@@ -87,8 +87,10 @@ Task<std::optional<Url>> BugSession::pullRequestURL() {
         const auto detail = co_await stop_.untilPressed(services_.client.fetchBugDetail(item_.bugID));
         co_return detail.bug.prURL;
     } catch (const std::exception& error) {
-        services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
-                             error.what() + ")");
+        if (!stop_.isPressed()) {
+            services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
+                                 error.what() + ")");
+        }
         co_return std::nullopt;
     }
 }

@@ -13,6 +13,7 @@ constexpr std::chrono::seconds lookInterval{1};
 constexpr std::chrono::seconds commentLookInterval{3};
 constexpr std::chrono::seconds commentPatience{10};
 constexpr std::chrono::seconds commentPatienceAtShutdown{2};
+constexpr const char* asksBackend = "asks the backend";
 constexpr std::size_t lastWordsKept = 2000;
 
 void appendWords(std::string& lastWords, const std::string& words) {
@@ -51,7 +52,9 @@ Task<void> BugSession::take(SessionNews news) {
         co_await settleAgent();
     } else if (auto* comments = std::get_if<CommentsChanged>(&news)) {
         watched_.activity.lastCommentPollWithNewCommentAt = comments->at;
-        watched_.detection = std::move(comments->detection);
+        if (comments->detection) {
+            watched_.detection = std::move(comments->detection);
+        }
     } else if (const auto* trouble = std::get_if<CommentTrouble>(&news)) {
         services_.board.condition("comments of " + item_.bugID,
                                   trouble->reason.empty() ? ""
@@ -89,6 +92,9 @@ Task<void> BugSession::noteTyping(SessionNews news) {
 Task<void> BugSession::noteOutput(OutputSeen output) {
     watched_.activity.lastOutputAt = output.at;
     appendWords(watched_.lastWords, output.words);
+    if (progress_.stage == asksBackend) {
+        progress_.stage = "working";
+    }
     if (!output.lastLine.empty()) {
         show(progress_.stage, std::move(output.lastLine));
     }
@@ -132,7 +138,7 @@ Task<void> BugSession::lookForComment() {
     auto fetching = withTimeLimit(commentPatience, fetchCommentsIfAny(services_.client, item_.bugID));
     const bool isKnown = co_await learnComments(stop_.untilPressed(std::move(fetching)));
     if (!isKnown && !watched_.stopRequested) {
-        show("asks the backend", progress_.detail);
+        show(asksBackend, progress_.detail);
     }
     nextCommentLook_ = steady_clock::now() + commentLookInterval;
 }
@@ -144,12 +150,12 @@ Task<bool> BugSession::learnComments(Task<std::vector<QLCommentDTO>> fetching) {
     try {
         comments = co_await std::move(fetching);
     } catch (const std::exception& error) {
-        if (!watched_.stopRequested) {
-            services_.health.failed(error);
-        }
+        const bool isAway = watched_.stopRequested || services_.health.failed(error);
+        watched_.commentTrouble = isAway ? "" : error.what();
         co_return false;
     }
     services_.health.answered();
+    watched_.commentTrouble.clear();
     watched_.commentsKnownAt = begun;
     watched_.detection = CompletionDetector::detectOutcome(comments, pollState());
     co_return true;

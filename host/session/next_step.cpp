@@ -69,6 +69,9 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (!reason) {
         return KeepWatching{};
     }
+    if (!session.commentTrouble.empty()) {
+        return SessionFailed{*reason + " Its comments cannot be read: " + session.commentTrouble};
+    }
     const bool wasLookedFor =
         session.commentsKnownAt && overdueAt(session, *session.commentsKnownAt, settings);
     return wasLookedFor ? NextStep(SessionFailed{std::move(*reason)}) : NextStep(LookForComment{});

@@ -16,10 +16,11 @@ struct WatchedSession {
     SessionTimeoutState activity{};
     std::optional<CompletionDetection> detection{};
     std::optional<Instant> commentsKnownAt{};  ///< at least all comments from before this moment were seen
-    std::optional<Uuid> resumes{};             ///< the agent's conversation that it was told to go on with
-    bool goalTyped = false;                    ///< at least its first key
-    std::string goalTrouble{};                 ///< why the goal will not be typed; empty while it may be
-    std::string lastWords{};                   ///< the end of what the agent wrote, readable text
+    std::string commentTrouble{};   ///< why the backend, though it answers, shows none; empty while it may
+    std::optional<Uuid> resumes{};  ///< the agent's conversation that it was told to go on with
+    bool goalTyped = false;         ///< at least its first key
+    std::string goalTrouble{};      ///< why the goal will not be typed; empty while it may be
+    std::string lastWords{};        ///< the end of what the agent wrote, readable text
     bool stopRequested = false;
     bool superseded = false;  ///< the queue item is no longer this session's
 };

@@ -1,5 +1,7 @@
 #include "host/session/patient_git.hpp"
 
+#include <cmath>
+
 #include "host/session/time_limit.hpp"
 
 namespace quernlight::host {
@@ -8,31 +10,38 @@ namespace {
 constexpr int stoppedStatus = 1;
 
 std::string describeOverlongFetch(double seconds) {
-    return "git fetch did not end within " + std::to_string(static_cast<long>(seconds)) +
-           " seconds (setting git.fetch_seconds); check the network and the repository's remote.";
+    return "git fetch did not end within " + std::to_string(std::lround(std::ceil(seconds))) +
+           " s (setting git.fetch_seconds); check the network and the repository's remote.";
 }
 
-Task<GitCommandResult> fetchPatiently(StopSwitch& stop, double seconds, std::vector<std::string> arguments) {
-    const auto limit = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+/// A cut command has failed; cancellation by anybody else goes on.
+Task<GitCommandResult> unlessPressed(StopSwitch& cut, Task<GitCommandResult> command) {
     try {
-        co_return co_await stop.untilPressed(withTimeLimit(limit, runGit(std::move(arguments))));
-    } catch (const TimeLimitExceeded&) {
-        co_return GitCommandResult{stoppedStatus, describeOverlongFetch(seconds)};
+        co_return co_await cut.untilPressed(std::move(command));
     } catch (const boost::system::system_error& error) {
-        if (!stop.isPressed()) {
+        if (!cut.isPressed()) {
             throw;
         }
         co_return GitCommandResult{stoppedStatus, error.what()};
     }
 }
 
+Task<GitCommandResult> fetchPatiently(double seconds, std::vector<std::string> arguments) {
+    const auto limit = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+    try {
+        co_return co_await withTimeLimit(limit, runGit(std::move(arguments)));
+    } catch (const TimeLimitExceeded&) {
+        co_return GitCommandResult{stoppedStatus, describeOverlongFetch(seconds)};
+    }
+}
+
 }  // namespace
 
-GitRunner patientGit(StopSwitch& stop, const Settings& settings) {
-    return [&stop, &settings](std::vector<std::string> arguments) {
+GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings) {
+    return [&stop, &kill, &settings](std::vector<std::string> arguments) {
         const bool fetches = arguments.size() > 2 && arguments[2] == "fetch";
-        return fetches ? fetchPatiently(stop, settings.gitFetchSeconds, std::move(arguments))
-                       : runGit(std::move(arguments));
+        return fetches ? unlessPressed(stop, fetchPatiently(settings.gitFetchSeconds, std::move(arguments)))
+                       : unlessPressed(kill, runGit(std::move(arguments)));
     };
 }
 

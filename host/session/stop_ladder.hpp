@@ -30,6 +30,6 @@ StopLadder shrunk(StopLadder ladder, std::chrono::milliseconds total);
 StopLadder onlyKill(StopLadder ladder);
 
 /// What all rungs wait together while the program is ending: with the rest of an end it stays below 20 s.
-inline constexpr std::chrono::seconds ladderTimeAtShutdown{14};
+inline constexpr std::chrono::seconds ladderTimeAtShutdown{12};
 
 }  // namespace quernlight::host

@@ -63,8 +63,9 @@ TEST_F(EventTailTest, TheEndOfASessionIsShownWithTheSessionsId) {
     run(manager.markStarting(item, session));
     run(manager.markFailed(item, "It broke."));
     run(manager.retry(item, QueueItemGoalFlow::fixBug));
+    run(manager.markFailed(item, "No worktree."));
     EXPECT_THAT(shown(), ElementsAre("3f2a9c1d enqueued", "3f2a9c1d startingCodex " + id,
-                                     "3f2a9c1d failed " + id, "3f2a9c1d retried"));
+                                     "3f2a9c1d failed " + id, "3f2a9c1d retried", "3f2a9c1d failed"));
 }
 
 }  // namespace

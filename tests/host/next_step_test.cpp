@@ -114,6 +114,17 @@ TEST_F(NextStepTest, NeitherIsASilentSessionFailedBeforeItsCommentsAreKnown) {
     EXPECT_TRUE(is<LookForComment>(151));
 }
 
+TEST_F(NextStepTest, CommentsThatCannotBeReadHoldNoOverdueSessionForEver) {
+    session.commentTrouble = "It is not JSON.";
+    exits(20, 0);
+    EXPECT_TRUE(goesOnAt(30));
+    const NextStep step = stepAt(31);
+    ASSERT_TRUE(std::holds_alternative<SessionFailed>(step));
+    EXPECT_EQ(
+        std::get<SessionFailed>(step).reason,
+        "Codex exited without posting a completion comment. Its comments cannot be read: It is not JSON.");
+}
+
 TEST_F(NextStepTest, AnItemThatWasTakenAwayCountsAboveEvenACompletion) {
     session.superseded = true;
     comments(CompletionOutcome::completed);

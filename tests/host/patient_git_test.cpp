@@ -31,8 +31,9 @@ class PatientGitTest : public testing::Test {
     standin::test::HostedRepository repository;
     boost::asio::io_context io;
     StopSwitch stop;
+    StopSwitch kill;
     Settings settings;
-    GitRunner git = patientGit(stop, settings);
+    GitRunner git = patientGit(stop, kill, settings);
     GitCommandResult result;
 };
 
@@ -40,8 +41,7 @@ TEST_F(PatientGitTest, AFetchThatTakesTooLongIsEndedAndSaysWhatToDo) {
     settings.gitFetchSeconds = 0.2;
     quernlight::test::runTask(io, fetch());
     EXPECT_FALSE(result.succeeded());
-    EXPECT_THAT(result.output,
-                HasSubstr("git fetch did not end within 0 seconds (setting git.fetch_seconds);"));
+    EXPECT_THAT(result.output, HasSubstr("git fetch did not end within 1 s (setting git.fetch_seconds);"));
 }
 
 TEST_F(PatientGitTest, AStopEndsAFetchAtOnce) {
@@ -52,6 +52,12 @@ TEST_F(PatientGitTest, AStopEndsAFetchAtOnce) {
     stop.press();
     io.run();
     EXPECT_FALSE(result.succeeded());
+}
+
+TEST_F(PatientGitTest, AfterAKillNoCommandRuns) {
+    kill.press();
+    const auto status = quernlight::test::runTask(io, git({"-C", repository.directory(), "status"}));
+    EXPECT_FALSE(status.succeeded());
 }
 
 TEST_F(PatientGitTest, AfterAStopNoFetchBeginsButOtherCommandsRun) {

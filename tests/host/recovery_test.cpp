@@ -105,6 +105,14 @@ TEST_F(RecoveryTest, ABugThatWasPutBackUnaskedIsCompletedWhenItsReportIsFound) {
     EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
 }
 
+TEST_F(RecoveryTest, CommentsThatCannotBeReadAreTheBugsTrouble) {
+    const Uuid item = running("3f2a9c1d");
+    server.answer({.body = "no json"});
+    EXPECT_THAT(settle(item),
+                HasSubstr("Its comments cannot be read: The backend's answer is not valid JSON"));
+    EXPECT_THAT(healthNews, IsEmpty());
+}
+
 TEST_F(RecoveryTest, ABugThatTheBackendNoLongerKnowsHasNoReport) {
     const Uuid item = running("3f2a9c1d");
     server.answer({.status = 404, .body = "no such bug"});

@@ -46,7 +46,7 @@ TEST(StopLadderTest, ASecondSignalLeavesPatienceWithTheKillOnly) {
 }
 
 TEST(StopLadderTest, OneThatIsQuickEnoughIsNotShrunk) {
-    const StopLadder quick = stopLadder(Settings{.stopKillSeconds = 1});
+    const StopLadder quick = stopLadder(Settings{.stopTerminateSeconds = 1, .stopKillSeconds = 1});
     EXPECT_EQ(shrunk(quick, ladderTimeAtShutdown), quick);
 }
 

@@ -136,6 +136,16 @@ TEST_F(WorkPreserverTest, EarlierSavedWorkStaysAndTheSameWorkIsSavedOnce) {
     EXPECT_EQ(inMain({"show", "refs/quernlight/preserved/Shop-3f2a9c1d:new.txt"}), "first");
 }
 
+TEST_F(WorkPreserverTest, WhatIsNotCommittedIsKeptOnceHoweverOftenItIsSaved) {
+    writeFile(worktree / "new.txt", "first");
+    EXPECT_TRUE(preserved().isNew);
+    EXPECT_FALSE(preserved().isNew);
+    EXPECT_EQ(inMain({"for-each-ref", "--format=%(refname)", "refs/quernlight"}),
+              "refs/quernlight/preserved/Shop-3f2a9c1d");
+    writeFile(worktree / "new.txt", "second");
+    EXPECT_EQ(preserved().reference, "refs/quernlight/preserved/Shop-3f2a9c1d-2");
+}
+
 TEST_F(WorkPreserverTest, ARepositoryInsideItCannotBeSavedSoTheWorktreeStays) {
     writeFile(worktree / "inner/file.txt", "inner\n");
     git({"init", "--quiet"}, worktree / "inner");
