@@ -81,11 +81,17 @@ std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
 std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
                                      const std::vector<ProcessEntry>& table, pid_t self) {
     constexpr pid_t firstProcess = 1;
+    std::set<pid_t> adopters{self, firstProcess};
+    for (const ProcessEntry& process : table) {
+        if (process.name == "systemd") {
+            adopters.insert(process.pid);
+        }
+    }
     std::error_code error;
     const std::string place = std::filesystem::canonical(directory, error).string();
     for (const ProcessEntry& process : table) {
-        const bool isOrphan = process.parent == self || process.parent == firstProcess;
-        const std::string cwd = isOrphan && !error ? workingDirectoryOf(process.pid).string() : "";
+        const std::string cwd =
+            adopters.contains(process.parent) && !error ? workingDirectoryOf(process.pid).string() : "";
         if (!cwd.empty() && (cwd == place || cwd.starts_with(place + "/"))) {
             return process;
         }

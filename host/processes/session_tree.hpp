@@ -32,8 +32,9 @@ std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
                                          const std::function<bool(const ProcessEntry&)>& carriesMark,
                                          pid_t self);
 
-/// An orphan (a process whose parent is gone, so that `self` or the first process has it) that works in the
-/// directory or below it: what is left of a session and carries no mark any more. Nothing when there is none.
+/// An orphan (a process whose parent is gone, so that `self`, the first process or a user's systemd has it)
+/// that works in the directory or below it: what is left of a session and carries no mark any more. Nothing
+/// when there is none.
 std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
                                      const std::vector<ProcessEntry>& table, pid_t self);
 

@@ -17,6 +17,7 @@ struct ProcessEntry {
     std::string birth{};    ///< when it was started, in the system's own terms; with the pid it names this
                             ///< process and no later one that gets the same pid, also after a reboot
     bool isZombie = false;  ///< it has ended and waits to be reaped
+    std::string name{};     ///< of its program, without a path and cut to what the system keeps
 
     bool operator==(const ProcessEntry&) const = default;
 };

@@ -41,8 +41,9 @@ const std::string& bootID() {
 /// The fields after the command's name, which is in parentheses and may itself hold blanks and parentheses
 /// (proc_pid_stat(5)): state, ppid, pgrp, session, ..., starttime as the 20th.
 ProcessEntry parseStat(pid_t pid, const std::string& stat) {
+    const auto nameBegin = stat.find('(');
     const auto nameEnd = stat.rfind(')');
-    if (nameEnd == std::string::npos) {
+    if (nameBegin == std::string::npos || nameEnd == std::string::npos || nameEnd < nameBegin) {
         return {};
     }
     std::istringstream fields(stat.substr(nameEnd + 1));
@@ -55,6 +56,7 @@ ProcessEntry parseStat(pid_t pid, const std::string& stat) {
     }
     entry.isZombie = state == 'Z' || state == 'X';
     entry.birth = bootID() + ":" + field;
+    entry.name = stat.substr(nameBegin + 1, nameEnd - nameBegin - 1);
     return fields ? entry : ProcessEntry{};
 }
 

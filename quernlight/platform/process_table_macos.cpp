@@ -20,7 +20,8 @@ ProcessEntry entryOf(const proc_bsdinfo& info) {
             .parent = static_cast<pid_t>(info.pbi_ppid),
             .session = getsid(pid),
             .birth = std::to_string(info.pbi_start_tvsec) + "." + std::to_string(info.pbi_start_tvusec),
-            .isZombie = info.pbi_status == SZOMB};
+            .isZombie = info.pbi_status == SZOMB,
+            .name = info.pbi_comm};
 }
 
 std::vector<pid_t> allPids() {

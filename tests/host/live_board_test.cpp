@@ -1,6 +1,7 @@
 #include "host/live_board.hpp"
 
 #include <pty.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 #include <gmock/gmock.h>
@@ -125,6 +126,15 @@ TEST_F(LiveBoardTest, ATerminalThatTakesNothingHoldsNobodyUpAndLosesNoLine) {
     EXPECT_THAT(picture, HasSubstr("note 0."));
     EXPECT_THAT(picture, HasSubstr("note 250."));
     EXPECT_THAT(picture, HasSubstr("note 499."));
+}
+
+TEST_F(LiveBoardTest, OnATerminalMadeNarrowerEveryRowOfTheOldPictureIsErased) {
+    open(24);
+    show("3f2a9c1d", "working");
+    board_->note("drawn");  // one bug and the sum, at 80 columns
+    winsize narrow{.ws_row = 24, .ws_col = 40, .ws_xpixel = 0, .ws_ypixel = 0};
+    ASSERT_EQ(ioctl(slave_.get(), TIOCSWINSZ, &narrow), 0);
+    EXPECT_THAT(drawn(), HasSubstr("\x1b[4A\r\x1b[J"));
 }
 
 TEST_F(LiveBoardTest, NoLineIsWiderThanTheTerminalAndATitleMovesNoCursor) {

@@ -104,6 +104,16 @@ TEST_F(OwnerEndingsTest, AGraceThatIsOverEndsOnlyOnceTheCommentsAreKnown) {
     EXPECT_EQ(status("3f2a9c1d"), "completed");
 }
 
+TEST_F(OwnerEndingsTest, ATokenThatIsRefusedFromNowOnStopsTheSessionsAndEndsTheProgram) {
+    set("poll.bugs_seconds", "0.2");
+    startWorking("idle");
+    backendFaults(R"([{"kind": "status", "status": 401}])");
+    EXPECT_EQ(program->exitCode(), 1);
+    EXPECT_THAT(program->errorText(), HasSubstr("refuses the token (HTTP 401)"));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
 TEST_F(OwnerEndingsTest, TheTerminalsHangUpIsAPoliteStop) {
     startWorking("idle");
     stopWith(SIGHUP);

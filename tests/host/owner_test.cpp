@@ -248,6 +248,7 @@ TEST_F(OwnerTest, EveryEventIsALineOfJsonWithItsIds) {
             kinds += (kinds.empty() ? "" : " ") + std::string(object.at("kind").as_string());
             EXPECT_EQ(object.at("bug"), "3f2a9c1d");
             EXPECT_EQ(object.at("item").as_string().size(), 36U);
+            EXPECT_EQ(object.contains("session"), object.at("kind") != "enqueued") << line;
         }
     }
     EXPECT_EQ(kinds, history("3f2a9c1d"));

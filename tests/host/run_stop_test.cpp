@@ -78,7 +78,8 @@ TEST_F(RunStopTest, ASecondOwnerOfTheHomeIsRefusedByTheFirstOnesProcess) {
     startWorking();
     const std::string refusal = "quernlight-dispatch: The dispatch home " + home().string() +
                                 " belongs to process " + std::to_string(program->pid()) + " since ";
-    for (const auto& arguments : {runWith({"--once"}), mapWith({"--repo", repository.directory()})}) {
+    const std::vector<std::string> hold{"queue", "hold", "3f2a9c1d", "--home", home()};
+    for (const auto& arguments : {runWith({"--once"}), mapWith({"--repo", repository.directory()}), hold}) {
         const auto second = dispatch(arguments);
         EXPECT_EQ(second.exitCode, 1);
         EXPECT_THAT(second.error, StartsWith(refusal));

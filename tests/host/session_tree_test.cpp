@@ -77,6 +77,27 @@ TEST(SessionMembersTest, ZombiesAndTheProgramItselfAreLeftOut) {
     EXPECT_THAT(pids(sessionMembers(table, {process(10, 1, 10)}, nobody, 12)), ElementsAre(10));
 }
 
+TEST(OrphanInTest, IsFoundWithWhoeverAdoptsOrphansAndOnlyThere) {
+    const quernlight::test::TemporaryDirectory directory;
+    const pid_t child = spawnProcess(
+        {.executable = "/bin/sleep", .arguments = {"sleep", "600"}, .workingDirectory = directory.path()});
+    ProcessEntry entry = process(child, 500, child);
+    const ProcessEntry parent = process(500, 1, 500);
+    const auto found = [&](const std::string& parentsName, pid_t self) {
+        ProcessEntry named = parent;
+        named.name = parentsName;
+        return orphanIn(directory.path(), {named, entry}, self).has_value();
+    };
+    EXPECT_FALSE(found("bash", 7));
+    EXPECT_TRUE(found("bash", 500));
+    EXPECT_TRUE(found("systemd", 7));
+    entry.parent = 1;
+    EXPECT_TRUE(found("bash", 7));
+    EXPECT_FALSE(orphanIn(directory / "elsewhere", {entry}, 7));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+}
+
 TEST(ProcessMetadataTest, IsReadBackAndNothingElseIs) {
     const auto read = parseProcessMetadata(processMetadata(42, "boot:17")).value();
     EXPECT_EQ(read.pid, 42);

@@ -134,6 +134,7 @@ TEST(ProcessTableTest, OnlyTheSameProcessHasTheSamePidAndBirth) {
     EXPECT_FALSE(isSameProcess(first.entry(), second.entry()));
     EXPECT_FALSE(isSameProcess(first.entry(), laterOfThatPid));
     EXPECT_NE(first.entry().birth, "");
+    EXPECT_TRUE(test::eventually([&] { return first.entry().name == "sh"; }));  // execve(2) sets it late
 }
 
 TEST(ProcessTableTest, AProcessWasStartedWithExactlyTheAssignmentsOfItsEnvironment) {
