@@ -3,6 +3,7 @@
 JOBS ?= $(shell nproc)
 ROUNDS ?= 400
 SECONDS_EACH ?= 10
+TSAN_TARGETS ?= all
 FORMATTER = clang-format-14
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
@@ -53,7 +54,7 @@ clang: setup build/clang/build.ninja
 
 tsan: setup build/tsan/build.ninja
 	@packaging/install-dependencies llvm-19
-	@cmake --build --preset tsan -j $(JOBS)
+	@cmake --build --preset tsan --target $(TSAN_TARGETS) -j $(JOBS)
 	@ctest --preset tsan
 
 fuzz: setup build/fuzz/build.ninja
