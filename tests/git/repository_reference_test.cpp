@@ -106,6 +106,12 @@ TEST(RemoteRefTest, TheOrderIsGitsAndANameMayBeAnything) {
                 ElementsAre(RemoteRef{"a/b", shop}, RemoteRef{"fork", {"git.example", "me", "shop"}}));
 }
 
+TEST(RepositoryReferenceTest, NothingButWwwIsNoHost) {
+    EXPECT_FALSE(parseRemoteAddress("ssh://www./acme/shop"));
+    EXPECT_FALSE(parseRemoteAddress("git@www.:acme/shop"));
+    EXPECT_FALSE(parsePullRequestURL(*Url::parse("https://www./acme/shop/pull/7")));
+}
+
 TEST(RemoteRefTest, ALineWithoutANameIsNoRemote) {
     EXPECT_THAT(
         parseRemotes("\tgit@git.example:acme/shop.git (fetch)\n git@git.example:acme/shop.git (fetch)"),
