@@ -11,7 +11,7 @@ else()
   # GCC 12's warnings that follow the flow of optimised code are wrong inside its own string, vector and variant
   # (GCC bugs 105329, 105651, 105562) and in coroutine frames; clang and the sanitizers look for the same mistakes.
   target_compile_options(quernlight_compile_options INTERFACE -fpch-preprocess
-    -Wno-restrict -Wno-stringop-overflow -Wno-array-bounds -Wno-maybe-uninitialized -Wno-mismatched-new-delete)
+    -Wno-restrict -Wno-stringop-overflow -Wno-stringop-overread -Wno-array-bounds -Wno-maybe-uninitialized -Wno-mismatched-new-delete)
   if(QUERNLIGHT_SANITIZERS MATCHES thread)
     # Asio's fences are not modelled by the thread sanitizer; GCC says so at each of them.
     target_compile_options(quernlight_compile_options INTERFACE -Wno-tsan)
