@@ -121,7 +121,8 @@ class Preserving {
             std::vector<std::string> lookUp{"rev-parse", "--verify", "--quiet", reference};
             const GitCommandResult present = co_await tryGitIn(worktree_.repoPath, std::move(lookUp));
             const std::string kept = co_await contentOf(reference);
-            if (present.succeeded() && (present.output == commit || kept == content)) {
+            const bool isSame = present.output == commit || (!content.empty() && kept == content);
+            if (present.succeeded() && isSame) {
                 co_return WorkPreserved{.reference = reference, .commit = present.output, .isNew = false};
             }
             if (!present.succeeded()) {
