@@ -69,6 +69,12 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
             board.note("The backend answers again.");
         }
     });
+    DiskHealth disk([&board](const std::string& trouble) {
+        board.condition("disk", trouble);
+        if (trouble.empty()) {
+            board.note("The dispatch home can be written again.");
+        }
+    });
     SessionServices services{
         .home = options.home,
         .store = store,
@@ -80,6 +86,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .repositories = repositories,
         .commentRequests = commentRequests,
         .health = health,
+        .disk = disk,
         .instructions = InstructionFiles::prepare(options.home),
         .environment = options.environment,
         .settings = settings.now(),

@@ -28,6 +28,16 @@ struct DispatcherSettings {
     int fetchLimit = 200;  ///< bugs asked for per status
 };
 
+/// What the dispatcher does beside its sessions; each tells for itself when it cannot write.
+namespace chore {
+inline constexpr const char* events = "events";
+inline constexpr const char* settings = "settings";
+inline constexpr const char* settling = "settling";
+inline constexpr const char* intake = "intake";
+inline constexpr const char* starting = "starting";
+inline constexpr const char* retirement = "retirement";
+}  // namespace chore
+
 /// The loop that moves bugs along: settles what an earlier run left, takes bugs in, starts their sessions in
 /// list order, retires what is merged, and waits for all of it to come to an end. Runs on one executor, which
 /// must be a single thread's or a strand.
@@ -46,14 +56,20 @@ class Dispatcher {
     void kill();
 
   private:
+    /// An item whose last session nobody saw to its end.
+    struct Unsettled {
+        BugQueueItem item;
+        Interruption cause{};
+    };
+
     // The chores, each on its own until the end (dispatcher_chores.cpp)
     Task<void> heartbeat();
     Task<void> settleInterrupted();
     Task<void> takeBugsIn();
     Task<void> retireRepeatedly();
 
-    Task<std::exception_ptr> troubleIn(Task<void> round);
-    void take(const std::exception_ptr& trouble);
+    Task<std::exception_ptr> troubleIn(const char* chore, Task<void> round);
+    void take(const char* chore, const std::exception_ptr& trouble);
     Task<void> refreshSettings();
     Task<void> findInterrupted();
     Task<void> settleOnce();
@@ -88,7 +104,7 @@ class Dispatcher {
     EventTail events_;
     OrphanReaper orphans_;
     std::map<Uuid, std::shared_ptr<BugSession>> sessions_;  // by queue item; held until the session has ended
-    std::map<Uuid, BugQueueItem> unsettled_;                // items whose last session nobody saw to its end
+    std::map<Uuid, Unsettled> unsettled_;                   // by queue item
     std::map<Uuid, std::chrono::steady_clock::time_point> resting_;  // items that must not start before then
     boost::asio::any_io_executor executor_;
     AsyncSignal changed_;         // something may be started now, or the end may have come

@@ -27,30 +27,27 @@ Task<void> sleepFor(std::chrono::milliseconds time) {
     co_await timer.async_wait(boost::asio::use_awaitable);
 }
 
-std::string diskTrouble(const char* what, const std::exception& error) {
-    return std::string("The ") + what + " cannot be read or written at the moment (" + error.what() +
-           "); it is tried again. Free some disk space if the disk is full.";
-}
-
 }  // namespace
 
 /// One round of a chore, and what it threw, if anything. Trouble that may pass (a full disk, an absent
 /// backend) is told, and the next round tries again; what waiting does not mend ends the program.
-Task<std::exception_ptr> Dispatcher::troubleIn(Task<void> round) {
+Task<std::exception_ptr> Dispatcher::troubleIn(const char* chore, Task<void> round) {
     const std::exception_ptr failure = co_await failureOf(std::move(round));
     if (failure) {
-        take(failure);
+        take(chore, failure);
+    } else {
+        services_.disk.succeeded(chore);
     }
     co_return failure;
 }
 
-void Dispatcher::take(const std::exception_ptr& trouble) {
+void Dispatcher::take(const char* chore, const std::exception_ptr& trouble) {
     try {
         std::rethrow_exception(trouble);
     } catch (const DatabaseError& error) {
-        services_.board.noteOnce(diskTrouble("queue", error));
+        services_.disk.failed(chore, "queue", error);
     } catch (const std::filesystem::filesystem_error& error) {
-        services_.board.noteOnce(diskTrouble("dispatch home", error));
+        services_.disk.failed(chore, "dispatch home", error);
     } catch (const ReportUnknown&) {
         // Whoever settles the item tells what it waits for.
     } catch (const BackendUnavailable& error) {
@@ -68,10 +65,10 @@ void Dispatcher::take(const std::exception_ptr& trouble) {
 /// Notices what nobody tells: new events, changed settings, memory that is free again.
 Task<void> Dispatcher::heartbeat() {
     for (int beat = 0;; ++beat) {
-        co_await troubleIn(events_.showNew());
+        co_await troubleIn(chore::events, events_.showNew());
         if (beat % beatsPerLook == 0) {
             orphans_.sweep();
-            co_await troubleIn(refreshSettings());
+            co_await troubleIn(chore::settings, refreshSettings());
             changed_.notify();
         }
         co_await sleepFor(heartbeatInterval);
@@ -87,7 +84,7 @@ Task<void> Dispatcher::refreshSettings() {
 Task<void> Dispatcher::findInterrupted() {
     for (BugQueueItem& item : co_await recovery_.interruptedItems()) {
         const Uuid itemID = item.id;
-        unsettled_.emplace(itemID, std::move(item));
+        unsettled_.emplace(itemID, Unsettled{.item = std::move(item)});
     }
     const auto count = unsettled_.size();
     if (count > 0) {
@@ -102,7 +99,7 @@ Task<void> Dispatcher::settleInterrupted() {
         if (unsettled_.empty()) {
             co_await settlingWanted_.wait();
         }
-        co_await troubleIn(settleOnce());
+        co_await troubleIn(chore::settling, settleOnce());
         changed_.notify();
         if (!unsettled_.empty()) {
             co_await sleepFor(settlingPause);
@@ -112,16 +109,17 @@ Task<void> Dispatcher::settleInterrupted() {
 
 Task<void> Dispatcher::settleOnce() {
     const auto waiting = unsettled_;
-    for (const auto& [itemID, item] : waiting) {
+    for (const auto& [itemID, unsettled] : waiting) {
         const auto current = co_await services_.store.items.item(itemID);
         std::string trouble;
         if (current) {
-            trouble = co_await recovery_.settle(*current);
+            trouble = co_await recovery_.settle(*current, unsettled.cause);
         }
-        services_.board.condition("settling " + item.bugID,
-                                  trouble.empty() ? "" : "Bug " + item.bugID + " waits: " + trouble);
+        const std::string& bugID = unsettled.item.bugID;
+        services_.board.condition("settling " + bugID,
+                                  trouble.empty() ? "" : "Bug " + bugID + " waits: " + trouble);
         if (!trouble.empty() && options_.once) {
-            endWith(std::make_exception_ptr(UserError("Bug " + item.bugID + " waits: " + trouble)));
+            endWith(std::make_exception_ptr(UserError("Bug " + bugID + " waits: " + trouble)));
         }
         if (trouble.empty()) {
             unsettled_.erase(itemID);
@@ -135,7 +133,7 @@ Task<void> Dispatcher::settleOnce() {
 
 Task<void> Dispatcher::takeBugsIn() {
     do {
-        const std::exception_ptr trouble = co_await troubleIn(intake_.takeIn());
+        const std::exception_ptr trouble = co_await troubleIn(chore::intake, intake_.takeIn());
         if (trouble && options_.once) {
             endWith(trouble);
         }
@@ -149,7 +147,7 @@ Task<void> Dispatcher::takeBugsIn() {
 
 Task<void> Dispatcher::retireRepeatedly() {
     while (!options_.once) {
-        co_await troubleIn(retirement_.retireMerged());
+        co_await troubleIn(chore::retirement, retirement_.retireMerged());
         co_await pauseFor(&Settings::pollMergeSeconds);
     }
 }

@@ -14,6 +14,18 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds restAfterTrouble{5};
 
+/// Why a session was not seen to its end that ended on this.
+Interruption interruptionBy(const std::exception_ptr& trouble) {
+    try {
+        std::rethrow_exception(trouble);
+    } catch (const ReportUnknown& error) {
+        return {.reason = error.what(), .failsItem = true};
+    } catch (const std::exception& error) {
+        return {.reason =
+                    std::string("The session was ended, since it could not be recorded: ") + error.what()};
+    }
+}
+
 }  // namespace
 
 /// Starts what waits, in list order, as long as there are places. An item that has a session is never started
@@ -123,14 +135,17 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
     const std::exception_ptr trouble = co_await failureOf(session->travel());
     sessions_.erase(itemID);
     if (trouble) {
+        const Interruption cause = interruptionBy(trouble);
+        if (!cause.failsItem) {
+            services_.board.note("Bug " + session->item().bugID + ": " + cause.reason);
+        }
         resting_[itemID] = steady_clock::now() + restAfterTrouble;
-        unsettled_.emplace(itemID, session->item());
+        unsettled_.emplace(itemID, Unsettled{.item = session->item(), .cause = cause});
         settlingWanted_.notify();
+        take(chore::settling, trouble);
     }
+    services_.disk.succeeded(session->item().bugID);  // it writes no more
     changed_.notify();
-    if (trouble) {
-        take(trouble);
-    }
 }
 
 }  // namespace quernlight::host

@@ -1,23 +1,21 @@
 #pragma once
 
-#include <chrono>
-#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include <boost/asio/any_io_executor.hpp>
 
+#include "host/board_picture.hpp"
 #include "host/progress_board.hpp"
+#include "host/terminal_output.hpp"
 #include "quernlight/platform/child_task.hpp"
-#include "quernlight/platform/file_descriptor.hpp"
 
 namespace quernlight::host {
 
 /// The whole state on a terminal, redrawn in place a few times a second: one line per bug, those under way
 /// first, a line that sums up, and what holds now and needs a person. Notes and events scroll by above. The
-/// picture follows the terminal's size as it is at each drawing. A terminal that takes nothing (Ctrl-S) holds
-/// nobody up: the picture is drawn when it takes something again, and the lines are kept until then.
+/// picture follows the terminal's size as it is at each drawing. While the terminal takes nothing the picture
+/// waits, and the lines are kept until then.
 class LiveBoard final : public ProgressBoard {
   public:
     /// `terminal` is the descriptor of the terminal to draw on; `history`: whether events scroll by.
@@ -31,31 +29,18 @@ class LiveBoard final : public ProgressBoard {
     void close() override;
 
   private:
-    struct Line {
-        BugProgress progress;
-        Instant since{};  // of the stage that it is in
-    };
-
     Task<void> redrawRepeatedly();
     void drawFromNowOn();
     void draw();
-    std::vector<std::string> picture(std::size_t columns, std::size_t rows) const;
-    std::vector<const Line*> linesInOrder() const;
-    std::string textOf(const Line& line, std::size_t width) const;
-    std::string summary() const;
     std::string eraseDrawn() const;
-    Line& lineOf(const BugProgress& progress);
+    BoardLine& lineOf(const BugProgress& progress);
     void scroll(const std::string& line);
-    bool flush();
 
     const boost::asio::any_io_executor executor_;
-    const FileDescriptor ownTerminal_;  // the same terminal, opened anew so that writing to it never waits
-    const int terminal_;
+    TerminalOutput terminal_;
     const bool history_;
-    std::string scrolled_;   // lines that are still to go above the picture
-    std::string unwritten_;  // what the terminal has not taken yet
-    std::vector<Line> lines_;
-    std::map<std::string, std::string> conditions_;  // by topic; only those that hold
+    std::string scrolled_;  // lines that are still to go above the picture
+    BoardState state_;
     std::size_t drawnLines_ = 0;
     std::size_t drawnColumns_ = 0;  // of the terminal, when it was drawn
     std::size_t frame_ = 0;

@@ -8,6 +8,7 @@
 #include "host/event_loop.hpp"
 #include "host/home_lock.hpp"
 #include "host/item_event.hpp"
+#include "host/recovery/recovery_step.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -89,16 +90,18 @@ Task<void> requestStart(DispatchStore store, BugQueueItem item) {
     co_await tell(store, std::move(event));
 }
 
-/// Items in a live status belong to a session that the next start settles first.
-void requireNotLive(const BugQueueItem& item) {
-    if (isReorderLocked(item.status)) {
+/// Items in a live status belong to a session that the next start settles first, and so do items that have
+/// ended while their last attempt has not.
+Task<void> requireSettled(DispatchStore store, BugQueueItem item) {
+    const auto attempt = co_await store.attempts.latestAttempt(item.id);
+    if (isReorderLocked(item.status) || (isTerminal(item.status) && attempt && isOpen(*attempt))) {
         refuse(item, "its session has to be settled first; start the dispatcher once.");
     }
 }
 
 Task<void> change(DispatchStore store, BugQueueItem item, QueueAction action) {
     QueueManager manager(store.items, store.mappings, Url());
-    requireNotLive(item);
+    co_await requireSettled(store, item);
     switch (action) {
         case QueueAction::next:
             co_return co_await manager.queueNext(item.id);

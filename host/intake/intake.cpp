@@ -1,9 +1,7 @@
 #include "host/intake/intake.hpp"
 
 #include <boost/asio/error.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
+#include <boost/system/system_error.hpp>
 
 #include "host/intake/bug_source.hpp"
 #include "host/item_event.hpp"
@@ -77,10 +75,7 @@ Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
 Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
     std::vector<QLCommentDTO> comments;
     try {
-        boost::asio::steady_timer turn(co_await boost::asio::this_coro::executor);
-        turn.expires_at(services_.commentRequests.reserve(std::chrono::steady_clock::now()));
-        co_await turn.async_wait(boost::asio::use_awaitable);
-        comments = co_await fetchCommentsIfAny(services_.client, item.bugID);
+        comments = co_await fetchCommentsInTurn(services_.client, services_.commentRequests, item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;

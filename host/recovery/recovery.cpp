@@ -37,14 +37,15 @@ Task<std::vector<BugQueueItem>> Recovery::interruptedItems() const {
     co_return interrupted;
 }
 
-Task<std::string> Recovery::settle(BugQueueItem item) const {
+Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const {
     const auto attempt = co_await openAttempt(item);
     const auto events = co_await services_.store.items.events(item.id);
     const InterruptedItem interrupted{.status = item.status,
                                       .errorMessage = item.errorMessage,
                                       .startedAt = item.startedAt,
                                       .hasOpenAttempt = attempt.has_value(),
-                                      .storedReport = storedReport(events, item.startedAt)};
+                                      .storedReport = storedReport(events, item.startedAt),
+                                      .cause = std::move(cause)};
     if (attempt) {
         const auto survivors = co_await endOrphans(*attempt, events);
         if (!survivors.empty()) {
@@ -107,7 +108,8 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
     }
     const CompletionPollState state{
         .sessionID = *sessionID, .queueItemID = item.id, .bugID = item.bugID, .startedAt = attempt.startedAt};
-    const auto comments = co_await fetchCommentsIfAny(services_.client, item.bugID);
+    const auto comments =
+        co_await fetchCommentsInTurn(services_.client, services_.commentRequests, item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments, state);
     if (!found) {
         co_return std::nullopt;
@@ -141,8 +143,10 @@ Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord
     if (attempt) {
         co_await services_.store.attempts.markFailed(attempt->id, step.reason, currentInstant());
     }
-    if (step.putBack) {
+    if (step.item == ItemsEnd::goesBack) {
         co_await services_.manager.markResumable(item.id);
+    } else if (step.item == ItemsEnd::fails) {
+        co_await services_.manager.markFailed(item.id, step.reason);
     }
     co_await tellRecovered(std::move(item), std::move(attempt), step.reason);
 }

@@ -21,7 +21,7 @@ class Recovery {
     Task<std::vector<BugQueueItem>> interruptedItems() const;
 
     /// Nothing when the item is settled; otherwise why it has to wait, in one sentence. Throws DatabaseError.
-    Task<std::string> settle(BugQueueItem item) const;
+    Task<std::string> settle(BugQueueItem item, Interruption cause = {}) const;
 
   private:
     Task<std::optional<SessionAttemptRecord>> openAttempt(BugQueueItem item) const;

@@ -32,7 +32,7 @@ std::string reasonOf(const InterruptedItem& item) {
     if (item.status == QueueItemStatus::failed && item.errorMessage) {
         return *item.errorMessage;
     }
-    return item.status == QueueItemStatus::cancelled ? "Cancelled by user." : std::string(interruptedReason);
+    return item.status == QueueItemStatus::cancelled ? "Cancelled by user." : item.cause.reason;
 }
 
 }  // namespace
@@ -61,7 +61,8 @@ RecoveryStep recoveryStep(const InterruptedItem& item,
     if (item.status == QueueItemStatus::codexCompleted) {
         return TakeReport{AgentReport{.createdAt = item.startedAt.value_or(Instant{})}};
     }
-    return CloseAttempt{.reason = std::string(interruptedReason), .putBack = isLive};
+    const ItemsEnd live = item.cause.failsItem ? ItemsEnd::fails : ItemsEnd::goesBack;
+    return CloseAttempt{.reason = item.cause.reason, .item = isLive ? live : ItemsEnd::staysAsItIs};
 }
 
 std::optional<AgentReport> storedReport(const std::vector<QueueEvent>& events,

@@ -16,6 +16,12 @@ namespace quernlight::host {
 /// Why an attempt failed that the dispatcher did not see to its end.
 inline constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
 
+/// Why nobody saw a session to its end.
+struct Interruption {
+    std::string reason{interruptedReason};  ///< what its attempt has failed for, when it made no report
+    bool failsItem = false;                 ///< without a report the item has failed, too
+};
+
 /// A comment of the agent that ends a session.
 struct AgentReport {
     Uuid commentID{};     ///< nil when it was seen but is no longer to be found
@@ -32,6 +38,7 @@ struct InterruptedItem {
     std::optional<Instant> startedAt{};
     bool hasOpenAttempt = false;                ///< one that is neither completed nor failed
     std::optional<AgentReport> storedReport{};  ///< that the item's events name
+    Interruption cause{};
 };
 
 /// Only the backend can tell whether the agent reported meanwhile.
@@ -46,11 +53,17 @@ struct TakeReport {
     bool operator==(const TakeReport&) const = default;
 };
 
-/// The attempt has failed for this reason; with `putBack` the item goes back into its queue, else it stays as
-/// it is.
+/// What becomes of an item whose attempt is closed.
+enum class ItemsEnd {
+    staysAsItIs,
+    goesBack,  ///< into its queue, to be resumed
+    fails,
+};
+
+/// The attempt has failed for this reason.
 struct CloseAttempt {
     std::string reason;
-    bool putBack = false;
+    ItemsEnd item = ItemsEnd::staysAsItIs;
 
     bool operator==(const CloseAttempt&) const = default;
 };

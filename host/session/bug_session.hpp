@@ -74,6 +74,7 @@ class BugSession {
     Task<void> lookForComment();
     Task<bool> learnComments(Task<std::vector<QLCommentDTO>> fetching);
     Task<bool> learnLastComments();
+    Task<std::vector<QLCommentDTO>> fetchComments();
     Task<bool> isStillOurs();
     Task<void> finishReported();
     Task<void> noteConversation();

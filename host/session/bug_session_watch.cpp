@@ -12,7 +12,7 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds lookInterval{1};
 constexpr std::chrono::seconds commentLookInterval{3};
 constexpr std::chrono::seconds commentPatience{10};
-constexpr std::chrono::seconds commentPatienceAtShutdown{2};
+constexpr std::chrono::seconds commentPatienceAtShutdown{3};
 constexpr const char* asksBackend = "asks the backend";
 constexpr std::size_t lastWordsKept = 2000;
 
@@ -135,8 +135,7 @@ Task<void> BugSession::lookForComment() {
     if (steady_clock::now() < nextCommentLook_) {
         co_return;
     }
-    auto fetching = withTimeLimit(commentPatience, fetchCommentsIfAny(services_.client, item_.bugID));
-    const bool isKnown = co_await learnComments(stop_.untilPressed(std::move(fetching)));
+    const bool isKnown = co_await learnComments(stop_.untilPressed(fetchComments()));
     if (!isKnown && !watched_.stopRequested) {
         show(asksBackend, progress_.detail);
     }
@@ -166,9 +165,17 @@ Task<bool> BugSession::learnLastComments() {
     if (!watched_.goalTyped || watched_.detection) {
         co_return true;
     }
-    const auto limit = watched_.stopRequested ? commentPatienceAtShutdown : commentPatience;
-    auto fetching = withTimeLimit(limit, fetchCommentsIfAny(services_.client, item_.bugID));
+    auto fetching = fetchComments();
+    if (watched_.stopRequested) {
+        fetching = withTimeLimit(commentPatienceAtShutdown, std::move(fetching));
+    }
     co_return co_await learnComments(std::move(fetching));
+}
+
+/// The wait for its turn says nothing of the backend.
+Task<std::vector<QLCommentDTO>> BugSession::fetchComments() {
+    co_await turnToAsk(services_.commentRequests);
+    co_return co_await withTimeLimit(commentPatience, fetchCommentsIfAny(services_.client, item_.bugID));
 }
 
 Task<bool> BugSession::isStillOurs() {
@@ -178,15 +185,11 @@ Task<bool> BugSession::isStillOurs() {
 
 /// A write without which the session can go on: a disk that is full for a while must not end it.
 Task<void> BugSession::ifPossible(Task<void> write) {
-    std::string trouble;
     try {
         co_await std::move(write);
+        services_.disk.succeeded(item_.bugID);
     } catch (const DatabaseError& error) {
-        trouble = error.what();
-    }
-    if (!trouble.empty()) {
-        services_.board.noteOnce("The queue cannot be written at the moment (" + trouble +
-                                 "); sessions go on. Free some disk space if the disk is full.");
+        services_.disk.failed(item_.bugID, "queue", error);
     }
 }
 

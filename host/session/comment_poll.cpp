@@ -27,7 +27,7 @@ struct Poll {
 Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        poll.comments = co_await fetchCommentsIfAny(polling.client, std::move(bugID));
+        poll.comments = co_await fetchCommentsInTurn(polling.client, polling.budget, std::move(bugID));
         polling.health.answered();
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
@@ -81,6 +81,18 @@ milliseconds pauseBeforePoll(milliseconds interval, int failures, double chance)
     return pause - std::chrono::duration_cast<milliseconds>(pause * chance / 4);
 }
 
+Task<void> turnToAsk(RequestBudget& budget) {
+    boost::asio::steady_timer turn(co_await boost::asio::this_coro::executor);
+    turn.expires_at(budget.reserve(std::chrono::steady_clock::now()));
+    co_await turn.async_wait(boost::asio::use_awaitable);
+}
+
+Task<std::vector<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, RequestBudget& budget,
+                                                    std::string bugID) {
+    co_await turnToAsk(budget);
+    co_return co_await fetchCommentsIfAny(std::move(client), std::move(bugID));
+}
+
 Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std::string bugID) {
     constexpr int notFound = 404;
     try {
@@ -95,12 +107,9 @@ Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std:
 
 Task<void> pollComments(CommentPolling polling, CompletionPollState state,
                         SessionMailbox::Continuation mailbox) {
-    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
     std::string trouble;
     for (int failures = 0;;) {
         co_await rest(polling.settings, failures);
-        timer.expires_at(polling.budget.reserve(std::chrono::steady_clock::now()));
-        co_await timer.async_wait(boost::asio::use_awaitable);
         const Poll poll = co_await pollOnce(polling, state.bugID);
         failures = poll.comments ? 0 : failures + 1;
         if (poll.trouble != std::exchange(trouble, poll.trouble)) {

@@ -20,8 +20,15 @@ struct CommentPolling {
     const Settings& settings;  ///< as it is at each poll
 };
 
+/// Returns when the next request for comments may be sent: there are many who ask and one backend.
+Task<void> turnToAsk(RequestBudget& budget);
+
 /// The bug's comments; none when the backend does not know the bug any more. Throws as the client does.
 Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std::string bugID);
+
+/// The same, once it is this request's turn.
+Task<std::vector<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, RequestBudget& budget,
+                                                    std::string bugID);
 
 /// Polls a bug's comments until it is cancelled and tells the mailbox what changed. A poll that fails ends
 /// nothing: the next one comes after a longer pause, up to a minute. Pauses vary by a quarter, so that

@@ -1,14 +1,32 @@
 #include "host/session/goal_typing.hpp"
 
+#include <chrono>
 #include <stdexcept>
 
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
 #include "host/item_event.hpp"
 #include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
+namespace {
+
+constexpr std::chrono::seconds pauseBeforeStoring{1};
+
+Task<bool> isTold(DispatchStore store, ItemEvent event) {
+    try {
+        co_await tell(store, std::move(event));
+        co_return true;
+    } catch (const DatabaseError&) {
+        co_return false;
+    }
+}
+
+}  // namespace
 
 GoalTyping::GoalTyping(boost::asio::any_io_executor executor, DispatchStore store)
     : executor_(std::move(executor)), store_(std::move(store)), followers_(std::make_shared<Followers>()) {}
@@ -37,23 +55,31 @@ void GoalTyping::gaveUp(Uuid sessionID, std::string reason) {
                 pass(followers_, sessionID, GoalNotTyped{std::move(reason)}));
 }
 
-/// Without the event nothing is typed: what cannot be stored could be done twice.
+/// Without the event nothing is typed: what cannot be stored could be done twice. While the disk is full the
+/// goal waits.
 Task<void> GoalTyping::storeTyping(std::shared_ptr<Followers> followers, DispatchStore store,
                                    Uuid sessionID) {
-    auto followed = followers->find(sessionID);
-    if (followed == followers->end()) {
+    boost::asio::steady_timer pause(co_await boost::asio::this_coro::executor);
+    for (bool isStored = false; !isStored;) {
+        const ItemEvent event{.itemID = followedIn(*followers, sessionID).itemID,
+                              .kind = event_kind::typing,
+                              .message = "Typing the goal.",
+                              .sessionID = sessionID};
+        isStored = co_await isTold(store, event);
+        if (!isStored) {
+            pause.expires_after(pauseBeforeStoring);
+            co_await pause.async_wait(boost::asio::use_awaitable);
+        }
+    }
+    followedIn(*followers, sessionID).mailbox.deliver(GoalTypingBegins{});
+}
+
+GoalTyping::Followed& GoalTyping::followedIn(Followers& followers, const Uuid& sessionID) {
+    const auto followed = followers.find(sessionID);
+    if (followed == followers.end()) {
         throw std::runtime_error("The session is ending.");
     }
-    ItemEvent event{.itemID = followed->second.itemID,
-                    .kind = event_kind::typing,
-                    .message = "Typing the goal.",
-                    .sessionID = sessionID};
-    co_await tell(store, std::move(event));
-    followed = followers->find(sessionID);
-    if (followed == followers->end()) {
-        throw std::runtime_error("The session is ending.");
-    }
-    followed->second.mailbox.deliver(GoalTypingBegins{});
+    return followed->second;
 }
 
 Task<void> GoalTyping::pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionNews news) {

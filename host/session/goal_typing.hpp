@@ -37,6 +37,7 @@ class GoalTyping final : public InitialInputObserver {
     };
     using Followers = std::map<Uuid, Followed>;
 
+    static Followed& followedIn(Followers& followers, const Uuid& sessionID);
     static Task<void> storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Uuid sessionID);
     static Task<void> pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionNews news);
 

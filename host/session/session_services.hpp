@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "host/disk_health.hpp"
 #include "host/dispatch_store.hpp"
 #include "host/instruction_files.hpp"
 #include "host/progress_board.hpp"
@@ -30,6 +31,7 @@ struct SessionServices {
     RepositoryTurns& repositories;
     RequestBudget& commentRequests;
     BackendHealth& health;
+    DiskHealth& disk;
     InstructionFiles instructions;
     EnvironmentMap environment;  ///< the program's own, from which the agent's is chosen
     const Settings& settings;    ///< as it is now; may change between two looks

@@ -23,12 +23,33 @@ class FullDiskTest : public test::DispatchFixture {
     ~FullDiskTest() override { umount2(home().c_str(), MNT_DETACH); }
 
     void fill() {
-        std::ofstream file(home() / "ballast", std::ios::binary);
+        std::ofstream file(ballast(), std::ios::binary);
         const std::string block(4096, 'x');
         while (file.write(block.data(), static_cast<std::streamsize>(block.size())).flush()) {
         }
     }
-    void free() { std::filesystem::remove(home() / "ballast"); }
+    void free() { std::filesystem::remove(ballast()); }
+    std::filesystem::path ballast() const { return home() / "ballast"; }
+    static int timesSaid(const test::DispatchProcess& program, const std::string& text) {
+        const std::string output = program.output();
+        int times = 0;
+        for (auto at = output.find(text); at != std::string::npos; at = output.find(text, at + 1)) {
+            ++times;
+        }
+        return times;
+    }
+    void set(const std::string& key, const std::string& value) {
+        ASSERT_EQ(dispatch({"config", "set", key, value, "--home", home()}).exitCode, 0);
+    }
+    /// The agent's first start fills the disk and ends; from the second on it works.
+    void agentFillsTheDiskOnce() {
+        const auto once = repository.scratch("filled");
+        const auto script = repository.scratch("agent.sh");
+        test::writeFile(script, "[ -e " + once.string() + " ] && exec codex \"$@\"\n: > " + once.string() +
+                                    "\ncat /dev/zero > " + ballast().string() + "\nexit 3\n");
+        set("agent.command", "sh " + script.string());
+        set("sessions.post_exit_grace_seconds", "1");
+    }
 
     void endsCompleted(test::DispatchProcess& program) {
         EXPECT_TRUE(program.says("3f2a9c1d  completed: ")) << program.output() << program.errorText();
@@ -48,7 +69,7 @@ TEST_F(FullDiskTest, NothingIsTakenInUntilThereIsRoomAndThenWorkGoesOn) {
     reportClearBug("3f2a9c1d");
     mapApp();
     startBackend({"--fault", R"({"kind": "status", "status": 503})"});
-    ASSERT_EQ(dispatch({"config", "set", "poll.bugs_seconds", "0.2", "--home", home()}).exitCode, 0);
+    set("poll.bugs_seconds", "0.2");
     const auto program = start(runWith());
     ASSERT_TRUE(program->says("cannot be asked"));
     fill();
@@ -69,6 +90,46 @@ TEST_F(FullDiskTest, AReportThatCouldNotBeStoredIsFoundAgainOnceThereIsRoom) {
     EXPECT_TRUE(test::eventually([&] { return backendStatus("3f2a9c1d") == "in_review"; }));
     free();
     endsCompleted(*program);
+}
+
+TEST_F(FullDiskTest, EachTimeTheDiskIsFullIsToldAndSoIsItsEnd) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    set("poll.bugs_seconds", "0.2");
+    set("sessions.max", "1");
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
+    for (int time = 1; time <= 2; ++time) {
+        fill();
+        const std::string bugID = reportClearBugNow();
+        EXPECT_TRUE(test::eventually([&] { return timesSaid(*program, trouble) == time; }))
+            << program->output();
+        free();
+        EXPECT_TRUE(program->says(bugID + "  completed: ")) << program->output();
+        EXPECT_EQ(timesSaid(*program, "The dispatch home can be written again."), time);
+    }
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 130);
+}
+
+TEST_F(FullDiskTest, ASessionThatCouldNotBeRecordedSaysSoAndItsBugIsWorkedOnOnceThereIsRoom) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    agentFillsTheDiskOnce();
+    const auto program = start(runWith());
+    const std::string reason =
+        "The session was ended, since it could not be recorded: database or disk is full";
+    EXPECT_TRUE(program->says("Bug 3f2a9c1d: " + reason)) << program->output();
+    free();
+    endsCompleted(*program);
+    Connection database(queueFile(), Connection::Access::readOnly);
+    const auto attempts =
+        database.query("SELECT failure_reason FROM session_attempts ORDER BY attempt_number", {});
+    ASSERT_EQ(attempts.size(), 2U);
+    EXPECT_EQ(*attempts[0].at("failure_reason").asText(), reason);
+    EXPECT_FALSE(attempts[1].at("failure_reason").asText());
 }
 
 }  // namespace

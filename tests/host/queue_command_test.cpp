@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
 namespace quernlight {
@@ -52,6 +53,21 @@ TEST_F(QueueCommandTest, HoldAndReleaseMoveABugBetweenTheQueues) {
     EXPECT_EQ(item("11111111", "queue_mode"), "manual");
     EXPECT_EQ(queue("release", "11111111").exitCode, 0);
     EXPECT_EQ(item("11111111", "queue_mode"), "auto");
+}
+
+TEST_F(QueueCommandTest, ABugWhoseLastAttemptIsNotSettledIsLeftToTheNextStart) {
+    EXPECT_EQ(queue("cancel", "11111111").exitCode, 0);
+    Connection database(queueFile(), Connection::Access::readWrite);
+    database.execute(
+        "INSERT INTO session_attempts (id, queue_item_id, attempt_number, bug_id, repo_path, state, started_at,"
+        " transcript_ansi_path, transcript_text_path, goal_text, completion_marker)"
+        " SELECT id, id, 1, bug_id, '', 'running', added_at, '', '', '', '' FROM queue_items"
+        " WHERE bug_id = '11111111'",
+        {});
+    const auto refused = queue("retry", "11111111");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_THAT(refused.error, HasSubstr("its session has to be settled first; start the dispatcher once."));
+    EXPECT_EQ(status("11111111"), "cancelled");
 }
 
 TEST_F(QueueCommandTest, ShowTellsABugsHistory) {

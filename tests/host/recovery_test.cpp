@@ -64,6 +64,23 @@ TEST_F(RecoveryTest, ARunningItemWithoutAReportIsPutBackAndItsAttemptHasFailed) 
     EXPECT_TRUE(attempt(item).endedAt);
 }
 
+TEST_F(RecoveryTest, AnItemWhoseSessionCouldNotBeRecordedIsPutBackForThatReason) {
+    const Uuid item = running("3f2a9c1d");
+    backendHasNoComments();
+    EXPECT_EQ(run(recovery.settle(this->item(item), {.reason = "The disk was full."})), "");
+    EXPECT_EQ(status(item), QueueItemStatus::queued);
+    EXPECT_EQ(attempt(item).failureReason, "The disk was full.");
+}
+
+TEST_F(RecoveryTest, AnItemWhoseSessionWentWrongFailsOnceNoReportIsFound) {
+    const Uuid item = running("3f2a9c1d");
+    backendHasNoComments();
+    EXPECT_EQ(run(recovery.settle(this->item(item), {.reason = "It broke.", .failsItem = true})), "");
+    EXPECT_EQ(status(item), QueueItemStatus::failed);
+    EXPECT_EQ(this->item(item).errorMessage, "It broke.");
+    EXPECT_EQ(attempt(item).failureReason, "It broke.");
+}
+
 TEST_F(RecoveryTest, AReportThatArrivedMeanwhileCompletesItemAndAttempt) {
     const Uuid item = running("3f2a9c1d");
     backendHasReport(item, "in_review");
@@ -231,13 +248,21 @@ INSTANTIATE_TEST_SUITE_P(
         StepCase{"startingWithoutAttempt",
                  {.status = startingCodex},
                  {},
-                 CloseAttempt{.reason = interruptedText, .putBack = true}},
+                 CloseAttempt{.reason = interruptedText, .item = ItemsEnd::goesBack}},
         StepCase{"startingWithAttempt", {.status = startingCodex, .hasOpenAttempt = true}, {}, AskBackend{}},
         StepCase{"running", {.status = running, .hasOpenAttempt = true}, {}, AskBackend{}},
         StepCase{"runningNoReport",
                  {.status = running, .hasOpenAttempt = true},
                  std::optional<AgentReport>(),
-                 CloseAttempt{.reason = interruptedText, .putBack = true}},
+                 CloseAttempt{.reason = interruptedText, .item = ItemsEnd::goesBack}},
+        StepCase{"runningNoReportAfterTrouble",
+                 {.status = running, .hasOpenAttempt = true, .cause = {"It broke.", true}},
+                 std::optional<AgentReport>(),
+                 CloseAttempt{.reason = "It broke.", .item = ItemsEnd::fails}},
+        StepCase{"runningReportAfterTrouble",
+                 {.status = running, .hasOpenAttempt = true, .cause = {"It broke.", true}},
+                 std::optional(report),
+                 TakeReport{report}},
         StepCase{"runningReport",
                  {.status = running, .hasOpenAttempt = true},
                  std::optional(report),

@@ -76,6 +76,8 @@ class ServicesFixture : public testing::Test {
     RememberingBoard board;
     std::vector<std::string> healthNews;
     BackendHealth health{[this](const std::string& trouble) { healthNews.push_back(trouble); }};
+    std::vector<std::string> diskNews;
+    DiskHealth disk{[this](const std::string& trouble) { diskNews.push_back(trouble); }};
     Settings settings;
     SessionServices services{
         .home = directory / "home",
@@ -88,6 +90,7 @@ class ServicesFixture : public testing::Test {
         .repositories = repositories,
         .commentRequests = commentRequests,
         .health = health,
+        .disk = disk,
         .instructions = {},
         .environment = {},
         .settings = settings,
