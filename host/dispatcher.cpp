@@ -31,7 +31,7 @@ Task<void> Dispatcher::run() {
     changed_.notify();
     std::vector<std::unique_ptr<ChildTask>> chores;
     const auto begin = [&](const char* name, Task<void> chore) {
-        chores.push_back(std::make_unique<ChildTask>(executor_, name, std::move(chore)));
+        chores.push_back(std::make_unique<ChildTask>(executor_, name, endingAllWithIt(std::move(chore))));
     };
     begin("looking after settings and memory", heartbeat());
     begin("settling interrupted bugs", settleInterrupted());

@@ -68,6 +68,7 @@ class Dispatcher {
     Task<void> takeBugsIn();
     Task<void> retireRepeatedly();
 
+    Task<void> endingAllWithIt(Task<void> chore);
     Task<std::exception_ptr> troubleIn(const char* chore, Task<void> round);
     void take(const char* chore, const std::exception_ptr& trouble);
     Task<void> refreshSettings();

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -28,6 +29,15 @@ Task<void> sleepFor(std::chrono::milliseconds time) {
 }
 
 }  // namespace
+
+/// A dispatcher that has lost a chore would look well and not be: it ends, and says why.
+Task<void> Dispatcher::endingAllWithIt(Task<void> chore) {
+    const std::exception_ptr failure = co_await failureOf(std::move(chore));
+    const boost::asio::cancellation_state cancellation = co_await boost::asio::this_coro::cancellation_state;
+    if (failure && cancellation.cancelled() == boost::asio::cancellation_type::none) {
+        endWith(failure);
+    }
+}
 
 /// One round of a chore, and what it threw, if anything. Trouble that may pass (a full disk, an absent
 /// backend) is told, and the next round tries again; what waiting does not mend ends the program.

@@ -5,9 +5,9 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 #include <sys/prctl.h>
 #include <sys/syscall.h>
@@ -19,9 +19,12 @@
 namespace quernlight {
 namespace {
 
+/// Nothing when the process ends while its file is read: read(2) then fails with ESRCH, and `<<` makes of it
+/// the stream's state, where the stream's own iterators would throw.
 std::string contentOf(const std::string& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream content;
+    content << std::ifstream(file, std::ios::binary).rdbuf();
+    return std::move(content).str();
 }
 
 std::string procFile(pid_t pid, const char* name) {
@@ -94,8 +97,9 @@ ProcessEntry processEntry(pid_t pid) {
 std::vector<ProcessEntry> processTable() {
     std::vector<ProcessEntry> table;
     std::error_code ignored;
-    for (const auto& directory : std::filesystem::directory_iterator("/proc", ignored)) {
-        if (const pid_t pid = pidNamed(directory.path().filename().string()); pid > 0) {
+    for (std::filesystem::directory_iterator directory("/proc", ignored), end; directory != end;
+         directory.increment(ignored)) {
+        if (const pid_t pid = pidNamed(directory->path().filename().string()); pid > 0) {
             if (ProcessEntry entry = processEntry(pid); entry.pid > 0) {
                 table.push_back(std::move(entry));
             }

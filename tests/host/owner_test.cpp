@@ -68,8 +68,8 @@ class OwnerTest : public test::DispatchFixture {
 TEST_F(OwnerTest, AnInterruptedBugGoesOnInTheAgentsOwnConversation) {
     interruptWork();
     const auto outcome = runOnce();
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
     EXPECT_EQ(attempts("attempt_number"), "1 2");
     EXPECT_EQ(attempts("state"), "failed completed");
     const std::string conversation = item("3f2a9c1d", "codex_session_id");
@@ -81,8 +81,8 @@ TEST_F(OwnerTest, AnAgentThatNoLongerKnowsItsConversationIsGivenAFreshOneOnce) {
     interruptWork();
     forgetConversations();
     const auto outcome = runOnce();
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
     EXPECT_EQ(attempts("state"), "failed failed completed");
     EXPECT_THAT(outcome.output, HasSubstr("3f2a9c1d  conversationUnknown: The agent does not know its "
                                           "conversation "));
@@ -96,8 +96,8 @@ TEST_F(OwnerTest, WhatTheAgentLeavesBehindIsEndedWithIt) {
     ASSERT_EQ(command({"config", "set", "agent.command", "sh " + script.string()}).exitCode, 0);
     reportClearBug("3f2a9c1d");
     const auto outcome = workAll();
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
     EXPECT_THAT(outcome.output, HasSubstr("agentLeftovers: The agent left processes behind; killed: "));
     EXPECT_TRUE(test::processesWithEnvironment("QUERNLIGHT_DISPATCH_SESSION=" +
                                                attempt("3f2a9c1d", "completion_marker"))
@@ -114,7 +114,7 @@ TEST_F(OwnerTest, AManualBugWaitsUntilAPersonStartsIt) {
     EXPECT_EQ(status("3f2a9c1d"), "queued");
     EXPECT_EQ(command({"queue", "start", "3F2A9C1D-0000"}).exitCode, 0);
     EXPECT_EQ(runOnce().exitCode, 0);
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
     const auto again = command({"queue", "start", "3f2a9c1d"});
     EXPECT_EQ(again.exitCode, 1);
     EXPECT_THAT(again.error, HasSubstr("only bugs that wait in the manual queue are started by hand"));
@@ -139,9 +139,9 @@ TEST_F(OwnerTest, ABugInReviewIsFollowedUpOnceAUserHasCommented) {
     EXPECT_EQ(runOnce().output, "");
     userComments("3f2a9c1d", "The button is still red.");
     const auto outcome = runOnce();
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
     EXPECT_THAT(outcome.output, HasSubstr("followUpWanted: A user has commented on the work in review."));
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
     EXPECT_EQ(item("3f2a9c1d", "goal_flow"), "address_review");
     EXPECT_EQ(attempts("state"), "completed completed");
     EXPECT_EQ(runOnce().output, "");
@@ -264,7 +264,7 @@ TEST_F(OwnerTest, TwelveBugsOfEveryKindEndEachAsItShould) {
         agentDoes(bugID, behaviour);
     }
     const auto outcome = workAll({"--max-sessions", "4", "--idle-timeout", "12", "--exit-grace", "2"});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
     for (const auto& [bugID, behaviour] : kinds) {
         const bool fails = behaviour == "crash" || behaviour == "silent-exit" || behaviour == "idle";
         const std::string expected = behaviour == "ask" ? "awaitingUserInput"

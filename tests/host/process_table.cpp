@@ -1,7 +1,7 @@
 #include "tests/host/process_table.hpp"
 
 #include <fstream>
-#include <iterator>
+#include <sstream>
 
 #include "quernlight/platform/process_table.hpp"
 
@@ -13,8 +13,9 @@ bool isAlive(pid_t process) {
 }
 
 std::string environmentOf(pid_t process) {
-    std::ifstream stream("/proc/" + std::to_string(process) + "/environ", std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
+    std::ostringstream content;
+    content << std::ifstream("/proc/" + std::to_string(process) + "/environ", std::ios::binary).rdbuf();
+    return content.str();
 }
 
 std::vector<pid_t> processesWithEnvironment(const std::string& assignment) {

@@ -207,5 +207,22 @@ TEST(ProcessTableDeathTest, OrphansAreAdoptedWhereTheSystemPromisesIt) {
     EXPECT_EXIT(std::_Exit(orphansAreAdopted() ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
+TEST(ProcessTableTest, ProcessesThatEndWhileTheyAreLookedAtAreNoTrouble) {
+    const Child one("while :; do /bin/true; done");
+    const Child another("while :; do /bin/true; done");
+    int seen = 0;
+    for (int look = 0; look < 300; ++look) {
+        for (const ProcessEntry& entry : processTable()) {
+            const bool isOneOfThem = entry.parent == one.pid() || entry.parent == another.pid();
+            if (isOneOfThem) {
+                ++seen;
+                startedWith(entry.pid, "NAME=value");
+                workingDirectoryOf(entry.pid);
+            }
+        }
+    }
+    EXPECT_GT(seen, 0);
+}
+
 }  // namespace
 }  // namespace quernlight
