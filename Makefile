@@ -43,7 +43,7 @@ test: setup build/dev/build.ninja
 
 flaky: setup build/dev/build.ninja
 	@cmake --build --preset dev -j $(JOBS)
-	@packaging/run-on-a-busy-machine ctest --preset dev --repeat until-fail:10
+	@packaging/run-on-a-busy-machine ctest --preset dev --parallel 5 --repeat until-fail:10
 
 soak: setup build/dev/build.ninja
 	@cmake --build --preset dev --target host_tests -j $(JOBS)

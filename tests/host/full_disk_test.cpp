@@ -11,6 +11,8 @@
 namespace quernlight {
 namespace {
 
+using testing::HasSubstr;
+
 /// The home is a small file system of its own, which only root can mount.
 class FullDiskTest : public test::DispatchFixture {
   protected:
@@ -90,6 +92,37 @@ TEST_F(FullDiskTest, AReportThatCouldNotBeStoredIsFoundAgainOnceThereIsRoom) {
     EXPECT_TRUE(test::eventually([&] { return backendStatus("3f2a9c1d") == "in_review"; }));
     free();
     endsCompleted(*program);
+}
+
+TEST_F(FullDiskTest, AStopWhileTheDiskIsFullEndsTheAgentAndTheNextStartSettlesItsBug) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "idle");
+    mapApp();
+    startBackend();
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  typed: ")) << program->output();
+    fill();
+    program->signal(SIGTERM);
+    EXPECT_NE(program->exitCode(), 0);
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+    free();
+    agentDoesAsToldAgain();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "2");
+}
+
+TEST_F(FullDiskTest, ARunOnceThatCannotTakeBugsInSaysSoAndEnds) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    fill();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, HasSubstr("its disk is not full"));
+    free();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
 }
 
 TEST_F(FullDiskTest, EachTimeTheDiskIsFullIsToldAndSoIsItsEnd) {

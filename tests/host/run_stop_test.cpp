@@ -40,6 +40,16 @@ TEST_F(RunStopTest, ControlCStopsTheAgentAndPutsItsBugBackToBeResumed) {
     EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
 }
 
+TEST_F(RunStopTest, OneControlCEndsAnAgentThatNeitherLeavesNorEndsOnSignals) {
+    startWorking();
+    kill(agent("3f2a9c1d"), SIGSTOP);
+    program->signal(SIGINT);
+    EXPECT_EQ(program->exitCode(), 130) << program->errorText();
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_EQ(attempt("3f2a9c1d", "failure_reason"), "Dispatcher stopped while the session was running.");
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
 TEST_F(RunStopTest, ASecondControlCKillsAnAgentThatDoesNotLeave) {
     startWorking();
     kill(agent("3f2a9c1d"), SIGSTOP);

@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "quernlight/platform/instant.hpp"
+#include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
 namespace quernlight {
@@ -110,6 +112,26 @@ TEST_F(RunTest, AFloodOfOutputIsAllInTheTranscriptAndStopsNothing) {
     EXPECT_EQ(workAll().exitCode, 0);
     EXPECT_EQ(status("3f2a9c1d"), "completed");
     EXPECT_GE(std::filesystem::file_size(attempt("3f2a9c1d", "transcript_ansi_path")), 20U << 20U);
+}
+
+TEST_F(RunTest, TheTimeOfTheLastOutputIsStoredAtMostOnceASecond) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "flood");
+    mapApp();
+    Connection database(queueFile(), Connection::Access::readWrite);
+    database.executeOneShot("CREATE TABLE marks (at TEXT)");
+    database.executeOneShot(
+        "CREATE TRIGGER keep AFTER UPDATE OF last_output_at ON session_attempts"
+        " BEGIN INSERT INTO marks VALUES (NEW.last_output_at); END");
+    startBackend();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    const auto marks = database.query("SELECT at FROM marks ORDER BY rowid", {});
+    ASSERT_FALSE(marks.empty());
+    for (std::size_t index = 1; index < marks.size(); ++index) {
+        const auto earlier = parseInstant(*marks[index - 1].at("at").asText());
+        const auto later = parseInstant(*marks[index].at("at").asText());
+        EXPECT_GE(*later - *earlier, std::chrono::seconds(1));
+    }
 }
 
 TEST_F(RunTest, OneBugThatFailsDoesNotHoldUpAnother) {
