@@ -17,7 +17,7 @@ constexpr const char* red = "\x1b[31m";
 
 bool isWaiting(const BugProgress& progress) {
     return progress.stage == "queued" || progress.stage == "waits for a mapping" ||
-           progress.stage == "waits for a start";
+           progress.stage == "waits for a start" || progress.stage == stageToBeSettled;
 }
 
 bool isUnderWay(const BugProgress& progress) {

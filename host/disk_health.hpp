@@ -20,6 +20,9 @@ class DiskHealth {
     /// `who` could not write `what` ("queue", "dispatch home").
     void failed(const std::string& who, const std::string& what, const std::exception& error);
 
+    /// Whether the last write of `who` has failed.
+    bool hasTrouble(const std::string& who) const { return troubles_.contains(who); }
+
     /// What `who` had to write has been written, or nobody wants it any more.
     void succeeded(const std::string& who);
 

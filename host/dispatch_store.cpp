@@ -37,7 +37,8 @@ Task<DispatchStore> DispatchStore::open(std::filesystem::path file) {
     } catch (const DatabaseError& error) {
         throw UserError(
             "The queue in " + file.string() + " cannot be used: " + error.what() +
-            ". Check that the directory can be written, that its disk is not full, and that no other program holds the file.");
+            ". Check that the directory can be written, that its disk is not full, and that no other program "
+            "holds the file.");
     }
 }
 

@@ -95,8 +95,7 @@ Task<void> Dispatcher::releaseMappedItems() {
 
 Task<void> Dispatcher::showQueue() {
     for (const BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
-        const bool waits = !isReorderLocked(item.status) && !isTerminal(item.status);
-        if (waits || needsPerson(item)) {
+        if (!isTerminal(item.status) || needsPerson(item)) {
             services_.board.show(restingProgress(item));
         }
     }

@@ -71,6 +71,7 @@ class Dispatcher {
     Task<void> endingAllWithIt(Task<void> chore);
     Task<std::exception_ptr> troubleIn(const char* chore, Task<void> round);
     void take(const char* chore, const std::exception_ptr& trouble);
+    void endIfTokenIsRefused();
     Task<void> refreshSettings();
     Task<void> findInterrupted();
     Task<void> settleOnce();

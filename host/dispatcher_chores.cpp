@@ -78,10 +78,19 @@ Task<void> Dispatcher::heartbeat() {
         co_await troubleIn(chore::events, events_.showNew());
         if (beat % beatsPerLook == 0) {
             orphans_.sweep();
+            endIfTokenIsRefused();
             co_await troubleIn(chore::settings, refreshSettings());
             changed_.notify();
         }
         co_await sleepFor(heartbeatInterval);
+    }
+}
+
+/// Intake hears of it, too, but seldom asks; meanwhile sessions could not tell whether their work is done.
+void Dispatcher::endIfTokenIsRefused() {
+    constexpr int unauthorized = 401;
+    if (services_.health.refusesToken() && !failure_) {
+        endWith(std::make_exception_ptr(tokenRefused(services_.client, unauthorized)));
     }
 }
 

@@ -139,6 +139,9 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
         if (!cause.failsItem) {
             services_.board.note("Bug " + session->item().bugID + ": " + cause.reason);
         }
+        BugProgress waiting = restingProgress(session->item());
+        waiting.stage = stageToBeSettled;
+        services_.board.show(waiting);
         resting_[itemID] = steady_clock::now() + restAfterTrouble;
         unsettled_.emplace(itemID, Unsettled{.item = session->item(), .cause = cause});
         settlingWanted_.notify();

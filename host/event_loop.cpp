@@ -24,9 +24,9 @@ class SignalCounter : public std::enable_shared_from_this<SignalCounter> {
         : signals_(io, SIGINT, SIGTERM, SIGHUP), onSignal_(std::move(onSignal)) {}
 
     void listen() {
-        signals_.async_wait([self = shared_from_this()](boost::system::error_code error, int) {
+        signals_.async_wait([self = shared_from_this()](boost::system::error_code error, int number) {
             if (!error) {
-                self->onSignal_(++self->count_);
+                self->take(number);
                 self->listen();
             }
         });
@@ -35,9 +35,20 @@ class SignalCounter : public std::enable_shared_from_this<SignalCounter> {
     void leave() { signals_.cancel(); }
 
   private:
+    /// A terminal that is closed may hang up twice, once by the shell and once by the kernel; that is one
+    /// wish.
+    void take(int number) {
+        const bool isRepeatedHangUp = number == SIGHUP && hungUp_;
+        hungUp_ = hungUp_ || number == SIGHUP;
+        if (!isRepeatedHangUp) {
+            onSignal_(++count_);
+        }
+    }
+
     boost::asio::signal_set signals_;
     std::function<void(int)> onSignal_;
     int count_ = 0;
+    bool hungUp_ = false;
 };
 
 Task<void> cancellable(Task<void> work, std::shared_ptr<boost::asio::cancellation_signal> interrupt) {

@@ -15,6 +15,10 @@ std::string stageOf(const BugQueueItem& item) {
             return "in review";
         case QueueItemStatus::cancelled:
             return "cancelled";
+        case QueueItemStatus::startingCodex:
+        case QueueItemStatus::running:
+        case QueueItemStatus::codexCompleted:
+            return stageToBeSettled;
         default:
             return item.queueMode == QueueMode::manual ? "waits for a start" : "queued";
     }

@@ -19,6 +19,9 @@ struct BugProgress {
     bool finished = false;
 };
 
+/// The stage of an item whose last session nobody saw to its end.
+inline constexpr const char* stageToBeSettled = "waits to be settled";
+
 /// The line of an item that no session works on.
 BugProgress restingProgress(const BugQueueItem& item);
 

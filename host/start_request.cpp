@@ -14,9 +14,10 @@ bool startIsRequested(const std::vector<QueueEvent>& events) {
             granted = requested;
             requested = false;
         } else if (event.kind == "resumable") {
-            requested = granted;
-        } else if (event.kind == "queueModeChanged") {
+            requested = requested || granted;  // its start may have been cut off before it was told
+        } else if (event.kind == "queueModeChanged" || event.kind == "retried") {
             requested = false;
+            granted = false;
         }
     }
     return requested;

@@ -18,13 +18,17 @@ BackendUnavailable unavailable(const QuernlightClient& client, const std::except
 
 }  // namespace
 
+UserError tokenRefused(const QuernlightClient& client, int status) {
+    return UserError("The backend at " + client.baseURL().text() + " refuses the token (HTTP " +
+                     std::to_string(status) + "); put a valid one into the token file.");
+}
+
 Task<std::vector<QLBugSummaryDTO>> fetchListedBugs(QuernlightClient client, int limit) {
     try {
         co_return co_await client.fetchDispatchBugs(limit);
     } catch (const BackendError& error) {
         if (error.isServer(401) || error.isServer(403)) {
-            throw UserError("The backend at " + client.baseURL().text() + " refuses the token (HTTP " +
-                            std::to_string(error.status()) + "); put a valid one into the token file.");
+            throw tokenRefused(client, error.status());
         }
         throw unavailable(client, error);
     } catch (const TransportError& error) {

@@ -25,6 +25,9 @@ class BackendUnavailable : public UserError {
     std::string cause_;
 };
 
+/// What to end with when the backend answers with such a status (401, 403) to what every token may ask.
+UserError tokenRefused(const QuernlightClient& client, int status);
+
 /// Throws UserError when the backend refuses the token, since no waiting mends that, and BackendUnavailable
 /// otherwise. `limit` is the number of bugs asked for per status.
 Task<std::vector<QLBugSummaryDTO>> fetchListedBugs(QuernlightClient client, int limit);

@@ -1,5 +1,7 @@
 #include "host/recovery/recovery.hpp"
 
+#include <algorithm>
+
 #include <boost/system/system_error.hpp>
 
 #include "host/item_event.hpp"
@@ -72,6 +74,10 @@ Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const 
         co_await take(item, attempt, reported->report);
     } else if (const auto* closing = std::get_if<CloseAttempt>(&step)) {
         co_await close(item, attempt, *closing);
+        co_await tellUntypedGoal(item, attempt, events);
+    } else {
+        // Its session ended before there was anything to store of it; that this can be stored now is news.
+        co_await tellRecovered(item, std::nullopt, interrupted.cause.reason);
     }
     co_return "";
 }
@@ -118,7 +124,7 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
         .commentID = found->comment.id, .createdAt = found->comment.createdAt, .outcome = found->outcome};
 }
 
-/// The item first: if this is interrupted as well, its event tells the next start of the report.
+/// The item first, as in every ending: if this is interrupted as well, the attempt still says so.
 Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
                           AgentReport report) const {
     const bool isActive = !isTerminal(item.status);
@@ -140,15 +146,33 @@ Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord>
 
 Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
                            CloseAttempt step) const {
-    if (attempt) {
-        co_await services_.store.attempts.markFailed(attempt->id, step.reason, currentInstant());
-    }
     if (step.item == ItemsEnd::goesBack) {
         co_await services_.manager.markResumable(item.id);
     } else if (step.item == ItemsEnd::fails) {
         co_await services_.manager.markFailed(item.id, step.reason);
     }
+    if (attempt) {
+        co_await services_.store.attempts.markFailed(attempt->id, step.reason, currentInstant());
+    }
     co_await tellRecovered(std::move(item), std::move(attempt), step.reason);
+}
+
+/// An attempt whose goal was never typed is visible as that, however it ended.
+Task<void> Recovery::tellUntypedGoal(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
+                                     std::vector<QueueEvent> events) const {
+    const auto sessionID = attempt ? parseUuid(attempt->completionMarker) : std::nullopt;
+    const bool isTold = std::any_of(events.begin(), events.end(), [&](const QueueEvent& event) {
+        return event.sessionID == sessionID &&
+               (event.kind == event_kind::typing || event.kind == event_kind::goalNotTyped);
+    });
+    if (!sessionID || isTold) {
+        co_return;
+    }
+    ItemEvent event{.itemID = item.id,
+                    .kind = event_kind::goalNotTyped,
+                    .message = "The dispatcher ended before the goal was typed.",
+                    .sessionID = sessionID};
+    co_await tell(services_.store, std::move(event));
 }
 
 Task<void> Recovery::tellRecovered(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,

@@ -44,12 +44,12 @@ RecoveryStep recoveryStep(const InterruptedItem& item,
         return NothingToSettle{};
     }
     const bool isWaiting = !isLive && !isTerminal(item.status);
-    const bool mayReport = !isTerminal(item.status) || item.status == QueueItemStatus::completed ||
-                           item.status == QueueItemStatus::awaitingUserInput;
-    if (mayReport && item.storedReport) {
+    const bool hasReported =
+        item.status == QueueItemStatus::completed || item.status == QueueItemStatus::awaitingUserInput;
+    if ((hasReported || !isTerminal(item.status)) && item.storedReport) {
         return TakeReport{*item.storedReport};
     }
-    if (!isLive && !isWaiting) {
+    if (!isLive && !isWaiting && !hasReported) {
         return CloseAttempt{.reason = reasonOf(item)};
     }
     if (item.hasOpenAttempt && !answer) {

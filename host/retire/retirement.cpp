@@ -1,13 +1,20 @@
 #include "host/retire/retirement.hpp"
 
+#include <algorithm>
+#include <filesystem>
+
+#include <boost/json/parse.hpp>
+
 #include "host/failure_of.hpp"
 #include "host/item_event.hpp"
 #include "host/session/patient_git.hpp"
 #include "quernlight/git/git_worktree_cleaner.hpp"
 #include "quernlight/git/pull_request_merge_checker.hpp"
 #include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/platform/file_manager.hpp"
 
 namespace quernlight::host {
+namespace json = boost::json;
 namespace {
 
 std::string preservedMetadata(const WorkPreserved& preserved) {
@@ -25,10 +32,30 @@ std::string hindrance(const GitWorktreeCleanupResult& result) {
 
 }  // namespace
 
+std::optional<std::string> preservedReferenceIn(const std::vector<QueueEvent>& history) {
+    const auto kept = std::find_if(history.rbegin(), history.rend(), [](const QueueEvent& event) {
+        return event.kind == event_kind::workPreserved;
+    });
+    if (kept == history.rend()) {
+        return std::nullopt;
+    }
+    boost::system::error_code error;
+    const json::value metadata = json::parse(kept->metadataJSON.value_or(""), error);
+    const json::object* object = error ? nullptr : metadata.if_object();
+    const json::value* reference = object ? object->if_contains("ref") : nullptr;
+    return reference && reference->is_string() ? std::optional<std::string>(reference->as_string())
+                                               : std::nullopt;
+}
+
+bool Retirement::isDue(const BugQueueItem& item) const {
+    return item.status == QueueItemStatus::completed && services_.settings.retireEnabled;
+}
+
 Task<void> Retirement::retireMerged() {
-    for (const BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
-        const bool isDue = item.status == QueueItemStatus::completed && services_.settings.retireEnabled;
-        if (!isDue || isBusy_(item.id) || stop_.isPressed()) {
+    const auto items = co_await services_.store.items.items(wholeQueue);
+    forgetHindrances(items);
+    for (const BugQueueItem& item : items) {
+        if (!isDue(item) || isBusy_(item.id) || stop_.isPressed()) {
             continue;
         }
         retiring_ = item.id;
@@ -79,11 +106,45 @@ Task<bool> Retirement::isMerged(BugQueueItem item, AppMapping mapping) {
         services_.board.noteOnce("Bug " + item.bugID +
                                  ": whether its pull request is merged is unknown: " + unknown->reason);
     }
+    if (std::holds_alternative<PullRequestNotMerged>(state)) {
+        tellHindrance(item.bugID, "");
+    }
     co_return std::holds_alternative<PullRequestMerged>(state);
+}
+
+/// What keeps a merged bug's worktree needs a person; empty once nothing does.
+void Retirement::tellHindrance(const std::string& bugID, const std::string& sentence) {
+    const bool wasHindered = hindered_.erase(bugID) > 0;
+    if (!sentence.empty()) {
+        hindered_.insert(bugID);
+    }
+    if (wasHindered || !sentence.empty()) {
+        services_.board.condition("retiring " + bugID, sentence);
+    }
+}
+
+/// Those of bugs that are to be retired no more, whatever took them out of review.
+void Retirement::forgetHindrances(const std::vector<BugQueueItem>& items) {
+    std::set<std::string> over = hindered_;
+    for (const BugQueueItem& item : items) {
+        if (isDue(item)) {
+            over.erase(item.bugID);
+        }
+    }
+    for (const std::string& bugID : over) {
+        tellHindrance(bugID, "");
+    }
 }
 
 /// The worktree goes first and the item last: what is interrupted is found again and done to its end.
 Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
+    const auto stray = co_await strayWorktree(item, mapping);
+    if (stray) {
+        tellHindrance(item.bugID, "Bug " + item.bugID + " is merged, but its worktree at " + *stray +
+                                      " is not where its mapping has worktrees now, so it is left alone; map "
+                                      "that directory again, or remove the worktree.");
+        co_return;
+    }
     const auto saved = co_await preserve(item, mapping);
     if (!saved) {
         co_return;
@@ -93,13 +154,15 @@ Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
         co_return;
     }
     const auto* preserved = std::get_if<WorkPreserved>(&*saved);
-    const auto reference = preserved ? std::optional(preserved->reference) : std::nullopt;
+    const auto history = co_await services_.store.items.events(item.id);
+    const auto reference = preserved ? std::optional(preserved->reference) : preservedReferenceIn(history);
     ItemEvent event{.itemID = item.id,
                     .kind = event_kind::retired,
                     .message = "Merged: the bug leaves the queue, and its worktree is gone."};
     co_await tell(services_.store, std::move(event));
     co_await services_.store.retired.remember(item, reference, currentInstant());
     co_await services_.manager.removeImplementedReviewItem(item.bugID);
+    tellHindrance(item.bugID, "");
     services_.board.gone(item.bugID);
 }
 
@@ -116,13 +179,28 @@ Task<std::optional<Url>> Retirement::pullRequestOf(BugQueueItem item) {
     }
 }
 
+/// Where the bug was last worked on, when that is still there and today's mapping has it elsewhere.
+Task<std::optional<std::string>> Retirement::strayWorktree(BugQueueItem item, AppMapping mapping) {
+    const auto attempt = co_await services_.store.attempts.latestAttempt(item.id);
+    if (!attempt || !attempt->agentWorkspacePath) {
+        co_return std::nullopt;
+    }
+    const std::string& path = *attempt->agentWorkspacePath;
+    const std::string mapped =
+        WorktreeNaming::worktreePath(mapping.resolvedWorktreeRootPath(), item.appName, item.bugID);
+    std::error_code ignored;
+    const bool isMapped = WorktreeNaming::standardizedPath(path) == mapped ||
+                          std::filesystem::equivalent(path, mapped, ignored);
+    co_return isMapped || !defaultFileManager().exists(path) ? std::nullopt : std::optional(path);
+}
+
 /// Saves work that no remote has, and the item's history names it. Nothing when it cannot be saved.
 Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppMapping mapping) {
     const std::string root = mapping.resolvedWorktreeRootPath();
     const std::string path = WorktreeNaming::worktreePath(root, item.appName, item.bugID);
     if (!WorktreeNaming::isInside(path, root)) {
-        services_.board.noteOnce("Bug " + item.bugID + " is merged, but " + path +
-                                 " is not inside the worktrees' directory, so it is left alone.");
+        tellHindrance(item.bugID, "Bug " + item.bugID + " is merged, but " + path +
+                                      " is not inside the worktrees' directory, so it is left alone.");
         co_return std::nullopt;
     }
     const WorktreeToPreserve worktree{.repoPath = mapping.repoPath,
@@ -130,8 +208,8 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
                                       .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
     PreserveResult result = co_await preserveWork(worktree, patientGit(stop_, kill_, services_.settings));
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
-        services_.board.noteOnce("Bug " + item.bugID + " is merged, but its worktree stays. " +
-                                 failed->reason);
+        tellHindrance(item.bugID,
+                      "Bug " + item.bugID + " is merged, but its worktree stays. " + failed->reason);
         co_return std::nullopt;
     }
     const auto* preserved = std::get_if<WorkPreserved>(&result);
@@ -154,7 +232,7 @@ Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
                               .bugID = item.bugID};
     const auto cleaned = co_await cleaner.cleanupImplementedBug(std::move(request));
     if (const std::string reason = hindrance(cleaned); !reason.empty()) {
-        services_.board.noteOnce("Bug " + item.bugID + " is merged, but its worktree stays: " + reason);
+        tellHindrance(item.bugID, "Bug " + item.bugID + " is merged, but its worktree stays: " + reason);
         co_return false;
     }
     co_return true;

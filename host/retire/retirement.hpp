@@ -4,12 +4,16 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/retire/work_preserver.hpp"
 #include "host/session/session_services.hpp"
 #include "host/session/stop_switch.hpp"
 
 namespace quernlight::host {
+
+/// The reference at which a bug's history says that work was kept last.
+std::optional<std::string> preservedReferenceIn(const std::vector<QueueEvent>& history);
 
 /// Takes bugs whose pull request has been merged off the queue, and their worktrees off the disk once all
 /// work in them is safe. Used on the dispatcher's executor, one round at a time.
@@ -42,12 +46,17 @@ class Retirement {
     Task<bool> isMerged(BugQueueItem item, AppMapping mapping);
     Task<bool> isStillInReview(Uuid itemID);
     Task<std::optional<Url>> pullRequestOf(BugQueueItem item);
+    Task<std::optional<std::string>> strayWorktree(BugQueueItem item, AppMapping mapping);
     Task<std::optional<PreserveResult>> preserve(BugQueueItem item, AppMapping mapping);
     Task<bool> removeWorktree(BugQueueItem item, AppMapping mapping);
+    bool isDue(const BugQueueItem& item) const;
+    void tellHindrance(const std::string& bugID, const std::string& sentence);
+    void forgetHindrances(const std::vector<BugQueueItem>& items);
 
     SessionServices& services_;
     const BusyTest isBusy_;
     std::optional<Uuid> retiring_;
+    std::set<std::string> hindered_;  // ids of merged bugs whose worktrees stay for a reason that was told
     StopSwitch stop_;
     StopSwitch kill_;
 };

@@ -1,5 +1,6 @@
 #include "host/retire/work_preserver.hpp"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "quernlight/platform/file_manager.hpp"
@@ -15,6 +16,32 @@ struct Stopped {
     std::string reason;
 };
 
+/// A path as git prints it with core.quotePath, see git-config(1): quoted as in C when it holds anything
+/// unusual.
+std::string unquoted(std::string_view printed) {
+    if (!printed.starts_with('"')) {
+        return std::string(printed);
+    }
+    constexpr std::string_view letters = "abtnvfr";
+    constexpr std::string_view meanings = "\a\b\t\n\v\f\r";
+    std::string path;
+    for (std::size_t next = 1; next + 1 < printed.size(); ++next) {
+        if (printed[next] != '\\') {
+            path += printed[next];
+            continue;
+        }
+        const char escaped = printed[++next];
+        const std::size_t letter = letters.find(escaped);
+        if (escaped >= '0' && escaped <= '7') {
+            path += static_cast<char>(std::stoi(std::string(printed.substr(next, 3)), nullptr, 8));
+            next += 2;
+        } else {
+            path += letter == std::string_view::npos ? escaped : meanings[letter];
+        }
+    }
+    return path;
+}
+
 /// One saving; its steps throw Stopped.
 class Preserving {
   public:
@@ -24,7 +51,8 @@ class Preserving {
     Task<PreserveResult> work() {
         co_await requireWorktree();
         const std::string head = co_await git("rev-parse", "--verify", "HEAD^{commit}");
-        co_await git("add", "--all");
+        co_await liftFlags();
+        co_await git("add", "--all", "--sparse");
         co_await refuseInnerRepositories();
         const std::string tree = co_await git("write-tree");
         const std::string headTree = co_await git("rev-parse", "--verify", "HEAD^{tree}");
@@ -53,6 +81,12 @@ class Preserving {
         co_return result.output;
     }
 
+    /// Paths are printed quoted, because output that is not UTF-8 counts as empty.
+    template <class... Words>
+    Task<std::string> listing(Words... words) {
+        return git("-c", "core.quotePath=true", std::move(words)...);
+    }
+
     Task<GitCommandResult> tryGitIn(std::string directory, std::vector<std::string> arguments) {
         std::vector<std::string> complete{"-C", std::move(directory)};
         complete.insert(complete.end(), arguments.begin(), arguments.end());
@@ -73,25 +107,55 @@ class Preserving {
         }
     }
 
+    /// What git was told to overlook is work like any other, unless it is a file that a sparse checkout left
+    /// out. Of the two options git would heed only the first.
+    Task<void> liftFlags() {
+        constexpr std::size_t mostPaths = 200;  // of one command
+        const std::string entries = co_await listing("ls-files", "-v");
+        const std::vector<std::string> paths = overlookedPaths(entries);
+        for (std::size_t first = 0; first < paths.size(); first += mostPaths) {
+            const std::size_t last = std::min(first + mostPaths, paths.size());
+            for (const char* flag : {"--no-assume-unchanged", "--no-skip-worktree"}) {
+                std::vector<std::string> arguments{"update-index", flag, "--"};
+                arguments.insert(arguments.end(), paths.begin() + static_cast<std::ptrdiff_t>(first),
+                                 paths.begin() + static_cast<std::ptrdiff_t>(last));
+                co_await gitIn(worktree_.worktreePath, std::move(arguments));
+            }
+        }
+    }
+
+    /// Of files that are there.
+    std::vector<std::string> overlookedPaths(const std::string& entries) const {
+        std::vector<std::string> paths;
+        for (const std::string_view line : linesOf(entries)) {
+            // "TAG PATH", see git-ls-files(1): a small letter is assumed unchanged, "S" is skipped
+            const bool isOverlooked =
+                !line.empty() && (line.front() == 'S' || (line.front() >= 'a' && line.front() <= 'z'));
+            const std::string path = unquoted(line.substr(std::min<std::size_t>(2, line.size())));
+            if (isOverlooked && defaultFileManager().exists(worktree_.worktreePath + "/" + path)) {
+                paths.push_back(path);
+            }
+        }
+        return paths;
+    }
+
     /// Of a repository inside the worktree git would keep a commit's name only, and what lies in a
     /// submodule's directory is in no commit of this repository at all.
     Task<void> refuseInnerRepositories() {
-        const std::string entries = co_await git("-c", "core.quotePath=false", "ls-files", "--stage");
+        const std::string entries = co_await listing("ls-files", "--stage");
         for (const std::string_view line : linesOf(entries)) {
             // "MODE ID STAGE\tPATH", see git-ls-files(1)
-            const std::string path(line.substr(std::min(line.find('\t'), line.size() - 1) + 1));
+            const std::string path = unquoted(line.substr(std::min(line.find('\t'), line.size() - 1) + 1));
             if (line.starts_with("160000 ") && isRepository(path)) {
-                throw Stopped{"it holds a git repository of its own at " + path +
+                throw Stopped{"it holds a git repository of its own at " + validUtf8(path) +
                               "; move that elsewhere first"};
             }
         }
     }
 
-    /// A submodule that was never checked out is an empty directory. One whose name git had to quote is not
-    /// looked for, and so counts as checked out.
+    /// A submodule that was never checked out is an empty directory.
     bool isRepository(const std::string& path) const {
-        const std::string directory = worktree_.worktreePath + "/" + path;
-        return path.starts_with('"') || defaultFileManager().exists(directory + "/.git");
+        return defaultFileManager().exists(worktree_.worktreePath + "/" + path + "/.git");
     }
 
     Task<std::string> commitTree(std::string tree, std::string parent) {

@@ -33,8 +33,9 @@ using PreserveResult = std::variant<NothingToPreserve, WorkPreserved, Preserving
 
 /// Saves what a worktree holds and no remote does (changed and untracked files that are not ignored, commits)
 /// as a commit at refs/quernlight/preserved/BRANCH in the main repository, with "-2", "-3", ... where that is
-/// taken by other work. Touches no branch and no index but the worktree's own. Never throws but on
-/// cancellation.
+/// taken by other work. Changes that git was told to overlook are saved too; files that a sparse checkout
+/// leaves out are not taken for deleted. Touches no branch and no index but the worktree's own. Never throws
+/// but on cancellation.
 Task<PreserveResult> preserveWork(WorktreeToPreserve worktree, GitRunner run = runGit);
 
 }  // namespace quernlight::host

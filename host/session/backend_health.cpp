@@ -6,6 +6,7 @@
 namespace quernlight::host {
 namespace {
 
+constexpr int unauthorized = 401;
 constexpr int tooManyRequests = 429;
 constexpr int firstServerTrouble = 500;
 
@@ -13,15 +14,22 @@ constexpr int firstServerTrouble = 500;
 bool isAnswer(const std::exception& error) {
     if (const auto* refused = dynamic_cast<const BackendError*>(&error)) {
         return refused->status() > 0 && refused->status() < firstServerTrouble &&
-               refused->status() != tooManyRequests;
+               refused->status() != tooManyRequests && refused->status() != unauthorized;
     }
     return dynamic_cast<const DecodingError*>(&error) != nullptr;
 }
 
 }  // namespace
 
+void BackendHealth::answered() {
+    refusesToken_ = false;
+    note({});
+}
+
 bool BackendHealth::failed(const std::exception& error) {
     const bool answers = isAnswer(error);
+    const auto* refused = dynamic_cast<const BackendError*>(&error);
+    refusesToken_ = refused && refused->isServer(unauthorized);
     note(answers ? "" : error.what());
     return !answers;
 }

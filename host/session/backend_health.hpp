@@ -15,11 +15,14 @@ class BackendHealth {
 
     explicit BackendHealth(Listener listener) : listener_(std::move(listener)) {}
 
-    void answered() { note({}); }
+    void answered();
 
     /// A request failed. True when that is the backend's trouble; false when its answer concerns only what
     /// was asked, which shows that it answers.
     bool failed(const std::exception& error);
+
+    /// Whether its last answer was that it does not know the token (401, RFC 9110 15.5.2).
+    bool refusesToken() const { return refusesToken_; }
 
     bool isWell() const { return trouble_.empty(); }
     const std::string& trouble() const { return trouble_; }
@@ -29,6 +32,7 @@ class BackendHealth {
 
     Listener listener_;
     std::string trouble_;
+    bool refusesToken_ = false;
 };
 
 }  // namespace quernlight::host

@@ -109,7 +109,10 @@ Task<void> BugSession::recordAttempt(std::string goal) {
 
 Task<bool> BugSession::startAgent(std::string goal) {
     show(watched_.resumes ? "resuming codex" : "starting codex");
-    services_.goalTyping.follow(sessionID_, item_.id, agent_.mailbox());
+    GoalTyping::Followed followed{.itemID = item_.id,
+                                  .mailbox = agent_.mailbox(),
+                                  .onStoring = [this](const DatabaseError* trouble) { noteWrite(trouble); }};
+    services_.goalTyping.follow(sessionID_, std::move(followed));
     std::string trouble;
     std::optional<StartSessionResponse> started;
     try {

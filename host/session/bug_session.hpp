@@ -14,6 +14,7 @@
 #include "host/session/stop_switch.hpp"
 #include "quernlight/dispatch/goal_context.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
+#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
 
@@ -84,6 +85,7 @@ class BugSession {
     Task<std::optional<Url>> pullRequestURL();
     Task<void> tellEvent(const char* kind, std::string message, std::optional<std::string> metadata = {});
     Task<void> ifPossible(Task<void> write);
+    void noteWrite(const DatabaseError* trouble);
     SessionAttemptRecord newAttempt(std::int64_t number) const;
     PrepareBugRequest worktreeRequest() const;
     GoalContext goalContext(std::optional<Url> prURL) const;
@@ -106,6 +108,7 @@ class BugSession {
     StopSwitch stop_;
     StopSwitch kill_;
     std::optional<Instant> lastOutputStoredAt_;
+    std::optional<Instant> newestComment_;  // that has counted as a sign of life
     std::chrono::steady_clock::time_point nextLook_{};
     std::chrono::steady_clock::time_point nextCommentLook_{};
     bool ladderClimbed_ = false;

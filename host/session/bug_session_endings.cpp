@@ -26,14 +26,17 @@ Task<void> BugSession::finish(LookForComment) {
     co_return;
 }
 
+// In every ending the item comes first and the attempt last: an attempt without an end tells the next start
+// that something may be missing, an event above all.
+
 /// The comment has been seen: from here on the item ends completed, whatever the agent still does.
 Task<void> BugSession::finish(WorkCompleted end) {
     show("stopping codex");
     co_await services_.manager.markCodexCompleted(item_.id, end.comment.id);
     co_await stopAgent();
+    co_await services_.manager.markCompleted(item_.id, end.comment.id);
     co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
                                                     currentInstant());
-    co_await services_.manager.markCompleted(item_.id, end.comment.id);
     showEnd("in review");
 }
 
@@ -64,10 +67,10 @@ Task<void> BugSession::finish(SessionInterrupted) {
     if (!ours) {
         co_return co_await finish(SessionSuperseded{});
     }
+    co_await services_.manager.markResumable(item_.id);
     if (isKnown) {
         co_await services_.store.attempts.markFailed(attempt_.id, interruptedReason, currentInstant());
     }
-    co_await services_.manager.markResumable(item_.id);
     showEnd("queued to resume");
 }
 
@@ -90,8 +93,8 @@ Task<void> BugSession::finish(ConversationUnknown end) {
     co_await stopAgent();
     co_await tellEvent(event_kind::conversationUnknown, sentence,
                        unknownConversationMetadata(end.conversation));
-    co_await services_.store.attempts.markFailed(attempt_.id, sentence, currentInstant());
     co_await services_.manager.markResumable(item_.id);
+    co_await services_.store.attempts.markFailed(attempt_.id, sentence, currentInstant());
     show("queued", sentence);
 }
 
@@ -103,7 +106,6 @@ Task<void> BugSession::finish(SessionSuperseded) {
     showEnd("taken away");
 }
 
-/// The item first: an attempt without an end tells the next start what is missing.
 Task<void> BugSession::fail(std::string reason) {
     show("stopping codex");
     co_await stopAgent();

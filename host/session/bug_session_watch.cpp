@@ -52,6 +52,7 @@ Task<void> BugSession::take(SessionNews news) {
         co_await settleAgent();
     } else if (auto* comments = std::get_if<CommentsChanged>(&news)) {
         watched_.activity.lastCommentPollWithNewCommentAt = comments->at;
+        newestComment_ = std::max(newestComment_, comments->newest);
         if (comments->detection) {
             watched_.detection = std::move(comments->detection);
         }
@@ -112,6 +113,11 @@ Task<void> BugSession::lookAround() {
     if (!conversationKnown_) {
         co_await ifPossible(noteConversation());
     }
+    if (services_.disk.hasTrouble(item_.bugID)) {
+        // Whether there is room again is seen only by writing, and a silent agent gives no other reason to.
+        const Instant latest = watched_.activity.lastOutputAt.value_or(attempt_.startedAt);
+        co_await ifPossible(services_.store.attempts.markLastOutput(attempt_.id, latest));
+    }
 }
 
 Task<void> BugSession::noteConversation() {
@@ -157,6 +163,11 @@ Task<bool> BugSession::learnComments(Task<std::vector<QLCommentDTO>> fetching) {
     watched_.commentTrouble.clear();
     watched_.commentsKnownAt = begun;
     watched_.detection = CompletionDetector::detectOutcome(comments, pollState());
+    const auto newest = newestCreation(comments);
+    if (newest > std::max(newestComment_, std::optional(attempt_.startedAt))) {
+        newestComment_ = newest;
+        watched_.activity.lastCommentPollWithNewCommentAt = begun;
+    }
     co_return true;
 }
 
@@ -187,9 +198,17 @@ Task<bool> BugSession::isStillOurs() {
 Task<void> BugSession::ifPossible(Task<void> write) {
     try {
         co_await std::move(write);
-        services_.disk.succeeded(item_.bugID);
+        noteWrite(nullptr);
     } catch (const DatabaseError& error) {
-        services_.disk.failed(item_.bugID, "queue", error);
+        noteWrite(&error);
+    }
+}
+
+void BugSession::noteWrite(const DatabaseError* trouble) {
+    if (trouble) {
+        services_.disk.failed(item_.bugID, "queue", *trouble);
+    } else {
+        services_.disk.succeeded(item_.bugID);
     }
 }
 

@@ -40,14 +40,6 @@ Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     co_return poll;
 }
 
-std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments) {
-    std::optional<Instant> newest;
-    for (const QLCommentDTO& comment : comments) {
-        newest = std::max(newest, std::optional(comment.createdAt));
-    }
-    return newest;
-}
-
 double chance() {
     thread_local std::minstd_rand random(std::random_device{}());
     return std::uniform_real_distribution<double>(0, 1)(random);
@@ -79,6 +71,14 @@ milliseconds pauseBeforePoll(milliseconds interval, int failures, double chance)
     const milliseconds longest = std::max<milliseconds>(interval, std::chrono::minutes(1));
     const milliseconds pause = std::min(interval * (1 << std::min(failures, 10)), longest);
     return pause - std::chrono::duration_cast<milliseconds>(pause * chance / 4);
+}
+
+std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments) {
+    std::optional<Instant> newest;
+    for (const QLCommentDTO& comment : comments) {
+        newest = std::max(newest, std::optional(comment.createdAt));
+    }
+    return newest;
 }
 
 Task<void> turnToAsk(RequestBudget& budget) {
@@ -122,7 +122,7 @@ Task<void> pollComments(CommentPolling polling, CompletionPollState state,
         auto detection = CompletionDetector::detectOutcome(*poll.comments, state);
         if (detection || newest > state.lastSeenCommentCreatedAt) {
             state.lastSeenCommentCreatedAt = newest;
-            mailbox.deliver(CommentsChanged{currentInstant(), std::move(detection)});
+            mailbox.deliver(CommentsChanged{currentInstant(), newest, std::move(detection)});
         }
     }
 }

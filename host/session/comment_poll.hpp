@@ -30,6 +30,9 @@ Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std:
 Task<std::vector<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, RequestBudget& budget,
                                                     std::string bugID);
 
+/// When the newest of them was written; nothing without comments.
+std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments);
+
 /// Polls a bug's comments until it is cancelled and tells the mailbox what changed. A poll that fails ends
 /// nothing: the next one comes after a longer pause, up to a minute. Pauses vary by a quarter, so that
 /// sessions which started together do not ask together.

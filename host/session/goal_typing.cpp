@@ -17,13 +17,13 @@ namespace {
 
 constexpr std::chrono::seconds pauseBeforeStoring{1};
 
-Task<bool> isTold(DispatchStore store, ItemEvent event) {
+Task<std::optional<DatabaseError>> troubleToTell(DispatchStore store, ItemEvent event) {
     try {
         co_await tell(store, std::move(event));
-        co_return true;
-    } catch (const DatabaseError&) {
-        co_return false;
+    } catch (const DatabaseError& error) {
+        co_return error;
     }
+    co_return std::nullopt;
 }
 
 }  // namespace
@@ -31,8 +31,8 @@ Task<bool> isTold(DispatchStore store, ItemEvent event) {
 GoalTyping::GoalTyping(boost::asio::any_io_executor executor, DispatchStore store)
     : executor_(std::move(executor)), store_(std::move(store)), followers_(std::make_shared<Followers>()) {}
 
-void GoalTyping::follow(const Uuid& sessionID, const Uuid& itemID, SessionMailbox::Continuation mailbox) {
-    followers_->emplace(sessionID, Followed{itemID, std::move(mailbox)});
+void GoalTyping::follow(const Uuid& sessionID, Followed session) {
+    followers_->emplace(sessionID, std::move(session));
 }
 
 void GoalTyping::forget(const Uuid& sessionID) {
@@ -60,18 +60,20 @@ void GoalTyping::gaveUp(Uuid sessionID, std::string reason) {
 Task<void> GoalTyping::storeTyping(std::shared_ptr<Followers> followers, DispatchStore store,
                                    Uuid sessionID) {
     boost::asio::steady_timer pause(co_await boost::asio::this_coro::executor);
-    for (bool isStored = false; !isStored;) {
+    while (true) {
         const ItemEvent event{.itemID = followedIn(*followers, sessionID).itemID,
                               .kind = event_kind::typing,
                               .message = "Typing the goal.",
                               .sessionID = sessionID};
-        isStored = co_await isTold(store, event);
-        if (!isStored) {
-            pause.expires_after(pauseBeforeStoring);
-            co_await pause.async_wait(boost::asio::use_awaitable);
+        const auto trouble = co_await troubleToTell(store, event);
+        Followed& followed = followedIn(*followers, sessionID);
+        followed.onStoring(trouble ? &*trouble : nullptr);
+        if (!trouble) {
+            co_return followed.mailbox.deliver(GoalTypingBegins{});
         }
+        pause.expires_after(pauseBeforeStoring);
+        co_await pause.async_wait(boost::asio::use_awaitable);
     }
-    followedIn(*followers, sessionID).mailbox.deliver(GoalTypingBegins{});
 }
 
 GoalTyping::Followed& GoalTyping::followedIn(Followers& followers, const Uuid& sessionID) {

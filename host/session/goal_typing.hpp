@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -9,6 +10,7 @@
 #include "host/dispatch_store.hpp"
 #include "host/session/session_news.hpp"
 #include "quernlight/runner/initial_input_observer.hpp"
+#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
 
@@ -17,10 +19,17 @@ namespace quernlight::host {
 /// side is used on the executor given, the observer's side by the runner on its own thread.
 class GoalTyping final : public InitialInputObserver {
   public:
+    /// Where a session's news go, and its events.
+    struct Followed {
+        Uuid itemID;
+        SessionMailbox::Continuation mailbox;
+        std::function<void(const DatabaseError* trouble)> onStoring;  ///< null: it was stored
+    };
+
     GoalTyping(boost::asio::any_io_executor executor, DispatchStore store);
 
-    /// From now on the session's news go to the mailbox and its events to the item. Before startSession.
-    void follow(const Uuid& sessionID, const Uuid& itemID, SessionMailbox::Continuation mailbox);
+    /// From now on the session is followed. Before startSession.
+    void follow(const Uuid& sessionID, Followed session);
 
     /// A goal that is not yet being typed will not be.
     void forget(const Uuid& sessionID);
@@ -31,10 +40,6 @@ class GoalTyping final : public InitialInputObserver {
     void gaveUp(Uuid sessionID, std::string reason) override;
 
   private:
-    struct Followed {
-        Uuid itemID;
-        SessionMailbox::Continuation mailbox;
-    };
     using Followers = std::map<Uuid, Followed>;
 
     static Followed& followedIn(Followers& followers, const Uuid& sessionID);

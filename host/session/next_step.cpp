@@ -21,7 +21,8 @@ bool crashed(const SessionTimeoutState& activity) {
     return activity.exitedAt && activity.exitCode.value_or(0) != 0;
 }
 
-/// A crash has its comment behind it if it has one at all, so it gets the same grace as a clean exit.
+/// A crash has its comment behind it if it has one at all, so it gets the same grace as a clean exit, however
+/// long it had been silent.
 bool crashedBeyondGrace(const SessionTimeoutState& activity, Instant now, double graceSeconds) {
     return crashed(activity) && secondsOf(now - *activity.exitedAt) > graceSeconds;
 }
@@ -35,8 +36,10 @@ bool refusedToResume(const WatchedSession& session) {
 /// Why the session has been silent, or gone, for too long at that moment; nothing when it has not.
 std::optional<std::string> overdueAt(const WatchedSession& session, Instant moment,
                                      const SessionTimeoutSettings& settings) {
-    if (crashedBeyondGrace(session.activity, moment, settings.postExitCommentGraceSeconds)) {
-        return describeUncleanExit(*session.activity.exitCode);
+    if (crashed(session.activity)) {
+        return crashedBeyondGrace(session.activity, moment, settings.postExitCommentGraceSeconds)
+                   ? std::optional(describeUncleanExit(*session.activity.exitCode))
+                   : std::nullopt;
     }
     const auto timeout = SessionTimeoutEvaluator::decision(moment, session.activity, settings);
     return timeout ? std::optional(std::string(failureReason(*timeout))) : std::nullopt;
@@ -86,11 +89,12 @@ std::string describeUncleanExit(int exitCode) {
 
 bool deniesConversation(const std::string& lastWords, const Uuid& conversation) {
     static constexpr std::array<std::string_view, 3> nouns{"session", "conversation", "thread"};
-    static constexpr std::array<std::string_view, 6> denials{"not found",      "no saved",       "no such",
-                                                             "does not exist", "could not find", "unknown"};
+    static constexpr std::array<std::string_view, 8> denials{"not found",      "no saved",       "no such",
+                                                             "does not exist", "could not find", "unknown",
+                                                             "cannot load",    "failed to load"};
     const std::string words = lowercased(lastWords);
     const bool named = words.find(lowerCaseText(conversation)) != std::string::npos;
-    return named || (anyIn(words, nouns) && anyIn(words, denials));
+    return (named || anyIn(words, nouns)) && anyIn(words, denials);
 }
 
 }  // namespace quernlight::host

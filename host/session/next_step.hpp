@@ -71,7 +71,7 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
 std::string describeUncleanExit(int exitCode);
 
 /// Whether an agent's last words say that it has no such conversation: they name its id, or speak of a
-/// session that is not there.
+/// session, and say that it is not there.
 bool deniesConversation(const std::string& lastWords, const Uuid& conversation);
 
 }  // namespace quernlight::host

@@ -37,6 +37,7 @@ struct GoalNotTyped {
 /// A poll of the bug's comments found something that was not there at the poll before.
 struct CommentsChanged {
     Instant at{};
+    std::optional<Instant> newest{};  ///< when the newest of them was written
     std::optional<CompletionDetection> detection{};
 };
 

@@ -12,14 +12,6 @@ std::string_view textOf(const JSONNode& node) {
     return {text.data(), text.size()};
 }
 
-/// However the number is spelled: 5, 5.0 and 5e0 are the same integer.
-std::optional<std::int64_t> integerOf(const json::value& value) {
-    if (value.is_double()) {
-        return wholeNumber(value.get_double());
-    }
-    return value.is_int64() ? std::optional(value.get_int64()) : std::nullopt;
-}
-
 JSONValue freeFormValue(const json::value& value);
 
 JSONValue freeFormObject(const json::object& members) {
@@ -106,11 +98,11 @@ void read(const JSONNode& node, std::string& result) {
 }
 
 void read(const JSONNode& node, std::int64_t& result) {
-    const auto integer = integerOf(node.value());
-    if (!integer) {
+    // The parser has made an int64 of every number that is one, however it is spelled.
+    if (!node.value().is_int64()) {
         node.failExpected("an integer of 64 bits");
     }
-    result = *integer;
+    result = node.value().get_int64();
 }
 
 void read(const JSONNode& node, Uuid& result) {

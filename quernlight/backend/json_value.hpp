@@ -54,7 +54,4 @@ class JSONValue {
     Storage storage_;
 };
 
-/// `number` as a 64-bit integer; nothing when it has a fractional part or lies outside that range.
-std::optional<std::int64_t> wholeNumber(double number);
-
 }  // namespace quernlight

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace quernlight {
 
@@ -11,7 +12,9 @@ namespace quernlight {
 /// Linux for 20 seconds at most and without ever asking the user to unlock anything. They throw
 /// KeychainError.
 struct KeychainStore {
-    std::string service{};
+    std::string service;
+
+    explicit KeychainStore(std::string serviceName) : service(std::move(serviceName)) {}
 
     /// Nothing when nothing was saved for the account, or when what is there is not UTF-8 text.
     std::optional<std::string> token(const std::string& account) const;

@@ -6,7 +6,7 @@
 #include "quernlight/backend/mime_type.hpp"
 
 // The C interface to uniform types is marked deprecated in favour of one that only Objective-C can call.
-#pragma clang diagnostic ignored "-Wdeprecated-declarations"
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace quernlight {
 namespace {

@@ -25,8 +25,9 @@ class BackendRequests;
 ///
 /// Every operation throws `BackendError` (a status outside 200 to 299, no usable URL, no HTTP answer),
 /// `DecodingError` (an answer that is not the expected record) or the session's `TransportError`. Nothing is
-/// tried again but for the two fallbacks named below. A bug id may come in any form; its short form is sent,
-/// and an id that no path can carry (empty, "." or "..") is `BackendError::invalidURL`.
+/// tried again but for the two fallbacks named below, and a read whose kept connection turns out to be dead
+/// before any answer, which goes out again on another. A bug id may come in any form; its short form is
+/// sent, and an id that no path can carry (empty, "." or "..") is `BackendError::invalidURL`.
 class QuernlightClient {
   public:
     /// `session` must not be null. Nothing is checked before the first call.

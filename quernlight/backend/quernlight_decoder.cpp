@@ -1,7 +1,6 @@
 #include "quernlight/backend/quernlight_decoder.hpp"
 
-#include <boost/json/parse.hpp>
-
+#include "quernlight/backend/exact_json.hpp"
 #include "quernlight/backend/json_node.hpp"
 
 namespace quernlight {
@@ -117,7 +116,7 @@ json::value parse(std::string_view text, std::string_view record) {
     json::parse_options options;
     options.max_depth = 512;
     json::error_code error;
-    json::value value = json::parse(json::string_view(text.data(), text.size()), error, {}, options);
+    json::value value = parseExactly(text, options, error);
     if (error) {
         throw DecodingError(DecodingError::Reason::dataCorrupted, std::string(record),
                             "The backend's answer is not valid JSON: " + error.message() + ".");

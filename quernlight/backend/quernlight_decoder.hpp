@@ -12,8 +12,9 @@ namespace quernlight {
 class JSONDecoder {
   public:
     /// The record in `json` (UTF-8, nested at most 512 deep). Unknown keys are ignored; of a key that is
-    /// given twice the last one counts. Throws `DecodingError`. Defined for every record of records.hpp and
-    /// for `JSONValue`.
+    /// given twice the last one counts. A number is the double nearest to its text; where an integer is asked
+    /// for, it must be one of 64 bits, however it is spelled. Throws `DecodingError`. Defined for every
+    /// record of records.hpp and for `JSONValue`.
     template <class Record>
     Record decode(std::string_view json) const;
 

@@ -86,13 +86,15 @@ Task<BugQueueItem> QueueManager::enqueueKnown(BugQueueItem item, QueueItemGoalFl
 
 Task<BugQueueItem> QueueManager::enqueueNew(QLBugSummaryDTO summary, QueueItemGoalFlow goalFlow,
                                             QueueMode queueMode) {
+    // As the row stores it: a short form whose cut ends in a blank loses that when normalised again.
+    const std::string storedID = BugID::normalized(summary.id);
     BugQueueItem item{.id = randomUuid(),
-                      .bugID = summary.id,
+                      .bugID = storedID,
                       .appID = summary.appID,
                       .appName = std::move(summary.appName),
                       .bundleID = std::move(summary.bundleID),
                       .title = std::move(summary.title),
-                      .bugURL = backendBaseURL_.appendingPath({"v1", "bugs", "view", summary.id}),
+                      .bugURL = backendBaseURL_.appendingPath({"v1", "bugs", "view", storedID}),
                       .queueMode = queueMode,
                       .goalFlow = goalFlow,
                       .createdAt = summary.createdAt,

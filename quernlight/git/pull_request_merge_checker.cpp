@@ -127,9 +127,10 @@ class Comparison {
     }
 
     /// With patterns git counts the commits that match, not those it has looked at, so the mention that was
-    /// found may be older than the newest 250 commits. Where their messages cannot be had, it counts.
+    /// found may be older than the newest 250 commits. Where their messages cannot be had, it counts. They
+    /// are read as they stand, like git's own search does; "%s" would make one line of a subject of several.
     Task<bool> isRecent(FetchedPullRequest fetched) const {
-        std::vector<std::string> log{"log", "--max-count=250", "--format=%s%n%b", fetched.baseRef};
+        std::vector<std::string> log{"log", "--max-count=250", "--format=%B", fetched.baseRef};
         const GitCommandResult newest = co_await git_.run(std::move(log));
         if (!newest.succeeded() || newest.output.empty()) {
             co_return true;

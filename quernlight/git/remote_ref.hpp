@@ -16,8 +16,9 @@ struct RemoteRef {
     bool operator==(const RemoteRef&) const = default;
 };
 
-/// Reads what `git remote -v` printed, in its order: lines of a name, an address and "(fetch)". Other lines,
-/// and remotes whose address names no repository on a host, are left out. Pure.
+/// Reads what `git remote -v` printed, in its order: lines of a name, an address and "(fetch)", and behind it
+/// a filter in brackets in a partial clone. Other lines, and remotes whose address names no repository on a
+/// host, are left out. Pure.
 std::vector<RemoteRef> parseRemotes(std::string_view listing);
 
 }  // namespace quernlight

@@ -11,9 +11,13 @@ namespace {
 
 constexpr std::size_t recentCharacterLimit = 4096;
 
-/// Room for the recent characters at 64 bytes each, which no writing system needs. Bounding the bytes keeps
-/// the search for character boundaries out of the path of every chunk.
-constexpr std::size_t recentByteLimit = recentCharacterLimit * 64;
+/// So much is kept before it is cut to the recent characters: the search for their boundaries stays out of
+/// the path of every chunk.
+constexpr std::size_t leastBytesToCut = recentCharacterLimit * 128;
+
+/// What the recent characters may take, so that one with endless marks does not grow for ever: 1 KiB each,
+/// far more than any writing system needs.
+constexpr std::size_t recentByteLimit = recentCharacterLimit * 1024;
 
 bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
@@ -77,8 +81,10 @@ void PromptReadiness::keepRecentOutput(std::string_view bytes) {
     } else {
         recentText_.append(validUtf8(bytes));
     }
-    if (recentText_.size() > 2 * recentByteLimit) {
-        recentText_ = std::string(fromScalarBoundary(lastBytes(recentText_, recentByteLimit)));
+    if (recentText_.size() > std::max(leastBytesToCut, bytesToCut_)) {
+        const auto bounded = fromScalarBoundary(lastBytes(recentText_, recentByteLimit));
+        recentText_ = std::string(lastCharacters(bounded, recentCharacterLimit));
+        bytesToCut_ = 2 * recentText_.size();
     }
 }
 

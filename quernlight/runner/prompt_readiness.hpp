@@ -45,8 +45,9 @@ class PromptReadiness {
     std::optional<Instant> lastOutputAt_;
     std::optional<Instant> lastSentinelAt_;
     std::optional<Instant> lastStartupActivityAt_;
-    std::string recentText_;     // more than `recentOutput` shows, so that a chunk seldom has to move it
-    std::string sentinelCarry_;  // the end of earlier output, in which a sentinel may have begun
+    std::string recentText_;      // more than `recentOutput` shows, so that a chunk seldom has to move it
+    std::size_t bytesToCut_ = 0;  // what it may grow to
+    std::string sentinelCarry_;   // the end of earlier output, in which a sentinel may have begun
     bool mcpStartupSeen_ = false;
     bool mcpStartupSettled_ = false;
     bool modelLoadingSeen_ = false;

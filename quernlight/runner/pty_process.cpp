@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <system_error>
 #include <utility>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 
 #include "quernlight/platform/exit_watcher.hpp"
 #include "quernlight/platform/spawn.hpp"
@@ -27,6 +29,15 @@ constexpr std::size_t terminalBufferSize = 64 * 1024;
 
 /// How long a session that is being dropped gives its child to take the hang-up.
 constexpr int hangUpMilliseconds = 100;
+
+/// How long a full terminal that nobody has open is left alone.
+constexpr std::chrono::milliseconds hungUpPause{50};
+
+bool isHungUp(int master) {
+    pollfd terminal{.fd = master, .events = POLLOUT, .revents = 0};
+    return ::poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0 &&
+           (terminal.revents & POLLOUT) == 0;
+}
 
 OpenTerminal allocateTerminal(const StartSessionRequest& request) {
     const winsize size = windowSize(request.columns, request.rows);
@@ -220,15 +231,26 @@ Task<void> PTYProcess::write(std::string data) {
 
 void PTYProcess::writePending() {
     awaitingRoom_ = master_ && writes_.writeTo(master_->native_handle());
-    if (!awaitingRoom_) {
+    if (awaitingRoom_) {
+        awaitRoom();
+    }
+}
+
+/// A full terminal that nobody has open on the other side is called ready at every look, for a hang-up and
+/// not for room; to wait for that would turn for ever, so it is looked at in a while instead.
+void PTYProcess::awaitRoom() {
+    auto goOn = [self = shared_from_this()](const boost::system::error_code& error) {
+        if (!error) {
+            self->writePending();
+        }
+    };
+    if (!isHungUp(master_->native_handle())) {
+        master_->async_wait(asio::posix::descriptor_base::wait_write, std::move(goOn));
         return;
     }
-    master_->async_wait(asio::posix::descriptor_base::wait_write,
-                        [self = shared_from_this()](const boost::system::error_code& error) {
-                            if (!error) {
-                                self->writePending();
-                            }
-                        });
+    auto timer = std::make_shared<asio::steady_timer>(readerQueue_, hungUpPause);
+    timer->async_wait(
+        [timer, goOn = std::move(goOn)](const boost::system::error_code& error) { goOn(error); });
 }
 
 void PTYProcess::resize(int columns, int rows) {

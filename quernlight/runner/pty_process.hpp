@@ -73,6 +73,7 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     std::optional<std::size_t> readChunk(std::size_t limit);
     void readLastWords();
     void writePending();
+    void awaitRoom();
     void handleExit();
     void finishTranscripts();
     bool closeTerminal();

@@ -10,8 +10,8 @@ namespace quernlight {
 
 /// Limits in seconds; whoever watches the session chooses them.
 struct SessionTimeoutSettings {
-    double idleTimeoutSeconds = 0;           ///< longest allowed time without activity
-    double postExitCommentGraceSeconds = 0;  ///< how long after a clean exit the completion comment may come
+    double idleTimeoutSeconds;           ///< longest allowed time without activity
+    double postExitCommentGraceSeconds;  ///< how long after a clean exit the completion comment may come
 
     bool operator==(const SessionTimeoutSettings&) const = default;
 };

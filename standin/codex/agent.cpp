@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "quernlight/platform/text.hpp"
+#include "standin/codex/goal_log.hpp"
 #include "standin/codex/goal_worker.hpp"
 #include "standin/codex/screen.hpp"
 
@@ -74,6 +75,7 @@ Agent::Next Agent::workOn(const std::string& command) {
     database_.setTitle(threadID_, "Bug " + goal->bugID);
     Next next = Next::promptAgain;
     try {
+        logGoal(settings_.home, *goal);
         next = work(*goal);
     } catch (const TerminalClosed&) {
         throw;

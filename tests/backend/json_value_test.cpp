@@ -1,7 +1,9 @@
 #include "quernlight/backend/json_value.hpp"
 
+#include <cstdlib>
 #include <limits>
 
+#include <boost/json/parse.hpp>
 #include <gtest/gtest.h>
 
 #include "quernlight/backend/quernlight_decoder.hpp"
@@ -104,12 +106,50 @@ TEST(JSONValueTest, NumbersKeepTheirValueAsADouble) {
     EXPECT_EQ(decode("-0.0").intValue(), 0);
 }
 
+TEST(JSONValueTest, ANumberIsTheNearestDoubleToItsText) {
+    for (const char* text : {"94.52706955539223", "1.5e-30", "3.14e-24", "-2.2250738585072011e-308", "5e-324",
+                             "1.7976931348623157e308", "9007199254740993.0", "18446744073709551617", "0.30e1",
+                             "123456789012345678901234567890.5", "1.7976931348623159e308", "-1e400", "1e-400",
+                             "1e999999999", "-1e-999999999"}) {
+        EXPECT_EQ(decode(text), JSONValue::number(std::strtod(text, nullptr))) << text;
+    }
+    EXPECT_EQ(decode("0e400"), JSONValue::number(0));
+    EXPECT_EQ(decode("-0.000e-400"), JSONValue::number(0));
+    EXPECT_EQ(decode("1e400"), JSONValue::number(std::numeric_limits<double>::infinity()));
+}
+
+TEST(JSONValueTest, EveryDigitOfANumberCountsHoweverManyThereAre) {
+    const std::string middle = "1.00000000000000011102230246251565404236316680908203125";  // 1 + 2^-53
+    const std::string zeros(100'000, '0');
+    EXPECT_EQ(decode(middle + zeros), JSONValue::number(1));
+    EXPECT_EQ(decode(middle + zeros + "1"), JSONValue::number(1 + std::numeric_limits<double>::epsilon()));
+    EXPECT_EQ(decode("0." + zeros + "25e100001"), JSONValue::number(2.5));
+    EXPECT_EQ(decode("25" + zeros + "e-100001"), JSONValue::number(2.5));
+}
+
+TEST(JSONValueTest, NumbersAmongOtherValuesAreReadAsTheyAreAlone) {
+    const auto number = [](double value) { return JSONValue::number(value); };
+    EXPECT_EQ(
+        decode(R"({"a": [1.5e-30, 5.0 ,-7,true], "b":94.52706955539223})"),
+        JSONValue::object(
+            {{"a", JSONValue::array({number(1.5e-30), number(5), number(-7), JSONValue::boolean(true)})},
+             {"b", number(94.52706955539223)}}));
+}
+
 TEST(JSONValueTest, ATextMayHoldAnyCharacter) {
     EXPECT_EQ(decode(R"("\u00e9\ud83d\ude00\n\/")").stringValue(), "\u00e9\U0001F600\n/");
     EXPECT_EQ(decode(R"("a\u0000b")").stringValue(), std::string_view("a\0b", 3));
 }
 
-class NoJSONTest : public testing::TestWithParam<const char*> {};
+class NoJSONTest : public testing::TestWithParam<const char*> {
+  protected:
+    /// What is wrong with the text, in the words of the JSON library.
+    static std::string complaint() {
+        boost::json::error_code error;
+        boost::json::parse(GetParam(), error);
+        return error.message();
+    }
+};
 
 TEST_P(NoJSONTest, IsCorruptedData) {
     try {
@@ -117,7 +157,7 @@ TEST_P(NoJSONTest, IsCorruptedData) {
         ADD_FAILURE() << "decoded";
     } catch (const DecodingError& error) {
         EXPECT_EQ(error.reason(), DecodingError::Reason::dataCorrupted);
-        EXPECT_TRUE(std::string(error.what()).starts_with("The backend's answer is not valid JSON: "));
+        EXPECT_EQ(error.what(), "The backend's answer is not valid JSON: " + complaint() + ".");
     }
 }
 
@@ -125,6 +165,11 @@ INSTANTIATE_TEST_SUITE_P(Texts, NoJSONTest,
                          testing::Values("", " ", "<html>", "{", "[1,]", "{\"a\":1,}", "{a:1}", "'a'", "01",
                                          "+1", "NaN", "nul", "True", "1 2", "\"\xFF\"", "\"\\ud800\"",
                                          "\"a\nb\"", "/* */ 1", "\xEF\xBB\xBF{}"));
+
+INSTANTIATE_TEST_SUITE_P(Numbers, NoJSONTest,
+                         testing::Values("-", "1.", ".5", "1e", "1e+", "-a", "0x10", "1.5.5", "1.5 2", "[1.5",
+                                         "1.5e3,", "Infinity", "-00.5", "1e2147483648", "0e-2147483648",
+                                         "[1.                                        ]"));
 
 TEST(JSONValueTest, OfARepeatedKeyTheLastOneCounts) {
     EXPECT_EQ(decode(R"({"a": 1, "a": 2})"), JSONValue::object({{"a", JSONValue::number(2)}}));

@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <optional>
+#include <type_traits>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -21,6 +22,8 @@ namespace {
 
 using testing::HasSubstr;
 using testing::MatchesRegex;
+
+static_assert(!std::is_default_constructible_v<KeychainStore>, "there is no default service");
 
 struct Answer {
     int status = 0;

@@ -1,12 +1,15 @@
 #include "quernlight/backend/quernlight_client.hpp"
 
+#include <chrono>
 #include <future>
 
 #include <boost/asio/co_spawn.hpp>
+#include <boost/asio/io_context.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/asio/use_future.hpp>
 #include <boost/json/array.hpp>
 #include <boost/json/parse.hpp>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "quernlight/backend/decoding_error.hpp"
@@ -149,6 +152,32 @@ TEST_F(QuernlightClientTest, ABugWithServerCommentsFailsWithTheErrorOfTheFailing
     server.answerTo("GET /v1/bugs/3f2a9c1d", {.status = 404, .body = "no bug"});
     server.answerTo("GET /v1/bugs/3f2a9c1d/comments", {.body = wrapped("comments", json::array())});
     EXPECT_EQ(failure(client.fetchBugDetailWithServerComments(longID)), BackendError::server(404, "no bug"));
+}
+
+TEST_F(QuernlightClientTest, ABugThatFailsIsReportedOnlyWhenItsCommentsHaveBeenAnsweredToo) {
+    // The connection of the bug's answer ends with it, which shows that the client has read that answer. The
+    // comments wait for two more requests.
+    server.answerTo("GET /v1/bugs/3f2a9c1d",
+                    {.status = 404, .body = "no bug", .headers = {{"Connection", "close"}}});
+    server.answerTo("GET /v1/bugs/3f2a9c1d/comments",
+                    {.body = wrapped("comments", json::array()), .afterRequests = 4});
+    server.answer({.body = wrapped("apps", json::array())});
+    server.answer({.body = wrapped("apps", json::array())});
+    boost::asio::io_context io;
+    auto detail =
+        boost::asio::co_spawn(io, client.fetchBugDetailWithServerComments(longID), boost::asio::use_future);
+    const auto hasEnded = [&] {
+        return detail.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    };
+    io.poll();
+    server.awaitClosedConnections(1);
+    runTask(io, client.fetchApps());  // is answered after the bug
+    EXPECT_FALSE(hasEnded());
+    runTask(io, client.fetchApps());
+    io.run_for(generousBound);
+    ASSERT_TRUE(hasEnded());
+    EXPECT_THAT([&] { detail.get(); },
+                testing::Throws<BackendError>(testing::Eq(BackendError::server(404, "no bug"))));
 }
 
 TEST_F(QuernlightClientTest, ManyTasksMayUseOneClientAtOnce) {

@@ -1,5 +1,7 @@
 #include "quernlight/backend/quernlight_decoder.hpp"
 
+#include <limits>
+
 #include <gtest/gtest.h>
 
 #include <boost/json/array.hpp>
@@ -170,15 +172,38 @@ TEST(QuernlightDecoderTest, AnAttachmentOfACommentNamesIt) {
     EXPECT_EQ(decode<QLAttachmentDTO>(attachmentJSON()).commentID, std::nullopt);
 }
 
-TEST(QuernlightDecoderTest, AnIntegerMayBeSpelledWithAFractionOfZero) {
-    const auto decoder = QuernlightDecoder::make();
+/// The number of open bugs of an app whose answer spells it so.
+std::optional<std::int64_t> openCount(const std::string& spelling) {
     const std::string start =
-        R"({"id": "00000000-0000-4000-8000-000000000001", "bundle_id": "b", "name": "n",)";
-    EXPECT_EQ(decoder.decode<QLAppDTO>(start + R"("open_count": 5.0})").openCount, 5);
-    EXPECT_EQ(decoder.decode<QLAppDTO>(start + R"("open_count": 12e1})").openCount, 120);
-    EXPECT_THROW(decoder.decode<QLAppDTO>(start + R"("open_count": 5.5})"), DecodingError);
-    EXPECT_THROW(decoder.decode<QLAppDTO>(start + R"("open_count": 9223372036854775808})"), DecodingError);
-    EXPECT_THROW(decoder.decode<QLAppDTO>(start + R"("open_count": "5"})"), DecodingError);
+        R"({"id": "00000000-0000-4000-8000-000000000001", "bundle_id": "b", "name": "n", "open_count": )";
+    return QuernlightDecoder::make().decode<QLAppDTO>(start + spelling + "}").openCount;
+}
+
+TEST(QuernlightDecoderTest, AnIntegerMayBeSpelledWithAFractionOfZero) {
+    EXPECT_EQ(openCount("5.0"), 5);
+    EXPECT_EQ(openCount("12e1"), 120);
+    EXPECT_EQ(openCount("1E+3"), 1000);
+    EXPECT_EQ(openCount("-2.50e1"), -25);
+    EXPECT_EQ(openCount("7000e-3"), 7);
+    EXPECT_EQ(openCount("0e400"), 0);
+    EXPECT_EQ(openCount("-0.0"), 0);
+    EXPECT_THROW(openCount("5.5"), DecodingError);
+    EXPECT_THROW(openCount("7001e-3"), DecodingError);
+    EXPECT_THROW(openCount("\"5\""), DecodingError);
+}
+
+TEST(QuernlightDecoderTest, AnIntegerBeyond64BitsFailsOnBothSides) {
+    using Limits = std::numeric_limits<std::int64_t>;
+    for (const char* spelling :
+         {"9223372036854775808", "9223372036854775808.0", "9.3e18", "18446744073709551615", "1e400",
+          "1e999999999", "-9223372036854775809", "-9223372036854775808.5", "-922337203685477581e1"}) {
+        EXPECT_THROW(openCount(spelling), DecodingError) << spelling;
+    }
+    EXPECT_EQ(openCount("9007199254740993.0"), 9007199254740993);
+    EXPECT_EQ(openCount("9223372036854775807.0"), Limits::max());
+    EXPECT_EQ(openCount("9.223372036854775807e18"), Limits::max());
+    EXPECT_EQ(openCount("-9223372036854775808"), Limits::min());
+    EXPECT_EQ(openCount("-9223372036854775808.0"), Limits::min());
 }
 
 TEST(QuernlightDecoderTest, AUuidDecodesInItsCanonicalFormInAnyCaseOnly) {

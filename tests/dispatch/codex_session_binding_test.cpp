@@ -60,6 +60,14 @@ TEST_F(CodexSessionBindingTest, AnotherConversationReplacesTheStoredOneWhenAsked
                                     R"("codex_session_id":"C0DE0000-0000-0000-0000-00000000000B"})"}));
 }
 
+TEST_F(CodexSessionBindingTest, TheConversationIsReplacedBeforeTheHistoryTellsSo) {
+    setOut(running);
+    run(manager_.setCodexSession(bug_, conversation, false));
+    recordWrites();
+    run(manager_.setCodexSession(bug_, otherConversation, true));
+    EXPECT_THAT(writes(), ElementsAre("update bug 1 running", "event codexSessionRestored"));
+}
+
 TEST_F(CodexSessionBindingTest, AConversationChangesNothingElseOfTheItem) {
     setOut(running);
     BugQueueItem expected = bugItem();

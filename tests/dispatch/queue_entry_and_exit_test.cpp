@@ -84,6 +84,18 @@ TEST_F(QueueEntryAndExitTest, RemovingDeletesTheItemThenClosesTheGapsAndWritesNo
     EXPECT_THAT(writes(), ElementsAre("delete b", "update c 0 queued"));
 }
 
+TEST_F(QueueEntryAndExitTest, LeavingTheQueueLeavesTheOtherQueuesGapsAlone) {
+    enqueueAll({"a", "b", "c", "d"});
+    BugQueueItem far = enqueue("m", manual);
+    far.queuePosition = 5;
+    store(far);
+    run(manager_.cancel(id("a")));
+    run(manager_.remove(id("b")));
+    run(manager_.removeImplementedReviewItem("c"));
+    EXPECT_THAT(order(automatic), ElementsAre("d"));
+    EXPECT_EQ(item("m").queuePosition, 5);
+}
+
 TEST_F(QueueEntryAndExitTest, AMergedBugIsRemovedByAnyFormOfItsIdWhateverItsFlow) {
     enqueueAll({"abcdef12", "b"});
     const BugQueueItem before = item("abcdef12");

@@ -183,7 +183,7 @@ TEST_F(QueueManagerSessionsTest, ACompletionCommentWithoutASessionTellsNone) {
 
 // What each report writes, in which order
 
-/// A report with what it writes to a queue "head", "bug", gap, "tail".
+/// A report with what it writes to a queue "head", "bug", gap, "tail". The gap in the other queue is left.
 struct WritesOfReport {
     std::string name;
     std::function<Task<void>(QueueManager&, Uuid)> run;
@@ -201,6 +201,9 @@ TEST_P(ReportWritesTest, AreTheItemThenTheGapsWhereItLeavesTheHeadThenTheEvent) 
     BugQueueItem far = item("tail");
     far.queuePosition = 9;
     store(far);
+    BugQueueItem other = enqueue("other", manual);
+    other.queuePosition = 9;
+    store(other);
     recordWrites();
     run(GetParam().run(manager_, bug_));
     EXPECT_EQ(writes(), GetParam().writes);

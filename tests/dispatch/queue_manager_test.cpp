@@ -114,6 +114,12 @@ TEST_F(QueueManagerTest, ABugIsKnownByItsShortIdFromTheMomentItIsEnqueued) {
     EXPECT_EQ(enqueue("3F2A9C10"), added);
 }
 
+TEST_F(QueueManagerTest, ABugWhoseShortFormEndsInABlankHasOneIdInItsRowAndItsPage) {
+    const BugQueueItem added = enqueue("ABCDEFG HIJ");
+    EXPECT_EQ(added.bugID, "abcdefg");
+    EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/" + added.bugID);
+}
+
 TEST_F(QueueManagerTest, ASlashInABugIdStaysInsideItsPartOfTheUrl) {
     EXPECT_EQ(enqueue("a/../b").bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/a%2F..%2Fb");
 }
@@ -236,6 +242,25 @@ TEST_F(QueueManagerTest, ABugThatIsMovedByEnqueueingTakesTheFlowThatItsNewStateC
     withPullRequest.prURL = pullRequest;
     EXPECT_EQ(run(manager_.enqueue(withPullRequest, manual)).goalFlow, addressReview);
     EXPECT_EQ(enqueue("a", automatic).goalFlow, fixBug);
+}
+
+TEST_F(QueueManagerTest, EnqueueingAKnownBugTakesNothingOfTheNewSummaryButItsFlow) {
+    BugQueueItem expected = enqueue("a");
+    QLBugSummaryDTO renamed = bug("a");
+    renamed.title = renamed.appName = renamed.bundleID = "com.acme.renamed";
+    renamed.createdAt = longAgo;
+    renamed.status = "in_review";
+    QueueManager elsewhere(queue_, mappings_, *Url::parse("https://bugs.elsewhere.example"));
+    run(elsewhere.enqueue(renamed, automatic));
+    EXPECT_EQ(item("a"), expected);
+    expected.queueMode = manual;
+    expected.status = queued;
+    expected.goalFlow = addressReview;
+    run(elsewhere.enqueue(renamed, manual));
+    EXPECT_EQ(item("a"), expected);
+    run(manager_.cancel(expected.id));
+    run(elsewhere.enqueue(renamed, manual));
+    EXPECT_EQ(item("a"), expected);
 }
 
 TEST_F(QueueManagerTest, ABugUnderWayInTheOtherQueueIsReturnedAsItIs) {

@@ -155,6 +155,16 @@ TEST_F(QueueOrderTest, ReorderingChangesNothingOfAnItemButItsPosition) {
     EXPECT_THAT(events("b"), ElementsAre(event("queuedNext", "Moved queue item next.")));
 }
 
+TEST_F(QueueOrderTest, AReorderedItemsSessionIsNotToldInTheHistory) {
+    enqueue("a");
+    leaveBehind("b", waitingForCapacity);
+    ASSERT_TRUE(item("b").activeSessionID);
+    run(manager_.reorder(id("b"), id("a")));
+    EXPECT_THAT(events("b"), ElementsAre(ItemEvent{.kind = "reordered",
+                                                   .message = "Moved queue item to position 0.",
+                                                   .sessionID = std::nullopt}));
+}
+
 TEST_F(QueueOrderTest, AnItemThatHasLeftTheQueueIsNotReordered) {
     enqueueAll({"a", "b"});
     recordWrites();

@@ -102,6 +102,16 @@ TEST_F(StateDatabaseTest, AnEntryWhoseDateCannotBeReadIsTheOldest) {
     EXPECT_EQ(CodexSessionResolver::stateDatabaseURL(environment, Undated()), "/home/agent/state_1.sqlite");
 }
 
+TEST_F(StateDatabaseTest, AnEntryWhoseDateCannotBeReadIsStillTakenWhenItIsTheOnlyOne) {
+    struct Undated : FileManager {
+        std::vector<Entry> visibleEntries(const fs::path& home) const override {
+            return {{home / "state_9.sqlite", std::nullopt}};
+        }
+    };
+    const EnvironmentMap environment{{"CODEX_HOME", "/home/agent"}};
+    EXPECT_EQ(CodexSessionResolver::stateDatabaseURL(environment, Undated()), "/home/agent/state_9.sqlite");
+}
+
 TEST_F(StateDatabaseTest, AnEmptyOrMissingCodexHomeMeansTheUsersHome) {
     const fs::path home = directory_.path();
     const fs::path expected = home / ".codex" / "state_5.sqlite";

@@ -36,6 +36,13 @@ TEST(GitEnvironmentTest, AVariableThatIsSetHereOccursOnce) {
     EXPECT_THAT(environment, Contains(StartsWith("GIT_PAGER=")).Times(1));
 }
 
+TEST(GitEnvironmentTest, NeitherSshNorCurlIsLeftToTheUsersWish) {
+    const auto environment = gitEnvironment({"SSH_ASKPASS_REQUIRE=force", "GIT_CURL_VERBOSE=1"});
+    EXPECT_THAT(environment, Contains(StartsWith("SSH_ASKPASS_REQUIRE=")).Times(1));
+    EXPECT_THAT(environment, Contains("SSH_ASKPASS_REQUIRE=never"));
+    EXPECT_THAT(environment, Not(Contains(StartsWith("GIT_CURL_VERBOSE"))));
+}
+
 struct PinnedCase {
     const char* key;
     const char* usersValue;

@@ -165,6 +165,21 @@ TEST_F(GitWorktreeCleanerTest, ARegisteredPathIsRecognizedHoweverGitSpellsIt) {
     EXPECT_EQ(cleanUpWithFake(), removed);
 }
 
+TEST_F(GitWorktreeCleanerTest, ALineThatOnlyContainsTheWordIsNoRegisteredPath) {
+    fake.answer("worktree list", {0, "worktree /src/Acme\nlocked worktree " + worktree});
+    EXPECT_EQ(cleanUpWithFake(), GitWorktreeCleanupResult(WorktreeNotFound{worktree}));
+}
+
+TEST_F(GitWorktreeCleanerTest, TheRepositoryPathReachesGitAsGiven) {
+    request.repoPath = "~/x/../Acme/";
+    fake.answer("worktree list", {0, "worktree " + worktree});
+    EXPECT_EQ(cleanUpWithFake(), removed);
+    EXPECT_EQ(fake.commands().size(), 2U);
+    for (const Arguments& command : fake.commands()) {
+        EXPECT_EQ(command.at(1), "~/x/../Acme/");
+    }
+}
+
 TEST_F(GitWorktreeCleanerTest, AFailingDeletionIsReportedInItsOwnWords) {
     struct Stubborn : FileManager {
         void removeAll(const std::filesystem::path&) const override { throw std::runtime_error("it stays"); }

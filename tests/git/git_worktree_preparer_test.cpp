@@ -315,6 +315,20 @@ TEST_F(GitWorktreePreparerTest, ARegisteredPathIsRecognizedHoweverGitSpellsIt) {
     EXPECT_EQ(prepareWithFake(), alreadyExists);
 }
 
+TEST_F(GitWorktreePreparerTest, ALineThatOnlyContainsTheWordIsNoRegisteredPath) {
+    fake.answer("worktree list", {0, "worktree /src/Acme\nlocked worktree " + worktree});
+    EXPECT_EQ(prepareWithFake(), created);
+}
+
+TEST_F(GitWorktreePreparerTest, TheRepositoryPathReachesGitAsGiven) {
+    request.repoPath = "~/x/../Acme/";
+    EXPECT_EQ(prepareWithFake(), created);
+    EXPECT_EQ(fake.commands().size(), 5U);
+    for (const Arguments& command : fake.commands()) {
+        EXPECT_EQ(command.at(1), "~/x/../Acme/");
+    }
+}
+
 TEST_F(GitWorktreePreparerTest, WhenTheListFailsNoPathCountsAsRegistered) {
     fake.answer("worktree list", {128, "worktree " + worktree});
     EXPECT_EQ(prepareWithFake(), created);

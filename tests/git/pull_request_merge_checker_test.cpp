@@ -131,6 +131,14 @@ TEST_F(MergeCheckerTest, AnotherRecentCommitDoesNotMakeAnOldMentionRecent) {
     EXPECT_EQ(mergeState(), "not merged");
 }
 
+TEST_F(MergeCheckerTest, AMentionThatOnlyFoldingPutsOnOneLineIsNone) {
+    change("button.txt", "green\n", "Make the button green (#7)");
+    emptyCommits(300);
+    change("other.txt", "other\n", "Answer pull\nrequest #7\n\nbody");
+    pushBase();
+    EXPECT_EQ(mergeState(), "not merged");
+}
+
 TEST_F(MergeCheckerTest, HistoriesWithNothingInCommonAreUnknownInGitsWords) {
     inBase({"checkout", "--quiet", "--orphan", "alien"});
     change("alien.txt", "alien\n", "Begin elsewhere");

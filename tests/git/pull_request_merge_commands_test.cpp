@@ -24,10 +24,10 @@ class MergeCommandsTest : public testing::Test {
                                  "up\tgit@git.example:acme/shop.git (push)"});
     }
     std::string mergeState(const std::string& url = prURL) {
-        return outcomeOf(test::runTask(checker.mergeState(*Url::parse(url), "/src/shop", "main")));
+        return outcomeOf(test::runTask(checker.mergeState(*Url::parse(url), repoPath, baseBranch)));
     }
     std::string conflictState(const std::string& url = prURL) {
-        return outcomeOf(test::runTask(checker.conflictState(*Url::parse(url), "/src/shop", "main")));
+        return outcomeOf(test::runTask(checker.conflictState(*Url::parse(url), repoPath, baseBranch)));
     }
     /// The base does not contain the head, and this is what git prints of the mentions in its history.
     void answerMentions(const std::string& printed) {
@@ -35,7 +35,7 @@ class MergeCommandsTest : public testing::Test {
         git.answer("log --max-count=250 --regexp-ignore-case", {0, printed});
     }
     void answerNewest(GitCommandResult result) {
-        git.answer("log --max-count=250 --format=%s%n%b", std::move(result));
+        git.answer("log --max-count=250 --format=%B", std::move(result));
     }
 
     const Arguments remotes{"-C", "/src/shop", "remote", "-v"};
@@ -61,8 +61,8 @@ class MergeCommandsTest : public testing::Test {
                         "--grep=(#7)",
                         "--grep=pull request #7",
                         "refs/remotes/up/main"};
-    const Arguments newest{
-        "-C", "/src/shop", "log", "--max-count=250", "--format=%s%n%b", "refs/remotes/up/main"};
+    const Arguments newest{"-C",          "/src/shop",           "log", "--max-count=250",
+                           "--format=%B", "refs/remotes/up/main"};
     const Arguments quietMerge{"-C",
                                "/src/shop",
                                "merge-tree",
@@ -76,6 +76,8 @@ class MergeCommandsTest : public testing::Test {
                               "--write-tree",
                               "refs/remotes/up/main",
                               "refs/remotes/up/pull/7/head"};
+    std::string repoPath = "/src/shop";
+    std::string baseBranch = "main";
     test::FakeGit git;
     const PullRequestMergeChecker checker{git.runner()};
 };
@@ -148,6 +150,32 @@ TEST_F(MergeCommandsTest, OfTwoRemotesTheSecondIsFetchedWhereOnlyItIsTheRequests
                              "up\tgit@git.example:acme/shop.git (push)"});
     EXPECT_EQ(conflictState(), "clean");
     EXPECT_THAT(git.commands(), ElementsAre(remotes, fetch, quietMerge));
+}
+
+TEST_F(MergeCommandsTest, TheRepositoryPathReachesGitAsGiven) {
+    repoPath = "/src/./shop/";
+    answerMentions("Fix it (#7)");
+    EXPECT_EQ(mergeState(), "merged");
+    EXPECT_EQ(conflictState(), "clean");
+    EXPECT_EQ(git.commands().size(), 8U);
+    for (const Arguments& command : git.commands()) {
+        EXPECT_EQ(command.at(0), "-C");
+        EXPECT_EQ(command.at(1), "/src/./shop/");
+    }
+    git.answer("remote -v", {0, ""});
+    EXPECT_EQ(mergeState(), "unknown: No git remote in /src/./shop/ matches git.example/acme/shop.");
+}
+
+TEST_F(MergeCommandsTest, ABaseBranchWithASlashIsFetchedByItsWholeName) {
+    baseBranch = "release/1.0";
+    git.answer("merge-base", {128, ""});
+    EXPECT_EQ(mergeState(), "unknown: Unable to compare PR 7 with release/1.0.");
+    EXPECT_EQ(git.commands().at(1).at(5), "+refs/heads/release/1.0:refs/remotes/up/release/1.0");
+    EXPECT_EQ(git.commands().at(2).at(2), "merge-base");
+    EXPECT_EQ(git.commands().at(2).back(), "refs/remotes/up/release/1.0");
+    git.answer("merge-base", {1, ""});
+    git.answer("log", {128, ""});
+    EXPECT_EQ(mergeState(), "unknown: Unable to inspect release/1.0 history for PR 7.");
 }
 
 class UnsupportedURLTest : public MergeCommandsTest, public testing::WithParamInterface<const char*> {};

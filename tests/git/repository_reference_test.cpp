@@ -106,6 +106,14 @@ TEST(RemoteRefTest, TheOrderIsGitsAndANameMayBeAnything) {
                 ElementsAre(RemoteRef{"a/b", shop}, RemoteRef{"fork", {"git.example", "me", "shop"}}));
 }
 
+TEST(RemoteRefTest, ARemoteOfAPartialCloneIsARemote) {
+    const auto remotes = parseRemotes(
+        "origin\tgit@git.example:acme/shop.git (fetch) [blob:none]\n"
+        "origin\tgit@git.example:other/shop.git (push) [blob:none]\n"
+        "fork\tgit@git.example:me/shop.git [blob:none]");
+    EXPECT_THAT(remotes, ElementsAre(RemoteRef{"origin", shop}));
+}
+
 TEST(RepositoryReferenceTest, NothingButWwwIsNoHost) {
     EXPECT_FALSE(parseRemoteAddress("ssh://www./acme/shop"));
     EXPECT_FALSE(parseRemoteAddress("git@www.:acme/shop"));

@@ -39,5 +39,15 @@ TEST_F(BackendHealthTest, ARefusalThatConcernsOneBugIsAnAnswer) {
     EXPECT_THAT(told, ElementsAre("The backend returned HTTP 503", "", "The backend returned HTTP 429"));
 }
 
+TEST_F(BackendHealthTest, ATokenThatIsNotKnownConcernsEverythingThatIsAsked) {
+    EXPECT_TRUE(health.failed(BackendError::server(401, "")));
+    EXPECT_TRUE(health.refusesToken());
+    EXPECT_TRUE(health.failed(BackendError::server(503, "")));
+    EXPECT_FALSE(health.refusesToken());
+    health.failed(BackendError::server(401, ""));
+    health.answered();
+    EXPECT_FALSE(health.refusesToken());
+}
+
 }  // namespace
 }  // namespace quernlight::host

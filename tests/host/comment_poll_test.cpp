@@ -10,6 +10,7 @@
 namespace quernlight::host {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 
 /// The poll of one bug's comments against a scripted backend.
@@ -28,17 +29,20 @@ class CommentPollTest : public testing::Test {
                R"(","status":")" + status + R"("},"created_at":")" + createdAt + R"(","updated_at":")" +
                createdAt + R"("})";
     }
-    void begin() {
-        poll = std::make_unique<ChildTask>(
+    void begin() { begin("3f2a9c1d", budget); }
+    void begin(const std::string& bugID, RequestBudget& shared) {
+        CompletionPollState polled = state;
+        polled.bugID = bugID;
+        polls.push_back(std::make_unique<ChildTask>(
             io.get_executor(), "polling",
-            pollComments({.client = client, .budget = budget, .health = health, .settings = settings}, state,
-                         mailbox.continuation()));
+            pollComments({.client = client, .budget = shared, .health = health, .settings = settings}, polled,
+                         mailbox.continuation())));
     }
     void end() {
-        if (poll) {
+        for (const auto& poll : polls) {
             test::runTask(io, poll->end());
-            poll.reset();
         }
+        polls.clear();
     }
     template <class News>
     News next() {
@@ -57,7 +61,8 @@ class CommentPollTest : public testing::Test {
     boost::asio::io_context io;
     QuernlightClient client{*Url::parse(server.address()), "token", std::make_shared<HttpSession>()};
     RequestBudget budget{1000, 1000};
-    std::vector<std::string> told;  // of the backend's health
+    RequestBudget oneForNow{0.001, 1};  // the next one in a quarter of an hour
+    std::vector<std::string> told;      // of the backend's health
     BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
     SessionMailbox mailbox;
@@ -65,7 +70,7 @@ class CommentPollTest : public testing::Test {
                               .queueItemID = randomUuid(),
                               .bugID = "3f2a9c1d",
                               .startedAt = parseInstant("2026-03-04T05:06:00Z").value()};
-    std::unique_ptr<ChildTask> poll;
+    std::vector<std::unique_ptr<ChildTask>> polls;
 };
 
 TEST_F(CommentPollTest, ANewCommentIsNewsAndSaysWhetherItEndsTheSession) {
@@ -127,6 +132,31 @@ TEST_F(CommentPollTest, ABugThatIsGoneHasNoCommentsAndIsNoTrouble) {
     begin();
     EXPECT_TRUE(next<CommentsChanged>().detection);
     EXPECT_THAT(told, testing::IsEmpty());
+}
+
+TEST_F(CommentPollTest, TwoPollsShareOneBudget) {
+    settings.pollCommentsSeconds = 0;  // both want to ask at once
+    answers(comment("working", "2026-03-04T05:06:07Z"));
+    begin("3f2a9c1d", oneForNow);
+    begin("77777777", oneForNow);
+    next<CommentsChanged>();
+    io.restart();
+    io.poll();
+    answers("");
+    test::runTask(io, fetchCommentsIfAny(client, "00000000"));  // later than all that had been sent by then
+    EXPECT_THAT(server.lines(),
+                ElementsAre("GET /v1/bugs/3f2a9c1d/comments", "GET /v1/bugs/00000000/comments"));
+}
+
+TEST_F(CommentPollTest, ARequestWaitsForItsTurn) {
+    test::runTask(io, turnToAsk(oneForNow));
+    const auto second = boost::asio::co_spawn(io, turnToAsk(oneForNow), boost::asio::use_future);
+    io.restart();
+    io.poll();
+    EXPECT_EQ(second.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    RequestBudget oneInAMillisecond{1000, 1};
+    test::runTask(io, turnToAsk(oneInAMillisecond));
+    test::runTask(io, turnToAsk(oneInAMillisecond));
 }
 
 TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQuarterAway) {

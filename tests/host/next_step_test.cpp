@@ -73,6 +73,12 @@ TEST_F(NextStepTest, ACrashFailsTheSessionOnlyAfterTheGraceForItsComment) {
     EXPECT_EQ(failureAt(31), "Codex exited with code 3 without posting a completion comment.");
 }
 
+TEST_F(NextStepTest, ACrashIsToldByItsCodeThoughTheIdleTimeIsOverFirst) {
+    exits(95, 3);
+    EXPECT_TRUE(goesOnAt(101));
+    EXPECT_EQ(failureAt(106), "Codex exited with code 3 without posting a completion comment.");
+}
+
 TEST_F(NextStepTest, ADeathBySignalIsToldByTheSignalsName) {
     exits(20, 128 + SIGSEGV);
     EXPECT_EQ(failureAt(31), "Codex was ended by SIGSEGV without posting a completion comment.");
@@ -185,6 +191,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(LastWords{"No saved session found with ID 0f1e2d3c-4b5a-4697-8877-665544332211", true},
                     LastWords{"cannot load 0F1E2D3C-4B5A-4697-8877-665544332211", true},
                     LastWords{"Session Not Found", true}, LastWords{"The conversation does not exist.", true},
+                    LastWords{"Resuming 0f1e2d3c-4b5a-4697-8877-665544332211\nnetwork unreachable", false},
                     LastWords{"thread unknown", true}, LastWords{"session ended", false},
                     LastWords{"file not found", false}, LastWords{"", false}));
 

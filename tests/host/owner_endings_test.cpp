@@ -80,6 +80,7 @@ TEST_F(OwnerEndingsTest, AStopWhileTheBackendIsAwayLeavesTheQuestionToTheNextSta
 }
 
 TEST_F(OwnerEndingsTest, AnExitFailsNoBugWhoseReportTheBackendCannotShow) {
+    set("poll.bugs_seconds", "0.2");
     startWorking("silent-exit", {"--exit-grace", "600"});
     ASSERT_TRUE(program->says("3f2a9c1d  agentExited: "));
     agentReports("3f2a9c1d", "in_review");
@@ -112,6 +113,30 @@ TEST_F(OwnerEndingsTest, ATokenThatIsRefusedFromNowOnStopsTheSessionsAndEndsTheP
     EXPECT_THAT(program->errorText(), HasSubstr("refuses the token (HTTP 401)"));
     EXPECT_EQ(status("3f2a9c1d"), "queued");
     EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
+TEST_F(OwnerEndingsTest, ARefusedTokenFailsNoBugHoweverSeldomBugsAreAskedFor) {
+    set("poll.bugs_seconds", "3600");
+    startWorking("idle");
+    agentReports("3f2a9c1d", "in_review");
+    backendFaults(R"([{"kind": "status", "status": 401}])");
+    set("poll.comments_seconds", "0.2");
+    EXPECT_EQ(program->exitCode(), 1);
+    EXPECT_THAT(program->errorText(), HasSubstr("refuses the token (HTTP 401)"));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    backendFaults("[]");
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "1");
+}
+
+TEST_F(OwnerEndingsTest, AHangUpThatIsToldTwiceIsStillPolite) {
+    startWorking("idle");
+    program->signal(SIGHUP);
+    ASSERT_TRUE(program->says("Stopping the sessions"));
+    stopWith(SIGHUP);
+    EXPECT_THAT(program->output(), Not(HasSubstr("Killing the sessions.")));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
 }
 
 TEST_F(OwnerEndingsTest, TheTerminalsHangUpIsAPoliteStop) {

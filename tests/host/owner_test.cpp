@@ -12,7 +12,6 @@ namespace quernlight {
 namespace {
 
 using test::eventually;
-using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -183,9 +182,57 @@ TEST_F(OwnerTest, AMergedBugLosesItsItemAndItsWorktreeAndNoWorkThatWasInIt) {
     program->exitCode();
     EXPECT_EQ(status("3f2a9c1d"), "no such row");
     EXPECT_FALSE(std::filesystem::exists(worktree()));
+    EXPECT_THAT(program->output(),
+                HasSubstr("workPreserved: Work that no remote has is kept at refs/quernlight/preserved/"));
+    EXPECT_THAT(command({"queue", "show", "3f2a9c1d"}).error,
+                HasSubstr("work kept at refs/quernlight/preserved/Shop-3f2a9c1d."));
     EXPECT_EQ(repository.git({"show", "refs/quernlight/preserved/Shop-3f2a9c1d:notes.txt"}),
               "not yet committed");
     EXPECT_EQ(repository.git({"status", "--porcelain"}), "");
+}
+
+TEST_F(OwnerTest, AMergedBugWhoseMappingMovedKeepsItsItemAndItsWorktree) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    mergeBranch();
+    ASSERT_EQ(command({"config", "set", "poll.merge_seconds", "0.2"}).exitCode, 0);
+    const auto moved =
+        dispatch(mapWith({"--repo", repository.directory(), "--worktrees", repository.scratch("elsewhere")}));
+    ASSERT_EQ(moved.exitCode, 0) << moved.error;
+    const auto hindered = start(runWith());
+    EXPECT_TRUE(hindered->says("Bug 3f2a9c1d is merged, but its worktree at " + worktree().string() +
+                               " is not where its mapping has worktrees now, so it is left alone;"))
+        << hindered->output();
+    hindered->signal(SIGTERM);
+    hindered->exitCode();
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_TRUE(std::filesystem::exists(worktree() / ".git"));
+    mapApp();
+    const auto program = start(runWith());
+    EXPECT_TRUE(program->says("3f2a9c1d  retired: Merged: ")) << program->output();
+    program->signal(SIGTERM);
+    program->exitCode();
+    EXPECT_FALSE(std::filesystem::exists(worktree()));
+}
+
+TEST_F(OwnerTest, WorkThatAnEarlierRoundKeptIsStillNamedOnceTheBugIsRetired) {
+    reportClearBug("3f2a9c1d");
+    workAll();
+    test::writeFile(worktree() / "notes.txt", "not yet committed\n");
+    repository.git({"worktree", "lock", worktree()});
+    mergeBranch();
+    command({"config", "set", "poll.merge_seconds", "0.2"});
+    const auto hindered = start(runWith());
+    ASSERT_TRUE(hindered->says("Bug 3f2a9c1d is merged, but its worktree stays: ")) << hindered->output();
+    hindered->signal(SIGTERM);
+    hindered->exitCode();
+    repository.git({"worktree", "remove", "--force", "--force", worktree()});
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  retired: Merged: ")) << program->output();
+    program->signal(SIGTERM);
+    program->exitCode();
+    EXPECT_THAT(command({"queue", "show", "3f2a9c1d"}).error,
+                HasSubstr("work kept at refs/quernlight/preserved/Shop-3f2a9c1d."));
 }
 
 TEST_F(OwnerTest, ARetiredBugIsNeverTakenInAgain) {
@@ -254,6 +301,17 @@ TEST_F(OwnerTest, EveryEventIsALineOfJsonWithItsIds) {
     EXPECT_EQ(kinds, history("3f2a9c1d"));
 }
 
+/// The queue manager's events of a bug on which the agent behaves so. Timing does not change their order: the
+/// agent's conversation, written down before its prompt, is looked for every second while the agent is
+/// watched, and that goes on for seconds after the goal was typed; once the end begins there is no more look.
+std::string eventsOfBehaviour(const std::string& behaviour) {
+    const bool fails = behaviour == "crash" || behaviour == "silent-exit" || behaviour == "idle";
+    const std::string end = behaviour == "ask" ? "awaitingUserInput"
+                            : fails            ? "failed"
+                                               : "codexCompleted completed";
+    return "enqueued startingCodex running codexSessionStored " + end;
+}
+
 TEST_F(OwnerTest, TwelveBugsOfEveryKindEndEachAsItShould) {
     const std::vector<std::pair<std::string, std::string>> kinds{
         {"a0000001", ""},     {"a0000002", "ask"},         {"a0000003", "crash"}, {"a0000004", "silent-exit"},
@@ -266,12 +324,9 @@ TEST_F(OwnerTest, TwelveBugsOfEveryKindEndEachAsItShould) {
     const auto outcome = workAll({"--max-sessions", "4", "--idle-timeout", "12", "--exit-grace", "2"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
     for (const auto& [bugID, behaviour] : kinds) {
-        const bool fails = behaviour == "crash" || behaviour == "silent-exit" || behaviour == "idle";
-        const std::string expected = behaviour == "ask" ? "awaitingUserInput"
-                                     : fails            ? "failed"
-                                                        : "completed";
-        EXPECT_EQ(status(bugID), expected) << bugID << " " << behaviour;
-        EXPECT_THAT(events(bugID), EndsWith(expected)) << bugID;
+        const std::string expected = eventsOfBehaviour(behaviour);
+        EXPECT_EQ(events(bugID), expected) << bugID << " " << behaviour;
+        EXPECT_EQ(status(bugID), expected.substr(expected.rfind(' ') + 1)) << bugID << " " << behaviour;
         EXPECT_EQ(attempt(bugID, "attempt_number"), "1") << bugID;
         EXPECT_TRUE(test::processesWithEnvironment("QUERNLIGHT_DISPATCH_SESSION=" +
                                                    attempt(bugID, "completion_marker"))

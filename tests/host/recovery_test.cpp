@@ -9,6 +9,7 @@
 #include "host/item_event.hpp"
 #include "host/processes/process_metadata.hpp"
 #include "quernlight/platform/spawn.hpp"
+#include "quernlight/storage/database_error.hpp"
 #include "tests/host/services_fixture.hpp"
 #include "tests/support/eventually.hpp"
 
@@ -58,10 +59,29 @@ TEST_F(RecoveryTest, ARunningItemWithoutAReportIsPutBackAndItsAttemptHasFailed) 
     backendHasNoComments();
     EXPECT_EQ(settle(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::queued);
-    EXPECT_EQ(history(item), "enqueued startingCodex running resumable recovered");
+    EXPECT_EQ(history(item), "enqueued startingCodex running resumable recovered goalNotTyped");
     EXPECT_EQ(attempt(item).state, SessionAttemptState::failed);
     EXPECT_EQ(attempt(item).failureReason, "Dispatcher stopped while the session was running.");
     EXPECT_TRUE(attempt(item).endedAt);
+}
+
+TEST_F(RecoveryTest, AnAttemptWhoseGoalWasBegunIsNotSaidToLackIt) {
+    const Uuid item = running("3f2a9c1d");
+    run(tell(store, {.itemID = item, .kind = event_kind::typing, .sessionID = session}));
+    backendHasNoComments();
+    settle(item);
+    EXPECT_EQ(history(item), "enqueued startingCodex running typing resumable recovered");
+}
+
+TEST_F(RecoveryTest, ASessionThatLeftNothingToSettleIsToldOnceThatCanBeStored) {
+    const Uuid item = enqueue("3f2a9c1d").id;
+    EXPECT_EQ(run(recovery.settle(this->item(item), {.reason = "The disk was full."})), "");
+    EXPECT_EQ(history(item), "enqueued recovered");
+    EXPECT_EQ(run(store.items.events(item)).back().message, "The disk was full.");
+    run(
+        store.database->execute("CREATE TRIGGER full BEFORE INSERT ON queue_events BEGIN"
+                                " SELECT RAISE(ABORT, 'full'); END"));
+    EXPECT_THROW(run(recovery.settle(this->item(item))), DatabaseError);
 }
 
 TEST_F(RecoveryTest, AnItemWhoseSessionCouldNotBeRecordedIsPutBackForThatReason) {
@@ -281,6 +301,21 @@ INSTANTIATE_TEST_SUITE_P(
                  {.status = completed, .hasOpenAttempt = true, .storedReport = report},
                  {},
                  TakeReport{report}},
+        StepCase{"completedOpenNoEvent", {.status = completed, .hasOpenAttempt = true}, {}, AskBackend{}},
+        StepCase{"awaitingOpen",
+                 {.status = awaitingUserInput, .hasOpenAttempt = true, .storedReport = report},
+                 {},
+                 TakeReport{report}},
+        StepCase{
+            "awaitingOpenNoEvent", {.status = awaitingUserInput, .hasOpenAttempt = true}, {}, AskBackend{}},
+        StepCase{"awaitingOpenReport",
+                 {.status = awaitingUserInput, .hasOpenAttempt = true},
+                 std::optional(report),
+                 TakeReport{report}},
+        StepCase{"awaitingOpenNoReport",
+                 {.status = awaitingUserInput, .hasOpenAttempt = true},
+                 std::optional<AgentReport>(),
+                 CloseAttempt{.reason = interruptedText}},
         StepCase{"failedOpen",
                  {.status = failed, .errorMessage = "It broke.", .hasOpenAttempt = true},
                  {},

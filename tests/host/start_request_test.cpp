@@ -35,6 +35,10 @@ INSTANTIATE_TEST_SUITE_P(
                     HistoryCase{"startRequested startingCodex resumable startingCodex resumable", true},
                     HistoryCase{"startRequested startingCodex running completed followUpWanted", false},
                     HistoryCase{"startingCodex resumable", false},
+                    HistoryCase{"startRequested resumable", true},
+                    HistoryCase{"startRequested cancelled retried", false},
+                    HistoryCase{"startRequested failed retried", false},
+                    HistoryCase{"startRequested startingCodex failed retried resumable", false},
                     HistoryCase{"startRequested queueModeChanged", false}));
 
 }  // namespace

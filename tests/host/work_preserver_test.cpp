@@ -146,6 +146,36 @@ TEST_F(WorkPreserverTest, WhatIsNotCommittedIsKeptOnceHoweverOftenItIsSaved) {
     EXPECT_EQ(preserved().reference, "refs/quernlight/preserved/Shop-3f2a9c1d-2");
 }
 
+TEST_F(WorkPreserverTest, WhatGitWasToldToOverlookIsPreserved) {
+    const std::string quoted = "gr\u00f6\u00dfer \"1\".txt";  // which git prints quoted
+    writeFile(worktree / quoted, "large\n");
+    commit("Size it");
+    git({"push", "--quiet", "origin", "Shop-3f2a9c1d"});
+    EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
+    git({"update-index", "--assume-unchanged", quoted});
+    git({"update-index", "--skip-worktree", "fix.txt"});
+    writeFile(worktree / quoted, "larger\n");
+    writeFile(worktree / "fix.txt", "fixed here only\n");
+    ASSERT_EQ(git({"status", "--porcelain"}), "");
+    const WorkPreserved saved = preserved();
+    EXPECT_EQ(inMain({"show", saved.reference + ":" + quoted}), "larger");
+    EXPECT_EQ(inMain({"show", saved.reference + ":fix.txt"}), "fixed here only");
+}
+
+TEST_F(WorkPreserverTest, WhatASparseCheckoutLeavesOutIsNotDeletedAndWhatWasPutThereIsPreserved) {
+    writeFile(worktree / "docs/guide.txt", "guide\n");
+    writeFile(worktree / "docs/terms.txt", "terms\n");
+    commit("Explain it");
+    git({"push", "--quiet", "origin", "Shop-3f2a9c1d"});
+    git({"sparse-checkout", "set", "parts"});
+    ASSERT_FALSE(std::filesystem::exists(worktree / "docs"));
+    EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
+    writeFile(worktree / "docs/guide.txt", "better guide\n");
+    const WorkPreserved saved = preserved();
+    EXPECT_EQ(inMain({"show", saved.reference + ":docs/guide.txt"}), "better guide");
+    EXPECT_EQ(inMain({"show", saved.reference + ":docs/terms.txt"}), "terms");
+}
+
 TEST_F(WorkPreserverTest, ARepositoryInsideItCannotBeSavedSoTheWorktreeStays) {
     writeFile(worktree / "inner/file.txt", "inner\n");
     git({"init", "--quiet"}, worktree / "inner");

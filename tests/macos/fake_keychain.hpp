@@ -30,7 +30,4 @@ struct FakeKeychain {
     static FakeKeychain& shared();
 };
 
-/// Framework objects that are alive now.
-long liveFrameworkObjects();
-
 }  // namespace quernlight::test

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "tests/macos/fake_keychain.hpp"
-
 namespace {
 
 long live = 0;
@@ -52,6 +50,10 @@ void CFRelease(CFTypeRef object) {
 
 CFTypeID CFGetTypeID(CFTypeRef object) {
     return static_cast<CFTypeID>(objectAt(object)->kind);
+}
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding) {
+    return new __CFString{text};
 }
 
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex length, CFStringEncoding,

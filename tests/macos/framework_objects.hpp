@@ -8,7 +8,7 @@
 
 /// What every object of the framework has: a count of its owners, here also what a test sees of it.
 struct FrameworkObject {
-    enum class Kind : CFTypeID { string = 1, data, dictionary, boolean };
+    enum class Kind : CFTypeID { string = 1, data, dictionary, boolean, url };
 
     Kind kind;
     std::string text;
@@ -32,6 +32,11 @@ struct __CFBoolean final : FrameworkObject {
     explicit __CFBoolean(std::string name) : FrameworkObject(Kind::boolean, std::move(name)) {}
 };
 
+/// Its text is the path, which ends in a slash where it is a directory's.
+struct __CFURL final : FrameworkObject {
+    explicit __CFURL(std::string path) : FrameworkObject(Kind::url, std::move(path)) {}
+};
+
 /// Owns its keys and values.
 struct __CFDictionary final : FrameworkObject {
     std::vector<std::pair<const FrameworkObject*, const FrameworkObject*>> entries{};
@@ -39,3 +44,10 @@ struct __CFDictionary final : FrameworkObject {
     __CFDictionary() : FrameworkObject(Kind::dictionary, {}) {}
     ~__CFDictionary() override;
 };
+
+namespace quernlight::test {
+
+/// Framework objects that are alive now.
+long liveFrameworkObjects();
+
+}  // namespace quernlight::test

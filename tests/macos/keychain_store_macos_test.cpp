@@ -3,6 +3,7 @@
 #include "quernlight/backend/keychain_error.hpp"
 #include "quernlight/backend/keychain_store.hpp"
 #include "tests/macos/fake_keychain.hpp"
+#include "tests/macos/framework_objects.hpp"
 
 namespace quernlight {
 namespace {
@@ -44,7 +45,7 @@ class MacKeychainStoreTest : public testing::Test {
 
     FakeKeychain& keychain = FakeKeychain::shared();
     const long objectsBefore = test::liveFrameworkObjects();
-    const KeychainStore store{.service = "quernlight"};
+    const KeychainStore store{"quernlight"};
 };
 
 TEST_F(MacKeychainStoreTest, AnAccountThatWasNeverSavedReadsAsNothing) {
@@ -83,10 +84,10 @@ TEST_F(MacKeychainStoreTest, ALaterSaveChangesOnlyTheData) {
 TEST_F(MacKeychainStoreTest, AccountsAndServicesAreKeptApart) {
     store.saveToken("one", "admin");
     store.saveToken("two", "other");
-    KeychainStore{.service = "elsewhere"}.saveToken("three", "admin");
+    KeychainStore("elsewhere").saveToken("three", "admin");
     EXPECT_EQ(store.token("admin"), "one");
     EXPECT_EQ(store.token("other"), "two");
-    EXPECT_EQ(KeychainStore{.service = "elsewhere"}.token("admin"), "three");
+    EXPECT_EQ(KeychainStore("elsewhere").token("admin"), "three");
 }
 
 TEST_F(MacKeychainStoreTest, AnEmptyTokenIsReadBackAsEmptyText) {

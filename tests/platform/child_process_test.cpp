@@ -10,6 +10,8 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/cancellation_signal.hpp>
@@ -229,6 +231,19 @@ TEST_F(ChildProcessTest, AProcessLeftBehindWithTheOutputOpenDoesNotHoldUpTheResu
     EXPECT_EQ(result, (ChildProcessResult{4, "said\n"}));
     // Lets the one left behind come to its end; whoever writes into the pipe must not wait for it.
     const FileDescriptor release(::open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+}
+
+TEST_F(ChildProcessTest, WhatALateWriterSaysBeforeTheEndOfThePipeIsRead) {
+    const ChildProcessRequest request = shell("echo now; (read line < " + fifo + "; echo late) & exit 0");
+    auto result = asio::co_spawn(io, runChildProcess(request), asio::use_future);
+    io.poll();
+    siginfo_t exit{};
+    ASSERT_EQ(::waitid(P_ALL, 0, &exit, WEXITED | WNOWAIT), 0);  // the child has exited and is not reaped
+    io.poll();                                                   // which is noticed
+    const FileDescriptor release(::open(fifo.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(::write(release.get(), "\n", 1), 1);
+    io.run();
+    EXPECT_EQ(result.get(), (ChildProcessResult{0, "now\nlate\n"}));
 }
 
 TEST_F(ChildProcessTest, NoDescriptorIsLeftOpen) {

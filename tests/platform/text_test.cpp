@@ -61,7 +61,8 @@ TEST(BugIDTest, IsTrimmedLowerCasedAndCutToEightCharacters) {
 TEST(BugIDTest, OnlyAnIDThatStaysInsideItsDirectoryNamesAFile) {
     EXPECT_TRUE(BugID::isSafeFileName("3f2a9c10"));
     EXPECT_TRUE(BugID::isSafeFileName("a b..c"));
-    for (const char* unsafe : {"", ".", "..", "a/b", "../x", "a\nb", "a\x7f"}) {
+    EXPECT_TRUE(BugID::isSafeFileName("a\u00A0b"));
+    for (const char* unsafe : {"", ".", "..", "a/b", "../x", "a\nb", "a\x7f", "a\u0085b", "a\u009Fb"}) {
         EXPECT_FALSE(BugID::isSafeFileName(unsafe)) << unsafe;
     }
 }

@@ -5,6 +5,7 @@
 namespace quernlight {
 namespace {
 
+using test::databaseErrorOf;
 using test::instant;
 using test::runTask;
 
@@ -226,12 +227,29 @@ TEST_F(QueueRepositoryTest, CompactionNumbersEachModeByItself) {
 TEST_F(QueueRepositoryTest, AnErrorStopsCompactionAndKeepsWhatWasWritten) {
     add("a", 3);
     add("b", 5);
+    add("c", 7);
+    add("m", 4, QueueItemStatus::queued, QueueMode::manual);
     execute(
         "CREATE TRIGGER refuse BEFORE UPDATE ON queue_items WHEN OLD.bug_id = 'b' "
         "BEGIN SELECT RAISE(ABORT, 'refused'); END");
-    const auto error = test::databaseErrorOf([&] { compact(); });
+    const auto error = databaseErrorOf([&] { compact(); });
     EXPECT_EQ(error, DatabaseError(DatabaseError::Kind::stepFailed, "refused"));
-    EXPECT_EQ(listed(), "a 0, b 5, ");
+    EXPECT_EQ(listed(), "a 0, b 5, c 7, m 4, ");
+}
+
+TEST_F(QueueRepositoryTest, AnUnusableRowFailsEveryReadingThatMeetsIt) {
+    const BugQueueItem a = add("a", 0);
+    const BugQueueItem b = add("b", 1);
+    execute("UPDATE queue_items SET status = 'Running' WHERE bug_id = 'b'");
+    const DatabaseError noStatus(DatabaseError::Kind::missingColumn, "status");
+    EXPECT_EQ(databaseErrorOf([&] { listed(); }), noStatus);
+    EXPECT_EQ(databaseErrorOf([&] { item("b"); }), noStatus);
+    EXPECT_EQ(databaseErrorOf([&] { runTask(repository().item(b.id)); }), noStatus);
+    EXPECT_EQ(item("a"), a);
+    append(a.id, "started", "2026-03-04T05:06:07Z");
+    execute("UPDATE queue_events SET id = 'no uuid'");
+    EXPECT_EQ(databaseErrorOf([&] { events(a.id); }),
+              DatabaseError(DatabaseError::Kind::missingColumn, "id"));
 }
 
 TEST_F(QueueRepositoryTest, AMappingReleasesTheItemsThatWaitedForItAndTheyKeepTheirPlaces) {
@@ -279,8 +297,7 @@ TEST_F(QueueRepositoryTest, EventsComeOldestFirst) {
 }
 
 TEST_F(QueueRepositoryTest, AnEventOfAnUnknownItemIsRefused) {
-    const auto error =
-        test::databaseErrorOf([&] { append(randomUuid(), "started", "2026-03-04T05:06:07Z"); });
+    const auto error = databaseErrorOf([&] { append(randomUuid(), "started", "2026-03-04T05:06:07Z"); });
     EXPECT_EQ(error, DatabaseError(DatabaseError::Kind::stepFailed, "FOREIGN KEY constraint failed"));
 }
 

@@ -34,6 +34,16 @@ class QueueRowsTest : public test::QueueFixture {
         return DatabaseError(DatabaseError::Kind::missingColumn, column);
     }
 
+    /// The row of an event that has the required columns only.
+    static Row eventRow() {
+        const SQLValue uuid = SQLValue::text("3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF");
+        return {{"id", uuid},
+                {"queue_item_id", uuid},
+                {"kind", SQLValue::text("started")},
+                {"message", SQLValue::text("It began.")},
+                {"created_at", SQLValue::text("yesterday")}};
+    }
+
     Row row;
 };
 
@@ -145,16 +155,33 @@ TEST_F(QueueRowsTest, OptionalColumnsOfAnEventAreAbsentWhenUnusable) {
 }
 
 TEST_F(QueueRowsTest, AnEventWithoutARequiredColumnIsToldByName) {
-    const SQLValue uuid = SQLValue::text("3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF");
-    const Row event{{"id", uuid},
-                    {"queue_item_id", uuid},
-                    {"kind", SQLValue::text("started")},
-                    {"message", SQLValue::text("It began.")},
-                    {"created_at", SQLValue::text("yesterday")}};
-    EXPECT_EQ(queueEventOfRow(event).createdAt, Instant{});
+    EXPECT_EQ(queueEventOfRow(eventRow()).createdAt, Instant{});
     for (const char* column : {"id", "queue_item_id", "kind", "message", "created_at"}) {
-        Row broken = event;
+        Row broken = eventRow();
         broken.erase(column);
+        EXPECT_EQ(databaseErrorOf([&] { queueEventOfRow(broken); }), missing(column));
+    }
+}
+
+TEST_F(QueueRowsTest, AnEventColumnThatIsNullOfTheWrongKindOrDoesNotParseIsToldByName) {
+    const SQLValue number = SQLValue::integer(7);
+    const SQLValue noUuid = SQLValue::text("no uuid");
+    const SQLValue null = SQLValue::null();
+    for (const auto& [column, unusable] :
+         std::vector<std::pair<std::string, SQLValue>>{{"id", number},
+                                                       {"id", noUuid},
+                                                       {"id", null},
+                                                       {"queue_item_id", number},
+                                                       {"queue_item_id", noUuid},
+                                                       {"queue_item_id", null},
+                                                       {"kind", number},
+                                                       {"kind", null},
+                                                       {"message", number},
+                                                       {"message", null},
+                                                       {"created_at", number},
+                                                       {"created_at", null}}) {
+        Row broken = eventRow();
+        broken[column] = unusable;
         EXPECT_EQ(databaseErrorOf([&] { queueEventOfRow(broken); }), missing(column));
     }
 }

@@ -16,6 +16,12 @@ TEST(ANSIPlainTextConverterTest, AColourSequenceBetweenLettersDisappears) {
     EXPECT_EQ(plain("a\x1B[31mb\x1B[0mc"), "abc");
 }
 
+TEST(ANSIPlainTextConverterTest, AControlSequenceEndsWithTheFirstCharacterFromAtSignToTilde) {
+    EXPECT_EQ(plain("\x1B[1@x"), "x");
+    EXPECT_EQ(plain("\x1B[15~x"), "x");
+    EXPECT_EQ(plain("\x1B[1?\x7Fmx"), "x");
+}
+
 TEST(ANSIPlainTextConverterTest, ATitleCommandThatEndsWithABellDisappears) {
     EXPECT_EQ(plain("\x1B]0;a title\ax"), "x");
 }

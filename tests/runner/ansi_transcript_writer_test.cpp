@@ -36,6 +36,16 @@ TEST_F(ANSITranscriptWriterTest, TheFirstAppendCreatesMissingDirectoriesAndBothF
     EXPECT_EQ(text(), "ab\n");
 }
 
+TEST_F(ANSITranscriptWriterTest, NothingIsWrittenWhenTheTextFileCannotBeOpened) {
+    writeFile(directory / "texts", "in the way");
+    EXPECT_ANY_THROW(writer.append("lost"));
+    EXPECT_EQ(raw(), "");
+    std::filesystem::remove(directory / "texts");
+    EXPECT_EQ(writer.append("kept"), "kept");
+    EXPECT_EQ(raw(), "kept");
+    EXPECT_EQ(text(), "kept");
+}
+
 TEST_F(ANSITranscriptWriterTest, ASecondWriterAppendsAfterWhatIsThere) {
     writer.append("first ");
     ANSITranscriptWriter(ansiPath, textPath).append("second");

@@ -20,7 +20,8 @@ class LocalPTYCodexRunnerTest : public CodexRunnerFixture {};
 TEST_F(LocalPTYCodexRunnerTest, StartedCarriesWhatStartSessionReturns) {
     auto stream = runner->events(sessionID);
     const StartSessionResponse response = shell("exit 0");
-    const auto event = awaitResult(stream.next());
+    const auto event =
+        awaitResult(stream.nextUntil(std::chrono::steady_clock::now()));  // it is there already
     ASSERT_TRUE(event && event->started());
     EXPECT_EQ(*event->started(), (RunnerEvent::Started{sessionID, response.pid, response.startedAt}));
 }
@@ -95,6 +96,32 @@ TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter)
     EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r");
     EXPECT_EQ(readFile(directory / "enter"), "\r");
     EXPECT_EQ(readFile(directory / "next"), "x");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, TheEnterComesAfterAPauseThatTheTerminalItselfMeasures) {
+    // The terminal ends a read when no byte has come for 0.2 seconds.
+    request.initialInput = "/goal first\nsecond";
+    EventLog log = listen();
+    shell(prompt("stty min 255 time 2; dd bs=255 count=1 of=text 2>/dev/null; head -c 1 >enter"));
+    log.wholeOutput();
+    EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r");
+    EXPECT_EQ(readFile(directory / "enter"), "\r");
+}
+
+TEST_F(LocalPTYCodexRunnerTest, EveryEventCarriesTheTimeAtWhichItHappened) {
+    auto stream = runner->events(sessionID);
+    const Instant before = currentInstant();
+    const StartSessionResponse response = shell("printf text");
+    Instant latest = before;
+    std::size_t events = 0;
+    while (const auto event = awaitResult(stream.next())) {
+        EXPECT_GE(event->date(), latest);
+        latest = event->date();
+        ++events;
+    }
+    EXPECT_EQ(events, 3U);
+    EXPECT_LE(latest, currentInstant());
+    EXPECT_GE(response.startedAt, before);
 }
 
 TEST_F(LocalPTYCodexRunnerTest, AnEmptyInitialInputTypesNothing) {

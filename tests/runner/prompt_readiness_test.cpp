@@ -148,7 +148,7 @@ TEST_F(PromptReadinessTest, ModelLoadingBlocksUntilALineSaysThatTheModelIsThere)
 }
 
 TEST_F(PromptReadinessTest, ALineBreakSeparatesTheModelFromTheWordLoading) {
-    for (const auto* lineBreak : {"\n", "\r", "\r\n", "\u0085", "\u2028", "\u2029"}) {
+    for (const auto* lineBreak : {"\n", "\v", "\f", "\r", "\r\n", "\u0085", "\u2028", "\u2029"}) {
         use(PromptReadinessConfiguration::codexDefault());
         output(1, "› model: large" + std::string(lineBreak) + "loading history");
         EXPECT_TRUE(becomesReadyAt(2.5));
@@ -160,6 +160,13 @@ TEST_F(PromptReadinessTest, LoadedModelAndUnsettledMcpStartUpWaitForTheLatestAct
     output(3, "model: loading\n");
     output(4, "model: large\n");
     EXPECT_TRUE(becomesReadyAt(11));
+}
+
+TEST_F(PromptReadinessTest, AStartUpLineAmongBytesThatAreNoTextIsRecognised) {
+    output(1,
+           "\xFF"
+           "Starting MCP servers\xE2\n›");
+    EXPECT_TRUE(becomesReadyAt(9));
 }
 
 TEST_F(PromptReadinessTest, AStartUpLineSplitOverTwoChunksIsNotRecognised) {
@@ -288,6 +295,20 @@ TEST_F(PromptReadinessTest, RecentOutputShowsBytesThatAreNoTextAsReplacementChar
     output(1, "a\xFF\x62\xE2");
     output(2, "\x82\xAC");
     EXPECT_EQ(recentOutput(), "a\uFFFDb\uFFFD\uFFFD\uFFFD");
+}
+
+TEST_F(PromptReadinessTest, RecentOutputCountsCharactersHoweverManyMarksTheyCarry) {
+    std::string character = "a";
+    for (int mark = 0; mark < 40; ++mark) {
+        character += "\u0301";
+    }
+    std::string text;
+    for (int count = 0; count < 7000; ++count) {
+        text += character;
+    }
+    output(1, text);
+    output(2, "z");
+    EXPECT_EQ(recentOutput(), text.substr(0, 4095 * character.size()) + "z");
 }
 
 TEST_F(PromptReadinessTest, RecentOutputStaysBoundedInAFlood) {

@@ -38,8 +38,9 @@ class PTYProcessFixture : public testing::Test {
     StartSessionResponse start(std::vector<std::string> launchCommand) {
         request.launchCommand = std::move(launchCommand);
         EventStream<RunnerEvent> stream;
-        auto onEvent = [listener = stream.continuation()](const RunnerEvent& event) {
+        auto onEvent = [this, listener = stream.continuation()](const RunnerEvent& event) {
             listener.deliver(event);
+            onEveryEvent();
             if (event.exited()) {
                 listener.finish();
             }
@@ -98,6 +99,7 @@ class PTYProcessFixture : public testing::Test {
 
     TemporaryDirectory directory;
     StartSessionRequest request;
+    std::function<void()> onEveryEvent = [] {};  // set before the start; called by the event handler
     std::optional<EventLog> log;
     std::shared_ptr<PTYProcess> process;
     boost::asio::thread_pool readerQueue{1};

@@ -9,6 +9,22 @@ using namespace test;
 
 class PTYProcessTest : public PTYProcessFixture {};
 
+/// The program that dies is begun anew, since a fork of this one would copy locks that its threads hold.
+class PTYProcessDeathTest : public PTYProcessFixture {
+  protected:
+    PTYProcessDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(PTYProcessDeathTest, ASizeBeyondSixteenBitsStopsTheProgram) {
+    shell("printf ready; read word");
+    log->outputWith("ready");
+    EXPECT_DEATH(process->resize(65536, 24), "at most 65535");
+    terminate(TerminationMode::kill);
+    join();
+    request.rows = 65536;
+    EXPECT_DEATH(shell("exit 0"), "at most 65535");
+}
+
 TEST_F(PTYProcessTest, LineFeedsReachTheTerminalAsCarriageReturns) {
     rawShell("head -c 5 | od -An -c");
     write("a\r\nb\nc");
@@ -41,6 +57,13 @@ TEST_F(PTYProcessTest, AResizeIsSeenByTheChild) {
     EXPECT_NE(log->wholeOutput().find("40 100"), std::string::npos);
 }
 
+TEST_F(PTYProcessTest, AResizeToNothingMakesATerminalOfOneByOne) {
+    rawShell("head -c 1 >/dev/null; stty size");
+    process->resize(0, 0);
+    write("x");
+    EXPECT_NE(log->wholeOutput().find("\n1 1"), std::string::npos);
+}
+
 TEST_F(PTYProcessTest, EventsAreStartedThenOutputThenExitedOnce) {
     const StartSessionResponse response = shell("printf text");
     EXPECT_EQ(response.sessionID, request.sessionID);
@@ -70,6 +93,13 @@ TEST_F(PTYProcessTest, ACharacterThatNeverComesWholeIsReplacedInTheTextWhenTheSe
     shell("printf 'a\\342\\200'");
     EXPECT_EQ(log->wholeOutput(), "a\xE2\x80");
     EXPECT_EQ(readFile(request.transcriptTextPath), "a\uFFFD");
+}
+
+TEST_F(PTYProcessTest, TheEventHandlerMayAskTheSessionAboutItself) {
+    onEveryEvent = [this] { EXPECT_EQ(process->snapshot().has_value(), process->isRunning()); };
+    shell("printf text");
+    join();
+    EXPECT_EQ(log->kinds(), "SOX");
 }
 
 TEST_F(PTYProcessTest, MoreOutputThanATerminalHoldsArrivesWhole) {

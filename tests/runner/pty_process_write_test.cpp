@@ -1,7 +1,13 @@
+#include <chrono>
+#include <ctime>
+#include <fstream>
 #include <future>
+
+#include <sys/stat.h>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 #include <boost/asio/use_future.hpp>
 
 #include "quernlight/runner/pty_process_error.hpp"
@@ -21,6 +27,16 @@ class PTYProcessWriteTest : public PTYProcessFixture {
         lastingLoop().restart();
         lastingLoop().poll();
         return written;
+    }
+
+    /// How long the reader queue's thread has worked.
+    std::chrono::nanoseconds readerWork() {
+        auto look = [] {
+            timespec time{};
+            clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+            return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+        };
+        return boost::asio::post(readerQueue, boost::asio::use_future(look)).get();
     }
 
     void finish(std::future<void>& written) {
@@ -73,12 +89,35 @@ TEST_F(PTYProcessWriteTest, AnExitEndsTheWaitThoughAGrandchildHoldsTheTerminal) 
     ::kill(grandchild, SIGKILL);
 }
 
+TEST_F(PTYProcessWriteTest, TheWaitForATerminalThatTheChildHasClosedIsNoWork) {
+    ASSERT_EQ(::mkfifo((directory / "released").c_str(), 0600), 0);
+    shell("stty raw -echo; exec <&- >&- 2>&-; read word <released");
+    std::ofstream released(directory / "released");  // opens once the child reads, hence without its terminal
+    auto written = startWriting(std::string(1 << 20, 'x'));
+    const auto before = readerWork();
+    lastingLoop().restart();
+    lastingLoop().run_for(std::chrono::milliseconds(500));
+    EXPECT_LT(readerWork() - before, std::chrono::milliseconds(100));
+    terminate(TerminationMode::kill);
+    EXPECT_THROW(finish(written), PTYProcessError);
+}
+
 TEST_F(PTYProcessWriteTest, DroppingTheSessionEndsTheWait) {
     rawShell("sleep 1000");
     auto written = startWriting(std::string(1 << 20, 'x'));
     readerQueue.stop();
     readerQueue.join();
     process->hangUp();
+    EXPECT_THROW(finish(written), PTYProcessError);
+}
+
+TEST_F(PTYProcessWriteTest, WhileAWriteWaitsTheSessionCanBeResizedAndAskedAbout) {
+    rawShell("sleep 1000");
+    auto written = startWriting(std::string(1 << 20, 'x'));
+    boost::asio::post(readerQueue, boost::asio::use_future([] {})).get();  // now the terminal is full
+    process->resize(100, 40);
+    EXPECT_TRUE(process->snapshot());
+    terminate(TerminationMode::kill);
     EXPECT_THROW(finish(written), PTYProcessError);
 }
 

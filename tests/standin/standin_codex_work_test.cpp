@@ -150,6 +150,17 @@ TEST_F(StandinCodexWorkTest, TheThreadIsNamedAfterTheBug) {
     EXPECT_EQ(awaitState("SELECT title FROM threads"), "Bug 3f2a9c1d");
 }
 
+TEST_F(StandinCodexWorkTest, EveryGoalThatIsTakenUpIsLogged) {
+    GoalNames later = names();
+    later.sessionID = "0F0F0F0F-7777-4888-9999-AAAAAAAAAAAA";
+    startAtPrompt();
+    workOn(fixGoal(names()));
+    workOn(followupGoal(later, "https://git.example/acme/shop/pull/1"));
+    EXPECT_EQ(quernlight::test::readFile(home() / "goals.log"),
+              names().sessionID + " " + names().queueItemID + "\n" + later.sessionID + " " +
+                  later.queueItemID + "\n");
+}
+
 TEST_F(StandinCodexWorkTest, AGoalWithoutAnOrderChangesNothing) {
     startAtPrompt();
     submit("/goal M3 runner verification only.\nApp: My App\n");

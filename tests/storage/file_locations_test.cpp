@@ -116,7 +116,8 @@ TEST_F(FileLocationsTest, AskingTwiceForOneResumeAttemptGivesTheSameDirectory) {
 }
 
 TEST_F(FileLocationsTest, ABugIDThatWouldLeadOutOfTheHomeIsRefused) {
-    for (const char* bugID : {"", "  ", ".", "..", "../../x", "a/b", "a\x01", "a\nb"}) {
+    for (const char* bugID :
+         {"", "  ", ".", "..", "../../x", "a/b", "a\x01", "a\nb", "a\u0085b", "a\u009Fb"}) {
         EXPECT_THROW(resumeDirectory(bugID), UnsafeBugIDError) << bugID;
     }
     EXPECT_FALSE(fs::exists(home));

@@ -1,6 +1,6 @@
 // Declares exactly what the macOS sources use of this framework, so that they compile where the framework is
-// not, and its keychain part runs as a test on other systems. Never on the include path of a real build
-// there.
+// not, and those of the backend folder run as tests on other systems. Never on the include path of a real
+// build there.
 #pragma once
 
 #include <stddef.h>
