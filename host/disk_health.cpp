@@ -2,19 +2,28 @@
 
 namespace quernlight::host {
 
-void DiskHealth::failed(const std::string& who, const std::string& what, const std::exception& error) {
-    const bool wasWell = troubles_.empty();
-    troubles_[who] = "The " + what + " cannot be read or written at the moment (" + error.what() +
-                     "); sessions go on, and it is tried again. Free some disk space if the disk is full.";
-    if (wasWell) {
-        listener_(troubles_[who]);
-    }
+void DiskHealth::failed(const DatabaseError& error) {
+    fail("queue", error);
 }
 
-void DiskHealth::succeeded(const std::string& who) {
-    const bool hadTrouble = troubles_.erase(who) > 0;
-    if (hadTrouble && troubles_.empty()) {
-        listener_("");
+void DiskHealth::failed(const std::filesystem::filesystem_error& error) {
+    if (!error.path1().empty()) {
+        unwritten_.insert(error.path1());
+    }
+    fail("dispatch home", error);
+}
+
+void DiskHealth::recovered() {
+    unwritten_.clear();
+    isWell_ = true;
+    listener_("");
+}
+
+void DiskHealth::fail(const std::string& what, const std::exception& error) {
+    if (isWell_) {
+        isWell_ = false;
+        listener_("The " + what + " cannot be read or written at the moment (" + error.what() +
+                  "); sessions go on, and it is tried again. Free some disk space if the disk is full.");
     }
 }
 

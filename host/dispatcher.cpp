@@ -54,7 +54,7 @@ Task<void> Dispatcher::run() {
 Task<void> Dispatcher::startSessionsUntilDone() {
     while (!done_ && !stopping_) {
         co_await changed_.wait();
-        co_await troubleIn(chore::starting, startOrEnd());
+        co_await troubleIn(startOrEnd());
     }
 }
 

@@ -28,16 +28,6 @@ struct DispatcherSettings {
     int fetchLimit = 200;  ///< bugs asked for per status
 };
 
-/// What the dispatcher does beside its sessions; each tells for itself when it cannot write.
-namespace chore {
-inline constexpr const char* events = "events";
-inline constexpr const char* settings = "settings";
-inline constexpr const char* settling = "settling";
-inline constexpr const char* intake = "intake";
-inline constexpr const char* starting = "starting";
-inline constexpr const char* retirement = "retirement";
-}  // namespace chore
-
 /// The loop that moves bugs along: settles what an earlier run left, takes bugs in, starts their sessions in
 /// list order, retires what is merged, and waits for all of it to come to an end. Runs on one executor, which
 /// must be a single thread's or a strand.
@@ -69,9 +59,10 @@ class Dispatcher {
     Task<void> retireRepeatedly();
 
     Task<void> endingAllWithIt(Task<void> chore);
-    Task<std::exception_ptr> troubleIn(const char* chore, Task<void> round);
-    void take(const char* chore, const std::exception_ptr& trouble);
+    Task<std::exception_ptr> troubleIn(Task<void> round);
+    void take(const std::exception_ptr& trouble);
     void endIfTokenIsRefused();
+    Task<void> lookAtDisk();
     Task<void> refreshSettings();
     Task<void> findInterrupted();
     Task<void> settleOnce();

@@ -6,6 +6,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "host/disk_probe.hpp"
 #include "host/dispatcher.hpp"
 #include "host/failure_of.hpp"
 #include "host/intake/bug_source.hpp"
@@ -41,23 +42,21 @@ Task<void> Dispatcher::endingAllWithIt(Task<void> chore) {
 
 /// One round of a chore, and what it threw, if anything. Trouble that may pass (a full disk, an absent
 /// backend) is told, and the next round tries again; what waiting does not mend ends the program.
-Task<std::exception_ptr> Dispatcher::troubleIn(const char* chore, Task<void> round) {
+Task<std::exception_ptr> Dispatcher::troubleIn(Task<void> round) {
     const std::exception_ptr failure = co_await failureOf(std::move(round));
     if (failure) {
-        take(chore, failure);
-    } else {
-        services_.disk.succeeded(chore);
+        take(failure);
     }
     co_return failure;
 }
 
-void Dispatcher::take(const char* chore, const std::exception_ptr& trouble) {
+void Dispatcher::take(const std::exception_ptr& trouble) {
     try {
         std::rethrow_exception(trouble);
     } catch (const DatabaseError& error) {
-        services_.disk.failed(chore, "queue", error);
+        services_.disk.failed(error);
     } catch (const std::filesystem::filesystem_error& error) {
-        services_.disk.failed(chore, "dispatch home", error);
+        services_.disk.failed(error);
     } catch (const ReportUnknown&) {
         // Whoever settles the item tells what it waits for.
     } catch (const BackendUnavailable& error) {
@@ -75,11 +74,12 @@ void Dispatcher::take(const char* chore, const std::exception_ptr& trouble) {
 /// Notices what nobody tells: new events, changed settings, memory that is free again.
 Task<void> Dispatcher::heartbeat() {
     for (int beat = 0;; ++beat) {
-        co_await troubleIn(chore::events, events_.showNew());
+        co_await troubleIn(events_.showNew());
         if (beat % beatsPerLook == 0) {
             orphans_.sweep();
             endIfTokenIsRefused();
-            co_await troubleIn(chore::settings, refreshSettings());
+            co_await troubleIn(lookAtDisk());
+            co_await troubleIn(refreshSettings());
             changed_.notify();
         }
         co_await sleepFor(heartbeatInterval);
@@ -91,6 +91,18 @@ void Dispatcher::endIfTokenIsRefused() {
     constexpr int unauthorized = 401;
     if (services_.health.refusesToken() && !failure_) {
         endWith(std::make_exception_ptr(tokenRefused(services_.client, unauthorized)));
+    }
+}
+
+Task<void> Dispatcher::lookAtDisk() {
+    if (services_.disk.isWell()) {
+        co_return;
+    }
+    const bool isWritable = co_await canBeWritten(services_.store, services_.background, services_.home,
+                                                  services_.disk.unwritten());
+    if (isWritable) {
+        services_.disk.recovered();
+        changed_.notify();
     }
 }
 
@@ -118,7 +130,7 @@ Task<void> Dispatcher::settleInterrupted() {
         if (unsettled_.empty()) {
             co_await settlingWanted_.wait();
         }
-        co_await troubleIn(chore::settling, settleOnce());
+        co_await troubleIn(settleOnce());
         changed_.notify();
         if (!unsettled_.empty()) {
             co_await sleepFor(settlingPause);
@@ -137,7 +149,8 @@ Task<void> Dispatcher::settleOnce() {
         const std::string& bugID = unsettled.item.bugID;
         services_.board.condition("settling " + bugID,
                                   trouble.empty() ? "" : "Bug " + bugID + " waits: " + trouble);
-        if (!trouble.empty() && options_.once) {
+        endIfTokenIsRefused();
+        if (!trouble.empty() && options_.once && !failure_) {
             endWith(std::make_exception_ptr(UserError("Bug " + bugID + " waits: " + trouble)));
         }
         if (trouble.empty()) {
@@ -152,7 +165,7 @@ Task<void> Dispatcher::settleOnce() {
 
 Task<void> Dispatcher::takeBugsIn() {
     do {
-        const std::exception_ptr trouble = co_await troubleIn(chore::intake, intake_.takeIn());
+        const std::exception_ptr trouble = co_await troubleIn(intake_.takeIn());
         if (trouble && options_.once) {
             endWith(trouble);
         }
@@ -166,7 +179,7 @@ Task<void> Dispatcher::takeBugsIn() {
 
 Task<void> Dispatcher::retireRepeatedly() {
     while (!options_.once) {
-        co_await troubleIn(chore::retirement, retirement_.retireMerged());
+        co_await troubleIn(retirement_.retireMerged());
         co_await pauseFor(&Settings::pollMergeSeconds);
     }
 }

@@ -28,11 +28,12 @@ Interruption interruptionBy(const std::exception_ptr& trouble) {
 
 }  // namespace
 
-/// Starts what waits, in list order, as long as there are places. An item that has a session is never started
-/// again.
+/// Starts what waits, in list order, as long as there are places and what happens can be stored. An item that
+/// has a session is never started again.
 Task<void> Dispatcher::fillFreePlaces() {
     for (BugQueueItem& item : co_await services_.store.items.items()) {
-        if (stopping_ || std::ssize(sessions_) >= services_.settings.maxSessions) {
+        const bool isFull = std::ssize(sessions_) >= services_.settings.maxSessions;
+        if (stopping_ || isFull || !services_.disk.isWell()) {
             co_return;
         }
         const bool startable = co_await mayStart(item);
@@ -145,9 +146,8 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
         resting_[itemID] = steady_clock::now() + restAfterTrouble;
         unsettled_.emplace(itemID, Unsettled{.item = session->item(), .cause = cause});
         settlingWanted_.notify();
-        take(chore::settling, trouble);
+        take(trouble);
     }
-    services_.disk.succeeded(session->item().bugID);  // it writes no more
     changed_.notify();
 }
 

@@ -13,7 +13,7 @@ bool startIsRequested(const std::vector<QueueEvent>& events) {
         } else if (event.kind == "startingCodex") {
             granted = requested;
             requested = false;
-        } else if (event.kind == "resumable") {
+        } else if (event.kind == "resumable" || event.kind == event_kind::recovered) {
             requested = requested || granted;  // its start may have been cut off before it was told
         } else if (event.kind == "queueModeChanged" || event.kind == "retried") {
             requested = false;

@@ -73,8 +73,7 @@ Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const 
     if (const auto* reported = std::get_if<TakeReport>(&step)) {
         co_await take(item, attempt, reported->report);
     } else if (const auto* closing = std::get_if<CloseAttempt>(&step)) {
-        co_await close(item, attempt, *closing);
-        co_await tellUntypedGoal(item, attempt, events);
+        co_await close(item, attempt, *closing, events);
     } else {
         // Its session ended before there was anything to store of it; that this can be stored now is news.
         co_await tellRecovered(item, std::nullopt, interrupted.cause.reason);
@@ -136,25 +135,25 @@ Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord>
         }
         co_await services_.manager.markCompleted(item.id, report.commentID);
     }
+    co_await tellRecovered(item, attempt, "The agent had reported before the dispatcher ended.");
     if (attempt) {
         co_await services_.store.attempts.markCompleted(attempt->id, report.commentID, report.createdAt,
                                                         currentInstant());
     }
-    co_await tellRecovered(std::move(item), std::move(attempt),
-                           "The agent had reported before the dispatcher ended.");
 }
 
-Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
-                           CloseAttempt step) const {
+Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt, CloseAttempt step,
+                           std::vector<QueueEvent> events) const {
     if (step.item == ItemsEnd::goesBack) {
         co_await services_.manager.markResumable(item.id);
     } else if (step.item == ItemsEnd::fails) {
         co_await services_.manager.markFailed(item.id, step.reason);
     }
+    co_await tellRecovered(item, attempt, step.reason);
+    co_await tellUntypedGoal(item, attempt, std::move(events));
     if (attempt) {
         co_await services_.store.attempts.markFailed(attempt->id, step.reason, currentInstant());
     }
-    co_await tellRecovered(std::move(item), std::move(attempt), step.reason);
 }
 
 /// An attempt whose goal was never typed is visible as that, however it ended.
@@ -170,7 +169,7 @@ Task<void> Recovery::tellUntypedGoal(BugQueueItem item, std::optional<SessionAtt
     }
     ItemEvent event{.itemID = item.id,
                     .kind = event_kind::goalNotTyped,
-                    .message = "The dispatcher ended before the goal was typed.",
+                    .message = "The session ended before its goal was typed.",
                     .sessionID = sessionID};
     co_await tell(services_.store, std::move(event));
 }

@@ -29,7 +29,8 @@ class Recovery {
                                                std::vector<QueueEvent> events) const;
     Task<std::optional<AgentReport>> askBackend(BugQueueItem item, SessionAttemptRecord attempt) const;
     Task<void> take(BugQueueItem item, std::optional<SessionAttemptRecord> attempt, AgentReport report) const;
-    Task<void> close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt, CloseAttempt step) const;
+    Task<void> close(BugQueueItem item, std::optional<SessionAttemptRecord> attempt, CloseAttempt step,
+                     std::vector<QueueEvent> events) const;
     Task<void> tellUntypedGoal(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
                                std::vector<QueueEvent> events) const;
     Task<void> tellRecovered(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,

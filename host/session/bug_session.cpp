@@ -85,6 +85,7 @@ Task<void> BugSession::travelWhileAllIsWell() {
     co_await services_.manager.markStarting(item_.id, sessionID_);
     co_await recordAttempt(goal);
     if (watched_.stopRequested) {
+        co_await noteUnstartedAgent();
         co_return co_await finish(SessionInterrupted{});
     }
     if (!co_await startAgent(std::move(goal))) {
@@ -109,9 +110,10 @@ Task<void> BugSession::recordAttempt(std::string goal) {
 
 Task<bool> BugSession::startAgent(std::string goal) {
     show(watched_.resumes ? "resuming codex" : "starting codex");
-    GoalTyping::Followed followed{.itemID = item_.id,
-                                  .mailbox = agent_.mailbox(),
-                                  .onStoring = [this](const DatabaseError* trouble) { noteWrite(trouble); }};
+    GoalTyping::Followed followed{
+        .itemID = item_.id, .mailbox = agent_.mailbox(), .onTrouble = [this](const DatabaseError& error) {
+            services_.disk.failed(error);
+        }};
     services_.goalTyping.follow(sessionID_, std::move(followed));
     std::string trouble;
     std::optional<StartSessionResponse> started;
@@ -121,12 +123,18 @@ Task<bool> BugSession::startAgent(std::string goal) {
         trouble = error.what();
     }
     if (!started) {
+        co_await noteUnstartedAgent();
         co_await fail(std::move(trouble));
         co_return false;
     }
     agentSettled_ = false;
     co_await beginWatching(*started);
     co_return true;
+}
+
+Task<void> BugSession::noteUnstartedAgent() {
+    co_await ifPossible(
+        tellEvent(event_kind::goalNotTyped, "The agent was not started, so its goal was not typed."));
 }
 
 Task<void> BugSession::beginWatching(const StartSessionResponse& started) {

@@ -14,7 +14,6 @@
 #include "host/session/stop_switch.hpp"
 #include "quernlight/dispatch/goal_context.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
-#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
 
@@ -79,13 +78,13 @@ class BugSession {
     Task<bool> isStillOurs();
     Task<void> finishReported();
     Task<void> noteConversation();
+    Task<void> noteUnstartedAgent();
     Task<void> stopAgent();
     Task<void> settleAgent();
     Task<void> noteLeftovers();
     Task<std::optional<Url>> pullRequestURL();
     Task<void> tellEvent(const char* kind, std::string message, std::optional<std::string> metadata = {});
     Task<void> ifPossible(Task<void> write);
-    void noteWrite(const DatabaseError* trouble);
     SessionAttemptRecord newAttempt(std::int64_t number) const;
     PrepareBugRequest worktreeRequest() const;
     GoalContext goalContext(std::optional<Url> prURL) const;

@@ -113,11 +113,6 @@ Task<void> BugSession::lookAround() {
     if (!conversationKnown_) {
         co_await ifPossible(noteConversation());
     }
-    if (services_.disk.hasTrouble(item_.bugID)) {
-        // Whether there is room again is seen only by writing, and a silent agent gives no other reason to.
-        const Instant latest = watched_.activity.lastOutputAt.value_or(attempt_.startedAt);
-        co_await ifPossible(services_.store.attempts.markLastOutput(attempt_.id, latest));
-    }
 }
 
 Task<void> BugSession::noteConversation() {
@@ -198,17 +193,8 @@ Task<bool> BugSession::isStillOurs() {
 Task<void> BugSession::ifPossible(Task<void> write) {
     try {
         co_await std::move(write);
-        noteWrite(nullptr);
     } catch (const DatabaseError& error) {
-        noteWrite(&error);
-    }
-}
-
-void BugSession::noteWrite(const DatabaseError* trouble) {
-    if (trouble) {
-        services_.disk.failed(item_.bugID, "queue", *trouble);
-    } else {
-        services_.disk.succeeded(item_.bugID);
+        services_.disk.failed(error);
     }
 }
 

@@ -67,10 +67,10 @@ Task<void> GoalTyping::storeTyping(std::shared_ptr<Followers> followers, Dispatc
                               .sessionID = sessionID};
         const auto trouble = co_await troubleToTell(store, event);
         Followed& followed = followedIn(*followers, sessionID);
-        followed.onStoring(trouble ? &*trouble : nullptr);
         if (!trouble) {
             co_return followed.mailbox.deliver(GoalTypingBegins{});
         }
+        followed.onTrouble(*trouble);
         pause.expires_after(pauseBeforeStoring);
         co_await pause.async_wait(boost::asio::use_awaitable);
     }

@@ -23,7 +23,8 @@ class GoalTyping final : public InitialInputObserver {
     struct Followed {
         Uuid itemID;
         SessionMailbox::Continuation mailbox;
-        std::function<void(const DatabaseError* trouble)> onStoring;  ///< null: it was stored
+        std::function<void(const DatabaseError&)>
+            onTrouble;  ///< an event that cannot be stored at the moment
     };
 
     GoalTyping(boost::asio::any_io_executor executor, DispatchStore store);

@@ -68,9 +68,11 @@ void CurlTransfer::configureRequest() {
     if (request_.method != "GET") {
         // On a kept connection that turns out to be dead libcurl sends a request again of its own accord,
         // although the backend may have seen it. That is fine for reading, and would file a bug twice. A
-        // redirect would find the connection of the request before it, unless that is closed.
+        // redirect would find the connection of the request before it, unless that is closed. A stream that
+        // HTTP/2 refuses is sent again on any connection.
         set(handle, CURLOPT_FRESH_CONNECT, 1L);
         set(handle, CURLOPT_FORBID_REUSE, 1L);
+        set(handle, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     }
     if (request_.body || request_.method == "POST") {
         const std::string& body = request_.body ? *request_.body : request_.body.emplace();

@@ -63,6 +63,8 @@ constexpr std::array pinnedConfiguration = std::to_array<std::pair<std::string_v
     {"grep.patternType", "basic"},
     {"i18n.logOutputEncoding", "UTF-8"},
     {"log.showSignature", "false"},
+    {"merge.default", "text"},
+    {"merge.directoryRenames", "conflict"},
 });
 
 bool isLeftOut(std::string_view entry) {

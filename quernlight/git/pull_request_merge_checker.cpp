@@ -114,12 +114,13 @@ class Comparison {
         co_return fetched;
     }
 
-    Task<GitCommandResult> mentions(FetchedPullRequest fetched) const {
+    Task<GitCommandResult> mentions(FetchedPullRequest fetched, std::string maxCount = "--max-count=250",
+                                    std::string format = "--format=%s%n%b") const {
         const std::string number = std::to_string(fetched.number);
         std::vector<std::string> log{"log",
-                                     "--max-count=250",
+                                     std::move(maxCount),
                                      "--regexp-ignore-case",
-                                     "--format=%s%n%b",
+                                     std::move(format),
                                      "--grep=(#" + number + ")",
                                      "--grep=pull request #" + number,
                                      fetched.baseRef};
@@ -132,13 +133,26 @@ class Comparison {
     Task<bool> isRecent(FetchedPullRequest fetched) const {
         std::vector<std::string> log{"log", "--max-count=250", "--format=%B", fetched.baseRef};
         const GitCommandResult newest = co_await git_.run(std::move(log));
-        if (!newest.succeeded() || newest.output.empty()) {
+        if (!newest.succeeded()) {
             co_return true;
+        }
+        if (newest.output.empty()) {
+            co_return co_await isAmongNewest(std::move(fetched));
         }
         const std::string number = std::to_string(fetched.number);
         const std::string messages = lowercased(newest.output);
         co_return messages.find("(#" + number + ")") != messages.npos ||
             messages.find("pull request #" + number) != messages.npos;
+    }
+
+    /// For messages that cannot be read, since one of them is no UTF-8: the newest mention is looked for
+    /// among the ids of the newest commits.
+    Task<bool> isAmongNewest(FetchedPullRequest fetched) const {
+        const GitCommandResult mention = co_await mentions(fetched, "--max-count=1", "--format=%H");
+        std::vector<std::string> log{"log", "--max-count=250", "--format=%H", fetched.baseRef};
+        const GitCommandResult newest = co_await git_.run(std::move(log));
+        const bool isKnown = mention.succeeded() && newest.succeeded() && !mention.output.empty();
+        co_return !isKnown || newest.output.find(mention.output) != newest.output.npos;
     }
 
     const RepositoryGit git_;

@@ -1,6 +1,7 @@
 #include "quernlight/runner/local_pty_codex_runner.hpp"
 
 #include <exception>
+#include <optional>
 #include <utility>
 
 #include <boost/asio/steady_timer.hpp>
@@ -73,16 +74,16 @@ Task<void> typeWhenReady(InitialInput input) {
 Task<void> typeInitialInput(InitialInput input) {
     InitialInputObserver* const observer = input.observer;
     const Uuid sessionID = input.sessionID;
-    std::string trouble;
+    std::optional<std::string> trouble;
     try {
         co_await typeWhenReady(std::move(input));
     } catch (const std::exception& error) {
         trouble = error.what();
     }
-    if (observer && trouble.empty()) {
+    if (observer && !trouble) {
         observer->typed(sessionID);
     } else if (observer) {
-        observer->gaveUp(sessionID, std::move(trouble));
+        observer->gaveUp(sessionID, *std::move(trouble));
     }
 }
 

@@ -71,7 +71,8 @@ INSTANTIATE_TEST_SUITE_P(
         PinnedCase{"core.packedRefsTimeout", "0", "10000"}, PinnedCase{"core.pager", "less", "cat"},
         PinnedCase{"core.quotePath", "true", "false"}, PinnedCase{"grep.patternType", "perl", "basic"},
         PinnedCase{"i18n.logOutputEncoding", "ISO-8859-1", "UTF-8"},
-        PinnedCase{"log.showSignature", "true", "false"}));
+        PinnedCase{"log.showSignature", "true", "false"}, PinnedCase{"merge.default", "union", "text"},
+        PinnedCase{"merge.directoryRenames", "true", "conflict"}));
 
 TEST(GitEnvironmentTest, NumberedConfigurationOfTheCallerIsLeftOut) {
     EXPECT_THAT(gitEnvironment({"GIT_CONFIG_KEY_99=color.ui", "GIT_CONFIG_VALUE_99=always"}),

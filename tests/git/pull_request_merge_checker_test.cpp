@@ -131,6 +131,17 @@ TEST_F(MergeCheckerTest, AnotherRecentCommitDoesNotMakeAnOldMentionRecent) {
     EXPECT_EQ(mergeState(), "not merged");
 }
 
+TEST_F(MergeCheckerTest, AMessageThatIsNoTextHidesNeitherHowOldAMentionIsNorHowNew) {
+    change("button.txt", "green\n", "Make the button green (#7)");
+    emptyCommits(300);
+    change("other.txt", "other\n", "caf\xE9");
+    pushBase();
+    EXPECT_EQ(mergeState(), "not merged");
+    change("other.txt", "others\n", "Do it again (#7)");
+    pushBase();
+    EXPECT_EQ(mergeState(), "merged");
+}
+
 TEST_F(MergeCheckerTest, AMentionThatOnlyFoldingPutsOnOneLineIsNone) {
     change("button.txt", "green\n", "Make the button green (#7)");
     emptyCommits(300);

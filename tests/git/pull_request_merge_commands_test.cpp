@@ -110,7 +110,19 @@ TEST_F(MergeCommandsTest, WhereAMentionCannotBeConfirmedTheFirstAnswerStands) {
     answerMentions("Fix it (#7)");
     answerNewest({128, "fatal: broken"});
     EXPECT_EQ(mergeState(), "merged");
-    answerNewest({0, ""});  // what the commits say is not readable
+    answerNewest({0, ""});  // what the commits say is not readable, nor what their ids are
+    EXPECT_EQ(mergeState(), "merged");
+}
+
+TEST_F(MergeCommandsTest, WhereMessagesAreNotReadableTheMentionsCommitIsLookedForAmongTheNewest) {
+    answerMentions("Fix it (#7)");
+    answerNewest({0, ""});
+    git.answer("log --max-count=1", {0, "2222"});
+    git.answer("log --max-count=250 --format=%H", {0, "1111\n2222\n3333"});
+    EXPECT_EQ(mergeState(), "merged");
+    git.answer("log --max-count=250 --format=%H", {0, "1111\n3333"});
+    EXPECT_EQ(mergeState(), "not merged");
+    git.answer("log --max-count=250 --format=%H", {128, "fatal: broken"});
     EXPECT_EQ(mergeState(), "merged");
 }
 
@@ -157,7 +169,7 @@ TEST_F(MergeCommandsTest, TheRepositoryPathReachesGitAsGiven) {
     answerMentions("Fix it (#7)");
     EXPECT_EQ(mergeState(), "merged");
     EXPECT_EQ(conflictState(), "clean");
-    EXPECT_EQ(git.commands().size(), 8U);
+    EXPECT_EQ(git.commands().size(), 10U);
     for (const Arguments& command : git.commands()) {
         EXPECT_EQ(command.at(0), "-C");
         EXPECT_EQ(command.at(1), "/src/./shop/");

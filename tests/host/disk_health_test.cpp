@@ -1,58 +1,79 @@
 #include "host/disk_health.hpp"
 
-#include <stdexcept>
 #include <vector>
 
 #include <gmock/gmock.h>
+
+#include "host/disk_probe.hpp"
+#include "tests/host/services_fixture.hpp"
 
 namespace quernlight::host {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
 class DiskHealthTest : public testing::Test {
   protected:
-    void fails(const char* who) {
-        health_.failed(who, "queue", std::runtime_error("database or disk is full"));
-    }
+    void fails() { health_.failed(DatabaseError(DatabaseError::Kind::stepFailed, "database or disk is full")); }
 
     std::vector<std::string> news_;
     DiskHealth health_{[this](const std::string& trouble) { news_.push_back(trouble); }};
 };
 
-TEST_F(DiskHealthTest, IsWellUntilAWriteFails) {
-    health_.succeeded("intake");
-    EXPECT_THAT(news_, IsEmpty());
-}
-
-TEST_F(DiskHealthTest, TellsOnceWhenWritesFail) {
-    fails("intake");
-    fails("settling");
-    fails("intake");
+TEST_F(DiskHealthTest, TellsOnceWhenWritesFailHoweverManyDo) {
+    EXPECT_TRUE(health_.isWell());
+    fails();
+    fails();
+    EXPECT_FALSE(health_.isWell());
     EXPECT_THAT(
         news_,
         ElementsAre("The queue cannot be read or written at the moment (database or disk is full); "
                     "sessions go on, and it is tried again. Free some disk space if the disk is full."));
 }
 
-TEST_F(DiskHealthTest, IsWellAgainOnlyWhenAllWhoFailedHaveSucceeded) {
-    fails("intake");
-    fails("settling");
-    health_.succeeded("events");
-    health_.succeeded("intake");
-    EXPECT_THAT(news_, SizeIs(1));
-    health_.succeeded("settling");
-    EXPECT_THAT(news_, SizeIs(2));
+TEST_F(DiskHealthTest, TellsWhenItIsOverAndTheNextTimeToo) {
+    fails();
+    health_.recovered();
+    EXPECT_TRUE(health_.isWell());
     EXPECT_EQ(news_.back(), "");
+    fails();
+    EXPECT_THAT(news_, SizeIs(3));
 }
 
-TEST_F(DiskHealthTest, TellsTheNextTimeToo) {
-    fails("intake");
-    health_.succeeded("intake");
-    fails("intake");
-    EXPECT_THAT(news_, SizeIs(3));
+TEST_F(DiskHealthTest, KeepsWhatCouldNotBeWrittenUntilItIsOver) {
+    const auto full = std::make_error_code(std::errc::no_space_on_device);
+    health_.failed(std::filesystem::filesystem_error("cannot create", "/home/sessions/1", full));
+    EXPECT_THAT(health_.unwritten(), ElementsAre("/home/sessions/1"));
+    EXPECT_THAT(news_.front(), testing::HasSubstr("The dispatch home cannot be read or written"));
+    health_.recovered();
+    EXPECT_THAT(health_.unwritten(), testing::IsEmpty());
+}
+
+class DiskProbeTest : public test::ServicesFixture {
+  protected:
+    bool canBeWritten(const std::set<std::filesystem::path>& unwritten = {}) {
+        return run(host::canBeWritten(store, background, directory.path(), unwritten));
+    }
+};
+
+TEST_F(DiskProbeTest, AHomeWithRoomCanBeWrittenAndNothingIsLeftInIt) {
+    const auto entries = [this] {
+        return std::distance(std::filesystem::directory_iterator(directory.path()), {});
+    };
+    canBeWritten();
+    const auto before = entries();
+    EXPECT_TRUE(canBeWritten({directory / "sessions/3f2a9c1d/1"}));
+    EXPECT_EQ(entries(), before);
+}
+
+TEST_F(DiskProbeTest, WhatIsUnwrittenElsewhereCountsToo) {
+    EXPECT_FALSE(canBeWritten({"/proc/nothing/can/be/made/here"}));
+}
+
+TEST_F(DiskProbeTest, AQueueThatRefusesWritesCannotBeWritten) {
+    run(store.database->query("PRAGMA query_only = ON"));
+    EXPECT_FALSE(canBeWritten());
 }
 
 }  // namespace

@@ -112,7 +112,7 @@ TEST_F(FullDiskTest, AStopWhileTheDiskIsFullEndsTheAgentAndTheNextStartSettlesIt
     EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "2");
 }
 
-TEST_F(FullDiskTest, ARunOnceThatCannotTakeBugsInSaysSoAndEnds) {
+TEST_F(FullDiskTest, ARunOnceWhoseQueueCannotBeOpenedSaysSoAndEnds) {
     reportClearBug("3f2a9c1d");
     mapApp();
     startBackend();

@@ -70,6 +70,15 @@ TEST_F(LiveBoardTest, WhatDoesNotFitTheScreenIsCountedAndWhatIsUnderWayIsKept) {
     EXPECT_THAT(picture, HasSubstr("and 2 more"));
 }
 
+TEST_F(LiveBoardTest, ABugThatWaitsToBeSettledIsNotUnderWay) {
+    open(24);
+    show("11111111", "waits to be settled");
+    show("22222222", "working");
+    const std::string picture = drawn();
+    EXPECT_THAT(picture, HasSubstr("· 11111111  Shop"));
+    EXPECT_THAT(picture, HasSubstr("  1 under way"));
+}
+
 TEST_F(LiveBoardTest, TheLastLineSumsUpAndSaysWhatAPersonHasToLookAt) {
     open(24);
     show("11111111", "working");

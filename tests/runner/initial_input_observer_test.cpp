@@ -1,5 +1,6 @@
 #include "quernlight/runner/initial_input_observer.hpp"
 
+#include <optional>
 #include <stdexcept>
 
 #include "tests/runner/codex_runner_fixture.hpp"
@@ -17,8 +18,8 @@ class NotingObserver final : public InitialInputObserver {
     void gaveUp(Uuid sessionID, std::string reason) override { note("gave up: " + reason, sessionID); }
     Task<void> aboutToType(Uuid sessionID) override {
         note("about to type", sessionID);
-        if (refuses) {
-            throw std::runtime_error("Not now.");
+        if (refusal) {
+            throw std::runtime_error(*refusal);
         }
         if (holdsUp) {
             co_await agreed.wait();
@@ -33,7 +34,7 @@ class NotingObserver final : public InitialInputObserver {
     bool hasNoted() { return awaitResult(notes_.nextUntil(std::chrono::steady_clock::now())).has_value(); }
 
     Uuid expectedSession{};
-    bool refuses = false;
+    std::optional<std::string> refusal{};
     bool holdsUp = false;
     AsyncSignal agreed;
 
@@ -98,8 +99,20 @@ TEST_F(InitialInputObserverTest, NothingIsTypedBeforeTheObserverAgrees) {
     EXPECT_EQ(readFile(directory / "text"), "x/goal\r\r");
 }
 
+TEST_F(InitialInputObserverTest, ARefusalWithoutAWordIsOneToo) {
+    observer.refusal = "";
+    EventLog log = listen();
+    shell(prompt("head -c 1 >text"));
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    EXPECT_EQ(observer.next(), "gave up: ");
+    send("x");
+    log.wholeOutput();
+    EXPECT_EQ(readFile(directory / "text"), "x");
+}
+
 TEST_F(InitialInputObserverTest, AnInputThatTheObserverRefusesIsGivenUpAndTheSessionGoesOn) {
-    observer.refuses = true;
+    observer.refusal = "Not now.";
     EventLog log = listen();
     shell(prompt("head -c 1 >text; exit 5"));
     EXPECT_EQ(observer.next(), "waiting");
