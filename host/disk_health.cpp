@@ -1,30 +1,41 @@
 #include "host/disk_health.hpp"
 
+#include <algorithm>
+
 namespace quernlight::host {
 
-void DiskHealth::failed(const DatabaseError& error) {
-    fail("queue", error);
+using std::chrono::seconds;
+
+void DiskHealth::failed(const DatabaseError& error, TimePoint now) {
+    fail("queue", error, now);
 }
 
-void DiskHealth::failed(const std::filesystem::filesystem_error& error) {
+void DiskHealth::failed(const std::filesystem::filesystem_error& error, TimePoint now) {
     if (!error.path1().empty()) {
         unwritten_.insert(error.path1());
     }
-    fail("dispatch home", error);
+    fail("dispatch home", error, now);
 }
 
-void DiskHealth::recovered() {
+void DiskHealth::recovered(TimePoint now) {
     unwritten_.clear();
     isWell_ = true;
+    recoveredAt_ = now;
     listener_("");
 }
 
-void DiskHealth::fail(const std::string& what, const std::exception& error) {
-    if (isWell_) {
-        isWell_ = false;
-        listener_("The " + what + " cannot be read or written at the moment (" + error.what() +
-                  "); sessions go on, and it is tried again. Free some disk space if the disk is full.");
+void DiskHealth::fail(const std::string& what, const std::exception& error, TimePoint now) {
+    constexpr seconds soon{60};
+    constexpr seconds longest{300};
+    if (!isWell_) {
+        return;
     }
+    const bool isBack = recoveredAt_ && now - *recoveredAt_ < soon + patience_;
+    patience_ = isBack ? std::min(longest, std::max(seconds(1), patience_ * 2)) : seconds(0);
+    nextTrial_ = now + patience_;
+    isWell_ = false;
+    listener_("The " + what + " cannot be read or written at the moment (" + error.what() +
+              "); sessions go on, and it is tried again. Free some disk space if the disk is full.");
 }
 
 }  // namespace quernlight::host

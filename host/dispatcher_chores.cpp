@@ -95,7 +95,7 @@ void Dispatcher::endIfTokenIsRefused() {
 }
 
 Task<void> Dispatcher::lookAtDisk() {
-    if (services_.disk.isWell()) {
+    if (!services_.disk.isTrialDue(steady_clock::now())) {
         co_return;
     }
     const bool isWritable = co_await canBeWritten(services_.store, services_.background, services_.home,

@@ -15,7 +15,9 @@ using testing::SizeIs;
 
 class DiskHealthTest : public testing::Test {
   protected:
-    void fails() { health_.failed(DatabaseError(DatabaseError::Kind::stepFailed, "database or disk is full")); }
+    void fails() {
+        health_.failed(DatabaseError(DatabaseError::Kind::stepFailed, "database or disk is full"));
+    }
 
     std::vector<std::string> news_;
     DiskHealth health_{[this](const std::string& trouble) { news_.push_back(trouble); }};
@@ -39,6 +41,34 @@ TEST_F(DiskHealthTest, TellsWhenItIsOverAndTheNextTimeToo) {
     EXPECT_EQ(news_.back(), "");
     fails();
     EXPECT_THAT(news_, SizeIs(3));
+}
+
+TEST_F(DiskHealthTest, TroubleThatComesBackIsTriedEverMoreSeldom) {
+    using std::chrono::seconds;
+    const DiskHealth::TimePoint start{};
+    const DatabaseError error(DatabaseError::Kind::stepFailed, "database disk image is malformed");
+    auto now = start;
+    const auto patience = [&] {
+        health_.failed(error, now);
+        seconds waited{0};
+        while (!health_.isTrialDue(now + waited)) {
+            waited += seconds(1);
+        }
+        now += waited;
+        health_.recovered(now);
+        return waited.count();
+    };
+    EXPECT_FALSE(health_.isTrialDue(now));
+    EXPECT_EQ(patience(), 0);
+    EXPECT_EQ(patience(), 1);
+    EXPECT_EQ(patience(), 2);
+    EXPECT_EQ(patience(), 4);
+    for (int time = 0; time < 10; ++time) {
+        patience();
+    }
+    EXPECT_EQ(patience(), 300);
+    now += seconds(400);
+    EXPECT_EQ(patience(), 0);
 }
 
 TEST_F(DiskHealthTest, KeepsWhatCouldNotBeWrittenUntilItIsOver) {
