@@ -111,7 +111,7 @@ Task<void> Dispatcher::start(BugQueueItem listed) {
             item.id,
             "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".");
     }
-    if (stopping_ || isBusy(item.id)) {
+    if (stopping_ || isBusy(item.id) || !services_.disk.isWell()) {
         co_return;
     }
     const Uuid itemID = item.id;

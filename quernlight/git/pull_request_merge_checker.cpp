@@ -68,7 +68,9 @@ class Comparison {
             co_return PullRequestStateUnknown{
                 ancestor.outputOr("Unable to compare PR " + number + " with " + baseBranch_ + ".")};
         }
-        const GitCommandResult log = co_await mentions(fetched);
+        std::string newest = "--max-count=250";
+        std::string messages = "--format=%s%n%b";
+        const GitCommandResult log = co_await mentions(fetched, std::move(newest), std::move(messages));
         if (!log.succeeded()) {
             co_return PullRequestStateUnknown{
                 log.outputOr("Unable to inspect " + baseBranch_ + " history for PR " + number + ".")};
@@ -114,8 +116,8 @@ class Comparison {
         co_return fetched;
     }
 
-    Task<GitCommandResult> mentions(FetchedPullRequest fetched, std::string maxCount = "--max-count=250",
-                                    std::string format = "--format=%s%n%b") const {
+    Task<GitCommandResult> mentions(FetchedPullRequest fetched, std::string maxCount,
+                                    std::string format) const {
         const std::string number = std::to_string(fetched.number);
         std::vector<std::string> log{"log",
                                      std::move(maxCount),
@@ -148,7 +150,9 @@ class Comparison {
     /// For messages that cannot be read, since one of them is no UTF-8: the newest mention is looked for
     /// among the ids of the newest commits.
     Task<bool> isAmongNewest(FetchedPullRequest fetched) const {
-        const GitCommandResult mention = co_await mentions(fetched, "--max-count=1", "--format=%H");
+        std::string one = "--max-count=1";
+        std::string id = "--format=%H";
+        const GitCommandResult mention = co_await mentions(fetched, std::move(one), std::move(id));
         std::vector<std::string> log{"log", "--max-count=250", "--format=%H", fetched.baseRef};
         const GitCommandResult newest = co_await git_.run(std::move(log));
         const bool isKnown = mention.succeeded() && newest.succeeded() && !mention.output.empty();

@@ -38,6 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
                     HistoryCase{"startRequested resumable", true},
                     HistoryCase{"startRequested startingCodex running recovered", true},
                     HistoryCase{"startingCodex running resumable recovered", false},
+                    HistoryCase{"startRequested startingCodex running completed recovered", false},
+                    HistoryCase{"startRequested startingCodex running awaitingUserInput recovered", false},
                     HistoryCase{"startRequested cancelled retried", false},
                     HistoryCase{"startRequested failed retried", false},
                     HistoryCase{"startRequested startingCodex failed retried resumable", false},
