@@ -30,8 +30,8 @@ std::string bugSegment(const std::string& bugID) {
 
 }  // namespace
 
-BackendRequests::BackendRequests(Url baseURL, std::string adminToken)
-    : baseURL_(std::move(baseURL)), adminToken_(std::move(adminToken)) {}
+BackendRequests::BackendRequests(const Url& baseURL, std::string adminToken)
+    : baseURL_(baseURL.withoutQueryAndFragment()), adminToken_(std::move(adminToken)) {}
 
 HttpRequest BackendRequests::apps() const {
     return authorized("GET", url({"v1", "apps"}));

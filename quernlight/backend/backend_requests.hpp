@@ -17,7 +17,7 @@ namespace quernlight {
 /// a host, or the bug id's short form is one that no path can carry.
 class BackendRequests {
   public:
-    BackendRequests(Url baseURL, std::string adminToken);
+    BackendRequests(const Url& baseURL, std::string adminToken);
 
     HttpRequest apps() const;
     HttpRequest bugs(const std::string& status, int limit) const;

@@ -65,9 +65,8 @@ std::vector<FileManager::Entry> stateDatabases(const FileManager& fileManager, c
 /// Opened by its absolute path, which SQLite cannot take for a URI or one of its special names.
 Connection openReadOnly(const fs::path& databaseURL) {
     try {
-        return Connection(fs::absolute(databaseURL), Connection::Access::readOnly);
+        return Connection(databaseURL, Connection::Access::readOnly);
     } catch (const DatabaseError&) {
-    } catch (const fs::filesystem_error&) {
     }
     throw DatabaseError(DatabaseError::Kind::openFailed, "Unable to open Codex state database.");
 }

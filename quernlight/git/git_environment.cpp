@@ -65,6 +65,9 @@ constexpr std::array pinnedConfiguration = std::to_array<std::pair<std::string_v
     {"log.showSignature", "false"},
     {"merge.default", "text"},
     {"merge.directoryRenames", "conflict"},
+    {"merge.renameLimit", "7000"},
+    {"merge.renames", "true"},
+    {"merge.renormalize", "false"},
 });
 
 bool isLeftOut(std::string_view entry) {

@@ -155,8 +155,11 @@ class Comparison {
         const GitCommandResult mention = co_await mentions(fetched, std::move(one), std::move(id));
         std::vector<std::string> log{"log", "--max-count=250", "--format=%H", fetched.baseRef};
         const GitCommandResult newest = co_await git_.run(std::move(log));
-        const bool isKnown = mention.succeeded() && newest.succeeded() && !mention.output.empty();
-        co_return !isKnown || newest.output.find(mention.output) != newest.output.npos;
+        if (!mention.succeeded() || !newest.succeeded() || mention.output.empty()) {
+            co_return true;
+        }
+        const std::string_view found = linesOf(mention.output).back();  // notices stand before it
+        co_return newest.output.find(found) != newest.output.npos;
     }
 
     const RepositoryGit git_;

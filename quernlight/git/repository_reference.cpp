@@ -29,13 +29,6 @@ std::vector<std::string_view> nonEmptyPieces(std::string_view path) {
     return pieces;
 }
 
-/// Nothing when no host is left of "www." alone.
-std::optional<RepositoryReference> referenceWithHost(std::string_view host, std::string_view owner,
-                                                     std::string_view repo) {
-    auto reference = normalisedReference(host, owner, repo);
-    return reference.host.empty() ? std::nullopt : std::optional(std::move(reference));
-}
-
 std::optional<RepositoryReference> parseScpStyle(std::string_view address) {
     const auto at = address.find('@');
     const auto colon = at == address.npos ? at : address.find(':', at + 1);
@@ -44,8 +37,9 @@ std::optional<RepositoryReference> parseScpStyle(std::string_view address) {
     }
     const std::string_view host = address.substr(at + 1, colon - at - 1);
     const auto pieces = nonEmptyPieces(address.substr(colon + 1));
-    const bool hasNames = !host.empty() && host.find('/') == host.npos && pieces.size() == 2;
-    return hasNames ? referenceWithHost(host, pieces[0], pieces[1]) : std::nullopt;
+    const bool isLocal = address.substr(0, colon).find('/') != address.npos;  // see git-clone(1)
+    const bool hasNames = !isLocal && !host.empty() && pieces.size() == 2;
+    return hasNames ? std::optional(normalisedReference(host, pieces[0], pieces[1])) : std::nullopt;
 }
 
 /// A decimal integer with an optional sign, of at least 1.
@@ -74,7 +68,8 @@ std::optional<RepositoryReference> parseRemoteAddress(std::string_view address) 
         return parseScpStyle(address);
     }
     const auto segments = url->pathSegments();
-    return segments.size() < 2 ? std::nullopt : referenceWithHost(url->host(), segments[0], segments[1]);
+    return segments.size() < 2 ? std::nullopt
+                               : std::optional(normalisedReference(url->host(), segments[0], segments[1]));
 }
 
 std::optional<PullRequestReference> parsePullRequestURL(const Url& url) {
@@ -82,12 +77,11 @@ std::optional<PullRequestReference> parsePullRequestURL(const Url& url) {
     if (url.host().empty() || segments.size() < 4 || segments[2] != "pull") {
         return std::nullopt;
     }
-    const auto repository = referenceWithHost(url.host(), segments[0], segments[1]);
     const auto number = parsePullRequestNumber(segments[3]);
-    if (!repository || !number) {
+    if (!number) {
         return std::nullopt;
     }
-    return PullRequestReference{*repository, *number};
+    return PullRequestReference{normalisedReference(url.host(), segments[0], segments[1]), *number};
 }
 
 }  // namespace quernlight

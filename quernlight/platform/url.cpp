@@ -16,10 +16,15 @@ std::string percentEncoded(const std::string& text) {
 }  // namespace
 
 std::optional<Url> Url::parse(std::string_view text) {
-    if (!urls::parse_uri(urls::string_view(text.data(), text.size()))) {
+    const auto parsed = urls::parse_uri(urls::string_view(text.data(), text.size()));
+    if (!parsed) {
         return std::nullopt;
     }
-    return Url(std::string(text));
+    // The library takes "https://host:word/" for a host without a port and a path that begins with "word";
+    // behind a host a path begins with a slash (RFC 3986, section 3.3).
+    const auto path = parsed->encoded_path();
+    const bool isBrokenPort = parsed->has_authority() && !path.empty() && path.front() != '/';
+    return isBrokenPort ? std::nullopt : std::optional(Url(std::string(text)));
 }
 
 std::string Url::scheme() const {
@@ -51,8 +56,6 @@ std::vector<std::string> Url::pathSegments() const {
 
 Url Url::appendingPath(const std::vector<std::string>& segments) const {
     urls::url url(text_);
-    url.remove_query();
-    url.remove_fragment();
     auto path = url.segments();
     while (!path.empty() && path.back().empty()) {
         path.pop_back();
@@ -61,6 +64,13 @@ Url Url::appendingPath(const std::vector<std::string>& segments) const {
         path.push_back(segment);
     }
     url.set_path_absolute(true);
+    return Url(std::string(url.buffer()));
+}
+
+Url Url::withoutQueryAndFragment() const {
+    urls::url url(text_);
+    url.remove_query();
+    url.remove_fragment();
     return Url(std::string(url.buffer()));
 }
 

@@ -30,9 +30,11 @@ class Url {
     std::vector<std::string> pathSegments() const;
 
     /// This URL with segments added behind its path, each percent-encoded where it must be, so that a "/" or
-    /// a blank in a segment stays inside it. The query and the fragment belonged to the shorter path and are
-    /// left out.
+    /// a blank in a segment stays inside it. All else stays as it is, a query and a fragment too.
     Url appendingPath(const std::vector<std::string>& segments) const;
+
+    /// What names the place alone: all that stands before the query.
+    Url withoutQueryAndFragment() const;
 
     /// This URL with query items (name, value) in the given order; any query before is replaced. All but
     /// letters, digits and "-._~" is percent-encoded, the "+" too, which many servers read as a blank.

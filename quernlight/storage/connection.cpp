@@ -18,7 +18,13 @@ struct MessageReleaser {
     throw DatabaseError(kind, std::move(message));
 }
 
-int openHandle(const std::filesystem::path& path, Connection::Access access, sqlite3** handle) {
+/// SQLite takes some relative names, "file:notes" or ":memory:", for something other than a file.
+std::filesystem::path nameOfFile(const std::filesystem::path& path) {
+    return path.is_absolute() ? path : "." / path;
+}
+
+int openHandle(const std::filesystem::path& named, Connection::Access access, sqlite3** handle) {
+    const std::filesystem::path path = nameOfFile(named);
     if (access == Connection::Access::readOnly) {
         return sqlite3_open_v2(path.c_str(), handle, SQLITE_OPEN_READONLY | SQLITE_OPEN_FULLMUTEX, nullptr);
     }

@@ -58,7 +58,8 @@ class Connection {
         readOnly,   ///< never created; SQLite's full mutex
     };
 
-    /// Throws openFailed.
+    /// The path is always a file's name, also where SQLite would take it for something else (":memory:",
+    /// "file:queue"); a relative one is taken from the working directory. Throws openFailed.
     explicit Connection(const std::filesystem::path& path, Access access = Access::readWrite);
 
     /// SQLite's one-shot execution, which does not mind a statement that returns rows. Throws stepFailed.

@@ -19,8 +19,9 @@ namespace quernlight {
 /// Failures are DatabaseErrors with SQLite's message: prepareFailed, bindFailed or stepFailed.
 class Database {
   public:
-    /// Opens or creates the file, with foreign keys enforced and write-ahead journalling. Blocks. Throws
-    /// openFailed, or stepFailed when a setting is refused.
+    /// Opens or creates the file, with foreign keys enforced and write-ahead journalling. The path is always
+    /// a file's name; a relative one is taken from the working directory. Blocks. Throws openFailed, or
+    /// stepFailed when a setting is refused.
     explicit Database(const std::filesystem::path& path);
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;

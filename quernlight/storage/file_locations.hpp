@@ -32,7 +32,8 @@ struct FileLocations {
     /// "QuernlightDispatch" in the user's application data.
     static std::filesystem::path dispatchHome(const EnvironmentMap& environment);
 
-    /// The same place, without creating it.
+    /// The same place, without creating it. Throws std::filesystem::filesystem_error for a relative one when
+    /// the current directory is gone.
     static std::filesystem::path dispatchHomePath(const EnvironmentMap& environment);
 
     /// The database file; creates nothing.

@@ -1,5 +1,7 @@
 #include "quernlight/git/git_environment.hpp"
 
+#include <ostream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -49,6 +51,10 @@ struct PinnedCase {
     const char* pinned;
 };
 
+void PrintTo(const PinnedCase& row, std::ostream* out) {
+    *out << row.key;
+}
+
 class PinnedConfigurationTest : public testing::TestWithParam<PinnedCase> {};
 
 TEST_P(PinnedConfigurationTest, WinsOverTheRepositorysOwn) {
@@ -72,7 +78,9 @@ INSTANTIATE_TEST_SUITE_P(
         PinnedCase{"core.quotePath", "true", "false"}, PinnedCase{"grep.patternType", "perl", "basic"},
         PinnedCase{"i18n.logOutputEncoding", "ISO-8859-1", "UTF-8"},
         PinnedCase{"log.showSignature", "true", "false"}, PinnedCase{"merge.default", "union", "text"},
-        PinnedCase{"merge.directoryRenames", "true", "conflict"}));
+        PinnedCase{"merge.directoryRenames", "true", "conflict"},
+        PinnedCase{"merge.renameLimit", "1", "7000"}, PinnedCase{"merge.renames", "false", "true"},
+        PinnedCase{"merge.renormalize", "true", "false"}));
 
 TEST(GitEnvironmentTest, NumberedConfigurationOfTheCallerIsLeftOut) {
     EXPECT_THAT(gitEnvironment({"GIT_CONFIG_KEY_99=color.ui", "GIT_CONFIG_VALUE_99=always"}),

@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/git/git_sandbox.hpp"
+#include "tests/support/working_directory.hpp"
 
 namespace quernlight {
 namespace {

@@ -29,18 +29,6 @@ class ScopedVariable {
     std::optional<std::string> before_;
 };
 
-/// Makes a directory this process's working directory until the end of the scope.
-class ScopedWorkingDirectory {
-  public:
-    explicit ScopedWorkingDirectory(const std::string& path) { std::filesystem::current_path(path); }
-    ScopedWorkingDirectory(const ScopedWorkingDirectory&) = delete;
-    ScopedWorkingDirectory& operator=(const ScopedWorkingDirectory&) = delete;
-    ~ScopedWorkingDirectory() { std::filesystem::current_path(before_); }
-
-  private:
-    std::filesystem::path before_ = std::filesystem::current_path();
-};
-
 /// Real repositories in a directory that goes with the test.
 class GitSandbox {
   public:

@@ -1,6 +1,7 @@
 #include "quernlight/git/git_worktree_preparer.hpp"
 
 #include <filesystem>
+#include <ostream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include "tests/git/fake_git.hpp"
 #include "tests/git/git_sandbox.hpp"
 #include "tests/support/run_task.hpp"
+#include "tests/support/working_directory.hpp"
 
 namespace quernlight {
 namespace {
@@ -288,6 +290,10 @@ struct RemoteCase {
     GitCommandResult listed;
     const char* fetched;  ///< null: none is, and the local branch is resolved
 };
+
+void PrintTo(const RemoteCase& row, std::ostream* out) {
+    *out << (row.fetched ? row.fetched : "none");
+}
 
 class ChosenRemoteTest : public GitWorktreePreparerTest, public testing::WithParamInterface<RemoteCase> {};
 

@@ -1,3 +1,5 @@
+#include <ostream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -126,10 +128,34 @@ TEST_F(MergeCommandsTest, WhereMessagesAreNotReadableTheMentionsCommitIsLookedFo
     EXPECT_EQ(mergeState(), "merged");
 }
 
+TEST_F(MergeCommandsTest, ANoticeBeforeTheMentionsCommitDoesNotHideIt) {
+    answerMentions("Fix it (#7)");
+    answerNewest({0, ""});
+    git.answer("log --max-count=1", {0, "hint: old\n2222"});
+    git.answer("log --max-count=250 --format=%H", {0, "hint: old\n1111\n2222"});
+    EXPECT_EQ(mergeState(), "merged");
+}
+
+TEST(PullRequestStateTest, StatesAreEqualByCaseAndReason) {
+    const PullRequestMergeState merge = PullRequestStateUnknown{"x"};
+    EXPECT_EQ(merge, PullRequestMergeState(PullRequestStateUnknown{"x"}));
+    EXPECT_NE(merge, PullRequestMergeState(PullRequestStateUnknown{"y"}));
+    EXPECT_EQ(PullRequestMergeState(PullRequestMerged{}), PullRequestMergeState(PullRequestMerged{}));
+    EXPECT_NE(PullRequestMergeState(PullRequestMerged{}), PullRequestMergeState(PullRequestNotMerged{}));
+    const PullRequestConflictState conflict = PullRequestConflicts{};
+    EXPECT_EQ(conflict, PullRequestConflictState(PullRequestConflicts{}));
+    EXPECT_NE(conflict, PullRequestConflictState(PullRequestMergesCleanly{}));
+    EXPECT_NE(conflict, PullRequestConflictState(PullRequestStateUnknown{"x"}));
+}
+
 struct MentionCase {
     const char* newest;
     const char* outcome;
 };
+
+void PrintTo(const MentionCase& row, std::ostream* out) {
+    *out << row.outcome;
+}
 
 class ConfirmedMentionTest : public MergeCommandsTest, public testing::WithParamInterface<MentionCase> {};
 
@@ -224,6 +250,10 @@ struct LoudMergeCase {
     const char* outcome;
 };
 
+void PrintTo(const LoudMergeCase& row, std::ostream* out) {
+    *out << row.outcome;
+}
+
 class LoudMergeTest : public MergeCommandsTest, public testing::WithParamInterface<LoudMergeCase> {};
 
 TEST_P(LoudMergeTest, GivesTheAnswerWhereTheQuietOneIsNotKnown) {
@@ -244,6 +274,10 @@ struct FailureCase {
     const char* mergeReason;     ///< null: not asked
     const char* conflictReason;  ///< null: not asked
 };
+
+void PrintTo(const FailureCase& row, std::ostream* out) {
+    *out << row.command << " " << row.status;
+}
 
 class MergeFailureTest : public MergeCommandsTest, public testing::WithParamInterface<FailureCase> {};
 

@@ -1,6 +1,7 @@
 #include "quernlight/git/repository_reference.hpp"
 
 #include <cstdint>
+#include <ostream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,6 +19,10 @@ struct RequestCase {
     const char* url;
     std::int64_t number;  ///< 0: not supported
 };
+
+void PrintTo(const RequestCase& row, std::ostream* out) {
+    *out << row.url;
+}
 
 class PullRequestURLTest : public testing::TestWithParam<RequestCase> {};
 
@@ -62,6 +67,10 @@ struct AddressCase {
     bool namesShop;
 };
 
+void PrintTo(const AddressCase& row, std::ostream* out) {
+    *out << row.address;
+}
+
 class RemoteAddressTest : public testing::TestWithParam<AddressCase> {};
 
 TEST_P(RemoteAddressTest, NamesTheRepositoryInEveryStyleOrIsSkipped) {
@@ -79,10 +88,13 @@ INSTANTIATE_TEST_SUITE_P(
                     AddressCase{"git@www.git.example:Acme/Shop", true},
                     AddressCase{"git@git.example:/acme/shop.git", true},
                     AddressCase{"git@git.example:acme/shop/sub.git", false},
-                    AddressCase{"git.example:acme/shop.git", false}, AddressCase{"/srv/git/shop.git", false},
-                    AddressCase{"file:///srv/git/shop.git", false}, AddressCase{"../shop.git", false},
-                    AddressCase{"git.example:shop", false}, AddressCase{"git@git.example", false},
-                    AddressCase{"git@git.example:shop.git", false},
+                    AddressCase{"git.example:acme/shop.git", false},
+                    AddressCase{"/srv/git@git.example:acme/shop.git", false},
+                    AddressCase{"file:///srv/me@git.example:acme/shop.git", false},
+                    AddressCase{"https://me@git.example:acme/shop.git", false},
+                    AddressCase{"/srv/git/shop.git", false}, AddressCase{"file:///srv/git/shop.git", false},
+                    AddressCase{"../shop.git", false}, AddressCase{"git.example:shop", false},
+                    AddressCase{"git@git.example", false}, AddressCase{"git@git.example:shop.git", false},
                     AddressCase{"https://git.example/shop.git", false}, AddressCase{"", false}));
 
 TEST(RepositoryReferenceTest, TheSpellingsOfARequestAndOfARemoteMeet) {
@@ -114,10 +126,12 @@ TEST(RemoteRefTest, ARemoteOfAPartialCloneIsARemote) {
     EXPECT_THAT(remotes, ElementsAre(RemoteRef{"origin", shop}));
 }
 
-TEST(RepositoryReferenceTest, NothingButWwwIsNoHost) {
-    EXPECT_FALSE(parseRemoteAddress("ssh://www./acme/shop"));
-    EXPECT_FALSE(parseRemoteAddress("git@www.:acme/shop"));
-    EXPECT_FALSE(parsePullRequestURL(*Url::parse("https://www./acme/shop/pull/7")));
+TEST(RepositoryReferenceTest, AnyHostIsAcceptedEvenOneThatIsNothingButWww) {
+    const RepositoryReference nameless{"", "acme", "shop"};
+    EXPECT_EQ(parseRemoteAddress("ssh://www./acme/shop"), nameless);
+    EXPECT_EQ(parseRemoteAddress("git@www.:acme/shop"), nameless);
+    EXPECT_EQ(parsePullRequestURL(*Url::parse("https://www./acme/shop/pull/7")),
+              (PullRequestReference{nameless, 7}));
 }
 
 TEST(RemoteRefTest, ALineWithoutANameIsNoRemote) {

@@ -21,6 +21,9 @@ TEST(UrlTest, OnlyAbsoluteUrlsAreRead) {
     EXPECT_FALSE(Url::parse("//example.com/x"));
     EXPECT_FALSE(Url::parse(" https://example.com"));
     EXPECT_FALSE(Url::parse("https://example.com/%zz"));
+    EXPECT_FALSE(Url::parse("https://example.com:owner/x"));
+    EXPECT_FALSE(Url::parse("https://example.com:80x"));
+    EXPECT_TRUE(Url::parse("https://example.com:/x"));
     EXPECT_TRUE(Url::parse("https://example.com"));
     EXPECT_TRUE(Url::parse("file:///tmp/a"));
 }
@@ -31,9 +34,14 @@ TEST(UrlTest, SegmentsAreAppendedWhetherOrNotTheBaseEndsInASlash) {
     EXPECT_EQ(url("http://h:8").appendingPath({"v1"}).text(), "http://h:8/v1");
 }
 
-TEST(UrlTest, QueryAndFragmentOfTheShorterPathAreLeftOut) {
-    EXPECT_EQ(url("http://h/base?x=1#y").appendingPath({"v1"}).text(), "http://h/base/v1");
-    EXPECT_EQ(url("http://h?x=1").appendingPath({"v1"}).text(), "http://h/v1");
+TEST(UrlTest, AppendingToThePathLeavesQueryAndFragmentAsTheyAre) {
+    EXPECT_EQ(url("http://h/base?x=1#y").appendingPath({"v1"}).text(), "http://h/base/v1?x=1#y");
+    EXPECT_EQ(url("http://h?x=%2F").appendingPath({"v1"}).text(), "http://h/v1?x=%2F");
+}
+
+TEST(UrlTest, QueryAndFragmentCanBeLeftOut) {
+    EXPECT_EQ(url("HTTP://h/A%2fB?x=1#y").withoutQueryAndFragment().text(), "HTTP://h/A%2fB");
+    EXPECT_EQ(url("http://h").withoutQueryAndFragment().text(), "http://h");
 }
 
 TEST(UrlTest, WhatStandsBeforeTheAppendedSegmentsKeepsItsSpelling) {

@@ -3,6 +3,7 @@
 #include "tests/storage/database_fixture.hpp"
 #include "tests/storage/statement_recorder.hpp"
 #include "tests/storage/statement_refusal.hpp"
+#include "tests/support/working_directory.hpp"
 
 namespace quernlight {
 namespace {
@@ -44,6 +45,15 @@ TEST_F(DatabaseOpeningTest, CreatesAFileThatIsMissing) {
     EXPECT_TRUE(std::filesystem::is_regular_file(path));
 }
 
+TEST_F(DatabaseOpeningTest, TakesEveryRelativePathForTheNameOfAFile) {
+    const test::ScopedWorkingDirectory inside(directory.path());
+    for (const char* name : {"queue.sqlite", "file:notes.sqlite", ":memory:"}) {
+        { Database{name}; }
+        EXPECT_TRUE(std::filesystem::is_regular_file(directory / name)) << name;
+    }
+    EXPECT_EQ(databaseErrorOf([] { Database{""}; })->kind(), Kind::openFailed);
+}
+
 TEST_F(DatabaseOpeningTest, KeepsWhatAFileHolds) {
     Connection(path).execute("CREATE TABLE notes (body)");
     Database database(path);
@@ -70,6 +80,13 @@ TEST_F(DatabaseOpeningTest, OfAFileThatIsNoDatabaseStopsAtTheSettingThatIsRefuse
     test::writeFile(path, std::string(4096, 'x'));
     EXPECT_EQ(openingError(), DatabaseError(Kind::stepFailed, "file is not a database"));
     EXPECT_THAT(recorder.take(), testing::Not(testing::Contains(synchronous)));
+}
+
+TEST_F(DatabaseOpeningTest, ASettingThatFailsWithoutAMessageTellsThatOfTheConnection) {
+    Connection connection(path);
+    const NoMemory noMemory;
+    EXPECT_EQ(databaseErrorOf([&] { connection.executeOneShot("SELECT absent"); }),
+              DatabaseError(Kind::stepFailed, "out of memory"));
 }
 
 /// A setting that SQLite refuses, and the settings before it.

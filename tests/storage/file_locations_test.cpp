@@ -58,6 +58,11 @@ TEST_F(FileLocationsTest, ATildeInTheOverrideIsAnOrdinaryCharacter) {
     EXPECT_TRUE(fs::is_directory(wanted));
 }
 
+TEST_F(FileLocationsTest, ALeadingTildeInTheOverrideIsNotTheUsersHome) {
+    const EnvironmentMap environment{{"HOME", "/h"}, {"QUERNLIGHT_DISPATCH_HOME", "~/home"}};
+    EXPECT_EQ(FileLocations::dispatchHomePath(environment), fs::current_path() / "~/home");
+}
+
 TEST_F(FileLocationsTest, AFileInTheWayThrowsTheErrorOfTheFileSystem) {
     test::writeFile(home, "in the way");
     EXPECT_THROW(FileLocations::dispatchHome({{"QUERNLIGHT_DISPATCH_HOME", home.string()}}),
