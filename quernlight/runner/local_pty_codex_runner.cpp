@@ -18,8 +18,6 @@ namespace quernlight {
 namespace asio = boost::asio;
 namespace {
 
-constexpr std::chrono::milliseconds readinessPollInterval{200};
-
 /// Where one process's events go. The monitor is gone once the prompt has been typed, and with it the work of
 /// feeding it.
 struct EventRoute {
@@ -53,7 +51,7 @@ struct InitialInput {
 };
 
 Task<void> typeWhenReady(InitialInput input) {
-    co_await input.monitor->waitUntilReady(readinessPollInterval);
+    co_await input.monitor->waitUntilReady(LocalPTYCodexRunner::readinessPollInterval);
     input.monitor.reset();
     if (input.observer) {
         co_await input.observer->aboutToType(input.sessionID);

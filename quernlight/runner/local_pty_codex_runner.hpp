@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -19,6 +20,9 @@ class SessionRegistry;
 /// event streams without `exited`.
 class LocalPTYCodexRunner final : public CodexRunner {
   public:
+    /// How often it looks whether an initial input may be typed.
+    static constexpr std::chrono::milliseconds readinessPollInterval{200};
+
     LocalPTYCodexRunner();
 
     /// The observer is told of every session's initial input; it outlives the runner.

@@ -2,14 +2,19 @@
 
 #include <cstdlib>
 #include <limits>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include <boost/json/parse.hpp>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include "quernlight/backend/quernlight_decoder.hpp"
 
 namespace quernlight {
 namespace {
+
+using testing::ElementsAre;
 
 JSONValue decode(std::string_view text) {
     return QuernlightDecoder::make().decode<JSONValue>(text);
@@ -24,6 +29,7 @@ TEST(JSONValueTest, TrueIsABooleanAndNoNumber) {
 
 TEST(JSONValueTest, EveryKindOfValueDecodesToItsCase) {
     EXPECT_EQ(decode("null"), JSONValue::null());
+    EXPECT_TRUE(JSONValue().isNull());
     EXPECT_EQ(decode("false"), JSONValue::boolean(false));
     EXPECT_EQ(decode("7"), JSONValue::number(7));
     EXPECT_EQ(decode("18446744073709551615"), JSONValue::number(18446744073709551615.0));
@@ -33,14 +39,30 @@ TEST(JSONValueTest, EveryKindOfValueDecodesToItsCase) {
     EXPECT_EQ(decode("{\"a\": []}"), JSONValue::object({{"a", JSONValue::array({})}}));
 }
 
-TEST(JSONValueTest, AnAccessorGivesNothingForAnotherCase) {
-    const JSONValue text = decode("\"text\"");
-    EXPECT_EQ(text.objectValue(), nullptr);
-    EXPECT_EQ(text.arrayValue(), nullptr);
-    EXPECT_EQ(text.boolValue(), std::nullopt);
-    EXPECT_EQ(text.intValue(), std::nullopt);
-    EXPECT_EQ(decode("1").stringValue(), std::nullopt);
-    EXPECT_TRUE(JSONValue().isNull());
+/// The accessors that give something for the value.
+std::vector<std::string> answering(const JSONValue& value) {
+    const std::pair<const char*, bool> accessors[] = {{"object", value.objectValue() != nullptr},
+                                                      {"array", value.arrayValue() != nullptr},
+                                                      {"string", value.stringValue().has_value()},
+                                                      {"bool", value.boolValue().has_value()},
+                                                      {"int", value.intValue().has_value()}};
+    std::vector<std::string> names;
+    for (const auto& [name, answers] : accessors) {
+        if (answers) {
+            names.emplace_back(name);
+        }
+    }
+    return names;
+}
+
+TEST(JSONValueTest, EachAccessorAnswersForItsOwnCaseOnly) {
+    EXPECT_THAT(answering(decode("{}")), ElementsAre("object"));
+    EXPECT_THAT(answering(decode("[]")), ElementsAre("array"));
+    EXPECT_THAT(answering(decode("\"\"")), ElementsAre("string"));
+    EXPECT_THAT(answering(decode("1")), ElementsAre("int"));
+    EXPECT_THAT(answering(decode("2.5")), ElementsAre());
+    EXPECT_THAT(answering(decode("true")), ElementsAre("bool"));
+    EXPECT_THAT(answering(decode("null")), ElementsAre());
 }
 
 TEST(JSONValueTest, AccessorsGiveWhatTheValueHolds) {

@@ -160,6 +160,26 @@ TEST_F(QueueEntryAndExitTest, RetryingInOneQueueLeavesTheOtherAlone) {
     EXPECT_EQ(item("m").queuePosition, 5);
 }
 
+TEST_F(QueueEntryAndExitTest, RetryingInItsOwnQueueClosesTheGapsOfThatQueueOnly) {
+    enqueueAll({"a", "b"}, manual);
+    BugQueueItem other = enqueue("x");
+    other.queuePosition = 5;
+    store(other);
+    BugQueueItem far = item("b");
+    far.queuePosition = 7;
+    store(far);
+    recordWrites();
+    run(manager_.retry(id("a"), QueueItemGoalFlow::fixBug));
+    EXPECT_THAT(writes(), ElementsAre("update a 0 queued", "update b 1 queued", "event retried"));
+    setStatus("a", failed);
+    far.queuePosition = 7;
+    store(far);
+    writes();
+    run(manager_.retry(id("a"), QueueItemGoalFlow::fixBug));
+    EXPECT_THAT(writes(),
+                ElementsAre("update a 8 queued", "update b 0 queued", "update a 1 queued", "event retried"));
+}
+
 TEST_F(QueueEntryAndExitTest, RetryingLooksForTheMappingThatItsTargetQueueCallsFor) {
     enqueue("a", manual);
     EXPECT_EQ(run(manager_.retry(id("a"), QueueItemGoalFlow::fixBug, automatic))->status, waitingForMapping);

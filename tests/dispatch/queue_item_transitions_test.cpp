@@ -67,11 +67,6 @@ void PrintTo(const Transition& row, std::ostream* out) {
     *out << row.operation;
 }
 
-template <class Result>
-Task<void> withoutResult(Task<Result> task) {
-    co_await std::move(task);
-}
-
 Task<void> enqueueAgain(QueueManager& manager, QueueMode mode) {
     QLBugSummaryDTO summary;
     summary.id = "bug";

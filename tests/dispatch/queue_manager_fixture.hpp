@@ -40,6 +40,12 @@ inline ItemEvent event(const std::string& kind, const std::string& message) {
     return {.kind = kind, .message = message};
 }
 
+/// For tables of operations whose results differ.
+template <class Result>
+Task<void> withoutResult(Task<Result> task) {
+    co_await std::move(task);
+}
+
 /// The agent's conversation that `leaveBehind` binds bugs to.
 inline const Uuid agentConversation = *parseUuid("C0DE0000-0000-0000-0000-000000000001");
 

@@ -1,7 +1,14 @@
+#include <filesystem>
+#include <string>
+#include <system_error>
+#include <vector>
+
 #include <gtest/gtest.h>
 
+#include "quernlight/backend/attachment.hpp"
 #include "quernlight/backend/security_scope.hpp"
 #include "tests/macos/framework_objects.hpp"
+#include "tests/support/temporary_directory.hpp"
 
 namespace {
 
@@ -9,6 +16,7 @@ namespace {
 struct FakeSandbox {
     std::vector<std::string> calls{};
     bool grants = true;
+    bool keepsFileFromOthers = false;  ///< the file is there only while access is open
 };
 
 FakeSandbox sandbox;
@@ -25,11 +33,17 @@ CFURLRef CFURLCreateFromFileSystemRepresentation(CFAllocatorRef, const UInt8* pa
 
 Boolean CFURLStartAccessingSecurityScopedResource(CFURLRef url) {
     sandbox.calls.push_back("start " + url->text);
+    if (sandbox.keepsFileFromOthers) {
+        quernlight::test::writeFile(url->text, "x");
+    }
     return sandbox.grants;
 }
 
 void CFURLStopAccessingSecurityScopedResource(CFURLRef url) {
     sandbox.calls.push_back("stop " + url->text);
+    if (sandbox.keepsFileFromOthers) {
+        std::filesystem::remove(url->text);
+    }
 }
 
 }  // extern "C"
@@ -63,6 +77,21 @@ TEST_F(SecurityScopeTest, AFileThatNeedsNoGrantIsNotClosed) {
     sandbox.grants = false;
     EXPECT_EQ(openSecurityScope("/a b"), nullptr);
     EXPECT_EQ(sandbox.calls, (Calls{"start /a b"}));
+}
+
+TEST_F(SecurityScopeTest, AnAttachmentIsReadWhileItsScopeIsOpen) {
+    const test::TemporaryDirectory directory;
+    const std::string file = (directory / "a.png").string();
+    sandbox.keepsFileFromOthers = true;
+    EXPECT_EQ(readAttachment(file).bytes, "x");
+    EXPECT_EQ(sandbox.calls, (Calls{"start " + file, "stop " + file}));
+}
+
+TEST_F(SecurityScopeTest, IsClosedWhenAnAttachmentCannotBeRead) {
+    const test::TemporaryDirectory directory;
+    const std::string missing = (directory / "a.png").string();
+    EXPECT_THROW(readAttachment(missing), std::system_error);
+    EXPECT_EQ(sandbox.calls, (Calls{"start " + missing, "stop " + missing}));
 }
 
 }  // namespace

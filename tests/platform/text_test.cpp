@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "quernlight/platform/bug_id.hpp"
-
 namespace quernlight {
 namespace {
 
@@ -48,23 +46,6 @@ TEST(TextTest, EachMaximalIllFormedPieceBecomesOneReplacementCharacter) {
 TEST(TextTest, ALastLineFeedOpensNoFurtherLine) {
     EXPECT_EQ(linesOf("a\n\nb\n"), (std::vector<std::string_view>{"a", "", "b"}));
     EXPECT_TRUE(linesOf("").empty());
-}
-
-TEST(BugIDTest, IsTrimmedLowerCasedAndCutToEightCharacters) {
-    EXPECT_EQ(BugID::normalized("  ABCDEF1234  "), "abcdef12");
-    EXPECT_EQ(BugID::normalized("Ab1"), "ab1");
-    EXPECT_EQ(BugID::normalized(""), "");
-    EXPECT_EQ(BugID::normalized("\n3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF "), "3f2a9c10");
-    EXPECT_EQ(BugID::normalized("ÄÖÜäöüßéX"), "äöüäöüßé");
-}
-
-TEST(BugIDTest, OnlyAnIDThatStaysInsideItsDirectoryNamesAFile) {
-    EXPECT_TRUE(BugID::isSafeFileName("3f2a9c10"));
-    EXPECT_TRUE(BugID::isSafeFileName("a b..c"));
-    EXPECT_TRUE(BugID::isSafeFileName("a\u00A0b"));
-    for (const char* unsafe : {"", ".", "..", "a/b", "../x", "a\nb", "a\x7f", "a\u0085b", "a\u009Fb"}) {
-        EXPECT_FALSE(BugID::isSafeFileName(unsafe)) << unsafe;
-    }
 }
 
 }  // namespace

@@ -67,6 +67,12 @@ TEST(BugQueueItemTest, CountsPositionsAndPrioritiesInSixtyFourBits) {
     EXPECT_TRUE((std::is_same_v<decltype(BugQueueItem::priority), std::int64_t>));
 }
 
+TEST(SessionAttemptRecordTest, CountsAttemptsInSixtyFourBitsAndKeepsProcessNumbersInThirtyTwo) {
+    EXPECT_TRUE((std::is_same_v<decltype(SessionAttemptRecord::attemptNumber), std::int64_t>));
+    EXPECT_TRUE((std::is_same_v<decltype(SessionAttemptRecord::pid), std::optional<std::int32_t>>));
+    EXPECT_TRUE((std::is_same_v<decltype(SessionAttemptRecord::exitCode), std::optional<std::int32_t>>));
+}
+
 TEST(AppMappingRecordTest, IsEqualOnlyWhenEveryFieldIs) {
     using Mapping = AppMapping;
     expectEveryFieldCounts<Mapping>({

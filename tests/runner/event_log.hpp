@@ -50,6 +50,12 @@ class EventLog {
         return output_;
     }
 
+    /// Waits for that too, and returns when the last of it arrived.
+    Instant dateOf(std::string_view text) {
+        outputWith(text);
+        return lastOutputAt_;
+    }
+
     /// Waits for `exited`.
     int exitCode() {
         while (!exitCode_) {
@@ -91,6 +97,7 @@ class EventLog {
         }
         if (event.output()) {
             output_ += event.output()->bytes;
+            lastOutputAt_ = event.output()->date;
         }
         if (event.exited()) {
             exitCode_ = event.exited()->exitCode;
@@ -99,6 +106,7 @@ class EventLog {
 
     EventStream<RunnerEvent> stream_;
     std::string output_;
+    Instant lastOutputAt_{};
     std::string kinds_;
     std::optional<int> exitCode_;
 };

@@ -1,5 +1,6 @@
 #include "quernlight/runner/initial_input_observer.hpp"
 
+#include <atomic>
 #include <optional>
 #include <stdexcept>
 
@@ -17,6 +18,7 @@ class NotingObserver final : public InitialInputObserver {
     void typed(Uuid sessionID) override { note("typed", sessionID); }
     void gaveUp(Uuid sessionID, std::string reason) override { note("gave up: " + reason, sessionID); }
     Task<void> aboutToType(Uuid sessionID) override {
+        aboutToTypeAt = currentInstant();
         note("about to type", sessionID);
         if (refusal) {
             throw std::runtime_error(*refusal);
@@ -37,6 +39,7 @@ class NotingObserver final : public InitialInputObserver {
     std::optional<std::string> refusal{};
     bool holdsUp = false;
     AsyncSignal agreed;
+    std::atomic<Instant> aboutToTypeAt = Instant{};  ///< the epoch: not yet
 
   private:
     void note(const std::string& text, const Uuid& sessionID) {
@@ -70,6 +73,25 @@ TEST_F(InitialInputObserverTest, AnInputIsAwaitedAnnouncedAndTypedInThatOrder) {
     send("x");
     log.wholeOutput();
     EXPECT_FALSE(observer.hasNoted());
+}
+
+// These two only bound from below when the input may be typed, so that a busy machine does not matter.
+
+TEST_F(InitialInputObserverTest, AnInputIsTypedWhenThePromptHasStoodForTheQuietPeriodAndNotBefore) {
+    EventLog log = listen();
+    shell("stty raw -echo; printf hello; sleep 2; printf '\\342\\200\\272'; head -c 7 >/dev/null");
+    const Instant promptAt = log.dateOf("\u203A");
+    log.wholeOutput();
+    EXPECT_GE(observer.aboutToTypeAt.load() - promptAt, std::chrono::milliseconds(1500));
+}
+
+TEST_F(InitialInputObserverTest, AnInputIsNotTypedWhileTheAgentSaysThatItStartsUp) {
+    EventLog log = listen();
+    shell("printf 'Starting MCP servers\\n\\342\\200\\272'; sleep 2.5");
+    const Instant startingAt = log.dateOf("\u203A");
+    log.wholeOutput();
+    const Instant typedAt = observer.aboutToTypeAt;
+    EXPECT_TRUE(typedAt == Instant{} || typedAt - startingAt >= std::chrono::seconds(8));
 }
 
 TEST_F(InitialInputObserverTest, ASessionWithoutInitialInputIsNotSpokenOf) {

@@ -84,6 +84,10 @@ TEST_F(LocalPTYCodexRunnerTest, TheExitOfAReplacedSessionLeavesItsSuccessorRegis
     EXPECT_EQ(successor.exitCode(), 6);
 }
 
+TEST_F(LocalPTYCodexRunnerTest, ThePromptIsLookedForEveryTwoTenthsOfASecond) {
+    EXPECT_EQ(LocalPTYCodexRunner::readinessPollInterval, std::chrono::milliseconds(200));
+}
+
 TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter) {
     // The child takes exactly the text, says so, and only then reads what follows it.
     request.initialInput = "/goal first\nsecond";

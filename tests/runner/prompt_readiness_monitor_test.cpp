@@ -38,6 +38,18 @@ TEST_F(PromptReadinessMonitorTest, TheWaitEndsWhenOutputArrivesThatMakesItReady)
     EXPECT_TRUE(monitor.isReady(currentInstant()));
 }
 
+/// The output comes behind the first look, so that there is a second one.
+TEST_F(PromptReadinessMonitorTest, TheWaitLooksAgainAfterThePollInterval) {
+    PromptReadinessMonitor monitor(currentInstant(), {.maxDelay = 3600, .sentinelRequiresQuiet = false});
+    const auto beginning = std::chrono::steady_clock::now();
+    auto waited =
+        boost::asio::co_spawn(io_, monitor.waitUntilReady(milliseconds(100)), boost::asio::use_future);
+    boost::asio::post(io_, [&] { monitor.recordOutput("›", currentInstant()); });
+    io_.run_for(test::generousBound);
+    waited.get();
+    EXPECT_GE(std::chrono::steady_clock::now() - beginning, milliseconds(100));
+}
+
 TEST_F(PromptReadinessMonitorTest, CancellationEndsTheWait) {
     PromptReadinessMonitor monitor(currentInstant(), {.maxDelay = 3600});
     boost::asio::cancellation_signal cancellation;

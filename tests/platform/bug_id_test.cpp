@@ -45,5 +45,14 @@ INSTANTIATE_TEST_SUITE_P(
                      "e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301e\u0301"}),
     [](const auto& text) { return std::string(text.param.name); });
 
+TEST(BugIDTest, OnlyAnIDThatStaysInsideItsDirectoryNamesAFile) {
+    EXPECT_TRUE(BugID::isSafeFileName("3f2a9c10"));
+    EXPECT_TRUE(BugID::isSafeFileName("a b..c"));
+    EXPECT_TRUE(BugID::isSafeFileName("a\u00A0b"));
+    for (const char* unsafe : {"", ".", "..", "a/b", "../x", "a\nb", "a\x7f", "a\u0085b", "a\u009Fb"}) {
+        EXPECT_FALSE(BugID::isSafeFileName(unsafe)) << unsafe;
+    }
+}
+
 }  // namespace
 }  // namespace quernlight
