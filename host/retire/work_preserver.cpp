@@ -124,15 +124,15 @@ class Preserving {
         }
     }
 
-    /// Of files that are there.
     std::vector<std::string> overlookedPaths(const std::string& entries) const {
         std::vector<std::string> paths;
         for (const std::string_view line : linesOf(entries)) {
-            // "TAG PATH", see git-ls-files(1): a small letter is assumed unchanged, "S" is skipped
-            const bool isOverlooked =
-                !line.empty() && (line.front() == 'S' || (line.front() >= 'a' && line.front() <= 'z'));
+            // "TAG PATH", see git-ls-files(1): a small letter is assumed unchanged, "S" is skipped, "s" both
+            const char tag = line.empty() ? 'H' : line.front();
+            const bool isSkipped = tag == 'S' || tag == 's';
             const std::string path = unquoted(line.substr(std::min<std::size_t>(2, line.size())));
-            if (isOverlooked && defaultFileManager().exists(worktree_.worktreePath + "/" + path)) {
+            const bool isThere = defaultFileManager().exists(worktree_.worktreePath + "/" + path);
+            if (isSkipped ? isThere : tag >= 'a' && tag <= 'z') {
                 paths.push_back(path);
             }
         }

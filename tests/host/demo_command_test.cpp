@@ -1,15 +1,21 @@
 #include <csignal>
+#include <cstdlib>
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "quernlight/platform/file_descriptor.hpp"
 #include "tests/host/dispatch_fixture.hpp"
+#include "tests/host/terminal_bytes.hpp"
 
 namespace quernlight {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 
 /// The demo; all that it makes lies in a temporary directory of the test's, which its processes carry in
 /// their environment.
@@ -19,6 +25,22 @@ class DemoCommandTest : public test::DispatchFixture {
         return test::processesWithEnvironment("TMPDIR=" + temporary().string());
     }
     bool leftFiles() const { return !std::filesystem::is_empty(temporary()); }
+
+    /// All that the demo draws on a terminal, to its end.
+    std::string drawnOnATerminal() {
+        const FileDescriptor master(posix_openpt(O_RDWR | O_NOCTTY));
+        EXPECT_TRUE(grantpt(master.get()) == 0 && unlockpt(master.get()) == 0);
+        test::DispatchProcess program({.arguments = {"demo"},
+                                       .environment = environment,
+                                       .output = repository.scratch("demo"),
+                                       .terminal = ptsname(master.get())});
+        std::string drawn;
+        for (std::string bytes = test::nextBytes(master); !bytes.empty(); bytes = test::nextBytes(master)) {
+            drawn += bytes;
+        }
+        EXPECT_EQ(program.exitCode(), 0) << drawn;
+        return drawn;
+    }
 };
 
 TEST_F(DemoCommandTest, ThreeBugsTravelTheWholeRoadAndNothingStaysBehind) {
@@ -31,6 +53,30 @@ TEST_F(DemoCommandTest, ThreeBugsTravelTheWholeRoadAndNothingStaysBehind) {
     EXPECT_EQ(outcome.error, "");
     EXPECT_THAT(processesLeft(), IsEmpty());
     EXPECT_FALSE(leftFiles());
+}
+
+TEST_F(DemoCommandTest, TheCallersHomeStaysAsItIs) {
+    const auto places = repository.scratch("the-callers");
+    for (const char* name :
+         {"HOME", "CODEX_HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"}) {
+        std::filesystem::create_directories(places / name);
+        environment[name] = places / name;
+    }
+    const auto outcome = dispatch({"demo"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
+    for (const auto& place : std::filesystem::directory_iterator(places)) {
+        EXPECT_TRUE(std::filesystem::is_empty(place)) << place.path();
+    }
+}
+
+TEST_F(DemoCommandTest, OnATerminalItDrawsALinePerBug) {
+    const std::string drawn = drawnOnATerminal();
+    for (const char* line :
+         {"✓\x1b[0m 7c41e0ab  Notes ", "✓\x1b[0m 2e9b6d14  Notes ", "?\x1b[0m b05d83f7  Notes "}) {
+        EXPECT_THAT(drawn, HasSubstr(line));
+    }
+    EXPECT_THAT(drawn, ContainsRegex("\x1b\\[[0-9]+A\r\x1b\\[J"));  // over what it had drawn before
+    EXPECT_THAT(drawn, Not(HasSubstr("  typed: ")));
 }
 
 TEST_F(DemoCommandTest, ControlCLeavesNoProcessAndNoFile) {

@@ -42,6 +42,9 @@ DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) 
         .environment = entriesOf(launch.environment),
         .workingDirectory = output_.parent_path(),
         .streams = DescriptorStreams{.input = -1, .output = output.get(), .error = error.get()}};
+    if (!launch.terminal.empty()) {
+        request.streams = TerminalStreams{.device = launch.terminal};
+    }
     request.arguments.insert(request.arguments.begin(), "quernlight-dispatch");
     pid_ = spawnProcess(request);
 }

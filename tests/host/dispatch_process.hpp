@@ -17,7 +17,8 @@ class DispatchProcess {
     struct Launch {
         std::vector<std::string> arguments{};  ///< without the program's name
         EnvironmentMap environment{};          ///< complete
-        std::filesystem::path output{};  ///< what it prints goes here, its errors to the same with ".err"
+        std::filesystem::path output{};    ///< what it prints goes here, its errors to the same with ".err"
+        std::filesystem::path terminal{};  ///< a device; when given it takes the place of both files
     };
 
     explicit DispatchProcess(const Launch& launch);

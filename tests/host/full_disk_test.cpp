@@ -53,6 +53,11 @@ class FullDiskTest : public test::DispatchFixture {
         set("sessions.post_exit_grace_seconds", "1");
     }
 
+    /// The agent writes to its terminal.
+    static void prints(pid_t agent, const std::string& words) {
+        test::writeFile("/proc/" + std::to_string(agent) + "/fd/1", words);
+    }
+
     void endsCompleted(test::DispatchProcess& program) {
         EXPECT_TRUE(program.says("3f2a9c1d  completed: ")) << program.output() << program.errorText();
         program.signal(SIGTERM);
@@ -142,6 +147,27 @@ TEST_F(FullDiskTest, EachTimeTheDiskIsFullIsToldAndSoIsItsEnd) {
         EXPECT_TRUE(program->says(bugID + "  completed: ")) << program->output();
         EXPECT_EQ(timesSaid(*program, "The dispatch home can be written again."), time);
     }
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 130);
+}
+
+TEST_F(FullDiskTest, TroubleThatOnlyASilentAgentsSessionHasReportedIsOverOnceThereIsRoom) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "idle");
+    mapApp();
+    startBackend();
+    set("poll.bugs_seconds", "3600");
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("3f2a9c1d  typed: ")) << program->output();
+    const pid_t worker = agent("3f2a9c1d");
+    fill();
+    EXPECT_TRUE(test::eventually([&] {
+        prints(worker, "Working.\n");
+        return timesSaid(*program, trouble) == 1;
+    })) << program->output();
+    free();
+    EXPECT_TRUE(program->says("The dispatch home can be written again.")) << program->output();
+    EXPECT_EQ(status("3f2a9c1d"), "running");
     program->signal(SIGTERM);
     EXPECT_EQ(program->exitCode(), 130);
 }

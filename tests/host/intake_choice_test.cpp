@@ -1,5 +1,7 @@
 #include "host/intake/intake_choice.hpp"
 
+#include <ostream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -100,6 +102,10 @@ struct FollowUpCase {
     std::vector<std::string> comments;
     bool wanted;
 };
+
+void PrintTo(const FollowUpCase& row, std::ostream* out) {
+    *out << rawValue(row.status);
+}
 
 class FollowUpTest : public testing::TestWithParam<FollowUpCase> {};
 

@@ -1,6 +1,7 @@
 #include "host/session/next_step.hpp"
 
 #include <csignal>
+#include <ostream>
 
 #include <gtest/gtest.h>
 
@@ -178,6 +179,10 @@ struct LastWords {
     const char* text;
     bool denies;
 };
+
+void PrintTo(const LastWords& row, std::ostream* out) {
+    *out << (row.denies ? "a denial" : "no denial");
+}
 
 class DeniesConversationTest : public testing::TestWithParam<LastWords> {};
 

@@ -48,6 +48,16 @@ class OwnerEndingsTest : public test::DispatchFixture {
         return eventually([this] { return std::filesystem::exists(repository.scratch("silent.asked")); });
     }
 
+    /// The agent's command goes on after the agent has left, until it is ended.
+    void outliveAgent() {
+        const auto script = repository.scratch("agent.sh");
+        test::writeFile(script, "codex \"$@\"\n: > \"$0.left\"\nexec sleep 6000\n");
+        set("agent.command", "sh " + script.string());
+    }
+    bool agentLeaves() {
+        return eventually([this] { return std::filesystem::exists(repository.scratch("agent.sh.left")); });
+    }
+
     std::unique_ptr<test::DispatchProcess> program;
 };
 
@@ -103,6 +113,29 @@ TEST_F(OwnerEndingsTest, AGraceThatIsOverEndsOnlyOnceTheCommentsAreKnown) {
     EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
     stopWith(SIGTERM);
     EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, AReportThatNobodyHadSeenBeforeTheIdleTimeoutCompletesTheBug) {
+    startWorking("idle");
+    agentReports("3f2a9c1d", "in_review");
+    set("sessions.idle_timeout_seconds", "1");
+    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
+TEST_F(OwnerEndingsTest, AReportThatComesWhileASilentAgentIsAlreadyBeingStoppedCompletesTheBug) {
+    outliveAgent();
+    set("stop.exit_seconds", "600");
+    startWorking("idle");
+    set("sessions.idle_timeout_seconds", "1");
+    ASSERT_TRUE(agentLeaves()) << program->output();
+    agentReports("3f2a9c1d", "in_review");
+    kill(agent("3f2a9c1d"), SIGTERM);
+    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(attempt("3f2a9c1d", "state"), "completed");
 }
 
 TEST_F(OwnerEndingsTest, ATokenThatIsRefusedFromNowOnStopsTheSessionsAndEndsTheProgram) {
@@ -243,6 +276,23 @@ TEST_F(OwnerEndingsTest, OneAgentAtATimeInTheOrderOfTheList) {
         }
     }
     EXPECT_EQ(order, " start 1 end 1 start 2 end 2 start 3 end 3");
+}
+
+TEST_F(OwnerEndingsTest, TwoAgentsWorkAtATimeByDefault) {
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        reportClearBug(bugID);
+        agentDoes(bugID, "idle");
+    }
+    mapApp();
+    startBackend();
+    program = start(runWith());
+    for (const char* news : {"33333333  enqueued: ", "11111111  typed: ", "22222222  typed: "}) {
+        ASSERT_TRUE(program->says(news)) << program->output() << program->errorText();
+    }
+    EXPECT_EQ(status("33333333"), "queued");
+    EXPECT_TRUE(test::isAlive(agent("11111111")) && test::isAlive(agent("22222222")));
+    stopWith(SIGINT);
+    EXPECT_EQ(history("33333333"), "enqueued");
 }
 
 TEST_F(OwnerEndingsTest, ABaseBranchThatIsGoneFailsTheBugWithGitsWords) {

@@ -1,6 +1,7 @@
 #include "host/recovery/recovery.hpp"
 
 #include <csignal>
+#include <ostream>
 
 #include <sys/wait.h>
 #include <unistd.h>
@@ -249,6 +250,10 @@ struct StepCase {
     std::optional<std::optional<AgentReport>> answer;
     RecoveryStep step;
 };
+
+void PrintTo(const StepCase& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class RecoveryStepTest : public testing::TestWithParam<StepCase> {};
 

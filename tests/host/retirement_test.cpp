@@ -11,7 +11,9 @@ namespace {
 using quernlight::test::readFile;
 using quernlight::test::writeFile;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Pair;
 
 /// Bugs in review whose pull request has been merged, of a repository with worktrees in its root for them and
 /// one elsewhere, all with work that nobody has saved.
@@ -88,9 +90,24 @@ TEST_F(RetirementTest, AWorktreeOutsideTheConfiguredRootIsLeftAlone) {
 TEST_F(RetirementTest, TheRootItselfIsNoBugsWorktree) {
     const Uuid item = merged("/..");
     run(retirement.retireMerged());
-    EXPECT_THAT(board.notes, ElementsAre(testing::HasSubstr(" is not inside the worktrees' directory,")));
+    EXPECT_THAT(board.notes, ElementsAre(HasSubstr(" is not inside the worktrees' directory,")));
     EXPECT_TRUE(isUntouched(root / "Shop-3f2a9c1d"));
     EXPECT_EQ(status(item), QueueItemStatus::completed);
+}
+
+TEST_F(RetirementTest, OnceRetiringIsTurnedOffNothingIsTriedAndWhatKeptAWorktreeIsNoLongerShown) {
+    const Uuid item = merged("3f2a9c1d");
+    hosted.git({"worktree", "lock", root / "Shop-3f2a9c1d"});
+    run(retirement.retireMerged());
+    EXPECT_THAT(board.conditions, ElementsAre(Pair("retiring 3f2a9c1d", HasSubstr("its worktree stays: "))));
+    const std::size_t asked = server.requests().size();
+    hosted.git({"worktree", "unlock", root / "Shop-3f2a9c1d"});
+    settings.retireEnabled = false;
+    run(retirement.retireMerged());
+    EXPECT_THAT(board.conditions, IsEmpty());
+    EXPECT_EQ(server.requests().size(), asked);
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
+    EXPECT_TRUE(std::filesystem::exists(root / "Shop-3f2a9c1d/.git"));
 }
 
 }  // namespace

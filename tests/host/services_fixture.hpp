@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -20,10 +21,16 @@ class RememberingBoard final : public ProgressBoard {
         shown.push_back(progress.bugID + " " + progress.stage);
     }
     void note(const std::string& sentence) override { notes.push_back(sentence); }
+    void condition(const std::string& topic, const std::string& sentence) override {
+        ProgressBoard::condition(topic, sentence);
+        conditions[topic] = sentence;
+        std::erase_if(conditions, [](const auto& told) { return told.second.empty(); });
+    }
     void gone(const std::string& bugID) override { shown.push_back(bugID + " gone"); }
 
     std::vector<std::string> shown;
     std::vector<std::string> notes;
+    std::map<std::string, std::string> conditions;  // that hold, by topic
 };
 
 /// Everything that the parts of the loop borrow, over a real database and a scripted backend.

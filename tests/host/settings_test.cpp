@@ -1,4 +1,5 @@
 #include <fstream>
+#include <ostream>
 #include <sstream>
 
 #include <gmock/gmock.h>
@@ -25,6 +26,10 @@ struct Assignment {
     const char* text;
     const char* stored;  ///< null: refused
 };
+
+void PrintTo(const Assignment& row, std::ostream* out) {
+    *out << row.key;
+}
 
 class AssignmentTest : public testing::TestWithParam<Assignment> {};
 

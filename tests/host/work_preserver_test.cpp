@@ -162,6 +162,14 @@ TEST_F(WorkPreserverTest, WhatGitWasToldToOverlookIsPreserved) {
     EXPECT_EQ(inMain({"show", saved.reference + ":fix.txt"}), "fixed here only");
 }
 
+TEST_F(WorkPreserverTest, ADeletionThatGitWasToldToOverlookIsPreserved) {
+    git({"update-index", "--assume-unchanged", "fix.txt"});
+    std::filesystem::remove(worktree / "fix.txt");
+    ASSERT_EQ(git({"status", "--porcelain"}), "");
+    const WorkPreserved saved = preserved();
+    EXPECT_EQ(inMain({"ls-tree", "--name-only", saved.reference, "fix.txt"}), "");
+}
+
 TEST_F(WorkPreserverTest, WhatASparseCheckoutLeavesOutIsNotDeletedAndWhatWasPutThereIsPreserved) {
     writeFile(worktree / "docs/guide.txt", "guide\n");
     writeFile(worktree / "docs/terms.txt", "terms\n");
