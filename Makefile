@@ -75,7 +75,10 @@ headers: setup
 # The long one, before something is called done.
 check-all: check-format headers clang test
 	@ctest --preset clang
-	@$(MAKE) release tsan cross coverage
+	@cmake --preset release
+	@cmake --build --preset release -j $(JOBS)
+	@ctest --preset release
+	@$(MAKE) tsan cross coverage
 	@$(MAKE) fuzz SECONDS_EACH=180
 	@$(MAKE) flaky soak
 

@@ -50,6 +50,8 @@ class QuernlightClient {
     Task<std::vector<QLBugSummaryDTO>> fetchDispatchBugs(int limit) const;
 
     Task<QLBugDetailResponse> fetchBugDetail(std::string id) const;
+
+    /// In the order in which the backend has them.
     Task<std::vector<QLCommentDTO>> fetchComments(std::string bugID) const;
 
     /// The bug with the comments of the comments endpoint; both requests run at once. Fails when either does.

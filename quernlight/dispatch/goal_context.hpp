@@ -26,7 +26,8 @@ struct GoalContext {
 
     /// `bugID` trimmed, in lower case and cut to 8 characters.
     std::string shortBugID() const;
-    /// The branch's and the worktree's name as WorktreeNaming gives them; the path is absolute.
+    /// The branch's and the worktree's name as WorktreeNaming gives them; the path is absolute. It throws
+    /// std::filesystem::filesystem_error for a relative root when the working directory is gone.
     std::string worktreeBranchName() const;
     std::string worktreePath() const;
 

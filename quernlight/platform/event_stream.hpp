@@ -81,11 +81,12 @@ class EventStream {
 
     const Continuation& continuation() const { return continuation_; }
 
-    /// Called once, with this stream's continuation, when the reader leaves. Set before the stream is shared.
+    /// Called once, with this stream's continuation, when the reader leaves, by the thread that destroys the
+    /// stream; must not throw. Set before the stream is shared.
     void onTermination(TerminationHandler handler) { onTermination_ = std::move(handler); }
 
     /// The next event in the order of delivery, or nothing once the stream has been finished and read to its
-    /// end.
+    /// end. Cancellation ends the wait with `operation_aborted`; no event is lost by it.
     Task<std::optional<Event>> next() {
         while (true) {
             if (auto event = take()) {
@@ -98,7 +99,8 @@ class EventStream {
         }
     }
 
-    /// The next event, or nothing when none has come by `deadline` or the stream has ended.
+    /// The next event, or nothing when none has come by `deadline` or the stream has ended. Cancelled as
+    /// `next`.
     Task<std::optional<Event>> nextUntil(std::chrono::steady_clock::time_point deadline) {
         while (true) {
             auto event = take();

@@ -6,6 +6,8 @@
 
 namespace quernlight {
 
+// The functions below may be called from any thread, as long as none changes the environment meanwhile.
+
 /// Environment variables by name.
 using EnvironmentMap = std::map<std::string, std::string>;
 
@@ -24,6 +26,7 @@ std::filesystem::path userApplicationDataDirectory(const EnvironmentMap& environ
 /// An absolute path for `path` as a file URL would standardise it: a leading "~" or "~/" becomes the user's
 /// home, a relative path is taken from the current directory, then ".", ".." and repeated separators are
 /// resolved by text alone and no separator is left at the end (but for "/"). Symbolic links are not followed.
+/// Throws std::filesystem::filesystem_error for a relative path when the current directory is gone.
 std::string standardizedPath(const std::string& path);
 
 }  // namespace quernlight

@@ -21,7 +21,8 @@ struct AppMapping {
 
     /// The directory under which the application's worktrees are created: `worktreeRootPath` as a
     /// standardised absolute path (a leading "~" is the user's home, a relative path starts at the current
-    /// directory), or `repoPath` as it stands when there is none or it is blank.
+    /// directory), or `repoPath` as it stands when there is none or it is blank. Throws
+    /// std::filesystem::filesystem_error for a relative path when the current directory is gone.
     std::string resolvedWorktreeRootPath() const;
 };
 

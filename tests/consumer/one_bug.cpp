@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <system_error>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
@@ -14,6 +15,8 @@
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
+#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/file_locations.hpp"
 #include "quernlight/storage/migrations.hpp"
 
@@ -72,6 +75,20 @@ StartSessionRequest sessionOf(const Host& host, const BugQueueItem& item, const 
             .transcriptTextPath = files / "transcript.txt"};
 }
 
+/// Whether the bug has its worktree; an item that gets none has failed.
+Task<bool> prepareWorktree(Host& host, const BugQueueItem& item, const GoalContext& goal) {
+    const GitWorktreePrepareResult prepared = co_await host.worktrees.prepareBug(placeOf(goal));
+    const auto* failed = std::get_if<WorktreeFailed>(&prepared);
+    if (failed) {
+        co_await host.manager.markFailed(item.id, failed->message);
+    }
+    co_return !failed;
+}
+
+CompletionPollState runOf(const BugQueueItem& item, const StartSessionResponse& started) {
+    return {started.sessionID, item.id, item.bugID, started.startedAt, {}};
+}
+
 /// The comment by which the agent ends the run; nothing when it exits without one. A host that waits for more
 /// than one bug looks at the comments on a timer instead, and asks SessionTimeoutEvaluator how long to wait.
 Task<std::optional<QLCommentDTO>> completionOf(Host& host, CompletionPollState run,
@@ -85,25 +102,39 @@ Task<std::optional<QLCommentDTO>> completionOf(Host& host, CompletionPollState r
     co_return std::nullopt;
 }
 
+/// An agent that has exited by itself, or whose terminal is gone, need not be asked.
+Task<void> askToExit(Host& host, const Uuid& sessionID) {
+    try {
+        co_await host.runner.terminate(sessionID, TerminationMode::requestExitCommand);
+    } catch (const RunnerError&) {
+    } catch (const PTYProcessError&) {
+    } catch (const std::system_error&) {
+    }
+}
+
+/// With its comment the agent is done and may go; without one the item has failed.
+Task<void> finish(Host& host, const BugQueueItem& item, const GoalContext& goal,
+                  const std::optional<QLCommentDTO>& comment) {
+    if (!comment) {
+        co_return co_await host.manager.markFailed(item.id, "The agent ended without its comment.");
+    }
+    co_await host.manager.markCodexCompleted(item.id, comment->id);
+    co_await askToExit(host, goal.sessionID);
+    co_await host.manager.markCompleted(item.id, comment->id);
+}
+
 Task<void> workOn(Host& host, QLBugSummaryDTO bug, AppMapping app) {
     const BugQueueItem item = co_await host.manager.enqueue(bug, QueueMode::manual);
     const GoalContext goal = goalOf(host, item, app);
-    const GitWorktreePrepareResult worktree = co_await host.worktrees.prepareBug(placeOf(goal));
-    if (const auto* failed = std::get_if<WorktreeFailed>(&worktree)) {
-        co_return co_await host.manager.markFailed(item.id, failed->message);
+    if (!co_await prepareWorktree(host, item, goal)) {
+        co_return;
     }
     co_await host.manager.markStarting(item.id, goal.sessionID);
     auto events = host.runner.events(goal.sessionID);  // before the start, to miss nothing
     const auto started = co_await host.runner.startSession(sessionOf(host, item, goal));
     co_await host.manager.markRunning(item.id, goal.sessionID);
-    const CompletionPollState run{goal.sessionID, item.id, item.bugID, started.startedAt, {}};
-    const auto comment = co_await completionOf(host, run, events);
-    if (!comment) {
-        co_return co_await host.manager.markFailed(item.id, "The agent ended without its comment.");
-    }
-    co_await host.manager.markCodexCompleted(item.id, comment->id);
-    co_await host.runner.terminate(goal.sessionID, TerminationMode::requestExitCommand);
-    co_await host.manager.markCompleted(item.id, comment->id);
+    const auto comment = co_await completionOf(host, runOf(item, started), events);
+    co_await finish(host, item, goal, comment);
 }
 
 Task<void> workOnOpenBugs(Host& host, AppMapping app) {
