@@ -100,6 +100,11 @@ std::vector<std::string> gitEnvironment(std::vector<std::string> inherited) {
     environment.push_back("GIT_ASKPASS=");
     environment.push_back("SSH_ASKPASS_REQUIRE=never");
     environment.push_back("GIT_PAGER=cat");
+    // Tracing that the user has configured would mix into the answers; git reads that before anything that is
+    // pinned below, and only the environment wins over it (api-trace2).
+    for (const char* target : {"GIT_TRACE2=0", "GIT_TRACE2_PERF=0", "GIT_TRACE2_EVENT=0"}) {
+        environment.emplace_back(target);
+    }
     appendPinnedConfiguration(environment);
     return environment;
 }

@@ -64,9 +64,14 @@ GitWorktreeCleanupResult deleteDirectory(const FileManager& files, const std::st
 /// A working copy can hold very many files, so they are deleted on a thread of their own.
 Task<GitWorktreeCleanupResult> removeForgotten(std::reference_wrapper<const FileManager> files,
                                                std::string path) {
-    BackgroundExecutor thread;
+    std::optional<BackgroundExecutor> thread;
+    try {
+        thread.emplace();
+    } catch (const std::exception& error) {
+        co_return WorktreeFailed{error.what()};
+    }
     auto deletion = [files, path] { return deleteDirectory(files, path); };
-    co_return co_await thread.run(std::move(deletion));
+    co_return co_await thread->run(std::move(deletion));
 }
 
 Task<GitWorktreeCleanupResult> cleanUp(GitRunner run, std::reference_wrapper<const FileManager> files,

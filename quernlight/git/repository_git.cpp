@@ -1,5 +1,6 @@
 #include "quernlight/git/repository_git.hpp"
 
+#include <filesystem>
 #include <string_view>
 #include <utility>
 
@@ -7,6 +8,18 @@
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {
+namespace {
+
+/// A relative path in a working directory that is gone is not the absolute one asked for.
+bool isAt(std::string_view listed, const std::string& path) {
+    try {
+        return WorktreeNaming::standardizedPath(std::string(listed)) == path;
+    } catch (const std::filesystem::filesystem_error&) {
+        return false;
+    }
+}
+
+}  // namespace
 
 RepositoryGit::RepositoryGit(GitRunner run, std::string repoPath)
     : run_(std::move(run)), repoPath_(std::move(repoPath)) {}
@@ -25,8 +38,7 @@ Task<bool> RepositoryGit::hasWorktree(std::string path) const {
         co_return false;
     }
     for (const std::string_view line : linesOf(listed.output)) {
-        if (line.starts_with(label) &&
-            WorktreeNaming::standardizedPath(std::string(line.substr(label.size()))) == path) {
+        if (line.starts_with(label) && isAt(line.substr(label.size()), path)) {
             co_return true;
         }
     }

@@ -144,6 +144,13 @@ TEST_F(GitRunnerTest, TracingDoesNotMixIntoTheAnswer) {
     EXPECT_EQ(runGitNow({"-C", repository, "branch", "--show-current"}).output, "main");
 }
 
+TEST_F(GitRunnerTest, TracingThatTheUserHasConfiguredDoesNotMixIntoTheAnswer) {
+    const std::string configuration = sandbox.path("traced");
+    test::writeFile(configuration, "[trace2]\nnormalTarget = 2\nperfTarget = 2\neventTarget = 2\n");
+    const ScopedVariable user("GIT_CONFIG_GLOBAL", configuration);
+    EXPECT_EQ(runGitNow({"-C", repository, "branch", "--show-current"}), (GitCommandResult{0, "main"}));
+}
+
 TEST_F(GitRunnerTest, ColoursThatTheUserWantsEverywhereDoNotReachTheAnswer) {
     sandbox.git(repository, {"config", "color.ui", "always"});
     sandbox.git(repository, {"config", "color.branch", "always"});

@@ -118,6 +118,15 @@ TEST_F(GitWorktreeCleanerTest, ARelativeRootInAWorkingDirectoryThatIsGoneFailsIn
     EXPECT_THAT(fake.commands(), IsEmpty());
 }
 
+TEST_F(GitWorktreeCleanerTest, ARelativeRegisteredPathInAWorkingDirectoryThatIsGoneIsAnother) {
+    const std::string gone = sandbox.path("gone");
+    std::filesystem::create_directory(gone);
+    const test::ScopedWorkingDirectory directory(gone);
+    std::filesystem::remove(gone);
+    fake.answer("worktree list", {0, "worktree My-App-3f2a9c1d"});
+    EXPECT_EQ(cleanUpWithFake(), GitWorktreeCleanupResult(WorktreeNotFound{worktree}));
+}
+
 TEST_F(GitWorktreeCleanerTest, APathThatIsNeitherThereNorRegisteredIsNotFound) {
     prepareWorktree();
     cleanUp();

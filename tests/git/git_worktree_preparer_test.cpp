@@ -107,6 +107,15 @@ TEST_F(GitWorktreePreparerTest, ARelativeRootInAWorkingDirectoryThatIsGoneFailsI
     EXPECT_THAT(fake.commands(), IsEmpty());
 }
 
+TEST_F(GitWorktreePreparerTest, ARelativeRegisteredPathInAWorkingDirectoryThatIsGoneIsAnother) {
+    const std::string gone = sandbox.path("gone");
+    std::filesystem::create_directory(gone);
+    const test::ScopedWorkingDirectory directory(gone);
+    std::filesystem::remove(gone);
+    fake.answer("worktree list", {0, "worktree My-App-3f2a9c1d"});
+    EXPECT_EQ(prepareWithFake(), created);
+}
+
 TEST_F(GitWorktreePreparerTest, ABranchThatExistsIsTakenUpAgain) {
     const std::string repository = sandbox.makeRepository("Acme");
     sandbox.git(repository, {"branch", branch});

@@ -34,10 +34,11 @@ TEST(AgentSpawnTest, TheStreamsAreTheTerminalWhoseMasterIsClosedInTheChild) {
 }
 
 TEST(AgentSpawnTest, TheEnvironmentIsTheRequestsAloneSortedByKey) {
-    const StartSessionRequest request{
-        .repoPath = "/repo", .launchCommand = {"codex"}, .environment = {{"B", "2"}, {"A", "1=1"}}};
+    const StartSessionRequest request{.repoPath = "/repo",
+                                      .launchCommand = {"codex"},
+                                      .environment = {{"B", "2"}, {"A-", "3"}, {"A", "1=1"}}};
     const SpawnRequest spawn = agentSpawnRequest(request, {});
-    EXPECT_EQ(spawn.environment, (Texts{"A=1=1", "B=2"}));
+    EXPECT_EQ(spawn.environment, (Texts{"A=1=1", "A-=3", "B=2"}));  // "-" lies before "="
     EXPECT_EQ(spawn.workingDirectory, "/repo");
 }
 

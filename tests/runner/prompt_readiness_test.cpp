@@ -264,6 +264,15 @@ TEST_F(PromptReadinessTest, EverySentinelMovesItsTime) {
     EXPECT_EQ(lastSentinelAt(), at(3));
 }
 
+TEST_F(PromptReadinessTest, TheEndOfAChunkThatHeldTheSentinelIsCarriedToo) {
+    output(1, "›\xE2");
+    output(2, "\x80\xBA");
+    EXPECT_EQ(lastSentinelAt(), at(2));
+    output(3, "› ");
+    output(4, "\xBA");
+    EXPECT_EQ(lastSentinelAt(), at(3));
+}
+
 TEST_F(PromptReadinessTest, StartUpLinesAreIgnoredWhenNobodyWaitsForThem) {
     use({.waitForCodexStartup = false});
     output(1, "Starting MCP servers\nmodel: loading\n›");

@@ -89,6 +89,13 @@ TEST_F(PTYProcessTest, OutputThatTranscriptsCannotTakeIsStillAnnounced) {
     EXPECT_EQ(log->kinds(), "SOX");
 }
 
+TEST_F(PTYProcessTest, TheEndOfATextThatTheTranscriptCannotTakeStillAnnouncesTheExit) {
+    request.transcriptTextPath = "/dev/full";
+    shell("printf 'a\\342\\200'");
+    EXPECT_EQ(log->wholeOutput(), "a\xE2\x80");
+    EXPECT_EQ(log->kinds(), "SOX");
+}
+
 TEST_F(PTYProcessTest, ACharacterThatNeverComesWholeIsReplacedInTheTextWhenTheSessionEnds) {
     shell("printf 'a\\342\\200'");
     EXPECT_EQ(log->wholeOutput(), "a\xE2\x80");
