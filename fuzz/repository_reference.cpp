@@ -6,7 +6,7 @@ using namespace quernlight;
 
 namespace {
 
-/// Names that came out of a normal form are in it.
+/// Made normal once more, it has not become longer.
 void checkReference(const RepositoryReference& reference) {
     const auto again = normalisedReference(reference.host, reference.owner, reference.repo);
     fuzz::require(again.host.size() <= reference.host.size(), "a normal form does not grow");

@@ -112,7 +112,9 @@ class Preserving {
     Task<void> liftFlags() {
         constexpr std::size_t mostPaths = 200;  // of one command
         const std::string entries = co_await listing("ls-files", "-v");
-        const std::vector<std::string> paths = overlookedPaths(entries);
+        const std::vector<std::string> sparse{"config", "--bool", "core.sparseCheckout"};
+        const GitCommandResult isSparse = co_await tryGitIn(worktree_.worktreePath, sparse);
+        const std::vector<std::string> paths = overlookedPaths(entries, isSparse.output == "true");
         for (std::size_t first = 0; first < paths.size(); first += mostPaths) {
             const std::size_t last = std::min(first + mostPaths, paths.size());
             for (const char* flag : {"--no-assume-unchanged", "--no-skip-worktree"}) {
@@ -124,15 +126,16 @@ class Preserving {
         }
     }
 
-    std::vector<std::string> overlookedPaths(const std::string& entries) const {
+    std::vector<std::string> overlookedPaths(const std::string& entries, bool isSparse) const {
         std::vector<std::string> paths;
         for (const std::string_view line : linesOf(entries)) {
             // "TAG PATH", see git-ls-files(1): a small letter is assumed unchanged, "S" is skipped, "s" both
             const char tag = line.empty() ? 'H' : line.front();
             const bool isSkipped = tag == 'S' || tag == 's';
             const std::string path = unquoted(line.substr(std::min<std::size_t>(2, line.size())));
-            const bool isThere = defaultFileManager().exists(worktree_.worktreePath + "/" + path);
-            if (isSkipped ? isThere : tag >= 'a' && tag <= 'z') {
+            const bool isLeftOut =
+                isSkipped && isSparse && !defaultFileManager().exists(worktree_.worktreePath + "/" + path);
+            if ((isSkipped || (tag >= 'a' && tag <= 'z')) && !isLeftOut) {
                 paths.push_back(path);
             }
         }

@@ -62,7 +62,6 @@ std::vector<FileManager::Entry> stateDatabases(const FileManager& fileManager, c
     return entries;
 }
 
-/// Opened by its absolute path, which SQLite cannot take for a URI or one of its special names.
 Connection openReadOnly(const fs::path& databaseURL) {
     try {
         return Connection(databaseURL, Connection::Access::readOnly);

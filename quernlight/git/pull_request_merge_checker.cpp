@@ -26,6 +26,10 @@ std::string describe(const RepositoryReference& repository) {
     return repository.host + "/" + repository.owner + "/" + repository.repo;
 }
 
+bool isObjectID(std::string_view text) {
+    return text.find_first_not_of("0123456789abcdef") == text.npos;
+}
+
 /// One pull request in one clone.
 class Comparison {
   public:
@@ -158,8 +162,8 @@ class Comparison {
         if (!mention.succeeded() || !newest.succeeded() || mention.output.empty()) {
             co_return true;
         }
-        const std::string_view found = linesOf(mention.output).back();  // notices stand before it
-        co_return newest.output.find(found) != newest.output.npos;
+        const std::string_view found = linesOf(mention.output).back();  // behind any notices
+        co_return isObjectID(found) && newest.output.find(found) != newest.output.npos;
     }
 
     const RepositoryGit git_;

@@ -11,7 +11,6 @@
 
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "tests/dispatch/queue_manager_fixture.hpp"
-#include "tests/support/eventually.hpp"
 
 namespace quernlight {
 namespace {

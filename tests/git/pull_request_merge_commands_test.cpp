@@ -136,6 +136,14 @@ TEST_F(MergeCommandsTest, ANoticeBeforeTheMentionsCommitDoesNotHideIt) {
     EXPECT_EQ(mergeState(), "merged");
 }
 
+TEST_F(MergeCommandsTest, ANoticeAloneIsNoMention) {
+    answerMentions("hint: old");
+    answerNewest({0, ""});
+    git.answer("log --max-count=1", {0, "hint: old"});
+    git.answer("log --max-count=250 --format=%H", {0, "hint: old\n1111"});
+    EXPECT_EQ(mergeState(), "not merged");
+}
+
 TEST(PullRequestStateTest, StatesAreEqualByCaseAndReason) {
     const PullRequestMergeState merge = PullRequestStateUnknown{"x"};
     EXPECT_EQ(merge, PullRequestMergeState(PullRequestStateUnknown{"x"}));

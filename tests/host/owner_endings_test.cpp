@@ -279,6 +279,7 @@ TEST_F(OwnerEndingsTest, OneAgentAtATimeInTheOrderOfTheList) {
 }
 
 TEST_F(OwnerEndingsTest, TwoAgentsWorkAtATimeByDefault) {
+    set("sessions.memory_floor_mib", "0");
     for (const char* bugID : {"11111111", "22222222", "33333333"}) {
         reportClearBug(bugID);
         agentDoes(bugID, "idle");

@@ -163,11 +163,16 @@ TEST_F(WorkPreserverTest, WhatGitWasToldToOverlookIsPreserved) {
 }
 
 TEST_F(WorkPreserverTest, ADeletionThatGitWasToldToOverlookIsPreserved) {
+    writeFile(worktree / "more.txt", "more\n");
+    commit("More");
+    git({"push", "--quiet", "origin", "Shop-3f2a9c1d"});
     git({"update-index", "--assume-unchanged", "fix.txt"});
+    git({"update-index", "--skip-worktree", "more.txt"});
     std::filesystem::remove(worktree / "fix.txt");
+    std::filesystem::remove(worktree / "more.txt");
     ASSERT_EQ(git({"status", "--porcelain"}), "");
     const WorkPreserved saved = preserved();
-    EXPECT_EQ(inMain({"ls-tree", "--name-only", saved.reference, "fix.txt"}), "");
+    EXPECT_EQ(inMain({"ls-tree", "--name-only", saved.reference, "fix.txt", "more.txt"}), "");
 }
 
 TEST_F(WorkPreserverTest, WhatASparseCheckoutLeavesOutIsNotDeletedAndWhatWasPutThereIsPreserved) {

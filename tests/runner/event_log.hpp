@@ -50,7 +50,7 @@ class EventLog {
         return output_;
     }
 
-    /// Waits for that too, and returns when the last of it arrived.
+    /// Waits for that too, and returns when the last output so far arrived.
     Instant dateOf(std::string_view text) {
         outputWith(text);
         return lastOutputAt_;
