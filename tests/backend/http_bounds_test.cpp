@@ -5,7 +5,6 @@
 
 #include "quernlight/backend/http_session.hpp"
 #include "tests/backend/raw_server.hpp"
-#include "tests/backend/untrusted_tls_server.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
 
@@ -19,7 +18,7 @@ using Fault = ScriptedAnswer::Fault;
 using Options = HttpSession::Options;
 using Reason = TransportError::Reason;
 
-/// What a session refuses, gives up or does not trust.
+/// What a session refuses or gives up.
 class HttpBoundsTest : public testing::Test {
   protected:
     static HttpRequest get(const std::string& url) {
@@ -138,25 +137,6 @@ TEST_F(HttpBoundsTest, AChunkedBodyThatIsCutIsATransportError) {
         writeAll(connection, "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\n01234\r\n");
     });
     EXPECT_EQ(failure(get(cutting.address())), Reason::failed);
-}
-
-TEST_F(HttpBoundsTest, ACertificateThatNobodyVouchesForIsRefused) {
-    const UntrustedTlsServer untrusted;
-    EXPECT_EQ(failure(get(untrusted.address() + "/v1/apps")), Reason::failed);
-    EXPECT_NE(message.find("certificate"), std::string::npos) << message;
-}
-
-TEST_F(HttpBoundsTest, ARedirectToACertificateThatNobodyVouchesForIsRefused) {
-    const UntrustedTlsServer untrusted;
-    server.answer({.status = 302, .headers = {{"Location", untrusted.address()}}});
-    EXPECT_EQ(failure(get(server.address())), Reason::failed);
-    EXPECT_NE(message.find("certificate"), std::string::npos) << message;
-}
-
-TEST_F(HttpBoundsTest, AServerThatSpeaksNoTLSNeverSeesTheRequest) {
-    const std::string overTLS = "https://127.0.0.1:" + std::to_string(server.port());
-    EXPECT_EQ(failure(get(overTLS), {.timeout = 200ms}), Reason::timedOut);
-    EXPECT_TRUE(server.requests().empty());
 }
 
 TEST_F(HttpBoundsTest, AnAnswerThatIsNotHTTPIsToldApartOnAConnectionThatWasUsedBefore) {

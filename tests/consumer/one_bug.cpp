@@ -75,14 +75,16 @@ StartSessionRequest sessionOf(const Host& host, const BugQueueItem& item, const 
             .transcriptTextPath = files / "transcript.txt"};
 }
 
-/// Whether the bug has its worktree; an item that gets none has failed.
-Task<bool> prepareWorktree(Host& host, const BugQueueItem& item, const GoalContext& goal) {
+/// The goal of a bug that has its worktree now; an item that gets none has failed.
+Task<std::optional<GoalContext>> prepareWorktree(Host& host, const BugQueueItem& item,
+                                                 const AppMapping& app) {
+    GoalContext goal = goalOf(host, item, app);
     const GitWorktreePrepareResult prepared = co_await host.worktrees.prepareBug(placeOf(goal));
-    const auto* failed = std::get_if<WorktreeFailed>(&prepared);
-    if (failed) {
+    if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
         co_await host.manager.markFailed(item.id, failed->message);
+        co_return std::nullopt;
     }
-    co_return !failed;
+    co_return goal;
 }
 
 CompletionPollState runOf(const BugQueueItem& item, const StartSessionResponse& started) {
@@ -125,16 +127,16 @@ Task<void> finish(Host& host, const BugQueueItem& item, const GoalContext& goal,
 
 Task<void> workOn(Host& host, QLBugSummaryDTO bug, AppMapping app) {
     const BugQueueItem item = co_await host.manager.enqueue(bug, QueueMode::manual);
-    const GoalContext goal = goalOf(host, item, app);
-    if (!co_await prepareWorktree(host, item, goal)) {
+    const auto goal = co_await prepareWorktree(host, item, app);
+    if (!goal) {
         co_return;
     }
-    co_await host.manager.markStarting(item.id, goal.sessionID);
-    auto events = host.runner.events(goal.sessionID);  // before the start, to miss nothing
-    const auto started = co_await host.runner.startSession(sessionOf(host, item, goal));
-    co_await host.manager.markRunning(item.id, goal.sessionID);
+    co_await host.manager.markStarting(item.id, goal->sessionID);
+    auto events = host.runner.events(goal->sessionID);  // before the start, to miss nothing
+    const auto started = co_await host.runner.startSession(sessionOf(host, item, *goal));
+    co_await host.manager.markRunning(item.id, goal->sessionID);
     const auto comment = co_await completionOf(host, runOf(item, started), events);
-    co_await finish(host, item, goal, comment);
+    co_await finish(host, item, *goal, comment);
 }
 
 Task<void> workOnOpenBugs(Host& host, AppMapping app) {

@@ -1,4 +1,4 @@
-#include "tests/backend/untrusted_tls_server.hpp"
+#include "tests/backend/tls_server.hpp"
 
 #include <csignal>
 #include <stdexcept>
@@ -14,12 +14,14 @@
 namespace quernlight::test {
 namespace {
 
+/// It runs in the folder of its output, whose files it serves.
 pid_t startOpenssl(std::vector<std::string> arguments, const std::filesystem::path& outputFile) {
     arguments.insert(arguments.begin(), "openssl");
     const FileDescriptor output(open(outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     return spawnProcess({.executable = "/usr/bin/openssl",
                          .arguments = std::move(arguments),
                          .environment = {"PATH=/usr/bin:/bin"},
+                         .workingDirectory = outputFile.parent_path(),
                          .streams = DescriptorStreams{.output = output.get(), .error = output.get()}});
 }
 
@@ -49,19 +51,22 @@ std::string announcedPort(const std::string& output) {
 
 }  // namespace
 
-UntrustedTlsServer::UntrustedTlsServer() {
+TlsServer::TlsServer() {
     const std::string key = directory_ / "key.pem";
-    const std::string certificate = directory_ / "certificate.pem";
     const std::string log = directory_ / "log";
-    makeCertificate(key, certificate, log);
-    process_ =
-        startOpenssl({"s_server", "-accept", "127.0.0.1:0", "-key", key, "-cert", certificate, "-www"}, log);
+    makeCertificate(key, certificate_, log);
+    process_ = startOpenssl(
+        {"s_server", "-accept", "127.0.0.1:0", "-key", key, "-cert", certificate_, "-HTTP"}, log);
     eventually([&] { return !(port_ = announcedPort(readFile(log))).empty(); });
 }
 
-UntrustedTlsServer::~UntrustedTlsServer() {
+TlsServer::~TlsServer() {
     kill(process_, SIGKILL);
     waitpid(process_, nullptr, 0);
+}
+
+void TlsServer::answer(const std::string& name, const std::string& bytes) const {
+    writeFile(directory_ / name, bytes);
 }
 
 }  // namespace quernlight::test
