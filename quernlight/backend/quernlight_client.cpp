@@ -58,7 +58,7 @@ Task<Record> load(Session session, HttpRequest request) {
 }
 
 bool wantsLogs(const BackendError& error) {
-    return error.isServer(400) && lowercased(error.body()).find("logs required") != std::string::npos;
+    return error.isServer(400) && containsIgnoringCase(error.body(), "logs required");
 }
 
 /// Reads on a thread of its own, because files may lie on a slow disk. They go into one body, so the bound of

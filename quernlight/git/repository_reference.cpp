@@ -17,18 +17,6 @@ std::string withoutSuffix(std::string text, std::string_view suffix) {
     return text.ends_with(suffix) ? text.substr(0, text.size() - suffix.size()) : text;
 }
 
-std::vector<std::string_view> nonEmptyPieces(std::string_view path) {
-    std::vector<std::string_view> pieces;
-    while (!path.empty()) {
-        const auto end = path.find('/');
-        if (const auto piece = path.substr(0, end); !piece.empty()) {
-            pieces.push_back(piece);
-        }
-        path = end == path.npos ? std::string_view() : path.substr(end + 1);
-    }
-    return pieces;
-}
-
 std::optional<RepositoryReference> parseScpStyle(std::string_view address) {
     const auto at = address.find('@');
     const auto colon = at == address.npos ? at : address.find(':', at + 1);
@@ -36,7 +24,7 @@ std::optional<RepositoryReference> parseScpStyle(std::string_view address) {
         return std::nullopt;
     }
     const std::string_view host = address.substr(at + 1, colon - at - 1);
-    const auto pieces = nonEmptyPieces(address.substr(colon + 1));
+    const auto pieces = piecesBetweenSlashes(address.substr(colon + 1));
     const bool isLocal = address.substr(0, colon).find('/') != address.npos;  // see git-clone(1)
     const bool hasNames = !isLocal && !host.empty() && pieces.size() == 2;
     return hasNames ? std::optional(normalisedReference(host, pieces[0], pieces[1])) : std::nullopt;

@@ -7,6 +7,7 @@
 #include <unicode/brkiter.h>
 #include <unicode/bytestream.h>
 #include <unicode/casemap.h>
+#include <unicode/locid.h>
 #include <unicode/uchar.h>
 #include <unicode/utext.h>
 #include <unicode/utf8.h>
@@ -49,6 +50,28 @@ bool isAscii(std::string_view text) {
 /// ASCII without a carriage return: every byte is a character of its own (CR LF is one).
 bool isOneByteACharacter(std::string_view text) {
     return isAscii(text) && text.find('\r') == std::string_view::npos;
+}
+
+icu::StringPiece pieceOf(std::string_view text) {
+    return {text.data(), static_cast<std::int32_t>(text.size())};
+}
+
+/// How ICU folds for the user's language.
+std::uint32_t foldingOptions() {
+    const std::string_view language = icu::Locale::getDefault().getLanguage();
+    return language == "tr" || language == "az" ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT;
+}
+
+std::string caseFolded(std::string_view text, std::uint32_t options) {
+    std::string folded;
+    icu::StringByteSink<std::string> sink(&folded);
+    UErrorCode status = U_ZERO_ERROR;
+    icu::CaseMap::utf8Fold(options, pieceOf(text), sink, nullptr, status);
+    if (U_FAILURE(status)) {
+        throw std::runtime_error(std::string("Unable to fold the case of text: ") + u_errorName(status) +
+                                 ".");
+    }
+    return folded;
 }
 
 /// Steps over a text by user-perceived characters.
@@ -96,12 +119,16 @@ std::string lowercased(std::string_view text) {
     std::string lowered;
     icu::StringByteSink<std::string> sink(&lowered);
     UErrorCode status = U_ZERO_ERROR;
-    icu::CaseMap::utf8ToLower("", 0, icu::StringPiece(text.data(), static_cast<std::int32_t>(text.size())),
-                              sink, nullptr, status);
+    icu::CaseMap::utf8ToLower("", 0, pieceOf(text), sink, nullptr, status);
     if (U_FAILURE(status)) {
         throw std::runtime_error(std::string("Unable to lower-case text: ") + u_errorName(status) + ".");
     }
     return lowered;
+}
+
+bool containsIgnoringCase(std::string_view text, std::string_view part) {
+    const std::uint32_t options = foldingOptions();
+    return caseFolded(text, options).find(caseFolded(part, options)) != std::string::npos;
 }
 
 std::string_view firstCharacters(std::string_view text, std::size_t count) {
@@ -177,6 +204,18 @@ std::vector<std::string_view> linesOf(std::string_view text) {
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
     return lines;
+}
+
+std::vector<std::string_view> piecesBetweenSlashes(std::string_view path) {
+    std::vector<std::string_view> pieces;
+    while (!path.empty()) {
+        const auto end = path.find('/');
+        if (const auto piece = path.substr(0, end); !piece.empty()) {
+            pieces.push_back(piece);
+        }
+        path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
+    }
+    return pieces;
 }
 
 }  // namespace quernlight

@@ -16,6 +16,11 @@ std::string_view trimmed(std::string_view text);
 /// Lower-cased by Unicode's full, language-independent mapping.
 std::string lowercased(std::string_view text);
 
+/// Whether `text` contains `part`, whatever the case of both: by Unicode's full case folding, in which the
+/// dotted and the dotless i are one letter each where the user's language is Turkish or Azerbaijani (ICU's
+/// default locale, which is that of the environment).
+bool containsIgnoringCase(std::string_view text, std::string_view part);
+
 /// The first `count` user-perceived characters (extended grapheme clusters, Unicode Annex 29), or all of a
 /// shorter text.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
@@ -40,5 +45,8 @@ bool isValidUtf8(std::string_view bytes);
 
 /// Lines between line feeds; without the empty one after a last line feed.
 std::vector<std::string_view> linesOf(std::string_view text);
+
+/// The pieces of a path between its slashes; empty ones are left out.
+std::vector<std::string_view> piecesBetweenSlashes(std::string_view path);
 
 }  // namespace quernlight

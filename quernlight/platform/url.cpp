@@ -5,6 +5,8 @@
 #include <boost/url/rfc/unreserved_chars.hpp>
 #include <boost/url/url.hpp>
 
+#include "quernlight/platform/text.hpp"
+
 namespace quernlight {
 namespace urls = boost::urls;
 namespace {
@@ -43,13 +45,11 @@ std::string Url::port() const {
     return std::string(urls::url_view(text_).port());
 }
 
+// Boost.URL's own view of segments has none for the "." of a "/./" at the start.
 std::vector<std::string> Url::pathSegments() const {
     std::vector<std::string> segments;
-    const urls::url_view view(text_);
-    for (const auto& segment : view.segments()) {
-        if (!segment.empty()) {
-            segments.emplace_back(segment.begin(), segment.end());
-        }
+    for (const std::string_view piece : piecesBetweenSlashes(urls::url_view(text_).encoded_path())) {
+        segments.push_back(urls::pct_string_view(piece).decode());
     }
     return segments;
 }

@@ -94,7 +94,7 @@ TEST_P(LogsRequiredTest, IsThrownWhenThePlaceholderDoesNotHelp) {
 
 INSTANTIATE_TEST_SUITE_P(Refusals, LogsRequiredTest,
                          testing::Values(Refusal{400, "logs required"}, Refusal{400, "Logs Required"},
-                                         Refusal{400, "LOGS REQUIRED"},
+                                         Refusal{400, "LOGS REQUIRED"}, Refusal{400, "log\u017F required"},
                                          Refusal{400, R"({"error": "logs required by this version"})"}));
 
 class LogsNotRequiredTest : public FallbackTest {};

@@ -49,6 +49,8 @@ INSTANTIATE_TEST_SUITE_P(
                     RequestCase{"https://git.example/acme/shop/pull/9223372036854775807",
                                 9223372036854775807},
                     RequestCase{"https://git.example/acme/shop/pull/9223372036854775808", 0},
+                    RequestCase{"https://git.example/./acme/shop/pull/7", 0},
+                    RequestCase{"https://git.example/acme/./pull/7", 0},
                     RequestCase{"https://git.example/acme/shop/pulls/7", 0},
                     RequestCase{"https://git.example/acme/shop/issues/7", 0},
                     RequestCase{"https://git.example/acme/shop/Pull/7", 0},

@@ -1,6 +1,7 @@
 #include "quernlight/platform/text.hpp"
 
 #include <gtest/gtest.h>
+#include <unicode/locid.h>
 
 namespace quernlight {
 namespace {
@@ -16,6 +17,49 @@ TEST(TextTest, LowerCasingIsUnicodes) {
     EXPECT_EQ(lowercased("ÀÉ IŞ ABC1"), "àé iş abc1");
     EXPECT_EQ(lowercased("ΣΑΣ"), "σας") << "a sigma at the end of a word";
 }
+
+TEST(TextTest, ATextIsFoundWhateverItsCase) {
+    EXPECT_TRUE(containsIgnoringCase("The LOGS Required.", "logs required"));
+    EXPECT_TRUE(containsIgnoringCase("STRASSE", "straße"));
+    EXPECT_TRUE(containsIgnoringCase("\xFF logs", "LOGS"));
+    EXPECT_TRUE(containsIgnoringCase("", ""));
+    EXPECT_FALSE(containsIgnoringCase("logs  required", "logs required"));
+    EXPECT_FALSE(containsIgnoringCase("", "logs"));
+}
+
+class TextLanguageTest : public testing::TestWithParam<const char*> {
+  protected:
+    TextLanguageTest() { speak(icu::Locale(GetParam())); }
+    ~TextLanguageTest() override { speak(before_); }
+
+  private:
+    static void speak(const icu::Locale& locale) {
+        UErrorCode status = U_ZERO_ERROR;
+        icu::Locale::setDefault(locale, status);
+        EXPECT_TRUE(U_SUCCESS(status));
+    }
+
+    const icu::Locale before_ = icu::Locale::getDefault();
+};
+
+class TurkicTextTest : public TextLanguageTest {};
+
+TEST_P(TurkicTextTest, TheDottedAndTheDotlessIAreTwoLettersThatBothHaveCapitals) {
+    EXPECT_TRUE(containsIgnoringCase("REQUİRED", "required"));
+    EXPECT_TRUE(containsIgnoringCase("REQUIRED", "requıred"));
+    EXPECT_FALSE(containsIgnoringCase("REQUIRED", "required"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, TurkicTextTest, testing::Values("tr_TR", "az", "tr"));
+
+class OtherTextTest : public TextLanguageTest {};
+
+TEST_P(OtherTextTest, TheCapitalOfTheDottedIHasNoDot) {
+    EXPECT_TRUE(containsIgnoringCase("REQUIRED", "required"));
+    EXPECT_FALSE(containsIgnoringCase("REQUIRED", "requıred"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Languages, OtherTextTest, testing::Values("", "en_US", "de"));
 
 TEST(TextTest, CharactersAreCountedAsPeopleSeeThem) {
     EXPECT_EQ(firstCharacters("e\u0301e\u0301x", 2), "e\u0301e\u0301");

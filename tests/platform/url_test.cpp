@@ -84,5 +84,17 @@ TEST(UrlTest, ItsPiecesCanBeAskedFor) {
     EXPECT_EQ(full.pathSegments(), (std::vector<std::string>{"Owner", "repo", "pull", "7"}));
 }
 
+TEST(UrlTest, ADotIsAPieceOfAPathLikeAnyOther) {
+    EXPECT_EQ(url("http://h/./a/./b/..").pathSegments(),
+              (std::vector<std::string>{".", "a", ".", "b", ".."}));
+    EXPECT_EQ(url("http://h/.//a").pathSegments(), (std::vector<std::string>{".", "a"}));
+    EXPECT_EQ(url("http://h/./a").appendingPath({"b"}).text(), "http://h/./a/b");
+    EXPECT_EQ(url("http://h/.").appendingPath({"b"}).text(), "http://h/./b");
+}
+
+TEST(UrlTest, APieceIsDecodedAfterThePathIsSplit) {
+    EXPECT_EQ(url("http://h/a%2Fb/c%20d").pathSegments(), (std::vector<std::string>{"a/b", "c d"}));
+}
+
 }  // namespace
 }  // namespace quernlight
