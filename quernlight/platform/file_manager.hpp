@@ -8,7 +8,8 @@ namespace quernlight {
 
 /// What the library asks of the file system. Virtual so that a test can make an operation fail that the
 /// real file system would not refuse. Every operation but the queries throws
-/// std::filesystem::filesystem_error.
+/// std::filesystem::filesystem_error. Nothing is at a path with a null character, and nothing can be put
+/// there.
 class FileManager {
   public:
     struct Entry {

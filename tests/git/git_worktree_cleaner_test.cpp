@@ -161,6 +161,16 @@ TEST_F(GitWorktreeCleanerTest, ADirectoryWithAGitDirectoryInItIsDeletedToo) {
     EXPECT_EQ(cleanUpWithFake(), removed);
     EXPECT_FALSE(isThere());
     EXPECT_TRUE(std::filesystem::exists(root));
+    EXPECT_THAT(fake.commands(),
+                ElementsAre(Arguments{"-C", request.repoPath, "worktree", "list", "--porcelain"}));
+}
+
+TEST_F(GitWorktreeCleanerTest, ARootWithANullCharacterIsNotTheDirectoryBeforeIt) {
+    test::writeFile(root + "/.git/HEAD", "ref: refs/heads/main");
+    request.worktreeRootPath += std::string("\0x", 2);
+    EXPECT_EQ(cleanUpWithFake(),
+              GitWorktreeCleanupResult(WorktreeNotFound{request.worktreeRootPath + "/My-App-3f2a9c1d"}));
+    EXPECT_TRUE(std::filesystem::exists(root + "/.git/HEAD"));
 }
 
 TEST_F(GitWorktreeCleanerTest, WhenTheListFailsNoPathCountsAsRegistered) {

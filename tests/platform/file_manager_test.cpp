@@ -42,6 +42,17 @@ TEST_F(FileManagerTest, RemovingDoesNotFollowLinks) {
     EXPECT_TRUE(files_.exists(directory_ / "kept/file"));
 }
 
+TEST_F(FileManagerTest, APathWithANullCharacterIsNotTheShorterOneBeforeIt) {
+    writeFile(directory_ / "shorter/file", "x");
+    const std::filesystem::path path = (directory_ / "shorter").string() + std::string("\0/x", 3);
+    EXPECT_FALSE(files_.exists(path));
+    EXPECT_FALSE(files_.isDirectory(path));
+    EXPECT_THROW(files_.createDirectories(path), std::filesystem::filesystem_error);
+    EXPECT_THROW(files_.removeAll(path), std::filesystem::filesystem_error);
+    EXPECT_THROW(files_.visibleEntries(path), std::filesystem::filesystem_error);
+    EXPECT_TRUE(files_.exists(directory_ / "shorter/file"));
+}
+
 TEST_F(FileManagerTest, ListsWhatIsNotHiddenWithItsModificationDate) {
     writeFile(directory_ / "seen", "");
     writeFile(directory_ / ".hidden", "");
