@@ -8,6 +8,7 @@
 #include "tests/backend/sample_answers.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
+#include "tests/support/user_language.hpp"
 
 namespace quernlight {
 namespace {
@@ -53,6 +54,7 @@ class FallbackTest : public testing::TestWithParam<Refusal> {
     const CreateBugRequest bug{
         .title = "T", .description = "D", .reporter = "R", .metadata = {{{"k", "v"}}}, .logs = "ignored"};
 
+    const ScopedUserLanguage english{"en"};
     RecordingServer server;
     QuernlightClient client{Url::parse(server.address()).value(), "secret-token",
                             std::make_shared<HttpSession>()};
@@ -111,6 +113,31 @@ INSTANTIATE_TEST_SUITE_P(Refusals, LogsNotRequiredTest,
                                          Refusal{401, "logs required"}, Refusal{403, "logs required"},
                                          Refusal{404, "logs required"}, Refusal{422, "logs required"},
                                          Refusal{500, "logs required"}));
+
+class TurkishLogsRequiredTest : public FallbackTest {};
+
+TEST_P(TurkishLogsRequiredTest, AreRecognisedByTheLettersOfThatLanguage) {
+    const ScopedUserLanguage turkish("tr");
+    refuse();
+    server.answer({.status = 201, .body = createdBugJSON()});
+    createBug();
+    EXPECT_EQ(server.requests().size(), 2U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Refusals, TurkishLogsRequiredTest,
+                         testing::Values(Refusal{400, "Logs Required"}, Refusal{400, "LOGS REQU\u0130RED"}));
+
+class TurkishLogsNotRequiredTest : public FallbackTest {};
+
+TEST_P(TurkishLogsNotRequiredTest, IsThrownAsItIs) {
+    const ScopedUserLanguage turkish("tr");
+    refuse();
+    EXPECT_EQ(failure([&] { createBug(); }), BackendError::server(GetParam().status, GetParam().body));
+    EXPECT_EQ(server.requests().size(), 1U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Refusals, TurkishLogsNotRequiredTest,
+                         testing::Values(Refusal{400, "LOGS REQUIRED"}));
 
 class StatusRefusedTest : public FallbackTest {};
 

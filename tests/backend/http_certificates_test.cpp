@@ -68,7 +68,7 @@ TEST_F(HttpCertificatesTest, AServerThatSpeaksNoTLSNeverSeesTheRequest) {
 }
 
 /// The certificate is one that the machine trusts: on one thread, which sees the machine's list of
-/// certificates replaced. Only root can do that.
+/// certificates replaced. Only root can do that, and only where "/" is a mount (in a plain chroot it is not).
 class HttpTrustedCertificateTest : public HttpCertificatesTest {
   protected:
     template <class Work>
@@ -81,7 +81,7 @@ class HttpTrustedCertificateTest : public HttpCertificatesTest {
             }
         }).join();
         if (!trusted) {
-            GTEST_SKIP() << "replacing the list of certificates needs root";
+            GTEST_SKIP() << "replacing the list of certificates needs root, and a \"/\" that is a mount";
         }
     }
 

@@ -1,7 +1,8 @@
 #include "quernlight/platform/text.hpp"
 
 #include <gtest/gtest.h>
-#include <unicode/locid.h>
+
+#include "tests/support/user_language.hpp"
 
 namespace quernlight {
 namespace {
@@ -19,6 +20,7 @@ TEST(TextTest, LowerCasingIsUnicodes) {
 }
 
 TEST(TextTest, ATextIsFoundWhateverItsCase) {
+    const test::ScopedUserLanguage english("en");
     EXPECT_TRUE(containsIgnoringCase("The LOGS Required.", "logs required"));
     EXPECT_TRUE(containsIgnoringCase("STRASSE", "straße"));
     EXPECT_TRUE(containsIgnoringCase("\xFF logs", "LOGS"));
@@ -29,17 +31,7 @@ TEST(TextTest, ATextIsFoundWhateverItsCase) {
 
 class TextLanguageTest : public testing::TestWithParam<const char*> {
   protected:
-    TextLanguageTest() { speak(icu::Locale(GetParam())); }
-    ~TextLanguageTest() override { speak(before_); }
-
-  private:
-    static void speak(const icu::Locale& locale) {
-        UErrorCode status = U_ZERO_ERROR;
-        icu::Locale::setDefault(locale, status);
-        EXPECT_TRUE(U_SUCCESS(status));
-    }
-
-    const icu::Locale before_ = icu::Locale::getDefault();
+    const test::ScopedUserLanguage language{GetParam()};
 };
 
 class TurkicTextTest : public TextLanguageTest {};
