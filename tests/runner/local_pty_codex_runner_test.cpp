@@ -154,6 +154,17 @@ TEST_F(LocalPTYCodexRunnerTest, DroppingTheRunnerEndsItsSessionsAndItsStreams) {
     EXPECT_EQ(::waitpid(pid, nullptr, WNOHANG), -1) << "the child was not reaped";
 }
 
+TEST_F(LocalPTYCodexRunnerTest, DroppingTheRunnerEndsASessionThatWasReplacedToo) {
+    EventLog log = listen();
+    const pid_t replaced = shell("printf first; read word").pid;
+    log.outputWith("first");
+    const pid_t successor = shell("printf second; read word").pid;
+    log.outputWith("second");
+    runner.reset();
+    EXPECT_EQ(::waitpid(replaced, nullptr, WNOHANG), -1) << "the replaced child was not reaped";
+    EXPECT_EQ(::waitpid(successor, nullptr, WNOHANG), -1) << "its successor was not reaped";
+}
+
 TEST_F(LocalPTYCodexRunnerTest, DroppingTheRunnerEndsAWaitForAFullTerminal) {
     EventLog log = listen();
     shell(prompt("sleep 1000"));
