@@ -146,9 +146,9 @@ class Comparison {
             co_return co_await isAmongNewest(std::move(fetched));
         }
         const std::string number = std::to_string(fetched.number);
-        const std::string messages = lowercased(newest.output);
-        co_return messages.find("(#" + number + ")") != messages.npos ||
-            messages.find("pull request #" + number) != messages.npos;
+        const std::string squash = "(#" + number + ")";
+        const std::string merge = "pull request #" + number;
+        co_return containsIgnoringCase(newest.output, squash) || containsIgnoringCase(newest.output, merge);
     }
 
     /// For messages that cannot be read, since one of them is no UTF-8: the newest mention is looked for
