@@ -2,7 +2,6 @@
 
 #include <charconv>
 #include <system_error>
-#include <vector>
 
 #include "quernlight/platform/text.hpp"
 

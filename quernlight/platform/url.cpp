@@ -2,6 +2,7 @@
 
 #include <boost/url/encode.hpp>
 #include <boost/url/parse.hpp>
+#include <boost/url/rfc/pchars.hpp>
 #include <boost/url/rfc/unreserved_chars.hpp>
 #include <boost/url/url.hpp>
 
@@ -45,7 +46,7 @@ std::string Url::port() const {
     return std::string(urls::url_view(text_).port());
 }
 
-// Boost.URL's own view of segments has none for the "." of a "/./" at the start.
+// Not by Boost.URL's view of segments, which has none for the "." of a "/./" at the start.
 std::vector<std::string> Url::pathSegments() const {
     std::vector<std::string> segments;
     for (const std::string_view piece : piecesBetweenSlashes(urls::url_view(text_).encoded_path())) {
@@ -54,17 +55,17 @@ std::vector<std::string> Url::pathSegments() const {
     return segments;
 }
 
+// As text, since Boost.URL's ways to edit a path add or take a "." where it begins with "/./".
 Url Url::appendingPath(const std::vector<std::string>& segments) const {
-    urls::url url(text_);
-    auto path = url.segments();
-    while (!path.empty() && path.back().empty()) {
-        path.pop_back();
-    }
+    std::string place = withoutQueryAndFragment().text();
+    const std::string queryAndFragment = text_.substr(place.size());
+    const std::string_view path = urls::url_view(text_).encoded_path();
+    const std::size_t slashesAtItsEnd = path.size() - (path.find_last_not_of('/') + 1);
+    place.erase(place.size() - slashesAtItsEnd);
     for (const std::string& segment : segments) {
-        path.push_back(segment);
+        place += "/" + urls::encode(segment, urls::pchars);
     }
-    url.set_path_absolute(true);
-    return Url(std::string(url.buffer()));
+    return Url(place + queryAndFragment);
 }
 
 Url Url::withoutQueryAndFragment() const {

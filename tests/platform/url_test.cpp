@@ -32,6 +32,8 @@ TEST(UrlTest, SegmentsAreAppendedWhetherOrNotTheBaseEndsInASlash) {
     EXPECT_EQ(url("http://h:8/base").appendingPath({"v1", "bugs"}).text(), "http://h:8/base/v1/bugs");
     EXPECT_EQ(url("http://h:8/base/").appendingPath({"v1", "bugs"}).text(), "http://h:8/base/v1/bugs");
     EXPECT_EQ(url("http://h:8").appendingPath({"v1"}).text(), "http://h:8/v1");
+    EXPECT_EQ(url("http://h:8/base//").appendingPath({"v1"}).text(), "http://h:8/base/v1");
+    EXPECT_EQ(url("http://h:8//").appendingPath({"v1"}).text(), "http://h:8/v1");
 }
 
 TEST(UrlTest, AppendingToThePathLeavesQueryAndFragmentAsTheyAre) {
@@ -51,6 +53,7 @@ TEST(UrlTest, WhatStandsBeforeTheAppendedSegmentsKeepsItsSpelling) {
 
 TEST(UrlTest, AnAppendedSegmentCannotBecomeTwo) {
     EXPECT_EQ(url("http://h").appendingPath({"a/b", "c d?#"}).text(), "http://h/a%2Fb/c%20d%3F%23");
+    EXPECT_EQ(url("http://h").appendingPath({"a:b@c+d", "%2F"}).text(), "http://h/a:b@c+d/%252F");
 }
 
 TEST(UrlTest, QueryItemsKeepTheirOrderAndAreEncoded) {
@@ -90,6 +93,7 @@ TEST(UrlTest, ADotIsAPieceOfAPathLikeAnyOther) {
     EXPECT_EQ(url("http://h/.//a").pathSegments(), (std::vector<std::string>{".", "a"}));
     EXPECT_EQ(url("http://h/./a").appendingPath({"b"}).text(), "http://h/./a/b");
     EXPECT_EQ(url("http://h/.").appendingPath({"b"}).text(), "http://h/./b");
+    EXPECT_EQ(url("http://h/./").appendingPath({"b"}).text(), "http://h/./b");
 }
 
 TEST(UrlTest, APieceIsDecodedAfterThePathIsSplit) {
