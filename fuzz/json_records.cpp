@@ -30,6 +30,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     isRecord |= decodes<QLCommentsResponse>(json);
     isRecord |= decodes<QLCommentDTO>(json);
     isRecord |= decodes<QLCreateBugResponse>(json);
+    isRecord |= decodes<QLCreateCommentResponse>(json);
     fuzz::require(!isRecord || decodes<JSONValue>(json), "a record is JSON");
     return 0;
 }

@@ -12,9 +12,9 @@ namespace quernlight {
 struct CreateBugRequest {
     std::string title;
     std::string description;
-    std::optional<std::string> reporter = {};
+    std::optional<std::string> reporter = {};  ///< who found it
     std::optional<std::map<std::string, std::string>> metadata = {};
-    std::optional<std::string> logs = {};
+    std::optional<std::string> logs = {};  ///< diagnostic logs as text
 
     bool operator==(const CreateBugRequest&) const = default;
 };
@@ -22,7 +22,7 @@ struct CreateBugRequest {
 /// What `QuernlightClient::createComment` sends. Optional fields that are absent are left out.
 struct CreateCommentRequest {
     std::string body;
-    std::optional<std::string> authorType = {};
+    std::optional<std::string> authorType = {};  ///< who writes, in the backend's words
     std::optional<std::map<std::string, std::string>> metadata = {};
     std::optional<Url> prURL = {};
 

@@ -46,7 +46,7 @@ struct SessionAttemptRecord {
     std::optional<Uuid> codexSessionID{};  ///< the agent's own conversation
     std::optional<std::int32_t> pid{};
     SessionAttemptState state = SessionAttemptState::created;
-    std::optional<std::int32_t> exitCode{};
+    std::optional<std::int32_t> exitCode{};  ///< 128 plus the signal's number for one that a signal ended
     Instant startedAt{};
     std::optional<Instant> lastOutputAt{};
     std::optional<Instant> endedAt{};

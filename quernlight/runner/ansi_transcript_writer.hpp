@@ -11,7 +11,7 @@ namespace quernlight {
 
 /// Keeps what one session writes to its terminal twice: exactly as received, and as readable text. Appends
 /// to files that exist; creates missing ones and their directories on the first append. Safe from any
-/// thread; both files hold the chunks in the same order.
+/// thread, on which it writes before it returns; both files hold the chunks in the same order.
 class ANSITranscriptWriter {
   public:
     ANSITranscriptWriter(std::filesystem::path ansiPath, std::filesystem::path textPath);

@@ -34,7 +34,8 @@ enum class SessionTimeoutDecision { idleTimeout, exitWithoutCompletionComment };
 std::string_view failureReason(SessionTimeoutDecision decision);
 
 /// Decides, without clock or storage of its own, whether a session has been idle for too long or has exited
-/// cleanly and failed to post its completion comment in time.
+/// cleanly and failed to post its completion comment in time. Only more time than a limit counts. The exit is
+/// looked at first, so a session to which both apply has exited. A pure function, for any thread.
 struct SessionTimeoutEvaluator {
     SessionTimeoutEvaluator() = delete;
 

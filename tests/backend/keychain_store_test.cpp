@@ -8,7 +8,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "quernlight/backend/keychain_error.hpp"
@@ -19,9 +18,6 @@
 
 namespace quernlight {
 namespace {
-
-using testing::HasSubstr;
-using testing::MatchesRegex;
 
 static_assert(!std::is_default_constructible_v<KeychainStore>, "there is no default service");
 
@@ -211,7 +207,11 @@ TEST_F(UnlockedKeychainTest, ALockedKeyringIsAnErrorThatSaysSoAndAsksNobody) {
     EXPECT_EQ(remove("admin"), locked);
 }
 
-TEST_F(KeychainStoreTest, WithoutASessionBusEveryOperationSaysSo) {
+/// Apart from the others, since the thread sanitizer can watch it: GLib's threads, of which it knows nothing,
+/// do not run here, and the timer's does.
+class NoSessionBusTest : public KeychainStoreTest {};
+
+TEST_F(NoSessionBusTest, EveryOperationSaysSo) {
     const Answer noBus{1,
                        "There is no session bus, so no secret service can be asked; log in to a session that "
                        "has one, or keep the token in a file."};
@@ -224,14 +224,22 @@ TEST_F(KeychainStoreTest, WithoutASessionBusEveryOperationSaysSo) {
 TEST_F(KeychainStoreTest, ABusWithoutASecretServiceIsAnErrorInItsOwnWords) {
     startBus();
     const Answer answer = save("admin", "secret");
-    EXPECT_EQ(answer.status, 1);
-    EXPECT_THAT(answer.text, HasSubstr("org.freedesktop.secrets"));
+    EXPECT_EQ(answer, (Answer{1, "The name org.freedesktop.secrets was not provided by any .service files"}));
+}
+
+TEST_F(KeychainStoreTest, ASecretServiceWithoutADefaultKeyringSavesNothing) {
+    startBus();
+    startDaemon("/usr/bin/gnome-keyring-daemon",
+                {"gnome-keyring-daemon", "--foreground", "--components=secrets"}, "");
+    ASSERT_TRUE(test::eventually([&] { return token("admin") == nothing; })) << token("admin").text;
+    EXPECT_EQ(save("admin", "secret"),
+              (Answer{1, "The secret service has no default keyring; make one and try again."}));
+    EXPECT_EQ(remove("admin"), done);
 }
 
 TEST_F(KeychainStoreTest, ABusThatIsNotThereIsAnError) {
     environment.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + (directory / "none").string());
-    EXPECT_EQ(token("admin").status, 1);
-    EXPECT_NE(token("admin").text, "");
+    EXPECT_EQ(token("admin"), (Answer{1, "Could not connect: No such file or directory"}));
 }
 
 TEST_F(KeychainStoreTest, ABusThatNeverAnswersIsGivenUpAfterTwentySeconds) {

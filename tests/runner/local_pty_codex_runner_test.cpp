@@ -103,10 +103,10 @@ TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter)
 }
 
 TEST_F(LocalPTYCodexRunnerTest, TheEnterComesAfterAPauseThatTheTerminalItselfMeasures) {
-    // The terminal ends a read when no byte has come for 0.2 seconds.
+    // The terminal ends a read when no byte has come for 0.3 seconds; tenths are all it can count.
     request.initialInput = "/goal first\nsecond";
     EventLog log = listen();
-    shell(prompt("stty min 255 time 2; dd bs=255 count=1 of=text 2>/dev/null; head -c 1 >enter"));
+    shell(prompt("stty min 255 time 3; dd bs=255 count=1 of=text 2>/dev/null; head -c 1 >enter"));
     log.wholeOutput();
     EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r");
     EXPECT_EQ(readFile(directory / "enter"), "\r");

@@ -80,17 +80,15 @@ TEST_F(ManySessionsTest, OfThreeHundredInARowNoDescriptorThreadOrChildIsLeft) {
     EXPECT_TRUE(eventually([&] { return openDescriptorCount() == descriptors; }));
 }
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool slowBuild = true;
-#elif defined(__has_feature)
-constexpr bool slowBuild = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
+#if defined(__has_feature)
+constexpr bool watchesThreads = __has_feature(thread_sanitizer);
 #else
-constexpr bool slowBuild = false;
+constexpr bool watchesThreads = false;
 #endif
 
 constexpr std::size_t blockSize = 1 << 20;
-/// A quarter of a gibibyte; less where sanitizers make every byte expensive.
-constexpr int blockCount = slowBuild ? 32 : 256;
+/// A quarter of a gibibyte; less where the thread sanitizer makes every byte expensive.
+constexpr int blockCount = watchesThreads ? 32 : 256;
 
 /// A mebibyte of lines of every length, some of their characters longer than a byte.
 std::string blockOfLines() {

@@ -1,16 +1,16 @@
 #include "quernlight/storage/migrations.hpp"
 #include "tests/storage/database_fixture.hpp"
+#include "tests/storage/older_layout.hpp"
 
 namespace quernlight {
 namespace {
 
+using test::collidingBugID;
+using test::longBugID;
 using test::runTask;
 using testing::ElementsAre;
 
-constexpr const char* firstLongID = "3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF";
-constexpr const char* secondLongID = "3F2A9C10-1111-2222-3333-444455556666";
-
-/// Files from the time when a bug was stored under its whole UUID.
+/// Whole ids in a file that has today's tables otherwise.
 class LongBugIDsTest : public test::DatabaseFixture {
   protected:
     void SetUp() override { migrate(); }
@@ -51,8 +51,8 @@ class LongBugIDsTest : public test::DatabaseFixture {
 };
 
 TEST_F(LongBugIDsTest, AreShortenedInTheItemItsURLAndItsAttempts) {
-    addItem("I", firstLongID);
-    addAttempt("T", firstLongID);
+    addItem("I", longBugID);
+    addAttempt("T", longBugID);
     migrate();
     EXPECT_THAT(bugIDs(), ElementsAre("3f2a9c10"));
     EXPECT_THAT(bugURLs(), ElementsAre("https://bugs.example/3f2a9c10"));
@@ -60,7 +60,7 @@ TEST_F(LongBugIDsTest, AreShortenedInTheItemItsURLAndItsAttempts) {
 }
 
 TEST_F(LongBugIDsTest, AreFoundInAURLByTheirExactLetters) {
-    addItem("I", firstLongID, std::string("https://bugs.example/") + firstLongID + "?again=" + firstLongID);
+    addItem("I", longBugID, std::string("https://bugs.example/") + longBugID + "?again=" + longBugID);
     addItem("J", "ABCDEF12-AAAA-BBBB-CCCC-DDDDEEEEFFFF",
             "https://bugs.example/abcdef12-aaaa-bbbb-cccc-ddddeeeeffff");
     addItem("K", "00000000-AAAA-BBBB-CCCC-DDDDEEEEFFFF", "https://bugs.example/");
@@ -71,32 +71,32 @@ TEST_F(LongBugIDsTest, AreFoundInAURLByTheirExactLetters) {
 }
 
 TEST_F(LongBugIDsTest, OfTwoWithOneShortFormTheSecondStaysLongButForItsURL) {
-    addItem("I", firstLongID);
-    addItem("J", secondLongID);
+    addItem("I", longBugID);
+    addItem("J", collidingBugID);
     migrate();
-    EXPECT_THAT(bugIDs(), ElementsAre("3f2a9c10", secondLongID));
+    EXPECT_THAT(bugIDs(), ElementsAre("3f2a9c10", collidingBugID));
     EXPECT_THAT(bugURLs(), ElementsAre("https://bugs.example/3f2a9c10", "https://bugs.example/3f2a9c10"));
 }
 
 TEST_F(LongBugIDsTest, WhoseShortFormIsTakenStayLong) {
-    addItem("I", firstLongID);
+    addItem("I", longBugID);
     addItem("J", "3f2a9c10");
     migrate();
-    EXPECT_THAT(bugIDs(), ElementsAre(firstLongID, "3f2a9c10"));
+    EXPECT_THAT(bugIDs(), ElementsAre(longBugID, "3f2a9c10"));
 }
 
 TEST_F(LongBugIDsTest, OfAttemptsAreShortenedEvenWhereTheItemKeepsItsOwn) {
-    addItem("I", firstLongID);
-    addItem("J", secondLongID);
-    addAttempt("T", firstLongID);
-    addAttempt("U", secondLongID);
+    addItem("I", longBugID);
+    addItem("J", collidingBugID);
+    addAttempt("T", longBugID);
+    addAttempt("U", collidingBugID);
     migrate();
     EXPECT_THAT(column("session_attempts", "bug_id"), ElementsAre("3f2a9c10", "3f2a9c10"));
 }
 
 TEST_F(LongBugIDsTest, ThatCollideAreLeftAsTheyAreByASecondRun) {
-    addItem("I", firstLongID);
-    addItem("J", secondLongID);
+    addItem("I", longBugID);
+    addItem("J", collidingBugID);
     migrate();
     const auto once = rows("SELECT * FROM queue_items");
     migrate();

@@ -85,10 +85,11 @@ void addItems(Statements& statements, const OlderLayout& layout) {
         "status, priority, active_session_id, error_message, created_at, added_at, started_at, "
         "completed_at, cancelled_at) VALUES ";
     add(statements, true,
-        {insert + "('I', '3f2a9c10', 'A', 'Lantern', 'b', 'First', 'https://bugs.example/3f2a9c10', 0, "
-                  "'running', 1, 'S', NULL, 'c1', 'a1', 's1', NULL, NULL)",
-         insert + "('J', 'ab1', 'A', 'Lantern', 'b', 'Second', 'https://bugs.example/ab1', 4, 'failed', 0, "
-                  "NULL, 'went quiet', 'c2', 'a2', 's2', 'e2', 'x2')"});
+        {insert + "('I', '" + layout.firstBugID + "', 'A', 'Lantern', 'b', 'First', 'https://bugs.example/" +
+             layout.firstBugID + "', 0, 'running', 1, 'S', NULL, 'c1', 'a1', 's1', NULL, NULL)",
+         insert + "('J', '" + layout.secondBugID +
+             "', 'A', 'Lantern', 'b', 'Second', 'https://bugs.example/" + layout.secondBugID +
+             "', 4, 'failed', 0, NULL, 'went quiet', 'c2', 'a2', 's2', 'e2', 'x2')"});
     add(statements, layout.itemsHaveQueueMode, {"UPDATE queue_items SET queue_mode = 'manual'"});
     add(statements, layout.itemsHaveGoalFlow, {"UPDATE queue_items SET goal_flow = 'address_review'"});
     add(statements, layout.itemsHaveConversation, {"UPDATE queue_items SET codex_session_id = 'C'"});
@@ -101,10 +102,13 @@ void addAttempts(Statements& statements, const OlderLayout& layout) {
         "pid, state, exit_code, started_at, last_output_at, ended_at, completion_comment_id, "
         "completion_comment_created_at) VALUES ";
     add(statements, true,
-        {insert + "('T', 'I', 1, '3f2a9c10', '/r', '/w', '/a', '/t', 'goal', 'marker', 7, 'failed', 3, "
-                  "'s1', 'l1', 'e1', 'M', 'm1')",
-         insert + "('U', 'I', 2, '3f2a9c10', '/r', NULL, '/a', '/t', 'goal', 'marker', NULL, 'created', "
-                  "NULL, 's2', NULL, NULL, NULL, NULL)"});
+        {insert + "('T', 'I', 1, '" + layout.firstBugID +
+             "', '/r', '/w', '/a', '/t', 'goal', 'marker', 7, 'failed', 3, 's1', 'l1', 'e1', 'M', 'm1')",
+         insert + "('U', 'I', 2, '" + layout.firstBugID +
+             "', '/r', NULL, '/a', '/t', 'goal', 'marker', NULL, 'created', NULL, 's2', NULL, NULL, NULL, "
+             "NULL)",
+         insert + "('V', 'J', 1, '" + layout.secondBugID +
+             "', '/r', NULL, '/a', '/t', 'goal', 'marker', NULL, 'exited', 0, 's3', NULL, 'e3', NULL, NULL)"});
     add(statements, layout.attemptsHaveConversation, {"UPDATE session_attempts SET codex_session_id = 'C'"});
     add(statements, layout.attemptsHaveFailureReason,
         {"UPDATE session_attempts SET failure_reason = 'why' WHERE id = 'T'"});
@@ -122,6 +126,21 @@ void addRows(Statements& statements, const OlderLayout& layout) {
     add(statements, layout.hasEventsAndSettings,
         {"INSERT INTO queue_events VALUES ('E', 'I', 'S', 'enqueued', 'Added.', '{}', 'c')",
          "INSERT INTO settings VALUES ('k', 'v', 'u')"});
+}
+
+OlderLayout oldestLayout(const std::string& name, const std::string& firstBugID,
+                         const std::string& secondBugID) {
+    return {.name = name,
+            .mappingsHaveWorktreeRoot = false,
+            .itemsHaveQueueMode = false,
+            .itemsHaveConversation = false,
+            .itemsHaveGoalFlow = false,
+            .attemptsHaveConversation = false,
+            .attemptsRequireAnItem = true,
+            .hasEventsAndSettings = false,
+            .hasIndexes = false,
+            .firstBugID = firstBugID,
+            .secondBugID = secondBugID};
 }
 
 }  // namespace
@@ -151,15 +170,11 @@ std::vector<OlderLayout> allOlderLayouts() {
          .attemptsRequireAnItem = true},
         {.name = "WithoutEventsAndSettings", .hasEventsAndSettings = false},
         {.name = "WithoutIndexes", .hasIndexes = false},
-        {.name = "Oldest",
-         .mappingsHaveWorktreeRoot = false,
-         .itemsHaveQueueMode = false,
-         .itemsHaveConversation = false,
-         .itemsHaveGoalFlow = false,
-         .attemptsHaveConversation = false,
-         .attemptsRequireAnItem = true,
-         .hasEventsAndSettings = false,
-         .hasIndexes = false},
+        oldestLayout("Oldest", "3f2a9c10", "ab1"),
+        {.name = "LongBugIDs", .firstBugID = longBugID, .secondBugID = otherLongBugID},
+        {.name = "CollidingBugIDs", .firstBugID = longBugID, .secondBugID = collidingBugID},
+        oldestLayout("OldestWithLongBugIDs", longBugID, otherLongBugID),
+        oldestLayout("OldestWithCollidingBugIDs", longBugID, collidingBugID),
     };
 }
 

@@ -20,7 +20,14 @@ struct OlderLayout {
     bool attemptsHaveFailureReason = true;  ///< no version lacked it; a file that does cannot be rebuilt
     bool hasEventsAndSettings = true;
     bool hasIndexes = true;
+    std::string firstBugID = "3f2a9c10";  ///< of both items; at first a bug was stored under its whole UUID
+    std::string secondBugID = "ab1";
 };
+
+/// Whole ids, of which the first and the third have the short form 3f2a9c10 and the second has abcdef12.
+inline constexpr const char* longBugID = "3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF";
+inline constexpr const char* otherLongBugID = "ABCDEF12-AAAA-BBBB-CCCC-DDDDEEEEFFFF";
+inline constexpr const char* collidingBugID = "3F2A9C10-1111-2222-3333-444455556666";
 
 /// How a failing test shows a layout.
 inline void PrintTo(const OlderLayout& layout, std::ostream* out) {
