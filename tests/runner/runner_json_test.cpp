@@ -32,8 +32,9 @@ bool isRefused(std::string_view text) {
     }
 }
 
+const std::string session = R"("sessionID":")" + sessionText + R"(","date":"2026-03-04T05:06:07.890Z")";
+
 TEST(RunnerJSONTest, AnEventIsAnObjectWithItsCaseAsTheOnlyKey) {
-    const std::string session = R"("sessionID":")" + sessionText + R"(","date":"2026-03-04T05:06:07.890Z")";
     expectForm(RunnerEvent(RunnerEvent::Started{sessionID, 42, date}),
                R"({"started":{"pid":42,)" + session + "}}");
     expectForm(RunnerEvent(RunnerEvent::Output{sessionID, std::string("\x1B[m\0\xFF", 5), date}),
@@ -46,9 +47,10 @@ TEST(RunnerJSONTest, AnEventIsAnObjectWithItsCaseAsTheOnlyKey) {
 
 TEST(RunnerJSONTest, ObjectsThatAreNoEventAreRefused) {
     EXPECT_TRUE(isRefused<RunnerEvent>("{}"));
-    EXPECT_TRUE(isRefused<RunnerEvent>(R"({"stopped":{}})"));
+    EXPECT_TRUE(isRefused<RunnerEvent>(R"({"stopped":{)" + session + "}}"));
+    EXPECT_TRUE(isRefused<RunnerEvent>(R"({"started":{)" + session + "}}"));
     EXPECT_TRUE(isRefused<RunnerEvent>(R"({"started":{"pid":1}})"));
-    EXPECT_TRUE(isRefused<RunnerEvent>(R"({"started":{},"exited":{}})"));
+    EXPECT_TRUE(isRefused<RunnerEvent>(R"({"started":{"pid":1,)" + session + R"(},"exited":{}})"));
     EXPECT_TRUE(isRefused<RunnerEvent>("[]"));
 }
 

@@ -1,0 +1,37 @@
+#include "quernlight/platform/failure_report.hpp"
+
+#include <stdexcept>
+
+#include <boost/asio/error.hpp>
+#include <boost/system/system_error.hpp>
+#include <gtest/gtest.h>
+
+namespace quernlight {
+namespace {
+
+/// What is written to standard error about an exception.
+template <class Failure>
+std::string reportOf(const Failure& failure) {
+    testing::internal::CaptureStderr();
+    reportFailure("reader", std::make_exception_ptr(failure));
+    return testing::internal::GetCapturedStderr();
+}
+
+TEST(FailureReportTest, NamesTheWorkAndSaysWhatHappened) {
+    EXPECT_EQ(reportOf(std::runtime_error("no such thing")), "reader: no such thing\n");
+    const boost::system::error_code broken = boost::asio::error::broken_pipe;
+    EXPECT_EQ(reportOf(boost::system::system_error(broken, "write")),
+              std::string("reader: ") + boost::system::system_error(broken, "write").what() + "\n");
+    EXPECT_EQ(reportOf(7), "reader: an exception of an unknown kind\n");
+}
+
+TEST(FailureReportTest, SaysNothingOfWorkThatWasCancelledOrEndedWell) {
+    const boost::system::error_code cancelled = boost::asio::error::operation_aborted;
+    EXPECT_EQ(reportOf(boost::system::system_error(cancelled)), "");
+    testing::internal::CaptureStderr();
+    reportFailure("reader", nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+}  // namespace
+}  // namespace quernlight
