@@ -1,9 +1,11 @@
 #include "quernlight/runner/initial_input_observer.hpp"
 
 #include <atomic>
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 
+#include "quernlight/runner/initial_prompt_send_plan.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
 
 namespace quernlight {
@@ -15,10 +17,14 @@ using namespace test;
 class NotingObserver final : public InitialInputObserver {
   public:
     void waiting(Uuid sessionID) override { note("waiting", sessionID); }
-    void typed(Uuid sessionID) override { note("typed", sessionID); }
+    void typed(Uuid sessionID) override {
+        typingTook = std::chrono::steady_clock::now() - typingBegan_;
+        note("typed", sessionID);
+    }
     void gaveUp(Uuid sessionID, std::string reason) override { note("gave up: " + reason, sessionID); }
     Task<void> aboutToType(Uuid sessionID) override {
         aboutToTypeAt = currentInstant();
+        typingBegan_ = std::chrono::steady_clock::now();
         note("about to type", sessionID);
         if (refusal) {
             throw std::runtime_error(*refusal);
@@ -40,6 +46,7 @@ class NotingObserver final : public InitialInputObserver {
     bool holdsUp = false;
     AsyncSignal agreed;
     std::atomic<Instant> aboutToTypeAt = Instant{};  ///< the epoch: not yet
+    std::atomic<std::chrono::steady_clock::duration> typingTook{};
 
   private:
     void note(const std::string& text, const Uuid& sessionID) {
@@ -48,6 +55,7 @@ class NotingObserver final : public InitialInputObserver {
     }
 
     EventStream<std::string> notes_;
+    std::chrono::steady_clock::time_point typingBegan_{};  // only on the runner's thread
 };
 
 class InitialInputObserverTest : public CodexRunnerFixture {
@@ -93,6 +101,20 @@ TEST_F(InitialInputObserverTest, AnInputIsNotTypedWhileTheAgentSaysThatItStartsU
     log.wholeOutput();
     const Instant typedAt = observer.aboutToTypeAt;
     EXPECT_TRUE(typedAt == Instant{} || typedAt - startingAt >= std::chrono::seconds(8));
+}
+
+// A pause can only seem longer on a busy machine. What the child sees of it would be shorter there, where it
+// is late to look.
+TEST_F(InitialInputObserverTest, BetweenTheTextAndItsEnterIsAPause) {
+    request.initialInput = "/goal first\nsecond";
+    EventLog log = listen();
+    shell(prompt("head -c 20 >text"));
+    EXPECT_EQ(observer.next(), "waiting");
+    EXPECT_EQ(observer.next(), "about to type");
+    EXPECT_EQ(observer.next(), "typed");
+    EXPECT_GE(observer.typingTook.load(), InitialPromptSendPlan::pauseBetweenChunks);
+    log.wholeOutput();
+    EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r\r");
 }
 
 TEST_F(InitialInputObserverTest, ASessionWithoutInitialInputIsNotSpokenOf) {

@@ -102,16 +102,6 @@ TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter)
     EXPECT_EQ(readFile(directory / "next"), "x");
 }
 
-TEST_F(LocalPTYCodexRunnerTest, TheEnterComesAfterAPauseThatTheTerminalItselfMeasures) {
-    // The terminal ends a read when no byte has come for 0.3 seconds; tenths are all it can count.
-    request.initialInput = "/goal first\nsecond";
-    EventLog log = listen();
-    shell(prompt("stty min 255 time 3; dd bs=255 count=1 of=text 2>/dev/null; head -c 1 >enter"));
-    log.wholeOutput();
-    EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r");
-    EXPECT_EQ(readFile(directory / "enter"), "\r");
-}
-
 TEST_F(LocalPTYCodexRunnerTest, EveryEventCarriesTheTimeAtWhichItHappened) {
     auto stream = runner->events(sessionID);
     const Instant before = currentInstant();
