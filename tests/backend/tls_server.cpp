@@ -14,7 +14,7 @@
 namespace quernlight::test {
 namespace {
 
-/// It runs in the folder of its output, whose files it serves.
+/// openssl in the folder of its output, whose files its server serves.
 pid_t startOpenssl(std::vector<std::string> arguments, const std::filesystem::path& outputFile) {
     arguments.insert(arguments.begin(), "openssl");
     const FileDescriptor output(open(outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));

@@ -20,7 +20,7 @@ struct OlderLayout {
     bool attemptsHaveFailureReason = true;  ///< no version lacked it; a file that does cannot be rebuilt
     bool hasEventsAndSettings = true;
     bool hasIndexes = true;
-    std::string firstBugID = "3f2a9c10";  ///< of both items; at first a bug was stored under its whole UUID
+    std::string firstBugID = "3f2a9c10";  ///< the first item's; early versions stored whole UUIDs
     std::string secondBugID = "ab1";
 };
 
