@@ -1,5 +1,6 @@
 #include "quernlight/backend/curl_transfer.hpp"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -117,13 +118,31 @@ void CurlTransfer::addHeader(const std::string& line) {
     headers_.reset(longer);
 }
 
+CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
+    return std::min(lastProgress_ + options_.timeout, totalDeadline());
+}
+
+/// A large body may take its time on a slow line; a few bytes now and then may not.
+CurlTransfer::Clock::time_point CurlTransfer::totalDeadline() const {
+    const std::chrono::duration<double> earned(
+        static_cast<double>(transferred_) /
+        static_cast<double>(std::max<std::size_t>(options_.leastRate, 1)));
+    return begun_ + options_.totalTimeout + std::chrono::duration_cast<Clock::duration>(earned);
+}
+
 HttpResponse CurlTransfer::finish(CURLcode code) {
     if (code != CURLE_OK) {
         throw failure(code);
     }
     long status = 0;
     curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
-    return {static_cast<int>(status), std::move(body_)};
+    HttpResponse response{static_cast<int>(status), std::move(body_)};
+    curl_off_t pause = 0;
+    curl_easy_getinfo(handle_.get(), CURLINFO_RETRY_AFTER, &pause);
+    if (pause > 0) {
+        response.retryAfter = std::chrono::seconds(pause);
+    }
+    return response;
 }
 
 TransportError CurlTransfer::failure(CURLcode code) const {
@@ -145,8 +164,12 @@ TransportError CurlTransfer::failure(CURLcode code) const {
 }
 
 TransportError CurlTransfer::timeoutError() const {
+    const bool isStuck = lastProgress_ + options_.timeout <= totalDeadline();
     return {TransportError::Reason::timedOut,
-            "The HTTP request timed out: no progress for " + durationText(options_.timeout) + "."};
+            "The HTTP request timed out: " +
+                (isStuck ? "no progress for " + durationText(options_.timeout)
+                         : "it took longer than " + durationText(options_.totalTimeout)) +
+                "."};
 }
 
 std::size_t CurlTransfer::onBody(const char* bytes, std::size_t size, std::size_t count, void* transfer) {

@@ -26,7 +26,7 @@ class CurlTransfer {
     CURL* handle() const { return handle_.get(); }
 
     /// When the transfer has timed out, unless there is progress until then.
-    Clock::time_point deadline() const { return lastProgress_ + options_.timeout; }
+    Clock::time_point deadline() const;
 
     /// The answer of a transfer that libcurl has ended with `code`. Throws `TransportError`.
     HttpResponse finish(CURLcode code);
@@ -42,6 +42,7 @@ class CurlTransfer {
         void operator()(curl_slist* list) const { curl_slist_free_all(list); }
     };
 
+    Clock::time_point totalDeadline() const;
     void configureConnection(const std::string& directHosts);
     void configureRequest();
     void configureCallbacks();
@@ -58,7 +59,8 @@ class CurlTransfer {
     std::array<char, CURL_ERROR_SIZE> message_{};
     std::unique_ptr<CURL, EasyCleanup> handle_;
     std::unique_ptr<curl_slist, ListCleanup> headers_;
-    Clock::time_point lastProgress_ = Clock::now();
+    const Clock::time_point begun_ = Clock::now();
+    Clock::time_point lastProgress_ = begun_;
     curl_off_t transferred_ = 0;  // bytes in both directions when there was progress last
     std::string body_;
     bool awaitsAnswer_ = false;  // a request is on its way, and nothing of an HTTP answer has come yet

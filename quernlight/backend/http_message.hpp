@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,7 +29,8 @@ struct HttpRequest {
 /// A complete answer of any status, after redirects.
 struct HttpResponse {
     int status = 0;
-    std::string body;  // bytes, decompressed
+    std::string body;                                     // bytes, decompressed
+    std::optional<std::chrono::seconds> retryAfter = {};  // what "Retry-After" asks for, also as a date
 
     bool operator==(const HttpResponse&) const = default;
 };

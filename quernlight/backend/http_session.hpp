@@ -21,9 +21,11 @@ namespace quernlight {
 class HttpSession {
   public:
     struct Options {
-        std::chrono::milliseconds timeout = std::chrono::seconds(60);  // without any progress
-        std::size_t maximumRequestSize = 64 * 1024 * 1024;             // bytes of a body
-        std::size_t maximumAnswerSize = 64 * 1024 * 1024;              // bytes of a body, after decompression
+        std::chrono::milliseconds timeout = std::chrono::seconds(60);        // without any progress
+        std::chrono::milliseconds totalTimeout = std::chrono::seconds(120);  // in all, ...
+        std::size_t leastRate = 16 * 1024;  // ... and a second more for each so many bytes transferred
+        std::size_t maximumRequestSize = 64 * 1024 * 1024;  // bytes of a body
+        std::size_t maximumAnswerSize = 64 * 1024 * 1024;   // bytes of a body, after decompression
     };
 
     HttpSession();

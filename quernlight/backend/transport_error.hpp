@@ -6,13 +6,13 @@
 namespace quernlight {
 
 /// A request that got no complete HTTP answer: no connection, a certificate that is not trusted, a cut body,
-/// no progress for too long, a body beyond the bound. `what()` is one sentence; it holds no header of the
-/// request.
+/// no progress for too long or too little of it, a body beyond the bound. `what()` is one sentence; it holds
+/// no header of the request.
 class TransportError : public std::runtime_error {
   public:
     enum class Reason {
         failed,             // what the HTTP library says in the message
-        timedOut,           // no progress within the session's time-out
+        timedOut,           // no progress within the session's time-out, or no end within its total one
         requestTooLarge,    // refused before sending: the body is larger than the session's bound
         answerTooLarge,     // the body is larger than the session's bound
         notHTTP,            // the other side does not speak HTTP

@@ -1,6 +1,8 @@
 #include <chrono>
 #include <thread>
 
+#include <sys/socket.h>
+
 #include <gtest/gtest.h>
 
 #include "quernlight/backend/http_session.hpp"
@@ -58,6 +60,7 @@ class HttpBoundsTest : public testing::Test {
 TEST_F(HttpBoundsTest, ByDefaultAMinuteWithoutProgressIsTheTimeoutAndBodiesEndAt64MiB) {
     const Options options;
     EXPECT_EQ(options.timeout, 60s);
+    EXPECT_EQ(options.totalTimeout, 120s);
     EXPECT_EQ(options.maximumRequestSize, 67'108'864U);
     EXPECT_EQ(options.maximumAnswerSize, 67'108'864U);
 }
@@ -89,8 +92,31 @@ TEST_F(HttpBoundsTest, TheBoundOfAnAnswerHoldsForWhatIsDecompressed) {
     EXPECT_EQ(message, "The answer is larger than 999 bytes.");
 }
 
-// Slow networks deliver a large answer over more than the time-out.
-TEST_F(HttpBoundsTest, AnAnswerThatKeepsComingDoesNotTimeOutHoweverLongItTakes) {
+TEST_F(HttpBoundsTest, AnAnswerThatTricklesEndsThoughThereIsProgress) {
+    RawServer trickling([](int connection) {
+        writeAll(connection, "HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
+        while (send(connection, "x", 1, MSG_NOSIGNAL) == 1) {
+            std::this_thread::sleep_for(10ms);
+        }
+    });
+    EXPECT_EQ(failure(get(trickling.address()), {.timeout = 60s, .totalTimeout = 300ms}), Reason::timedOut);
+    EXPECT_EQ(message, "The HTTP request timed out: it took longer than 300 milliseconds.");
+}
+
+TEST_F(HttpBoundsTest, ALargeAnswerThatComesFastEnoughMayTakeLonger) {
+    RawServer busy([](int connection) {
+        writeAll(connection, "HTTP/1.1 200 OK\r\nContent-Length: 400000\r\n\r\n");
+        for (int part = 0; part < 8; ++part) {
+            std::this_thread::sleep_for(100ms);
+            writeAll(connection, std::string(50'000, 'x'));
+        }
+    });
+    HttpSession session(Options{.timeout = 60s, .totalTimeout = 200ms, .leastRate = 1000});
+    EXPECT_EQ(runTask(session.send(get(busy.address()))).body.size(), 400'000U);
+}
+
+// Slow networks deliver a large answer over more than the time-out without progress.
+TEST_F(HttpBoundsTest, AnAnswerThatKeepsComingDoesNotTimeOutWithinTheTotalLimit) {
     RawServer slow([](int connection) {
         writeAll(connection, "HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\n");
         for (int part = 0; part < 8; ++part) {

@@ -257,5 +257,16 @@ TEST_F(HttpSessionTest, ManyRequestsFromManyThreadsAreAllAnswered) {
     pool.join();
 }
 
+TEST_F(HttpSessionTest, ThePauseThatAnAnswerAsksForIsHandedOn) {
+    server.answer({.status = 503, .headers = {{"Retry-After", "120"}}});
+    server.answer({.status = 429, .headers = {{"Retry-After", "Fri, 31 Dec 2100 23:59:59 GMT"}}});
+    server.answer({.status = 503, .headers = {{"Retry-After", "soon"}}});
+    server.answer({.status = 503});
+    EXPECT_EQ(send(request("/v1/apps")).retryAfter, std::chrono::seconds(120));
+    EXPECT_GT(send(request("/v1/apps")).retryAfter, std::chrono::hours(1));
+    EXPECT_EQ(send(request("/v1/apps")).retryAfter, std::nullopt);
+    EXPECT_EQ(send(request("/v1/apps")).retryAfter, std::nullopt);
+}
+
 }  // namespace
 }  // namespace quernlight
