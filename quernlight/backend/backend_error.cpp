@@ -4,11 +4,13 @@
 
 namespace quernlight {
 
-BackendError BackendError::server(int status, std::string body) {
+BackendError BackendError::server(int status, std::string body,
+                                  std::optional<std::chrono::seconds> retryAfter) {
     const std::string message = "The backend returned HTTP " + std::to_string(status);
     BackendError error(Case::server, body.empty() ? message : message + ": " + body);
     error.status_ = status;
     error.body_ = std::move(body);
+    error.retryAfter_ = retryAfter;
     return error;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
@@ -11,8 +13,9 @@ class BackendError : public std::runtime_error {
   public:
     enum class Case { server, invalidURL, invalidResponse };
 
-    /// The backend answered with an HTTP status outside 200 to 299.
-    static BackendError server(int status, std::string body);
+    /// The backend answered with an HTTP status outside 200 to 299, and asked for so long a pause (if any).
+    static BackendError server(int status, std::string body,
+                               std::optional<std::chrono::seconds> retryAfter = std::nullopt);
 
     /// No URL can be formed from the base URL and the arguments.
     static BackendError invalidURL();
@@ -29,6 +32,10 @@ class BackendError : public std::runtime_error {
     /// Whether the backend answered with exactly this HTTP status.
     bool isServer(int status) const { return which_ == Case::server && status_ == status; }
 
+    /// How long, from the answer on, the backend wants to be left alone; nothing when it did not say. Plays
+    /// no part when errors are compared.
+    const std::optional<std::chrono::seconds>& retryAfter() const { return retryAfter_; }
+
     bool operator==(const BackendError& other) const {
         return which_ == other.which_ && status_ == other.status_ && body_ == other.body_;
     }
@@ -39,6 +46,7 @@ class BackendError : public std::runtime_error {
     Case which_;
     int status_ = 0;
     std::string body_;
+    std::optional<std::chrono::seconds> retryAfter_;
 };
 
 }  // namespace quernlight

@@ -46,7 +46,7 @@ Task<HttpResponse> exchange(Session session, HttpRequest request) {
 Task<std::string> send(Session session, HttpRequest request) {
     HttpResponse response = co_await exchange(std::move(session), std::move(request));
     if (response.status < 200 || response.status > 299) {
-        throw BackendError::server(response.status, validUtf8(response.body));
+        throw BackendError::server(response.status, validUtf8(response.body), response.retryAfter);
     }
     co_return std::move(response.body);
 }
@@ -115,6 +115,21 @@ Task<QLBugDetailResponse> QuernlightClient::fetchBugDetail(std::string id) const
 Task<std::vector<QLCommentDTO>> QuernlightClient::fetchComments(std::string bugID) const {
     auto response = co_await load<QLCommentsResponse>(session_, requests().comments(bugID));
     co_return std::move(response.comments);
+}
+
+Task<ReadableList<QLBugSummaryDTO>> QuernlightClient::fetchReadableBugs(std::string status, int limit) const {
+    const std::string body = co_await send(session_, requests().bugs(status, limit));
+    co_return QuernlightDecoder::make().decodeReadableBugs(body);
+}
+
+Task<ReadableList<QLCommentDTO>> QuernlightClient::fetchReadableComments(std::string bugID) const {
+    const std::string body = co_await send(session_, requests().comments(bugID));
+    co_return QuernlightDecoder::make().decodeReadableComments(body);
+}
+
+Task<std::optional<Url>> QuernlightClient::fetchPullRequestURL(std::string id) const {
+    const std::string body = co_await send(session_, requests().bugDetail(id));
+    co_return QuernlightDecoder::make().decodePullRequestURL(body);
 }
 
 Task<QLBugDetailResponse> QuernlightClient::fetchBugDetailWithServerComments(std::string id) const {

@@ -8,6 +8,7 @@
 
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/http_session.hpp"
+#include "quernlight/backend/readable_list.hpp"
 #include "quernlight/backend/records.hpp"
 #include "quernlight/backend/request_bodies.hpp"
 #include "quernlight/platform/task.hpp"
@@ -53,6 +54,15 @@ class QuernlightClient {
 
     /// In the order in which the backend has them.
     Task<std::vector<QLCommentDTO>> fetchComments(std::string bugID) const;
+
+    // The same for hosts that must go on when a record cannot be read: it is left out, and said which it is.
+
+    /// The bugs in `status`, one request, in the order in which the backend has them.
+    Task<ReadableList<QLBugSummaryDTO>> fetchReadableBugs(std::string status, int limit) const;
+    Task<ReadableList<QLCommentDTO>> fetchReadableComments(std::string bugID) const;
+
+    /// The link of `fetchBugDetail`, whatever else of the bug can be read.
+    Task<std::optional<Url>> fetchPullRequestURL(std::string id) const;
 
     /// The bug with the comments of the comments endpoint; both requests run at once. Fails when either does.
     Task<QLBugDetailResponse> fetchBugDetailWithServerComments(std::string id) const;

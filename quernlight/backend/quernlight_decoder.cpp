@@ -110,6 +110,67 @@ static void read(const JSONNode& node, QLCreateBugResponse& response) {
     keys.required("attachments_count", response.attachmentsCount);
 }
 
+/// The id as far as it is one; nothing else of the element counts.
+static std::optional<std::string> idOf(const json::value& element) {
+    const json::object* object = element.if_object();
+    const json::value* id = object ? object->if_contains("id") : nullptr;
+    const json::string* text = id ? id->if_string() : nullptr;
+    return text ? std::optional(std::string(text->data(), text->size())) : std::nullopt;
+}
+
+/// What of `path` lies below the record, without the point between them.
+static std::string fieldOf(const std::string& path, std::string_view record) {
+    return path.size() > record.size() ? path.substr(record.size() + 1) : "";
+}
+
+/// The elements of an array as they stand in the answer.
+struct Elements {
+    const json::array* values = nullptr;
+};
+
+static void read(const JSONNode& node, Elements& elements) {
+    if (!node.value().is_array()) {
+        node.failExpected("an array");
+    }
+    elements.values = &node.value().get_array();
+}
+
+/// Where a list stands, and what its elements are.
+struct ListPlace {
+    std::string_view answer;
+    std::string_view key;
+    std::string_view record;
+};
+
+/// What is said of an element does not name its place, which differs from one answer to the next.
+template <class Record>
+static ReadableList<Record> readable(const json::value& value, const ListPlace& place) {
+    Elements elements;
+    RecordReader(JSONNode(value, place.answer), place.answer).required(place.key, elements);
+    ReadableList<Record> list;
+    for (const json::value& element : *elements.values) {
+        Record record;
+        try {
+            read(JSONNode(element, place.record), record);
+            list.records.push_back(std::move(record));
+        } catch (const DecodingError& error) {
+            list.unreadable.push_back({.id = idOf(element),
+                                       .field = fieldOf(error.codingPath(), place.record),
+                                       .problem = error.what()});
+        }
+    }
+    return list;
+}
+
+/// The one key of a bug that `JSONDecoder::decodePullRequestURL` is about.
+struct PullRequestOfBug {
+    std::optional<Url> prURL;
+};
+
+static void read(const JSONNode& node, PullRequestOfBug& bug) {
+    RecordReader(node, "QLBugDetailDTO").optional("pr_url", bug.prURL);
+}
+
 namespace {
 
 json::value parse(std::string_view text, std::string_view record) {
@@ -133,6 +194,24 @@ Record decoded(std::string_view text, std::string_view name) {
 }
 
 }  // namespace
+
+ReadableList<QLBugSummaryDTO> JSONDecoder::decodeReadableBugs(std::string_view json) const {
+    constexpr ListPlace place{.answer = "QLBugListResponse", .key = "bugs", .record = "QLBugSummaryDTO"};
+    return readable<QLBugSummaryDTO>(parse(json, place.answer), place);
+}
+
+ReadableList<QLCommentDTO> JSONDecoder::decodeReadableComments(std::string_view json) const {
+    constexpr ListPlace place{.answer = "QLCommentsResponse", .key = "comments", .record = "QLCommentDTO"};
+    return readable<QLCommentDTO>(parse(json, place.answer), place);
+}
+
+std::optional<Url> JSONDecoder::decodePullRequestURL(std::string_view json) const {
+    constexpr std::string_view record = "QLBugDetailResponse";
+    const json::value value = parse(json, record);
+    PullRequestOfBug bug;
+    RecordReader(JSONNode(value, record), record).required("bug", bug);
+    return bug.prURL;
+}
 
 #define QUERNLIGHT_DECODABLE(Record)                          \
     template <>                                               \

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "quernlight/backend/decoding_error.hpp"
 #include "quernlight/backend/json_value.hpp"
+#include "quernlight/backend/readable_list.hpp"
 #include "quernlight/backend/records.hpp"
 
 namespace quernlight {
@@ -17,6 +19,16 @@ class JSONDecoder {
     /// record of records.hpp and for `JSONValue`.
     template <class Record>
     Record decode(std::string_view json) const;
+
+    // For hosts to which one record that cannot be read must not hide the others: each element of the
+    // answer's list by itself, as strictly as above. An answer that holds no such list throws
+    // `DecodingError`.
+
+    ReadableList<QLBugSummaryDTO> decodeReadableBugs(std::string_view json) const;
+    ReadableList<QLCommentDTO> decodeReadableComments(std::string_view json) const;
+
+    /// The link of the bug in a `QLBugDetailResponse`, of which nothing else is read.
+    std::optional<Url> decodePullRequestURL(std::string_view json) const;
 
   private:
     friend struct QuernlightDecoder;

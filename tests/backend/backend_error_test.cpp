@@ -27,5 +27,13 @@ TEST(BackendErrorTest, ErrorsOfTheSameCaseAndPayloadAreEqual) {
     EXPECT_FALSE(BackendError::invalidURL() == BackendError::invalidResponse());
 }
 
+TEST(BackendErrorTest, ThePauseThatTheBackendAsksForIsNoPartOfWhatIsCompared) {
+    const auto error = BackendError::server(503, "x", std::chrono::seconds(30));
+    EXPECT_EQ(error.retryAfter(), std::chrono::seconds(30));
+    EXPECT_EQ(error, BackendError::server(503, "x"));
+    EXPECT_STREQ(error.what(), "The backend returned HTTP 503: x");
+    EXPECT_EQ(BackendError::server(503, "x").retryAfter(), std::nullopt);
+}
+
 }  // namespace
 }  // namespace quernlight
