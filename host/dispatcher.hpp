@@ -25,7 +25,7 @@ namespace quernlight::host {
 struct DispatcherSettings {
     bool once = false;  ///< one intake, then end when nothing is queued or running
     IntakeScope scope = IntakeScope::openBugs;
-    int fetchLimit = 200;  ///< bugs asked for per status
+    int fetchLimit = firstListLimit;  ///< bugs asked for per status at first
 };
 
 /// The loop that moves bugs along: settles what an earlier run left, takes bugs in, starts their sessions in
@@ -66,7 +66,7 @@ class Dispatcher {
     Task<void> refreshSettings();
     Task<void> findInterrupted();
     Task<void> settleOnce();
-    Task<void> pauseFor(double Settings::*seconds);
+    Task<void> pauseFor(double Settings::*seconds, int failures = 0);
     void endWith(std::exception_ptr failure);
 
     Task<void> startSessionsUntilDone();

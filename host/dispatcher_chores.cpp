@@ -10,6 +10,7 @@
 #include "host/dispatcher.hpp"
 #include "host/failure_of.hpp"
 #include "host/intake/bug_source.hpp"
+#include "host/session/comment_poll.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -60,6 +61,7 @@ void Dispatcher::take(const std::exception_ptr& trouble) {
     } catch (const ReportUnknown&) {
         // Whoever settles the item tells what it waits for.
     } catch (const BackendUnavailable& error) {
+        services_.health.heed(error.retryAfter());
         services_.health.failed(std::runtime_error(error.cause()));
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
@@ -164,15 +166,17 @@ Task<void> Dispatcher::settleOnce() {
 }
 
 Task<void> Dispatcher::takeBugsIn() {
+    int failures = 0;
     do {
         const std::exception_ptr trouble = co_await troubleIn(intake_.takeIn());
+        failures = trouble ? failures + 1 : 0;
         if (trouble && options_.once) {
             endWith(trouble);
         }
         changed_.notify();
         intakeEnded_ = options_.once;
         if (!options_.once) {
-            co_await pauseFor(&Settings::pollBugsSeconds);
+            co_await pauseFor(&Settings::pollBugsSeconds, failures);
         }
     } while (!options_.once && !stopping_);
 }
@@ -184,15 +188,20 @@ Task<void> Dispatcher::retireRepeatedly() {
     }
 }
 
-/// In short steps, so that a changed setting counts for the pause that has begun.
-Task<void> Dispatcher::pauseFor(double Settings::*seconds) {
+/// Longer after failures, and until the backend wants to be asked again. In short steps, so that a changed
+/// setting counts for the pause that has begun.
+Task<void> Dispatcher::pauseFor(double Settings::*seconds, int failures) {
+    using std::chrono::milliseconds;
     const auto begun = steady_clock::now();
     const auto rest = [&] {
-        return begun + std::chrono::duration<double>(services_.settings.*seconds) - steady_clock::now();
+        const auto interval =
+            std::chrono::ceil<milliseconds>(std::chrono::duration<double>(services_.settings.*seconds));
+        const auto end = std::max<steady_clock::time_point>(begun + pauseBeforePoll(interval, failures, 0),
+                                                            services_.health.askAgainAt());
+        return std::chrono::ceil<milliseconds>(end - steady_clock::now());
     };
     while (rest() > rest().zero()) {
-        const auto step = std::min<std::chrono::duration<double>>(rest(), longestStep);
-        co_await sleepFor(std::chrono::ceil<std::chrono::milliseconds>(step));
+        co_await sleepFor(std::min<milliseconds>(rest(), longestStep));
     }
 }
 

@@ -6,9 +6,13 @@
 #include "host/backend_address.hpp"
 #include "host/dispatch_store.hpp"
 #include "host/intake/bug_source.hpp"
+#include "host/intake/known_bugs.hpp"
+#include "host/progress_board.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/start_request.hpp"
+#include "host/terminal_text.hpp"
+#include "host/unreadable_records.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -39,6 +43,18 @@ class ScratchDirectory {
     std::filesystem::path path_;
 };
 
+/// What is told besides the plan.
+class PrintingBoard final : public ProgressBoard {
+  public:
+    explicit PrintingBoard(std::ostream& out) : out_(out) {}
+
+    void show(const BugProgress&) override {}
+    void note(const std::string& sentence) override { out_ << withoutControls(sentence) << "\n"; }
+
+  private:
+    std::ostream& out_;
+};
+
 std::string describe(const BugQueueItem& item) {
     return item.bugID + "  " + item.appName + ": " + item.title;
 }
@@ -52,13 +68,14 @@ Task<void> enqueueAll(const IntakeChoice& choice, QueueManager& manager, std::os
 
 Task<void> queueFollowUps(std::vector<QLBugSummaryDTO> listed, const DispatchStore& store,
                           const QuernlightClient& client, QueueManager& manager, std::ostream& out) {
+    PrintingBoard board(out);
     for (const QLBugSummaryDTO& bug : listed) {
         const auto item = co_await store.items.item(std::string_view(bug.id));
         if (!item || !mayWantFollowUp(item->status)) {
             continue;
         }
-        const auto comments = co_await fetchCommentsIfAny(client, item->bugID);
-        if (wantsFollowUp(item->status, item->completedAt, comments)) {
+        const auto comments = co_await fetchCommentsIfAny(client, board, item->bugID);
+        if (wantsFollowUp(item->status, item->completedAt, comments.records)) {
             const BugQueueItem again = co_await manager.enqueue(bug, item->queueMode);
             out << "would resume   " << describe(again) << " (a user has commented)\n";
         }
@@ -91,7 +108,7 @@ Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out)
 }
 
 Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> fetched, const DispatchStore& store,
-                          const Settings& settings, int limit, std::ostream& out) {
+                          const Settings& settings, std::ostream& out) {
     IntakeChoice choice;
     if (!settings.intakeEnabled) {
         out << "New bugs are not taken in (setting intake.enabled).\n";
@@ -99,12 +116,26 @@ Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> fetched, const DispatchSt
     }
     const auto known = co_await knownBugIDs(store);
     const int room = co_await roomForNewBugs(store, settings);
-    const IntakeRules rules{.limit = limit, .room = room};
-    choice = chooseIntake(fetched, known, rules);
-    for (const std::string& status : choice.cutStatuses) {
-        out << describeCut(status, limit) << "\n";
+    const IntakeRules rules{.room = room};
+    co_return chooseIntake(fetched, known, rules);
+}
+
+/// The bugs that can be told apart; of the others, and of what cannot be read, it is said which they are.
+Task<std::vector<QLBugSummaryDTO>> listBugs(const QuernlightClient& client, const DispatchStore& store,
+                                            std::ostream& out) {
+    PrintingBoard board(out);
+    BugSource source(client, firstListLimit);
+    BugListing listing = co_await source.list();
+    const auto queue = co_await store.items.items(wholeQueue);
+    DistinctBugs distinct = distinctBugs(std::move(listing.bugs), queue);
+    tellUnreadableBugs(board, listing.unreadable);
+    for (const CutList& cut : listing.cutLists) {
+        board.noteOnce(describeCut(cut));
     }
-    co_return choice;
+    for (const IDCollision& collision : distinct.collisions) {
+        board.noteOnce(host::describe(collision));
+    }
+    co_return std::move(distinct.bugs);
 }
 
 }  // namespace
@@ -118,9 +149,8 @@ Task<void> dryRun(DryRun dry, std::ostream& out) {
     const QuernlightClient client(backendAddress(dry.backend, settings.now()), dry.token,
                                   std::make_shared<HttpSession>());
     QueueManager manager(store.items, store.mappings, client.baseURL());
-    const int limit = IntakeRules{}.limit;
-    const auto fetched = co_await fetchListedBugs(client, limit);
-    const IntakeChoice choice = co_await choose(fetched, store, settings.now(), limit, out);
+    const auto fetched = co_await listBugs(client, store, out);
+    const IntakeChoice choice = co_await choose(fetched, store, settings.now(), out);
     co_await enqueueAll(choice, manager, out);
     if (choice.leftForLater > 0) {
         out << describeLeftForLater(choice.leftForLater, settings.now().intakePerDay) << "\n";

@@ -1,7 +1,8 @@
 #include "host/intake/bug_source.hpp"
 
-#include "host/dispatch_store.hpp"
-#include "host/user_error.hpp"
+#include <algorithm>
+#include <iterator>
+
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/decoding_error.hpp"
 #include "quernlight/backend/transport_error.hpp"
@@ -9,11 +10,51 @@
 namespace quernlight::host {
 namespace {
 
-BackendUnavailable unavailable(const QuernlightClient& client, const std::exception& cause) {
+using std::chrono::steady_clock;
+
+constexpr std::chrono::minutes betweenWholeLists{10};  // of one status
+
+BackendUnavailable unavailable(const QuernlightClient& client, const std::exception& cause,
+                               std::optional<std::chrono::seconds> retryAfter = std::nullopt) {
     const std::string sentence = "The backend at " + client.baseURL().text() +
                                  " cannot be asked for bugs: " + cause.what() +
                                  " Check the address and that it runs.";
-    return {sentence, cause.what()};
+    return {sentence, cause.what(), retryAfter};
+}
+
+bool refusesToken(const BackendError& error) {
+    return error.isServer(401) || error.isServer(403);
+}
+
+/// Thousands of bugs may have long texts.
+void keepWhatIsNeeded(QLBugSummaryDTO& bug) {
+    bug.metadata = JSONValue();
+    for (auto* text : {&bug.description, &bug.reporter, &bug.appVersion, &bug.osVersion, &bug.deviceModel,
+                       &bug.deviceName, &bug.duplicateOf}) {
+        text->reset();
+    }
+}
+
+void append(BugListing& listing, ReadableList<QLBugSummaryDTO> page) {
+    std::move(page.records.begin(), page.records.end(), std::back_inserter(listing.bugs));
+    std::move(page.unreadable.begin(), page.unreadable.end(), std::back_inserter(listing.unreadable));
+}
+
+/// Those of `earlier` that are older than what is on the newest page: what is as new and not on it has left
+/// the list since.
+std::vector<QLBugSummaryDTO> beyond(const std::vector<QLBugSummaryDTO>& newest,
+                                    const std::vector<QLBugSummaryDTO>& earlier) {
+    std::set<std::string> ids;
+    Instant oldest = Instant::max();
+    for (const QLBugSummaryDTO& bug : newest) {
+        ids.insert(bug.id);
+        oldest = std::min(oldest, bug.createdAt);
+    }
+    std::vector<QLBugSummaryDTO> older;
+    std::copy_if(earlier.begin(), earlier.end(), std::back_inserter(older), [&](const QLBugSummaryDTO& bug) {
+        return bug.createdAt <= oldest && !ids.contains(bug.id);
+    });
+    return older;
 }
 
 }  // namespace
@@ -23,47 +64,106 @@ UserError tokenRefused(const QuernlightClient& client, int status) {
                      std::to_string(status) + "); put a valid one into the token file.");
 }
 
-Task<std::vector<QLBugSummaryDTO>> fetchListedBugs(QuernlightClient client, int limit) {
-    try {
-        co_return co_await client.fetchDispatchBugs(limit);
-    } catch (const BackendError& error) {
-        if (error.isServer(401) || error.isServer(403)) {
-            throw tokenRefused(client, error.status());
+std::string describeCut(const CutList& cut) {
+    return "The backend returned " + std::to_string(cut.returned) + " bugs in status \"" + cut.status +
+           "\" and no more when it was asked for " + std::to_string(cut.asked) +
+           "; older ones, if there are any, are not seen.";
+}
+
+Task<BugListing> BugSource::list() {
+    return look(false);
+}
+
+Task<BugListing> BugSource::listAll() {
+    return look(true);
+}
+
+Task<BugListing> BugSource::look(bool all) {
+    BugListing listing;
+    for (const char* status : {"open", "investigate", "in_review"}) {
+        const Known& listed = known(status);
+        const bool isListed =
+            !listed.bugs.empty() && steady_clock::now() < listed.listedAt + betweenWholeLists;
+        if (isListed && !all) {
+            co_await addNewest(status, listing);
+        } else {
+            co_await addAll(status, listing);
         }
-        throw unavailable(client, error);
+    }
+    co_return listing;
+}
+
+BugSource::Known& BugSource::known(const std::string& status) {
+    return known_.try_emplace(status, Known{.limit = ListLimit(firstLimit_)}).first->second;
+}
+
+Task<void> BugSource::addAll(std::string status, BugListing& listing) {
+    Known& listed = known(status);
+    Page page = co_await wholeList(status, listed.limit);
+    listed.listedAt = steady_clock::now();
+    listed.bugs.clear();
+    if (listed.limit.isLong()) {
+        listed.bugs = page.records;
+    }
+    if (const auto asked = listed.limit.cutAt()) {
+        listing.cutLists.push_back({.status = status, .returned = page.size(), .asked = *asked});
+    }
+    append(listing, std::move(page));
+}
+
+Task<void> BugSource::addNewest(std::string status, BugListing& listing) {
+    Known& listed = known(status);
+    ListLimit first(firstLimit_);
+    auto page = co_await pageIfAny(status, first);  // or it throws
+    std::vector<QLBugSummaryDTO> older;
+    if (page->size() >= static_cast<std::size_t>(firstLimit_)) {
+        older = beyond(page->records, listed.bugs);
+    }
+    listed.bugs = page->records;
+    append(listing, std::move(*page));
+    for (QLBugSummaryDTO& bug : older) {
+        listing.rememberedIDs.insert(bug.id);
+        listed.bugs.push_back(bug);
+        listing.bugs.push_back(std::move(bug));
+    }
+}
+
+Task<BugSource::Page> BugSource::wholeList(std::string status, ListLimit& limit) {
+    Page largest;
+    limit.begin(steady_clock::now());
+    while (!limit.isDone()) {
+        auto page = co_await pageIfAny(status, limit);
+        if (page) {
+            limit.answered(page->size());
+            largest = std::move(*page);
+        }
+    }
+    co_return largest;
+}
+
+/// Nothing when less is to be asked for.
+Task<std::optional<BugSource::Page>> BugSource::pageIfAny(std::string status, ListLimit& limit) {
+    try {
+        Page page = co_await client_.fetchReadableBugs(status, limit.asked());
+        std::for_each(page.records.begin(), page.records.end(), keepWhatIsNeeded);
+        co_return page;
+    } catch (const BackendError& error) {
+        if (refusesToken(error)) {
+            throw tokenRefused(client_, error.status());
+        }
+        if (!limit.failed(steady_clock::now())) {
+            throw unavailable(client_, error, error.retryAfter());
+        }
     } catch (const TransportError& error) {
-        throw unavailable(client, error);
+        if (!limit.failed(steady_clock::now())) {
+            throw unavailable(client_, error);
+        }
     } catch (const DecodingError& error) {
-        throw unavailable(client, error);
+        if (!limit.failed(steady_clock::now())) {
+            throw unavailable(client_, error);
+        }
     }
-}
-
-Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
-    std::set<std::string> known = co_await store.retired.bugIDs();
-    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
-        known.insert(item.bugID);
-    }
-    co_return known;
-}
-
-Task<int> roomForNewBugs(DispatchStore store, Settings settings) {
-    const Instant midnight = std::chrono::floor<std::chrono::days>(currentInstant());
-    int taken = co_await store.retired.countAddedSince(midnight);
-    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
-        taken += item.addedAt >= midnight ? 1 : 0;
-    }
-    co_return settings.intakePerDay - taken;
-}
-
-std::string describeCut(const std::string& status, int limit) {
-    return "The backend returned " + std::to_string(limit) + " bugs in status \"" + status +
-           "\", as many as were asked for; there may be more.";
-}
-
-std::string describeLeftForLater(int bugs, int perDay) {
-    return std::to_string(bugs) + (bugs == 1 ? " new bug is" : " new bugs are") +
-           " left for another day: at most " + std::to_string(perDay) +
-           " are taken in a day (setting intake.per_day).";
+    co_return std::nullopt;
 }
 
 }  // namespace quernlight::host

@@ -1,12 +1,14 @@
 #pragma once
 
+#include <chrono>
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "host/dispatch_store.hpp"
-#include "host/settings/settings.hpp"
+#include "host/intake/list_limit.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 
@@ -15,33 +17,85 @@ namespace quernlight::host {
 /// The backend gave no usable list; the next time it may.
 class BackendUnavailable : public UserError {
   public:
-    BackendUnavailable(const std::string& sentence, std::string cause)
-        : UserError(sentence), cause_(std::move(cause)) {}
+    BackendUnavailable(const std::string& sentence, std::string cause,
+                       std::optional<std::chrono::seconds> retryAfter)
+        : UserError(sentence), cause_(std::move(cause)), retryAfter_(retryAfter) {}
 
     /// What the sentence gives as the reason.
     const std::string& cause() const { return cause_; }
 
+    /// How long the backend wants to be left alone, if it said so.
+    const std::optional<std::chrono::seconds>& retryAfter() const { return retryAfter_; }
+
   private:
     std::string cause_;
+    std::optional<std::chrono::seconds> retryAfter_;
 };
+
+/// Bugs of each status that are asked for at first.
+inline constexpr int firstListLimit = 200;
 
 /// What to end with when the backend answers with such a status (401, 403) to what every token may ask.
 UserError tokenRefused(const QuernlightClient& client, int status);
 
-/// Throws UserError when the backend refuses the token, since no waiting mends that, and BackendUnavailable
-/// otherwise. `limit` is the number of bugs asked for per status.
-Task<std::vector<QLBugSummaryDTO>> fetchListedBugs(QuernlightClient client, int limit);
+/// A status of which the backend may hold more bugs than it lists.
+struct CutList {
+    std::string status{};
+    std::size_t returned = 0;
+    int asked = 0;
+};
 
-/// The short ids of every bug that the queue holds, finished ones included, and of those that were retired.
-Task<std::set<std::string>> knownBugIDs(DispatchStore store);
+/// What to tell of it.
+std::string describeCut(const CutList& cut);
 
-/// How many new bugs may still be taken today (UTC).
-Task<int> roomForNewBugs(DispatchStore store, Settings settings);
+/// What the backend lists of the bugs that dispatching cares about, as far as it can be read. Of each bug
+/// there is what intake and retirement need; its texts for people but the title are left out.
+struct BugListing {
+    std::vector<QLBugSummaryDTO> bugs{};
+    std::vector<UnreadableRecord> unreadable{};
+    std::vector<CutList> cutLists{};
+    std::set<std::string> rememberedIDs{};  ///< ids of bugs that were not asked for now but listed before
+};
 
-/// What to tell when a status returned as many bugs as were asked for.
-std::string describeCut(const std::string& status, int limit);
+/// Asks the backend for its bugs, of which it lists the newest ones of each status up to a limit: for more
+/// and more of them until it has listed all. Where that took more than the first limit it asks only for the
+/// newest in the rounds that follow, and for all again after a while. Used on one executor, one look at a
+/// time.
+class BugSource {
+  public:
+    /// `firstLimit`: bugs of each status that are asked for at first.
+    BugSource(const QuernlightClient& client, int firstLimit) : client_(client), firstLimit_(firstLimit) {}
 
-/// What to tell when a day's share of new bugs is used up.
-std::string describeLeftForLater(int bugs, int perDay);
+    // Both throw UserError when the backend refuses the token, since no waiting mends that, and
+    // BackendUnavailable when it gives no usable list.
+
+    /// All bugs; the older ones of a long list as they were some minutes ago.
+    Task<BugListing> list();
+
+    /// All bugs as they are now.
+    Task<BugListing> listAll();
+
+  private:
+    using TimePoint = std::chrono::steady_clock::time_point;
+    using Page = ReadableList<QLBugSummaryDTO>;
+
+    /// What is known of one status's list.
+    struct Known {
+        ListLimit limit;
+        TimePoint listedAt{};                 ///< all of it
+        std::vector<QLBugSummaryDTO> bugs{};  ///< of a list for which the first limit is not enough
+    };
+
+    Task<BugListing> look(bool all);
+    Task<void> addAll(std::string status, BugListing& listing);
+    Task<void> addNewest(std::string status, BugListing& listing);
+    Task<Page> wholeList(std::string status, ListLimit& limit);
+    Task<std::optional<Page>> pageIfAny(std::string status, ListLimit& limit);
+    Known& known(const std::string& status);
+
+    const QuernlightClient client_;
+    const int firstLimit_;
+    std::map<std::string, Known> known_;  // by status
+};
 
 }  // namespace quernlight::host

@@ -1,42 +1,80 @@
 #include "host/intake/intake.hpp"
 
+#include <algorithm>
+
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 
-#include "host/intake/bug_source.hpp"
+#include "host/intake/known_bugs.hpp"
 #include "host/item_event.hpp"
 #include "host/session/comment_poll.hpp"
+#include "host/unreadable_records.hpp"
 #include "quernlight/platform/bug_id.hpp"
 
 namespace quernlight::host {
 
 Intake::Intake(SessionServices& services, IntakeScope scope, int limit, BusyTest isBusy)
-    : services_(services), scope_(scope), limit_(limit), isBusy_(std::move(isBusy)) {}
+    : services_(services), scope_(scope), source_(services.client, limit), isBusy_(std::move(isBusy)) {}
 
 Task<void> Intake::takeIn() {
-    const std::vector<QLBugSummaryDTO> listed = co_await fetchListedBugs(services_.client, limit_);
-    services_.health.answered();
+    BugListing listing = co_await look();
+    const DistinctBugs bugs = co_await distinct(std::move(listing.bugs));
+    tellWhatIsNotSeen(listing, bugs.collisions);
+    listed_.replace(bugs.bugs);
     if (services_.settings.intakeEnabled) {
-        co_await takeNewBugs(listed);
+        co_await takeNewBugs(bugs.bugs);
     }
-    co_await takeFollowUps(listed);
+    co_await takeFollowUps(bugs.bugs);
+}
+
+/// What is taken in must be as it is now, and not as it was listed some minutes ago.
+Task<BugListing> Intake::look() {
+    BugListing listing = co_await source_.list();
+    services_.health.answered();
+    if (listing.rememberedIDs.empty() || !services_.settings.intakeEnabled) {
+        co_return listing;
+    }
+    const IntakeChoice choice = co_await choose(listing.bugs);
+    const bool isOutdated =
+        std::any_of(choice.newBugs.begin(), choice.newBugs.end(),
+                    [&](const QLBugSummaryDTO& bug) { return listing.rememberedIDs.contains(bug.id); });
+    if (isOutdated) {
+        listing = co_await source_.listAll();
+    }
+    co_return listing;
+}
+
+Task<DistinctBugs> Intake::distinct(std::vector<QLBugSummaryDTO> bugs) {
+    const auto queue = co_await services_.store.items.items(wholeQueue);
+    co_return distinctBugs(std::move(bugs), queue);
+}
+
+Task<IntakeChoice> Intake::choose(std::vector<QLBugSummaryDTO> listed) {
+    const auto known = co_await knownBugIDs(services_.store);
+    const int room = co_await roomForNewBugs(services_.store, services_.settings);
+    const IntakeRules rules{.scope = scope_, .room = room};
+    co_return chooseIntake(listed, known, rules);
 }
 
 Task<void> Intake::takeNewBugs(std::vector<QLBugSummaryDTO> listed) {
-    const auto known = co_await knownBugIDs(services_.store);
-    const int room = co_await roomForNewBugs(services_.store, services_.settings);
-    const IntakeRules rules{.scope = scope_, .limit = limit_, .room = room};
-    const IntakeChoice choice = chooseIntake(listed, known, rules);
+    const IntakeChoice choice = co_await choose(std::move(listed));
     tellWhatIsLeftOut(choice);
     for (const QLBugSummaryDTO& bug : choice.newBugs) {
         co_await enqueue(bug);
     }
 }
 
-void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
-    for (const std::string& status : choice.cutStatuses) {
-        services_.board.noteOnce(describeCut(status, limit_));
+void Intake::tellWhatIsNotSeen(const BugListing& listing, const std::vector<IDCollision>& collisions) {
+    tellUnreadableBugs(services_.board, listing.unreadable);
+    for (const CutList& cut : listing.cutLists) {
+        services_.board.noteOnce(describeCut(cut));
     }
+    for (const IDCollision& collision : collisions) {
+        services_.board.noteOnce(describe(collision));
+    }
+}
+
+void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
     for (const std::string& bugID : choice.unusableBugIDs) {
         services_.board.noteOnce("A bug is left out because its id cannot name a branch: \"" + bugID + "\".");
     }
@@ -73,9 +111,10 @@ Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
 
 /// Whether the comments could be read and what they wish for was done.
 Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
-    std::vector<QLCommentDTO> comments;
+    ReadableList<QLCommentDTO> comments;
     try {
-        comments = co_await fetchCommentsInTurn(services_.client, services_.commentRequests, item.bugID);
+        comments = co_await fetchCommentsInTurn(services_.client, services_.board, services_.commentRequests,
+                                                item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;
@@ -85,7 +124,7 @@ Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
         services_.health.failed(error);
         co_return false;
     }
-    if (!wantsFollowUp(item.status, item.completedAt, comments)) {
+    if (!wantsFollowUp(item.status, item.completedAt, comments.records)) {
         co_return true;
     }
     // While the comments came in the item may have been retired: such a bug never comes back.

@@ -5,7 +5,9 @@
 #include <string>
 #include <utility>
 
+#include "host/intake/bug_source.hpp"
 #include "host/intake/intake_choice.hpp"
+#include "host/intake/listed_bugs.hpp"
 #include "host/session/session_services.hpp"
 
 namespace quernlight::host {
@@ -17,15 +19,22 @@ class Intake {
     /// Whether an item must be left alone now.
     using BusyTest = std::function<bool(const Uuid& itemID)>;
 
-    /// `limit`: bugs asked for per status.
+    /// `limit`: bugs asked for per status at first.
     Intake(SessionServices& services, IntakeScope scope, int limit, BusyTest isBusy);
 
     /// One round. Throws UserError when the backend refuses the token, BackendUnavailable when it gives no
     /// usable list, DatabaseError.
     Task<void> takeIn();
 
+    /// What the backend listed in the last round.
+    const ListedBugs& listed() const { return listed_; }
+
   private:
+    Task<BugListing> look();
+    Task<DistinctBugs> distinct(std::vector<QLBugSummaryDTO> bugs);
+    Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> listed);
     Task<void> takeNewBugs(std::vector<QLBugSummaryDTO> listed);
+    void tellWhatIsNotSeen(const BugListing& listing, const std::vector<IDCollision>& collisions);
     void tellWhatIsLeftOut(const IntakeChoice& choice);
     Task<void> enqueue(QLBugSummaryDTO bug);
     Task<void> takeFollowUps(std::vector<QLBugSummaryDTO> listed);
@@ -37,8 +46,9 @@ class Intake {
 
     SessionServices& services_;
     const IntakeScope scope_;
-    const int limit_;
+    BugSource source_;
     const BusyTest isBusy_;
+    ListedBugs listed_;
     std::map<std::string, Footprint> readComments_;  // by bug id
 };
 

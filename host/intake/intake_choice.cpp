@@ -5,26 +5,22 @@
 #include <tuple>
 
 #include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace {
 
-std::vector<std::string> statusesAtTheLimit(const std::vector<QLBugSummaryDTO>& bugs, int limit) {
-    std::map<std::string, int> counts;
-    for (const QLBugSummaryDTO& bug : bugs) {
-        ++counts[bug.status];
-    }
-    std::vector<std::string> statuses;
-    for (const auto& [status, count] : counts) {
-        if (count >= limit) {
-            statuses.push_back(status);
-        }
-    }
-    return statuses;
-}
-
 bool isOlder(const QLBugSummaryDTO& left, const QLBugSummaryDTO& right) {
     return std::tie(left.createdAt, left.id) < std::tie(right.createdAt, right.id);
+}
+
+/// Nobody gives a bug another title and another date of birth.
+bool isAnother(const QLBugSummaryDTO& bug, const BugQueueItem& item) {
+    return bug.createdAt != item.createdAt && bug.title != item.title;
+}
+
+bool isSameID(const std::string& left, const std::string& right) {
+    return lowercased(trimmed(left)) == lowercased(trimmed(right));
 }
 
 bool isInScope(const QLBugSummaryDTO& bug, IntakeScope scope) {
@@ -49,9 +45,36 @@ std::optional<Instant> newestOf(const std::vector<QLCommentDTO>& comments, Predi
 
 }  // namespace
 
+DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue) {
+    std::stable_sort(listed.begin(), listed.end(), isOlder);
+    std::map<std::string, const BugQueueItem*> items;
+    for (const BugQueueItem& item : queue) {
+        items.emplace(item.bugID, &item);
+    }
+    DistinctBugs distinct;
+    std::map<std::string, std::string> kept;  // whole ids by short id
+    for (QLBugSummaryDTO& bug : listed) {
+        const std::string bugID = BugID::normalized(bug.id);
+        const auto item = items.find(bugID);
+        if (item != items.end() && isAnother(bug, *item->second)) {
+            distinct.collisions.push_back({.kept = bugID, .leftOut = bug.id});
+        } else if (const auto [earlier, isNew] = kept.emplace(bugID, bug.id); isNew) {
+            distinct.bugs.push_back(std::move(bug));
+        } else if (!isSameID(earlier->second, bug.id)) {
+            distinct.collisions.push_back({.kept = earlier->second, .leftOut = bug.id});
+        }
+    }
+    return distinct;
+}
+
+std::string describe(const IDCollision& collision) {
+    return "Bug " + collision.leftOut + " is left out: its first eight characters are those of bug " +
+           collision.kept + " too, and bugs are told apart by them. File it anew at the backend.";
+}
+
 IntakeChoice chooseIntake(const std::vector<QLBugSummaryDTO>& fetched,
                           const std::set<std::string>& knownBugIDs, const IntakeRules& rules) {
-    IntakeChoice choice{.cutStatuses = statusesAtTheLimit(fetched, rules.limit)};
+    IntakeChoice choice;
     std::set<std::string> known = knownBugIDs;
     for (const QLBugSummaryDTO& bug : fetched) {
         const std::string bugID = BugID::normalized(bug.id);

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "quernlight/backend/records.hpp"
-#include "quernlight/queue/queue_item_status.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
 
 namespace quernlight::host {
 
@@ -18,17 +18,36 @@ enum class IntakeScope {
 /// What bounds an intake.
 struct IntakeRules {
     IntakeScope scope = IntakeScope::openBugs;
-    int limit = 200;  ///< bugs that were asked for per status
-    int room = 20;    ///< new bugs that may be taken now
+    int room = 20;  ///< new bugs that may be taken now
 };
 
 /// What of the backend's list goes into the queue.
 struct IntakeChoice {
-    std::vector<QLBugSummaryDTO> newBugs{};  ///< those the queue does not know, oldest first
-    std::vector<std::string> cutStatuses{};  ///< those of which the backend may hold more than was asked for
+    std::vector<QLBugSummaryDTO> newBugs{};     ///< those the queue does not know, oldest first
     std::vector<std::string> unusableBugIDs{};  ///< bugs whose id cannot name a branch and a directory
     int leftForLater = 0;                       ///< new bugs for which there was no room
 };
+
+/// Two bugs whose short ids are the same, by which all but the backend tell bugs apart.
+struct IDCollision {
+    std::string kept{};     ///< as far as it is known
+    std::string leftOut{};  ///< as the backend spells it
+
+    bool operator==(const IDCollision&) const = default;
+};
+
+/// Bugs that can be told apart, oldest first.
+struct DistinctBugs {
+    std::vector<QLBugSummaryDTO> bugs{};
+    std::vector<IDCollision> collisions{};
+};
+
+/// Of bugs with one short id the one that the queue has is kept, else the oldest. A bug that is listed twice
+/// is no collision.
+DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue);
+
+/// What to tell of it.
+std::string describe(const IDCollision& collision);
 
 /// `fetched` in any order; `knownBugIDs` in short form. Of bugs that were created at the same moment the one
 /// with the lesser id comes first.

@@ -113,9 +113,9 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
     }
     const CompletionPollState state{
         .sessionID = *sessionID, .queueItemID = item.id, .bugID = item.bugID, .startedAt = attempt.startedAt};
-    const auto comments =
-        co_await fetchCommentsInTurn(services_.client, services_.commentRequests, item.bugID);
-    const auto found = CompletionDetector::detectOutcome(comments, state);
+    const auto comments = co_await fetchCommentsInTurn(services_.client, services_.board,
+                                                       services_.commentRequests, item.bugID);
+    const auto found = CompletionDetector::detectOutcome(comments.records, state);
     if (!found) {
         co_return std::nullopt;
     }

@@ -1,5 +1,7 @@
 #include "host/session/backend_health.hpp"
 
+#include <algorithm>
+
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/decoding_error.hpp"
 
@@ -30,8 +32,19 @@ bool BackendHealth::failed(const std::exception& error) {
     const bool answers = isAnswer(error);
     const auto* refused = dynamic_cast<const BackendError*>(&error);
     refusesToken_ = refused && refused->isServer(unauthorized);
+    if (refused) {
+        heed(refused->retryAfter());
+    }
     note(answers ? "" : error.what());
     return !answers;
+}
+
+void BackendHealth::heed(const std::optional<std::chrono::seconds>& pause) {
+    if (pause) {
+        const auto until =
+            std::chrono::steady_clock::now() + std::min<std::chrono::seconds>(*pause, longestPause);
+        askAgainAt_ = std::max(askAgainAt_, until);
+    }
 }
 
 void BackendHealth::note(const std::string& trouble) {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <functional>
+#include <optional>
 #include <string>
 
 namespace quernlight::host {
@@ -12,6 +14,10 @@ class BackendHealth {
   public:
     /// Called with the trouble in one sentence, and with an empty text when it is over.
     using Listener = std::function<void(const std::string& trouble)>;
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// The backend is left alone no longer than this at a time, whatever it asks for.
+    static constexpr std::chrono::minutes longestPause{10};
 
     explicit BackendHealth(Listener listener) : listener_(std::move(listener)) {}
 
@@ -20,6 +26,13 @@ class BackendHealth {
     /// A request failed. True when that is the backend's trouble; false when its answer concerns only what
     /// was asked, which shows that it answers.
     bool failed(const std::exception& error);
+
+    /// The backend wants to be left alone for so long from now on (Retry-After, RFC 9110 10.2.3); nothing
+    /// when it did not say. `failed` heeds it by itself.
+    void heed(const std::optional<std::chrono::seconds>& pause);
+
+    /// From when on the backend wants to be asked again by whoever asks it regularly; may have passed.
+    TimePoint askAgainAt() const { return askAgainAt_; }
 
     /// Whether its last answer was that it does not know the token (401, RFC 9110 15.5.2).
     bool refusesToken() const { return refusesToken_; }
@@ -33,6 +46,7 @@ class BackendHealth {
     Listener listener_;
     std::string trouble_;
     bool refusesToken_ = false;
+    TimePoint askAgainAt_{};
 };
 
 }  // namespace quernlight::host

@@ -147,7 +147,8 @@ Task<void> BugSession::beginWatching(const StartSessionResponse& started) {
     const CommentPolling polling{.client = services_.client,
                                  .budget = services_.commentRequests,
                                  .health = services_.health,
-                                 .settings = services_.settings};
+                                 .settings = services_.settings,
+                                 .board = services_.board};
     const auto executor = co_await boost::asio::this_coro::executor;
     commentPoll_ = std::make_unique<ChildTask>(executor, "polling comments of bug " + item_.bugID,
                                                pollComments(polling, pollState(), agent_.mailbox()));

@@ -72,9 +72,9 @@ class BugSession {
     Task<void> noteWhileStopping(SessionNews news);
     Task<void> lookAround();
     Task<void> lookForComment();
-    Task<bool> learnComments(Task<std::vector<QLCommentDTO>> fetching);
+    Task<bool> learnComments(Task<ReadableList<QLCommentDTO>> fetching);
     Task<bool> learnLastComments();
-    Task<std::vector<QLCommentDTO>> fetchComments();
+    Task<ReadableList<QLCommentDTO>> fetchComments();
     Task<bool> isStillOurs();
     Task<void> finishReported();
     Task<void> noteConversation();

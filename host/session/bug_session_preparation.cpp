@@ -84,8 +84,7 @@ GoalContext BugSession::goalContext(std::optional<Url> prURL) const {
 /// Without an answer from the backend the goal tells the agent to find the pull request by itself.
 Task<std::optional<Url>> BugSession::pullRequestURL() {
     try {
-        const auto detail = co_await stop_.untilPressed(services_.client.fetchBugDetail(item_.bugID));
-        co_return detail.bug.prURL;
+        co_return co_await stop_.untilPressed(services_.client.fetchPullRequestURL(item_.bugID));
     } catch (const std::exception& error) {
         if (!stop_.isPressed()) {
             services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +

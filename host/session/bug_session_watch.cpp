@@ -2,6 +2,7 @@
 #include "host/session/bug_session.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/session/time_limit.hpp"
+#include "host/unreadable_records.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
@@ -131,12 +132,15 @@ Task<void> BugSession::noteConversation() {
 }
 
 /// A rule is about to fail the session: whatever the agent has reported by now comes first. While the backend
-/// cannot be asked the session waits, since its work may be done.
+/// cannot be asked, or wants to be left alone, the session waits, since its work may be done.
 Task<void> BugSession::lookForComment() {
     if (steady_clock::now() < nextCommentLook_) {
         co_return;
     }
-    const bool isKnown = co_await learnComments(stop_.untilPressed(fetchComments()));
+    bool isKnown = false;
+    if (steady_clock::now() >= services_.health.askAgainAt()) {
+        isKnown = co_await learnComments(stop_.untilPressed(fetchComments()));
+    }
     if (!isKnown && !watched_.stopRequested) {
         show(asksBackend, progress_.detail);
     }
@@ -144,21 +148,21 @@ Task<void> BugSession::lookForComment() {
 }
 
 /// Whether the backend could be asked.
-Task<bool> BugSession::learnComments(Task<std::vector<QLCommentDTO>> fetching) {
+Task<bool> BugSession::learnComments(Task<ReadableList<QLCommentDTO>> fetching) {
     const Instant begun = currentInstant();
-    std::vector<QLCommentDTO> comments;
+    ReadableList<QLCommentDTO> fetched;
     try {
-        comments = co_await std::move(fetching);
+        fetched = co_await std::move(fetching);
     } catch (const std::exception& error) {
         const bool isAway = watched_.stopRequested || services_.health.failed(error);
         watched_.commentTrouble = isAway ? "" : error.what();
         co_return false;
     }
     services_.health.answered();
-    watched_.commentTrouble.clear();
+    watched_.commentTrouble = fetched.unreadable.empty() ? "" : describe(fetched.unreadable.front());
     watched_.commentsKnownAt = begun;
-    watched_.detection = CompletionDetector::detectOutcome(comments, pollState());
-    const auto newest = newestCreation(comments);
+    watched_.detection = CompletionDetector::detectOutcome(fetched.records, pollState());
+    const auto newest = newestCreation(fetched.records);
     if (newest > std::max(newestComment_, std::optional(attempt_.startedAt))) {
         newestComment_ = newest;
         watched_.activity.lastCommentPollWithNewCommentAt = begun;
@@ -179,9 +183,10 @@ Task<bool> BugSession::learnLastComments() {
 }
 
 /// The wait for its turn says nothing of the backend.
-Task<std::vector<QLCommentDTO>> BugSession::fetchComments() {
+Task<ReadableList<QLCommentDTO>> BugSession::fetchComments() {
     co_await turnToAsk(services_.commentRequests);
-    co_return co_await withTimeLimit(commentPatience, fetchCommentsIfAny(services_.client, item_.bugID));
+    auto fetching = fetchCommentsIfAny(services_.client, services_.board, item_.bugID);
+    co_return co_await withTimeLimit(commentPatience, std::move(fetching));
 }
 
 Task<bool> BugSession::isStillOurs() {

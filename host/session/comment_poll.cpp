@@ -12,6 +12,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "host/unreadable_records.hpp"
 #include "quernlight/backend/backend_error.hpp"
 
 namespace quernlight::host {
@@ -27,7 +28,9 @@ struct Poll {
 Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        poll.comments = co_await fetchCommentsInTurn(polling.client, polling.budget, std::move(bugID));
+        auto fetched =
+            co_await fetchCommentsInTurn(polling.client, polling.board, polling.budget, std::move(bugID));
+        poll.comments = std::move(fetched.records);
         polling.health.answered();
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
@@ -51,16 +54,18 @@ milliseconds interval(const Settings& settings) {
 }
 
 /// In short steps, so that a changed setting counts for the pause that has begun.
-Task<void> rest(const Settings& settings, int failures) {
+Task<void> rest(CommentPolling polling, int failures) {
     using std::chrono::steady_clock;
     constexpr std::chrono::seconds longestStep{1};
     const double luck = chance();
     const auto begun = steady_clock::now();
+    const auto end = [&]() -> steady_clock::time_point {
+        const auto pause = pauseBeforePoll(interval(polling.settings), failures, luck);
+        return std::max<steady_clock::time_point>(begun + pause, polling.health.askAgainAt());
+    };
     boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
-    for (auto now = begun; now < begun + pauseBeforePoll(interval(settings), failures, luck);
-         now = steady_clock::now()) {
-        timer.expires_at(
-            std::min(begun + pauseBeforePoll(interval(settings), failures, luck), now + longestStep));
+    for (auto now = begun; now < end(); now = steady_clock::now()) {
+        timer.expires_at(std::min<steady_clock::time_point>(end(), now + longestStep));
         co_await timer.async_wait(boost::asio::use_awaitable);
     }
 }
@@ -87,29 +92,32 @@ Task<void> turnToAsk(RequestBudget& budget) {
     co_await turn.async_wait(boost::asio::use_awaitable);
 }
 
-Task<std::vector<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, RequestBudget& budget,
-                                                    std::string bugID) {
+Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
+                                                     RequestBudget& budget, std::string bugID) {
     co_await turnToAsk(budget);
-    co_return co_await fetchCommentsIfAny(std::move(client), std::move(bugID));
+    co_return co_await fetchCommentsIfAny(std::move(client), board, std::move(bugID));
 }
 
-Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std::string bugID) {
+Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, ProgressBoard& board,
+                                                    std::string bugID) {
     constexpr int notFound = 404;
     try {
-        co_return co_await client.fetchComments(std::move(bugID));
+        auto comments = co_await client.fetchReadableComments(bugID);
+        tellUnreadableComments(board, bugID, comments.unreadable);
+        co_return comments;
     } catch (const BackendError& error) {
         if (!error.isServer(notFound)) {
             throw;
         }
     }
-    co_return std::vector<QLCommentDTO>{};
+    co_return ReadableList<QLCommentDTO>{};
 }
 
 Task<void> pollComments(CommentPolling polling, CompletionPollState state,
                         SessionMailbox::Continuation mailbox) {
     std::string trouble;
     for (int failures = 0;;) {
-        co_await rest(polling.settings, failures);
+        co_await rest(polling, failures);
         const Poll poll = co_await pollOnce(polling, state.bugID);
         failures = poll.comments ? 0 : failures + 1;
         if (poll.trouble != std::exchange(trouble, poll.trouble)) {

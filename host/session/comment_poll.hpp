@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include "host/progress_board.hpp"
 #include "host/session/backend_health.hpp"
 #include "host/session/request_budget.hpp"
 #include "host/session/session_news.hpp"
@@ -18,24 +19,27 @@ struct CommentPolling {
     RequestBudget& budget;
     BackendHealth& health;
     const Settings& settings;  ///< as it is at each poll
+    ProgressBoard& board;
 };
 
 /// Returns when the next request for comments may be sent: there are many who ask and one backend.
 Task<void> turnToAsk(RequestBudget& budget);
 
-/// The bug's comments; none when the backend does not know the bug any more. Throws as the client does.
-Task<std::vector<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, std::string bugID);
+/// The bug's comments; none when the backend does not know the bug any more. Those that cannot be read are
+/// left out, and told. Throws as the client does.
+Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, ProgressBoard& board,
+                                                    std::string bugID);
 
 /// The same, once it is this request's turn.
-Task<std::vector<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, RequestBudget& budget,
-                                                    std::string bugID);
+Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
+                                                     RequestBudget& budget, std::string bugID);
 
 /// When the newest of them was written; nothing without comments.
 std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments);
 
 /// Polls a bug's comments until it is cancelled and tells the mailbox what changed. A poll that fails ends
-/// nothing: the next one comes after a longer pause, up to a minute. Pauses vary by a quarter, so that
-/// sessions which started together do not ask together.
+/// nothing: the next one comes after a longer pause, up to a minute, and not before the backend wants to be
+/// asked again. Pauses vary by a quarter, so that sessions which started together do not ask together.
 Task<void> pollComments(CommentPolling polling, CompletionPollState state,
                         SessionMailbox::Continuation mailbox);
 

@@ -49,5 +49,25 @@ TEST_F(BackendHealthTest, ATokenThatIsNotKnownConcernsEverythingThatIsAsked) {
     EXPECT_FALSE(health.refusesToken());
 }
 
+TEST_F(BackendHealthTest, APauseThatTheBackendAsksForIsKeptUpToTenMinutes) {
+    using std::chrono::seconds;
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_LT(health.askAgainAt(), before);
+    health.failed(BackendError::server(429, "", seconds(30)));
+    EXPECT_GE(health.askAgainAt(), before + seconds(30));
+    health.failed(BackendError::server(503, "", seconds(100'000)));
+    EXPECT_GE(health.askAgainAt(), before + BackendHealth::longestPause);
+    EXPECT_LE(health.askAgainAt(), std::chrono::steady_clock::now() + BackendHealth::longestPause);
+}
+
+TEST_F(BackendHealthTest, AShorterPauseDoesNotEndALongerOne) {
+    health.heed(std::chrono::seconds(300));
+    const auto until = health.askAgainAt();
+    health.heed(std::chrono::seconds(1));
+    health.heed(std::nullopt);
+    health.answered();
+    EXPECT_EQ(health.askAgainAt(), until);
+}
+
 }  // namespace
 }  // namespace quernlight::host

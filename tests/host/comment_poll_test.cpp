@@ -13,6 +13,14 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+class NotingBoard final : public ProgressBoard {
+  public:
+    void show(const BugProgress&) override {}
+    void note(const std::string& sentence) override { notes.push_back(sentence); }
+
+    std::vector<std::string> notes;
+};
+
 /// The poll of one bug's comments against a scripted backend.
 class CommentPollTest : public testing::Test {
   protected:
@@ -35,8 +43,9 @@ class CommentPollTest : public testing::Test {
         polled.bugID = bugID;
         polls.push_back(std::make_unique<ChildTask>(
             io.get_executor(), "polling",
-            pollComments({.client = client, .budget = shared, .health = health, .settings = settings}, polled,
-                         mailbox.continuation())));
+            pollComments(
+                {.client = client, .budget = shared, .health = health, .settings = settings, .board = board},
+                polled, mailbox.continuation())));
     }
     void end() {
         for (const auto& poll : polls) {
@@ -65,6 +74,7 @@ class CommentPollTest : public testing::Test {
     std::vector<std::string> told;      // of the backend's health
     BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
+    NotingBoard board;
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
                               .queueItemID = randomUuid(),
@@ -126,6 +136,15 @@ TEST_F(CommentPollTest, CommentsThatCannotBeReadAreTheBugsTroubleAndNotTheBacken
     EXPECT_THAT(told, testing::IsEmpty());
 }
 
+TEST_F(CommentPollTest, ACommentThatCannotBeReadIsLeftOutAndTheOthersCount) {
+    answers(comment("working", "yesterday") + "," + comment("in_review", "2026-03-04T05:06:07Z"));
+    begin();
+    EXPECT_TRUE(next<CommentsChanged>().detection);
+    EXPECT_THAT(told, testing::IsEmpty());
+    EXPECT_THAT(board.notes,
+                ElementsAre(HasSubstr("0A000000-0000-4000-8000-00000000000A (created_at: Invalid ISO-8601")));
+}
+
 TEST_F(CommentPollTest, ABugThatIsGoneHasNoCommentsAndIsNoTrouble) {
     fails(404);
     answers(comment("in_review", "2026-03-04T05:06:07Z"));
@@ -143,7 +162,8 @@ TEST_F(CommentPollTest, TwoPollsShareOneBudget) {
     io.restart();
     io.poll();
     answers("");
-    test::runTask(io, fetchCommentsIfAny(client, "00000000"));  // later than all that had been sent by then
+    test::runTask(
+        io, fetchCommentsIfAny(client, board, "00000000"));  // later than all that had been sent by then
     EXPECT_THAT(server.lines(),
                 ElementsAre("GET /v1/bugs/3f2a9c1d/comments", "GET /v1/bugs/00000000/comments"));
 }
@@ -166,6 +186,14 @@ TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQu
     EXPECT_EQ(pauseBeforePoll(milliseconds(5000), 20, 0), milliseconds(60000));
     EXPECT_EQ(pauseBeforePoll(milliseconds(90000), 3, 0), milliseconds(90000));
     EXPECT_EQ(pauseBeforePoll(milliseconds(4000), 0, 1), milliseconds(3000));
+}
+
+TEST_F(CommentPollTest, ABackendThatSaysWhenItMayBeAskedAgainIsLeftAloneUntilThen) {
+    server.answer({.status = 429, .headers = {{"Retry-After", "3600"}}});
+    begin();
+    healthAfter(1);
+    io.run_for(std::chrono::milliseconds(300));  // dozens of intervals
+    EXPECT_EQ(server.requests().size(), 1U);
 }
 
 TEST_F(CommentPollTest, CancellingEndsItAlsoWhileTheBackendIsSilent) {

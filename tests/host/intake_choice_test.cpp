@@ -19,8 +19,8 @@ QLBugSummaryDTO bug(const std::string& id, int age = 0, const std::string& statu
     return summary;
 }
 
-IntakeRules anyBug(int limit = 200, int room = 1000) {
-    return {.scope = IntakeScope::dispatchBugs, .limit = limit, .room = room};
+IntakeRules anyBug(int room = 1000) {
+    return {.scope = IntakeScope::dispatchBugs, .room = room};
 }
 
 std::vector<std::string> idsOf(const std::vector<QLBugSummaryDTO>& bugs) {
@@ -58,17 +58,9 @@ TEST(IntakeChoiceTest, IdsThatCannotNameABranchAreReportedAndLeftOut) {
     EXPECT_THAT(idsOf(choice.newBugs), ElementsAre("fine"));
 }
 
-TEST(IntakeChoiceTest, AStatusWithAsManyBugsAsWereAskedForIsReportedAlsoWhenAllAreKnown) {
-    const auto choice = chooseIntake({bug("a"), bug("b"), bug("c", 0, "in_review"),
-                                      bug("d", 0, "investigate"), bug("e", 0, "investigate")},
-                                     {"a", "b"}, anyBug(2));
-    EXPECT_THAT(choice.cutStatuses, ElementsAre("investigate", "open"));
-}
-
 TEST(IntakeChoiceTest, NothingFetchedIsNothingToDo) {
     const auto choice = chooseIntake({}, {"3f2a9c1d"}, anyBug());
     EXPECT_THAT(choice.newBugs, IsEmpty());
-    EXPECT_THAT(choice.cutStatuses, IsEmpty());
     EXPECT_THAT(choice.unusableBugIDs, IsEmpty());
 }
 
@@ -79,11 +71,44 @@ TEST(IntakeChoiceTest, OfOpenBugsOnlyThoseInStatusOpenAreTaken) {
 }
 
 TEST(IntakeChoiceTest, WhatADayHasNoRoomForIsTheNewestAndIsCounted) {
-    const auto choice =
-        chooseIntake({bug("new", 1), bug("old", 3), bug("middle", 2)}, {"known"}, anyBug(200, 2));
+    const auto choice = chooseIntake({bug("new", 1), bug("old", 3), bug("middle", 2)}, {"known"}, anyBug(2));
     EXPECT_THAT(idsOf(choice.newBugs), ElementsAre("old", "middle"));
     EXPECT_EQ(choice.leftForLater, 1);
-    EXPECT_EQ(chooseIntake({bug("a"), bug("b")}, {}, anyBug(200, -3)).leftForLater, 2);
+    EXPECT_EQ(chooseIntake({bug("a"), bug("b")}, {}, anyBug(-3)).leftForLater, 2);
+}
+
+/// An item of the bug that `bug` makes.
+BugQueueItem itemOf(const std::string& id, int age = 0, const std::string& title = "") {
+    BugQueueItem item;
+    item.bugID = id;
+    item.title = title;
+    item.createdAt = bug(id, age).createdAt;
+    return item;
+}
+
+TEST(DistinctBugsTest, OfTwoBugsWithOneShortIdTheOlderIsKept) {
+    const auto distinct = distinctBugs({bug("3f2a9c1d-b", 1), bug("3F2A9C1D-A", 2), bug("77777777")}, {});
+    EXPECT_THAT(idsOf(distinct.bugs), ElementsAre("3F2A9C1D-A", "77777777"));
+    EXPECT_THAT(distinct.collisions, ElementsAre(IDCollision{.kept = "3F2A9C1D-A", .leftOut = "3f2a9c1d-b"}));
+}
+
+TEST(DistinctBugsTest, OneThatTheQueueHasIsKeptAlsoWhenItIsTheYounger) {
+    const auto distinct =
+        distinctBugs({bug("3f2a9c1d-b", 1), bug("3f2a9c1d-a", 2)}, {itemOf("3f2a9c1d", 1, "Crash")});
+    EXPECT_THAT(idsOf(distinct.bugs), ElementsAre("3f2a9c1d-b"));
+    EXPECT_THAT(distinct.collisions, ElementsAre(IDCollision{.kept = "3f2a9c1d", .leftOut = "3f2a9c1d-a"}));
+}
+
+TEST(DistinctBugsTest, ABugOfAnotherTitleOrOfAnotherDateIsStillTheQueuesOwn) {
+    for (const auto& item : {itemOf("3f2a9c1d", 0, "Crash"), itemOf("3f2a9c1d", 5)}) {
+        EXPECT_THAT(distinctBugs({bug("3f2a9c1d-a")}, {item}).collisions, IsEmpty());
+    }
+}
+
+TEST(DistinctBugsTest, ABugThatIsListedTwiceIsNoCollision) {
+    const auto distinct = distinctBugs({bug("3f2a9c1d-a"), bug(" 3F2A9C1D-A", 0, "in_review")}, {});
+    EXPECT_EQ(distinct.bugs.size(), 1U);
+    EXPECT_THAT(distinct.collisions, IsEmpty());
 }
 
 /// One comment as "AUTHOR@SECOND".

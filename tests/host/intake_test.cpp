@@ -11,7 +11,9 @@ namespace quernlight::host {
 namespace {
 
 namespace json = boost::json;
+using testing::AllOf;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 /// A queue with bug 3f2a9c1d, on which a user has commented since it was finished.
 class IntakeTest : public test::ServicesFixture {
@@ -46,7 +48,7 @@ class IntakeTest : public test::ServicesFixture {
             server.answer({.body = json::serialize(json::object{{"bugs", bugs}})});
         }
     }
-    void userHasCommented() {
+    void userHasCommented(const std::optional<json::object>& another = std::nullopt) {
         const std::string later = formatInstant(currentInstant() + std::chrono::hours(1));
         const json::object comment{{"id", "0A000000-0000-4000-8000-00000000000A"},
                                    {"bug_id", "3f2a9c1d"},
@@ -55,9 +57,35 @@ class IntakeTest : public test::ServicesFixture {
                                    {"attachments", json::array()},
                                    {"created_at", later},
                                    {"updated_at", later}};
-        server.answer({.body = json::serialize(json::object{{"comments", json::array{comment}}})});
+        json::array comments{comment};
+        if (another) {
+            comments.push_back(*another);
+        }
+        server.answer({.body = json::serialize(json::object{{"comments", comments}})});
     }
     void takeIn() { run(intake.takeIn()); }
+
+    static json::object createdAt(const std::string& time, json::object bug) {
+        bug["created_at"] = time;
+        return bug;
+    }
+    /// What the backend answers when it is asked for so many bugs of a status.
+    void lists(const std::string& status, int limit, const json::array& bugs) {
+        server.answerTo("GET /v1/bugs?status=" + status + "&limit=" + std::to_string(limit),
+                        {.body = json::serialize(json::object{{"bugs", bugs}})});
+    }
+    void listsOpen(const json::array& bugs) {
+        lists("open", 200, bugs);
+        lists("investigate", 200, {});
+        lists("in_review", 200, {});
+    }
+    std::vector<std::string> queuedBugs() {
+        std::vector<std::string> ids;
+        for (const BugQueueItem& item : run(store.items.items())) {
+            ids.push_back(item.bugID);
+        }
+        return ids;
+    }
 
     std::vector<bool> busy;  // answers to come; free when there are none
     Intake intake{services, IntakeScope::openBugs, 200, [this](const Uuid&) {
@@ -117,6 +145,113 @@ TEST_F(IntakeTest, WhileIntakeIsOffFinishedBugsAreStillFollowedUp) {
     backendLists(bug("77777777", "open"));
     takeIn();
     EXPECT_EQ(run(store.items.items()).size(), 1U);
+}
+
+TEST_F(IntakeTest, ABugThatCannotBeReadIsLeftOutAndNamedOnce) {
+    for (int round = 0; round < 2; ++round) {
+        listsOpen({createdAt("yesterday", bug("11111111-AAAA", "open")), bug("77777777", "open")});
+        takeIn();
+    }
+    EXPECT_THAT(queuedBugs(), ElementsAre("77777777"));
+    EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("11111111-AAAA"), HasSubstr("created_at"))));
+}
+
+/// Three open bugs, of which the backend is asked for two at first.
+class LongListTest : public IntakeTest {
+  protected:
+    void listsNewest() {
+        lists("open", 2, {newest, newer});
+        lists("investigate", 2, {});
+        lists("in_review", 2, {});
+    }
+    void listsAll() {
+        listsNewest();
+        lists("open", 4, {newest, newer, oldest});
+    }
+    std::ptrdiff_t asked(const std::string& line) {
+        const auto lines = server.lines();
+        return std::count(lines.begin(), lines.end(), line);
+    }
+
+    const json::object newest = createdAt("2026-03-03T00:00:00Z", bug("33333333", "open"));
+    const json::object newer = createdAt("2026-03-02T00:00:00Z", bug("22222222", "open"));
+    const json::object oldest = createdAt("2026-03-01T00:00:00Z", bug("11111111", "open"));
+    Intake small{services, IntakeScope::openBugs, 2, [](const Uuid&) { return false; }};
+};
+
+TEST_F(LongListTest, TheOldestBugComesFirstHoweverManyNewerOnesThereAre) {
+    settings.intakePerDay = 1;
+    listsAll();
+    run(small.takeIn());
+    EXPECT_THAT(queuedBugs(), ElementsAre("11111111"));
+    EXPECT_THAT(board.notes, ElementsAre(HasSubstr("2 new bugs are left for another day")));
+}
+
+TEST_F(LongListTest, WhileNoneIsTakenOnlyTheNewestAreAskedFor) {
+    settings.intakePerDay = 1;
+    listsAll();
+    run(small.takeIn());
+    listsNewest();
+    run(small.takeIn());
+    EXPECT_EQ(asked("GET /v1/bugs?status=open&limit=4"), 1);
+    EXPECT_THAT(queuedBugs(), ElementsAre("11111111"));
+    EXPECT_NE(small.listed().pullRequest("11111111"), nullptr);
+}
+
+TEST_F(LongListTest, ABugThatIsTakenIsListedAtThatMoment) {
+    settings.intakePerDay = 0;
+    listsAll();
+    run(small.takeIn());
+    settings.intakePerDay = 1;
+    listsNewest();
+    lists("open", 4, {newest, newer});  // the oldest has been closed
+    lists("investigate", 2, {});
+    lists("in_review", 2, {});
+    run(small.takeIn());
+    EXPECT_THAT(queuedBugs(), ElementsAre("22222222"));
+}
+
+TEST_F(LongListTest, WhatDoesNotFitAnAnswerIsToldAndTheRestIsTaken) {
+    services.client =
+        QuernlightClient(*Url::parse(server.address()), "token",
+                         std::make_shared<HttpSession>(HttpSession::Options{.maximumAnswerSize = 750}));
+    Intake bounded(services, IntakeScope::openBugs, 2, [](const Uuid&) { return false; });
+    listsAll();
+    run(bounded.takeIn());
+    EXPECT_THAT(queuedBugs(), ElementsAre("22222222", "33333333"));
+    EXPECT_THAT(
+        board.notes,
+        ElementsAre("The backend returned 2 bugs in status \"open\" and no more when it was asked for "
+                    "4; older ones, if there are any, are not seen."));
+}
+
+TEST_F(IntakeTest, ABackendThatWantsAPauseIsUnavailableForThatLong) {
+    server.answer({.status = 429, .headers = {{"Retry-After", "90"}}});
+    try {
+        takeIn();
+        ADD_FAILURE() << "the backend gave a list";
+    } catch (const BackendUnavailable& error) {
+        EXPECT_EQ(error.retryAfter(), std::chrono::seconds(90));
+    }
+}
+
+TEST_F(IntakeTest, ACommentThatCannotBeReadHidesNoOther) {
+    const Uuid item = finished("3f2a9c1d", QueueItemStatus::completed);
+    backendLists(bug("3f2a9c1d", "in_review"));
+    userHasCommented(json::object{{"id", "no uuid"}});
+    takeIn();
+    EXPECT_EQ(status(item), QueueItemStatus::queued);
+    EXPECT_THAT(board.notes, ElementsAre(HasSubstr("A comment on bug 3f2a9c1d is left out")));
+}
+
+TEST_F(IntakeTest, OfBugsWithTheSameShortIdTheYoungerIsNamedOnceWithTheOther) {
+    for (int round = 0; round < 2; ++round) {
+        listsOpen({createdAt("2026-03-02T00:00:00Z", bug("3f2a9c1d-2222", "open")),
+                   createdAt("2026-03-01T00:00:00Z", bug("3F2A9C1D-1111", "open"))});
+        takeIn();
+    }
+    EXPECT_THAT(queuedBugs(), ElementsAre("3f2a9c1d"));
+    EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("3f2a9c1d-2222"), HasSubstr("3F2A9C1D-1111"))));
 }
 
 }  // namespace

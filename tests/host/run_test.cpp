@@ -10,6 +10,7 @@ namespace {
 
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 /// `run --once`: the road and how its bugs end.
 class RunTest : public test::DispatchFixture {};
@@ -143,14 +144,15 @@ TEST_F(RunTest, OneBugThatFailsDoesNotHoldUpAnother) {
     EXPECT_EQ(status("77777777"), "awaitingUserInput");
 }
 
-TEST_F(RunTest, AStatusWithAsManyBugsAsWereAskedForIsSaid) {
-    for (int number = 0; number < 200; ++number) {
+TEST_F(RunTest, OfMoreBugsThanTheBackendListsAtOnceTheOldestComeFirst) {
+    for (int number = 0; number < 450; ++number) {
         report(std::to_string(10000000 + number), "Bug");
     }
     startBackend();
-    EXPECT_THAT(dispatch(runWith({"--dry-run"})).output,
-                HasSubstr("The backend returned 200 bugs in status \"open\", as many as were asked for; "
-                          "there may be more.\n"));
+    const auto outcome = dispatch(runWith({"--dry-run"}));
+    EXPECT_THAT(outcome.output, StartsWith("would enqueue  10000000  Shop: Bug\n"
+                                           "would enqueue  10000001  Shop: Bug\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("430 new bugs are left for another day:"));
 }
 
 }  // namespace

@@ -1,0 +1,28 @@
+#include "host/intake/known_bugs.hpp"
+
+namespace quernlight::host {
+
+Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
+    std::set<std::string> known = co_await store.retired.bugIDs();
+    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+        known.insert(item.bugID);
+    }
+    co_return known;
+}
+
+Task<int> roomForNewBugs(DispatchStore store, Settings settings) {
+    const Instant midnight = std::chrono::floor<std::chrono::days>(currentInstant());
+    int taken = co_await store.retired.countAddedSince(midnight);
+    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+        taken += item.addedAt >= midnight ? 1 : 0;
+    }
+    co_return settings.intakePerDay - taken;
+}
+
+std::string describeLeftForLater(int bugs, int perDay) {
+    return std::to_string(bugs) + (bugs == 1 ? " new bug is" : " new bugs are") +
+           " left for another day: at most " + std::to_string(perDay) +
+           " are taken in a day (setting intake.per_day).";
+}
+
+}  // namespace quernlight::host
