@@ -18,7 +18,7 @@ Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, Dispat
       intake_(services, options.scope, options.fetchLimit,
               [this](const Uuid& itemID) { return isBusy(itemID); }),
       recovery_(services),
-      retirement_(services, [this](const Uuid& itemID) { return isBusy(itemID); }),
+      retirement_(services, intake_.listed(), [this](const Uuid& itemID) { return isBusy(itemID); }),
       events_(services.store, services.board) {}
 
 Task<void> Dispatcher::run() {

@@ -181,7 +181,11 @@ Task<void> Dispatcher::takeBugsIn() {
     } while (!options_.once && !stopping_);
 }
 
+/// What the backend lists is known first, so that it need not be asked for each bug.
 Task<void> Dispatcher::retireRepeatedly() {
+    while (!intake_.listed().isKnown()) {
+        co_await sleepFor(heartbeatInterval);
+    }
     while (!options_.once) {
         co_await troubleIn(retirement_.retireMerged());
         co_await pauseFor(&Settings::pollMergeSeconds);

@@ -1,17 +1,17 @@
 #include "host/retire/retirement.hpp"
 
 #include <algorithm>
-#include <filesystem>
 
 #include <boost/json/parse.hpp>
 
 #include "host/failure_of.hpp"
 #include "host/item_event.hpp"
+#include "host/retire/round_fetches.hpp"
+#include "host/retire/worktree_hindrance.hpp"
 #include "host/session/patient_git.hpp"
 #include "quernlight/git/git_worktree_cleaner.hpp"
 #include "quernlight/git/pull_request_merge_checker.hpp"
 #include "quernlight/git/worktree_naming.hpp"
-#include "quernlight/platform/file_manager.hpp"
 
 namespace quernlight::host {
 namespace json = boost::json;
@@ -52,14 +52,17 @@ bool Retirement::isDue(const BugQueueItem& item) const {
 }
 
 Task<void> Retirement::retireMerged() {
-    const auto items = co_await services_.store.items.items(wholeQueue);
-    forgetHindrances(items);
-    for (const BugQueueItem& item : items) {
-        if (!isDue(item) || isBusy_(item.id) || stop_.isPressed()) {
+    auto items = co_await dueItems();
+    const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
+    const GitRunner run = patientGit(stop_, kill_, services_.settings);
+    const RoundFetches fetches(run, reviews);
+    for (const BugInReview& review : reviews) {
+        if (isBusy_(review.item.id) || stop_.isPressed()) {
             continue;
         }
-        retiring_ = item.id;
-        const std::exception_ptr failure = co_await failureOf(retireIfMerged(item));
+        retiring_ = review.item.id;
+        const std::exception_ptr failure =
+            co_await failureOf(retireInTurn(review, fetches.runnerFor(review)));
         retiring_.reset();
         if (failure) {
             std::rethrow_exception(failure);
@@ -67,24 +70,30 @@ Task<void> Retirement::retireMerged() {
     }
 }
 
-Task<void> Retirement::retireIfMerged(BugQueueItem item) {
-    const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
-    if (mapping) {
-        co_await services_.repositories.of(mapping->repoPath).run(look(std::move(item), *mapping));
-    }
+Task<std::vector<BugQueueItem>> Retirement::dueItems() {
+    auto items = co_await services_.store.items.items(wholeQueue);
+    forgetHindrances(items);
+    std::erase_if(items, [this](const BugQueueItem& item) { return !isDue(item) || isBusy_(item.id); });
+    co_return items;
+}
+
+Task<void> Retirement::retireInTurn(BugInReview review, GitRunner run) {
+    OperationQueue& turns = services_.repositories.of(review.mapping.repoPath);
+    co_await turns.run(look(std::move(review), std::move(run)));
 }
 
 /// In the repository's turn, for which it may have waited. While it is being retired nobody else changes the
 /// item, so what is read here holds to the end.
-Task<void> Retirement::look(BugQueueItem item, AppMapping mapping) {
-    const bool wasInReview = co_await isStillInReview(item.id);
+Task<void> Retirement::look(BugInReview review, GitRunner run) {
+    const Uuid itemID = review.item.id;
+    const bool wasInReview = co_await isStillInReview(itemID);
     if (!wasInReview || stop_.isPressed()) {
         co_return;
     }
-    const bool merged = co_await isMerged(item, mapping);
-    const bool inReview = co_await isStillInReview(item.id);
+    const bool merged = co_await isMerged(review, std::move(run));
+    const bool inReview = co_await isStillInReview(itemID);
     if (merged && inReview && !stop_.isPressed()) {
-        co_await retire(std::move(item), std::move(mapping));
+        co_await retire(std::move(review.item), std::move(review.mapping));
     }
 }
 
@@ -93,14 +102,12 @@ Task<bool> Retirement::isStillInReview(Uuid itemID) {
     co_return current && current->status == QueueItemStatus::completed;
 }
 
-Task<bool> Retirement::isMerged(BugQueueItem item, AppMapping mapping) {
-    const auto prURL = co_await pullRequestOf(item);
-    if (!prURL) {
-        co_return false;
-    }
-    const PullRequestMergeChecker checker(patientGit(stop_, kill_, services_.settings));
+/// Of a round's looks at one repository the first fetches for all of them, with `run`.
+Task<bool> Retirement::isMerged(BugInReview review, GitRunner run) {
+    const BugQueueItem& item = review.item;
+    const PullRequestMergeChecker checker(std::move(run));
     const PullRequestMergeState state =
-        co_await checker.mergeState(*prURL, mapping.repoPath, mapping.baseBranch);
+        co_await checker.mergeState(review.prURL, review.mapping.repoPath, review.mapping.baseBranch);
     const auto* unknown = std::get_if<PullRequestStateUnknown>(&state);
     if (unknown && !stop_.isPressed()) {
         services_.board.noteOnce("Bug " + item.bugID +
@@ -138,15 +145,16 @@ void Retirement::forgetHindrances(const std::vector<BugQueueItem>& items) {
 
 /// The worktree goes first and the item last: what is interrupted is found again and done to its end.
 Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
-    const auto stray = co_await strayWorktree(item, mapping);
-    if (stray) {
-        tellHindrance(item.bugID, "Bug " + item.bugID + " is merged, but its worktree at " + *stray +
-                                      " is not where its mapping has worktrees now, so it is left alone; map "
-                                      "that directory again, or remove the worktree.");
+    const bool mayBegin = co_await mayGo(item, mapping);
+    if (!mayBegin) {
         co_return;
     }
     const auto saved = co_await preserve(item, mapping);
     if (!saved) {
+        co_return;
+    }
+    const bool isStillUnused = co_await mayGo(item, mapping);  // else what was saved may not be all
+    if (!isStillUnused) {
         co_return;
     }
     const bool isGone = co_await removeWorktree(item, mapping);
@@ -166,32 +174,13 @@ Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
     services_.board.gone(item.bugID);
 }
 
-Task<std::optional<Url>> Retirement::pullRequestOf(BugQueueItem item) {
-    try {
-        const auto detail = co_await stop_.untilPressed(services_.client.fetchBugDetail(item.bugID));
-        services_.health.answered();
-        co_return detail.bug.prURL;
-    } catch (const std::exception& error) {
-        if (!stop_.isPressed()) {
-            services_.health.failed(error);
-        }
-        co_return std::nullopt;
+/// Whether nothing speaks against removing the worktree now; what does is told.
+Task<bool> Retirement::mayGo(BugQueueItem item, AppMapping mapping) {
+    const std::string reason = co_await worktreeHindrance(services_.store, item, std::move(mapping));
+    if (!reason.empty()) {
+        tellHindrance(item.bugID, reason);
     }
-}
-
-/// Where the bug was last worked on, when that is still there and today's mapping has it elsewhere.
-Task<std::optional<std::string>> Retirement::strayWorktree(BugQueueItem item, AppMapping mapping) {
-    const auto attempt = co_await services_.store.attempts.latestAttempt(item.id);
-    if (!attempt || !attempt->agentWorkspacePath) {
-        co_return std::nullopt;
-    }
-    const std::string& path = *attempt->agentWorkspacePath;
-    const std::string mapped =
-        WorktreeNaming::worktreePath(mapping.resolvedWorktreeRootPath(), item.appName, item.bugID);
-    std::error_code ignored;
-    const bool isMapped = WorktreeNaming::standardizedPath(path) == mapped ||
-                          std::filesystem::equivalent(path, mapped, ignored);
-    co_return isMapped || !defaultFileManager().exists(path) ? std::nullopt : std::optional(path);
+    co_return reason.empty();
 }
 
 /// Saves work that no remote has, and the item's history names it. Nothing when it cannot be saved.

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/retire/pull_request_lookup.hpp"
 #include "host/retire/work_preserver.hpp"
 #include "host/session/session_services.hpp"
 #include "host/session/stop_switch.hpp"
@@ -21,8 +22,9 @@ class Retirement {
   public:
     using BusyTest = std::function<bool(const Uuid& itemID)>;
 
-    Retirement(SessionServices& services, BusyTest isBusy)
-        : services_(services), isBusy_(std::move(isBusy)) {}
+    /// `listed` is what the backend listed last.
+    Retirement(SessionServices& services, const ListedBugs& listed, BusyTest isBusy)
+        : services_(services), isBusy_(std::move(isBusy)), pullRequests_(services, listed, stop_) {}
 
     /// One round over all bugs in review. Throws DatabaseError.
     Task<void> retireMerged();
@@ -40,13 +42,13 @@ class Retirement {
     bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
 
   private:
-    Task<void> retireIfMerged(BugQueueItem item);
-    Task<void> look(BugQueueItem item, AppMapping mapping);
+    Task<std::vector<BugQueueItem>> dueItems();
+    Task<void> retireInTurn(BugInReview review, GitRunner run);
+    Task<void> look(BugInReview review, GitRunner run);
     Task<void> retire(BugQueueItem item, AppMapping mapping);
-    Task<bool> isMerged(BugQueueItem item, AppMapping mapping);
+    Task<bool> isMerged(BugInReview review, GitRunner run);
     Task<bool> isStillInReview(Uuid itemID);
-    Task<std::optional<Url>> pullRequestOf(BugQueueItem item);
-    Task<std::optional<std::string>> strayWorktree(BugQueueItem item, AppMapping mapping);
+    Task<bool> mayGo(BugQueueItem item, AppMapping mapping);
     Task<std::optional<PreserveResult>> preserve(BugQueueItem item, AppMapping mapping);
     Task<bool> removeWorktree(BugQueueItem item, AppMapping mapping);
     bool isDue(const BugQueueItem& item) const;
@@ -59,6 +61,7 @@ class Retirement {
     std::set<std::string> hindered_;  // ids of merged bugs whose worktrees stay for a reason that was told
     StopSwitch stop_;
     StopSwitch kill_;
+    PullRequestLookup pullRequests_;
 };
 
 }  // namespace quernlight::host

@@ -39,7 +39,7 @@ Task<GitCommandResult> fetchPatiently(double seconds, std::vector<std::string> a
 
 GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings) {
     return [&stop, &kill, &settings](std::vector<std::string> arguments) {
-        const bool fetches = arguments.size() > 2 && arguments[2] == "fetch";
+        const bool fetches = arguments.size() > 2 && (arguments[2] == "fetch" || arguments[2] == "ls-remote");
         return fetches ? unlessPressed(stop, fetchPatiently(settings.gitFetchSeconds, std::move(arguments)))
                        : unlessPressed(kill, runGit(std::move(arguments)));
     };

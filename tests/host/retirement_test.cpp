@@ -1,7 +1,12 @@
 #include "host/retire/retirement.hpp"
 
+#include <csignal>
+#include <set>
+
+#include <sys/wait.h>
 #include <gmock/gmock.h>
 
+#include "quernlight/platform/spawn.hpp"
 #include "tests/host/services_fixture.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
 
@@ -24,7 +29,9 @@ class RetirementTest : public test::ServicesFixture {
         const std::string transport = STANDIN_GIT_TRANSPORT_PATH " " + hosted.scratch("served").string();
         hosted.git({"config", "core.sshCommand", transport});
         hosted.git({"config", "ssh.variant", "simple"});
-        hosted.git({"push", "--quiet", "origin", "main:refs/pull/1/head"});
+        for (const char* number : {"1", "2", "3"}) {
+            hosted.git({"push", "--quiet", "origin", std::string("main:refs/pull/") + number + "/head"});
+        }
         addWorktree(root / "Shop-3f2a9c1d", "Shop-3f2a9c1d");
         addWorktree(root / "Shop-3f2a9c1d-2", "another-bugs");
         addWorktree(outside, "somebodys-own");
@@ -33,21 +40,49 @@ class RetirementTest : public test::ServicesFixture {
         hosted.git({"worktree", "add", "--quiet", "-b", branch, path, "main"});
         writeFile(path / "notes.txt", "not yet committed\n");
     }
-    Uuid merged(const std::string& bugID) {
+    /// A bug whose work is done, and which the backend says nothing of.
+    Uuid finished(const std::string& bugID) {
         const Uuid item = enqueue(bugID).id;
         run(store.mappings.upsert({.bundleID = "com.acme.shop",
                                    .appName = "Shop",
                                    .repoPath = repository,
                                    .worktreeRootPath = root.string()}));
         run(manager.markCompleted(item, randomUuid()));
-        server.answer({.body =
-                           R"({"bug":{"id":"3f2a9c1d","title":"Crash","metadata":{},"status":"in_review",)"
-                           R"("pr_url":"https://git.example/acme/shop/pull/1",)"
-                           R"("occurred_at":"2026-03-04T05:06:07Z","created_at":"2026-03-04T05:06:07Z",)"
-                           R"("updated_at":"2026-03-04T05:06:07Z","bundle_id":"com.acme.shop",)"
-                           R"("app_id":"0A000000-0000-4000-8000-00000000000A","app_name":"Shop"},)"
-                           R"("attachments":[],"comments":[]})"});
         return item;
+    }
+    Uuid merged(const std::string& bugID, int pullRequest = 1) {
+        const Uuid item = finished(bugID);
+        backendNames(pullRequest);
+        return item;
+    }
+    static QLBugSummaryDTO listedBug(const std::string& bugID, const std::optional<Url>& prURL) {
+        QLBugSummaryDTO bug;
+        bug.id = bugID;
+        bug.prURL = prURL;
+        return bug;
+    }
+    void backendNames(int pullRequest) {
+        server.answer(
+            {.body = R"({"bug":{"id":"3f2a9c1d","title":"Crash","metadata":{},"status":"in_review",)"
+                     R"("pr_url":"https://git.example/acme/shop/pull/)" +
+                     std::to_string(pullRequest) +
+                     R"(",)"
+                     R"("occurred_at":"2026-03-04T05:06:07Z","created_at":"2026-03-04T05:06:07Z",)"
+                     R"("updated_at":"2026-03-04T05:06:07Z","bundle_id":"com.acme.shop",)"
+                     R"("app_id":"0A000000-0000-4000-8000-00000000000A","app_name":"Shop"},)"
+                     R"("attachments":[],"comments":[]})"});
+    }
+    /// From now on every connection to the remote leaves a line in a file.
+    void countConnections() {
+        const auto script = hosted.scratch("counting-transport");
+        writeFile(script, "#!/bin/sh\necho asked >> \"$0.log\"\nexec " STANDIN_GIT_TRANSPORT_PATH " '" +
+                              hosted.scratch("served").string() + "' \"$@\"\n");
+        std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+        hosted.git({"config", "core.sshCommand", script});
+    }
+    std::ptrdiff_t connections() {
+        const std::string log = readFile(hosted.scratch("counting-transport.log"));
+        return std::count(log.begin(), log.end(), '\n');
     }
     /// Not even its index has changed.
     bool isUntouched(const std::filesystem::path& worktree) {
@@ -61,7 +96,8 @@ class RetirementTest : public test::ServicesFixture {
     standin::test::HostedRepository hosted;
     const std::filesystem::path root = hosted.scratch("worktrees");
     const std::filesystem::path outside = hosted.scratch("y");
-    Retirement retirement{services, [](const Uuid&) { return false; }};
+    ListedBugs listed;
+    Retirement retirement{services, listed, [](const Uuid&) { return false; }};
 };
 
 TEST_F(RetirementTest, AMergedBugsOwnWorktreeGoesAndNoOther) {
@@ -108,6 +144,84 @@ TEST_F(RetirementTest, OnceRetiringIsTurnedOffNothingIsTriedAndWhatKeptAWorktree
     EXPECT_EQ(server.requests().size(), asked);
     EXPECT_EQ(status(item), QueueItemStatus::completed);
     EXPECT_TRUE(std::filesystem::exists(root / "Shop-3f2a9c1d/.git"));
+}
+
+TEST_F(RetirementTest, OneFetchServesAllPullRequestsOfARepository) {
+    countConnections();
+    const std::vector<Uuid> items{merged("3f2a9c1d", 1), merged("77777777", 2), merged("88888888", 3)};
+    run(retirement.retireMerged());
+    for (const Uuid& item : items) {
+        EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+    }
+    EXPECT_EQ(connections(), 1);
+}
+
+TEST_F(RetirementTest, APullRequestThatTheRemoteDoesNotHaveHoldsUpNoOther) {
+    countConnections();
+    const Uuid stays = merged("77777777", 4);
+    const Uuid goes = merged("3f2a9c1d", 1);
+    const Uuid staysToo = merged("88888888", 5);
+    run(retirement.retireMerged());
+    EXPECT_FALSE(run(store.items.item(goes))) << testing::PrintToString(board.notes);
+    EXPECT_EQ(status(stays), QueueItemStatus::completed);
+    EXPECT_EQ(status(staysToo), QueueItemStatus::completed);
+    EXPECT_THAT(board.notes, ElementsAre(HasSubstr("remote ref refs/pull/4/head"),
+                                         HasSubstr("remote ref refs/pull/5/head")));
+    EXPECT_EQ(connections(), 3);  // all, which are there, those
+}
+
+TEST_F(RetirementTest, AMergedBugsWorktreeStaysWhileAProcessWorksInItAndThatIsSaid) {
+    const Uuid item = merged("3f2a9c1d");
+    const pid_t pid = spawnProcess({.executable = "/bin/sleep",
+                                    .arguments = {"sleep", "6000"},
+                                    .workingDirectory = root / "Shop-3f2a9c1d"});
+    run(retirement.retireMerged());
+    EXPECT_THAT(
+        board.conditions,
+        ElementsAre(Pair("retiring 3f2a9c1d", HasSubstr("process " + std::to_string(pid) + " (sleep)"))));
+    EXPECT_TRUE(isUntouched(root / "Shop-3f2a9c1d"));
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
+    backendNames(1);
+    run(retirement.retireMerged());
+    EXPECT_FALSE(run(store.items.item(item)));
+    EXPECT_THAT(board.conditions, IsEmpty());
+}
+
+TEST_F(RetirementTest, WhatTheBackendHasListedItIsNotAskedFor) {
+    const Uuid goes = finished("3f2a9c1d");
+    const Uuid stays = finished("77777777");
+    listed.replace({listedBug("3F2A9C1D-0000", Url::parse("https://git.example/acme/shop/pull/1")),
+                    listedBug("77777777-0000", std::nullopt)});
+    run(retirement.retireMerged());
+    EXPECT_FALSE(run(store.items.item(goes))) << testing::PrintToString(board.notes);
+    EXPECT_EQ(status(stays), QueueItemStatus::completed);
+    EXPECT_THAT(server.lines(), IsEmpty());
+}
+
+TEST_F(RetirementTest, ABackendThatDoesNotAnswerIsAskedOnceARound) {
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        finished(bugID);
+    }
+    server.answer({.status = 503});
+    run(retirement.retireMerged());
+    EXPECT_EQ(server.lines().size(), 1U);
+    EXPECT_THAT(healthNews, ElementsAre(HasSubstr("503")));
+}
+
+TEST_F(RetirementTest, BugsThatTheBackendDoesNotListAreAskedForAFewARoundInTurn) {
+    for (int number = 0; number < 30; ++number) {
+        finished(std::to_string(10000000 + number));
+    }
+    for (int answer = 0; answer < 60; ++answer) {
+        server.answer({.status = 404});
+    }
+    run(retirement.retireMerged());
+    EXPECT_EQ(server.requests().size(), 20U);
+    run(retirement.retireMerged());
+    const auto lines = server.lines();
+    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), 30U);
 }
 
 }  // namespace

@@ -1,0 +1,64 @@
+#include "host/retire/pull_request_lookup.hpp"
+
+#include <algorithm>
+#include <set>
+
+namespace quernlight::host {
+
+Task<std::vector<BugInReview>> PullRequestLookup::reviewsOf(std::vector<BugQueueItem> items) {
+    const std::vector<std::string> next = nextToAsk(items);
+    const std::set<std::string> asked(next.begin(), next.end());
+    isAnswered_ = true;
+    std::vector<BugInReview> reviews;
+    for (BugQueueItem& item : items) {
+        std::optional<Url> prURL;
+        if (const auto* listed = listed_.pullRequest(item.bugID)) {
+            prURL = *listed;
+        } else if (asked.contains(item.bugID) && isAnswered_) {
+            prURL = co_await ask(item.bugID);
+        }
+        if (!prURL) {
+            continue;
+        }
+        const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
+        if (mapping) {
+            reviews.push_back({.item = std::move(item), .mapping = *mapping, .prURL = std::move(*prURL)});
+        }
+    }
+    co_return reviews;
+}
+
+/// Those that are not listed, beginning behind the one that was asked for last.
+std::vector<std::string> PullRequestLookup::nextToAsk(const std::vector<BugQueueItem>& items) {
+    std::vector<std::string> unlisted;
+    for (const BugQueueItem& item : items) {
+        if (!listed_.pullRequest(item.bugID)) {
+            unlisted.push_back(item.bugID);
+        }
+    }
+    const auto last = std::find(unlisted.begin(), unlisted.end(), lastAsked_);
+    if (last != unlisted.end()) {
+        std::rotate(unlisted.begin(), last + 1, unlisted.end());
+    }
+    unlisted.resize(std::min(unlisted.size(), mostAsked));
+    return unlisted;
+}
+
+/// A backend that does not answer, or wants to be left alone, is not asked again in the round.
+Task<std::optional<Url>> PullRequestLookup::ask(std::string bugID) {
+    isAnswered_ = !stop_.isPressed() && std::chrono::steady_clock::now() >= services_.health.askAgainAt();
+    if (!isAnswered_) {
+        co_return std::nullopt;
+    }
+    lastAsked_ = bugID;
+    try {
+        auto prURL = co_await stop_.untilPressed(services_.client.fetchPullRequestURL(bugID));
+        services_.health.answered();
+        co_return prURL;
+    } catch (const std::exception& error) {
+        isAnswered_ = !stop_.isPressed() && !services_.health.failed(error);
+    }
+    co_return std::nullopt;
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/retire/pull_request_lookup.hpp"
+#include "host/retire/shared_fetch.hpp"
+
+namespace quernlight::host {
+
+/// The fetches of one round of looks at pull requests: one for all of a repository.
+class RoundFetches {
+  public:
+    /// `run` does the work for `reviews`, the bugs of the round.
+    RoundFetches(const GitRunner& run, const std::vector<BugInReview>& reviews);
+
+    /// For the look at one of them. Borrows this.
+    GitRunner runnerFor(const BugInReview& review) const;
+
+  private:
+    /// What pull requests must have in common to be fetched together.
+    struct Place {
+        std::string repoPath;
+        std::string baseBranch;
+        std::string repository;
+
+        auto operator<=>(const Place&) const = default;
+    };
+    using Fetches = std::map<std::int64_t, std::shared_ptr<SharedFetch>>;  // by pull request
+
+    static Place placeOf(const BugInReview& review);
+
+    const GitRunner run_;
+    std::map<Place, Fetches> fetches_;
+};
+
+}  // namespace quernlight::host
