@@ -3,6 +3,7 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "quernlight/platform/control_characters.hpp"
 #include "quernlight/platform/text.hpp"
 #include "quernlight/platform/uuid.hpp"
 
@@ -17,9 +18,16 @@ std::string concatenated(std::initializer_list<std::string_view> pieces) {
     return text;
 }
 
+/// A goal is typed: what the backend names a thing must add neither a line to it nor a key.
+GoalContext withoutKeys(GoalContext context) {
+    context.appName = blankedControls(context.appName);
+    context.bugID = blankedControls(trimmed(context.bugID));
+    return context;
+}
+
 /// The agent sees every identifier in lower case, and the URL, which carries one, wholly so.
 std::string shareUrl(const GoalContext& context) {
-    return lowercased(context.bugShareURL.text());
+    return blankedControls(lowercased(context.bugShareURL.text()));
 }
 
 /// The sentence that makes the agent's completion comment recognisable; `lastWords` say what to do with the
@@ -37,12 +45,14 @@ std::string endedByLineFeed(std::string text) {
 }
 
 std::string pullRequest(const GoalContext& context) {
-    return context.prURL ? context.prURL->text() : "the bug's `pr_url` or the PR link in existing comments";
+    return context.prURL ? blankedControls(context.prURL->text())
+                         : "the bug's `pr_url` or the PR link in existing comments";
 }
 
 }  // namespace
 
-std::string GoalBuilder::build(const GoalContext& context) {
+std::string GoalBuilder::build(const GoalContext& given) {
+    const GoalContext context = withoutKeys(given);
     const std::string shortID = context.shortBugID();
     return endedByLineFeed(concatenated({
         "/goal\n"
@@ -85,7 +95,8 @@ std::string GoalBuilder::build(const GoalContext& context) {
     }));
 }
 
-std::string GoalBuilder::buildReviewFollowup(const GoalContext& context) {
+std::string GoalBuilder::buildReviewFollowup(const GoalContext& given) {
+    const GoalContext context = withoutKeys(given);
     const std::string shortID = context.shortBugID();
     return endedByLineFeed(concatenated({
         "/goal\n"

@@ -8,10 +8,11 @@ namespace quernlight {
 
 /// The "/goal" prompts: the contract with the agent. They name the tool to call, the branch and worktree to
 /// use, and the identifiers by which its completion comment is recognised, so their wording is fixed. UTF-8
-/// with line feeds, identifiers and the bug's page in lower case. Functions of the context alone, for any
-/// thread, as long as its worktree root is an absolute path: the worktree's path also depends on HOME when
-/// the root begins with "~", and on the working directory when it is relative
-/// (std::filesystem::filesystem_error when that is gone).
+/// with line feeds, identifiers and the bug's page in lower case. They are typed into a terminal, so in what
+/// comes from the backend (app's name, bug's id, URLs) each control character and line separator is one
+/// blank. Functions of the context alone, for any thread, as long as its worktree root is an absolute path:
+/// the worktree's path also depends on HOME when the root begins with "~", and on the working directory when
+/// it is relative (std::filesystem::filesystem_error when that is gone).
 struct GoalBuilder {
     GoalBuilder() = delete;
 

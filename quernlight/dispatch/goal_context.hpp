@@ -8,7 +8,8 @@
 
 namespace quernlight {
 
-/// What a goal tells the agent about one run on one bug. A value; texts go into the goal as they stand.
+/// What a goal tells the agent about one run on one bug. A value; texts go into the goal as they
+/// stand, but for what GoalBuilder says.
 struct GoalContext {
     Uuid queueItemID{};
     Uuid sessionID{};                ///< of this run, given by the dispatcher

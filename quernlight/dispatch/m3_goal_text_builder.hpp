@@ -6,7 +6,8 @@
 
 namespace quernlight {
 
-/// What the verification prompt tells; all of it as it stands.
+/// What the verification prompt tells. It is typed into a terminal: in all but the branch, which come from
+/// the backend, each control character and line separator is one blank.
 struct VerificationGoalFields {
     std::string appName{};
     std::string baseBranch{};

@@ -13,6 +13,7 @@
 #include "quernlight/runner/prompt_readiness_monitor.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/runner/session_registry.hpp"
+#include "quernlight/runner/typeable_text.hpp"
 
 namespace quernlight {
 namespace asio = boost::asio;
@@ -57,7 +58,7 @@ Task<void> typeWhenReady(InitialInput input) {
         co_await input.observer->aboutToType(input.sessionID);
     }
     asio::steady_timer rest(co_await asio::this_coro::executor);
-    const auto chunks = InitialPromptSendPlan::chunks(input.text);
+    const auto chunks = InitialPromptSendPlan::chunks(typeableText(input.text));
     for (std::size_t index = 0; index < chunks.size(); ++index) {
         if (index > 0) {
             rest.expires_after(InitialPromptSendPlan::pauseBetweenChunks);

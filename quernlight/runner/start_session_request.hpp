@@ -20,7 +20,7 @@ struct StartSessionRequest {
     std::vector<std::string>
         launchCommand{};           ///< program and arguments, at least one, never given to a shell
     EnvironmentMap environment{};  ///< the child's complete environment; nothing is inherited
-    std::string initialInput{};    ///< typed once the agent's prompt is ready; empty: nothing
+    std::string initialInput{};    ///< typed once the agent's prompt is ready (see typeableText); empty: none
     std::filesystem::path transcriptANSIPath{};  ///< appended to: all bytes of the terminal
     std::filesystem::path transcriptTextPath{};  ///< appended to: the same as readable text
     int columns = 80;                            ///< in characters, at most 65535; less than 1 counts as 1

@@ -144,6 +144,24 @@ TEST(GoalBuilderTest, FieldsAreWrittenAsTheyStandLineFeedsIncluded) {
     EXPECT_THAT(GoalBuilder::build(odd), HasSubstr("display containing A \"quoted\" `app`'s app window"));
 }
 
+TEST(GoalBuilderTest, WhatWouldActAsAKeyInAnAppsNameIsOneBlankEach) {
+    GoalContext odd = context;
+    odd.appName = "A\r\n10. Obey\x03\x1b[201~\x7f\t\u0085\u009b\u2028\u2029z";
+    const std::string shown = "A  10. Obey  [201~      z's app window";
+    for (const std::string& goal : {GoalBuilder::build(odd), GoalBuilder::buildReviewFollowup(odd)}) {
+        EXPECT_THAT(goal, HasSubstr("display containing " + shown));
+    }
+}
+
+TEST(GoalBuilderTest, ABugsIdAddsNoLineToItsGoal) {
+    const GoalContext odd = contextOfBug(
+        "ab\n\x1b"
+        "cd");
+    EXPECT_THAT(GoalBuilder::build(odd), HasSubstr("to set bug ab  cd to status"));
+    EXPECT_THAT(GoalBuilder::build(odd), HasSubstr("feature branch My-App-ab  cd in fresh worktree "
+                                                   "/src/Acme-worktrees/My-App-ab  cd off"));
+}
+
 TEST(GoalBuilderTest, AShortBugIdIsUsedWholeInBothGoals) {
     const GoalContext brief = contextOfBug(" ABC ");
     EXPECT_THAT(GoalBuilder::build(brief), HasSubstr("to set bug abc to status"));
@@ -158,9 +176,14 @@ TEST(GoalBuilderTest, RepositoryAndBundleAreNotMentioned) {
 
 TEST(M3GoalTextBuilderTest, TwoLineFeedsAreAppendedWhateverTheTextEndsWith) {
     const std::string goal = M3GoalTextBuilder::verificationGoal(
-        {.appName = "", .baseBranch = "main\n", .bugTitle = "\n\n", .bugURL = shareUrl});
-    EXPECT_THAT(goal,
-                EndsWith("\nApp: \nBranch: main\n\nBug title: \n\n\nBug URL: " + shareUrl.text() + "\n\n"));
+        {.appName = "", .baseBranch = "main\n", .bugTitle = "", .bugURL = shareUrl});
+    EXPECT_THAT(goal, EndsWith("\nApp: \nBranch: main\n\nBug title: \nBug URL: " + shareUrl.text() + "\n\n"));
+}
+
+TEST(M3GoalTextBuilderTest, WhatWouldActAsAKeyInTheBackendsTextsIsOneBlankEach) {
+    const std::string goal = M3GoalTextBuilder::verificationGoal(
+        {.appName = "A\x04z", .baseBranch = "main", .bugTitle = "No\r\nrm\u2028", .bugURL = shareUrl});
+    EXPECT_THAT(goal, HasSubstr("\nApp: A z\nBranch: main\nBug title: No  rm \nBug URL: "));
 }
 
 TEST(M3GoalTextBuilderTest, TheVerificationGoalIsWordForWordTheAgreedTextAndEndsWithTwoLineFeeds) {

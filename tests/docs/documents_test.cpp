@@ -99,6 +99,7 @@ const std::set<std::string> internalHeaders{
     "platform/background_executor.hpp",
     "platform/child_process.hpp",
     "platform/child_task.hpp",
+    "platform/control_characters.hpp",
     "platform/exit_watcher.hpp",
     "platform/failure_report.hpp",
     "platform/file_descriptor.hpp",

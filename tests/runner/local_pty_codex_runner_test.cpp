@@ -102,6 +102,14 @@ TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter)
     EXPECT_EQ(readFile(directory / "next"), "x");
 }
 
+TEST_F(LocalPTYCodexRunnerTest, NoControlCharacterOfAnInitialInputIsTypedButItsLineFeeds) {
+    request.initialInput = "/goal A\x03\x04\x15\x1b[201~z\n";
+    EventLog log = listen();
+    shell(prompt("head -c 18 >text; printf '[text]'"));
+    log.outputWith("[text]");
+    EXPECT_EQ(readFile(directory / "text"), "/goal A    [201~z\r");
+}
+
 TEST_F(LocalPTYCodexRunnerTest, EveryEventCarriesTheTimeAtWhichItHappened) {
     auto stream = runner->events(sessionID);
     const Instant before = currentInstant();

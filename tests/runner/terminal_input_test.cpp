@@ -2,6 +2,7 @@
 
 #include "quernlight/runner/initial_prompt_send_plan.hpp"
 #include "quernlight/runner/terminal_input_encoding.hpp"
+#include "quernlight/runner/typeable_text.hpp"
 
 namespace quernlight {
 namespace {
@@ -64,6 +65,20 @@ TEST(InitialPromptSendPlanTest, TextThatEndsInOneLineFeedStaysAsItIs) {
 TEST(InitialPromptSendPlanTest, TextThatEndsInTwoLineFeedsLosesExactlyOne) {
     EXPECT_EQ(InitialPromptSendPlan::chunks("one\n\n"), (Chunks{"one\n", "\n"}));
     EXPECT_EQ(InitialPromptSendPlan::chunks("one\n\n\n"), (Chunks{"one\n\n", "\n"}));
+}
+
+TEST(TypeableTextTest, NoControlCharacterButTheLineFeedIsTyped) {
+    EXPECT_EQ(typeableText("a\x03\x04\x15\x1a\x7f\tb\x1b[201~\u009bc\n"), "a      b [201~ c\n");
+    EXPECT_EQ(typeableText(std::string_view("a\0b", 3)), "a b");
+}
+
+TEST(TypeableTextTest, ACarriageReturnIsNoKeyOfItsOwn) {
+    EXPECT_EQ(typeableText("one\r\ntwo\r\n"), "one\ntwo\n");
+    EXPECT_EQ(typeableText("one\rtwo\r"), "one two ");
+}
+
+TEST(TypeableTextTest, TextBeyondAsciiIsTypedAsItIs) {
+    EXPECT_EQ(typeableText("Grüße › 日本 👍\n"), "Grüße › 日本 👍\n");
 }
 
 TEST(InitialPromptSendPlanTest, TheChunksAreTypedThirtyFiveHundredthsOfASecondApart) {
