@@ -1,5 +1,8 @@
 #include "host/log_board.hpp"
 
+#include <array>
+#include <cstdio>
+
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
@@ -9,6 +12,8 @@
 
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
+#include "quernlight/platform/control_characters.hpp"
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace json = boost::json;
@@ -32,6 +37,22 @@ spdlog::sink_ptr fileSink(const std::string& file) {
     }
 }
 
+/// JSON with the characters escaped that a terminal acts on and JSON leaves as they are. In JSON they only
+/// occur within texts.
+std::string escapedJson(const std::string& line) {
+    std::string escaped;
+    for (const char32_t scalar : unicodeScalars(line)) {
+        if (isActingCharacter(scalar)) {
+            std::array<char, 8> code{};
+            std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(scalar));
+            escaped += code.data();
+        } else {
+            appendUtf8(escaped, scalar);
+        }
+    }
+    return escaped;
+}
+
 std::string jsonLine(const LoggedEvent& logged) {
     const QueueEvent& event = logged.event;
     json::object line{{"time", formatInstant(event.createdAt)}};
@@ -44,7 +65,7 @@ std::string jsonLine(const LoggedEvent& logged) {
         line["session"] = upperCaseText(*event.sessionID);
     }
     line["message"] = event.message;
-    return json::serialize(line);
+    return escapedJson(json::serialize(line));
 }
 
 std::string textLine(const LoggedEvent& logged) {
@@ -53,8 +74,8 @@ std::string textLine(const LoggedEvent& logged) {
     if (event.kind.empty()) {
         return time + "  " + withoutControls(event.message);
     }
-    std::string line = time + "  " + logged.bugID + "  " + event.kind + ": " +
-                       withoutControls(event.message) + "  item=" + upperCaseText(event.queueItemID);
+    const std::string line = time + "  " + withoutControls(logged.bugID) + "  " + event.kind + ": " +
+                             withoutControls(event.message) + "  item=" + upperCaseText(event.queueItemID);
     return event.sessionID ? line + " session=" + upperCaseText(*event.sessionID) : line;
 }
 

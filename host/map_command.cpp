@@ -6,6 +6,7 @@
 #include "host/dispatch_store.hpp"
 #include "host/event_loop.hpp"
 #include "host/home_lock.hpp"
+#include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/git/git_validator.hpp"
@@ -43,17 +44,17 @@ Task<AppMapping> checkedMapping(MapSetOptions options) {
 
 Task<void> setAndTell(MapSetOptions options) {
     const AppMapping mapping = co_await setMapping(std::move(options));
-    std::cout << mapping.bundleID << " (" << mapping.appName << ") is worked on in " << mapping.repoPath
-              << ", from branch " << mapping.baseBranch << ", with worktrees in " << *mapping.worktreeRootPath
-              << std::endl;
+    std::cout << withoutControls(mapping.bundleID + " (" + mapping.appName) << ") is worked on in "
+              << mapping.repoPath << ", from branch " << mapping.baseBranch << ", with worktrees in "
+              << *mapping.worktreeRootPath << std::endl;
 }
 
 Task<void> listMappings(std::filesystem::path home) {
     const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
     const auto mappings = co_await store.mappings.allMappings();
     for (const AppMapping& mapping : mappings) {
-        std::cout << mapping.bundleID << "  " << mapping.appName << "  " << mapping.repoPath << "  "
-                  << mapping.baseBranch << "  " << mapping.resolvedWorktreeRootPath() << "\n";
+        std::cout << withoutControls(mapping.bundleID + "  " + mapping.appName) << "  " << mapping.repoPath
+                  << "  " << mapping.baseBranch << "  " << mapping.resolvedWorktreeRootPath() << "\n";
     }
     if (mappings.empty()) {
         std::cout

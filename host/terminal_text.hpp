@@ -9,11 +9,13 @@ namespace quernlight::host {
 /// How many columns a text takes on a terminal: wide East Asian characters two, combining marks none.
 std::size_t displayWidth(std::string_view text);
 
-/// The text in exactly `width` columns: filled with blanks, or cut with "…" at its end. Control characters
-/// are left out, so that a title from outside cannot move the cursor.
+/// The text in exactly `width` columns: filled with blanks, or cut with "…" at its end. Acting characters
+/// (isActingCharacter) are left out, so that a title from outside cannot move the cursor. Of a long text only
+/// the beginning is looked at, whatever it is made of.
 std::string fitted(std::string_view text, std::size_t width);
 
-/// The text on one line: runs of control characters, line ends among them, become one blank.
+/// The text on one line: runs of acting characters, line ends among them, become one blank. A text of
+/// kilobytes is cut with "…".
 std::string withoutControls(std::string_view text);
 
 }  // namespace quernlight::host

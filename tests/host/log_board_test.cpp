@@ -41,6 +41,19 @@ TEST(LogLineTest, AMessageOfSeveralLinesStaysOneLineAndMovesNoCursor) {
     EXPECT_EQ(logLine(LogFormat::jsonLines, failed).find('\n'), std::string::npos);
 }
 
+TEST(LogLineTest, AJsonLineHoldsNoCharacterThatATerminalActsOn) {
+    LoggedEvent failed = running();
+    failed.event.message = "a\u009b2J\x7f\u202eb\u2028\x1b日";
+    EXPECT_THAT(logLine(LogFormat::jsonLines, failed),
+                testing::HasSubstr(R"("message":"a\u009b2J\u007f\u202eb\u2028\u001b日")"));
+}
+
+TEST(LogLineTest, ABugsIdMovesNoCursor) {
+    LoggedEvent failed = running();
+    failed.bugID = "3f\x1b[2J";
+    EXPECT_THAT(logLine(LogFormat::text, failed), testing::HasSubstr("  3f [2J  running"));
+}
+
 TEST(LogBoardTest, EventsAndNotesAreLinesInTheFileAndStagesAreNot) {
     const test::TemporaryDirectory directory;
     const std::string file = directory / "dispatch.log";

@@ -40,6 +40,22 @@ TEST(TerminalTextTest, ControlCharactersAreLeftOut) {
     EXPECT_EQ(fitted("\x07\x7f", 2), "  ");
 }
 
+TEST(TerminalTextTest, ATextOfManyMegabytesIsCutBeforeItIsMeasured) {
+    std::string marks = "a";
+    for (int count = 0; count < 1'000'000; ++count) {
+        marks += "\u0301";
+    }
+    EXPECT_LT(fitted(marks, 4).size(), 1000U);
+    EXPECT_EQ(fitted(std::string(1 << 20, '\x1b') + "a", 4), "…   ");
+    EXPECT_EQ(fitted(std::string(1 << 20, 'x'), 4), "xxx…");
+}
+
+TEST(TerminalTextTest, MarksThatTurnTheTextOrSeparateLinesAreNotShown) {
+    const std::string turning = "a\u202eb\u2066c\u2069\u200f\u061cd\u2028e\u2029f";
+    EXPECT_EQ(fitted(turning, 6), "abcdef");
+    EXPECT_EQ(withoutControls(turning), "a b c d e f");
+}
+
 TEST(TerminalTextTest, EveryResultHasExactlyTheWidthAskedFor) {
     for (std::size_t width = 0; width <= 12; ++width) {
         EXPECT_EQ(displayWidth(fitted("a日e\u0301\x1b本👍xyz", width)), width) << width;
