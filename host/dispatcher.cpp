@@ -2,11 +2,24 @@
 
 #include <boost/asio/this_coro.hpp>
 
+#include "host/shell_text.hpp"
+#include "quernlight/platform/control_characters.hpp"
+
 namespace quernlight::host {
 namespace {
 
 bool needsPerson(const BugQueueItem& item) {
     return item.status == QueueItemStatus::failed || item.status == QueueItemStatus::awaitingUserInput;
+}
+
+/// What a person types to map the item's app. A name that is too long to be typed is left to them.
+std::string commandToMap(const BugQueueItem& item) {
+    constexpr std::size_t mostTyped = 200;
+    const auto option = [](const std::string& name, const std::string& value, const char* placeholder) {
+        return value.size() > mostTyped ? name + " " + placeholder : shellOption(name, value);
+    };
+    return "quernlight-dispatch map set " + option("--bundle", item.bundleID, "BUNDLE") + " " +
+           option("--app", item.appName, "NAME") + " --repo PATH";
 }
 
 }  // namespace
@@ -122,9 +135,8 @@ Task<bool> Dispatcher::idle() {
 Task<void> Dispatcher::nameWaitingItems() {
     for (const BugQueueItem& item : co_await services_.store.items.items()) {
         if (item.status == QueueItemStatus::waitingForMapping) {
-            services_.board.note("Bug " + item.bugID + " (" + item.appName +
-                                 ") waits for a repository: quernlight-dispatch map set --bundle " +
-                                 item.bundleID + " --app \"" + item.appName + "\" --repo PATH");
+            services_.board.note("Bug " + item.bugID + " (" + escapedLine(item.appName, 80) +
+                                 ") waits for a repository: " + commandToMap(item));
         }
     }
 }

@@ -9,6 +9,7 @@
 #include "host/home_lock.hpp"
 #include "host/item_event.hpp"
 #include "host/recovery/recovery_step.hpp"
+#include "host/shell_text.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -83,7 +84,7 @@ Task<void> requestStart(DispatchStore store, BugQueueItem item) {
         refuse(item,
                "only bugs that wait in the manual queue are started by hand; put it there with: "
                "quernlight-dispatch queue hold " +
-                   item.bugID);
+                   shellQuoted(item.bugID));
     }
     ItemEvent event{
         .itemID = item.id, .kind = event_kind::startRequested, .message = "A person has asked for a start."};

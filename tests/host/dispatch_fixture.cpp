@@ -73,7 +73,7 @@ void DispatchFixture::writeAgentFile() {
 }
 
 void DispatchFixture::startBackend(const std::vector<std::string>& arguments) {
-    const json::object app{{"bundle_id", "com.acme.shop"}, {"name", "Shop"}};
+    const json::object app{{"bundle_id", "com.acme.shop"}, {"name", appName}};
     writeFile(repository.scratch("seed.json"),
               json::serialize(json::object{{"apps", json::array{app}}, {"bugs", bugs_}}));
     backend_.emplace(joined({"--exit-with-stdin", "--token-file", tokenFile(), "--agent-token-file",

@@ -26,7 +26,8 @@ struct Outcome {
 };
 
 /// The real program between a real backend process, a repository with a host and the scripted agent, all in
-/// one temporary directory. The backend's app is "Shop" (com.acme.shop); bugs are named by their short ids.
+/// one temporary directory. The backend's app is "Shop" (com.acme.shop) unless told otherwise; bugs are named
+/// by their short ids.
 class DispatchFixture : public testing::Test {
   protected:
     DispatchFixture();
@@ -93,7 +94,8 @@ class DispatchFixture : public testing::Test {
     static constexpr const char* token = "the-administrators-secret";
 
     standin::test::HostedRepository repository;
-    EnvironmentMap environment;  // of every program that the fixture starts
+    EnvironmentMap environment;    // of every program that the fixture starts
+    std::string appName = "Shop";  // as the backend has it
 
   private:
     void writeAgentFile();

@@ -59,7 +59,16 @@ TEST_F(RunTest, WithoutAMappingBugsWaitAndAreNamedWithTheCommandToType) {
     EXPECT_EQ(status("3f2a9c1d"), "waitingForMapping");
     EXPECT_THAT(outcome.output,
                 HasSubstr("Bug 3f2a9c1d (Shop) waits for a repository: quernlight-dispatch map set "
-                          "--bundle com.acme.shop --app \"Shop\" --repo PATH\n"));
+                          "--bundle com.acme.shop --app Shop --repo PATH\n"));
+}
+
+TEST_F(RunTest, ACommandToTypeRunsNoWordOfAnAppsName) {
+    appName = "\"; touch x; $(touch x)'\u202e";
+    reportClearBug("3f2a9c1d");
+    startBackend();
+    const auto outcome = runOnce();
+    EXPECT_THAT(outcome.output, HasSubstr(R"( --app $'"; touch x; $(touch x)\'\342\200\256' --repo PATH)"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("\u202e")));
 }
 
 TEST_F(RunTest, ANewMappingReleasesTheBugsThatWaitedForIt) {
