@@ -2,6 +2,7 @@
 
 #include "host/dispatcher.hpp"
 #include "host/failure_of.hpp"
+#include "host/failure_sentence.hpp"
 #include "host/processes/session_tree.hpp"
 #include "host/start_request.hpp"
 #include "quernlight/platform/available_memory.hpp"
@@ -21,8 +22,7 @@ Interruption interruptionBy(const std::exception_ptr& trouble) {
     } catch (const ReportUnknown& error) {
         return {.reason = error.what(), .failsItem = true};
     } catch (const std::exception& error) {
-        return {.reason =
-                    std::string("The session was ended, since it could not be recorded: ") + error.what()};
+        return {.reason = "The session was ended, since it could not be recorded: " + failureSentence(error)};
     }
 }
 

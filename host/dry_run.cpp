@@ -10,11 +10,13 @@
 #include "host/progress_board.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/shell_text.hpp"
 #include "host/start_request.hpp"
 #include "host/terminal_text.hpp"
 #include "host/unreadable_records.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/platform/control_characters.hpp"
 #include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
@@ -56,7 +58,8 @@ class PrintingBoard final : public ProgressBoard {
 };
 
 std::string describe(const BugQueueItem& item) {
-    return item.bugID + "  " + item.appName + ": " + item.title;
+    constexpr std::size_t mostShown = 300;
+    return escapedLine(item.bugID + "  " + item.appName + ": " + item.title, mostShown);
 }
 
 Task<void> enqueueAll(const IntakeChoice& choice, QueueManager& manager, std::ostream& out) {
@@ -95,12 +98,14 @@ Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out)
     for (const BugQueueItem& item : co_await store.items.items()) {
         const bool heldBack = co_await isHeldBack(store, item);
         if (item.status == QueueItemStatus::waitingForMapping) {
-            out << "would wait     " << describe(item) << " (no repository for " << item.bundleID << ")\n";
+            out << "would wait     " << describe(item) << " (no repository for "
+                << escapedLine(item.bundleID, 300) << ")\n";
         } else if (item.status != QueueItemStatus::queued) {
             out << "is under way   " << describe(item) << "\n";
             --places;
         } else if (heldBack) {
-            out << "would wait     " << describe(item) << " (until: queue start " << item.bugID << ")\n";
+            out << "would wait     " << describe(item) << " (until: queue start " << shellQuoted(item.bugID)
+                << ")\n";
         } else {
             out << (places-- > 0 ? "would start    " : "would queue    ") << describe(item) << "\n";
         }

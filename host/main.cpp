@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/command_line/command_line.hpp"
+#include "host/failure_sentence.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -30,7 +31,7 @@ int main(int argc, char** argv) {
     try {
         return quernlight::host::runProgram(argc, argv);
     } catch (const std::exception& error) {
-        std::cerr << "quernlight-dispatch: " << error.what() << std::endl;
+        std::cerr << "quernlight-dispatch: " << quernlight::host::failureSentence(error) << std::endl;
         return 1;
     }
 }

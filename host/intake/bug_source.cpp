@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/failure_sentence.hpp"
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/decoding_error.hpp"
 #include "quernlight/backend/transport_error.hpp"
@@ -16,10 +17,11 @@ constexpr std::chrono::minutes betweenWholeLists{10};  // of one status
 
 BackendUnavailable unavailable(const QuernlightClient& client, const std::exception& cause,
                                std::optional<std::chrono::seconds> retryAfter = std::nullopt) {
+    const std::string reason = failureSentence(cause);
     const std::string sentence = "The backend at " + client.baseURL().text() +
-                                 " cannot be asked for bugs: " + cause.what() +
+                                 " cannot be asked for bugs: " + reason +
                                  " Check the address and that it runs.";
-    return {sentence, cause.what(), retryAfter};
+    return {sentence, reason, retryAfter};
 }
 
 bool refusesToken(const BackendError& error) {

@@ -4,6 +4,7 @@
 
 #include <boost/system/system_error.hpp>
 
+#include "host/failure_sentence.hpp"
 #include "host/item_event.hpp"
 #include "host/processes/process_metadata.hpp"
 #include "host/processes/session_tree.hpp"
@@ -65,7 +66,7 @@ Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const 
         } catch (const std::exception& error) {
             const bool isAway = services_.health.failed(error);
             co_return isAway ? "The backend cannot be asked whether its interrupted session had finished."
-                             : std::string("Its comments cannot be read: ") + error.what();
+                             : "Its comments cannot be read: " + failureSentence(error);
         }
         services_.health.answered();
         step = recoveryStep(interrupted, report);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/failure_sentence.hpp"
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/decoding_error.hpp"
 
@@ -35,7 +36,7 @@ bool BackendHealth::failed(const std::exception& error) {
     if (refused) {
         heed(refused->retryAfter());
     }
-    note(answers ? "" : error.what());
+    note(answers ? "" : failureSentence(error));
     return !answers;
 }
 

@@ -5,6 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/failure_of.hpp"
+#include "host/failure_sentence.hpp"
 #include "host/processes/process_metadata.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/agent_environment.hpp"
@@ -30,7 +31,7 @@ std::optional<std::string> reasonToFail(std::exception_ptr failure) {
     } catch (const std::filesystem::filesystem_error&) {
     } catch (const ReportUnknown&) {
     } catch (const std::exception& error) {
-        return error.what();
+        return failureSentence(error);
     }
     return std::nullopt;
 }

@@ -1,3 +1,4 @@
+#include "host/failure_sentence.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/session/patient_git.hpp"
@@ -88,7 +89,7 @@ Task<std::optional<Url>> BugSession::pullRequestURL() {
     } catch (const std::exception& error) {
         if (!stop_.isPressed()) {
             services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
-                                 error.what() + ")");
+                                 failureSentence(error) + ")");
         }
         co_return std::nullopt;
     }

@@ -1,3 +1,4 @@
+#include "host/failure_sentence.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/session/comment_poll.hpp"
@@ -155,7 +156,7 @@ Task<bool> BugSession::learnComments(Task<ReadableList<QLCommentDTO>> fetching) 
         fetched = co_await std::move(fetching);
     } catch (const std::exception& error) {
         const bool isAway = watched_.stopRequested || services_.health.failed(error);
-        watched_.commentTrouble = isAway ? "" : error.what();
+        watched_.commentTrouble = isAway ? "" : failureSentence(error);
         co_return false;
     }
     services_.health.answered();

@@ -12,6 +12,7 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "host/failure_sentence.hpp"
 #include "host/unreadable_records.hpp"
 #include "quernlight/backend/backend_error.hpp"
 
@@ -38,7 +39,7 @@ Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
         }
         polling.health.failed(error);
     } catch (const std::exception& error) {
-        poll.trouble = polling.health.failed(error) ? "" : error.what();
+        poll.trouble = polling.health.failed(error) ? "" : failureSentence(error);
     }
     co_return poll;
 }

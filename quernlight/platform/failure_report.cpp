@@ -5,7 +5,18 @@
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "quernlight/platform/control_characters.hpp"
+
 namespace quernlight {
+
+namespace {
+
+void write(const std::string& name, const std::exception& error) {
+    constexpr std::size_t mostShown = 300;
+    std::cerr << escapedLine(name, mostShown) + ": " + escapedLine(error.what(), mostShown) + "\n";
+}
+
+}  // namespace
 
 void reportFailure(const std::string& name, const std::exception_ptr& failure) noexcept {
     if (!failure) {
@@ -15,10 +26,10 @@ void reportFailure(const std::string& name, const std::exception_ptr& failure) n
         std::rethrow_exception(failure);
     } catch (const boost::system::system_error& error) {
         if (error.code() != boost::asio::error::operation_aborted) {
-            std::cerr << name + ": " + error.what() + "\n";
+            write(name, error);
         }
     } catch (const std::exception& error) {
-        std::cerr << name + ": " + error.what() + "\n";
+        write(name, error);
     } catch (...) {
         std::cerr << name + ": an exception of an unknown kind\n";
     }

@@ -41,6 +41,26 @@ TEST_F(DryRunTest, ItDoesNotEvenMakeTheHome) {
     EXPECT_TRUE(std::filesystem::is_empty(temporary()));
 }
 
+TEST_F(DryRunTest, AnErrorsBodyIsOneShortLineInWhichNothingActs) {
+    startBackend();
+    backendFaults(R"([{"kind":"status","status":500,"body":"\u001b[2Jno\n)" + std::string(1 << 20, 'x') +
+                  R"("}])");
+    const auto outcome = dryRun();
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.error, HasSubstr(R"(The backend returned HTTP 500: \x1b[2Jno\nxxx)"));
+    EXPECT_THAT(outcome.error, HasSubstr("x… Check the address"));
+    EXPECT_LT(outcome.error.size(), 600U);
+    EXPECT_EQ(outcome.error.find('\n'), outcome.error.size() - 1);
+}
+
+TEST_F(DryRunTest, ATitleMovesNoCursorAndIsShownInPart) {
+    report("3f2a9c1d", "\x1b[2J\u202e" + std::string(1 << 20, 'x'));
+    startBackend();
+    const auto outcome = dryRun();
+    EXPECT_THAT(outcome.output, HasSubstr(R"(would enqueue  3f2a9c1d  Shop: \x1b[2J\u202exxx)"));
+    EXPECT_LT(outcome.output.size(), 2000U);
+}
+
 TEST_F(DryRunTest, ItTellsTheStartsInOrderUpToThePlaces) {
     report("33333333", "Third");
     report("22222222", "Second");

@@ -25,6 +25,13 @@ TEST(FailureReportTest, NamesTheWorkAndSaysWhatHappened) {
     EXPECT_EQ(reportOf(7), "reader: an exception of an unknown kind\n");
 }
 
+TEST(FailureReportTest, WritesOneShortLineInWhichNothingActs) {
+    const std::string report = reportOf(std::runtime_error("\x1b[2Jno\n" + std::string(1 << 20, 'x')));
+    EXPECT_TRUE(report.starts_with(R"(reader: \x1b[2Jno\nxxx)")) << report.substr(0, 100);
+    EXPECT_LT(report.size(), 400U);
+    EXPECT_EQ(report.find('\n'), report.size() - 1);
+}
+
 TEST(FailureReportTest, SaysNothingOfWorkThatWasCancelledOrEndedWell) {
     const boost::system::error_code cancelled = boost::asio::error::operation_aborted;
     EXPECT_EQ(reportOf(boost::system::system_error(cancelled)), "");
