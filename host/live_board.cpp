@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <ctime>
 
+#include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -14,6 +16,8 @@ namespace quernlight::host {
 namespace {
 
 constexpr std::chrono::milliseconds frameTime{120};
+constexpr std::chrono::seconds patienceAtTheEnd{1};
+constexpr std::chrono::milliseconds patienceBeforeSuspension{200};
 
 /// The hour as the person's own clock has it.
 std::string clockTime(Instant instant) {
@@ -30,10 +34,34 @@ std::size_t rowsTaken(std::size_t drawnWidth, std::size_t width) {
     return width == 0 || drawnWidth <= width ? 1 : (drawnWidth + width - 1) / width;
 }
 
+std::string unkeptNotice(std::size_t lines) {
+    return lines == 0 ? ""
+                      : std::to_string(lines) + (lines == 1 ? " line was" : " lines were") +
+                            " left out here, since the terminal took nothing.\n";
+}
+
+/// A picture is only handed over when nothing else waits.
+std::string noLossNotice(std::size_t) {
+    return "";
+}
+
+void listenTo(boost::asio::signal_set& signals) {
+    for (const int number : {SIGTSTP, SIGCONT, SIGQUIT}) {
+        signals.add(number);
+    }
+}
+
+/// What the signal would do had nobody asked for it. Of a stop this returns once the program goes on.
+void actAsUsual(boost::asio::signal_set& signals, int number) {
+    signals.clear();
+    raise(number);
+    listenTo(signals);
+}
+
 }  // namespace
 
 LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal, bool history)
-    : executor_(executor), terminal_(terminal), history_(history) {}
+    : executor_(executor), terminal_(terminal), writer_(terminal, noLossNotice), history_(history) {}
 
 void LiveBoard::show(const BugProgress& progress) {
     BoardLine& line = lineOf(progress);
@@ -66,7 +94,11 @@ void LiveBoard::scroll(const std::string& line) {
     constexpr std::size_t mostKept = 1 << 20;
     scrolled_ += line + "\n";
     if (scrolled_.size() > mostKept) {
-        scrolled_.erase(0, scrolled_.find('\n', scrolled_.size() - mostKept) + 1);
+        const auto kept =
+            scrolled_.begin() + std::ssize(scrolled_) - static_cast<std::ptrdiff_t>(mostKept / 2);
+        const auto cut = std::find(kept, scrolled_.end(), '\n') + 1;
+        unkept_ += static_cast<std::size_t>(std::count(scrolled_.begin(), cut, '\n'));
+        scrolled_.erase(scrolled_.begin(), cut);
     }
     draw();
 }
@@ -84,14 +116,44 @@ void LiveBoard::condition(const std::string& topic, const std::string& sentence)
 void LiveBoard::close() {
     closed_ = true;
     redraw_.reset();
-    terminal_.flush(std::chrono::seconds(1));
-    draw();
+    jobControl_.reset();
+    if (writer_.waitUntilIdle(patienceAtTheEnd)) {
+        draw();
+        writer_.waitUntilIdle(patienceAtTheEnd);
+    }
+    terminal_.release();
 }
 
 void LiveBoard::drawFromNowOn() {
     if (!redraw_ && !closed_) {
         redraw_ = std::make_unique<ChildTask>(executor_, "drawing", redrawRepeatedly());
+        jobControl_ = std::make_unique<ChildTask>(executor_, "following job control", followJobControl());
     }
+}
+
+/// Ctrl-Z, the program's continuing, and Ctrl-\, which ends it without another word.
+Task<void> LiveBoard::followJobControl() {
+    boost::asio::signal_set signals(co_await boost::asio::this_coro::executor);
+    listenTo(signals);
+    while (true) {
+        const int number = co_await signals.async_wait(boost::asio::use_awaitable);
+        if (number != SIGCONT) {
+            suspend();
+            actAsUsual(signals, number);
+        }
+        resume();
+    }
+}
+
+void LiveBoard::suspend() {
+    writer_.waitUntilIdle(patienceBeforeSuspension);
+    terminal_.release();
+}
+
+/// Others have written meanwhile: what was drawn is theirs to keep or to scroll away.
+void LiveBoard::resume() {
+    drawnLines_ = 0;
+    terminal_.takeAgain();
 }
 
 Task<void> LiveBoard::redrawRepeatedly() {
@@ -105,20 +167,25 @@ Task<void> LiveBoard::redrawRepeatedly() {
 }
 
 void LiveBoard::draw() {
-    if (!terminal_.flush()) {
+    const bool isOthers = !terminal_.isOurs();
+    drawnLines_ = isOthers ? 0 : drawnLines_;  // they write there
+    if (!writer_.isIdle() || (isOthers && !closed_)) {
         return;
     }
+    if (!closed_) {
+        terminal_.take();
+    }
     const TerminalSize size = terminal_.size();
-    terminal_.append(eraseDrawn() + scrolled_);
+    std::string text = eraseDrawn() + unkeptNotice(std::exchange(unkept_, 0)) + scrolled_;
     const PictureFrame frame{.columns = size.columns, .rows = size.rows - 1, .number = frame_};
     const auto drawn = pictureOf(state_, frame, currentInstant());
     for (const std::string& line : drawn) {
-        terminal_.append(line + "\n");
+        text += line + "\n";
     }
+    writer_.write(std::move(text));
     scrolled_.clear();
     drawnLines_ = drawn.size();
     drawnColumns_ = size.columns;
-    terminal_.flush();
 }
 
 /// From the drawn picture's first row on. A terminal that has become narrower has wrapped its lines.

@@ -1,21 +1,25 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
 
 #include <boost/asio/any_io_executor.hpp>
 
+#include "host/background_writer.hpp"
 #include "host/board_picture.hpp"
 #include "host/progress_board.hpp"
-#include "host/terminal_output.hpp"
+#include "host/view_terminal.hpp"
 #include "quernlight/platform/child_task.hpp"
 
 namespace quernlight::host {
 
 /// The whole state on a terminal, redrawn in place a few times a second: one line per bug, those under way
 /// first, a line that sums up, and what holds now and needs a person. Notes and events scroll by above. The
-/// picture follows the terminal's size as it is at each drawing. While the terminal takes nothing the picture
-/// waits, and the lines are kept until then.
+/// picture follows the terminal's size as it is at each drawing. While the terminal takes nothing, or the
+/// program is in the background, the picture waits, at most until the end; the lines are kept until then, as
+/// far as a bound allows, and those that are not are counted. Ctrl-Z gives the terminal back as it was; the
+/// picture is then drawn anew below what the shell has written.
 class LiveBoard final : public ProgressBoard {
   public:
     /// `terminal` is the descriptor of the terminal to draw on; `history`: whether events scroll by.
@@ -30,6 +34,9 @@ class LiveBoard final : public ProgressBoard {
 
   private:
     Task<void> redrawRepeatedly();
+    Task<void> followJobControl();
+    void suspend();
+    void resume();
     void drawFromNowOn();
     void draw();
     std::string eraseDrawn() const;
@@ -37,14 +44,17 @@ class LiveBoard final : public ProgressBoard {
     void scroll(const std::string& line);
 
     const boost::asio::any_io_executor executor_;
-    TerminalOutput terminal_;
+    ViewTerminal terminal_;
+    BackgroundWriter writer_;
     const bool history_;
-    std::string scrolled_;  // lines that are still to go above the picture
+    std::string scrolled_;    // lines that are still to go above the picture
+    std::size_t unkept_ = 0;  // lines that were to go above those
     BoardState state_;
     std::size_t drawnLines_ = 0;
     std::size_t drawnColumns_ = 0;  // of the terminal, when it was drawn
     std::size_t frame_ = 0;
-    std::unique_ptr<ChildTask> redraw_;  // from the first line on, until the board is closed
+    std::unique_ptr<ChildTask> redraw_;      // from the first line on, until the board is closed
+    std::unique_ptr<ChildTask> jobControl_;  // as long
     bool closed_ = false;
 };
 

@@ -1,40 +1,61 @@
 #include "host/log_board.hpp"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
-#include <spdlog/logger.h>
-#include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
-
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/platform/control_characters.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace json = boost::json;
 namespace {
 
-/// The line is made here, since JSON and its escapes are not a pattern's trade; every line is written out at
-/// once, so that what a reader follows is never behind.
-std::unique_ptr<spdlog::logger> loggerTo(spdlog::sink_ptr sink) {
-    auto logger = std::make_unique<spdlog::logger>("quernlight-dispatch", std::move(sink));
-    logger->set_pattern("%v");
-    logger->flush_on(spdlog::level::info);
-    return logger;
+constexpr std::chrono::seconds patienceAtTheEnd{1};
+
+/// A named pipe is opened for both directions, since opening it for writing waits for a reader.
+int openingMode(const std::string& file) {
+    struct stat status {};
+    const bool isPipe = stat(file.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+    return isPipe ? O_RDWR : O_WRONLY;
 }
 
-spdlog::sink_ptr fileSink(const std::string& file) {
-    try {
-        return std::make_shared<spdlog::sinks::basic_file_sink_mt>(file);
-    } catch (const spdlog::spdlog_ex& error) {
-        throw UserError("The log file " + file + " cannot be written (" + error.what() +
-                        "); choose another with --log-file.");
+FileDescriptor openedLog(const std::string& file) {
+    std::error_code ignored;  // opening the file tells
+    std::filesystem::create_directories(std::filesystem::path(file).parent_path(), ignored);
+    const int flags = openingMode(file) | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC;
+    FileDescriptor opened(open(file.c_str(), flags, 0666));
+    if (!opened) {
+        throw UserError("The log file " + file + " cannot be written (" +
+                        std::generic_category().message(errno) + "); choose another with --log-file.");
     }
+    return opened;
+}
+
+LoggedEvent noteNow(const std::string& sentence) {
+    LoggedEvent logged;
+    logged.event.message = sentence;
+    logged.event.createdAt = currentInstant();
+    return logged;
+}
+
+BackgroundWriter::LossNotice lossNotice(LogFormat format) {
+    return [format](std::size_t lost) {
+        const std::string what = std::to_string(lost) + (lost == 1 ? " line was" : " lines were");
+        return logLine(format, noteNow(what + " left out here, since nobody took what was written.")) + "\n";
+    };
 }
 
 /// JSON with the characters escaped that a terminal acts on and JSON leaves as they are. In JSON they only
@@ -81,23 +102,23 @@ std::string textLine(const LoggedEvent& logged) {
 
 }  // namespace
 
-LogBoard::LogBoard(LogFormat format)
-    : format_(format), logger_(loggerTo(std::make_shared<spdlog::sinks::stdout_sink_mt>())) {}
+LogBoard::LogBoard(LogFormat format) : LogBoard(format, STDOUT_FILENO) {}
 
-LogBoard::LogBoard(LogFormat format, const std::string& file)
-    : format_(format), logger_(loggerTo(fileSink(file))) {}
+LogBoard::LogBoard(LogFormat format, const std::string& file) : LogBoard(format, openedLog(file).get()) {}
 
-LogBoard::~LogBoard() = default;
+LogBoard::LogBoard(LogFormat format, int descriptor)
+    : format_(format), writer_(descriptor, lossNotice(format)) {}
 
 void LogBoard::note(const std::string& sentence) {
-    LoggedEvent logged;
-    logged.event.message = sentence;
-    logged.event.createdAt = currentInstant();
-    event(logged);
+    event(noteNow(sentence));
 }
 
 void LogBoard::event(const LoggedEvent& logged) {
-    logger_->info(logLine(format_, logged));
+    writer_.write(logLine(format_, logged) + "\n");
+}
+
+void LogBoard::close() {
+    writer_.waitUntilIdle(patienceAtTheEnd);
 }
 
 std::string logLine(LogFormat format, const LoggedEvent& logged) {

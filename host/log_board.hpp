@@ -1,14 +1,9 @@
 #pragma once
 
-#include <cstdio>
-#include <memory>
 #include <string>
 
+#include "host/background_writer.hpp"
 #include "host/progress_board.hpp"
-
-namespace spdlog {
-class logger;
-}
 
 namespace quernlight::host {
 
@@ -17,23 +12,28 @@ enum class LogFormat {
     jsonLines,  ///< one JSON object a line
 };
 
-/// One line for each event and each note, for files, pipes and log collectors.
+/// One line for each event and each note, for files, pipes and log collectors. Nobody waits for who reads it:
+/// lines that find no room are left out, and counted in a line of their own once there is some.
 class LogBoard final : public ProgressBoard {
   public:
     /// Writes to standard output.
     explicit LogBoard(LogFormat format);
 
-    /// Writes to the file's end. Throws UserError when it cannot be written.
+    /// Writes to the end of the file, which may be a named pipe. Throws UserError when it cannot be written.
     LogBoard(LogFormat format, const std::string& file);
-    ~LogBoard() override;
 
     void show(const BugProgress&) override {}  // its events tell
     void note(const std::string& sentence) override;
     void event(const LoggedEvent& logged) override;
 
+    /// Waits a moment until all lines are written.
+    void close() override;
+
   private:
+    LogBoard(LogFormat format, int descriptor);
+
     const LogFormat format_;
-    const std::unique_ptr<spdlog::logger> logger_;
+    BackgroundWriter writer_;
 };
 
 /// The line for an event or (without bug and kind) a note, no line end.

@@ -36,12 +36,14 @@ std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
 DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) {
     const FileDescriptor output = created(output_);
     const FileDescriptor error = created(errorFile(output_));
-    SpawnRequest request{
-        .executable = QUERNLIGHT_DISPATCH_PATH,
-        .arguments = launch.arguments,
-        .environment = entriesOf(launch.environment),
-        .workingDirectory = output_.parent_path(),
-        .streams = DescriptorStreams{.input = -1, .output = output.get(), .error = error.get()}};
+    SpawnRequest request{.executable = QUERNLIGHT_DISPATCH_PATH,
+                         .arguments = launch.arguments,
+                         .environment = entriesOf(launch.environment),
+                         .workingDirectory = output_.parent_path(),
+                         .streams = DescriptorStreams{
+                             .input = -1,
+                             .output = launch.standardOutput >= 0 ? launch.standardOutput : output.get(),
+                             .error = error.get()}};
     if (!launch.terminal.empty()) {
         request.streams = TerminalStreams{.device = launch.terminal};
     }

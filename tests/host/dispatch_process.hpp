@@ -19,6 +19,7 @@ class DispatchProcess {
         EnvironmentMap environment{};          ///< complete
         std::filesystem::path output{};    ///< what it prints goes here, its errors to the same with ".err"
         std::filesystem::path terminal{};  ///< a device; when given it takes the place of both files
+        int standardOutput = -1;           ///< when given it takes the place of the first file
     };
 
     explicit DispatchProcess(const Launch& launch);

@@ -1,5 +1,6 @@
 #include "host/live_board.hpp"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include <pty.h>
@@ -36,10 +37,31 @@ class LiveBoardTest : public testing::Test {
             {.bugID = bugID, .appName = "Shop", .title = "Title", .stage = stage, .finished = finished});
     }
 
+    tcflag_t keySettings() {
+        termios settings{};
+        EXPECT_EQ(tcgetattr(slave_.get(), &settings), 0);
+        return settings.c_lflag;
+    }
+
     std::string nextBytes() {
         std::string bytes = quernlight::test::nextBytes(master_);
         if (bytes.empty()) {
             throw std::runtime_error("the terminal passed nothing on");
+        }
+        return bytes;
+    }
+
+    /// What is drawn once a held terminal takes it again, up to the note that begins so: one note, which was
+    /// under way, and then all others.
+    std::string drawnOnceReleased(const std::string& last) {
+        EXPECT_EQ(tcflow(slave_.get(), TCOON), 0);
+        std::string bytes;
+        while (bytes.find("\nnote") == std::string::npos) {
+            board_->close();
+            bytes += nextBytes();
+        }
+        while (bytes.find(last) == std::string::npos) {
+            bytes += nextBytes();
         }
         return bytes;
     }
@@ -142,15 +164,44 @@ TEST_F(LiveBoardTest, ATerminalThatTakesNothingHoldsNobodyUpAndLosesNoLine) {
     for (int number = 0; number < 500; ++number) {
         board_->note("note " + std::to_string(number) + std::string(100, '.'));
     }
-    ASSERT_EQ(tcflow(slave_.get(), TCOON), 0);
-    std::string picture;
-    while (picture.find("note 499.") == std::string::npos) {
-        board_->close();
-        picture += nextBytes();
-    }
+    const std::string picture = drawnOnceReleased("note 499.");
     EXPECT_THAT(picture, HasSubstr("note 0."));
     EXPECT_THAT(picture, HasSubstr("note 250."));
     EXPECT_THAT(picture, HasSubstr("note 499."));
+}
+
+TEST_F(LiveBoardTest, LinesThatATerminalDidNotTakeForLongAreCounted) {
+    open(24);
+    ASSERT_EQ(tcflow(slave_.get(), TCOOFF), 0);
+    for (int number = 0; number < 15'000; ++number) {
+        board_->note("note " + std::to_string(number) + std::string(100, '.'));
+    }
+    const std::string picture = drawnOnceReleased("note 14999.");
+    const auto notice = picture.find(" lines were left out here, since the terminal took nothing.");
+    ASSERT_NE(notice, std::string::npos);
+    const auto count = std::stoul(picture.substr(picture.rfind('\n', notice) + 1));
+    const auto shown = static_cast<std::size_t>(std::count(picture.begin(), picture.end(), '.'));
+    EXPECT_EQ(count + (shown - 1) / 100, 15'000U);
+}
+
+TEST_F(LiveBoardTest, KeysAreNotEchoedIntoThePictureButStillSendSignals) {
+    open(24);
+    const auto before = keySettings();
+    show("3f2a9c1d", "working");
+    board_->note("drawn");
+    EXPECT_EQ(keySettings() & static_cast<tcflag_t>(ECHO | ICANON), 0U);
+    EXPECT_NE(keySettings() & static_cast<tcflag_t>(ISIG), 0U);
+    board_->close();
+    EXPECT_EQ(keySettings(), before);
+}
+
+TEST_F(LiveBoardTest, ABoardThatIsDroppedGivesTheTerminalBackAsItWas) {
+    open(24);
+    const auto before = keySettings();
+    board_->note("drawn");
+    ASSERT_NE(keySettings(), before);
+    board_.reset();
+    EXPECT_EQ(keySettings(), before);
 }
 
 TEST_F(LiveBoardTest, OnATerminalMadeNarrowerEveryRowOfTheOldPictureIsErased) {

@@ -1,10 +1,18 @@
 #include "host/log_board.hpp"
 
+#include <array>
+#include <cstdio>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <boost/json/parse.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "host/user_error.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight::host {
@@ -61,6 +69,7 @@ TEST(LogBoardTest, EventsAndNotesAreLinesInTheFileAndStagesAreNot) {
     board.show({.bugID = "3f2a9c1d", .stage = "working"});
     board.event(running());
     board.note("Stopping the sessions.");
+    board.close();
     EXPECT_THAT(
         test::readFile(file),
         testing::MatchesRegex(".*running: Codex session is running.*\n.*Z  Stopping the sessions.\n"));
@@ -74,7 +83,34 @@ TEST(LogBoardTest, AConditionIsToldWhenItChangesAndNotWhenItHolds) {
     board.condition("memory", "Short.");
     board.condition("memory", "");
     board.condition("memory", "Short.");
+    board.close();
     EXPECT_THAT(test::readFile(file), testing::MatchesRegex(".*Z  Short.\n.*Z  Short.\n"));
+}
+
+TEST(LogBoardTest, LinesThatFindNoRoomInAPipeAreLeftOutWholeAndCounted) {
+    const test::TemporaryDirectory directory;
+    const std::string pipe = directory / "log";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    LogBoard board(LogFormat::text, pipe);
+    constexpr int lines = 5000;
+    for (int number = 0; number < lines; ++number) {
+        board.note(std::to_string(number) + std::string(1000, '.'));
+    }
+    const FileDescriptor reading(open(pipe.c_str(), O_RDONLY | O_CLOEXEC));
+    FILE* const file = fdopen(dup(reading.get()), "r");
+    int read = 0;
+    int lost = 0;
+    std::array<char, 2000> line{};
+    while (read + lost < lines && std::fgets(line.data(), line.size(), file)) {
+        const std::string text = line.data() + sizeof "2026-03-04T05:06:07.089Z  " - 1;
+        const bool isNotice =
+            text.ends_with(" lines were left out here, since nobody took what was written.\n");
+        EXPECT_TRUE(isNotice || text == std::to_string(read) + std::string(1000, '.') + "\n") << text;
+        (isNotice ? lost : read) += isNotice ? std::stoi(text) : 1;
+    }
+    std::fclose(file);
+    EXPECT_GT(lost, 0);
+    EXPECT_EQ(read + lost, lines);
 }
 
 TEST(LogBoardTest, AFileThatCannotBeWrittenIsAnErrorThatSaysWhatToDo) {
