@@ -40,7 +40,7 @@ std::string signOf(const BugProgress& progress, std::size_t turn) {
     if (progress.finished) {
         return std::string(yellow) + "?" + plain;
     }
-    if (isWaiting(progress)) {
+    if (isWaiting(progress) || progress.exited) {
         return "·";
     }
     return spinner[turn % spinner.size()];

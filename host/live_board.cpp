@@ -1,15 +1,14 @@
 #include "host/live_board.hpp"
 
 #include <algorithm>
-#include <array>
 #include <csignal>
-#include <ctime>
 
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "host/clock_time.hpp"
 #include "host/terminal_text.hpp"
 
 namespace quernlight::host {
@@ -18,16 +17,6 @@ namespace {
 constexpr std::chrono::milliseconds frameTime{120};
 constexpr std::chrono::seconds patienceAtTheEnd{1};
 constexpr std::chrono::milliseconds patienceBeforeSuspension{200};
-
-/// The hour as the person's own clock has it.
-std::string clockTime(Instant instant) {
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(instant);
-    std::tm local{};
-    localtime_r(&seconds, &local);
-    std::array<char, 16> text{};
-    std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
-    return text.data();
-}
 
 /// How many rows a line takes on a terminal that has been made narrower since it was drawn.
 std::size_t rowsTaken(std::size_t drawnWidth, std::size_t width) {

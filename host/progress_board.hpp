@@ -17,6 +17,7 @@ struct BugProgress {
     std::string stage{};   ///< "preparing worktree", "working", ...
     std::string detail{};  ///< the agent's last line, or why it failed; may be empty
     bool finished = false;
+    bool exited = false;  ///< the agent has gone, and its comment is waited for
 };
 
 /// The stage of an item whose last session nobody saw to its end.

@@ -68,6 +68,7 @@ class BugSession {
     Task<void> beginWatching(const StartSessionResponse& started);
     Task<void> take(SessionNews news);
     Task<void> noteOutput(OutputSeen output);
+    void showExit(const AgentExited& exit);
     Task<void> noteTyping(SessionNews news);
     Task<void> noteWhileStopping(SessionNews news);
     Task<void> lookAround();

@@ -1,3 +1,4 @@
+#include "host/clock_time.hpp"
 #include "host/failure_sentence.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
@@ -51,6 +52,7 @@ Task<void> BugSession::take(SessionNews news) {
     } else if (const auto* exit = std::get_if<AgentExited>(&news)) {
         watched_.activity.exitedAt = exit->at;
         watched_.activity.exitCode = exit->exitCode;
+        showExit(*exit);
         co_await settleAgent();
     } else if (auto* comments = std::get_if<CommentsChanged>(&news)) {
         watched_.activity.lastCommentPollWithNewCommentAt = comments->at;
@@ -64,7 +66,7 @@ Task<void> BugSession::take(SessionNews news) {
                                                           : "The comments of bug " + item_.bugID +
                                                                 " cannot be read: " + trouble->reason);
     } else {
-        if (std::holds_alternative<GoalTyped>(news)) {
+        if (std::holds_alternative<GoalTyped>(news) && !progress_.exited) {
             show("working", progress_.detail);
         }
         co_await noteTyping(std::move(news));
@@ -95,16 +97,25 @@ Task<void> BugSession::noteTyping(SessionNews news) {
 Task<void> BugSession::noteOutput(OutputSeen output) {
     watched_.activity.lastOutputAt = output.at;
     appendWords(watched_.lastWords, output.words);
-    if (progress_.stage == asksBackend) {
+    if (progress_.stage == asksBackend && !progress_.exited) {
         progress_.stage = "working";
     }
-    if (!output.lastLine.empty()) {
+    if (!output.lastLine.empty() && !progress_.exited) {
         show(progress_.stage, std::move(output.lastLine));
     }
     if (!lastOutputStoredAt_ || output.at - *lastOutputStoredAt_ >= std::chrono::seconds(1)) {
         lastOutputStoredAt_ = output.at;
         co_await ifPossible(services_.store.attempts.markLastOutput(attempt_.id, output.at));
     }
+}
+
+/// For as long as its comment may still come.
+void BugSession::showExit(const AgentExited& exit) {
+    using std::chrono::duration;
+    const auto grace = std::chrono::duration_cast<Instant::duration>(
+        duration<double>(services_.settings.postExitGraceSeconds));
+    progress_.exited = true;
+    show(exitedStage(exit.exitCode), "comment due by " + clockTime(exit.at + grace));
 }
 
 /// What has to be looked at because nobody tells: whose the item is, the agent's own records, its processes.

@@ -88,6 +88,12 @@ TEST_F(NextStepTest, ADeathBySignalIsToldByTheSignalsName) {
     EXPECT_EQ(describeUncleanExit(128), "Codex exited with code 128 without posting a completion comment.");
 }
 
+TEST_F(NextStepTest, AnAgentThatHasExitedIsInAStageThatNamesItsCode) {
+    EXPECT_EQ(exitedStage(0), "exited (code 0)");
+    EXPECT_EQ(exitedStage(128), "exited (code 128)");
+    EXPECT_EQ(exitedStage(128 + SIGKILL), "ended by SIGKILL");
+}
+
 TEST_F(NextStepTest, ACleanExitFailsTheSessionOnlyAfterTheGraceForItsComment) {
     exits(20, 0);
     EXPECT_TRUE(goesOnAt(30));

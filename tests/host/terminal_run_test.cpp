@@ -117,5 +117,16 @@ TEST_F(TerminalRunTest, ASignalThatEndsTheProgramAtOnceLeavesTheTerminalAsItWas)
     EXPECT_THAT(shownUpTo("the shell has it"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
 }
 
+TEST_F(TerminalRunTest, AnAgentThatHasCrashedIsShownAsThatWhileItsCommentIsWaitedFor) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "crash");
+    mapApp();
+    startBackend();
+    startInShell();
+    EXPECT_THAT(shownUpTo("comment due by "), HasSubstr("· 3f2a9c1d  Shop        ended by SIGSEGV"));
+    press("\x03");
+    shownUpTo("the shell has it");
+}
+
 }  // namespace
 }  // namespace quernlight
