@@ -71,6 +71,14 @@ TEST_F(RunTest, ACommandToTypeRunsNoWordOfAnAppsName) {
     EXPECT_THAT(outcome.output, Not(HasSubstr("\u202e")));
 }
 
+TEST_F(RunTest, KeysInAnAppsNameNeitherEndItsAgentNorCutItsGoal) {
+    appName = "Sh\x15op\r\n\x1b[201~\x03\x04";
+    reportClearBug("3f2a9c1d");
+    EXPECT_EQ(workAll().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_THAT(attempt("3f2a9c1d", "goal_text"), HasSubstr("containing Sh op   [201~  's app window"));
+}
+
 TEST_F(RunTest, ANewMappingReleasesTheBugsThatWaitedForIt) {
     report("77777777", "It does not work");
     startBackend();
