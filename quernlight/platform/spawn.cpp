@@ -1,6 +1,8 @@
 #include "quernlight/platform/spawn.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <system_error>
 
 #include <fcntl.h>
@@ -52,6 +54,32 @@ class Attributes {
     posix_spawnattr_t attributes_{};
 };
 
+bool holdsNullCharacter(const std::string& text) {
+    return text.find('\0') != std::string::npos;
+}
+
+/// The vector of C strings that a program receives would end each text at its first null character, so that
+/// something else would be started, or asked for something else.
+void refuseNullCharacters(const SpawnRequest& request) {
+    const std::filesystem::path directory = request.workingDirectory.value_or("");
+    if (holdsNullCharacter(request.executable.native()) || holdsNullCharacter(directory.native()) ||
+        std::ranges::any_of(request.arguments, holdsNullCharacter) ||
+        std::ranges::any_of(request.environment, holdsNullCharacter)) {
+        check(EINVAL);
+    }
+}
+
+/// Signals as at login, whatever this process does with its own: all at their default, none blocked. A child
+/// that inherited an ignored SIGCHLD could not tell how its own children ended.
+void resetSignals(posix_spawnattr_t& attributes) {
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    check(posix_spawnattr_setsigdefault(&attributes, &all));
+    check(posix_spawnattr_setsigmask(&attributes, &none));
+}
+
 void addStreams(FileActions& actions, const TerminalStreams& terminal) {
     actions.open(0, terminal.device.c_str());
     actions.duplicate(0, 1);
@@ -83,6 +111,7 @@ std::vector<char*> cStrings(const std::vector<std::string>& texts) {
 }  // namespace
 
 pid_t spawnProcess(const SpawnRequest& request) {
+    refuseNullCharacters(request);
     FileActions actions;
     const auto* terminal = std::get_if<TerminalStreams>(&request.streams);
     if (terminal && terminal->masterDescriptor >= 0) {
@@ -93,6 +122,7 @@ pid_t spawnProcess(const SpawnRequest& request) {
     }
     std::visit([&](const auto& streams) { addStreams(actions, streams); }, request.streams);
     Attributes attributes;
+    resetSignals(attributes.get());
     check(prepareSession(attributes.get(), actions.get()));
     const auto arguments = cStrings(request.arguments);
     const auto environment = cStrings(request.environment);

@@ -32,10 +32,10 @@ struct SpawnRequest {
     std::variant<DescriptorStreams, TerminalStreams> streams{};
 };
 
-/// Starts a child that leads a session and process group of its own, with no descriptor open but 0, 1 and 2;
-/// on Linux also with every signal at its default and none blocked. Returns its process id once the program
-/// runs; the caller reaps it. From any thread. Throws std::system_error with the error number of the failing
-/// call, and then there is no child.
+/// Starts a child that leads a session and process group of its own, with no descriptor open but 0, 1 and 2,
+/// every signal at its default and none blocked. Returns its process id once the program runs; the caller
+/// reaps it. From any thread. Throws std::system_error with the error number of the failing call ("invalid
+/// argument" for a text with a null character), and then there is no child.
 pid_t spawnProcess(const SpawnRequest& request);
 
 /// The calling process's environment as "KEY=value" entries.

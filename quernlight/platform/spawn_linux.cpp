@@ -1,20 +1,8 @@
-#include <csignal>
-
 #include "quernlight/platform/spawn_session.hpp"
 
 namespace quernlight {
 
 int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions) {
-    sigset_t all;
-    sigset_t none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    if (const int error = posix_spawnattr_setsigdefault(&attributes, &all)) {
-        return error;
-    }
-    if (const int error = posix_spawnattr_setsigmask(&attributes, &none)) {
-        return error;
-    }
     const auto flags =
         static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     if (const int error = posix_spawnattr_setflags(&attributes, flags)) {

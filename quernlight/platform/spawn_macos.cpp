@@ -7,7 +7,8 @@ extern "C" int responsibility_spawnattrs_setdisclaim(posix_spawnattr_t* attribut
 namespace quernlight {
 
 int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t&) {
-    const auto flags = static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT);
+    const auto flags = static_cast<short>(POSIX_SPAWN_SETSID | POSIX_SPAWN_CLOEXEC_DEFAULT |
+                                          POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     if (const int error = posix_spawnattr_setflags(&attributes, flags)) {
         return error;
     }

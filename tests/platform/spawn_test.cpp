@@ -128,6 +128,24 @@ TEST_F(SpawnTest, AMissingProgramOrDirectoryIsTheSystemsError) {
     }
 }
 
+TEST_F(SpawnTest, ATextWithANullCharacterIsRefusedRatherThanCut) {
+    const std::string cut("true\0!", 6);
+    const SpawnRequest rows[] = {
+        {.executable = "/bin/true", .arguments = {"true", cut}},
+        {.executable = "/bin/true", .arguments = {"true"}, .environment = {"A=" + cut}},
+        {.executable = "/bin/" + cut, .arguments = {"true"}},
+        {.executable = "/bin/true", .arguments = {"true"}, .workingDirectory = std::string("/\0x", 3)},
+    };
+    for (const SpawnRequest& request : rows) {
+        try {
+            exitCodeOf(spawnProcess(request));
+            ADD_FAILURE() << "it was started";
+        } catch (const std::system_error& error) {
+            EXPECT_EQ(error.code(), std::errc::invalid_argument);
+        }
+    }
+}
+
 TEST_F(SpawnTest, AProgramThatMayNotBeRunIsTheSystemsError) {
     test::writeFile(directory_ / "program", "no program");
     try {

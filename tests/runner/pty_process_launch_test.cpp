@@ -55,6 +55,13 @@ TEST_F(PTYProcessLaunchTest, ACommandWithoutASlashIsLookedUpOnThePathOfTheChild)
     EXPECT_EQ(log->wholeOutput(), "[--flag with space]");
 }
 
+TEST_F(PTYProcessLaunchTest, ATextWithANullCharacterIsRefusedRatherThanCut) {
+    const std::string invalid = "Unable to launch Codex: Invalid argument";
+    EXPECT_EQ(startFailure({"/bin/echo", std::string("one\0two", 7)}), invalid);
+    request.environment["NAME"] = std::string("one\0two", 7);
+    EXPECT_EQ(startFailure({"/bin/echo"}), invalid);
+}
+
 TEST_F(PTYProcessLaunchTest, ACommandThatEnvCannotFindExitsAsEnvDoes) {
     request.environment["PATH"] = directory.path();
     start({"codex"});
