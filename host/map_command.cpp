@@ -20,7 +20,8 @@ namespace {
 /// content.
 Task<AppMapping> checkedMapping(MapSetOptions options) {
     const std::string path = WorktreeNaming::standardizedPath(options.repo);
-    const GitValidationResult validation = co_await GitValidator::validate(path, options.baseBranch);
+    const GitRunner ask = runGitWith({}, GitOutput::answer);
+    const GitValidationResult validation = co_await GitValidator::validate(path, options.baseBranch, ask);
     if (!validation.isValid) {
         throw UserError(validation.repositoryRoot
                             ? "The repository " + path + " has no branch \"" + options.baseBranch + "\" (" +

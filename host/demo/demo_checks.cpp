@@ -197,7 +197,8 @@ class BugCheck {
 
     /// Git's answer, or nothing when it fails.
     static Task<std::string> answer(std::vector<std::string> arguments) {
-        const GitCommandResult result = co_await runGit(std::move(arguments));
+        const GitRunner ask = runGitWith({}, GitOutput::answer);
+        const GitCommandResult result = co_await ask(std::move(arguments));
         co_return result.succeeded() ? result.output : "";
     }
 

@@ -195,7 +195,8 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
     const WorktreeToPreserve worktree{.repoPath = mapping.repoPath,
                                       .worktreePath = path,
                                       .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
-    PreserveResult result = co_await preserveWork(worktree, patientGit(stop_, kill_, services_.settings));
+    const GitRunner ask = patientGit(stop_, kill_, services_.settings, GitOutput::answer);
+    PreserveResult result = co_await preserveWork(worktree, ask);
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
         tellHindrance(item.bugID,
                       "Bug " + item.bugID + " is merged, but its worktree stays. " + failed->reason);

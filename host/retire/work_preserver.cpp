@@ -45,8 +45,8 @@ std::string unquoted(std::string_view printed) {
 /// One saving; its steps throw Stopped.
 class Preserving {
   public:
-    Preserving(WorktreeToPreserve worktree, GitRunner run)
-        : worktree_(std::move(worktree)), run_(std::move(run)) {}
+    Preserving(WorktreeToPreserve worktree, GitRunner ask)
+        : worktree_(std::move(worktree)), ask_(std::move(ask)) {}
 
     Task<PreserveResult> work() {
         co_await requireWorktree();
@@ -90,7 +90,7 @@ class Preserving {
     Task<GitCommandResult> tryGitIn(std::string directory, std::vector<std::string> arguments) {
         std::vector<std::string> complete{"-C", std::move(directory)};
         complete.insert(complete.end(), arguments.begin(), arguments.end());
-        return run_(std::move(complete));
+        return ask_(std::move(complete));
     }
 
     /// What is saved in a repository of its own would go with the directory.
@@ -202,17 +202,17 @@ class Preserving {
     }
 
     const WorktreeToPreserve worktree_;
-    const GitRunner run_;
+    const GitRunner ask_;
 };
 
 }  // namespace
 
-Task<PreserveResult> preserveWork(WorktreeToPreserve worktree, GitRunner run) {
+Task<PreserveResult> preserveWork(WorktreeToPreserve worktree, GitRunner ask) {
     if (!defaultFileManager().exists(worktree.worktreePath)) {
         co_return NothingToPreserve{};
     }
     const std::string path = worktree.worktreePath;
-    Preserving preserving(std::move(worktree), std::move(run));
+    Preserving preserving(std::move(worktree), std::move(ask));
     try {
         co_return co_await preserving.work();
     } catch (const Stopped& stopped) {

@@ -35,7 +35,8 @@ using PreserveResult = std::variant<NothingToPreserve, WorkPreserved, Preserving
 /// as a commit at refs/quernlight/preserved/BRANCH in the main repository, with "-2", "-3", ... where that is
 /// taken by other work. Changes that git was told to overlook are saved too; files that a sparse checkout
 /// leaves out are not taken for deleted. Touches no branch and no index but the worktree's own. Never throws
-/// but on cancellation.
-Task<PreserveResult> preserveWork(WorktreeToPreserve worktree, GitRunner run = runGit);
+/// but on cancellation. `ask` gives answers (`GitOutput::answer`): what it prints is taken by its word.
+Task<PreserveResult> preserveWork(WorktreeToPreserve worktree,
+                                  GitRunner ask = runGitWith({}, GitOutput::answer));
 
 }  // namespace quernlight::host

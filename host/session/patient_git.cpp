@@ -26,10 +26,10 @@ Task<GitCommandResult> unlessPressed(StopSwitch& cut, Task<GitCommandResult> com
     }
 }
 
-Task<GitCommandResult> fetchPatiently(double seconds, std::vector<std::string> arguments) {
+Task<GitCommandResult> fetchPatiently(double seconds, Task<GitCommandResult> fetch) {
     const auto limit = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
     try {
-        co_return co_await withTimeLimit(limit, runGit(std::move(arguments)));
+        co_return co_await withTimeLimit(limit, std::move(fetch));
     } catch (const TimeLimitExceeded&) {
         co_return GitCommandResult{stoppedStatus, describeOverlongFetch(seconds)};
     }
@@ -37,11 +37,12 @@ Task<GitCommandResult> fetchPatiently(double seconds, std::vector<std::string> a
 
 }  // namespace
 
-GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings) {
-    return [&stop, &kill, &settings](std::vector<std::string> arguments) {
+GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings, GitOutput output) {
+    return [&stop, &kill, &settings, run = runGitWith({}, output)](std::vector<std::string> arguments) {
         const bool fetches = arguments.size() > 2 && (arguments[2] == "fetch" || arguments[2] == "ls-remote");
-        return fetches ? unlessPressed(stop, fetchPatiently(settings.gitFetchSeconds, std::move(arguments)))
-                       : unlessPressed(kill, runGit(std::move(arguments)));
+        Task<GitCommandResult> command = run(std::move(arguments));
+        return fetches ? unlessPressed(stop, fetchPatiently(settings.gitFetchSeconds, std::move(command)))
+                       : unlessPressed(kill, std::move(command));
     };
 }
 

@@ -7,8 +7,9 @@ namespace quernlight {
 
 /// What one run of git came to.
 struct GitCommandResult {
-    std::int32_t status = 0;  ///< git's exit status; 0 is success, 128 plus its number a death by signal
-    std::string output;       ///< standard output and standard error together, UTF-8, trimmed at both ends
+    /// Git's exit status: 0 is success, 128 plus its number a death by signal, below 0 none that is known.
+    std::int32_t status = 0;
+    std::string output;  ///< standard output and standard error together, UTF-8, trimmed at both ends
 
     bool succeeded() const { return status == 0; }
 

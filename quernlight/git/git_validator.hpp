@@ -10,7 +10,8 @@ namespace quernlight {
 /// What was found out about a configured repository.
 struct GitValidationResult {
     bool isValid = false;
-    /// The top-level directory as git prints it; absent when the path lies in no working tree.
+    /// The top-level directory as git prints it, without its warnings; absent when the path lies in no
+    /// working tree.
     std::optional<std::string> repositoryRoot;
     std::string message;  ///< "Valid repository", or git's words on what is wrong
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <utility>
 
+#include "quernlight/git/git_answer.hpp"
 #include "quernlight/git/remote_ref.hpp"
 #include "quernlight/git/repository_git.hpp"
 #include "quernlight/platform/text.hpp"
@@ -30,6 +31,19 @@ bool isObjectID(std::string_view text) {
     return text.find_first_not_of("0123456789abcdef") == text.npos;
 }
 
+/// Whether one of the messages names the request, as squash merges or merge commits do.
+bool isNamedIn(std::string_view messages, std::int64_t number) {
+    const std::string squash = "(#" + std::to_string(number) + ")";
+    const std::string merge = "pull request #" + std::to_string(number);
+    return containsIgnoringCase(messages, squash) || containsIgnoringCase(messages, merge);
+}
+
+/// Whether git printed a message of the mentions that it was to look for. Its warnings are none; but a
+/// message, too, may begin with "error: ".
+bool holdsMention(std::string_view printed, std::int64_t number) {
+    return !answerText(printed).empty() || isNamedIn(printed, number);
+}
+
 /// One pull request in one clone.
 class Comparison {
   public:
@@ -40,6 +54,9 @@ class Comparison {
           baseBranch_(std::move(baseBranch)) {}
 
     Task<FetchedPullRequest> fetch() const {
+        if (auto refused = RepositoryGit::refusal(repoPath_)) {
+            co_return FetchedPullRequest{.trouble = *std::move(refused)};
+        }
         const auto pullRequest = parsePullRequestURL(prURL_);
         if (!pullRequest) {
             co_return FetchedPullRequest{.trouble = "Unsupported pull request URL: " + prURL_.text()};
@@ -79,7 +96,7 @@ class Comparison {
             co_return PullRequestStateUnknown{
                 log.outputOr("Unable to inspect " + baseBranch_ + " history for PR " + number + ".")};
         }
-        if (log.output.empty()) {
+        if (!holdsMention(log.output, fetched.number)) {
             co_return PullRequestNotMerged{};
         }
         const bool recent = co_await isRecent(std::move(fetched));
@@ -145,10 +162,7 @@ class Comparison {
         if (newest.output.empty()) {
             co_return co_await isAmongNewest(std::move(fetched));
         }
-        const std::string number = std::to_string(fetched.number);
-        const std::string squash = "(#" + number + ")";
-        const std::string merge = "pull request #" + number;
-        co_return containsIgnoringCase(newest.output, squash) || containsIgnoringCase(newest.output, merge);
+        co_return isNamedIn(newest.output, fetched.number);
     }
 
     /// For messages that cannot be read, since one of them is no UTF-8: the newest mention is looked for
@@ -162,7 +176,8 @@ class Comparison {
         if (!mention.succeeded() || !newest.succeeded() || mention.output.empty()) {
             co_return true;
         }
-        const std::string_view found = linesOf(mention.output).back();  // behind any notices
+        const auto ids = answerLines(mention.output);
+        const std::string_view found = ids.empty() ? "none" : ids.back();
         co_return isObjectID(found) && newest.output.find(found) != newest.output.npos;
     }
 

@@ -1,5 +1,6 @@
 #include "quernlight/git/remote_ref.hpp"
 
+#include "quernlight/git/git_answer.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {
@@ -16,7 +17,7 @@ std::string_view withoutFilter(std::string_view line) {
 std::vector<RemoteRef> parseRemotes(std::string_view listing) {
     constexpr std::string_view fetchMark = "(fetch)";
     std::vector<RemoteRef> remotes;
-    for (const std::string_view listed : linesOf(listing)) {
+    for (const std::string_view listed : answerLines(listing)) {
         const std::string_view line = withoutFilter(listed);
         const auto nameEnd = line.find_first_of("\t ");
         if (nameEnd == line.npos || nameEnd == 0 || !line.ends_with(fetchMark)) {

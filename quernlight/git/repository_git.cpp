@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "quernlight/git/git_answer.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/platform/text.hpp"
 
@@ -21,6 +22,11 @@ bool isAt(std::string_view listed, const std::string& path) {
 
 }  // namespace
 
+std::optional<std::string> RepositoryGit::refusal(const std::string& repoPath) {
+    return repoPath.empty() ? std::optional<std::string>("The path of the repository is empty; name one.")
+                            : std::nullopt;
+}
+
 RepositoryGit::RepositoryGit(GitRunner run, std::string repoPath)
     : run_(std::move(run)), repoPath_(std::move(repoPath)) {}
 
@@ -37,7 +43,7 @@ Task<bool> RepositoryGit::hasWorktree(std::string path) const {
     if (!listed.succeeded()) {
         co_return false;
     }
-    for (const std::string_view line : linesOf(listed.output)) {
+    for (const std::string_view line : answerLines(listed.output)) {
         if (line.starts_with(label) && isAt(line.substr(label.size()), path)) {
             co_return true;
         }
@@ -52,7 +58,7 @@ Task<std::string> RepositoryGit::preferredRemote() const {
     if (!listed.succeeded()) {
         co_return first;
     }
-    for (const std::string_view line : linesOf(listed.output)) {
+    for (const std::string_view line : answerLines(listed.output)) {
         const std::string_view name = trimmed(line);
         if (name == "origin") {
             co_return std::string(name);

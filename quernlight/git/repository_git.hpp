@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,10 @@ namespace quernlight {
 /// coroutine's executor and throw only what the runner throws.
 class RepositoryGit {
   public:
+    /// Why git must not run at such a path; nothing when it may. An empty one would be the working directory
+    /// of the caller.
+    static std::optional<std::string> refusal(const std::string& repoPath);
+
     RepositoryGit(GitRunner run, std::string repoPath);
 
     /// `arguments`: the command and all that follows it.

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -56,13 +57,16 @@ class RunningChild {
 
     pid_t processID() const { return processID_; }
 
-    /// Waits for the end of the child and returns its exit code.
-    int reap() {
+    /// Waits for the end of the child and returns its exit code; nothing when the kernel has none to tell,
+    /// because SIGCHLD is ignored or somebody else has reaped the child.
+    std::optional<int> reap() {
         int status = 0;
-        while (::waitpid(processID_, &status, 0) < 0 && errno == EINTR) {
-        }
+        pid_t reaped = -1;
+        do {
+            reaped = ::waitpid(processID_, &status, 0);
+        } while (reaped < 0 && errno == EINTR);
         processID_ = -1;
-        return exitCodeOfWaitStatus(status);
+        return reaped < 0 ? std::nullopt : std::optional(exitCodeOfWaitStatus(status));
     }
 
   private:
@@ -79,18 +83,7 @@ class RunningChild {
     pid_t processID_;
 };
 
-/// The vector of C strings that a program receives would end each argument at its first null character, so
-/// that the program would be asked for something else.
-void refuseNullCharacters(const std::vector<std::string>& texts) {
-    for (const std::string& text : texts) {
-        if (text.find('\0') != std::string::npos) {
-            throw std::system_error(std::make_error_code(std::errc::invalid_argument));
-        }
-    }
-}
-
-pid_t spawnWithOutput(const ChildProcessRequest& request, const FileDescriptor& output) {
-    refuseNullCharacters(request.arguments);
+pid_t spawnWithOutput(const ChildProcessRequest& request, int output, int errors) {
     SpawnRequest spawn;
     spawn.executable = request.executable;
     spawn.arguments = request.arguments;
@@ -99,7 +92,7 @@ pid_t spawnWithOutput(const ChildProcessRequest& request, const FileDescriptor& 
     if (!request.workingDirectory.empty()) {
         spawn.workingDirectory = request.workingDirectory;
     }
-    spawn.streams = DescriptorStreams{.output = output.get(), .error = output.get()};
+    spawn.streams = DescriptorStreams{.output = output, .error = errors};
     return spawnProcess(spawn);
 }
 
@@ -114,14 +107,35 @@ Descriptor adopt(const asio::any_io_executor& executor, FileDescriptor descripto
     }
 }
 
-Task<void> readToEnd(Descriptor& pipe, std::string& output) {
+/// The end of a child's output that is read here, and what has been read. The child's end is closed here once
+/// the child has its own.
+struct Capture {
+    explicit Capture(const asio::any_io_executor& executor) : Capture(executor, openPipe()) {}
+    Capture(const asio::any_io_executor& executor, Pipe ends)
+        : pipe(adopt(executor, std::move(ends.reading))), childsEnd(std::move(ends.writing)) {}
+
+    Descriptor pipe;
+    FileDescriptor childsEnd;
+    std::string text{};
+};
+
+Task<void> readToEnd(Capture& capture) {
     std::array<char, 65536> buffer;
     boost::system::error_code end;
     while (!end) {
-        const std::size_t count = co_await pipe.async_read_some(
+        const std::size_t count = co_await capture.pipe.async_read_some(
             asio::buffer(buffer), asio::redirect_error(asio::use_awaitable, end));
-        output.append(buffer.data(), count);
+        capture.text.append(buffer.data(), count);
     }
+}
+
+/// `errors` is null when standard error goes where standard output does.
+Task<void> readBothToEnd(Capture& output, Capture* errors) {
+    using namespace asio::experimental::awaitable_operators;
+    if (!errors) {
+        co_return co_await readToEnd(output);
+    }
+    co_await (readToEnd(output) && readToEnd(*errors));
 }
 
 Task<void> exited(Descriptor& watcher) {
@@ -134,38 +148,67 @@ Task<void> exitedAndGracePassed(Descriptor& watcher) {
     co_await grace.async_wait(asio::use_awaitable);
 }
 
-/// Reads to the end of the pipe, which normally comes with the child's exit.
-Task<void> readUntilDone(Descriptor& pipe, Descriptor& watcher, std::string& output) {
+/// Reads to the end of the pipes, which normally comes with the child's exit.
+Task<void> readUntilDone(Capture& output, Capture* errors, Descriptor& watcher) {
     using namespace asio::experimental::awaitable_operators;
     try {
-        co_await (readToEnd(pipe, output) || exitedAndGracePassed(watcher));
+        co_await (readBothToEnd(output, errors) || exitedAndGracePassed(watcher));
     } catch (const asio::multiple_exceptions&) {
         // Nothing but cancellation ends both.
         throw boost::system::system_error(asio::error::operation_aborted);
     }
 }
 
+/// The exit code, without which nothing may be taken for a success.
+int exitCodeOf(RunningChild& child) {
+    const auto exitCode = child.reap();
+    if (!exitCode) {
+        throw std::system_error(std::make_error_code(std::errc::no_child_process));
+    }
+    return *exitCode;
+}
+
 Task<ChildProcessResult> run(ChildProcessRequest request) {
     const asio::any_io_executor executor = co_await asio::this_coro::executor;
-    Pipe ends = openPipe();
-    Descriptor pipe = adopt(executor, std::move(ends.reading));
-    RunningChild child(spawnWithOutput(request, ends.writing));
-    ends.writing.close();
+    Capture output(executor);
+    std::optional<Capture> errors;
+    if (request.keepsErrorsApart) {
+        errors.emplace(executor);
+    }
+    FileDescriptor& errorEnd = errors ? errors->childsEnd : output.childsEnd;
+    RunningChild child(spawnWithOutput(request, output.childsEnd.get(), errorEnd.get()));
+    errorEnd.close();
+    output.childsEnd.close();
     Descriptor watcher = adopt(executor, watchExit(child.processID()));
-    ChildProcessResult result;
-    co_await readUntilDone(pipe, watcher, result.output);
+    Capture* const apart = errors ? &*errors : nullptr;
+    co_await readUntilDone(output, apart, watcher);
     co_await exited(watcher);
-    result.exitCode = child.reap();
+    ChildProcessResult result{.exitCode = exitCodeOf(child), .output = std::move(output.text)};
+    if (errors) {
+        result.errors = std::move(errors->text);
+    }
     co_return result;
 }
 
-/// Names the program in the error that kept it from starting.
+/// A child that nobody can wait for any more has ended, whatever it came to; it was started all the same.
+std::system_error named(const std::string& program, const std::system_error& error) {
+    const bool isLost =
+        error.code() == std::errc::no_child_process || error.code() == std::errc::no_such_process;
+    if (!isLost) {
+        return {error.code(), "Unable to start " + program};
+    }
+    return {std::make_error_code(std::errc::no_child_process),
+            "The exit status of " + program +
+                " is lost; leave SIGCHLD at its default, and let nobody else wait for it"};
+}
+
+/// Names the program in the error that kept it from starting or its result from being known.
 Task<ChildProcessResult> runNamed(ChildProcessRequest request) {
     const std::string program = request.executable.string();
     try {
         co_return co_await run(std::move(request));
     } catch (const std::system_error& error) {
-        throw std::system_error(error.code(), "Unable to start " + program);
+        throw named(program, error);
     }
 }
 

@@ -13,11 +13,13 @@ struct ChildProcessRequest {
     std::vector<std::string> arguments;      ///< what follows the program's name
     std::vector<std::string> environment;    ///< "KEY=value" entries; nothing is inherited besides
     std::filesystem::path workingDirectory;  ///< empty: the caller's
+    bool keepsErrorsApart = false;           ///< standard error is not mixed into the output
 };
 
 struct ChildProcessResult {
-    int exitCode = 0;    ///< the normal exit status, or 128 plus the number of the signal that ended it
-    std::string output;  ///< standard output and standard error, in the order in which they were written
+    int exitCode = 0;      ///< the normal exit status, or 128 plus the number of the signal that ended it
+    std::string output;    ///< standard output and standard error, in the order in which they were written
+    std::string errors{};  ///< standard error alone, where it was kept apart and is not in the output
 
     bool operator==(const ChildProcessResult&) const = default;
 };
@@ -29,7 +31,8 @@ struct ChildProcessResult {
 /// Several may run at once, from any executor. Cancelling the awaiting coroutine ends the program's process
 /// group (SIGTERM, and SIGKILL after a second) and reaps the program before the coroutine goes on with
 /// `operation_aborted`; cancel on the coroutine's own thread. Throws std::system_error when the program
-/// cannot be started.
+/// cannot be started and, as "no child process", when its exit status is lost, because SIGCHLD is ignored or
+/// somebody else has reaped it: what it came to is not known then, and never a success.
 Task<ChildProcessResult> runChildProcess(ChildProcessRequest request);
 
 }  // namespace quernlight

@@ -178,7 +178,7 @@ void PTYProcess::readLastWords() {
 }
 
 void PTYProcess::handleExit() {
-    const int exitCode = leader_.reap();
+    const int exitCode = leader_.reap().value_or(RunnerEvent::Exited::unknownCode);
     readLastWords();
     finishTranscripts();
     closeTerminal();

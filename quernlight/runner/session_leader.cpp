@@ -29,13 +29,13 @@ void SessionLeader::signal(int number) const {
     }
 }
 
-int SessionLeader::reap() {
+std::optional<int> SessionLeader::reap() {
     const std::lock_guard guard(lock_);
     int status = 0;
     const pid_t result = processID_ < 1 || reaped_ ? 0 : waitpid(processID_, &status, WNOHANG);
     // Without a child of that number (the host may ignore SIGCHLD) the kernel is free to give it away.
     reaped_ = reaped_ || result > 0 || (result < 0 && errno == ECHILD);
-    return result > 0 ? exitCodeOfWaitStatus(status) : 0;
+    return result > 0 ? std::optional(exitCodeOfWaitStatus(status)) : std::nullopt;
 }
 
 void SessionLeader::killAndReap() {

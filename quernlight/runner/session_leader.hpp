@@ -1,6 +1,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 
 #include <sys/types.h>
 
@@ -19,9 +20,9 @@ class SessionLeader {
     /// reaped only what is left of its group. Never throws, never waits; nothing before the launch.
     void signal(int number) const;
 
-    /// Takes the exit status of the child without waiting, and returns its exit code; 0 when there is none to
-    /// take.
-    int reap();
+    /// Takes the exit status of the child without waiting, and returns its exit code; nothing when there is
+    /// none to take, because SIGCHLD is ignored or somebody else has taken it.
+    std::optional<int> reap();
 
     /// Kills the child and waits for it; for a launch that cannot be completed.
     void killAndReap();

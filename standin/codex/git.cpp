@@ -1,6 +1,7 @@
 #include "standin/codex/git.hpp"
 
 #include <cerrno>
+#include <cstdlib>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -37,11 +38,14 @@ std::string readToEnd(int descriptor) {
     }
 }
 
+/// A status that is lost is no success.
 int exitCodeOf(pid_t child) {
     int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
-    }
-    return exitCodeOfWaitStatus(status);
+    pid_t reaped = -1;
+    do {
+        reaped = waitpid(child, &status, 0);
+    } while (reaped < 0 && errno == EINTR);
+    return reaped < 0 ? EXIT_FAILURE : exitCodeOfWaitStatus(status);
 }
 
 /// Commits bear the agent's name, whoever's machine this is, and nothing runs on in the background.

@@ -91,6 +91,7 @@ const std::set<std::string> internalHeaders{
     "backend/security_scope.hpp",
     "dispatch/active_queue.hpp",
     "dispatch/session_report.hpp",
+    "git/git_answer.hpp",
     "git/git_environment.hpp",
     "git/repository_git.hpp",
     "platform/async_signal.hpp",

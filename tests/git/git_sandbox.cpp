@@ -79,6 +79,11 @@ std::string GitSandbox::commit(const std::string& repository, const std::string&
     return git(repository, {"rev-parse", "HEAD"});
 }
 
+void GitSandbox::warnAlways(const std::string& repository) const {
+    git(repository, {"config", "core.fsyncMethod", "unheard of"});
+    git(repository, {"config", "remote./wrong.url", "unheard of"});  // which "git remote" looks at
+}
+
 void GitSandbox::addRemote(const std::string& repository, const std::string& remote,
                            const std::string& url) const {
     git(repository, {"remote", "add", remote, url});

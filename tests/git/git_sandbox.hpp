@@ -44,6 +44,9 @@ class GitSandbox {
     /// One more commit, by a user whom only this repository knows. Returns its id.
     std::string commit(const std::string& repository, const std::string& message) const;
 
+    /// From now on every git in the repository warns, on its standard error, of a setting that it ignores.
+    void warnAlways(const std::string& repository) const;
+
     /// Names another repository as a remote of this one.
     void addRemote(const std::string& repository, const std::string& remote, const std::string& url) const;
 

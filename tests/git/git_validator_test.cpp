@@ -8,6 +8,7 @@
 #include "tests/git/fake_git.hpp"
 #include "tests/git/git_sandbox.hpp"
 #include "tests/support/run_task.hpp"
+#include "tests/support/working_directory.hpp"
 
 namespace quernlight {
 namespace {
@@ -88,6 +89,22 @@ TEST_F(GitValidatorTest, TheRootIsWhatGitPrintedAlsoWhenTheBranchIsUnknown) {
     fake.answer("rev-parse --verify", {0, "0f1e2d"});
     EXPECT_EQ(validate("/src/Acme", "main", fake.runner()),
               (GitValidationResult{true, "/private/src/Acme", "Valid repository"}));
+}
+
+TEST_F(GitValidatorTest, AWarningIsNoPartOfTheRoot) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.warnAlways(repository);
+    EXPECT_EQ(validate(repository, "main"), (GitValidationResult{true, repository, "Valid repository"}));
+    EXPECT_EQ(validate(repository, "nope").repositoryRoot, repository);
+    EXPECT_THAT(validate(repository, "nope").message, testing::StartsWith("warning: "));
+}
+
+TEST_F(GitValidatorTest, AnEmptyPathIsNotTheCallersDirectory) {
+    const test::ScopedWorkingDirectory directory(sandbox.makeRepository("Acme"));
+    EXPECT_EQ(validate("", "main"),
+              (GitValidationResult{false, std::nullopt, "The path of the repository is empty; name one."}));
+    validate("", "main", fake.runner());
+    EXPECT_TRUE(fake.commands().empty());
 }
 
 TEST_F(GitValidatorTest, TheBranchIsNotAskedForWithoutARepository) {

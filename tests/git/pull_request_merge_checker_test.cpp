@@ -1,9 +1,12 @@
 #include "quernlight/git/pull_request_merge_checker.hpp"
 
+#include <csignal>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/git/merge_outcome.hpp"
+#include "tests/support/ignored_signal.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
 
@@ -66,6 +69,12 @@ class MergeCheckerTest : public testing::Test {
 TEST_F(MergeCheckerTest, AnOpenRequestIsNotMergedAndMergesCleanly) {
     EXPECT_EQ(mergeState(), "not merged");
     EXPECT_EQ(conflictState(), "clean");
+}
+
+TEST_F(MergeCheckerTest, WhereExitStatusesAreLostNothingIsKnown) {
+    const test::IgnoredSignal ignored(SIGCHLD);
+    EXPECT_THAT(mergeState(), testing::StartsWith("unknown: The exit status of /usr/bin/git is lost"));
+    EXPECT_THAT(conflictState(), testing::StartsWith("unknown: The exit status of /usr/bin/git is lost"));
 }
 
 TEST_F(MergeCheckerTest, AHeadThatTheBaseContainsIsMergedAndClean) {

@@ -144,6 +144,33 @@ TEST_F(MergeCommandsTest, ANoticeAloneIsNoMention) {
     EXPECT_EQ(mergeState(), "not merged");
 }
 
+TEST_F(MergeCommandsTest, AWarningIsNoMentionThatStandsUnconfirmed) {
+    answerMentions("warning: ignoring what is unheard of\nerror: and this");
+    answerNewest({128, "fatal: broken"});
+    EXPECT_EQ(mergeState(), "not merged");
+}
+
+TEST_F(MergeCommandsTest, ASubjectThatReadsLikeAWarningIsAMention) {
+    answerMentions("error: say why the button is red (#7)");
+    answerNewest({0, "error: say why the button is red (#7)"});
+    EXPECT_EQ(mergeState(), "merged");
+}
+
+TEST_F(MergeCommandsTest, ANoticeBehindTheMentionsCommitDoesNotHideIt) {
+    answerMentions("Fix it (#7)");
+    answerNewest({0, ""});
+    git.answer("log --max-count=1", {0, "2222\nwarning: late"});
+    git.answer("log --max-count=250 --format=%H", {0, "1111\n2222"});
+    EXPECT_EQ(mergeState(), "merged");
+}
+
+TEST_F(MergeCommandsTest, AnEmptyRepositoryPathIsRefused) {
+    repoPath.clear();
+    EXPECT_EQ(mergeState(), "unknown: The path of the repository is empty; name one.");
+    EXPECT_EQ(conflictState(), "unknown: The path of the repository is empty; name one.");
+    EXPECT_THAT(git.commands(), testing::IsEmpty());
+}
+
 TEST(PullRequestStateTest, StatesAreEqualByCaseAndReason) {
     const PullRequestMergeState merge = PullRequestStateUnknown{"x"};
     EXPECT_EQ(merge, PullRequestMergeState(PullRequestStateUnknown{"x"}));

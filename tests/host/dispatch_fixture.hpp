@@ -94,8 +94,9 @@ class DispatchFixture : public testing::Test {
     static constexpr const char* token = "the-administrators-secret";
 
     standin::test::HostedRepository repository;
-    EnvironmentMap environment;    // of every program that the fixture starts
-    std::string appName = "Shop";  // as the backend has it
+    EnvironmentMap environment;          // of every program that the fixture starts
+    std::vector<std::string> startedBy;  // a command that starts it; empty: nothing
+    std::string appName = "Shop";        // as the backend has it
 
   private:
     void writeAgentFile();

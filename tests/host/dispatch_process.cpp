@@ -36,8 +36,11 @@ std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
 DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) {
     const FileDescriptor output = created(output_);
     const FileDescriptor error = created(errorFile(output_));
-    SpawnRequest request{.executable = QUERNLIGHT_DISPATCH_PATH,
-                         .arguments = launch.arguments,
+    std::vector<std::string> command = launch.startedBy;
+    command.emplace_back(command.empty() ? "quernlight-dispatch" : QUERNLIGHT_DISPATCH_PATH);
+    command.insert(command.end(), launch.arguments.begin(), launch.arguments.end());
+    SpawnRequest request{.executable = launch.startedBy.empty() ? QUERNLIGHT_DISPATCH_PATH : command.front(),
+                         .arguments = command,
                          .environment = entriesOf(launch.environment),
                          .workingDirectory = output_.parent_path(),
                          .streams = DescriptorStreams{
@@ -47,7 +50,6 @@ DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) 
     if (!launch.terminal.empty()) {
         request.streams = TerminalStreams{.device = launch.terminal};
     }
-    request.arguments.insert(request.arguments.begin(), "quernlight-dispatch");
     pid_ = spawnProcess(request);
 }
 

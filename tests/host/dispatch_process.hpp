@@ -17,9 +17,10 @@ class DispatchProcess {
     struct Launch {
         std::vector<std::string> arguments{};  ///< without the program's name
         EnvironmentMap environment{};          ///< complete
-        std::filesystem::path output{};    ///< what it prints goes here, its errors to the same with ".err"
-        std::filesystem::path terminal{};  ///< a device; when given it takes the place of both files
-        int standardOutput = -1;           ///< when given it takes the place of the first file
+        std::filesystem::path output{};  ///< what it prints goes here, its errors to the same with ".err"
+        std::vector<std::string> startedBy{};  ///< a command that starts the one behind it; empty: nothing
+        std::filesystem::path terminal{};      ///< a device; when given it takes the place of both files
+        int standardOutput = -1;               ///< when given it takes the place of the first file
     };
 
     explicit DispatchProcess(const Launch& launch);

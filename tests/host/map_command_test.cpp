@@ -43,6 +43,18 @@ TEST_F(MapCommandTest, APathInsideTheCheckoutMapsTheWholeRepository) {
     EXPECT_THAT(listed(), HasSubstr("  " + checkout() + "  main  " + checkout() + "-worktrees\n"));
 }
 
+TEST_F(MapCommandTest, AWarningIsNoPartOfWhatIsStored) {
+    repository.git({"config", "core.fsyncMethod", "unheard of"});
+    dispatch(mapWith({"--repo", checkout()}));
+    EXPECT_EQ(listed(), "com.acme.shop  Shop  " + checkout() + "  main  " + checkout() + "-worktrees\n");
+}
+
+TEST_F(MapCommandTest, WhoeverStartsItMayIgnoreTheEndOfItsChildren) {
+    startedBy = {"/bin/sh", "-c", "trap '' CHLD; exec \"$@\"", "sh"};
+    EXPECT_THAT(refusal({"--repo", repository.scratch("nothing")}), HasSubstr("cannot change to"));
+    EXPECT_EQ(dispatch(mapWith({"--repo", checkout()})).exitCode, 0);
+}
+
 TEST_F(MapCommandTest, APathWithoutARepositoryIsRefused) {
     const std::string error = refusal({"--repo", repository.scratch("nothing")});
     EXPECT_THAT(error, StartsWith("quernlight-dispatch: There is no git repository at " +

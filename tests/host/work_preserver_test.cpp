@@ -60,6 +60,17 @@ TEST_F(WorkPreserverTest, WhatIsPushedNeedsNoSaving) {
     EXPECT_EQ(inMain({"for-each-ref", "refs/quernlight"}), "");
 }
 
+TEST_F(WorkPreserverTest, AGitThatWarnsSavesAllTheSame) {
+    inMain({"config", "core.fsyncMethod", "unheard of"});
+    EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
+    writeFile(worktree / "notes.txt", "not committed\n");
+    const WorkPreserved saved = preserved();
+    EXPECT_THAT(inMain({"for-each-ref", "--format=%(objectname)", "refs/quernlight"}),
+                testing::EndsWith(saved.commit));
+    EXPECT_EQ(saved.commit.size(), 40U);
+    EXPECT_FALSE(preserved().isNew);
+}
+
 TEST_F(WorkPreserverTest, AWorktreeThatIsGoneNeedsNoSaving) {
     std::filesystem::remove_all(worktree);
     EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));

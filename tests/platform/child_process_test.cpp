@@ -29,6 +29,7 @@
 
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn_logged.hpp"
+#include "tests/support/ignored_signal.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
@@ -113,6 +114,19 @@ TEST_F(ChildProcessTest, OutputAndErrorComeTogetherInTheOrderWritten) {
               (ChildProcessResult{5, "one\ntwo\nthree\n"}));
 }
 
+TEST_F(ChildProcessTest, ErrorsThatAreKeptApartAreNotMixedIntoTheOutput) {
+    ChildProcessRequest request = shell("echo one; echo two >&2; echo three; exit 5");
+    request.keepsErrorsApart = true;
+    EXPECT_EQ(run(request), (ChildProcessResult{5, "one\nthree\n", "two\n"}));
+}
+
+TEST_F(ChildProcessTest, BothStreamsAreReadWhileItRunsSoThatNeitherFullPipeStopsIt) {
+    ChildProcessRequest request =
+        shell("head -c 1048576 /dev/zero | tr '\\0' x >&2; head -c 1048576 /dev/zero | tr '\\0' y");
+    request.keepsErrorsApart = true;
+    EXPECT_EQ(run(request), (ChildProcessResult{0, std::string(1048576, 'y'), std::string(1048576, 'x')}));
+}
+
 TEST_F(ChildProcessTest, ADeathBySignalIsAnExitCodeAbove128) {
     EXPECT_EQ(run(shell("kill -TERM $$")).exitCode, 128 + SIGTERM);
 }
@@ -159,6 +173,18 @@ TEST_F(ChildProcessTest, AnArgumentWithANullCharacterIsRefusedRatherThanCut) {
     EXPECT_THROW(run(shell(std::string("exit 0\0; exit 1", 16))), std::system_error);
 }
 
+TEST_F(ChildProcessTest, AChildWhoseExitStatusIsLostIsAFailureAndNoSuccess) {
+    const test::IgnoredSignal ignored(SIGCHLD);  // then the kernel reaps every child
+    for (const char* script : {"exit 0", "exit 3", "sleep 0.05"}) {
+        try {
+            ADD_FAILURE() << script << ": " << run(shell(script)).exitCode;
+        } catch (const std::system_error& error) {
+            EXPECT_EQ(error.code(), std::errc::no_child_process);
+            EXPECT_THAT(error.what(), testing::StartsWith("The exit status of /bin/sh is lost"));
+        }
+    }
+}
+
 TEST_F(ChildProcessTest, SeveralRunAtOnceOnSeveralThreads) {
     asio::thread_pool threads(4);
     std::vector<std::future<ChildProcessResult>> runs;
@@ -192,6 +218,20 @@ TEST_F(ChildProcessTest, CancellationKillsTheProgramAndWhatItStarted) {
     auto result = asio::co_spawn(
         io, runChildProcess(shell("exec 3> " + fifo + "; sh -c 'echo started >&3; sleep 1000'; echo on")),
         asio::bind_cancellation_slot(cancel.slot(), asio::use_future));
+    test::runTask(io, life.started());
+    cancel.emit(asio::cancellation_type::terminal);
+    test::runTask(io, life.ended());
+    io.run();
+    EXPECT_EQ(errorOf(result), asio::error::operation_aborted);
+}
+
+TEST_F(ChildProcessTest, CancellationAlsoEndsAProgramWhoseErrorsAreKeptApart) {
+    LifeLine life(io, fifo);
+    asio::cancellation_signal cancel;
+    ChildProcessRequest request = lasting();
+    request.keepsErrorsApart = true;
+    auto result = asio::co_spawn(io, runChildProcess(request),
+                                 asio::bind_cancellation_slot(cancel.slot(), asio::use_future));
     test::runTask(io, life.started());
     cancel.emit(asio::cancellation_type::terminal);
     test::runTask(io, life.ended());

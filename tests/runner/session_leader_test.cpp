@@ -49,7 +49,7 @@ class Stranger {
 TEST(SessionLeaderTest, BeforeTheLaunchNothingIsSignalledAndNothingReaped) {
     SessionLeader leader;
     leader.signal(SIGKILL);
-    EXPECT_EQ(leader.reap(), 0);
+    EXPECT_EQ(leader.reap(), std::nullopt);
     EXPECT_EQ(leader.processID(), -1);
 }
 
@@ -72,7 +72,7 @@ TEST(SessionLeaderTest, AProcessThatHasTheNumberNowIsNotSignalled) {
     const Stranger stranger;
     SessionLeader leader;
     leader.launched(stranger.pid());
-    EXPECT_EQ(leader.reap(), 0);  // no child of this process bears the number any more
+    EXPECT_EQ(leader.reap(), std::nullopt);  // no child of this process bears the number any more
     const FileDescriptor watcher = watchExit(stranger.pid());
     leader.signal(SIGKILL);
     pollfd ended{.fd = watcher.get(), .events = POLLIN, .revents = 0};
