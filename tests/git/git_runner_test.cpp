@@ -11,6 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/git/git_sandbox.hpp"
+#include "tests/support/ignored_signal.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/working_directory.hpp"
 
 namespace quernlight {
@@ -69,6 +71,13 @@ TEST_F(GitRunnerTest, AGitThatIsKilledIsNoSuccess) {
     EXPECT_EQ(runGitScript("kill -KILL $PPID").status, 128 + SIGKILL);
 }
 
+TEST_F(GitRunnerTest, AGitWhoseExitStatusIsLostIsNoSuccessAndNoAnswerOfGits) {
+    const test::IgnoredSignal ignored(SIGCHLD);
+    const GitCommandResult result = runGitScript("exit 0");
+    EXPECT_LT(result.status, 0);
+    EXPECT_THAT(result.output, testing::StartsWith("The exit status of /usr/bin/git is lost"));
+}
+
 TEST_F(GitRunnerTest, ArgumentsReachGitAsTheyAre) {
     const std::string format = "--format=tformat:$HOME '*' \"; exit 3";
     EXPECT_EQ(runGitNow({"-C", repository, "log", format}), (GitCommandResult{0, "$HOME '*' \"; exit 3"}));
@@ -85,8 +94,38 @@ TEST_F(GitRunnerTest, TheSystemsGitIsStartedWhateverThePathSays) {
 TEST_F(GitRunnerTest, TheCallersWorkingDirectoryAndEnvironmentAreGits) {
     const test::ScopedWorkingDirectory directory(repository);
     EXPECT_EQ(runGitNow({"rev-parse", "--show-toplevel"}).output, repository);
-    const ScopedVariable variable("QUERNLIGHT_TEST", "inherited");
-    EXPECT_EQ(runGitScript("echo $QUERNLIGHT_TEST").output, "inherited");
+    const ScopedVariable variable("QUERNLIGHT_DISPATCH_TEST", "inherited");
+    EXPECT_EQ(runGitScript("echo $QUERNLIGHT_DISPATCH_TEST").output, "inherited");
+}
+
+TEST_F(GitRunnerTest, AHookDoesNotSeeWhatIsNoneOfItsBusiness) {
+    const ScopedVariable secret("AWS_SECRET_ACCESS_KEY", "secret");
+    EXPECT_EQ(runGitScript("echo ${AWS_SECRET_ACCESS_KEY-unset}").output, "unset");
+}
+
+TEST_F(GitRunnerTest, GitWarnsInWordsThatAreToldFromAnAnswerWhateverTheUsersLanguage) {
+    sandbox.warnAlways(repository);
+    const ScopedVariable language("LANGUAGE", "de");
+    EXPECT_THAT(runGitNow({"-C", repository, "rev-parse", "--show-toplevel"}).output,
+                testing::StartsWith("warning: "));
+}
+
+TEST_F(GitRunnerTest, AnAnswerIsStandardOutputAlone) {
+    sandbox.warnAlways(repository);
+    const GitRunner ask = runGitWith({}, GitOutput::answer);
+    EXPECT_EQ(test::runTask(ask({"-C", repository, "rev-parse", "--show-toplevel"})),
+              (GitCommandResult{0, repository}));
+}
+
+TEST_F(GitRunnerTest, AFailureTellsBothStreamsWhateverWasAskedFor) {
+    const GitRunner ask = runGitWith({}, GitOutput::answer);
+    const std::string script = "alias.script=!echo words >&2; echo answer; exit 3";
+    EXPECT_EQ(test::runTask(ask({"-c", script, "script"})), (GitCommandResult{3, "answer\nwords"}));
+}
+
+TEST_F(GitRunnerTest, VariablesThatAreGivenReachGitAndWhatItStarts) {
+    const GitRunner marked = runGitWith({"MARK=ours"});
+    EXPECT_EQ(test::runTask(marked({"-c", "alias.script=!echo $MARK", "script"})).output, "ours");
 }
 
 TEST_F(GitRunnerTest, StandardInputIsEmpty) {
