@@ -21,9 +21,15 @@ void refuseNullCharacter(const fs::path& path) {
 }  // namespace
 
 bool FileManager::exists(const fs::path& path) const {
+    std::error_code ignored;
+    return !holdsNullCharacter(path) && fs::symlink_status(path, ignored).type() != fs::file_type::not_found;
+}
+
+std::optional<std::string> FileManager::obstacle(const fs::path& path) const {
     std::error_code error;
-    return !holdsNullCharacter(path) && fs::symlink_status(path, error).type() != fs::file_type::not_found &&
-           !error;
+    const bool isTold =
+        holdsNullCharacter(path) || fs::symlink_status(path, error).type() != fs::file_type::none;
+    return isTold ? std::nullopt : std::optional(error.message());
 }
 
 bool FileManager::isDirectory(const fs::path& path) const {

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace quernlight {
@@ -19,8 +20,12 @@ class FileManager {
 
     virtual ~FileManager() = default;
 
-    /// Whether anything is there, a dangling symbolic link included.
+    /// Whether anything is there, a dangling symbolic link included. Where that cannot be told it counts as
+    /// there, so that nothing is taken for gone that is not.
     virtual bool exists(const std::filesystem::path& path) const;
+    /// Why it cannot be told whether anything is there, in the system's words ("Permission denied"); nothing
+    /// when it can.
+    virtual std::optional<std::string> obstacle(const std::filesystem::path& path) const;
     /// Whether a directory, or a link to one, is there.
     virtual bool isDirectory(const std::filesystem::path& path) const;
     /// Creates the directory and all its parents; one that is there already is no error.

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/closed_directory.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {
@@ -31,6 +32,13 @@ TEST_F(FileManagerTest, ADanglingLinkExistsButIsNoDirectory) {
     std::filesystem::create_symlink("nowhere", directory_ / "link");
     EXPECT_TRUE(files_.exists(directory_ / "link"));
     EXPECT_FALSE(files_.isDirectory(directory_ / "link"));
+}
+
+TEST_F(FileManagerTest, WhatMayNotBeLookedAtIsNotTakenForAbsent) {
+    std::filesystem::create_directory(directory_ / "closed");
+    const test::ClosedDirectory closed(directory_ / "closed");
+    ASSERT_TRUE(closed.isClosed());
+    EXPECT_TRUE(files_.exists(directory_ / "closed/below"));
 }
 
 TEST_F(FileManagerTest, RemovingDoesNotFollowLinks) {
