@@ -40,6 +40,9 @@ Task<GitWorktreeCleanupResult> removeRegistered(const RepositoryGit& git, std::s
 
 /// Nothing when the path holds a worktree that git has forgotten, which is to be deleted.
 std::optional<GitWorktreeCleanupResult> nothingToDelete(const FileManager& files, const std::string& path) {
+    if (auto obstacle = files.obstacle(std::filesystem::path(path) / ".git")) {
+        return WorktreeFailed{"Unable to look at " + path + ": " + *obstacle};
+    }
     if (!files.exists(path)) {
         return WorktreeNotFound{path};
     }
@@ -84,6 +87,9 @@ Task<GitWorktreeCleanupResult> cleanUp(GitRunner run, std::reference_wrapper<con
     if (auto refused = refusal(path, request)) {
         co_return *refused;
     }
+    if (auto refused = RepositoryGit::refusal(request.repoPath)) {
+        co_return WorktreeFailed{*std::move(refused)};
+    }
     const RepositoryGit git(std::move(run), request.repoPath);
     const bool isRegistered = co_await git.hasWorktree(path);
     if (isRegistered) {
@@ -100,7 +106,18 @@ Task<GitWorktreeCleanupResult> cleanUp(GitRunner run, std::reference_wrapper<con
 GitWorktreeCleaner::GitWorktreeCleaner(GitRunner run, const FileManager& fileManager)
     : runGit_(std::move(run)), fileManager_(fileManager) {}
 
-Task<GitWorktreeCleanupResult> GitWorktreeCleaner::cleanupImplementedBug(CleanupBugRequest request) const {
+CleanupBugRequest CleanupBugFields::request() const {
+    return {.repoPath = std::string(repoPath),
+            .worktreeRootPath = std::string(worktreeRootPath),
+            .appName = std::string(appName),
+            .bugID = std::string(bugID)};
+}
+
+Task<GitWorktreeCleanupResult> GitWorktreeCleaner::cleanupImplementedBug(CleanupBugFields fields) const {
+    return start(fields.request());
+}
+
+Task<GitWorktreeCleanupResult> GitWorktreeCleaner::start(CleanupBugRequest request) const {
     return cleanUp(runGit_, fileManager_, std::move(request));
 }
 

@@ -40,6 +40,9 @@ std::optional<WorktreeFailed> refusal(const Place& place, const std::string& bug
 
 /// What is at the path already decides; nothing when the path is free.
 std::optional<GitWorktreePrepareResult> existing(const FileManager& files, const Place& place) {
+    if (auto obstacle = files.obstacle(std::filesystem::path(place.path) / ".git")) {
+        return WorktreeFailed{"Unable to look at " + place.path + ": " + *obstacle};
+    }
     if (!files.exists(place.path)) {
         return std::nullopt;
     }
@@ -112,6 +115,9 @@ Task<GitWorktreePrepareResult> prepare(GitRunner run, std::reference_wrapper<con
     if (auto refused = refusal(place, request.bugID)) {
         co_return *refused;
     }
+    if (auto refused = RepositoryGit::refusal(request.repoPath)) {
+        co_return WorktreeFailed{*std::move(refused)};
+    }
     const RepositoryGit git(std::move(run), request.repoPath);
     const bool isRegistered = co_await git.hasWorktree(place.path);
     if (isRegistered) {
@@ -135,7 +141,19 @@ Task<GitWorktreePrepareResult> prepare(GitRunner run, std::reference_wrapper<con
 GitWorktreePreparer::GitWorktreePreparer(GitRunner run, const FileManager& fileManager)
     : runGit_(std::move(run)), fileManager_(fileManager) {}
 
-Task<GitWorktreePrepareResult> GitWorktreePreparer::prepareBug(PrepareBugRequest request) const {
+PrepareBugRequest PrepareBugFields::request() const {
+    return {.repoPath = std::string(repoPath),
+            .worktreeRootPath = std::string(worktreeRootPath),
+            .appName = std::string(appName),
+            .bugID = std::string(bugID),
+            .baseBranch = std::string(baseBranch)};
+}
+
+Task<GitWorktreePrepareResult> GitWorktreePreparer::prepareBug(PrepareBugFields fields) const {
+    return start(fields.request());
+}
+
+Task<GitWorktreePrepareResult> GitWorktreePreparer::start(PrepareBugRequest request) const {
     return prepare(runGit_, fileManager_, std::move(request));
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "quernlight/git/git_runner.hpp"
 #include "quernlight/git/worktree_results.hpp"
@@ -18,6 +21,18 @@ struct PrepareBugRequest {
     std::string baseBranch;        ///< a branch's name, without "refs/heads/"
 };
 
+/// The same as a list in braces gives it: GCC 12 miscompiles a `PrepareBugRequest` that is made inside a
+/// co_await expression, but not this. It borrows its texts until the call has returned its task.
+struct PrepareBugFields {
+    std::string_view repoPath;
+    std::string_view worktreeRootPath;
+    std::string_view appName;
+    std::string_view bugID;
+    std::string_view baseBranch;
+
+    PrepareBugRequest request() const;
+};
+
 /// Gives a bug its worktree, on a branch of its own that starts at the latest base branch, before a session
 /// starts. A value; it borrows the file manager, which must outlive it and its calls. Calls run on the
 /// awaiting coroutine's executor; two at once for the same bug are for the caller to avoid.
@@ -28,9 +43,15 @@ class GitWorktreePreparer {
 
     /// Throws nothing but cancellation and what another `run` throws: what goes wrong is a `WorktreeFailed`.
     /// What is at the path already is never changed.
-    Task<GitWorktreePrepareResult> prepareBug(PrepareBugRequest request) const;
+    Task<GitWorktreePrepareResult> prepareBug(PrepareBugFields fields) const;
+    template <std::same_as<PrepareBugRequest> Request>
+    Task<GitWorktreePrepareResult> prepareBug(Request request) const {
+        return start(std::move(request));
+    }
 
   private:
+    Task<GitWorktreePrepareResult> start(PrepareBugRequest request) const;
+
     GitRunner runGit_;
     std::reference_wrapper<const FileManager> fileManager_;
 };

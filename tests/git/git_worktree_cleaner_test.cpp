@@ -8,6 +8,7 @@
 #include "quernlight/git/git_worktree_preparer.hpp"
 #include "tests/git/fake_git.hpp"
 #include "tests/git/git_sandbox.hpp"
+#include "tests/support/closed_directory.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/working_directory.hpp"
 
@@ -65,6 +66,17 @@ TEST_F(GitWorktreeCleanerTest, RemovesARegisteredWorktreeWithItsChangesAndKeepsT
     EXPECT_EQ(cleanUp(), removed);
     EXPECT_FALSE(isThere());
     sandbox.git(repository, {"show-ref", "--verify", "refs/heads/My-App-3f2a9c1d"});
+}
+
+Task<GitWorktreeCleanupResult> cleanUpInBraces(std::string repository, std::string root) {
+    const GitWorktreeCleaner cleaner;
+    co_return co_await cleaner.cleanupImplementedBug(
+        {repository, root, "My App!", "3F2A9C1D-0000-4000-8000-000000000000"});
+}
+
+TEST_F(GitWorktreeCleanerTest, ARequestInBracesSurvivesTheAwait) {
+    const std::string repository = prepareWorktree();
+    EXPECT_EQ(test::runTask(cleanUpInBraces(repository, root)), removed);
 }
 
 TEST_F(GitWorktreeCleanerTest, ARegisteredWorktreeWhoseDirectoryIsGoneIsForgotten) {
@@ -125,6 +137,19 @@ TEST_F(GitWorktreeCleanerTest, ARelativeRegisteredPathInAWorkingDirectoryThatIsG
     std::filesystem::remove(gone);
     fake.answer("worktree list", {0, "worktree My-App-3f2a9c1d"});
     EXPECT_EQ(cleanUpWithFake(), GitWorktreeCleanupResult(WorktreeNotFound{worktree}));
+}
+
+TEST_F(GitWorktreeCleanerTest, AnEmptyRepositoryPathIsRefused) {
+    request.repoPath.clear();
+    EXPECT_EQ(cleanUpWithFake(), failed("The path of the repository is empty; name one."));
+    EXPECT_THAT(fake.commands(), IsEmpty());
+}
+
+TEST_F(GitWorktreeCleanerTest, APlaceThatMayNotBeLookedAtIsNotTakenForGone) {
+    test::writeFile(worktree + "/work.txt", "work");
+    const test::ClosedDirectory closed(root);
+    ASSERT_TRUE(closed.isClosed());
+    EXPECT_EQ(cleanUpWithFake(), failed("Unable to look at " + worktree + ": Permission denied"));
 }
 
 TEST_F(GitWorktreeCleanerTest, APathThatIsNeitherThereNorRegisteredIsNotFound) {

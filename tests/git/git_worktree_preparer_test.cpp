@@ -8,6 +8,7 @@
 
 #include "tests/git/fake_git.hpp"
 #include "tests/git/git_sandbox.hpp"
+#include "tests/support/closed_directory.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/working_directory.hpp"
 
@@ -69,6 +70,20 @@ TEST_F(GitWorktreePreparerTest, CreatesAWorktreeOnABranchOfItsOwn) {
     EXPECT_EQ(headOf(worktree), headOf(repository));
 }
 
+Task<GitWorktreePrepareResult> prepareInBraces(std::string repository, std::string root) {
+    const GitWorktreePreparer preparer;
+    co_return co_await preparer.prepareBug({.repoPath = repository,
+                                            .worktreeRootPath = root,
+                                            .appName = "My App!",
+                                            .bugID = "3F2A9C1D-0000-4000-8000-000000000000",
+                                            .baseBranch = "main"});
+}
+
+TEST_F(GitWorktreePreparerTest, ARequestInBracesSurvivesTheAwait) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    EXPECT_EQ(test::runTask(prepareInBraces(repository, root)), created);
+}
+
 TEST_F(GitWorktreePreparerTest, PreparingTwiceFindsTheSamePathAndBranch) {
     sandbox.makeRepository("Acme");
     EXPECT_EQ(prepare(), created);
@@ -114,6 +129,26 @@ TEST_F(GitWorktreePreparerTest, ARelativeRegisteredPathInAWorkingDirectoryThatIs
     std::filesystem::remove(gone);
     fake.answer("worktree list", {0, "worktree My-App-3f2a9c1d"});
     EXPECT_EQ(prepareWithFake(), created);
+}
+
+TEST_F(GitWorktreePreparerTest, AWarningIsNoRemote) {
+    const std::string repository = sandbox.makeRepository("Acme");
+    sandbox.warnAlways(repository);
+    EXPECT_EQ(prepare(), created);
+}
+
+TEST_F(GitWorktreePreparerTest, AnEmptyRepositoryPathIsRefusedBeforeAnythingIsMade) {
+    request.repoPath.clear();
+    EXPECT_EQ(prepareWithFake(), failed("The path of the repository is empty; name one."));
+    EXPECT_THAT(fake.commands(), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(root));
+}
+
+TEST_F(GitWorktreePreparerTest, APlaceThatMayNotBeLookedAtIsNotTakenForFree) {
+    std::filesystem::create_directories(root);
+    const test::ClosedDirectory closed(root);
+    ASSERT_TRUE(closed.isClosed());
+    EXPECT_EQ(prepareWithFake(), failed("Unable to look at " + worktree + ": Permission denied"));
 }
 
 TEST_F(GitWorktreePreparerTest, ABranchThatExistsIsTakenUpAgain) {
