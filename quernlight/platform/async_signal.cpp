@@ -3,12 +3,16 @@
 #include <cassert>
 #include <exception>
 #include <mutex>
+#include <set>
 #include <utility>
 
 #include <boost/asio/associated_cancellation_slot.hpp>
 #include <boost/asio/associated_executor.hpp>
 #include <boost/asio/error.hpp>
+#include <boost/asio/execution/context.hpp>
+#include <boost/asio/execution_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/query.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
@@ -49,10 +53,11 @@ class HandlerWaiter final : public Waiter {
 
 /// Waiters are resumed under the lock, which a resumed coroutine takes before it goes on: by then the
 /// resuming thread is out of the coroutine's executor, whose context may end with the coroutine.
-struct AsyncSignal::State {
+struct AsyncSignal::State : std::enable_shared_from_this<State> {
     std::mutex lock;
     bool pending = false;
     std::unique_ptr<Waiter> waiter;
+    Waiting* waiting = nullptr;  // of the waiter's context
 
     void notify() {
         const std::lock_guard guard(lock);
@@ -65,22 +70,71 @@ struct AsyncSignal::State {
         resumeWaiter(asio::error::operation_aborted);
     }
 
-    void suspend(std::unique_ptr<Waiter> suspended) {
+    void suspend(Waiting& ofContext, std::unique_ptr<Waiter> suspended);
+
+    /// The context goes, and the waiter with it; not under the lock, since all that its coroutine holds goes.
+    void drop() {
+        std::unique_ptr<Waiter> dropped;  // goes after the guard
         const std::lock_guard guard(lock);
-        assert(!waiter && "one coroutine waits at a time");
-        waiter = std::move(suspended);
-        if (std::exchange(pending, false)) {
-            resumeWaiter({});
-        }
+        dropped.swap(waiter);
     }
 
   private:
-    void resumeWaiter(boost::system::error_code error) {
-        if (const auto resumed = std::move(waiter)) {
-            resumed->resume(error);
+    void resumeWaiter(boost::system::error_code error);
+};
+
+/// Who waits on one context, which shuts this down before the rest of itself. A thread that resumes a waiter
+/// takes it off this list last, under the locks of both, so the context is there until it is done with it.
+class AsyncSignal::Waiting final : public asio::execution_context::service {
+  public:
+    using key_type = Waiting;
+    inline static asio::execution_context::id id;
+
+    explicit Waiting(asio::execution_context& context) : service(context) {}
+
+    void add(std::shared_ptr<State> state) {
+        const std::lock_guard guard(lock_);
+        states_.insert(std::move(state));
+    }
+
+    void remove(const std::shared_ptr<State>& state) {
+        const std::lock_guard guard(lock_);
+        states_.erase(state);
+    }
+
+  private:
+    void shutdown() override {
+        decltype(states_) states;
+        {
+            const std::lock_guard guard(lock_);
+            states.swap(states_);
+        }
+        for (const auto& state : states) {
+            state->drop();
         }
     }
+
+    std::mutex lock_;
+    std::set<std::shared_ptr<State>> states_;
 };
+
+void AsyncSignal::State::suspend(Waiting& ofContext, std::unique_ptr<Waiter> suspended) {
+    const std::lock_guard guard(lock);
+    assert(!waiter && "one coroutine waits at a time");
+    waiter = std::move(suspended);
+    waiting = &ofContext;
+    waiting->add(shared_from_this());
+    if (std::exchange(pending, false)) {
+        resumeWaiter({});
+    }
+}
+
+void AsyncSignal::State::resumeWaiter(boost::system::error_code error) {
+    if (const auto resumed = std::move(waiter)) {
+        resumed->resume(error);
+        waiting->remove(shared_from_this());
+    }
+}
 
 AsyncSignal::AsyncSignal() : state_(std::make_shared<State>()) {}
 
@@ -98,7 +152,9 @@ Task<void> AsyncSignal::wait() const {
                 }
             });
         }
-        state->suspend(std::make_unique<HandlerWaiter<decltype(handler)>>(std::move(handler)));
+        auto& context = asio::query(asio::get_associated_executor(handler), asio::execution::context);
+        auto& waiting = asio::use_service<Waiting>(context);
+        state->suspend(waiting, std::make_unique<HandlerWaiter<decltype(handler)>>(std::move(handler)));
     };
     std::exception_ptr cancelled;
     try {

@@ -10,8 +10,8 @@ namespace quernlight {
 /// Lets one coroutine sleep until another thread or coroutine has news for it. The news itself lies
 /// elsewhere, under its own lock: a woken coroutine looks again, because it may be woken without news. A
 /// notification that nobody waits for is kept, so the order "look, wait" never misses one that falls in
-/// between. Copies share one signal. The context
-/// of a waiting coroutine must run until the wait has ended: a frame that is only dropped is never freed.
+/// between. Copies share one signal. A context that goes takes its waiting coroutines with it; what they
+/// would have been told later reaches nobody.
 class AsyncSignal {
   public:
     AsyncSignal();
@@ -28,6 +28,7 @@ class AsyncSignal {
 
   private:
     struct State;
+    class Waiting;
 
     std::shared_ptr<State> state_;
 };

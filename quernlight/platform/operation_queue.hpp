@@ -25,51 +25,59 @@ class OperationQueue {
     template <class Result>
     Task<Result> run(Task<Result> operation) {
         auto executor = co_await boost::asio::this_coro::executor;
-        co_return co_await boost::asio::co_spawn(executor, runInTurn(std::move(operation)),
+        co_return co_await boost::asio::co_spawn(executor, runInTurn(turns_, std::move(operation)),
                                                  boost::asio::use_awaitable);
     }
 
   private:
+    /// Who has the turn and who waits for it. Operations share it with the queue, because they end after it
+    /// where their context does.
+    class Turns {
+      public:
+        AsyncSignal enter() {
+            const std::lock_guard guard(lock_);
+            waiting_.emplace_back();
+            if (waiting_.size() == 1) {
+                waiting_.front().notify();
+            }
+            return waiting_.back();
+        }
+
+        void leave() {
+            const std::lock_guard guard(lock_);
+            waiting_.pop_front();
+            if (!waiting_.empty()) {
+                waiting_.front().notify();
+            }
+        }
+
+      private:
+        std::mutex lock_;
+        std::deque<AsyncSignal> waiting_;  // the front one has its turn
+    };
+
     /// Holds the turn and hands it on when the operation has ended, however it ended.
     class Turn {
       public:
-        explicit Turn(OperationQueue& queue) : queue_(queue) {}
+        explicit Turn(Turns& turns) : turns_(turns) {}
         Turn(const Turn&) = delete;
         Turn& operator=(const Turn&) = delete;
-        ~Turn() { queue_.leave(); }
+        ~Turn() { turns_.leave(); }
 
       private:
-        OperationQueue& queue_;
+        Turns& turns_;
     };
 
     template <class Result>
-    Task<Result> runInTurn(Task<Result> operation) {
+    static Task<Result> runInTurn(std::shared_ptr<Turns> turns, Task<Result> operation) {
         co_await boost::asio::this_coro::reset_cancellation_state(boost::asio::disable_cancellation());
-        const AsyncSignal turnCame = enter();
+        const AsyncSignal turnCame = turns->enter();
         co_await turnCame.wait();
-        const Turn turn(*this);
+        const Turn turn(*turns);
         co_return co_await std::move(operation);
     }
 
-    AsyncSignal enter() {
-        const std::lock_guard guard(lock_);
-        waiting_.emplace_back();
-        if (waiting_.size() == 1) {
-            waiting_.front().notify();
-        }
-        return waiting_.back();
-    }
-
-    void leave() {
-        const std::lock_guard guard(lock_);
-        waiting_.pop_front();
-        if (!waiting_.empty()) {
-            waiting_.front().notify();
-        }
-    }
-
-    std::mutex lock_;
-    std::deque<AsyncSignal> waiting_;  // the front one has its turn
+    std::shared_ptr<Turns> turns_ = std::make_shared<Turns>();
 };
 
 }  // namespace quernlight

@@ -33,6 +33,7 @@ struct Host {
           manager(queue, MappingRepository(database), backend),
           client(backend, token, std::make_shared<HttpSession>()) {}
 
+    boost::asio::io_context io;  // first, so that it goes last: the others' threads resume coroutines on it
     std::filesystem::path home;
     std::shared_ptr<Database> database;
     QueueRepository queue;
@@ -164,11 +165,10 @@ int main(int argc, char** argv) {
               works ? argv[2] : "");
     AppMapping app{.bundleID = works ? argv[4] : "", .repoPath = works ? argv[5] : ""};
     app.worktreeRootPath = app.repoPath + "-worktrees";
-    boost::asio::io_context io;
     std::exception_ptr failure;
-    boost::asio::co_spawn(io, works ? workOnOpenBugs(host, app) : openQueue(host),
+    boost::asio::co_spawn(host.io, works ? workOnOpenBugs(host, app) : openQueue(host),
                           [&](std::exception_ptr thrown) { failure = thrown; });
-    io.run();
+    host.io.run();
     if (failure) {
         std::rethrow_exception(failure);
     }

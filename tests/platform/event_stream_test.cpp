@@ -5,6 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <gtest/gtest.h>
 
+#include "quernlight/platform/spawn_logged.hpp"
 #include "tests/support/run_task.hpp"
 
 namespace quernlight {
@@ -22,6 +23,14 @@ TEST(EventStreamTest, DeliversInOrderAndEndsAfterWhatWasDelivered) {
     EXPECT_EQ(runTask(stream.next()), 1);
     EXPECT_EQ(runTask(stream.next()), 2);
     EXPECT_EQ(runTask(stream.next()), std::nullopt);
+}
+
+Task<void> readOne(EventStream<int>& stream) {
+    co_await stream.next();
+}
+
+Task<void> readWhileHolding(EventStream<int>& stream, std::shared_ptr<int>) {
+    co_await stream.next();
 }
 
 Task<int> sumOf(EventStream<int>& stream) {
@@ -61,6 +70,42 @@ TEST(EventStreamTest, TellsItsProducerWhenTheReaderLeaves) {
         EXPECT_EQ(told, 0);
     }
     EXPECT_EQ(told, 1);
+}
+
+/// The context in which a coroutine waits for the next event, which never comes.
+std::unique_ptr<boost::asio::io_context> contextWithReader(EventStream<int>& stream) {
+    auto context = std::make_unique<boost::asio::io_context>();
+    spawnLogged(context->get_executor(), "reader", readOne(stream));
+    context->poll();
+    return context;
+}
+
+TEST(EventStreamTest, AnEventForAReaderWhoseContextHasGoneIsHarmless) {
+    EventStream<int> stream;
+    contextWithReader(stream).reset();
+    stream.continuation().deliver(1);
+    EXPECT_EQ(runTask(stream.next()), 1);
+}
+
+TEST(EventStreamTest, AContextThatGoesTakesItsWaitingReadersWithIt) {
+    const auto held = std::make_shared<int>(1);
+    EventStream<int> stream;
+    auto context = std::make_unique<boost::asio::io_context>();
+    spawnLogged(context->get_executor(), "reader", readWhileHolding(stream, held));
+    context->poll();
+    EXPECT_EQ(held.use_count(), 2);
+    context.reset();
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(EventStreamTest, AContextMayGoWhileAnotherThreadDelivers) {
+    for (int round = 0; round < 200; ++round) {
+        EventStream<int> stream;
+        auto context = contextWithReader(stream);
+        std::thread producer([continuation = stream.continuation()] { continuation.deliver(1); });
+        context.reset();
+        producer.join();
+    }
 }
 
 }  // namespace

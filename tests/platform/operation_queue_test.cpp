@@ -58,6 +58,17 @@ TEST_F(OperationQueueTest, CancellingTheCallerDoesNotCutAnOperationInTwo) {
     EXPECT_EQ(log_, (std::vector<int>{1, 1}));
 }
 
+TEST_F(OperationQueueTest, AContextThatOutlivesTheQueueMayDropItsOperations) {
+    asio::io_context io;
+    auto queue = std::make_unique<OperationQueue>();
+    asio::co_spawn(io, queue->run(stepTwice(1)), asio::detached);
+    asio::co_spawn(io, queue->run(stepTwice(2)), asio::detached);
+    while (log_.empty()) {
+        io.run_one();
+    }
+    queue.reset();  // and then the context goes, with one operation under way and one that waits
+}
+
 TEST_F(OperationQueueTest, CallersOnSeveralThreadsNeverOverlap) {
     asio::thread_pool pool(4);
     int unguarded = 0;

@@ -1,6 +1,9 @@
 #include <atomic>
 #include <thread>
 
+#include <boost/asio/io_context.hpp>
+
+#include "quernlight/platform/spawn_logged.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
 
 namespace quernlight {
@@ -31,6 +34,21 @@ TEST_F(SessionListenersTest, AListenerFromAfterTheExitHearsNothingAndItsStreamDo
     auto late = runner->events(sessionID);
     EXPECT_FALSE(awaitResult(late.nextUntil(std::chrono::steady_clock::now())));
     EXPECT_FALSE(late.ended());
+}
+
+Task<void> readOne(EventStream<RunnerEvent>& events) {
+    co_await events.next();
+}
+
+TEST_F(SessionListenersTest, ARunnerMayOutliveTheEventLoopInWhichAListenerWaits) {
+    auto events = runner->events(sessionID);
+    auto loop = std::make_unique<boost::asio::io_context>();
+    spawnLogged(loop->get_executor(), "listener", readOne(events));
+    loop->poll();
+    loop.reset();
+    shell("printf text");  // delivered to nobody who waits
+    runner.reset();        // which ends the stream
+    EXPECT_TRUE(awaitResult(events.next()).has_value());
 }
 
 TEST_F(SessionListenersTest, AListenerThatComesLateHearsOnlyWhatHappensAfterwards) {
