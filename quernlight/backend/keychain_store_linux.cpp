@@ -12,6 +12,7 @@
 #include <libsecret/secret.h>
 
 #include "quernlight/backend/keychain_error.hpp"
+#include "quernlight/backend/keychain_item_name.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {
@@ -192,6 +193,9 @@ class SecretSession {
 };
 
 Attributes attributesOf(const std::string& service, const std::string& account) {
+    if (const auto refusal = keychainNameRefusal(service, account)) {
+        throw KeychainError(G_IO_ERROR_INVALID_ARGUMENT, refusal);
+    }
     Attributes attributes(g_hash_table_new_full(g_str_hash, g_str_equal, g_free, g_free));
     g_hash_table_insert(attributes.get(), g_strdup("service"), g_strdup(service.c_str()));
     g_hash_table_insert(attributes.get(), g_strdup("account"), g_strdup(account.c_str()));

@@ -8,6 +8,7 @@
 #include <Security/Security.h>
 
 #include "quernlight/backend/keychain_error.hpp"
+#include "quernlight/backend/keychain_item_name.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {
@@ -37,6 +38,9 @@ Owned<CFMutableDictionaryRef> dictionary() {
 
 /// What finds the item of this service and account.
 Owned<CFMutableDictionaryRef> baseQuery(const std::string& service, const std::string& account) {
+    if (const auto refusal = keychainNameRefusal(service, account)) {
+        throw KeychainError(errSecParam, refusal);
+    }
     auto query = dictionary();
     CFDictionarySetValue(query.get(), kSecClass, kSecClassGenericPassword);
     CFDictionarySetValue(query.get(), kSecAttrService, cfString(service).get());

@@ -138,9 +138,11 @@ Task<QLBugDetailResponse> QuernlightClient::fetchBugDetailWithServerComments(std
         asio::experimental::make_parallel_group(asio::co_spawn(executor, fetchBugDetail(id), asio::deferred),
                                                 asio::co_spawn(executor, fetchComments(id), asio::deferred));
     auto [order, detailError, detail, commentsError, comments] =
-        co_await both.async_wait(asio::experimental::wait_for_all(), asio::use_awaitable);
+        co_await both.async_wait(asio::experimental::wait_for_one_error(), asio::use_awaitable);
     if (detailError || commentsError) {
-        std::rethrow_exception(detailError ? detailError : commentsError);
+        // The first to end with one; it has the other cancelled.
+        const bool isDetails = detailError && (order[0] == 0 || !commentsError);
+        std::rethrow_exception(isDetails ? detailError : commentsError);
     }
     detail.comments = std::move(comments);
     co_return std::move(detail);

@@ -188,6 +188,14 @@ TEST_F(UnlockedKeychainTest, ServicesAndAccountsAreKeptApart) {
     EXPECT_EQ(token("guest").text, "three");
 }
 
+TEST_F(UnlockedKeychainTest, AnAccountWhoseNameIsNoTextIsRefused) {
+    const Answer refused{1, "The name of the token's service or account is not UTF-8 text; choose another."};
+    EXPECT_EQ(save("admin\xff", "secret"), refused);
+    EXPECT_EQ(token("admin\xff"), refused);
+    EXPECT_EQ(remove("admin\xff"), refused);
+    EXPECT_EQ(probe("save", "Quernlight\xff", "admin", "secret"), refused);
+}
+
 TEST_F(UnlockedKeychainTest, BytesThatAreNoTextAreReadAsNothing) {
     save("admin", "\xff\xfe");
     EXPECT_EQ(token("admin"), nothing);

@@ -86,6 +86,7 @@ const std::set<std::string> internalHeaders{
     "backend/exact_json.hpp",
     "backend/http_worker.hpp",
     "backend/json_node.hpp",
+    "backend/keychain_item_name.hpp",
     "backend/mime_type.hpp",
     "backend/multipart_form.hpp",
     "backend/security_scope.hpp",

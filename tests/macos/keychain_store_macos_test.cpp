@@ -118,6 +118,17 @@ TEST_F(MacKeychainStoreTest, DeletingWhatIsNotThereSucceeds) {
               (std::vector<FakeKeychain::Call>{{.operation = "delete", .query = query("admin")}}));
 }
 
+TEST_F(MacKeychainStoreTest, AnAccountWhoseNameIsNoTextIsRefused) {
+    const std::pair refused{
+        -50, std::string("The name of the token's service or account is not UTF-8 text; choose another.")};
+    for (const std::string& account : {std::string("admin\xff"), std::string("admin\0x", 7)}) {
+        EXPECT_EQ(errorOf([&] { store.saveToken("secret", account); }), refused);
+        EXPECT_EQ(errorOf([&] { store.token(account); }), refused);
+        EXPECT_EQ(errorOf([&] { store.deleteToken(account); }), refused);
+    }
+    EXPECT_TRUE(keychain.items.empty());
+}
+
 TEST_F(MacKeychainStoreTest, AFailureCarriesTheStatusAndTheSystemsMessage) {
     failWith("copy", -25308);
     keychain.messages[-25308] = "User interaction is not allowed.";

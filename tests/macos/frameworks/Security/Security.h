@@ -16,7 +16,7 @@ extern const CFStringRef kSecReturnData;
 extern const CFStringRef kSecMatchLimit;
 extern const CFStringRef kSecMatchLimitOne;
 
-enum : OSStatus { errSecSuccess = 0, errSecItemNotFound = -25300 };
+enum : OSStatus { errSecSuccess = 0, errSecParam = -50, errSecItemNotFound = -25300 };
 
 OSStatus SecItemCopyMatching(CFDictionaryRef query, CFTypeRef* result);
 OSStatus SecItemUpdate(CFDictionaryRef query, CFDictionaryRef attributesToUpdate);

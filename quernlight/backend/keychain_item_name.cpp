@@ -1,0 +1,21 @@
+#include "quernlight/backend/keychain_item_name.hpp"
+
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight {
+namespace {
+
+bool isText(const std::string& name) {
+    return isValidUtf8(name) && name.find('\0') == std::string::npos;
+}
+
+}  // namespace
+
+std::optional<std::string> keychainNameRefusal(const std::string& service, const std::string& account) {
+    if (isText(service) && isText(account)) {
+        return std::nullopt;
+    }
+    return "The name of the token's service or account is not UTF-8 text; choose another.";
+}
+
+}  // namespace quernlight
