@@ -26,6 +26,13 @@ std::string enqueuedMessage(const BugQueueItem& item) {
                : "Added to queue.";
 }
 
+/// A bug's id as its row stores it: its short form up to the first NUL, where a text in the database ends,
+/// and without a blank that the cut leaves at the end.
+std::string storedBugID(std::string_view id) {
+    const std::string shortForm = BugID::normalized(id);
+    return BugID::normalized(shortForm.substr(0, shortForm.find('\0')));
+}
+
 }  // namespace
 
 QueueManager::QueueManager(QueueRepository queueRepository, MappingRepository mappingRepository,
@@ -61,7 +68,7 @@ Task<void> QueueManager::releaseWaitingItems(std::string bundleID) {
 }
 
 Task<BugQueueItem> QueueManager::enqueueInTurn(QLBugSummaryDTO summary, QueueMode queueMode) {
-    summary.id = BugID::normalized(summary.id);
+    summary.id = storedBugID(summary.id);
     if (summary.id.empty()) {
         throw BackendError::invalidURL();
     }
@@ -86,15 +93,13 @@ Task<BugQueueItem> QueueManager::enqueueKnown(BugQueueItem item, QueueItemGoalFl
 
 Task<BugQueueItem> QueueManager::enqueueNew(QLBugSummaryDTO summary, QueueItemGoalFlow goalFlow,
                                             QueueMode queueMode) {
-    // As the row stores it: a short form whose cut ends in a blank loses that when normalised again.
-    const std::string storedID = BugID::normalized(summary.id);
     BugQueueItem item{.id = randomUuid(),
-                      .bugID = storedID,
+                      .bugID = summary.id,
                       .appID = summary.appID,
                       .appName = std::move(summary.appName),
                       .bundleID = std::move(summary.bundleID),
                       .title = std::move(summary.title),
-                      .bugURL = backendBaseURL_.appendingPath({"v1", "bugs", "view", storedID}),
+                      .bugURL = backendBaseURL_.appendingPath({"v1", "bugs", "view", summary.id}),
                       .queueMode = queueMode,
                       .goalFlow = goalFlow,
                       .createdAt = summary.createdAt,

@@ -120,6 +120,13 @@ TEST_F(QueueManagerTest, ABugWhoseShortFormEndsInABlankHasOneIdInItsRowAndItsPag
     EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/" + added.bugID);
 }
 
+TEST_F(QueueManagerTest, ABugWhoseIdHoldsANulHasOneIdInItsRowAndItsPage) {
+    const BugQueueItem added = enqueue(std::string("ab \0cd", 6));
+    EXPECT_EQ(added, item("ab"));
+    EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/ab");
+    EXPECT_EQ(enqueue(std::string("ab\0xy", 5)), added);
+}
+
 TEST_F(QueueManagerTest, ASlashInABugIdStaysInsideItsPartOfTheUrl) {
     EXPECT_EQ(enqueue("a/../b").bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/a%2F..%2Fb");
 }
