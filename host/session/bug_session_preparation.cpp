@@ -1,6 +1,7 @@
 #include "host/failure_sentence.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
+#include "host/session/git_cause.hpp"
 #include "host/session/patient_git.hpp"
 #include "host/session/worktree_preparation.hpp"
 #include "quernlight/dispatch/goal_builder.hpp"
@@ -40,8 +41,9 @@ Task<bool> BugSession::prepareWorktree() {
         co_return false;
     }
     if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
-        co_await services_.manager.markFailed(item_.id, failed->message);
-        showEnd("failed", failed->message);
+        const std::string reason = causeFirst(failed->message);
+        co_await services_.manager.markFailed(item_.id, reason);
+        showEnd("failed", reason);
         co_return false;
     }
     attempt_.agentWorkspacePath =
