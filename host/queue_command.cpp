@@ -8,8 +8,9 @@
 #include "host/event_loop.hpp"
 #include "host/home_lock.hpp"
 #include "host/item_event.hpp"
+#include "host/queue_refusal.hpp"
 #include "host/recovery/recovery_step.hpp"
-#include "host/shell_text.hpp"
+#include "host/terminal_question.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -80,12 +81,6 @@ Task<void> show(DispatchStore store, BugQueueItem item) {
 }
 
 Task<void> requestStart(DispatchStore store, BugQueueItem item) {
-    if (item.queueMode != QueueMode::manual || isTerminal(item.status) || isReorderLocked(item.status)) {
-        refuse(item,
-               "only bugs that wait in the manual queue are started by hand; put it there with: "
-               "quernlight-dispatch queue hold " +
-                   shellQuoted(item.bugID));
-    }
     ItemEvent event{
         .itemID = item.id, .kind = event_kind::startRequested, .message = "A person has asked for a start."};
     co_await tell(store, std::move(event));
@@ -107,9 +102,6 @@ Task<void> change(DispatchStore store, BugQueueItem item, QueueAction action) {
         case QueueAction::next:
             co_return co_await manager.queueNext(item.id);
         case QueueAction::cancel:
-            if (isTerminal(item.status)) {
-                refuse(item, "it has left its queue already.");
-            }
             co_return co_await manager.cancel(item.id);
         case QueueAction::retry:
             co_await manager.retry(item.id, item.goalFlow, std::nullopt);
@@ -131,6 +123,9 @@ Task<void> act(QueueItemOptions options) {
     if (options.action == QueueAction::show) {
         co_return co_await show(store, std::move(item));
     }
+    if (const auto why = refusalOf(options.action, item, options.again)) {
+        refuse(item, *why);
+    }
     if (options.action == QueueAction::start) {
         co_await requestStart(store, item);
     } else {
@@ -140,9 +135,32 @@ Task<void> act(QueueItemOptions options) {
     std::cout << describe(changed.value_or(item)) << std::endl;
 }
 
+Task<void> lookUp(QueueItemOptions options, std::optional<BugQueueItem>& item) {
+    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(*options.home));
+    item = co_await itemOf(store, options.bugID);
+}
+
 int statusOf(Task<void> work) {
     boost::asio::io_context io;
     return runUnlessInterrupted(io, std::move(work)) ? 130 : 0;
+}
+
+/// Whether a person wants it done; everything but the repetition of finished work goes without saying.
+bool isAgreedTo(const QueueItemOptions& options) {
+    if (!options.again || options.yes) {
+        return true;
+    }
+    std::optional<BugQueueItem> item;
+    const bool isInterrupted = statusOf(lookUp(options, item)) != 0;
+    if (isInterrupted || !item || item->status != QueueItemStatus::completed) {
+        return !isInterrupted;
+    }
+    if (!canAsk()) {
+        throw UserError("Bug " + item->bugID +
+                        " is completed, and there is no terminal to ask on; add --yes to have it worked on "
+                        "again.");
+    }
+    return confirmed("Bug " + item->bugID + " is completed. Work on it again?");
 }
 
 }  // namespace
@@ -157,6 +175,10 @@ int queueItemCommand(const QueueItemOptions& options) {
     std::optional<HomeLock> lock;
     if (options.action != QueueAction::show) {
         lock.emplace(*located.home);
+    }
+    if (!isAgreedTo(located)) {
+        std::cout << "Nothing was changed." << std::endl;
+        return 1;
     }
     return statusOf(act(std::move(located)));
 }

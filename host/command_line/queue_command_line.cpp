@@ -15,6 +15,10 @@ void addItemCommand(CLI::App& queue, ChosenCommand& chosen, QueueAction action, 
     CLI::App* app = queue.add_subcommand(name, help);
     app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
     app->add_option("--home", options->home, "Dispatch home; default: the user's own");
+    if (action == QueueAction::retry) {
+        app->add_flag("--again", options->again, "Also a bug whose work is completed; asks first");
+        app->add_flag("--yes", options->yes, "Do not ask");
+    }
     app->callback([options, &chosen] { chosen = [options] { return queueItemCommand(*options); }; });
 }
 
@@ -30,11 +34,11 @@ void addQueueCommand(CLI::App& program, ChosenCommand& chosen) {
     using enum QueueAction;
     addItemCommand(*queue, chosen, show, "show", "Show one bug with its history");
     addItemCommand(*queue, chosen, start, "start", "Let a bug of the manual queue be started");
-    addItemCommand(*queue, chosen, next, "next", "Put a bug at the head of its queue");
+    addItemCommand(*queue, chosen, next, "next", "Put a waiting bug at the head of its queue");
     addItemCommand(*queue, chosen, retry, "retry", "Queue a bug again that failed, asked or was cancelled");
     addItemCommand(*queue, chosen, cancel, "cancel", "Take a bug out of its queue, but remember it");
-    addItemCommand(*queue, chosen, moveToManual, "hold", "Move a bug to the manual queue");
-    addItemCommand(*queue, chosen, moveToAuto, "release", "Move a bug to the automatic queue");
+    addItemCommand(*queue, chosen, moveToManual, "hold", "Move a waiting bug to the manual queue");
+    addItemCommand(*queue, chosen, moveToAuto, "release", "Move a waiting bug to the automatic queue");
 }
 
 }  // namespace quernlight::host

@@ -1,6 +1,9 @@
+#include <unistd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "quernlight/runner/open_terminal.hpp"
+#include "quernlight/runner/window_size.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
@@ -28,6 +31,23 @@ class QueueCommandTest : public test::DispatchFixture {
         words.insert(words.end(), {"--home", home()});
         return dispatch(words);
     }
+    /// The bug is as a session has left it.
+    void ends(const std::string& bugID, const std::string& status) {
+        Connection database(queueFile(), Connection::Access::readWrite);
+        database.execute("UPDATE queue_items SET status = ? WHERE bug_id = ?",
+                         {SQLValue::text(status), SQLValue::text(bugID)});
+    }
+    /// `retry --again` on a terminal, where a person answers so; the exit status.
+    int retryAgainAnswering(const std::string& bugID, const std::string& answer) {
+        const OpenTerminal terminal = openTerminal(windowSize(80, 24));
+        test::DispatchProcess program({.arguments = {"queue", "retry", bugID, "--again", "--home", home()},
+                                       .environment = environment,
+                                       .output = repository.scratch("asked"),
+                                       .terminal = terminal.device});
+        const std::string line = answer + "\n";
+        EXPECT_EQ(write(terminal.master.get(), line.data(), line.size()), std::ssize(line));
+        return program.exitCode();
+    }
     std::string positions() {
         return item("11111111", "queue_position") + " " + item("22222222", "queue_position");
     }
@@ -53,6 +73,45 @@ TEST_F(QueueCommandTest, HoldAndReleaseMoveABugBetweenTheQueues) {
     EXPECT_EQ(item("11111111", "queue_mode"), "manual");
     EXPECT_EQ(queue("release", "11111111").exitCode, 0);
     EXPECT_EQ(item("11111111", "queue_mode"), "auto");
+}
+
+TEST_F(QueueCommandTest, WhatWouldQueueABugThatHasEndedAgainIsRefusedWithTheCommandForIt) {
+    for (const char* ended : {"completed", "failed", "cancelled", "awaitingUserInput"}) {
+        ends("11111111", ended);
+        for (const char* command : {"hold", "release", "next", "start"}) {
+            const auto refused = queue(command, "11111111");
+            EXPECT_EQ(refused.exitCode, 1) << command << " " << ended;
+            EXPECT_THAT(refused.error, HasSubstr(std::string("Bug 11111111 is ") + ended + ": "));
+            EXPECT_THAT(refused.error, HasSubstr("quernlight-dispatch queue retry 11111111"));
+        }
+        EXPECT_EQ(status("11111111"), ended);
+    }
+}
+
+TEST_F(QueueCommandTest, FinishedWorkIsRetriedOnlyWithTheWordAgain) {
+    ends("11111111", "completed");
+    const auto refused = queue("retry", "11111111");
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_THAT(refused.error, HasSubstr("Bug 11111111 is completed: its work is done; "));
+    EXPECT_THAT(refused.error, HasSubstr("quernlight-dispatch queue retry 11111111 --again\n"));
+    EXPECT_EQ(status("11111111"), "completed");
+}
+
+TEST_F(QueueCommandTest, WithoutATerminalFinishedWorkIsRetriedOnlyWithAYes) {
+    ends("11111111", "completed");
+    const auto refused = dispatch({"queue", "retry", "11111111", "--again", "--home", home()});
+    EXPECT_THAT(refused.error, HasSubstr("there is no terminal to ask on; add --yes"));
+    EXPECT_EQ(status("11111111"), "completed");
+    EXPECT_EQ(dispatch({"queue", "retry", "11111111", "--again", "--yes", "--home", home()}).exitCode, 0);
+    EXPECT_EQ(status("11111111"), "waitingForMapping");
+}
+
+TEST_F(QueueCommandTest, OnATerminalAPersonIsAskedBeforeFinishedWorkIsRetried) {
+    ends("11111111", "completed");
+    EXPECT_EQ(retryAgainAnswering("11111111", ""), 1);
+    EXPECT_EQ(status("11111111"), "completed");
+    EXPECT_EQ(retryAgainAnswering("11111111", "y"), 0);
+    EXPECT_EQ(status("11111111"), "waitingForMapping");
 }
 
 TEST_F(QueueCommandTest, ABugWhoseLastAttemptIsNotSettledIsLeftToTheNextStart) {
