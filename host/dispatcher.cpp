@@ -3,6 +3,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/shell_text.hpp"
+#include "host/user_error.hpp"
 #include "quernlight/platform/control_characters.hpp"
 
 namespace quernlight::host {
@@ -61,6 +62,12 @@ Task<void> Dispatcher::run() {
     if (failure_) {
         std::rethrow_exception(failure_);
     }
+    if (unstoredEnds_ > 0) {
+        throw UserError(
+            "The queue could not be written while the sessions were stopped; the next start settles "
+            "what became of " +
+            std::to_string(unstoredEnds_) + " of them.");
+    }
     co_await nameWaitingItems();
 }
 
@@ -78,8 +85,11 @@ Task<void> Dispatcher::startOrEnd() {
     done_ = noneComes && nothingWaits;
 }
 
+/// What cannot be stored because another program has the queue locked is settled by the next start.
 void Dispatcher::stop() {
+    constexpr std::chrono::milliseconds patience{250};
     stopping_ = true;
+    services_.store.database->setLockPatience(patience);
     retirement_.requestStop();
     for (const auto& [itemID, session] : sessions_) {
         session->requestStop();

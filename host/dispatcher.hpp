@@ -106,6 +106,7 @@ class Dispatcher {
     bool intakeEnded_ = false;    // no further bugs will come in
     bool done_ = false;           // nothing is left to do, and nothing more will come
     bool stopping_ = false;
+    int unstoredEnds_ = 0;  // of sessions, while stopping
 };
 
 }  // namespace quernlight::host

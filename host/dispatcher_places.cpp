@@ -139,6 +139,7 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
         const Interruption cause = interruptionBy(trouble);
         if (!cause.failsItem) {
             services_.board.note("Bug " + session->item().bugID + ": " + cause.reason);
+            unstoredEnds_ += stopping_ ? 1 : 0;
         }
         BugProgress waiting = restingProgress(session->item());
         waiting.stage = stageToBeSettled;

@@ -18,10 +18,10 @@
 namespace quernlight::host {
 namespace {
 
-class SignalCounter : public std::enable_shared_from_this<SignalCounter> {
+class SignalListener : public std::enable_shared_from_this<SignalListener> {
   public:
-    SignalCounter(boost::asio::io_context& io, std::function<void(int)> onSignal)
-        : signals_(io, SIGINT, SIGTERM, SIGHUP), onSignal_(std::move(onSignal)) {}
+    SignalListener(boost::asio::io_context& io, std::function<void(int)> onWish)
+        : signals_(io, SIGINT, SIGTERM, SIGHUP), onWish_(std::move(onWish)) {}
 
     void listen() {
         signals_.async_wait([self = shared_from_this()](boost::system::error_code error, int number) {
@@ -33,22 +33,19 @@ class SignalCounter : public std::enable_shared_from_this<SignalCounter> {
     }
 
     void leave() { signals_.cancel(); }
+    const StopWishes& wishes() const { return wishes_; }
 
   private:
-    /// A terminal that is closed may hang up twice, once by the shell and once by the kernel; that is one
-    /// wish.
     void take(int number) {
-        const bool isRepeatedHangUp = number == SIGHUP && hungUp_;
-        hungUp_ = hungUp_ || number == SIGHUP;
-        if (!isRepeatedHangUp) {
-            onSignal_(++count_);
+        const auto count = wishes_.take(number, std::chrono::steady_clock::now());
+        if (count) {
+            onWish_(*count);
         }
     }
 
     boost::asio::signal_set signals_;
-    std::function<void(int)> onSignal_;
-    int count_ = 0;
-    bool hungUp_ = false;
+    std::function<void(int)> onWish_;
+    StopWishes wishes_;
 };
 
 Task<void> cancellable(Task<void> work, std::shared_ptr<boost::asio::cancellation_signal> interrupt) {
@@ -60,8 +57,8 @@ Task<void> cancellable(Task<void> work, std::shared_ptr<boost::asio::cancellatio
 
 }  // namespace
 
-void runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<void(int)> onSignal) {
-    const auto signals = std::make_shared<SignalCounter>(io, std::move(onSignal));
+StopWishes runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<void(int)> onWish) {
+    const auto signals = std::make_shared<SignalListener>(io, std::move(onWish));
     signals->listen();
     const ReleasedSignals listening;
     std::exception_ptr failure;
@@ -73,6 +70,7 @@ void runWithSignals(boost::asio::io_context& io, Task<void> work, std::function<
     if (failure) {
         std::rethrow_exception(failure);
     }
+    return signals->wishes();
 }
 
 bool runUnlessInterrupted(boost::asio::io_context& io, Task<void> work) {

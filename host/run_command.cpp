@@ -49,13 +49,13 @@ int runCommand(const RunOptions& options) {
                                    .environment = currentEnvironmentMap(),
                                    .settings = options.settings,
                                    .dispatcher = {.once = options.once}};
-    int signals = 0;
-    runWithSignals(io, dispatchBugs(std::move(program), *board, stopButton), [&](int count) {
-        signals = count;
-        board->note(count == 1 ? "Stopping the sessions; once more to kill them." : "Killing the sessions.");
-        stopButton->press();
-    });
-    return signals > 0 ? 130 : 0;
+    const StopWishes wishes =
+        runWithSignals(io, dispatchBugs(std::move(program), *board, stopButton), [&](int count) {
+            board->note(count == 1 ? "Stopping the sessions; once more to kill them."
+                                   : "Killing the sessions.");
+            stopButton->press();
+        });
+    return wishes.exitStatus();
 }
 
 }  // namespace quernlight::host

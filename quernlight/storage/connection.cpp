@@ -1,6 +1,7 @@
 #include "quernlight/storage/connection.hpp"
 
 #include <new>
+#include <thread>
 #include <utility>
 
 #include <sqlite3.h>
@@ -52,6 +53,16 @@ SQLValue textColumn(sqlite3_stmt* statement, int index) {
     }
     const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement, index));
     return SQLValue::text({reinterpret_cast<const char*>(text), size});
+}
+
+/// SQLite's busy handler (sqlite.org/c3ref/busy_handler.html): whether to look at the lock once more.
+int waitABit(void* patience, int waits) {
+    constexpr std::chrono::milliseconds pause{10};
+    if (waits * pause >= static_cast<const LockPatience*>(patience)->load()) {
+        return 0;
+    }
+    std::this_thread::sleep_for(pause);
+    return 1;
 }
 
 }  // namespace
@@ -136,6 +147,10 @@ Connection::Connection(const std::filesystem::path& path, Access access) {
     if (result != SQLITE_OK) {
         fail(DatabaseError::Kind::openFailed, errorMessage());
     }
+}
+
+void Connection::waitForLocks(const LockPatience& patience) {
+    sqlite3_busy_handler(handle_.get(), waitABit, const_cast<LockPatience*>(&patience));
 }
 
 void Connection::executeOneShot(const std::string& sql) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <memory>
@@ -49,8 +51,12 @@ class Statement {
     std::unique_ptr<sqlite3_stmt, Finalizer> statement_;
 };
 
+/// How long a statement waits for a lock that another connection holds; read while it waits.
+using LockPatience = std::atomic<std::chrono::milliseconds>;
+
 /// One SQLite connection, closed on destruction. Every call blocks and belongs to one thread at a time. All
-/// failures are DatabaseErrors that carry SQLite's message; a busy file fails at once, nothing is retried.
+/// failures are DatabaseErrors that carry SQLite's message; a busy file fails at once unless `waitForLocks`
+/// says otherwise.
 class Connection {
   public:
     enum class Access {
@@ -61,6 +67,10 @@ class Connection {
     /// The path is always a file's name, also where SQLite would take it for something else (":memory:",
     /// "file:queue"); a relative one is taken from the working directory. Throws openFailed.
     explicit Connection(const std::filesystem::path& path, Access access = Access::readWrite);
+
+    /// From now on statements wait so long for a file that is busy. `patience` outlives the connection and
+    /// may be changed from any thread; that counts for the statement that waits, too.
+    void waitForLocks(const LockPatience& patience);
 
     /// SQLite's one-shot execution, which does not mind a statement that returns rows. Throws stepFailed.
     void executeOneShot(const std::string& sql);

@@ -36,7 +36,9 @@ void runTransaction(Connection& connection, const std::function<void(Connection&
 
 }  // namespace
 
-Database::Database(const std::filesystem::path& path) : connection_(openConfigured(path)) {}
+Database::Database(const std::filesystem::path& path) : connection_(openConfigured(path)) {
+    connection_.waitForLocks(lockPatience_);
+}
 
 Task<void> Database::execute(std::string sql, SQLValues values) {
     return executor_.run(

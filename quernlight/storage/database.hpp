@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
@@ -37,7 +38,12 @@ class Database {
     /// connection it is given, nothing else of this class; transactions do not nest.
     Task<void> transaction(std::function<void(Connection&)> body);
 
+    /// How long a statement waits for a lock that another program holds on the file before it fails; not at
+    /// all unless this says so. From any thread; counts for the statement that waits now, too.
+    void setLockPatience(std::chrono::milliseconds patience) { lockPatience_ = patience; }
+
   private:
+    LockPatience lockPatience_{std::chrono::milliseconds(0)};
     Connection connection_;
     BackgroundExecutor executor_;  // last: its end waits for the calls that still use the connection
 };

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
 namespace quernlight {
@@ -61,6 +62,39 @@ TEST_F(RunStopTest, ASecondControlCKillsAnAgentThatDoesNotLeave) {
     EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
 }
 
+TEST_F(RunStopTest, AServiceManagersStopIsNoFailure) {
+    startWorking();
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 0) << program->errorText();
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+}
+
+TEST_F(RunStopTest, AStopThatIsAskedForTwiceAtOnceIsStillPolite) {
+    startWorking();
+    program->signal(SIGTERM);
+    ASSERT_TRUE(program->says("Stopping the sessions"));
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 0) << program->errorText();
+    EXPECT_THAT(program->output(), Not(HasSubstr("Killing the sessions.")));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+}
+
+TEST_F(RunStopTest, AQueueThatAnotherProgramHasLockedIsNotWaitedForWhenTheRunEnds) {
+    startWorking();
+    Connection other(queueFile());
+    other.execute("BEGIN IMMEDIATE", {});
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 1) << program->output();
+    EXPECT_THAT(program->errorText(), HasSubstr("the next start settles what became of 1 of them."));
+    EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
+    other.execute("ROLLBACK", {});
+    EXPECT_EQ(status("3f2a9c1d"), "running");
+    agentDoesAsToldAgain();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+}
+
 TEST_F(RunStopTest, AfterAKillTheAgentEndsAndTheNextRunCompletesTheBug) {
     startWorking();
     program->signal(SIGKILL);
@@ -116,7 +150,7 @@ TEST_F(RunStopTest, ABackendThatCannotBeReachedForAWhileDoesNotEndTheRun) {
     program = start(runWith());
     EXPECT_TRUE(program->says("cannot be asked (The backend returned HTTP 503"));
     program->signal(SIGTERM);
-    EXPECT_EQ(program->exitCode(), 130);
+    EXPECT_EQ(program->exitCode(), 0);
     EXPECT_EQ(program->errorText(), "");
 }
 

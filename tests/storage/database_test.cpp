@@ -46,6 +46,28 @@ TEST_F(DatabaseTest, TheConnectionClosesWhenTheLastReferenceIsReleased) {
     EXPECT_FALSE(std::filesystem::exists(journal));
 }
 
+TEST_F(DatabaseTest, AStatementThatWaitsForALockGivesUpOnceItsPatienceIsTakenBack) {
+    Connection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    database->setLockPatience(std::chrono::hours(1));
+    auto writing = std::async(std::launch::async, [this] {
+        return databaseErrorOf([this] { execute("INSERT INTO notes VALUES (1, 'first')"); });
+    });
+    database->setLockPatience(std::chrono::milliseconds(0));
+    EXPECT_EQ(writing.get(), DatabaseError(Kind::stepFailed, "database is locked"));
+}
+
+TEST_F(DatabaseTest, AStatementWaitsForALockThatIsReleasedInTime) {
+    Connection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    database->setLockPatience(std::chrono::hours(1));
+    auto writing =
+        std::async(std::launch::async, [this] { execute("INSERT INTO notes VALUES (1, 'first')"); });
+    other.execute("COMMIT");
+    writing.get();
+    EXPECT_EQ(noteCount(), 1);
+}
+
 TEST_F(DatabaseTest, AStatementThatDoesNotCompileThrowsPrepareFailed) {
     const auto error = databaseErrorOf([&] { execute("SELECT FROM"); });
     EXPECT_EQ(error, DatabaseError(Kind::prepareFailed, "near \"FROM\": syntax error"));
