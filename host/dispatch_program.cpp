@@ -75,6 +75,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
             board.note("The dispatch home can be written again.");
         }
     });
+    RunningTime runningTime(readClocks(), [&board] {
+        board.note(
+            "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
+            "only for what follows.");
+    });
     SessionServices services{
         .home = options.home,
         .store = store,
@@ -87,6 +92,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .commentRequests = commentRequests,
         .health = health,
         .disk = disk,
+        .runningTime = runningTime,
         .instructions = InstructionFiles::prepare(options.home),
         .environment = options.environment,
         .settings = settings.now(),

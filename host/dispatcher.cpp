@@ -48,6 +48,7 @@ Task<void> Dispatcher::run() {
         chores.push_back(std::make_unique<ChildTask>(executor_, name, endingAllWithIt(std::move(chore))));
     };
     begin("looking after settings and memory", heartbeat());
+    begin("watching the clocks", watchClocks());
     begin("settling interrupted bugs", settleInterrupted());
     begin("taking bugs in", takeBugsIn());
     begin("retiring merged bugs", retireRepeatedly());

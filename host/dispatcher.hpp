@@ -54,6 +54,7 @@ class Dispatcher {
 
     // The chores, each on its own until the end (dispatcher_chores.cpp)
     Task<void> heartbeat();
+    Task<void> watchClocks();
     Task<void> settleInterrupted();
     Task<void> takeBugsIn();
     Task<void> retireRepeatedly();

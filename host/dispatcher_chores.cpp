@@ -88,6 +88,14 @@ Task<void> Dispatcher::heartbeat() {
     }
 }
 
+/// On its own, since whatever waits for the disk or the backend looks too seldom.
+Task<void> Dispatcher::watchClocks() {
+    while (true) {
+        services_.runningTime.look(readClocks());
+        co_await sleepFor(std::chrono::seconds(1));
+    }
+}
+
 /// Intake hears of it, too, but seldom asks; meanwhile sessions could not tell whether their work is done.
 void Dispatcher::endIfTokenIsRefused() {
     constexpr int unauthorized = 401;

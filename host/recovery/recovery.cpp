@@ -9,6 +9,7 @@
 #include "host/processes/process_metadata.hpp"
 #include "host/processes/session_tree.hpp"
 #include "host/session/comment_poll.hpp"
+#include "host/session/report_search.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -112,8 +113,7 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
     if (!sessionID) {
         co_return std::nullopt;
     }
-    const CompletionPollState state{
-        .sessionID = *sessionID, .queueItemID = item.id, .bugID = item.bugID, .startedAt = attempt.startedAt};
+    const CompletionPollState state = reportOf(item, *sessionID, attempt.startedAt);
     const auto comments = co_await fetchCommentsInTurn(services_.client, services_.board,
                                                        services_.commentRequests, item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments.records, state);

@@ -10,6 +10,7 @@
 #include "host/session/agent_conversations.hpp"
 #include "host/session/agent_environment.hpp"
 #include "host/session/comment_poll.hpp"
+#include "host/session/report_search.hpp"
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -177,10 +178,7 @@ EnvironmentMap BugSession::environmentOfAgent() const {
 }
 
 CompletionPollState BugSession::pollState() const {
-    return {.sessionID = sessionID_,
-            .queueItemID = item_.id,
-            .bugID = item_.bugID,
-            .startedAt = attempt_.startedAt};
+    return reportOf(item_, sessionID_, attempt_.startedAt);
 }
 
 Task<void> BugSession::tellEvent(const char* kind, std::string message, std::optional<std::string> metadata) {

@@ -66,6 +66,7 @@ class BugSession {
     Task<void> finish(SessionSuperseded);
 
     Task<void> beginWatching(const StartSessionResponse& started);
+    NextStep stepNow();
     Task<void> take(SessionNews news);
     Task<void> noteOutput(OutputSeen output);
     void showExit(const AgentExited& exit);

@@ -37,13 +37,19 @@ Task<NextStep> BugSession::watch() {
             co_await lookAround();
             nextLook_ = steady_clock::now() + lookInterval;
         }
-        NextStep step = nextStep(watched_, currentInstant(), timeouts());
+        NextStep step = stepNow();
         if (std::holds_alternative<LookForComment>(step)) {
             co_await lookForComment();
         } else if (!std::holds_alternative<KeepWatching>(step)) {
             co_return step;
         }
     }
+}
+
+NextStep BugSession::stepNow() {
+    const ClockReading now = readClocks();
+    services_.runningTime.look(now);
+    return nextStep(countedSince(services_.runningTime.since(), now.wall, watched_), now.wall, timeouts());
 }
 
 Task<void> BugSession::take(SessionNews news) {

@@ -10,6 +10,7 @@
 #include "host/session/goal_typing.hpp"
 #include "host/session/repository_turns.hpp"
 #include "host/session/request_budget.hpp"
+#include "host/session/running_time.hpp"
 #include "host/settings/settings.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -32,6 +33,7 @@ struct SessionServices {
     RequestBudget& commentRequests;
     BackendHealth& health;
     DiskHealth& disk;
+    RunningTime& runningTime;
     InstructionFiles instructions;
     EnvironmentMap environment;  ///< the program's own, from which the agent's is chosen
     const Settings& settings;    ///< as it is now; may change between two looks

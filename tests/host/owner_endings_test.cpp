@@ -1,4 +1,5 @@
 #include <csignal>
+#include <thread>
 
 #include <sys/wait.h>
 #include <gmock/gmock.h>
@@ -162,6 +163,19 @@ TEST_F(OwnerEndingsTest, ARefusedTokenFailsNoBugHoweverSeldomBugsAreAskedFor) {
     EXPECT_EQ(runOnce().exitCode, 0);
     EXPECT_EQ(status("3f2a9c1d"), "completed");
     EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "1");
+}
+
+TEST_F(OwnerEndingsTest, TheTimeForWhichMachineAndAgentStandStillIsNoSilence) {
+    constexpr std::chrono::seconds stillness{12};  // what is tested is that this time passes
+    startWorking("idle", {"--idle-timeout", "10"});
+    kill(agent("3f2a9c1d"), SIGSTOP);
+    program->signal(SIGSTOP);
+    std::this_thread::sleep_for(stillness);
+    kill(agent("3f2a9c1d"), SIGCONT);
+    program->signal(SIGCONT);
+    EXPECT_TRUE(program->says("agents are called silent only for what follows.")) << program->output();
+    stopWith(SIGTERM);
+    EXPECT_EQ(status("3f2a9c1d"), "queued") << history("3f2a9c1d");
 }
 
 TEST_F(OwnerEndingsTest, AHangUpThatIsToldTwiceIsStillPolite) {

@@ -37,8 +37,9 @@ class RecoveryTest : public test::ServicesFixture {
                                    .startedAt = currentInstant()}));
         return item;
     }
-    void backendHasReport(const Uuid& item, const std::string& reportedStatus) {
-        const std::string now = formatInstant(currentInstant());
+    void backendHasReport(const Uuid& item, const std::string& reportedStatus,
+                          std::chrono::seconds backendIsBehindBy = {}) {
+        const std::string now = formatInstant(currentInstant() - backendIsBehindBy);
         server.answer({.body = R"({"comments":[{"id":"0A000000-0000-4000-8000-00000000000A",)"
                                R"("bug_id":"3f2a9c1d","body":"Words.","attachments":[],)"
                                R"("author_type":"agent","metadata":{"queue_item_id":")" +
@@ -111,6 +112,13 @@ TEST_F(RecoveryTest, AReportThatArrivedMeanwhileCompletesItemAndAttempt) {
     EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
     EXPECT_EQ(attempt(item).completionCommentID, reportID);
     EXPECT_EQ(server.lines().front(), "GET /v1/bugs/3f2a9c1d/comments");
+}
+
+TEST_F(RecoveryTest, AReportIsFoundThoughTheBackendsClockIsBehind) {
+    const Uuid item = running("3f2a9c1d");
+    backendHasReport(item, "in_review", std::chrono::minutes(10));
+    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
 }
 
 TEST_F(RecoveryTest, AQuestionThatArrivedMeanwhileMakesTheItemAwaitTheUser) {

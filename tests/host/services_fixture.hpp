@@ -85,6 +85,7 @@ class ServicesFixture : public testing::Test {
     BackendHealth health{[this](const std::string& trouble) { healthNews.push_back(trouble); }};
     std::vector<std::string> diskNews;
     DiskHealth disk{[this](const std::string& trouble) { diskNews.push_back(trouble); }};
+    RunningTime runningTime{readClocks(), [] {}};
     Settings settings;
     SessionServices services{
         .home = directory / "home",
@@ -98,6 +99,7 @@ class ServicesFixture : public testing::Test {
         .commentRequests = commentRequests,
         .health = health,
         .disk = disk,
+        .runningTime = runningTime,
         .instructions = {},
         .environment = {},
         .settings = settings,
