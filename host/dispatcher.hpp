@@ -12,6 +12,7 @@
 #include "host/event_tail.hpp"
 #include "host/intake/intake.hpp"
 #include "host/processes/orphan_reaper.hpp"
+#include "host/processes/unclaimed_children.hpp"
 #include "host/recovery/recovery.hpp"
 #include "host/retire/retirement.hpp"
 #include "host/session/bug_session.hpp"
@@ -63,6 +64,8 @@ class Dispatcher {
     Task<std::exception_ptr> troubleIn(Task<void> round);
     void take(const std::exception_ptr& trouble);
     void endIfTokenIsRefused();
+    bool isClaimed(const ProcessEntry& process) const;
+    void tellUnclaimedChildren();
     Task<void> lookAtDisk();
     Task<void> refreshSettings();
     Task<void> findInterrupted();
@@ -97,6 +100,7 @@ class Dispatcher {
     Retirement retirement_;
     EventTail events_;
     OrphanReaper orphans_;
+    UnclaimedChildren unclaimed_;
     std::map<Uuid, std::shared_ptr<BugSession>> sessions_;  // by queue item; held until the session has ended
     std::map<Uuid, Unsettled> unsettled_;                   // by queue item
     std::map<Uuid, std::chrono::steady_clock::time_point> resting_;  // items that must not start before then

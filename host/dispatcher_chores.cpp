@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <filesystem>
+
+#include <unistd.h>
 
 #include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/error.hpp>
@@ -11,7 +14,9 @@
 #include "host/failure_of.hpp"
 #include "host/intake/bug_source.hpp"
 #include "host/session/comment_poll.hpp"
+#include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
+#include "quernlight/platform/started_processes.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
@@ -79,6 +84,7 @@ Task<void> Dispatcher::heartbeat() {
         co_await troubleIn(events_.showNew());
         if (beat % beatsPerLook == 0) {
             orphans_.sweep();
+            tellUnclaimedChildren();
             endIfTokenIsRefused();
             co_await troubleIn(lookAtDisk());
             co_await troubleIn(refreshSettings());
@@ -101,6 +107,26 @@ void Dispatcher::endIfTokenIsRefused() {
     constexpr int unauthorized = 401;
     if (services_.health.refusesToken() && !failure_) {
         endWith(std::make_exception_ptr(tokenRefused(services_.client, unauthorized)));
+    }
+}
+
+bool Dispatcher::isClaimed(const ProcessEntry& process) const {
+    const bool isOfGit = startedWith(process.pid, "GIT_TERMINAL_PROMPT=0");  // its housekeeping outlives it
+    return isOfGit || isStartedHere(process) || std::ranges::any_of(sessions_, [&](const auto& session) {
+               return session.second->hasProcess(process);
+           });
+}
+
+void Dispatcher::tellUnclaimedChildren() {
+    const auto claimed = [this](const ProcessEntry& process) { return isClaimed(process); };
+    for (const ProcessEntry& process :
+         unclaimed_.due(processTable(), getpid(), claimed, steady_clock::now())) {
+        const std::string pid = std::to_string(process.pid);
+        services_.board.note(
+            "Process " + pid + " (" + withoutControls(process.name) +
+            ") was left behind and works in no worktree of a running bug, so it is left alone; look "
+            "at it with: ps -fp " +
+            pid);
     }
 }
 

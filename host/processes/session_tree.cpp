@@ -10,6 +10,8 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "quernlight/platform/started_processes.hpp"
+
 namespace quernlight::host {
 namespace {
 
@@ -53,6 +55,10 @@ void addDescendants(const std::vector<ProcessEntry>& table, std::set<pid_t>& pid
     }
 }
 
+bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory) {
+    return path == directory || path.string().starts_with(directory.string() + "/");
+}
+
 }  // namespace
 
 SessionMark markOf(const Uuid& sessionID) {
@@ -88,11 +94,11 @@ std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
         }
     }
     std::error_code error;
-    const std::string place = std::filesystem::canonical(directory, error).string();
+    const std::filesystem::path place = std::filesystem::canonical(directory, error);
     for (const ProcessEntry& process : table) {
-        const std::string cwd =
-            adopters.contains(process.parent) && !error ? workingDirectoryOf(process.pid).string() : "";
-        if (!cwd.empty() && (cwd == place || cwd.starts_with(place + "/"))) {
+        const std::filesystem::path cwd =
+            adopters.contains(process.parent) && !error ? workingDirectoryOf(process.pid) : "";
+        if (!cwd.empty() && isWithin(cwd, place)) {
             return process;
         }
     }
@@ -106,11 +112,32 @@ void SessionTree::remember(const ProcessEntry& leader) {
     remembered_.push_back(leader);
 }
 
+void SessionTree::worksIn(const std::filesystem::path& directory) {
+    std::error_code isUnknown;
+    directory_ = std::filesystem::canonical(directory, isUnknown);
+}
+
+/// Of an orphan that has come to this process.
+bool SessionTree::isOwnOrphan(const ProcessEntry& process) const {
+    if (process.parent != getpid() || process.isZombie || isStartedHere(process)) {
+        return false;
+    }
+    return startedWith(process.pid, assignment_) ||
+           (!directory_.empty() && isWithin(workingDirectoryOf(process.pid), directory_));
+}
+
+bool SessionTree::knows(const ProcessEntry& process) const {
+    return isRemembered(process, remembered_);
+}
+
 void SessionTree::look() {
-    const auto unmarked = [](const ProcessEntry&) { return false; };
     const auto table = processTable();
+    if (table.empty()) {
+        return;  // it could not be read; that tells nothing of who has ended
+    }
     std::erase_if(remembered_, [&](const ProcessEntry& known) { return !isStillThere(known, table); });
-    for (ProcessEntry& process : sessionMembers(table, remembered_, unmarked, getpid())) {
+    const auto isOurs = [this](const ProcessEntry& process) { return isOwnOrphan(process); };
+    for (ProcessEntry& process : sessionMembers(table, remembered_, isOurs, getpid())) {
         if (!isRemembered(process, remembered_)) {
             remembered_.push_back(std::move(process));
         }
@@ -119,7 +146,7 @@ void SessionTree::look() {
 
 std::vector<ProcessEntry> SessionTree::alive() const {
     const auto marked = [this](const ProcessEntry& process) {
-        return !process.isZombie && startedWith(process.pid, assignment_);
+        return !process.isZombie && (startedWith(process.pid, assignment_) || isOwnOrphan(process));
     };
     return sessionMembers(processTable(), remembered_, marked, getpid());
 }

@@ -47,9 +47,17 @@ class SessionTree {
     /// The agent's own process, which leads a terminal session of its own.
     void remember(const ProcessEntry& leader);
 
-    /// Remembers who is descended from whom now: a descendant that drops its environment and then loses its
-    /// parent can be recognised later only if it was seen before. Reads the process table once.
+    /// Where the session works: an orphan that has come to this process (see adoptOrphans) and works there or
+    /// below is the session's, though nothing else tells so any more.
+    void worksIn(const std::filesystem::path& directory);
+
+    /// Remembers who is descended from whom now, and which orphans work in the session's directory: a
+    /// descendant that drops its environment and then loses its parent, or its directory, can be recognised
+    /// later only if it was seen before. Reads the process table once.
     void look();
+
+    /// Whether the process was seen to belong to the session.
+    bool knows(const ProcessEntry& process) const;
 
     /// What lives, as of now. Reads every process's environment.
     std::vector<ProcessEntry> alive() const;
@@ -62,8 +70,10 @@ class SessionTree {
   private:
     Task<std::vector<ProcessEntry>> signalUntilGone(int signal, std::chrono::milliseconds patience);
     void reapOrphans() const;
+    bool isOwnOrphan(const ProcessEntry& process) const;
 
     std::string assignment_;
+    std::filesystem::path directory_;  // canonical; empty when it is not known
     pid_t leader_ = -1;
     std::vector<ProcessEntry> remembered_;
 };

@@ -40,6 +40,7 @@ Task<StartSessionResponse> AgentRun::start(StartSessionRequest request) {
     relay_ =
         std::make_unique<ChildTask>(executor, "relaying events of " + name_,
                                     relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation()));
+    tree_.worksIn(request.repoPath);
     const StartSessionResponse started = co_await runner_.startSession(std::move(request));
     running_ = true;
     leader_ = processEntry(started.pid);

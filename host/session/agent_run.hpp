@@ -50,6 +50,9 @@ class AgentRun {
     /// What the agent has left behind now.
     std::vector<ProcessEntry> leftovers() const { return tree_.alive(); }
 
+    /// Whether the process was seen to be of the agent's.
+    bool hasProcess(const ProcessEntry& process) const { return tree_.knows(process); }
+
     Task<void> end();
 
   private:

@@ -43,6 +43,9 @@ class BugSession {
     const Uuid& sessionID() const { return sessionID_; }
     const BugQueueItem& item() const { return item_; }
 
+    /// Whether the process was seen to be of its agent's.
+    bool hasProcess(const ProcessEntry& process) const { return agent_.hasProcess(process); }
+
   private:
     Task<void> travelWhileAllIsWell();
     Task<void> fail(std::string reason);

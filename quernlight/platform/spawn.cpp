@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "quernlight/platform/spawn_session.hpp"
+#include "quernlight/platform/started_processes.hpp"
 
 extern "C" char** environ;
 
@@ -129,6 +130,7 @@ pid_t spawnProcess(const SpawnRequest& request) {
     pid_t child = -1;
     check(posix_spawn(&child, request.executable.c_str(), &actions.get(), &attributes.get(), arguments.data(),
                       environment.data()));
+    rememberStarted(child);
     return child;
 }
 

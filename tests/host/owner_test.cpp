@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -104,6 +105,33 @@ TEST_F(OwnerTest, WhatTheAgentLeavesBehindIsEndedWithIt) {
     EXPECT_TRUE(test::processesWithEnvironment("QUERNLIGHT_DISPATCH_SESSION=" +
                                                attempt("3f2a9c1d", "completion_marker"))
                     .empty());
+}
+
+TEST_F(OwnerTest, AnOrphanThatHasDroppedEverythingButItsWorktreeIsEndedWithItsSession) {
+    const auto script = repository.scratch("agent.sh");
+    test::writeFile(script, "(env -i setsid sleep 6000 &)\nexec codex \"$@\"\n");
+    ASSERT_EQ(command({"config", "set", "agent.command", "sh " + script.string()}).exitCode, 0);
+    reportClearBug("3f2a9c1d");
+    const auto outcome = workAll();
+    EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
+    EXPECT_THAT(outcome.output, HasSubstr("agentLeftovers: The agent left processes behind; killed: "));
+    EXPECT_THAT(test::processesWorkingIn(worktree()), IsEmpty());
+}
+
+TEST_F(OwnerTest, AnOrphanThatWorksNowhereNearABugIsToldOfOnceAndLeftAlone) {
+    const auto hook = repository.directory() / ".git/hooks/post-checkout";
+    test::writeFile(
+        hook, "#!/bin/sh\ncd " + temporary().string() + "\n(env -i setsid sleep 6000 > /dev/null 2>&1 &)\n");
+    std::filesystem::permissions(hook, std::filesystem::perms::owner_all);
+    agentDoes("3f2a9c1d", "idle");
+    mapAndStartBackend("3f2a9c1d");
+    const auto program = start(runWith());
+    EXPECT_TRUE(program->says("(sleep) was left behind and works in no worktree")) << program->output();
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 0);
+    const auto orphans = test::processesWorkingIn(temporary());
+    EXPECT_EQ(orphans.size(), 1U);
+    std::ranges::for_each(orphans, [](pid_t orphan) { kill(orphan, SIGKILL); });
 }
 
 TEST_F(OwnerTest, AManualBugWaitsUntilAPersonStartsIt) {

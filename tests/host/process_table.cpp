@@ -28,4 +28,15 @@ std::vector<pid_t> processesWithEnvironment(const std::string& assignment) {
     return found;
 }
 
+std::vector<pid_t> processesWorkingIn(const std::filesystem::path& directory) {
+    std::vector<pid_t> found;
+    const std::string place = std::filesystem::canonical(directory).string();
+    for (const ProcessEntry& entry : processTable()) {
+        if (!entry.isZombie && (workingDirectoryOf(entry.pid).string() + "/").starts_with(place + "/")) {
+            found.push_back(entry.pid);
+        }
+    }
+    return found;
+}
+
 }  // namespace quernlight::test

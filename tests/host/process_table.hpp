@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -15,5 +16,8 @@ std::string environmentOf(pid_t process);
 
 /// The live processes that were started with exactly this assignment ("NAME=value") in their environment.
 std::vector<pid_t> processesWithEnvironment(const std::string& assignment);
+
+/// The live processes whose working directory is this one or below it.
+std::vector<pid_t> processesWorkingIn(const std::filesystem::path& directory);
 
 }  // namespace quernlight::test

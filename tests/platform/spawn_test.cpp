@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/exit_watcher.hpp"
+#include "quernlight/platform/started_processes.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {
@@ -110,6 +111,17 @@ TEST_F(SpawnTest, WithoutADirectoryTheChildRunsInTheCallers) {
         spawnProcess({.executable = "/bin/sh", .arguments = {"/bin/sh", "-c", "pwd -P > " + seen}});
     EXPECT_EQ(exitCodeOf(child), 0);
     EXPECT_EQ(test::readFile(seen), std::filesystem::canonical(".").string() + "\n");
+}
+
+TEST_F(SpawnTest, WhatItHasStartedIsKnownAndNothingElseIs) {
+    const pid_t child = spawnShell("exec sleep 600");
+    ProcessEntry entry = processEntry(child);
+    EXPECT_TRUE(isStartedHere(entry));
+    EXPECT_FALSE(isStartedHere(processEntry(getpid())));
+    entry.birth = "another process of the same pid";
+    EXPECT_FALSE(isStartedHere(entry));
+    kill(child, SIGKILL);
+    exitCodeOf(child);
 }
 
 TEST_F(SpawnTest, AMissingProgramOrDirectoryIsTheSystemsError) {
