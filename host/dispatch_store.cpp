@@ -29,7 +29,7 @@ DispatchStore::DispatchStore(std::shared_ptr<Database> shared)
 Task<DispatchStore> DispatchStore::open(std::filesystem::path file) {
     try {
         DispatchStore store(std::make_shared<Database>(file));
-        store.database->setLockPatience(std::chrono::seconds(5));  // another command writes for a moment
+        store.database->setLockWait(std::chrono::seconds(5));  // another command writes for a moment
         const Migrations migrations(store.database);
         co_await migrations.run();
         co_await store.retired.prepare();

@@ -90,7 +90,7 @@ Task<void> Dispatcher::startOrEnd() {
 void Dispatcher::stop() {
     constexpr std::chrono::milliseconds patience{250};
     stopping_ = true;
-    services_.store.database->setLockPatience(patience);
+    services_.store.database->setLockWait(patience);
     retirement_.requestStop();
     for (const auto& [itemID, session] : sessions_) {
         session->requestStop();

@@ -1,5 +1,6 @@
 #include "quernlight/storage/connection.hpp"
 
+#include <exception>
 #include <new>
 #include <thread>
 #include <utility>
@@ -56,13 +57,22 @@ SQLValue textColumn(sqlite3_stmt* statement, int index) {
 }
 
 /// SQLite's busy handler (sqlite.org/c3ref/busy_handler.html): whether to look at the lock once more.
-int waitABit(void* patience, int waits) {
+int waitABit(void* lockWait, int waits) {
     constexpr std::chrono::milliseconds pause{10};
-    if (waits * pause >= static_cast<const LockPatience*>(patience)->load()) {
+    if (waits * pause >= static_cast<const LockWait*>(lockWait)->load()) {
         return 0;
     }
     std::this_thread::sleep_for(pause);
     return 1;
+}
+
+void rollBack(Connection& connection) {
+    try {
+        connection.execute("ROLLBACK");
+    } catch (const std::exception&) {
+        // What made the transaction fail is what the caller must hear about; SQLite may have rolled back by
+        // itself already.
+    }
 }
 
 }  // namespace
@@ -137,7 +147,7 @@ void Connection::Closer::operator()(sqlite3* handle) const {
     sqlite3_close(handle);
 }
 
-Connection::Connection(const std::filesystem::path& path, Access access) {
+Connection::Connection(const std::filesystem::path& path, Access access, std::chrono::milliseconds lockWait) {
     sqlite3* handle = nullptr;
     const int result = openHandle(path, access, &handle);
     handle_.reset(handle);
@@ -147,10 +157,11 @@ Connection::Connection(const std::filesystem::path& path, Access access) {
     if (result != SQLITE_OK) {
         fail(DatabaseError::Kind::openFailed, errorMessage());
     }
+    sqlite3_busy_timeout(handle, static_cast<int>(lockWait.count()));
 }
 
-void Connection::waitForLocks(const LockPatience& patience) {
-    sqlite3_busy_handler(handle_.get(), waitABit, const_cast<LockPatience*>(&patience));
+void Connection::waitForLocks(const LockWait& lockWait) {
+    sqlite3_busy_handler(handle_.get(), waitABit, const_cast<LockWait*>(&lockWait));
 }
 
 void Connection::executeOneShot(const std::string& sql) {
@@ -194,8 +205,24 @@ std::vector<Row> Connection::query(const std::string& sql, const SQLValues& valu
     return rows;
 }
 
+void Connection::transaction(const std::function<void(Connection&)>& body) {
+    execute("BEGIN IMMEDIATE");
+    try {
+        body(*this);
+        execute("COMMIT");
+    } catch (...) {
+        rollBack(*this);
+        throw;
+    }
+}
+
 std::string Connection::errorMessage() const {
     return sqlite3_errmsg(handle_.get());
+}
+
+bool Connection::isLockedOut() const {
+    constexpr int primaryCode = 0xff;
+    return (sqlite3_errcode(handle_.get()) & primaryCode) == SQLITE_BUSY;
 }
 
 }  // namespace quernlight

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -52,11 +53,11 @@ class Statement {
 };
 
 /// How long a statement waits for a lock that another connection holds; read while it waits.
-using LockPatience = std::atomic<std::chrono::milliseconds>;
+using LockWait = std::atomic<std::chrono::milliseconds>;
 
 /// One SQLite connection, closed on destruction. Every call blocks and belongs to one thread at a time. All
-/// failures are DatabaseErrors that carry SQLite's message; a busy file fails at once unless `waitForLocks`
-/// says otherwise.
+/// failures are DatabaseErrors that carry SQLite's message; a busy file fails at once unless the connection
+/// was told to wait, nothing else is retried.
 class Connection {
   public:
     enum class Access {
@@ -65,12 +66,14 @@ class Connection {
     };
 
     /// The path is always a file's name, also where SQLite would take it for something else (":memory:",
-    /// "file:queue"); a relative one is taken from the working directory. Throws openFailed.
-    explicit Connection(const std::filesystem::path& path, Access access = Access::readWrite);
+    /// "file:queue"); a relative one is taken from the working directory. `lockWait` is how long a statement
+    /// waits for the lock of another connection. Throws openFailed.
+    explicit Connection(const std::filesystem::path& path, Access access = Access::readWrite,
+                        std::chrono::milliseconds lockWait = std::chrono::milliseconds(0));
 
-    /// From now on statements wait so long for a file that is busy. `patience` outlives the connection and
+    /// From now on statements wait so long for a file that is busy. `lockWait` outlives the connection and
     /// may be changed from any thread; that counts for the statement that waits, too.
-    void waitForLocks(const LockPatience& patience);
+    void waitForLocks(const LockWait& lockWait);
 
     /// SQLite's one-shot execution, which does not mind a statement that returns rows. Throws stepFailed.
     void executeOneShot(const std::string& sql);
@@ -84,8 +87,15 @@ class Connection {
     /// All rows in the order in which SQLite yields them.
     std::vector<Row> query(const std::string& sql, const SQLValues& values = {});
 
+    /// Runs `body` inside a write transaction, which takes the write lock at once. When the body or the
+    /// commit throws, all is rolled back and that error is thrown. Transactions do not nest.
+    void transaction(const std::function<void(Connection&)>& body);
+
     /// SQLite's current message for the connection.
     std::string errorMessage() const;
+
+    /// Whether the last call failed because another connection holds a lock.
+    bool isLockedOut() const;
 
   private:
     struct Closer {

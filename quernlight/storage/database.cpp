@@ -1,43 +1,45 @@
 #include "quernlight/storage/database.hpp"
 
-#include <exception>
+#include <thread>
 #include <utility>
+
+#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight {
 namespace {
 
-Connection openConfigured(const std::filesystem::path& path) {
-    Connection connection(path);
+/// SQLite does not wait for a lock in this one statement, as the waiting could have no end
+/// (sqlite.org/wal.html).
+void useWriteAheadLog(Connection& connection, std::chrono::milliseconds lockWait) {
+    constexpr std::chrono::milliseconds pause{5};
+    const auto deadline = std::chrono::steady_clock::now() + lockWait;
+    while (true) {
+        try {
+            return connection.executeOneShot("PRAGMA journal_mode = WAL");
+        } catch (const DatabaseError&) {
+            if (!connection.isLockedOut() || std::chrono::steady_clock::now() >= deadline) {
+                throw;
+            }
+        }
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+Connection openConfigured(const std::filesystem::path& path, const DatabaseOptions& options) {
+    Connection connection(path, options.access, options.lockWait);
     connection.executeOneShot("PRAGMA foreign_keys = ON");
-    connection.executeOneShot("PRAGMA journal_mode = WAL");
-    connection.executeOneShot("PRAGMA synchronous = NORMAL");
+    if (options.access == Connection::Access::readWrite) {
+        useWriteAheadLog(connection, options.lockWait);
+        connection.executeOneShot("PRAGMA synchronous = NORMAL");
+    }
     return connection;
-}
-
-void rollBack(Connection& connection) {
-    try {
-        connection.execute("ROLLBACK");
-    } catch (const std::exception&) {
-        // What made the transaction fail is what the caller must hear about; SQLite may have rolled back by
-        // itself already.
-    }
-}
-
-void runTransaction(Connection& connection, const std::function<void(Connection&)>& body) {
-    connection.execute("BEGIN IMMEDIATE");
-    try {
-        body(connection);
-        connection.execute("COMMIT");
-    } catch (...) {
-        rollBack(connection);
-        throw;
-    }
 }
 
 }  // namespace
 
-Database::Database(const std::filesystem::path& path) : connection_(openConfigured(path)) {
-    connection_.waitForLocks(lockPatience_);
+Database::Database(const std::filesystem::path& path, const DatabaseOptions& options)
+    : lockWait_(options.lockWait), connection_(openConfigured(path, options)) {
+    connection_.waitForLocks(lockWait_);
 }
 
 Task<void> Database::execute(std::string sql, SQLValues values) {
@@ -51,7 +53,11 @@ Task<std::vector<Row>> Database::query(std::string sql, SQLValues values) {
 }
 
 Task<void> Database::transaction(std::function<void(Connection&)> body) {
-    return executor_.run([this, body = std::move(body)] { runTransaction(connection_, body); });
+    return executor_.run([this, body = std::move(body)] { connection_.transaction(body); });
+}
+
+Task<void> Database::withConnection(std::function<void(Connection&)> body) {
+    return executor_.run([this, body = std::move(body)] { body(connection_); });
 }
 
 }  // namespace quernlight

@@ -13,6 +13,11 @@
 
 namespace quernlight {
 
+struct DatabaseOptions {
+    Connection::Access access = Connection::Access::readWrite;
+    std::chrono::milliseconds lockWait{0};  ///< how long a statement waits for the lock of another connection
+};
+
 /// The one gateway to the dispatch database. Repositories share it (std::shared_ptr); the connection closes
 /// when the last of them lets go. Its operations run one at a time, in the order in which they were awaited,
 /// on a thread of the database's own, so the caller's executor never waits for a disk; a coroutine that
@@ -20,10 +25,10 @@ namespace quernlight {
 /// Failures are DatabaseErrors with SQLite's message: prepareFailed, bindFailed or stepFailed.
 class Database {
   public:
-    /// Opens or creates the file, with foreign keys enforced and write-ahead journalling. The path is always
-    /// a file's name; a relative one is taken from the working directory. Blocks. Throws openFailed, or
-    /// stepFailed when a setting is refused.
-    explicit Database(const std::filesystem::path& path);
+    /// Opens or creates the file, with foreign keys enforced and write-ahead journalling; for reading only,
+    /// it must exist and nothing of it is changed. The path is always a file's name; a relative one is taken
+    /// from the working directory. Blocks. Throws openFailed, or stepFailed when a setting is refused.
+    explicit Database(const std::filesystem::path& path, const DatabaseOptions& options = {});
     Database(const Database&) = delete;
     Database& operator=(const Database&) = delete;
 
@@ -38,12 +43,16 @@ class Database {
     /// connection it is given, nothing else of this class; transactions do not nest.
     Task<void> transaction(std::function<void(Connection&)> body);
 
-    /// How long a statement waits for a lock that another program holds on the file before it fails; not at
-    /// all unless this says so. From any thread; counts for the statement that waits now, too.
-    void setLockPatience(std::chrono::milliseconds patience) { lockPatience_ = patience; }
+    /// The same outside of any transaction, for what SQLite does not allow inside of one. Once it was handed
+    /// over the body runs to its end, also when the caller is cancelled.
+    Task<void> withConnection(std::function<void(Connection&)> body);
+
+    /// From now on, and for the statement that waits now, this takes the place of the options' `lockWait`.
+    /// From any thread.
+    void setLockWait(std::chrono::milliseconds lockWait) { lockWait_ = lockWait; }
 
   private:
-    LockPatience lockPatience_{std::chrono::milliseconds(0)};
+    LockWait lockWait_;
     Connection connection_;
     BackgroundExecutor executor_;  // last: its end waits for the calls that still use the connection
 };

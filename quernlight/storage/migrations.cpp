@@ -1,7 +1,8 @@
 #include "quernlight/storage/migrations.hpp"
 
-#include <exception>
-#include <string_view>
+#include <utility>
+
+#include "quernlight/storage/attempts_rebuild.hpp"
 
 namespace quernlight {
 namespace {
@@ -44,36 +45,6 @@ constexpr const char* createQueueItems =
     "  UNIQUE(bug_id) ON CONFLICT IGNORE\n"
     ")";
 
-constexpr const char* sessionAttemptsLayout =
-    "session_attempts (\n"
-    "  id TEXT PRIMARY KEY,\n"
-    "  queue_item_id TEXT REFERENCES queue_items(id) ON DELETE CASCADE,\n"
-    "  attempt_number INTEGER NOT NULL,\n"
-    "  bug_id TEXT NOT NULL,\n"
-    "  repo_path TEXT NOT NULL,\n"
-    "  agent_workspace_path TEXT,\n"
-    "  transcript_ansi_path TEXT NOT NULL,\n"
-    "  transcript_text_path TEXT NOT NULL,\n"
-    "  goal_text TEXT NOT NULL,\n"
-    "  completion_marker TEXT NOT NULL,\n"
-    "  pid INTEGER,\n"
-    "  state TEXT NOT NULL,\n"
-    "  exit_code INTEGER,\n"
-    "  started_at TEXT NOT NULL,\n"
-    "  last_output_at TEXT,\n"
-    "  ended_at TEXT,\n"
-    "  completion_comment_id TEXT,\n"
-    "  completion_comment_created_at TEXT,\n"
-    "  codex_session_id TEXT,\n"
-    "  failure_reason TEXT,\n"
-    "  UNIQUE(queue_item_id, attempt_number)\n"
-    ")";
-
-constexpr const char* sessionAttemptsColumns =
-    "id, queue_item_id, attempt_number, bug_id, repo_path, agent_workspace_path, transcript_ansi_path, "
-    "transcript_text_path, goal_text, completion_marker, pid, state, exit_code, started_at, last_output_at, "
-    "ended_at, completion_comment_id, completion_comment_created_at, codex_session_id, failure_reason";
-
 constexpr const char* createQueueEvents =
     "CREATE TABLE IF NOT EXISTS queue_events (\n"
     "  id TEXT PRIMARY KEY,\n"
@@ -99,22 +70,22 @@ constexpr const char* shortenBugURLs =
     " WHERE length(bug_id) = 36\n"
     "   AND substr(bug_id, 9, 1) = '-'";
 
-std::string shortenBugIDs(const std::string& table) {
-    return "UPDATE " + table +
-           "\n"
-           "   SET bug_id = lower(substr(bug_id, 1, 8))\n"
-           " WHERE length(bug_id) = 36\n"
-           "   AND substr(bug_id, 9, 1) = '-'";
+constexpr const char* ofLongBugIDs =
+    "\n"
+    " WHERE length(bug_id) = 36\n"
+    "   AND substr(bug_id, 9, 1) = '-'";
+
+std::string shorteningOfBugIDs(const std::string& table) {
+    return "UPDATE " + table + "\n   SET bug_id = lower(substr(bug_id, 1, 8))" + ofLongBugIDs;
 }
 
-bool hasText(const Row& row, std::string_view column, const std::string& text) {
-    const auto found = row.find(column);
-    return found != row.end() && found->second == SQLValue::text(text);
-}
-
-bool isRequired(const Row& row) {
-    const auto found = row.find("notnull");
-    return found != row.end() && found->second == SQLValue::integer(1);
+bool hasColumn(Connection& connection, const std::string& table, const std::string& column) {
+    for (const Row& row : connection.query("PRAGMA table_info(" + table + ")")) {
+        if (row.at("name") == SQLValue::text(column)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -124,15 +95,13 @@ Task<void> Migrations::run() const {
     co_await addColumnIfMissing("app_mappings", "worktree_root_path", "worktree_root_path TEXT");
     co_await createQueueTables();
     co_await relaxAttemptQueueItemID();
-    co_await database_->execute(shortenBugURLs);
-    co_await database_->execute(shortenBugIDs("queue_items"));
-    co_await database_->execute(shortenBugIDs("session_attempts"));
+    co_await shortenBugIDs();
     co_await createAttemptIndexes();
     co_await database_->execute(createQueueEvents);
     co_await database_->execute(
         "CREATE INDEX IF NOT EXISTS queue_events_item_idx ON queue_events(queue_item_id, created_at)");
     co_await database_->execute(createSettings);
-    co_await database_->execute("PRAGMA user_version = 7");
+    co_await setVersion();
 }
 
 Task<void> Migrations::createQueueTables() const {
@@ -161,60 +130,53 @@ Task<void> Migrations::createAttemptIndexes() const {
         "session_attempts(codex_session_id)");
 }
 
+/// Looks once more under the write lock, since another process may have been faster.
 Task<void> Migrations::addColumnIfMissing(std::string table, std::string column,
                                           std::string definition) const {
-    const std::vector<Row> rows = co_await database_->query("PRAGMA table_info(" + table + ")");
-    for (const Row& row : rows) {
-        if (hasText(row, "name", column)) {
-            co_return;
-        }
+    bool isThere = false;
+    const auto look = [&](Connection& connection) { isThere = hasColumn(connection, table, column); };
+    co_await database_->withConnection(look);
+    if (isThere) {
+        co_return;
     }
-    co_await database_->execute("ALTER TABLE " + table + " ADD COLUMN " + definition);
+    const auto add = [table, column, definition](Connection& connection) {
+        if (!hasColumn(connection, table, column)) {
+            connection.execute("ALTER TABLE " + table + " ADD COLUMN " + definition);
+        }
+    };
+    co_await database_->transaction(add);
 }
 
 Task<void> Migrations::relaxAttemptQueueItemID() const {
-    const bool needed = co_await attemptsRequireQueueItemID();
-    if (!needed) {
-        co_return;
-    }
-    co_await database_->execute("PRAGMA foreign_keys = OFF");
-    std::exception_ptr failure;
-    try {
-        co_await rebuildAttempts();
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    if (failure) {
-        co_await restoreForeignKeys();
-        std::rethrow_exception(failure);
-    }
-}
-
-Task<bool> Migrations::attemptsRequireQueueItemID() const {
-    const std::vector<Row> rows = co_await database_->query("PRAGMA table_info(session_attempts)");
-    for (const Row& row : rows) {
-        if (hasText(row, "name", "queue_item_id") && isRequired(row)) {
-            co_return true;
+    const auto rebuildIfNeeded = [](Connection& connection) {
+        if (attemptsNeedRebuild(connection)) {
+            rebuildAttempts(connection);
         }
+    };
+    co_await database_->withConnection(rebuildIfNeeded);
+}
+
+Task<void> Migrations::shortenBugIDs() const {
+    const bool itemsAreLong = co_await hasLongBugIDs("queue_items");
+    if (itemsAreLong) {
+        co_await database_->execute(shortenBugURLs);
+        co_await database_->execute(shorteningOfBugIDs("queue_items"));
     }
-    co_return false;
+    const bool attemptsAreLong = co_await hasLongBugIDs("session_attempts");
+    if (attemptsAreLong) {
+        co_await database_->execute(shorteningOfBugIDs("session_attempts"));
+    }
 }
 
-Task<void> Migrations::rebuildAttempts() const {
-    const std::string columns = sessionAttemptsColumns;
-    co_await database_->execute("ALTER TABLE session_attempts RENAME TO session_attempts_legacy_notnull");
-    co_await database_->execute(std::string("CREATE TABLE ") + sessionAttemptsLayout);
-    co_await database_->execute("INSERT INTO session_attempts (" + columns + ")\nSELECT " + columns +
-                                "\n  FROM session_attempts_legacy_notnull");
-    co_await database_->execute("DROP TABLE session_attempts_legacy_notnull");
-    co_await database_->execute("PRAGMA foreign_keys = ON");
+Task<bool> Migrations::hasLongBugIDs(std::string table) const {
+    const auto rows = co_await database_->query("SELECT 1 FROM " + table + ofLongBugIDs + "\n LIMIT 1");
+    co_return !rows.empty();
 }
 
-Task<void> Migrations::restoreForeignKeys() const {
-    try {
-        co_await database_->execute("PRAGMA foreign_keys = ON");
-    } catch (const std::exception&) {
-        // The error that stopped the rebuild is the one to be told.
+Task<void> Migrations::setVersion() const {
+    const auto rows = co_await database_->query("PRAGMA user_version");
+    if (rows.at(0).at("user_version") != SQLValue::integer(version)) {
+        co_await database_->execute("PRAGMA user_version = " + std::to_string(version));
     }
 }
 

@@ -125,6 +125,7 @@ const std::set<std::string> internalHeaders{
     "runner/terminal_write_queue.hpp",
     "runner/utf8_decoding.hpp",
     "runner/window_size.hpp",
+    "storage/attempts_rebuild.hpp",
     "storage/column_values.hpp",
 };
 

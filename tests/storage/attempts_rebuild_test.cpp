@@ -53,16 +53,13 @@ class AttemptsRebuildTest : public testing::Test {
 
     SQLValue version() { return rows("PRAGMA user_version").at(0).at("user_version"); }
 
-    /// The statements of a run between those of the conversation's column and of the bug ids.
+    /// The statements of a run from where foreign keys are switched off to where they are switched on.
     std::vector<std::string> rebuildStatements() {
         migrate();
         const std::vector<std::string> run = recorder.take();
-        const std::string inspection = "PRAGMA table_info(session_attempts)";
-        const auto first =
-            std::find(std::find(run.begin(), run.end(), inspection) + 1, run.end(), inspection);
-        return {first + 1, std::find_if(first, run.end(), [](const std::string& statement) {
-                    return statement.starts_with("UPDATE queue_items");
-                })};
+        const auto first = std::find(run.begin(), run.end(), "PRAGMA foreign_keys = OFF");
+        const auto last = std::find(first, run.end(), "PRAGMA foreign_keys = ON");
+        return {first, last == run.end() ? last : last + 1};
     }
 
     test::StatementRecorder recorder;
@@ -72,23 +69,25 @@ class AttemptsRebuildTest : public testing::Test {
     std::shared_ptr<Database> database;
 };
 
-TEST_F(AttemptsRebuildTest, RunsItsSixStatementsInOrder) {
+TEST_F(AttemptsRebuildTest, LooksAgainAndDoesAllInOneTransactionWithoutForeignKeys) {
     const std::string columns =
         "id, queue_item_id, attempt_number, bug_id, repo_path, agent_workspace_path, transcript_ansi_path, "
         "transcript_text_path, goal_text, completion_marker, pid, state, exit_code, started_at, "
         "last_output_at, ended_at, completion_comment_id, completion_comment_created_at, codex_session_id, "
         "failure_reason";
-    EXPECT_THAT(rebuildStatements(),
-                ElementsAre("PRAGMA foreign_keys = OFF",
-                            "ALTER TABLE session_attempts RENAME TO session_attempts_legacy_notnull",
-                            StartsWith("CREATE TABLE session_attempts (\n"),
-                            "INSERT INTO session_attempts (" + columns + ")\nSELECT " + columns +
-                                "\n  FROM session_attempts_legacy_notnull",
-                            "DROP TABLE session_attempts_legacy_notnull", "PRAGMA foreign_keys = ON"));
+    EXPECT_THAT(
+        rebuildStatements(),
+        ElementsAre("PRAGMA foreign_keys = OFF", "BEGIN IMMEDIATE", StartsWith("SELECT 1 FROM sqlite_master"),
+                    "PRAGMA table_info(session_attempts)",
+                    "ALTER TABLE session_attempts RENAME TO session_attempts_legacy_notnull",
+                    StartsWith("CREATE TABLE session_attempts (\n"),
+                    "INSERT INTO session_attempts (" + columns + ")\nSELECT " + columns +
+                        "\n  FROM session_attempts_legacy_notnull",
+                    "DROP TABLE session_attempts_legacy_notnull", "COMMIT", "PRAGMA foreign_keys = ON"));
 }
 
 TEST_F(AttemptsRebuildTest, CreatesTheTableByTheTextOfANewFile) {
-    const std::string rebuilt = rebuildStatements().at(2);
+    const std::string rebuilt = rebuildStatements().at(5);
     build({.attemptsRequireAnItem = false});
     migrate();
     std::string fresh = "CREATE TABLE IF NOT EXISTS " + rebuilt.substr(std::string("CREATE TABLE ").size());
@@ -132,31 +131,31 @@ TEST_F(AttemptsRebuildTest, StillAllowsAnItemAndNumberOnlyOnce) {
 }
 
 TEST_F(AttemptsRebuildTest, ThatCannotBeginRestoresForeignKeysAndTellsWhy) {
-    execute("CREATE TABLE session_attempts_legacy_notnull (id TEXT)");
+    execute("CREATE VIEW session_attempts_legacy_notnull AS SELECT 1");
     const auto error = databaseErrorOf([&] { migrate(); });
     EXPECT_THAT(error.value().text(), HasSubstr("session_attempts_legacy_notnull"));
     EXPECT_TRUE(foreignKeysAreOn());
 }
 
-TEST_F(AttemptsRebuildTest, OfAFileThatLacksAColumnLeavesTheDataUnderTheLegacyName) {
+TEST_F(AttemptsRebuildTest, OfAFileThatLacksAColumnLeavesTheDataWhereItIs) {
     build({.attemptsRequireAnItem = true, .attemptsHaveFailureReason = false});
     const auto error = databaseErrorOf([&] { migrate(); });
     EXPECT_EQ(error, DatabaseError(Kind::prepareFailed, "no such column: failure_reason"));
     EXPECT_TRUE(foreignKeysAreOn());
-    EXPECT_EQ(rows("SELECT * FROM session_attempts_legacy_notnull").size(), 3U);
+    EXPECT_EQ(rows("SELECT * FROM session_attempts").size(), 3U);
 }
 
-TEST_F(AttemptsRebuildTest, ThatStoppedHalfWayIsNotTakenUpByTheNextRun) {
+TEST_F(AttemptsRebuildTest, ThatStoppedHalfWayIsDoneByTheNextRun) {
     refusal.refuse(SQLITE_INSERT, "session_attempts");
     EXPECT_THROW(migrate(), DatabaseError);
     EXPECT_EQ(version(), SQLValue::integer(0));
     EXPECT_NO_THROW(migrate());
-    EXPECT_TRUE(rows("SELECT * FROM session_attempts").empty());
-    EXPECT_EQ(rows("SELECT * FROM session_attempts_legacy_notnull").size(), 3U);
+    EXPECT_EQ(rows("SELECT * FROM session_attempts").size(), 3U);
+    EXPECT_FALSE(hasTable("session_attempts_legacy_notnull"));
 }
 
 TEST_F(AttemptsRebuildTest, TellsWhatStoppedItEvenWhenForeignKeysCannotBeRestored) {
-    execute("CREATE TABLE session_attempts_legacy_notnull (id TEXT)");
+    execute("CREATE VIEW session_attempts_legacy_notnull AS SELECT 1");
     refusal.refuse(SQLITE_PRAGMA, "foreign_keys", 1, 1);
     const auto error = databaseErrorOf([&] { migrate(); });
     EXPECT_THAT(error.value().text(), HasSubstr("session_attempts_legacy_notnull"));
@@ -169,7 +168,6 @@ struct RefusedStatement {
     int action = 0;
     std::string of{};
     int skipped = 0;  ///< statements of the same kind that come before it
-    bool dataIsUnderTheLegacyName = false;
 };
 
 void PrintTo(const RefusedStatement& statement, std::ostream* out) {
@@ -185,9 +183,8 @@ TEST_P(RefusedRebuildTest, RestoresForeignKeysAndStopsTheRunWithItsError) {
     EXPECT_EQ(error, DatabaseError(Kind::prepareFailed, "not authorized"));
     EXPECT_TRUE(foreignKeysAreOn());
     EXPECT_EQ(version(), SQLValue::integer(0));
-    const std::string name =
-        GetParam().dataIsUnderTheLegacyName ? "session_attempts_legacy_notnull" : "session_attempts";
-    EXPECT_EQ(rows("SELECT * FROM " + name).size(), 3U);
+    EXPECT_EQ(rows("SELECT * FROM session_attempts").size(), 3U);
+    EXPECT_FALSE(hasTable("session_attempts_legacy_notnull"));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -195,19 +192,11 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         RefusedStatement{.name = "SwitchingOff", .action = SQLITE_PRAGMA, .of = "foreign_keys"},
         RefusedStatement{.name = "Renaming", .action = SQLITE_ALTER_TABLE, .of = "session_attempts"},
-        RefusedStatement{.name = "Creating",
-                         .action = SQLITE_CREATE_TABLE,
-                         .of = "session_attempts",
-                         .skipped = 1,
-                         .dataIsUnderTheLegacyName = true},
-        RefusedStatement{.name = "Copying",
-                         .action = SQLITE_INSERT,
-                         .of = "session_attempts",
-                         .dataIsUnderTheLegacyName = true},
-        RefusedStatement{.name = "Dropping",
-                         .action = SQLITE_DROP_TABLE,
-                         .of = "session_attempts_legacy_notnull",
-                         .dataIsUnderTheLegacyName = true},
+        RefusedStatement{
+            .name = "Creating", .action = SQLITE_CREATE_TABLE, .of = "session_attempts", .skipped = 1},
+        RefusedStatement{.name = "Copying", .action = SQLITE_INSERT, .of = "session_attempts"},
+        RefusedStatement{
+            .name = "Dropping", .action = SQLITE_DROP_TABLE, .of = "session_attempts_legacy_notnull"},
         RefusedStatement{.name = "SwitchingOn", .action = SQLITE_PRAGMA, .of = "foreign_keys", .skipped = 1}),
     [](const auto& statement) { return statement.param.name; });
 

@@ -7,6 +7,7 @@
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/use_future.hpp>
 
 #include "tests/storage/database_fixture.hpp"
 
@@ -49,18 +50,18 @@ TEST_F(DatabaseTest, TheConnectionClosesWhenTheLastReferenceIsReleased) {
 TEST_F(DatabaseTest, AStatementThatWaitsForALockGivesUpOnceItsPatienceIsTakenBack) {
     Connection other(path);
     other.execute("BEGIN IMMEDIATE");
-    database->setLockPatience(std::chrono::hours(1));
+    database->setLockWait(std::chrono::hours(1));
     auto writing = std::async(std::launch::async, [this] {
         return databaseErrorOf([this] { execute("INSERT INTO notes VALUES (1, 'first')"); });
     });
-    database->setLockPatience(std::chrono::milliseconds(0));
+    database->setLockWait(std::chrono::milliseconds(0));
     EXPECT_EQ(writing.get(), DatabaseError(Kind::stepFailed, "database is locked"));
 }
 
 TEST_F(DatabaseTest, AStatementWaitsForALockThatIsReleasedInTime) {
     Connection other(path);
     other.execute("BEGIN IMMEDIATE");
-    database->setLockPatience(std::chrono::hours(1));
+    database->setLockWait(std::chrono::hours(1));
     auto writing =
         std::async(std::launch::async, [this] { execute("INSERT INTO notes VALUES (1, 'first')"); });
     other.execute("COMMIT");
@@ -183,6 +184,51 @@ TEST_F(DatabaseTest, ALockedDatabaseFailsAtOnceAndTheBodyDoesNotRun) {
     const auto error = databaseErrorOf([&] { transact([&](Connection&) { ran = true; }); });
     EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "database is locked"));
     EXPECT_FALSE(ran);
+}
+
+TEST_F(DatabaseTest, OneThatWasToldToWaitWaitsForTheLockOfAnother) {
+    Connection other(path);
+    other.execute("BEGIN IMMEDIATE");
+    Database waiting(path, {.lockWait = test::generousBound});
+    boost::asio::io_context io;
+    auto written = boost::asio::co_spawn(io, waiting.execute("INSERT INTO notes (body) VALUES ('late')"),
+                                         boost::asio::use_future);
+    io.poll();
+    other.execute("COMMIT");
+    io.restart();
+    io.run();
+    EXPECT_NO_THROW(written.get());
+}
+
+TEST_F(DatabaseTest, ManyThatOpenANewFileAtOnceAndWaitAllOpenIt) {
+    for (int round = 0; round < 5; ++round) {
+        const auto file = directory / ("new" + std::to_string(round));
+        std::vector<std::future<void>> openings;
+        for (int number = 0; number < 8; ++number) {
+            openings.push_back(std::async(std::launch::async, [&] {
+                Database opened(file, {.lockWait = test::generousBound});
+                runTask(opened.execute("CREATE TABLE IF NOT EXISTS notes (body)"));
+            }));
+        }
+        for (auto& opening : openings) {
+            EXPECT_NO_THROW(opening.get());
+        }
+    }
+}
+
+TEST_F(DatabaseTest, OneForReadingOnlyReadsAndRefusesToWrite) {
+    execute("INSERT INTO notes (body) VALUES ('read')");
+    Database reader(path, {.access = Connection::Access::readOnly});
+    EXPECT_EQ(runTask(reader.query("SELECT * FROM notes")).size(), 1U);
+    const auto error = databaseErrorOf([&] { runTask(reader.execute("DELETE FROM notes")); });
+    EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "attempt to write a readonly database"));
+}
+
+TEST_F(DatabaseTest, WhatRunsWithTheConnectionAloneIsInNoTransaction) {
+    runTask(database->withConnection([](Connection& connection) {
+        connection.execute("PRAGMA foreign_keys = OFF");
+        EXPECT_EQ(connection.query("PRAGMA foreign_keys").at(0).at("foreign_keys"), SQLValue::integer(0));
+    }));
 }
 
 TEST_F(DatabaseTest, OtherConnectionsReadWhileATransactionWrites) {
