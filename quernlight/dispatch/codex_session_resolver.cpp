@@ -62,9 +62,13 @@ std::vector<FileManager::Entry> stateDatabases(const FileManager& fileManager, c
     return entries;
 }
 
+/// A pipe in the file's place would keep whoever opens it for as long as nobody writes to it.
 Connection openReadOnly(const fs::path& databaseURL) {
+    std::error_code unreadable;
     try {
-        return Connection(databaseURL, Connection::Access::readOnly);
+        if (fs::is_regular_file(databaseURL, unreadable)) {
+            return Connection(databaseURL, Connection::Access::readOnly);
+        }
     } catch (const DatabaseError&) {
     }
     throw DatabaseError(DatabaseError::Kind::openFailed, "Unable to open Codex state database.");

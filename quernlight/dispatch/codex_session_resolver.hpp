@@ -39,9 +39,9 @@ struct CodexSessionResolver {
     /// The newest conversation on the command line that was started in `cwd`, a directory spelled as the
     /// agent spells it, no earlier than ten seconds before `createdAfter`, whose fraction of a second does
     /// not count. Nothing when there is none, or when the newest one's id is no UUID. Throws DatabaseError:
-    /// openFailed ("Unable to open Codex state database."), or with SQLite's message prepareFailed (the agent
-    /// has changed its tables, or the file is locked or no database) or stepFailed. The file is closed in any
-    /// case.
+    /// openFailed ("Unable to open Codex state database.", also for what is no regular file), or with
+    /// SQLite's message prepareFailed (the agent has changed its tables, or the file is locked or no
+    /// database) or stepFailed. The file is closed in any case.
     static std::optional<CodexSessionRecord> latest(const std::string& cwd, Instant createdAfter,
                                                     const std::filesystem::path& databaseURL);
 };

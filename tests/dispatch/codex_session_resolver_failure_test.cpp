@@ -3,6 +3,7 @@
 #include <iterator>
 #include <string>
 
+#include <sys/stat.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -62,6 +63,15 @@ TEST_F(CodexSessionResolverFailureTest, AMissingDatabaseCannotBeOpenedAndIsNotCr
     EXPECT_EQ(failure(),
               DatabaseError(DatabaseError::Kind::openFailed, "Unable to open Codex state database."));
     EXPECT_FALSE(fs::exists(path_));
+}
+
+TEST_F(CodexSessionResolverFailureTest, APipeOrADeviceInItsPlaceCannotBeOpenedAndKeepsNobodyWaiting) {
+    const DatabaseError cannotOpen(DatabaseError::Kind::openFailed, "Unable to open Codex state database.");
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(failure(), cannotOpen);
+    fs::remove(path_);
+    fs::create_symlink("/dev/zero", path_);
+    EXPECT_EQ(failure(), cannotOpen);
 }
 
 TEST_F(CodexSessionResolverFailureTest, TablesThatTheAgentHasChangedCannotBeRead) {

@@ -1,5 +1,7 @@
 #include "host/token_file.hpp"
 
+#include <sys/stat.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "host/user_error.hpp"
@@ -42,7 +44,34 @@ TEST_F(TokenFileTest, AMissingFileIsRefused) {
 TEST_F(TokenFileTest, ADirectoryIsRefused) {
     fs::create_directories(file);
     fs::permissions(file, fs::perms::owner_all);
-    EXPECT_EQ(refusal(), "cannot be read; write the administrator token into it.");
+    EXPECT_EQ(refusal(), "is no regular file; write the administrator token into one.");
+}
+
+TEST_F(TokenFileTest, APipeThatNobodyWritesToIsRefusedWithoutWaiting) {
+    ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
+    EXPECT_EQ(refusal(), "is no regular file; write the administrator token into one.");
+}
+
+TEST_F(TokenFileTest, ADeviceIsRefused) {
+    file = "/dev/zero";
+    EXPECT_EQ(refusal(), "is no regular file; write the administrator token into one.");
+}
+
+TEST_F(TokenFileTest, MoreThanOneLineIsToldOfTheFile) {
+    for (const char* content : {"first\nsecond\n", "first\r\nsecond"}) {
+        fs::remove(file);
+        write(content);
+        EXPECT_EQ(refusal(),
+                  "holds more than one line; write the administrator token, and nothing else, into it.");
+    }
+}
+
+TEST_F(TokenFileTest, WhatCannotBeATokenIsRefused) {
+    write("se\x1b[31mcret");
+    EXPECT_THAT(refusal(), testing::StartsWith("holds a control character;"));
+    fs::remove(file);
+    write(std::string(1 << 20, 'x'));
+    EXPECT_THAT(refusal(), testing::StartsWith("holds far more than a token;"));
 }
 
 TEST_F(TokenFileTest, AFileWithoutATokenIsRefused) {
