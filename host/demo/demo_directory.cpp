@@ -20,30 +20,54 @@ fs::path makeTemporary() {
     return fs::canonical(name);
 }
 
-fs::path makeChosen(const fs::path& chosen) {
+bool isEmptyDirectory(const fs::path& path) {
     std::error_code error;
-    fs::create_directories(chosen, error);
-    const bool usable = !error && fs::is_directory(chosen, error) && fs::is_empty(chosen, error) && !error;
-    if (!usable) {
-        throw UserError("The demo needs a new or empty directory, which " + chosen.string() +
-                        " is not; choose another with --home DIR.");
-    }
-    return fs::canonical(chosen);
+    return fs::is_directory(path, error) && fs::is_empty(path, error) && !error;
 }
 
 }  // namespace
 
-DemoDirectory::DemoDirectory(const std::optional<fs::path>& chosen, bool keep)
-    : root_(chosen ? makeChosen(*chosen) : makeTemporary()), keep_(keep) {
+DemoDirectory::DemoDirectory(const std::optional<fs::path>& chosen, bool keep) : keep_(keep) {
+    if (chosen) {
+        useChosen(*chosen);
+    } else {
+        root_ = makeTemporary();
+        origin_ = Origin::temporary;
+    }
     for (const fs::path& directory : {userHome(), codexHome(), dispatchHome(), remotes()}) {
         fs::create_directories(directory);
     }
 }
 
+void DemoDirectory::useChosen(const fs::path& chosen) {
+    std::error_code error;
+    origin_ = fs::create_directories(chosen, error) ? Origin::made : Origin::found;
+    if (error || !isEmptyDirectory(chosen)) {
+        throw UserError("The demo needs a new or empty directory, which " + chosen.string() +
+                        " is not; choose another with --home DIR.");
+    }
+    root_ = fs::canonical(chosen);
+}
+
+/// By name, for a person may put something of their own into the directory while the demo runs.
+void DemoDirectory::removeWhatWasMade() const {
+    std::error_code ignored;
+    if (origin_ == Origin::temporary) {
+        fs::remove_all(root_, ignored);
+        return;
+    }
+    for (const fs::path& made : {userHome(), dispatchHome(), remotes(), checkout(), worktrees(),
+                                 backendState(), backendSeed(), tokenFile(), agentTokenFile()}) {
+        fs::remove_all(made, ignored);
+    }
+    if (origin_ == Origin::made) {
+        fs::remove(root_, ignored);  // only when it is empty
+    }
+}
+
 DemoDirectory::~DemoDirectory() {
     if (!keep_) {
-        std::error_code ignored;
-        fs::remove_all(root_, ignored);
+        removeWhatWasMade();
     }
 }
 

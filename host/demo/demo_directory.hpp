@@ -5,8 +5,8 @@
 
 namespace quernlight::host {
 
-/// The directory that holds all that a demo makes, with a place for each thing. Removed at the end unless it
-/// is kept.
+/// The directory that holds all that a demo makes, with a place for each thing. What the demo has made is
+/// removed at the end unless it is kept; a directory that was there before stays.
 class DemoDirectory {
   public:
     /// `chosen` must be missing or empty; absent, a temporary directory is made. Throws UserError.
@@ -29,7 +29,17 @@ class DemoDirectory {
     std::filesystem::path agentTokenFile() const { return root_ / "agent-token"; }
 
   private:
+    enum class Origin {
+        temporary,  ///< nobody else knows it
+        made,       ///< by the demo, where the person chose
+        found,      ///< empty, where the person chose
+    };
+
+    void useChosen(const std::filesystem::path& chosen);
+    void removeWhatWasMade() const;
+
     std::filesystem::path root_;
+    Origin origin_ = Origin::found;
     bool keep_;
 };
 

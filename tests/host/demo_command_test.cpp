@@ -134,6 +134,26 @@ TEST_F(DemoCommandTest, WithKeepEverythingStaysInTheDirectoryThatWasChosen) {
     EXPECT_FALSE(leftFiles());
 }
 
+TEST_F(DemoCommandTest, WhatWasThereBeforeStaysAndWhatTheDemoMadeGoes) {
+    const auto mine = repository.scratch("mine");
+    std::filesystem::create_directories(mine);
+    const auto program = start({"demo", "--home", mine});
+    ASSERT_TRUE(program->says("  typed: ")) << program->errorText();
+    test::writeFile(mine / "letter", "Dear ...");
+    program->signal(SIGINT);
+    EXPECT_EQ(program->exitCode(), 130);
+    EXPECT_EQ(test::readFile(mine / "letter"), "Dear ...");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(mine), {}), 1);
+}
+
+TEST_F(DemoCommandTest, ADirectoryThatTheDemoMadeGoesWithIt) {
+    const auto program = start({"demo", "--home", repository.scratch("new")});
+    ASSERT_TRUE(program->says("  typed: ")) << program->errorText();
+    program->signal(SIGINT);
+    program->exitCode();
+    EXPECT_FALSE(std::filesystem::exists(repository.scratch("new")));
+}
+
 TEST_F(DemoCommandTest, ADirectoryThatHoldsSomethingIsRefusedAndLeftAsItIs) {
     test::writeFile(repository.scratch("mine") / "letter", "Dear ...");
     const auto outcome = dispatch({"demo", "--home", repository.scratch("mine")});
