@@ -9,15 +9,9 @@
 #include "host/event_loop.hpp"
 #include "host/settings/setting_descriptions.hpp"
 #include "host/settings/settings_store.hpp"
-#include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
 namespace {
-
-Task<SettingsStore> openSettings(std::filesystem::path home) {
-    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
-    co_return SettingsStore(store.database);
-}
 
 std::string withUnit(const Settings& settings, const SettingDescription& description) {
     const std::string text = settingText(settings, description);
@@ -34,7 +28,8 @@ void tell(const StoredSettings& stored, const SettingDescription& description) {
 }
 
 Task<void> list(std::filesystem::path home) {
-    const SettingsStore settings = co_await openSettings(std::move(home));
+    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
+    const SettingsStore settings(store.database);
     const StoredSettings stored = co_await settings.read();
     for (const SettingDescription& description : settingDescriptions()) {
         tell(stored, description);
@@ -46,7 +41,8 @@ Task<void> list(std::filesystem::path home) {
 
 Task<void> get(std::filesystem::path home, std::string key) {
     const SettingDescription& description = settingDescription(key);
-    const SettingsStore settings = co_await openSettings(std::move(home));
+    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
+    const SettingsStore settings(store.database);
     const StoredSettings stored = co_await settings.read();
     std::cout << settingText(stored.settings, description) << std::endl;
 }
@@ -59,13 +55,15 @@ Task<void> tellNow(SettingsStore settings, std::string key) {
 }
 
 Task<void> set(std::filesystem::path home, std::string key, std::string text) {
-    const SettingsStore settings = co_await openSettings(std::move(home));
+    const DispatchStore store = co_await DispatchStore::openBesideOwner(std::move(home));
+    const SettingsStore settings(store.database);
     co_await settings.set(key, std::move(text));
     co_await tellNow(settings, std::move(key));
 }
 
 Task<void> unset(std::filesystem::path home, std::string key) {
-    const SettingsStore settings = co_await openSettings(std::move(home));
+    const DispatchStore store = co_await DispatchStore::openBesideOwner(std::move(home));
+    const SettingsStore settings(store.database);
     co_await settings.unset(key);
     co_await tellNow(settings, std::move(key));
 }
@@ -78,11 +76,11 @@ int statusOf(Task<void> work) {
 }  // namespace
 
 int configListCommand(const ChosenHome& home) {
-    return statusOf(list(openDispatchHome(home)));
+    return statusOf(list(findDispatchHome(home)));
 }
 
 int configGetCommand(const ChosenHome& home, const std::string& key) {
-    return statusOf(get(openDispatchHome(home), key));
+    return statusOf(get(findDispatchHome(home), key));
 }
 
 int configSetCommand(const ChosenHome& home, const std::string& key, const std::string& text) {

@@ -1,5 +1,6 @@
 #include "host/dispatch_home.hpp"
 
+#include "host/private_files.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/platform/user_directories.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -19,11 +20,24 @@ EnvironmentMap environmentWithHome(const std::optional<std::filesystem::path>& c
 
 std::filesystem::path openDispatchHome(const std::optional<std::filesystem::path>& chosen) {
     try {
-        return FileLocations::dispatchHome(environmentWithHome(chosen));
+        const auto home = FileLocations::dispatchHome(environmentWithHome(chosen));
+        protectHome(home);
+        return home;
     } catch (const std::filesystem::filesystem_error& error) {
         throw UserError("The dispatch home " + error.path1().string() + " cannot be created (" +
                         error.code().message() + "); choose another with --home.");
     }
+}
+
+std::filesystem::path findDispatchHome(const std::optional<std::filesystem::path>& chosen) {
+    const auto home = locateDispatchHome(chosen);
+    std::error_code none;
+    if (!std::filesystem::exists(FileLocations::databaseURL(home), none)) {
+        throw UserError("There is no dispatch home at " + home.string() +
+                        ", for no queue is there; choose another with --home, or make this one with: "
+                        "quernlight-dispatch map set");
+    }
+    return home;
 }
 
 std::filesystem::path locateDispatchHome(const std::optional<std::filesystem::path>& chosen) {

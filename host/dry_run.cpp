@@ -1,6 +1,5 @@
 #include "host/dry_run.hpp"
 
-#include <cstdlib>
 #include <ostream>
 
 #include "host/backend_address.hpp"
@@ -8,6 +7,7 @@
 #include "host/intake/bug_source.hpp"
 #include "host/intake/known_bugs.hpp"
 #include "host/progress_board.hpp"
+#include "host/scratch_directory.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/shell_text.hpp"
@@ -21,29 +21,6 @@
 
 namespace quernlight::host {
 namespace {
-
-class ScratchDirectory {
-  public:
-    ScratchDirectory() {
-        std::string name = (std::filesystem::temp_directory_path() / "quernlight-dry-run-XXXXXX").string();
-        if (!mkdtemp(name.data())) {
-            throw UserError("No temporary directory can be made in " +
-                            std::filesystem::temp_directory_path().string() + "; free some disk space.");
-        }
-        path_ = name;
-    }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-    ~ScratchDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
 
 /// What is told besides the plan.
 class PrintingBoard final : public ProgressBoard {

@@ -4,11 +4,14 @@
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <thread>
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/private_files.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/platform/instant.hpp"
 
@@ -34,20 +37,40 @@ void writeOwner(int descriptor, const std::string& owner) {
     }
 }
 
+bool lockWithin(int descriptor, std::chrono::milliseconds patience) {
+    constexpr std::chrono::milliseconds pause{20};
+    const auto deadline = std::chrono::steady_clock::now() + patience;
+    while (flock(descriptor, LOCK_EX | LOCK_NB) != 0) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+    return true;
+}
+
 }  // namespace
 
-HomeLock::HomeLock(const std::filesystem::path& home) {
-    const std::filesystem::path lockFile = home / "owner.lock";
-    file_ = FileDescriptor(open(lockFile.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+HomeLock::HomeLock(const std::filesystem::path& home, std::chrono::milliseconds patience)
+    : path_(home / "owner.lock") {
+    makePrivateFile(path_);
+    file_ = FileDescriptor(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!file_) {
         throw UserError("The dispatch home " + home.string() + " cannot be written (" + std::strerror(errno) +
                         "); choose another with --home or mend its permissions.");
     }
-    if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
-        throw UserError("The dispatch home " + home.string() + " belongs to " + ownerOf(lockFile) +
+    if (!lockWithin(file_.get(), patience)) {
+        throw UserError("The dispatch home " + home.string() + " belongs to " + ownerOf(path_) +
                         "; stop that one first, or choose another home with --home.");
     }
     writeOwner(file_.get(), describeThisProcess());
+}
+
+bool HomeLock::isInPlace() const {
+    struct stat locked {};
+    struct stat there {};
+    return fstat(file_.get(), &locked) == 0 && stat(path_.c_str(), &there) == 0 &&
+           locked.st_dev == there.st_dev && locked.st_ino == there.st_ino;
 }
 
 }  // namespace quernlight::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 
 #include "quernlight/platform/file_descriptor.hpp"
@@ -11,11 +12,17 @@ namespace quernlight::host {
 /// it.
 class HomeLock {
   public:
-    /// Throws UserError, naming the owner and since when, when another process holds the home, or when the
-    /// file cannot be written.
-    explicit HomeLock(const std::filesystem::path& home);
+    /// Throws UserError, naming the owner and since when, when another process holds the home for longer than
+    /// `patience` (blocks), or when the file cannot be written.
+    explicit HomeLock(const std::filesystem::path& home,
+                      std::chrono::milliseconds patience = std::chrono::milliseconds(0));
+
+    /// Whether the home is still the one that was locked: false once it was removed, moved or replaced, for
+    /// then another process may own what is there now.
+    bool isInPlace() const;
 
   private:
+    std::filesystem::path path_;
     FileDescriptor file_;
 };
 

@@ -11,10 +11,17 @@
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/git/git_validator.hpp"
 #include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/platform/text.hpp"
 #include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
 namespace {
+
+void requireName(const std::string& option, const std::string& value) {
+    if (trimmed(value).empty()) {
+        throw UserError("The option " + option + " is empty; give it a value. Nothing was changed.");
+    }
+}
 
 /// The mapping to store. Worktrees never go into the checkout's own directory, where git would take them for
 /// content.
@@ -51,7 +58,7 @@ Task<void> setAndTell(MapSetOptions options) {
 }
 
 Task<void> listMappings(std::filesystem::path home) {
-    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
+    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
     const auto mappings = co_await store.mappings.allMappings();
     for (const AppMapping& mapping : mappings) {
         std::cout << withoutControls(mapping.bundleID + "  " + mapping.appName) << "  " << mapping.repoPath
@@ -80,6 +87,10 @@ Task<AppMapping> setMapping(MapSetOptions options) {
 }
 
 int mapSetCommand(const MapSetOptions& options) {
+    requireName("--bundle", options.bundleID);
+    requireName("--app", options.appName);
+    requireName("--base", options.baseBranch);
+    requireName("--repo", options.repo);
     MapSetOptions located = options;
     located.home = openDispatchHome(options.home);
     const HomeLock lock(*located.home);
@@ -87,8 +98,7 @@ int mapSetCommand(const MapSetOptions& options) {
 }
 
 int mapListCommand(const std::optional<std::filesystem::path>& home) {
-    const auto opened = openDispatchHome(home);
-    return statusOf(listMappings(opened));
+    return statusOf(listMappings(findDispatchHome(home)));
 }
 
 }  // namespace quernlight::host

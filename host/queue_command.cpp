@@ -32,7 +32,7 @@ std::string describe(const BugQueueItem& item) {
 }
 
 Task<void> list(std::filesystem::path home) {
-    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
+    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
     const auto items = co_await store.items.items(wholeQueue);
     for (const bool forPerson : {true, false}) {
         for (const BugQueueItem& item : items) {
@@ -117,12 +117,15 @@ Task<void> change(DispatchStore store, BugQueueItem item, QueueAction action) {
     }
 }
 
+Task<void> showItem(QueueItemOptions options) {
+    const DispatchStore store = co_await DispatchStore::openForReading(*options.home);
+    BugQueueItem item = co_await itemOf(store, options.bugID);
+    co_await show(store, std::move(item));
+}
+
 Task<void> act(QueueItemOptions options) {
     const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(*options.home));
-    BugQueueItem item = co_await itemOf(store, options.bugID);
-    if (options.action == QueueAction::show) {
-        co_return co_await show(store, std::move(item));
-    }
+    const BugQueueItem item = co_await itemOf(store, options.bugID);
     if (const auto why = refusalOf(options.action, item, options.again)) {
         refuse(item, *why);
     }
@@ -166,16 +169,16 @@ bool isAgreedTo(const QueueItemOptions& options) {
 }  // namespace
 
 int queueListCommand(const std::optional<std::filesystem::path>& home) {
-    return statusOf(list(openDispatchHome(home)));
+    return statusOf(list(findDispatchHome(home)));
 }
 
 int queueItemCommand(const QueueItemOptions& options) {
     QueueItemOptions located = options;
-    located.home = openDispatchHome(options.home);
-    std::optional<HomeLock> lock;
-    if (options.action != QueueAction::show) {
-        lock.emplace(*located.home);
+    located.home = findDispatchHome(options.home);
+    if (options.action == QueueAction::show) {
+        return statusOf(showItem(std::move(located)));
     }
+    const HomeLock lock(*located.home);
     if (!isAgreedTo(located)) {
         std::cout << "Nothing was changed." << std::endl;
         return 1;

@@ -40,12 +40,12 @@ class DispatchProcess {
     /// not end in time.
     int exitCode();
 
+    bool hasEnded();
+
     std::string output() const;
     std::string errorText() const;
 
   private:
-    bool hasEnded();
-
     const std::filesystem::path output_;
     pid_t pid_ = -1;
     bool ended_ = false;

@@ -1,5 +1,6 @@
 #include "host/home_lock.hpp"
 
+#include <future>
 #include <optional>
 
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "host/user_error.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight::host {
@@ -46,6 +48,27 @@ TEST_F(HomeLockTest, TheHomeIsFreeAgainWhenTheOwnerIsGone) {
 TEST_F(HomeLockTest, ALockFileThatACrashLeftBehindDoesNotLock) {
     test::writeFile(home / "owner.lock", "process 1 since 2026-03-04T05:06:07.000Z\n");
     EXPECT_EQ(refusal(), "");
+}
+
+TEST_F(HomeLockTest, IsInPlaceUntilTheHomeIsRemovedMovedOrReplaced) {
+    home /= "inner";
+    std::filesystem::create_directories(home);
+    const HomeLock lock(home);
+    EXPECT_TRUE(lock.isInPlace());
+    std::filesystem::rename(home, directory / "moved");
+    EXPECT_FALSE(lock.isInPlace());
+    test::writeFile(home / "owner.lock", "another's");
+    EXPECT_FALSE(lock.isInPlace());
+    std::filesystem::remove_all(home);
+    std::filesystem::rename(directory / "moved", home);
+    EXPECT_TRUE(lock.isInPlace());
+}
+
+TEST_F(HomeLockTest, OneWhoWaitsGetsTheHomeOnceItIsFree) {
+    std::optional<HomeLock> first(home);
+    auto second = std::async(std::launch::async, [this] { HomeLock(home, test::generousBound); });
+    first.reset();
+    EXPECT_NO_THROW(second.get());
 }
 
 TEST_F(HomeLockTest, HomesAreLockedOneByOne) {

@@ -1,0 +1,184 @@
+#include <optional>
+
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/storage/connection.hpp"
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+
+using Words = std::vector<std::string>;
+
+const std::vector<Words> readingCommands{{"queue", "list"},
+                                         {"queue", "show", "3f2a9c1d"},
+                                         {"map", "list"},
+                                         {"config", "list"},
+                                         {"config", "get", "sessions.max"}};
+
+/// The commands that only read, on homes that they cannot or must not change.
+class ReadingCommandsTest : public test::DispatchFixture {
+  protected:
+    Words onHome(Words words) const {
+        words.insert(words.end(), {"--home", home()});
+        return words;
+    }
+    test::Outcome command(Words words) { return dispatch(onHome(std::move(words))); }
+    void queueOneBug() {
+        reportClearBug("3f2a9c1d");
+        startBackend();
+        ASSERT_EQ(runOnce().exitCode, 0);
+    }
+    static bool hasOpen(pid_t process, const std::filesystem::path& file) {
+        std::error_code gone;
+        std::filesystem::directory_iterator entry("/proc/" + std::to_string(process) + "/fd", gone);
+        for (; !gone && entry != std::filesystem::directory_iterator(); entry.increment(gone)) {
+            std::error_code closed;
+            if (std::filesystem::read_symlink(entry->path(), closed) == file) {
+                return true;
+            }
+        }
+        return false;
+    }
+    void setVersion(int version) {
+        Connection(queueFile()).execute("PRAGMA user_version = " + std::to_string(version));
+    }
+    SQLValue version() {
+        return Connection(queueFile(), Connection::Access::readOnly)
+            .query("PRAGMA user_version")
+            .at(0)
+            .at("user_version");
+    }
+};
+
+TEST_F(ReadingCommandsTest, ManyAtOnceAllRead) {
+    mapApp();
+    for (int round = 0; round < 5; ++round) {
+        std::vector<std::unique_ptr<test::DispatchProcess>> programs;
+        for (const Words& words : {Words{"queue", "list"},
+                                   {"map", "list"},
+                                   {"config", "list"},
+                                   {"config", "set", "sessions.max", std::to_string(round + 1)}}) {
+            programs.push_back(start(onHome(words)));
+            programs.push_back(start(onHome(words)));
+        }
+        for (const auto& program : programs) {
+            EXPECT_EQ(program->exitCode(), 0) << program->errorText();
+        }
+    }
+}
+
+TEST_F(ReadingCommandsTest, TheLockThatAnotherProgramHoldsForAMomentIsWaitedFor) {
+    mapApp();
+    for (const Words& words : {Words{"queue", "list"}, {"config", "set", "sessions.max", "3"}}) {
+        std::optional<Connection> other(queueFile());
+        other->executeOneShot("PRAGMA locking_mode = EXCLUSIVE; BEGIN IMMEDIATE; COMMIT");
+        const auto program = start(onHome(words));
+        EXPECT_TRUE(
+            test::eventually([&] { return hasOpen(program->pid(), queueFile()) || program->hasEnded(); }));
+        other.reset();
+        EXPECT_EQ(program->exitCode(), 0) << program->errorText();
+    }
+}
+
+TEST_F(ReadingCommandsTest, AHomeThatIsNotThereIsToldAndNotMade) {
+    for (Words words : readingCommands) {
+        const auto outcome = command(words);
+        EXPECT_EQ(outcome.exitCode, 1) << words[0] << " " << words[1];
+        EXPECT_EQ(outcome.error, "quernlight-dispatch: There is no dispatch home at " + home().string() +
+                                     ", for no queue is there; choose another with --home, or make this one "
+                                     "with: quernlight-dispatch map set\n");
+    }
+    EXPECT_EQ(command({"queue", "retry", "3f2a9c1d"}).exitCode, 1);
+    EXPECT_FALSE(std::filesystem::exists(home()));
+}
+
+TEST_F(ReadingCommandsTest, AnOlderLayoutIsToldAndLeftAsItIs) {
+    queueOneBug();
+    setVersion(6);
+    for (Words words : readingCommands) {
+        const auto outcome = command(words);
+        EXPECT_EQ(outcome.exitCode, 1) << words[0] << " " << words[1];
+        EXPECT_THAT(outcome.error, HasSubstr(" has the layout of an older version, which reading does not "
+                                             "change; start the dispatcher once"));
+    }
+    EXPECT_EQ(version(), SQLValue::integer(6));
+}
+
+TEST_F(ReadingCommandsTest, ASettingThatIsSetBringsAnOlderLayoutUpToDateAlsoWithoutADispatcher) {
+    mapApp();
+    setVersion(6);
+    EXPECT_EQ(command({"config", "set", "sessions.max", "3"}).exitCode, 0);
+    EXPECT_EQ(command({"config", "get", "sessions.max"}).output, "3\n");
+}
+
+TEST_F(ReadingCommandsTest, ANewerVersionsQueueIsRefusedByEveryCommandAndLeftAsItIs) {
+    queueOneBug();
+    setVersion(8);
+    auto commands = readingCommands;
+    commands.insert(commands.end(),
+                    {{"config", "set", "sessions.max", "3"}, {"queue", "cancel", "3f2a9c1d"}});
+    for (Words words : commands) {
+        EXPECT_THAT(command(words).error, HasSubstr("was written by a newer version of this program"))
+            << words[0] << " " << words[1];
+    }
+    EXPECT_THAT(runOnce().error, HasSubstr("was written by a newer version of this program"));
+    EXPECT_THAT(runOnce({"--dry-run"}).error, HasSubstr("was written by a newer version of this program"));
+    EXPECT_EQ(version(), SQLValue::integer(8));
+}
+
+/// The home lies on a file system that cannot be written; as root, for whom permissions do not count, by a
+/// mount.
+class ReadOnlyHomeTest : public ReadingCommandsTest {
+  protected:
+    /// Whether that is allowed here.
+    bool makeReadOnly() {
+        namespace fs = std::filesystem;
+        fs::permissions(home(), fs::perms::owner_read | fs::perms::owner_exec);
+        return geteuid() != 0 ||
+               (mount(home().c_str(), home().c_str(), nullptr, MS_BIND, nullptr) == 0 &&
+                mount(nullptr, home().c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) == 0);
+    }
+    ~ReadOnlyHomeTest() override {
+        umount2(home().c_str(), MNT_DETACH);
+        std::error_code gone;
+        std::filesystem::permissions(home(), std::filesystem::perms::owner_all, gone);
+    }
+};
+
+TEST_F(ReadOnlyHomeTest, IsReadAllTheSame) {
+    queueOneBug();
+    if (!makeReadOnly()) {
+        GTEST_SKIP() << "mounting the home for reading only is not allowed here";
+    }
+    EXPECT_THAT(command({"queue", "list"}).output, HasSubstr("3f2a9c1d"));
+    EXPECT_THAT(command({"queue", "show", "3f2a9c1d"}).output, HasSubstr("enqueued"));
+    EXPECT_EQ(command({"config", "get", "sessions.max"}).output, "2\n");
+    EXPECT_EQ(command({"map", "list"}).exitCode, 0);
+}
+
+TEST_F(ReadOnlyHomeTest, IsReadWithWhatACrashLeftInTheLog) {
+    queueOneBug();
+    const auto aside = repository.scratch("aside");
+    std::filesystem::create_directories(aside);
+    Connection writer(queueFile());
+    writer.execute("UPDATE queue_items SET title = 'Written last'");
+    writer.execute("UPDATE queue_items SET error_message = NULL");
+    std::filesystem::copy(home(), aside, std::filesystem::copy_options::recursive);
+    std::filesystem::remove(aside / "queue.sqlite-shm");
+    std::filesystem::rename(home(), repository.scratch("original"));
+    std::filesystem::rename(aside, home());
+    if (!makeReadOnly()) {
+        GTEST_SKIP() << "mounting the home for reading only is not allowed here";
+    }
+    EXPECT_THAT(command({"queue", "list"}).output, HasSubstr("Written last"));
+}
+
+}  // namespace
+}  // namespace quernlight
