@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/command_line/command_line.hpp"
+#include "host/command_line/path_option.hpp"
 #include "host/config_command.hpp"
 
 namespace quernlight::host {
@@ -19,7 +20,7 @@ template <class Command>
 CLI::App* add(CLI::App& config, const char* name, const char* help,
               const std::shared_ptr<ConfigOptions>& options, ChosenCommand& chosen, Command command) {
     CLI::App* app = config.add_subcommand(name, help);
-    app->add_option("--home", options->home, "Dispatch home; default: the user's own");
+    addHomeOption(*app, options->home);
     app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
     return app;
 }

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/command_line/command_line.hpp"
+#include "host/command_line/path_option.hpp"
 #include "host/map_command.hpp"
 
 namespace quernlight::host {
@@ -13,11 +14,11 @@ void addSet(CLI::App& map, ChosenCommand& chosen) {
     CLI::App* set = map.add_subcommand("set", "Say which repository an app's bugs are worked on in");
     set->add_option("--bundle", options->bundleID, "The app's bundle identifier")->required();
     set->add_option("--app", options->appName, "The app's name")->required();
-    set->add_option("--repo", options->repo, "A checkout of the app's repository")->required();
+    addPathOption(*set, "--repo", options->repo, "A checkout of the app's repository")->required();
     set->add_option("--base", options->baseBranch, "Branch that worktrees start from")->capture_default_str();
-    set->add_option("--worktrees", options->worktrees,
-                    "Directory for the worktrees; default: beside the repository");
-    set->add_option("--home", options->home, "Dispatch home; default: the user's own");
+    addPathOption(*set, "--worktrees", options->worktrees,
+                  "Directory for the worktrees; default: beside the repository");
+    addHomeOption(*set, options->home);
     set->callback([options, &chosen] { chosen = [options] { return mapSetCommand(*options); }; });
 }
 
@@ -29,7 +30,7 @@ void addMapCommand(CLI::App& program, ChosenCommand& chosen) {
     addSet(*map, chosen);
     const auto home = std::make_shared<std::optional<std::filesystem::path>>();
     CLI::App* list = map->add_subcommand("list", "List the mappings");
-    list->add_option("--home", *home, "Dispatch home; default: the user's own");
+    addHomeOption(*list, *home);
     list->callback([home, &chosen] { chosen = [home] { return mapListCommand(*home); }; });
 }
 

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/command_line/command_line.hpp"
+#include "host/command_line/path_option.hpp"
 #include "host/queue_command.hpp"
 
 namespace quernlight::host {
@@ -14,7 +15,7 @@ void addItemCommand(CLI::App& queue, ChosenCommand& chosen, QueueAction action, 
     options->action = action;
     CLI::App* app = queue.add_subcommand(name, help);
     app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
-    app->add_option("--home", options->home, "Dispatch home; default: the user's own");
+    addHomeOption(*app, options->home);
     if (action == QueueAction::retry) {
         app->add_flag("--again", options->again, "Also a bug whose work is completed; asks first");
         app->add_flag("--yes", options->yes, "Do not ask");
@@ -29,7 +30,7 @@ void addQueueCommand(CLI::App& program, ChosenCommand& chosen) {
     queue->require_subcommand(1);
     const auto home = std::make_shared<std::optional<std::filesystem::path>>();
     CLI::App* list = queue->add_subcommand("list", "List them, those that need a person first");
-    list->add_option("--home", *home, "Dispatch home; default: the user's own");
+    addHomeOption(*list, *home);
     list->callback([home, &chosen] { chosen = [home] { return queueListCommand(*home); }; });
     using enum QueueAction;
     addItemCommand(*queue, chosen, show, "show", "Show one bug with its history");

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/command_line/command_line.hpp"
+#include "host/command_line/path_option.hpp"
 #include "host/run_command.hpp"
 
 namespace quernlight::host {
@@ -21,9 +22,9 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
     const auto options = std::make_shared<RunOptions>();
     CLI::App* run = program.add_subcommand("run", "Work on a backend's bugs");
     run->add_option("--backend", options->backend, "Address of the bug backend (setting backend.url)");
-    run->add_option("--token-file", options->tokenFile, "File that holds the administrator token")
+    addPathOption(*run, "--token-file", options->tokenFile, "File that holds the administrator token")
         ->required();
-    run->add_option("--home", options->home, "Dispatch home; default: the user's own");
+    addHomeOption(*run, options->home);
     addSetting(*run, *options, "--max-sessions", "sessions.max", "Agents at work at the same time");
     addSetting(*run, *options, "--idle-timeout", "sessions.idle_timeout_seconds",
                "Seconds without activity that fail a session");
@@ -31,7 +32,7 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
                "Seconds that the completion comment may come after the agent's exit");
     run->add_flag("--once", options->once, "Take bugs in once and end when nothing is queued or running");
     run->add_flag("--dry-run", options->dryRun, "Only say what would be enqueued and started");
-    run->add_option("--log-file", options->logFile, "File to whose end the log is written as well");
+    addPathOption(*run, "--log-file", options->logFile, "File to whose end the log is written as well");
     run->add_flag("--log-json", options->logJson, "Log as one JSON object a line");
     run->callback([options, &chosen] { chosen = [options] { return runCommand(*options); }; });
 }

@@ -1,3 +1,5 @@
+#include <map>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -67,6 +69,31 @@ TEST_F(MapCommandTest, ABranchThatIsNotThereIsRefused) {
     EXPECT_THAT(error,
                 StartsWith("quernlight-dispatch: The repository " + checkout() + " has no branch \"nope\""));
     EXPECT_THAT(error, HasSubstr("; name one with --base.\n"));
+}
+
+TEST_F(MapCommandTest, EmptyNamesAreRefusedBeforeAHomeIsMade) {
+    for (const char* option : {"--bundle", "--app", "--base", "--repo"}) {
+        std::map<std::string, std::string> given{
+            {"--bundle", "com.acme.shop"}, {"--app", "Shop"}, {"--base", "main"}, {"--repo", checkout()}};
+        given[option] = " ";
+        std::vector<std::string> words{"map", "set", "--home", home()};
+        for (const auto& [name, value] : given) {
+            words.insert(words.end(), {name, value});
+        }
+        const auto outcome = dispatch(words);
+        EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+        EXPECT_THAT(outcome.error, HasSubstr("The option " + std::string(option) + " is empty"));
+    }
+    EXPECT_FALSE(std::filesystem::exists(home()));
+}
+
+TEST_F(MapCommandTest, ATildeThatTheShellHasLeftIsTheUsersHome) {
+    const auto user = tokenFile().parent_path();
+    const auto outcome = dispatch({"map", "set", "--bundle", "com.acme.shop", "--app", "Shop",
+                                   "--repo=" + checkout(), "--worktrees=~/trees", "--home=~/bugs"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(outcome.output, HasSubstr("with worktrees in " + (user / "trees").string()));
+    EXPECT_TRUE(std::filesystem::exists(user / "bugs/queue.sqlite"));
 }
 
 TEST_F(MapCommandTest, WorktreesInsideTheCheckoutAreRefused) {

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include <sys/stat.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -70,6 +71,25 @@ TEST_F(RunBadInputTest, AMissingTokenFileIsNamed) {
     std::filesystem::remove(tokenFile());
     EXPECT_EQ(complaint(runOnce()), "The token file " + tokenFile().string() +
                                         " cannot be read; write the administrator token into it.\n");
+}
+
+TEST_F(RunBadInputTest, ATildeThatTheShellHasLeftIsTheUsersHomeForEveryPath) {
+    startBackend();
+    const auto user = tokenFile().parent_path();
+    auto words = runWith({"--once", "--log-file=~/run.log"});
+    words[4] = "~/" + tokenFile().filename().string();
+    words[6] = "~/bugs";
+    EXPECT_EQ(dispatch(words).exitCode, 0);
+    EXPECT_TRUE(std::filesystem::exists(user / "run.log"));
+    EXPECT_TRUE(std::filesystem::exists(user / "bugs/queue.sqlite"));
+}
+
+TEST_F(RunBadInputTest, AQueueThatIsNoRegularFileIsRefusedWithoutWaiting) {
+    std::filesystem::create_directories(home());
+    ASSERT_EQ(mkfifo(queueFile().c_str(), 0600), 0);
+    startBackend();
+    EXPECT_EQ(complaint(runOnce()),
+              "The queue in " + queueFile() + " is no regular file; choose another home with --home.\n");
 }
 
 TEST_F(RunBadInputTest, AHomeThatCannotBeMadeIsNamed) {

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+namespace quernlight::host {
+
+/// `path` with a leading "~" or "~/", which a shell leaves alone in "--home=~/bugs", made the user's home,
+/// and
+/// "~name" that of another user. What names no user stays as it is.
+std::string withUserHome(std::string path);
+
+/// An option for a path; `target` is a std::filesystem::path, a std::string, or an optional one.
+template <class Target>
+CLI::Option* addPathOption(CLI::App& app, const std::string& names, Target& target, const std::string& help) {
+    return app.add_option(names, target, help)->transform([](const std::string& path) {
+        return withUserHome(path);
+    });
+}
+
+template <class Target>
+void addHomeOption(CLI::App& app, Target& home) {
+    addPathOption(app, "--home", home, "Dispatch home; default: the user's own");
+}
+
+}  // namespace quernlight::host
