@@ -49,8 +49,10 @@ void writeAgentFile(const DemoDirectory& directory, const Url& backend) {
     writePrivately(directory.codexHome() / "standin.json", boost::json::serialize(access));
 }
 
-DispatchProgramOptions programOptions(const DemoDirectory& directory, const Url& backend) {
+DispatchProgramOptions programOptions(const DemoDirectory& directory, const HomeLock& lock,
+                                      const Url& backend) {
     DispatchProgramOptions options{.home = directory.dispatchHome(),
+                                   .lock = &lock,
                                    .backend = backend,
                                    .adminToken = readToken(directory.tokenFile()),
                                    .environment = currentEnvironmentMap()};
@@ -63,8 +65,8 @@ DispatchProgramOptions programOptions(const DemoDirectory& directory, const Url&
 /// One demo from its first file to its checks.
 class Demo {
   public:
-    Demo(const DemoDirectory& directory, StandInPrograms programs, ProgressBoard& board)
-        : directory_(directory), programs_(std::move(programs)), board_(board) {}
+    Demo(const DemoDirectory& directory, const HomeLock& lock, StandInPrograms programs, ProgressBoard& board)
+        : directory_(directory), lock_(lock), programs_(std::move(programs)), board_(board) {}
 
     Task<void> run() {
         co_await makeDemoRepository(directory_, programs_);
@@ -74,7 +76,7 @@ class Demo {
         writeAgentFile(directory_, backend.url());
         co_await setMapping(mappingOptions());
         if (!stopped()) {
-            co_await dispatchBugs(programOptions(directory_, backend.url()), board_, stopButton_);
+            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), board_, stopButton_);
         }
         if (!stopped()) {
             findings_ = co_await checkDemo(directory_);
@@ -98,6 +100,7 @@ class Demo {
     }
 
     const DemoDirectory& directory_;
+    const HomeLock& lock_;
     const StandInPrograms programs_;
     ProgressBoard& board_;
     std::shared_ptr<StopButton> stopButton_ = std::make_shared<StopButton>();
@@ -134,7 +137,7 @@ int demoCommand(const DemoOptions& options) {
         << std::flush;
     boost::asio::io_context io;
     const auto board = makeBoard(io.get_executor(), {.history = false});
-    Demo demo(directory, programs, *board);
+    Demo demo(directory, lock, programs, *board);
     runWithSignals(io, demo.run(), [&](int count) {
         board->note(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");
         demo.stop();

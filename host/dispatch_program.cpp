@@ -96,7 +96,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .instructions = InstructionFiles::prepare(options.home),
         .environment = options.environment,
         .settings = settings.now(),
-        .board = board};
+        .board = board,
+        .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     Dispatcher dispatcher(services, settings, options.dispatcher);
     stopButton->dispatcher_ = &dispatcher;
     if (stopButton->presses_ > 0) {

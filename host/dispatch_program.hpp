@@ -8,6 +8,7 @@
 #include <boost/asio/io_context.hpp>
 
 #include "host/dispatcher.hpp"
+#include "host/home_lock.hpp"
 #include "host/log_board.hpp"
 #include "quernlight/platform/url.hpp"
 #include "quernlight/platform/user_directories.hpp"
@@ -15,8 +16,9 @@
 namespace quernlight::host {
 
 struct DispatchProgramOptions {
-    std::filesystem::path home;    ///< exists
-    std::optional<Url> backend{};  ///< absent: the setting
+    std::filesystem::path home;      ///< exists
+    const HomeLock* lock = nullptr;  ///< on the home; outlives the program
+    std::optional<Url> backend{};    ///< absent: the setting
     std::string adminToken;
     EnvironmentMap environment;   ///< the caller's; what the agent gets of it is chosen here
     SettingOverrides settings{};  ///< above what is stored

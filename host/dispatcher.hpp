@@ -66,6 +66,7 @@ class Dispatcher {
     void endIfTokenIsRefused();
     bool isClaimed(const ProcessEntry& process) const;
     void tellUnclaimedChildren();
+    void lookAtHome();
     Task<void> lookAtDisk();
     Task<void> refreshSettings();
     Task<void> findInterrupted();
@@ -112,6 +113,7 @@ class Dispatcher {
     bool done_ = false;           // nothing is left to do, and nothing more will come
     bool stopping_ = false;
     int unstoredEnds_ = 0;  // of sessions, while stopping
+    bool homeIsAway_ = false;  // as it was last told
 };
 
 }  // namespace quernlight::host

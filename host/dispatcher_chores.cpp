@@ -29,6 +29,12 @@ constexpr int beatsPerLook = 4;  // at the settings, the memory and the orphans
 constexpr std::chrono::seconds longestStep{1};
 constexpr std::chrono::seconds settlingPause{3};
 
+std::string describeLostHome(const std::filesystem::path& home) {
+    return "The dispatch home " + home.string() +
+           " was removed, moved or replaced while this dispatcher runs. Sessions that run go on, but nothing new "
+           "begins. Put it back as it was, or stop this dispatcher and start it again.";
+}
+
 Task<void> sleepFor(std::chrono::milliseconds time) {
     boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
     timer.expires_after(time);
@@ -86,6 +92,7 @@ Task<void> Dispatcher::heartbeat() {
             orphans_.sweep();
             tellUnclaimedChildren();
             endIfTokenIsRefused();
+            lookAtHome();
             co_await troubleIn(lookAtDisk());
             co_await troubleIn(refreshSettings());
             changed_.notify();
@@ -130,8 +137,21 @@ void Dispatcher::tellUnclaimedChildren() {
     }
 }
 
+/// One alert for as long as it is away. A run once has nothing to wait for.
+void Dispatcher::lookAtHome() {
+    const std::string trouble = services_.homeIsInPlace() ? "" : describeLostHome(services_.home);
+    if (!trouble.empty() && options_.once && !failure_) {
+        return endWith(std::make_exception_ptr(UserError(trouble)));
+    }
+    services_.board.condition("home", trouble);
+    if (homeIsAway_ && trouble.empty()) {
+        services_.board.note("The dispatch home is back in its place.");
+    }
+    homeIsAway_ = !trouble.empty();
+}
+
 Task<void> Dispatcher::lookAtDisk() {
-    if (!services_.disk.isTrialDue(steady_clock::now())) {
+    if (!services_.homeIsInPlace() || !services_.disk.isTrialDue(steady_clock::now())) {
         co_return;
     }
     const bool isWritable = co_await canBeWritten(services_.store, services_.background, services_.home,
@@ -175,6 +195,9 @@ Task<void> Dispatcher::settleInterrupted() {
 }
 
 Task<void> Dispatcher::settleOnce() {
+    if (!services_.homeIsInPlace()) {
+        co_return;
+    }
     const auto waiting = unsettled_;
     for (const auto& [itemID, unsettled] : waiting) {
         const auto current = co_await services_.store.items.item(itemID);
@@ -202,7 +225,10 @@ Task<void> Dispatcher::settleOnce() {
 Task<void> Dispatcher::takeBugsIn() {
     int failures = 0;
     do {
-        const std::exception_ptr trouble = co_await troubleIn(intake_.takeIn());
+        std::exception_ptr trouble;
+        if (services_.homeIsInPlace()) {
+            trouble = co_await troubleIn(intake_.takeIn());
+        }
         failures = trouble ? failures + 1 : 0;
         if (trouble && options_.once) {
             endWith(trouble);
@@ -221,7 +247,9 @@ Task<void> Dispatcher::retireRepeatedly() {
         co_await sleepFor(heartbeatInterval);
     }
     while (!options_.once) {
-        co_await troubleIn(retirement_.retireMerged());
+        if (services_.homeIsInPlace()) {
+            co_await troubleIn(retirement_.retireMerged());
+        }
         co_await pauseFor(&Settings::pollMergeSeconds);
     }
 }

@@ -33,7 +33,7 @@ Interruption interruptionBy(const std::exception_ptr& trouble) {
 Task<void> Dispatcher::fillFreePlaces() {
     for (BugQueueItem& item : co_await services_.store.items.items()) {
         const bool isFull = std::ssize(sessions_) >= services_.settings.maxSessions;
-        if (stopping_ || isFull || !services_.disk.isWell()) {
+        if (stopping_ || isFull || !services_.disk.isWell() || !services_.homeIsInPlace()) {
             co_return;
         }
         const bool startable = co_await mayStart(item);
@@ -111,7 +111,7 @@ Task<void> Dispatcher::start(BugQueueItem listed) {
             item.id,
             "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".");
     }
-    if (stopping_ || isBusy(item.id) || !services_.disk.isWell()) {
+    if (stopping_ || isBusy(item.id) || !services_.disk.isWell() || !services_.homeIsInPlace()) {
         co_return;
     }
     const Uuid itemID = item.id;

@@ -44,6 +44,7 @@ int runCommand(const RunOptions& options) {
     const auto board = makeBoard(io.get_executor(), boardOptions);
     const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
+                                   .lock = &lock,
                                    .backend = backend,
                                    .adminToken = token,
                                    .environment = currentEnvironmentMap(),

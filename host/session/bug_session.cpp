@@ -81,7 +81,7 @@ Task<void> BugSession::travelWhileAllIsWell() {
         co_return;
     }
     std::string goal = co_await writeGoal();
-    if (watched_.stopRequested) {
+    if (watched_.stopRequested || !services_.homeIsInPlace()) {
         co_return show("queued");  // nothing has begun
     }
     co_await services_.manager.markStarting(item_.id, sessionID_);

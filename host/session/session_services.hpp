@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 #include "host/disk_health.hpp"
 #include "host/dispatch_store.hpp"
@@ -38,6 +39,9 @@ struct SessionServices {
     EnvironmentMap environment;  ///< the program's own, from which the agent's is chosen
     const Settings& settings;    ///< as it is now; may change between two looks
     ProgressBoard& board;
+    /// False once the home was removed, moved or replaced: then nothing new may begin, for what is written
+    /// into it would be lost, or be another owner's.
+    std::function<bool()> homeIsInPlace = [] { return true; };
 };
 
 }  // namespace quernlight::host
