@@ -4,7 +4,16 @@
 
 namespace quernlight::host {
 
+bool holdsCredentials(std::string_view address) {
+    const std::size_t scheme = address.find("://");
+    const std::string_view rest = scheme == std::string_view::npos ? address : address.substr(scheme + 3);
+    return rest.substr(0, rest.find_first_of("/?#")).find('@') != std::string_view::npos;
+}
+
 Url parseBackendAddress(const std::string& text) {
+    if (holdsCredentials(text)) {
+        throw UserError(credentialsRefusal);
+    }
     const auto url = Url::parse(text);
     if (!url || (url->scheme() != "http" && url->scheme() != "https") || url->host().empty()) {
         throw UserError("The backend \"" + text + "\" is no address; give one like https://bugs.example.");

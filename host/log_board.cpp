@@ -13,6 +13,7 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "host/private_files.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/platform/control_characters.hpp"
@@ -35,8 +36,9 @@ int openingMode(const std::string& file) {
 FileDescriptor openedLog(const std::string& file) {
     std::error_code ignored;  // opening the file tells
     std::filesystem::create_directories(std::filesystem::path(file).parent_path(), ignored);
+    makePrivateFile(file);
     const int flags = openingMode(file) | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC;
-    FileDescriptor opened(open(file.c_str(), flags, 0666));
+    FileDescriptor opened(open(file.c_str(), flags, 0600));
     if (!opened) {
         throw UserError("The log file " + file + " cannot be written (" +
                         std::generic_category().message(errno) + "); choose another with --log-file.");

@@ -19,7 +19,8 @@ class LogBoard final : public ProgressBoard {
     /// Writes to standard output.
     explicit LogBoard(LogFormat format);
 
-    /// Writes to the end of the file, which may be a named pipe. Throws UserError when it cannot be written.
+    /// Writes to the end of the file, which may be a named pipe, and takes other users' rights to it away.
+    /// Throws UserError when it cannot be written.
     LogBoard(LogFormat format, const std::string& file);
 
     void show(const BugProgress&) override {}  // its events tell

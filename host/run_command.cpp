@@ -3,11 +3,13 @@
 #include <iostream>
 
 #include "host/backend_address.hpp"
+#include "host/core_dumps.hpp"
 #include "host/dispatch_home.hpp"
 #include "host/dispatch_program.hpp"
 #include "host/dry_run.hpp"
 #include "host/event_loop.hpp"
 #include "host/home_lock.hpp"
+#include "host/private_files.hpp"
 #include "host/token_file.hpp"
 #include "host/user_error.hpp"
 
@@ -31,6 +33,7 @@ int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, con
 
 int runCommand(const RunOptions& options) {
     checkOverrides(options.settings);
+    switchOffCoreDumps();
     const auto backend = givenBackend(options);
     const std::string token = readToken(options.tokenFile);
     if (options.dryRun) {
@@ -38,6 +41,7 @@ int runCommand(const RunOptions& options) {
     }
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
+    protectTranscripts(home);
     boost::asio::io_context io;
     const BoardOptions boardOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
                                     .logFile = options.logFile};

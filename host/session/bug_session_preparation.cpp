@@ -1,4 +1,5 @@
 #include "host/failure_sentence.hpp"
+#include "host/private_files.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/session/git_cause.hpp"
@@ -21,6 +22,7 @@ Task<void> BugSession::openAttempt() {
 
 SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
     const auto directory = FileLocations::sessionAttemptDirectory(services_.home, item_.id, number);
+    protectAttempt(services_.home, directory);
     return {.id = randomUuid(),
             .queueItemID = item_.id,
             .attemptNumber = number,

@@ -6,6 +6,7 @@
 #include <optional>
 #include <system_error>
 
+#include "host/backend_address.hpp"
 #include "host/settings/word_list.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/platform/text.hpp"
@@ -88,6 +89,9 @@ std::optional<bool> parseFlag(std::string_view text) {
 }
 
 std::optional<std::string> parseAddress(std::string_view text) {
+    if (holdsCredentials(text)) {
+        throw UserError(credentialsRefusal);
+    }
     const auto url = Url::parse(std::string(text));
     const bool usable = url && (url->scheme() == "http" || url->scheme() == "https") && !url->host().empty();
     return usable ? std::optional(std::string(text)) : std::nullopt;

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "quernlight/runner/ansi_plain_text_converter.hpp"
@@ -17,6 +18,16 @@ namespace {
     throw std::system_error(errno, std::generic_category(), path.string());
 }
 
+/// What an earlier version made is readable by others. Another user's file, or what is no file, is their
+/// affair.
+void keepFromOtherUsers(const FileDescriptor& file) {
+    constexpr mode_t othersRights = S_IRWXG | S_IRWXO;
+    struct stat found {};
+    if (::fstat(file.get(), &found) == 0 && S_ISREG(found.st_mode) && (found.st_mode & othersRights) != 0) {
+        [[maybe_unused]] const int changed = ::fchmod(file.get(), found.st_mode & S_IRWXU);
+    }
+}
+
 void openForAppending(FileDescriptor& file, const std::filesystem::path& path) {
     if (file) {
         return;
@@ -24,10 +35,11 @@ void openForAppending(FileDescriptor& file, const std::filesystem::path& path) {
     if (path.has_parent_path()) {
         std::filesystem::create_directories(path.parent_path());
     }
-    file = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+    file = FileDescriptor(::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
     if (!file) {
         throwSystemError(path);
     }
+    keepFromOtherUsers(file);
 }
 
 void writeAll(const FileDescriptor& file, const std::filesystem::path& path, std::string_view bytes) {

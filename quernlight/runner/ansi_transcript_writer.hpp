@@ -10,8 +10,9 @@
 namespace quernlight {
 
 /// Keeps what one session writes to its terminal twice: exactly as received, and as readable text. Appends
-/// to files that exist; creates missing ones and their directories on the first append. Safe from any
-/// thread, on which it writes before it returns; both files hold the chunks in the same order.
+/// to files that exist; creates missing ones and their directories on the first append. The files are for
+/// their owner only, also those that were readable by others before. Safe from any thread, on which it writes
+/// before it returns; both files hold the chunks in the same order.
 class ANSITranscriptWriter {
   public:
     ANSITranscriptWriter(std::filesystem::path ansiPath, std::filesystem::path textPath);

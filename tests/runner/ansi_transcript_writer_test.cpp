@@ -36,6 +36,16 @@ TEST_F(ANSITranscriptWriterTest, TheFirstAppendCreatesMissingDirectoriesAndBothF
     EXPECT_EQ(text(), "ab\n");
 }
 
+TEST_F(ANSITranscriptWriterTest, TheFilesAreForTheirOwnerOnlyAlsoWhenOthersCouldReadThemBefore) {
+    using std::filesystem::perms;
+    writeFile(textPath, "");
+    std::filesystem::permissions(textPath, perms(0666));
+    writer.append("a");
+    for (const auto& path : {ansiPath, textPath}) {
+        EXPECT_EQ(std::filesystem::status(path).permissions(), perms::owner_read | perms::owner_write);
+    }
+}
+
 TEST_F(ANSITranscriptWriterTest, NothingIsWrittenWhenTheTextFileCannotBeOpened) {
     writeFile(directory / "texts", "in the way");
     EXPECT_ANY_THROW(writer.append("lost"));
