@@ -6,6 +6,7 @@
 #include "host/dispatch_store.hpp"
 #include "host/event_loop.hpp"
 #include "host/home_lock.hpp"
+#include "host/resolved_mapping.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -36,9 +37,9 @@ Task<AppMapping> checkedMapping(MapSetOptions options) {
                             : "There is no git repository at " + path + " (" + validation.message +
                                   "); give the path of a checkout with --repo.");
     }
-    const std::string& root = *validation.repositoryRoot;
-    const std::string worktrees = options.worktrees ? WorktreeNaming::standardizedPath(*options.worktrees)
-                                                    : WorktreeNaming::defaultRootPath(root);
+    const std::string root = resolvedPath(*validation.repositoryRoot);
+    const std::string worktrees =
+        resolvedPath(options.worktrees ? *options.worktrees : WorktreeNaming::defaultRootPath(root));
     if (worktrees == root || WorktreeNaming::isInside(worktrees, root)) {
         throw UserError("The worktrees cannot lie inside the checkout " + root +
                         "; choose a directory beside it with --worktrees.");

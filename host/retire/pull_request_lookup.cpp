@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include "host/resolved_mapping.hpp"
+
 namespace quernlight::host {
 
 Task<std::vector<BugInReview>> PullRequestLookup::reviewsOf(std::vector<BugQueueItem> items) {
@@ -22,7 +24,8 @@ Task<std::vector<BugInReview>> PullRequestLookup::reviewsOf(std::vector<BugQueue
         }
         const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
         if (mapping) {
-            reviews.push_back({.item = std::move(item), .mapping = *mapping, .prURL = std::move(*prURL)});
+            reviews.push_back(
+                {.item = std::move(item), .mapping = resolved(*mapping), .prURL = std::move(*prURL)});
         }
     }
     co_return reviews;

@@ -7,6 +7,7 @@
 #include "host/failure_of.hpp"
 #include "host/failure_sentence.hpp"
 #include "host/processes/process_metadata.hpp"
+#include "host/resolved_mapping.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/agent_environment.hpp"
 #include "host/session/comment_poll.hpp"
@@ -42,7 +43,7 @@ std::optional<std::string> reasonToFail(std::exception_ptr failure) {
 BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping)
     : services_(services),
       item_(std::move(item)),
-      mapping_(std::move(mapping)),
+      mapping_(resolved(std::move(mapping))),
       agent_(services_.runner, sessionID_, "bug " + item_.bugID),
       progress_(progressOf(item_)) {}
 

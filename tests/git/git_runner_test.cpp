@@ -83,13 +83,6 @@ TEST_F(GitRunnerTest, ArgumentsReachGitAsTheyAre) {
     EXPECT_EQ(runGitNow({"-C", repository, "log", format}), (GitCommandResult{0, "$HOME '*' \"; exit 3"}));
 }
 
-TEST_F(GitRunnerTest, VariablesThatAreAddedReachWhatGitStarts) {
-    const GitRunner git = runGitWith({"QUERNLIGHT_MARK=one of ours"});
-    const auto result =
-        test::runTask(git({"-c", "alias.marks=!printenv QUERNLIGHT_MARK GIT_TERMINAL_PROMPT #", "marks"}));
-    EXPECT_EQ(result, (GitCommandResult{0, "one of ours\n0"}));
-}
-
 TEST_F(GitRunnerTest, TheSystemsGitIsStartedWhateverThePathSays) {
     const std::string impostor = sandbox.path("bin/git");
     test::writeFile(impostor, "#!/bin/sh\necho impostor\n");

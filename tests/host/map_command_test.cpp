@@ -57,6 +57,15 @@ TEST_F(MapCommandTest, WhoeverStartsItMayIgnoreTheEndOfItsChildren) {
     EXPECT_EQ(dispatch(mapWith({"--repo", checkout()})).exitCode, 0);
 }
 
+/// As git prints them, so that what it says of them is recognised.
+TEST_F(MapCommandTest, PathsThroughSymbolicLinksAreStoredResolved) {
+    const auto link = repository.scratch("link");
+    std::filesystem::create_directory_symlink(repository.scratch("."), link);
+    dispatch(mapWith({"--repo", (link / "shop").string(), "--worktrees", (link / "new/worktrees").string()}));
+    EXPECT_THAT(listed(), HasSubstr("  " + checkout() + "  main  " +
+                                    repository.scratch("new/worktrees").string() + "\n"));
+}
+
 TEST_F(MapCommandTest, APathWithoutARepositoryIsRefused) {
     const std::string error = refusal({"--repo", repository.scratch("nothing")});
     EXPECT_THAT(error, StartsWith("quernlight-dispatch: There is no git repository at " +

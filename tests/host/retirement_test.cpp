@@ -111,6 +111,22 @@ TEST_F(RetirementTest, AMergedBugsOwnWorktreeGoesAndNoOther) {
     EXPECT_THAT(board.notes, IsEmpty());
 }
 
+/// Git knows the worktree by the path behind the link.
+TEST_F(RetirementTest, BehindASymbolicLinkAWorktreeGoesWithGitsMemoryOfIt) {
+    const auto link = hosted.scratch("link");
+    std::filesystem::create_directory_symlink(root, link);
+    const Uuid item = merged("3f2a9c1d");
+    run(store.mappings.upsert({.bundleID = "com.acme.shop",
+                               .appName = "Shop",
+                               .repoPath = repository,
+                               .worktreeRootPath = link.string()}));
+    run(retirement.retireMerged());
+    EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+    EXPECT_FALSE(std::filesystem::exists(root / "Shop-3f2a9c1d"));
+    EXPECT_THAT(hosted.git({"worktree", "list", "--porcelain"}),
+                testing::Not(HasSubstr((root / "Shop-3f2a9c1d").string() + "\n")));
+}
+
 /// Intake takes no such id in, but others may write to the queue as well.
 TEST_F(RetirementTest, AWorktreeOutsideTheConfiguredRootIsLeftAlone) {
     const Uuid item = merged("/../../y");
