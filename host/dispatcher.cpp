@@ -39,6 +39,7 @@ Task<void> Dispatcher::run() {
     executor_ = co_await boost::asio::this_coro::executor;
     co_await services_.manager.bootstrap();
     co_await events_.begin();
+    co_await endOrphans();
     co_await findInterrupted();
     co_await releaseMappedItems();
     co_await showQueue();

@@ -69,6 +69,7 @@ class Dispatcher {
     void lookAtHome();
     Task<void> lookAtDisk();
     Task<void> refreshSettings();
+    Task<void> endOrphans();
     Task<void> findInterrupted();
     Task<void> settleOnce();
     Task<void> pauseFor(double Settings::*seconds, int failures = 0);

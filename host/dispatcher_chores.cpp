@@ -13,6 +13,7 @@
 #include "host/dispatcher.hpp"
 #include "host/failure_of.hpp"
 #include "host/intake/bug_source.hpp"
+#include "host/processes/git_marks.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
@@ -165,6 +166,26 @@ Task<void> Dispatcher::lookAtDisk() {
 Task<void> Dispatcher::refreshSettings() {
     for (const std::string& news : co_await settings_.refresh()) {
         services_.board.noteOnce(news);
+    }
+}
+
+/// A git of an earlier owner may still change a repository, or remove what it has half done.
+Task<void> Dispatcher::endOrphans() {
+    while (!stopping_) {
+        const auto gits = co_await endOrphanedGits(services_.home);
+        const std::string trouble =
+            gits.empty() ? ""
+                         : "Process " + std::to_string(gits.front().pid) +
+                               ", a git that an earlier run left behind, cannot be ended; nothing starts "
+                               "until it has ended.";
+        services_.board.condition("orphaned gits", trouble);
+        if (gits.empty()) {
+            co_return;
+        }
+        if (options_.once) {
+            throw UserError(trouble);
+        }
+        co_await sleepFor(settlingPause);
     }
 }
 

@@ -6,7 +6,9 @@
 #include "host/dispatch_store.hpp"
 #include "host/event_loop.hpp"
 #include "host/home_lock.hpp"
+#include "host/processes/git_marks.hpp"
 #include "host/resolved_mapping.hpp"
+#include "host/session/patient_git.hpp"
 #include "host/terminal_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -28,7 +30,7 @@ void requireName(const std::string& option, const std::string& value) {
 /// content.
 Task<AppMapping> checkedMapping(MapSetOptions options) {
     const std::string path = WorktreeNaming::standardizedPath(options.repo);
-    const GitRunner ask = runGitWith({}, GitOutput::answer);
+    const GitRunner ask = limitedGit(gitMarkOf(*options.home), GitOutput::answer);
     const GitValidationResult validation = co_await GitValidator::validate(path, options.baseBranch, ask);
     if (!validation.isValid) {
         throw UserError(validation.repositoryRoot

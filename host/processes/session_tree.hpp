@@ -13,8 +13,8 @@
 
 namespace quernlight::host {
 
-/// What the agent of a session is started with ("NAME=ID"), so that all its descendants are known by it,
-/// whatever process group or parent they have chosen.
+/// What the agent of a session, or a git, is started with ("NAME=ID"), so that all its descendants are known
+/// by it, whatever process group or parent they have chosen.
 struct SessionMark {
     std::string name;
     std::string value;
@@ -43,6 +43,9 @@ std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
 class SessionTree {
   public:
     explicit SessionTree(const Uuid& sessionID);
+
+    /// All that carries another mark.
+    explicit SessionTree(const SessionMark& mark) : assignment_(mark.assignment()) {}
 
     /// The agent's own process, which leads a terminal session of its own.
     void remember(const ProcessEntry& leader);

@@ -6,6 +6,7 @@
 
 #include "host/failure_of.hpp"
 #include "host/item_event.hpp"
+#include "host/processes/git_marks.hpp"
 #include "host/retire/round_fetches.hpp"
 #include "host/retire/worktree_hindrance.hpp"
 #include "host/session/patient_git.hpp"
@@ -51,11 +52,14 @@ bool Retirement::isDue(const BugQueueItem& item) const {
     return item.status == QueueItemStatus::completed && services_.settings.retireEnabled;
 }
 
+GitRunner Retirement::git(GitOutput output) {
+    return patientGit(stop_, kill_, services_.settings, gitMarkOf(services_.home), output);
+}
+
 Task<void> Retirement::retireMerged() {
     auto items = co_await dueItems();
     const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
-    const GitRunner run = patientGit(stop_, kill_, services_.settings);
-    const RoundFetches fetches(run, reviews);
+    const RoundFetches fetches([this] { return git(); }, reviews);
     for (const BugInReview& review : reviews) {
         if (isBusy_(review.item.id) || stop_.isPressed()) {
             continue;
@@ -195,8 +199,7 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
     const WorktreeToPreserve worktree{.repoPath = mapping.repoPath,
                                       .worktreePath = path,
                                       .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
-    const GitRunner ask = patientGit(stop_, kill_, services_.settings, GitOutput::answer);
-    PreserveResult result = co_await preserveWork(worktree, ask);
+    PreserveResult result = co_await preserveWork(worktree, git(GitOutput::answer));
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
         tellHindrance(item.bugID,
                       "Bug " + item.bugID + " is merged, but its worktree stays. " + failed->reason);
@@ -215,7 +218,7 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
 
 /// Whether nothing is left of it.
 Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
-    const GitWorktreeCleaner cleaner(patientGit(stop_, kill_, services_.settings));
+    const GitWorktreeCleaner cleaner(git());
     CleanupBugRequest request{.repoPath = mapping.repoPath,
                               .worktreeRootPath = mapping.resolvedWorktreeRootPath(),
                               .appName = item.appName,

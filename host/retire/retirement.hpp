@@ -42,6 +42,7 @@ class Retirement {
     bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
 
   private:
+    GitRunner git(GitOutput output = GitOutput::combined);
     Task<std::vector<BugQueueItem>> dueItems();
     Task<void> retireInTurn(BugInReview review, GitRunner run);
     Task<void> look(BugInReview review, GitRunner run);

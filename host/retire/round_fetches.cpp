@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "quernlight/git/repository_reference.hpp"
 
 namespace quernlight::host {
 
-RoundFetches::RoundFetches(const GitRunner& run, const std::vector<BugInReview>& reviews) : run_(run) {
+RoundFetches::RoundFetches(RunnerMaker makeRunner, const std::vector<BugInReview>& reviews)
+    : makeRunner_(std::move(makeRunner)) {
     for (const BugInReview& review : reviews) {
         if (const auto pullRequest = parsePullRequestURL(review.prURL)) {
             fetches_[placeOf(review)][pullRequest->number];
@@ -20,7 +22,7 @@ RoundFetches::RoundFetches(const GitRunner& run, const std::vector<BugInReview>&
             for (; next != fetches.end() && numbers.size() < SharedFetch::mostPullRequests; ++next) {
                 numbers.insert(next->first);
             }
-            const auto fetch = std::make_shared<SharedFetch>(run_, std::move(numbers));
+            const auto fetch = std::make_shared<SharedFetch>(makeRunner_(), std::move(numbers));
             std::for_each(first, next, [&](auto& pullRequest) { pullRequest.second = fetch; });
         }
     }
@@ -28,7 +30,7 @@ RoundFetches::RoundFetches(const GitRunner& run, const std::vector<BugInReview>&
 
 GitRunner RoundFetches::runnerFor(const BugInReview& review) const {
     const auto pullRequest = parsePullRequestURL(review.prURL);
-    return pullRequest ? fetches_.at(placeOf(review)).at(pullRequest->number)->runner() : run_;
+    return pullRequest ? fetches_.at(placeOf(review)).at(pullRequest->number)->runner() : makeRunner_();
 }
 
 RoundFetches::Place RoundFetches::placeOf(const BugInReview& review) {

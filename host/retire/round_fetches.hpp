@@ -2,6 +2,7 @@
 
 #include <compare>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,8 +16,11 @@ namespace quernlight::host {
 /// The fetches of one round of looks at pull requests: one for all of a repository.
 class RoundFetches {
   public:
-    /// `run` does the work for `reviews`, the bugs of the round.
-    RoundFetches(const GitRunner& run, const std::vector<BugInReview>& reviews);
+    /// A git that has to be ended runs no further command, so every repository has a runner of its own.
+    using RunnerMaker = std::function<GitRunner()>;
+
+    /// For `reviews`, the bugs of the round.
+    RoundFetches(RunnerMaker makeRunner, const std::vector<BugInReview>& reviews);
 
     /// For the look at one of them. Borrows this.
     GitRunner runnerFor(const BugInReview& review) const;
@@ -34,7 +38,7 @@ class RoundFetches {
 
     static Place placeOf(const BugInReview& review);
 
-    const GitRunner run_;
+    const RunnerMaker makeRunner_;
     std::map<Place, Fetches> fetches_;
 };
 

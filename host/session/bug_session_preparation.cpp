@@ -1,5 +1,6 @@
 #include "host/failure_sentence.hpp"
 #include "host/private_files.hpp"
+#include "host/processes/git_marks.hpp"
 #include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/session/git_cause.hpp"
@@ -35,7 +36,7 @@ SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
 
 Task<bool> BugSession::prepareWorktree() {
     OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
-    const GitRunner run = patientGit(stop_, kill_, services_.settings);
+    const GitRunner run = patientGit(stop_, kill_, services_.settings, gitMarkOf(services_.home));
     const GitWorktreePrepareResult prepared =
         co_await turns.run(prepareUsableWorktree(worktreeRequest(), run));
     if (watched_.stopRequested) {

@@ -1,49 +1,202 @@
 #include "host/session/patient_git.hpp"
 
+#include <chrono>
 #include <cmath>
+#include <memory>
+#include <optional>
 
+#include <boost/asio/this_coro.hpp>
+
+#include "host/processes/git_marks.hpp"
 #include "host/session/time_limit.hpp"
+#include "quernlight/platform/async_signal.hpp"
+#include "quernlight/platform/child_task.hpp"
 
 namespace quernlight::host {
 namespace {
 
-constexpr int stoppedStatus = 1;
+using std::chrono::milliseconds;
 
-std::string describeOverlongFetch(double seconds) {
-    return "git fetch did not end within " + std::to_string(std::lround(std::ceil(seconds))) +
-           " s (setting git.fetch_seconds); check the network and the repository's remote.";
+constexpr int endedStatus = 1;
+constexpr std::chrono::seconds stopGrace{5};
+constexpr std::chrono::seconds leftoverGrace{2};
+constexpr std::chrono::seconds leftoverPatience{3};
+
+/// The first word after the options "-C PATH", "-c NAME=VALUE" and "--...".
+std::string commandIn(const std::vector<std::string>& arguments) {
+    std::size_t index = 0;
+    while (index < arguments.size() && arguments[index].starts_with("-")) {
+        index += arguments[index].starts_with("--") ? 1 : 2;
+    }
+    return index < arguments.size() ? arguments[index] : "";
 }
 
-/// A cut command has failed; cancellation by anybody else goes on.
-Task<GitCommandResult> unlessPressed(StopSwitch& cut, Task<GitCommandResult> command) {
+bool asksFarSide(const std::string& command) {
+    return command == "fetch" || command == "ls-remote";
+}
+
+std::string describeOverlong(const std::string& command, double seconds) {
+    const std::string time = std::to_string(std::lround(std::ceil(seconds))) + " s";
+    if (asksFarSide(command)) {
+        return "git " + command + " did not end within " + time +
+               " (setting git.fetch_seconds); check the network and the repository's remote.";
+    }
+    return "git " + command + " did not end within " + time +
+           " (setting git.command_seconds); see what its hooks and filters wait for.";
+}
+
+/// One run of git, as it goes on beside whoever waits for it.
+struct Run {
+    std::optional<GitCommandResult> result{};
+    bool isOverlong = false;
+    bool isOver = false;
+    AsyncSignal ended{};
+};
+
+/// Tells of the end, whatever it is.
+struct Ending {
+    std::shared_ptr<Run> run;
+
+    ~Ending() {
+        run->isOver = true;
+        run->ended.notify();
+    }
+};
+
+Task<void> carryOut(std::shared_ptr<Run> run, milliseconds limit, Task<GitCommandResult> command) {
+    const Ending ending{run};
     try {
-        co_return co_await cut.untilPressed(std::move(command));
-    } catch (const boost::system::system_error& error) {
-        if (!cut.isPressed()) {
-            throw;
-        }
-        co_return GitCommandResult{stoppedStatus, error.what()};
+        run->result = co_await withTimeLimit(limit, std::move(command));
+    } catch (const TimeLimitExceeded&) {
+        run->isOverlong = true;
     }
 }
 
-Task<GitCommandResult> fetchPatiently(double seconds, Task<GitCommandResult> fetch) {
-    const auto limit = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+/// Waits until the switch is pressed at the latest.
+Task<void> waitUnlessPressed(StopSwitch& pressed, Task<void> wait) {
     try {
-        co_return co_await withTimeLimit(limit, std::move(fetch));
+        co_await pressed.untilPressed(std::move(wait));
+    } catch (const boost::system::system_error&) {
+        if (!pressed.isPressed()) {
+            throw;
+        }
+    }
+}
+
+/// Something else that is still there when git has gone: the child of a git that was killed, or what has left
+/// its process group.
+Task<void> endLeftovers(SessionMark runMark, StopSwitch& kill) {
+    SessionTree leftovers(runMark);
+    const auto grace = kill.isPressed() ? std::chrono::seconds(0) : leftoverGrace;
+    co_await leftovers.end(grace, leftoverPatience);
+}
+
+/// The git of one part of the work, which ends with the first command that has to be ended.
+class PatientGit {
+  public:
+    PatientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings, SessionMark mark,
+               GitOutput output)
+        : stop_(stop), kill_(kill), settings_(settings), mark_(std::move(mark)), output_(output) {}
+
+    static Task<GitCommandResult> run(std::shared_ptr<PatientGit> self, std::vector<std::string> arguments) {
+        co_return co_await self->runUnlessOver(std::move(arguments));
+    }
+
+  private:
+    Task<GitCommandResult> runUnlessOver(std::vector<std::string> arguments) {
+        const std::string command = commandIn(arguments);
+        const bool isFetch = asksFarSide(command);
+        if (over_) {
+            co_return *over_;
+        }
+        if (kill_.isPressed() || (isFetch && stop_.isPressed())) {
+            co_return GitCommandResult{endedStatus, "git " + command + " is not run: the program is ending."};
+        }
+        const double seconds = isFetch ? settings_.gitFetchSeconds : settings_.gitCommandSeconds;
+        const std::shared_ptr<Run> run = co_await runWithin(seconds, isFetch, std::move(arguments));
+        if (run->result) {
+            co_return *run->result;
+        }
+        GitCommandResult ended{endedStatus, run->isOverlong
+                                                ? describeOverlong(command, seconds)
+                                                : "git " + command + " was ended: the program is ending."};
+        if (!isFetch) {
+            over_ = ended;
+        }
+        co_return ended;
+    }
+
+    Task<std::shared_ptr<Run>> runWithin(double seconds, bool isFetch, std::vector<std::string> arguments) {
+        const auto limit = std::chrono::ceil<milliseconds>(std::chrono::duration<double>(seconds));
+        const SessionMark runMark = newGitRunMark();
+        const GitRunner git = runGitWith({mark_.assignment(), runMark.assignment()}, output_);
+        const auto run = std::make_shared<Run>();
+        Task<void> work = carryOut(run, limit, git(std::move(arguments)));
+        co_await waitPatiently(run, isFetch, std::move(work));
+        if (!run->result || wasKilled(*run->result)) {
+            co_await endLeftovers(runMark, kill_);
+        }
+        co_return run;
+    }
+
+    Task<void> waitPatiently(std::shared_ptr<Run> run, bool isFetch, Task<void> work) {
+        const auto executor = co_await boost::asio::this_coro::executor;
+        ChildTask running(executor, "running git", std::move(work));
+        if (!stop_.isPressed()) {
+            co_await waitUnlessPressed(stop_, run->ended.wait());
+        }
+        const auto now = std::chrono::steady_clock::now();
+        if (stop_.isPressed() && !isFetch && !stopDeadline_) {
+            stopDeadline_ = now + stopGrace;
+        }
+        const auto deadline = isFetch ? now : stopDeadline_.value_or(now);
+        while (!run->isOver && !kill_.isPressed() && std::chrono::steady_clock::now() < deadline) {
+            co_await waitUnlessPressed(kill_, run->ended.waitUntil(deadline));
+        }
+        co_await running.end();
+    }
+
+    StopSwitch& stop_;
+    StopSwitch& kill_;
+    const Settings& settings_;
+    const SessionMark mark_;
+    const GitOutput output_;
+    std::optional<std::chrono::steady_clock::time_point> stopDeadline_;  // of all that runs after a stop
+    std::optional<GitCommandResult> over_;  // the result of every further command
+};
+
+Task<GitCommandResult> runLimited(SessionMark mark, GitOutput output, std::vector<std::string> arguments) {
+    const double seconds = Settings{}.gitCommandSeconds;
+    const std::string command = commandIn(arguments);
+    const GitRunner git = runGitWith({mark.assignment()}, output);
+    const auto limit = std::chrono::ceil<milliseconds>(std::chrono::duration<double>(seconds));
+    try {
+        co_return co_await withTimeLimit(limit, git(std::move(arguments)));
     } catch (const TimeLimitExceeded&) {
-        co_return GitCommandResult{stoppedStatus, describeOverlongFetch(seconds)};
+        co_return GitCommandResult{endedStatus, describeOverlong(command, seconds)};
     }
 }
 
 }  // namespace
 
-GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings, GitOutput output) {
-    return [&stop, &kill, &settings, run = runGitWith({}, output)](std::vector<std::string> arguments) {
-        const bool fetches = arguments.size() > 2 && (arguments[2] == "fetch" || arguments[2] == "ls-remote");
-        Task<GitCommandResult> command = run(std::move(arguments));
-        return fetches ? unlessPressed(stop, fetchPatiently(settings.gitFetchSeconds, std::move(command)))
-                       : unlessPressed(kill, std::move(command));
+GitRunner limitedGit(SessionMark mark, GitOutput output) {
+    return [mark = std::move(mark), output](std::vector<std::string> arguments) {
+        return runLimited(mark, output, std::move(arguments));
     };
+}
+
+GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings, SessionMark mark,
+                     GitOutput output) {
+    auto git = std::make_shared<PatientGit>(stop, kill, settings, std::move(mark), output);
+    return [git = std::move(git)](std::vector<std::string> arguments) {
+        return PatientGit::run(git, std::move(arguments));
+    };
+}
+
+bool wasKilled(const GitCommandResult& result) {
+    constexpr int usageError = 129;
+    constexpr int lastSignal = 128 + 64;
+    return result.status > usageError && result.status <= lastSignal;
 }
 
 }  // namespace quernlight::host

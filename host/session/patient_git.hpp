@@ -1,16 +1,29 @@
 #pragma once
 
+#include "host/processes/session_tree.hpp"
 #include "host/session/stop_switch.hpp"
 #include "host/settings/settings.hpp"
 #include "quernlight/git/git_runner.hpp"
 
 namespace quernlight::host {
 
-/// Git whose fetches, which wait for a far side that may never answer, end when `stop` is pressed or when the
-/// setting's patience is over; the result then says so and is no success. Whatever else git does is quick and
-/// is cut only by `kill`: a worktree should not be left half made. Who reads values from the results asks for
-/// `GitOutput::answer`. Borrows all for as long as it is used.
-GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings,
+/// Git that carries `mark` (see gitMarkOf) and never runs longer than the settings allow: git.fetch_seconds
+/// for a fetch, which waits for a far side that may never answer, git.command_seconds for all else, which may
+/// wait for hooks and filters. Once `stop` is pressed a fetch is ended at once and another command after a
+/// few seconds, for it should not leave a worktree half made; `kill` ends any at once. Git is ended with its
+/// process group and whatever else still runs of it, also when something else has killed it.
+///
+/// The result of a command that was ended is no success and says why. Unless it was a fetch this runner runs
+/// no further one after it: who asked would take the missing answers for answers. Who reads values from
+/// the results asks for `GitOutput::answer`. Borrows all for as long as it is used.
+GitRunner patientGit(StopSwitch& stop, StopSwitch& kill, const Settings& settings, SessionMark mark,
                      GitOutput output = GitOutput::combined);
+
+/// Git that carries `mark` and runs no longer than git.command_seconds by default; for questions that are
+/// answered at once. Cancelling who waits ends it.
+GitRunner limitedGit(SessionMark mark, GitOutput output = GitOutput::combined);
+
+/// The status of a git that was ended by a signal. A status of 128 or 129 is git's own way to fail.
+bool wasKilled(const GitCommandResult& result);
 
 }  // namespace quernlight::host

@@ -51,6 +51,8 @@ const std::array descriptions{
                        "Height of the agent's terminal."},
     SettingDescription{"git.fetch_seconds", &Settings::gitFetchSeconds, "s", 1, 86400, atOnce,
                        "How long a fetch from a repository's remote may take."},
+    SettingDescription{"git.command_seconds", &Settings::gitCommandSeconds, "s", 1, 86400, atOnce,
+                       "How long any other git command may take, with its hooks and filters."},
     SettingDescription{"retire.enabled", &Settings::retireEnabled, "", 0, 0, atOnce,
                        "Whether bugs leave the queue, and their worktrees the disk, once their pull request "
                        "is merged."},

@@ -28,6 +28,7 @@ struct Settings {
     int terminalRows = 40;
 
     double gitFetchSeconds = 900;
+    double gitCommandSeconds = 900;
 
     bool retireEnabled = true;
 

@@ -1,9 +1,14 @@
 #include "host/session/patient_git.hpp"
 
+#include <fstream>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/processes/git_marks.hpp"
 #include "quernlight/platform/child_task.hpp"
+#include "tests/host/blocking_script.hpp"
+#include "tests/host/process_table.hpp"
 #include "tests/support/eventually.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
@@ -26,6 +31,21 @@ class PatientGitTest : public testing::Test {
         std::vector<std::string> arguments{"-C", repository.directory(), "fetch", "origin", "main"};
         result = co_await git(std::move(arguments));
     }
+    /// A command that blocks on a hook.
+    Task<void> blockedCommand() {
+        std::vector<std::string> arguments{"-C", repository.directory(), "checkout", "--quiet", "main"};
+        result = co_await git(std::move(arguments));
+    }
+    void blockOn(const std::string& script) {
+        const auto hook = repository.directory() / ".git/hooks/post-checkout";
+        quernlight::test::writeFile(hook, script);
+        std::filesystem::permissions(hook, std::filesystem::perms::owner_all);
+    }
+    pid_t pidIn(const std::string& name) const {
+        pid_t pid = -1;
+        std::ifstream(repository.scratch(name)) >> pid;
+        return pid;
+    }
     bool isAsked() const { return std::filesystem::exists(repository.scratch("silent.asked")); }
 
     standin::test::HostedRepository repository;
@@ -33,7 +53,7 @@ class PatientGitTest : public testing::Test {
     StopSwitch stop;
     StopSwitch kill;
     Settings settings;
-    GitRunner git = patientGit(stop, kill, settings);
+    GitRunner git = patientGit(stop, kill, settings, gitMarkOf(repository.scratch("home")));
     GitCommandResult result;
 };
 
@@ -67,6 +87,44 @@ TEST_F(PatientGitTest, AfterAStopNoFetchBeginsButOtherCommandsRun) {
     EXPECT_FALSE(isAsked());
     const auto status = quernlight::test::runTask(io, git({"-C", repository.directory(), "status"}));
     EXPECT_TRUE(status.succeeded()) << status.output;
+}
+
+TEST_F(PatientGitTest, AStopEndsACommandThatBlocksOnAHook) {
+    const quernlight::test::BlockingScript hook(repository.directory() / ".git/hooks/post-checkout");
+    ChildTask running(io.get_executor(), "checking out", blockedCommand());
+    while (!hook.hasBegun()) {
+        io.run_one_for(std::chrono::milliseconds(5));
+    }
+    stop.press();
+    io.run_for(quernlight::test::generousBound);
+    EXPECT_EQ(result.output, "git checkout was ended: the program is ending.");
+    EXPECT_FALSE(quernlight::test::isAlive(hook.pid()));
+}
+
+TEST_F(PatientGitTest, ACommandThatTakesTooLongIsEndedAndSaysWhatToDo) {
+    const quernlight::test::BlockingScript hook(repository.directory() / ".git/hooks/post-checkout");
+    settings.gitCommandSeconds = 0.5;
+    quernlight::test::runTask(io, blockedCommand());
+    EXPECT_EQ(result.output,
+              "git checkout did not end within 1 s (setting git.command_seconds); see what its hooks and "
+              "filters wait for.");
+    EXPECT_FALSE(result.succeeded());
+}
+
+TEST_F(PatientGitTest, AfterACommandThatHadToBeEndedNoneIsTakenForAnAnswer) {
+    const quernlight::test::BlockingScript hook(repository.directory() / ".git/hooks/post-checkout");
+    settings.gitCommandSeconds = 0.5;
+    quernlight::test::runTask(io, blockedCommand());
+    EXPECT_EQ(quernlight::test::runTask(io, git({"-C", repository.directory(), "remote"})), result);
+}
+
+TEST_F(PatientGitTest, WhatLeavesTheProcessGroupOfAKilledGitEndsWithIt) {
+    blockOn("#!/bin/sh\nsetsid sleep 6000 >/dev/null 2>&1 &\necho $! > " +
+            repository.scratch("child").string() + "\nkill -KILL $PPID\n");
+    quernlight::test::runTask(io, blockedCommand());
+    EXPECT_TRUE(wasKilled(result)) << result.status;
+    EXPECT_GT(pidIn("child"), 0);
+    EXPECT_FALSE(quernlight::test::isAlive(pidIn("child")));
 }
 
 }  // namespace
