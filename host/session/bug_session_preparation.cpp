@@ -36,7 +36,9 @@ SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
 
 Task<bool> BugSession::prepareWorktree() {
     OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
-    const GitRunner run = patientGit(stop_, kill_, services_.settings, gitMarkOf(services_.home));
+    SharedFetches& fetches = services_.repositories.fetchesOf(mapping_.repoPath);
+    const GitRunner run =
+        fetches.sharing(patientGit(stop_, kill_, services_.settings, gitMarkOf(services_.home)));
     const GitWorktreePrepareResult prepared =
         co_await turns.run(prepareUsableWorktree(worktreeRequest(), run));
     if (watched_.stopRequested) {

@@ -3,6 +3,7 @@
 #include <map>
 #include <string>
 
+#include "host/session/shared_fetches.hpp"
 #include "quernlight/platform/operation_queue.hpp"
 
 namespace quernlight::host {
@@ -14,8 +15,12 @@ class RepositoryTurns {
     /// The queue of the repository at `path`; it lives as long as this object.
     OperationQueue& of(const std::string& path) { return queues_[path]; }
 
+    /// What those who wait in that queue share; it lives as long as this object.
+    SharedFetches& fetchesOf(const std::string& path) { return fetches_[path]; }
+
   private:
     std::map<std::string, OperationQueue> queues_;
+    std::map<std::string, SharedFetches> fetches_;
 };
 
 }  // namespace quernlight::host
