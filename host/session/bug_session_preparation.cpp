@@ -39,8 +39,9 @@ Task<bool> BugSession::prepareWorktree() {
     SharedFetches& fetches = services_.repositories.fetchesOf(mapping_.repoPath);
     const GitRunner run =
         fetches.sharing(patientGit(stop_, kill_, services_.settings, gitMarkOf(services_.home)));
+    const WorktreeUse use = attempt_.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
     const GitWorktreePrepareResult prepared =
-        co_await turns.run(prepareUsableWorktree(worktreeRequest(), run));
+        co_await turns.run(prepareUsableWorktree(worktreeRequest(), run, use));
     if (watched_.stopRequested) {
         show("queued");  // nothing has begun
         co_return false;

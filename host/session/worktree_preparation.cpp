@@ -1,35 +1,126 @@
 #include "host/session/worktree_preparation.hpp"
 
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "host/resolved_mapping.hpp"
+#include "host/session/patient_git.hpp"
+#include "host/session/worktree_place.hpp"
+#include "host/user_error.hpp"
 #include "quernlight/git/worktree_naming.hpp"
-#include "quernlight/platform/file_manager.hpp"
 
 namespace quernlight::host {
 namespace {
 
-/// Behind a symbolic link git knows the directory by another path; then it refuses to add one, naming this
-/// path.
-bool isOnlyRemembered(const GitWorktreePrepareResult& prepared, const std::string& path) {
-    if (defaultFileManager().exists(path)) {
-        return false;
+constexpr int mostTries = 3;
+
+Task<GitCommandResult> runNoting(GitRunner run, std::vector<std::string> arguments,
+                                 std::shared_ptr<bool> killed) {
+    GitCommandResult result = co_await run(std::move(arguments));
+    *killed = *killed || wasKilled(result);
+    co_return result;
+}
+
+/// `run`, which notes in `killed` when something else ends a git.
+GitRunner notingKills(GitRunner run, std::shared_ptr<bool> killed) {
+    return [run = std::move(run), killed = std::move(killed)](std::vector<std::string> arguments) {
+        return runNoting(run, std::move(arguments), killed);
+    };
+}
+
+PrepareBugRequest resolved(PrepareBugRequest request) {
+    request.repoPath = resolvedPath(request.repoPath);
+    request.worktreeRootPath = resolvedPath(request.worktreeRootPath);
+    return request;
+}
+
+WorktreePlace::Names namesFor(const PrepareBugRequest& request) {
+    return {.repository = request.repoPath,
+            .path = WorktreeNaming::worktreePath(request.worktreeRootPath, request.appName, request.bugID),
+            .branch = WorktreeNaming::branchName(request.appName, request.bugID),
+            .baseBranch = request.baseBranch};
+}
+
+std::string describeRefusal(const WorktreePlace::Names& names, bool isRegistered,
+                            const RefuseWorktree& refused) {
+    const std::string removal =
+        isRegistered ? "with: git -C " + names.repository + " worktree remove --force --force " + names.path
+                     : "by hand";
+    return "The worktree at " + names.path + " cannot be used: " + refused.reason +
+           ". It is left alone; keep what is needed of it, remove it " + removal + ", then retry the bug.";
+}
+
+/// A worktree that may be used or a reason why none can be; nothing when the place is ready to be prepared.
+Task<std::optional<GitWorktreePrepareResult>> makeRoom(const PrepareBugRequest& request, GitRunner run,
+                                                       WorktreeUse use) {
+    const WorktreePlace::Names names = namesFor(request);
+    WorktreePlace place(names, std::move(run));
+    WorktreeFacts facts = co_await place.facts(use);
+    WorktreeStep step = worktreeStep(facts);
+    if (std::holds_alternative<LookForChanges>(step)) {
+        facts.changes = co_await place.changes();
+        step = worktreeStep(facts);
     }
-    const auto* failed = std::get_if<WorktreeFailed>(&prepared);
-    return std::holds_alternative<WorktreeAlreadyExists>(prepared) ||
-           (failed && failed->message.find(path) != std::string::npos);
+    if (const auto* remake = std::get_if<RemakeWorktree>(&step)) {
+        co_await place.remove(remake->branchToo);
+    } else if (const auto* refused = std::get_if<RefuseWorktree>(&step)) {
+        co_return WorktreeFailed{describeRefusal(names, facts.isRegistered, *refused)};
+    } else if (std::holds_alternative<UseWorktree>(step)) {
+        co_return WorktreeAlreadyExists{names.path, names.branch};
+    }
+    co_return std::nullopt;
+}
+
+/// What the library refuses to look at is for it to refuse.
+bool isRefused(const PrepareBugRequest& request) {
+    const std::string path = namesFor(request).path;
+    return !WorktreeNaming::isInside(path, request.worktreeRootPath) ||
+           WorktreeNaming::refusal(request.bugID);
+}
+
+Task<GitWorktreePrepareResult> prepareOnce(const PrepareBugRequest& request, GitRunner run, WorktreeUse use) {
+    if (!isRefused(request)) {
+        const auto found = co_await makeRoom(request, run, use);
+        if (found) {
+            co_return *found;
+        }
+    }
+    const GitWorktreePreparer worktrees(std::move(run));
+    co_return co_await worktrees.prepareBug(request);
+}
+
+Task<GitWorktreePrepareResult> tryOnce(const PrepareBugRequest& request, GitRunner run, WorktreeUse use) {
+    try {
+        co_return co_await prepareOnce(request, std::move(run), use);
+    } catch (const PlaceUnknown& error) {
+        co_return WorktreeFailed{error.what()};
+    } catch (const UserError& error) {
+        co_return WorktreeFailed{error.what()};
+    } catch (const std::filesystem::filesystem_error& error) {
+        co_return WorktreeFailed{error.what()};
+    }
 }
 
 }  // namespace
 
-Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, GitRunner run) {
-    const std::string path =
-        WorktreeNaming::worktreePath(request.worktreeRootPath, request.appName, request.bugID);
-    const GitWorktreePreparer worktrees(std::move(run));
-    GitWorktreePrepareResult prepared = co_await worktrees.prepareBug(request);
-    if (isOnlyRemembered(prepared, path)) {
-        std::vector<std::string> prune{"-C", request.repoPath, "worktree", "prune"};
-        co_await runGit(std::move(prune));
-        prepared = co_await worktrees.prepareBug(request);
+Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, GitRunner run,
+                                                     WorktreeUse use) {
+    request = resolved(std::move(request));
+    for (int tries = 1;; ++tries) {
+        const auto killed = std::make_shared<bool>(false);
+        GitWorktreePrepareResult prepared = co_await tryOnce(request, notingKills(run, killed), use);
+        const auto* failed = std::get_if<WorktreeFailed>(&prepared);
+        if (!failed || !*killed) {
+            co_return prepared;
+        }
+        if (tries == mostTries) {
+            co_return WorktreeFailed{
+                "Something else ended git while it prepared the worktree (a lack of memory, perhaps); see to "
+                "that, then retry the bug. Git says: " +
+                failed->message};
+        }
     }
-    co_return prepared;
 }
 
 }  // namespace quernlight::host

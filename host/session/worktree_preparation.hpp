@@ -1,15 +1,17 @@
 #pragma once
 
-#include <string>
-
+#include "host/session/worktree_readiness.hpp"
 #include "quernlight/git/git_runner.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 
 namespace quernlight::host {
 
-/// Prepares the bug's worktree so that it can be worked in. What git has registered at the path may be a
-/// memory only: when its directory is gone, git is told to forget it and the worktree is made anew. `run` is
-/// used for all that may wait for a far side.
-Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, GitRunner run);
+/// Prepares the bug's worktree so that it can be worked in. What is at its place is used only if git has
+/// finished it. A half-made one (its git was killed) that holds nobody's work is removed and made anew, with
+/// its branch if nothing was done there; so is one that git only remembers, because its directory is gone.
+/// One that holds anything else is left alone and fails. A preparation whose git is killed is made again, a
+/// few times. Paths are resolved here. No other git of this program may change the repository meanwhile.
+Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, GitRunner run,
+                                                     WorktreeUse use = WorktreeUse::first);
 
 }  // namespace quernlight::host

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/session/place_unknown.hpp"
+#include "host/session/worktree_readiness.hpp"
+#include "quernlight/git/git_runner.hpp"
+
+namespace quernlight::host {
+
+/// Where a bug's worktree belongs, and what git knows of it. All paths are resolved. Operations throw
+/// PlaceUnknown when git cannot tell, and what the runner throws; they run on the awaiting coroutine's
+/// executor, one at a time, while no other git changes the place.
+class WorktreePlace {
+  public:
+    struct Names {
+        std::string repository;
+        std::string path;
+        std::string branch;
+        std::string baseBranch;
+    };
+
+    WorktreePlace(Names names, GitRunner run) : names_(std::move(names)), run_(std::move(run)) {}
+
+    /// All but the changes.
+    Task<WorktreeFacts> facts(WorktreeUse use);
+
+    /// What lies there and is not exactly what git itself checks out, or a part of it: other files, changed
+    /// ones, commits that nothing else holds. After `facts`.
+    Task<std::vector<std::string>> changes();
+
+    /// Removes the directory with all that it holds, git's memory of it, and the branch where that is wished
+    /// for and it still points to where `facts` found it.
+    Task<void> remove(bool branchToo);
+
+  private:
+    Task<GitCommandResult> git(std::string directory, std::vector<std::string> arguments);
+    Task<std::string> answer(std::string directory, std::vector<std::string> arguments);
+    Task<void> findRegistration(WorktreeFacts& facts);
+    Task<void> lookInside(WorktreeFacts& facts);
+    Task<bool> branchIsUnused();
+    Task<std::vector<std::string>> changedFiles(std::string commit);
+
+    const Names names_;
+    const GitRunner run_;
+    bool isRegistered_ = false;
+    bool isBranchElsewhere_ = false;  // checked out in another worktree
+    std::string head_;                // of the registered worktree; empty when there is none
+    std::string tip_;                 // of the branch; empty when there is none
+};
+
+}  // namespace quernlight::host
