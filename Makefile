@@ -1,7 +1,7 @@
 # The commands of the README. `make demo` and `make test` install what is missing first.
 
 JOBS ?= $(shell nproc)
-ROUNDS ?= 400
+ROUNDS ?= 100
 SECONDS_EACH ?= 10
 TSAN_TARGETS ?= all
 FORMATTER = clang-format-14
@@ -19,7 +19,7 @@ help:
 	@echo 'make fuzz          run every fuzzer SECONDS_EACH seconds (default 10)'
 	@echo 'make tsan          run what has threads under the thread sanitizer, built by clang 19'
 	@echo 'make flaky         run every test ten times on a busy machine'
-	@echo 'make soak          kill and restart the dispatcher ROUNDS times (default 400) while it works'
+	@echo 'make soak          kill, stop, halt and restart the dispatcher ROUNDS times (default 100), and kill its gits'
 	@echo 'make coverage      run every test and print which lines of the library ran'
 	@echo 'make check-all     all of the above, and more; takes hours'
 	@echo 'make format        format the sources; check-format only looks'
@@ -47,7 +47,7 @@ flaky: setup build/dev/build.ninja
 
 soak: setup build/dev/build.ninja
 	@cmake --build --preset dev --target host_tests -j $(JOBS)
-	@SOAK_KILLS=$(ROUNDS) build/dev/tests/host_tests --gtest_filter='KillSoakTest.*'
+	@SOAK_ROUNDS=$(ROUNDS) SOAK_EVERY_WAY=1 build/dev/tests/host_tests --gtest_filter='KillSoakTest.*'
 
 clang: setup build/clang/build.ninja
 	@cmake --build --preset clang -j $(JOBS)

@@ -1,5 +1,6 @@
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
 #include <random>
 #include <set>
@@ -10,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/processes/git_marks.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
@@ -27,11 +29,26 @@ unsigned numberFrom(const char* variable, unsigned otherwise) {
     return text ? static_cast<unsigned>(std::stoul(text)) : otherwise;
 }
 
-/// Six bugs at a time, whose owner is killed at random moments and started again until all are finished; then
-/// six more.
+using Random = std::mt19937;
+using std::chrono::milliseconds;
+
+constexpr int manyFiles = 6000;
+
+/// What is done to the dispatcher in one round, besides ending it.
+enum class Way { kill, killGit, terminate, halt };
+
+/// Six bugs at a time, in a repository of many files, whose owner is killed at random moments and started
+/// again until all are finished; then six more.
 class KillSoakTest : public test::DispatchFixture {
   protected:
     KillSoakTest() {
+        for (int number = 0; number < manyFiles; ++number) {
+            test::writeFile(repository.directory() / ("files/" + std::to_string(number)),
+                            "Number " + std::to_string(number) + ".\n");
+        }
+        repository.git({"add", "--all"});
+        repository.git({"commit", "--quiet", "-m", "Add many files"});
+        repository.git({"push", "--quiet", "origin", "main"});
         mapApp();
         startBackend();
         dispatch({"config", "set", "intake.per_day", "100000", "--home", home()});
@@ -50,12 +67,57 @@ class KillSoakTest : public test::DispatchFixture {
         return finished != std::to_string(bugs.size());
     }
 
-    /// Runs for a while and is killed. Any moment may be the moment, so this is the one place that sleeps.
-    void runAndKill(std::chrono::milliseconds time) {
+    /// Runs for a while and is ended in this way. Any moment may be the moment, so this is the one place that
+    /// sleeps.
+    void runAndEnd(Way way, Random& random) {
+        const auto time = [&] { return milliseconds(std::uniform_int_distribution(20, 4500)(random)); };
         const auto program = start(runWith({"--max-sessions", "3"}));
-        std::this_thread::sleep_for(time);
-        program->signal(SIGKILL);
+        std::this_thread::sleep_for(time());
+        if (way == Way::killGit) {
+            killACheckout();
+            std::this_thread::sleep_for(time());
+        } else if (way == Way::halt) {
+            program->signal(SIGSTOP);
+            std::this_thread::sleep_for(time());
+            program->signal(SIGCONT);
+            std::this_thread::sleep_for(time());
+        }
+        program->signal(way == Way::terminate ? SIGTERM : SIGKILL);
         program->exitCode();
+    }
+
+    /// One that writes a worktree's files, or the git that waits for it; none when there is none.
+    void killACheckout() {
+        const std::string mark = host::gitMarkOf(home()).assignment();
+        for (const pid_t pid : test::processesWithEnvironment(mark)) {
+            const std::string file = "/proc/" + std::to_string(pid) + "/cmdline";
+            std::ostringstream command;
+            command << std::ifstream(file, std::ios::binary).rdbuf();
+            const std::string words = command.str();
+            if (words.find("--hard") != std::string::npos || words.find("add") != std::string::npos) {
+                kill(pid, SIGKILL);
+                ++gitsKilled;
+                return;
+            }
+        }
+    }
+
+    /// Every file is on the bug's branch, and in its worktree, which then makes room for others.
+    void checkFinished(const std::string& bugID) {
+        EXPECT_EQ(status(bugID), "completed") << bugID << ": " << item(bugID, "error_message");
+        const std::string branch = "Shop-" + bugID;
+        const auto worktree = repository.scratch("shop-worktrees") / branch;
+        EXPECT_EQ(repository.git({"diff", "--diff-filter=D", "--name-only", "main", branch}), "");
+        EXPECT_EQ(repository.git(worktree, {"status", "--porcelain"}), "");
+        EXPECT_EQ(repository.git(repository.bare(), {"rev-parse", branch}),
+                  repository.git(worktree, {"rev-parse", "HEAD"}));
+        repository.git({"worktree", "remove", worktree});
+    }
+
+    void checkFinishedBugs() {
+        for (; checked < bugs.size(); ++checked) {
+            checkFinished(bugs[checked]);
+        }
     }
 
     std::string cell(const std::string& sql) {
@@ -98,24 +160,30 @@ class KillSoakTest : public test::DispatchFixture {
     }
 
     std::vector<std::string> bugs;
+    std::size_t checked = 0;  // of them
+    int gitsKilled = 0;
 };
 
 TEST_F(KillSoakTest, NoBugIsLostNoneIsFinishedTwiceAndNoGoalIsTypedTwiceForOneAttempt) {
     const unsigned seed = numberFrom("SOAK_SEED", std::random_device{}());
-    const unsigned kills = numberFrom("SOAK_KILLS", 40);
-    std::cout << "seed " << seed << ", " << kills << " kills (SOAK_SEED, SOAK_KILLS)" << std::endl;
-    std::mt19937 random(seed);
-    std::uniform_int_distribution<int> milliseconds(20, 4500);
-    for (unsigned kill = 0; kill < kills;) {
-        runAndKill(std::chrono::milliseconds(milliseconds(random)));
+    const unsigned rounds = numberFrom("SOAK_ROUNDS", 40);
+    const int ways = numberFrom("SOAK_EVERY_WAY", 0) == 1 ? 4 : 1;
+    std::cout << "seed " << seed << ", " << rounds << " rounds (SOAK_SEED, SOAK_ROUNDS, SOAK_EVERY_WAY)"
+              << std::endl;
+    Random random(seed);
+    for (unsigned round = 0; round < rounds;) {
+        runAndEnd(static_cast<Way>(std::uniform_int_distribution(0, ways - 1)(random)), random);
         if (someAreUnfinished()) {
-            ++kill;  // the others hit a dispatcher that had nothing to do
+            ++round;  // the others hit a dispatcher that had nothing to do
         } else {
+            checkFinishedBugs();
             reportSixBugs();
         }
     }
     const auto last = runOnce({"--max-sessions", "3"});
     EXPECT_EQ(last.exitCode, 0) << last.output << last.error;
+    checkFinishedBugs();
+    std::cout << bugs.size() << " bugs, " << gitsKilled << " gits killed" << std::endl;
 
     EXPECT_EQ(cell("PRAGMA integrity_check"), "ok");
     EXPECT_EQ(cell("SELECT COUNT(*) FROM queue_items"), std::to_string(bugs.size()));
@@ -126,14 +194,11 @@ TEST_F(KillSoakTest, NoBugIsLostNoneIsFinishedTwiceAndNoGoalIsTypedTwiceForOneAt
     EXPECT_GE(goalsTakenUp().size(), bugs.size());  // every bug's report was some session's work
     EXPECT_EQ(cell("SELECT COUNT(*) FROM session_attempts WHERE state NOT IN ('completed', 'failed')"), "0");
     for (const std::string& bugID : bugs) {
-        EXPECT_EQ(status(bugID), "completed") << bugID;
         EXPECT_THAT(history(bugID), AnyOf(EndsWith(" completed"), EndsWith(" recovered"))) << bugID;
         EXPECT_THAT(history(bugID), Not(ContainsRegex(" completed .*completed"))) << bugID;
         EXPECT_EQ(reportsOf(bugID), 1) << bugID;
-        const auto worktree = repository.scratch("shop-worktrees/Shop-" + bugID);
-        EXPECT_EQ(repository.git(repository.bare(), {"rev-parse", "Shop-" + bugID}),
-                  repository.git(worktree, {"rev-parse", "HEAD"}));
     }
+    EXPECT_THAT(test::processesWithEnvironment(host::gitMarkOf(home()).assignment()), IsEmpty());
     EXPECT_THAT(test::processesWithEnvironment("CODEX_HOME=" + environment.at("CODEX_HOME")), IsEmpty());
 }
 
