@@ -152,6 +152,34 @@ TEST_F(RunTest, TheTimeOfTheLastOutputIsStoredAtMostOnceASecond) {
     }
 }
 
+TEST_F(RunTest, ABugThatFailsWhileACommentOfItsCannotBeReadNamesThatComment) {
+    reportClearBug("3f2a9c1d");
+    agentDoes("3f2a9c1d", "silent-exit");
+    mapApp();
+    startBackend({"--fault", R"({"kind": "status", "status": 200, "method": "GET",)"
+                             R"( "path_prefix": "/v1/bugs/3f2a9c1d/comments",)"
+                             R"( "body": "{\"comments\": [{\"id\": \"of-old\"}]}"})"});
+    EXPECT_EQ(runOnce({"--exit-grace", "1"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "failed");
+    EXPECT_THAT(item("3f2a9c1d", "error_message"), HasSubstr("cannot be read: of-old (id: "));
+}
+
+TEST_F(RunTest, ABugThatCannotBeReadHoldsUpNoOther) {
+    const std::string good =
+        R"({\"id\": \"3f2a9c1d-0000\", \"title\": \"Crash\", \"metadata\": {}, \"status\": \"open\",)"
+        R"( \"occurred_at\": \"2026-03-01T09:00:00Z\", \"created_at\": \"2026-03-01T09:00:00Z\",)"
+        R"( \"updated_at\": \"2026-03-01T09:00:00Z\", \"attachment_count\": 0, \"comment_count\": 0,)"
+        R"( \"app_id\": \"00000000-0000-4000-8000-000000000001\", \"bundle_id\": \"com.acme.shop\",)"
+        R"( \"app_name\": \"Shop\"})";
+    startBackend({"--fault", R"({"kind": "status", "status": 200, "body": "{\"bugs\": [)" + good +
+                                 R"(, {\"id\": \"77777777-0000\"}]}"})"});
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_EQ(status("3f2a9c1d"), "waitingForMapping");
+    EXPECT_THAT(outcome.output, HasSubstr("A bug is left out, because the backend's record of it cannot be "
+                                          "read: 77777777-0000 (title: "));
+}
+
 TEST_F(RunTest, OneBugThatFailsDoesNotHoldUpAnother) {
     reportClearBug("3f2a9c1d");
     report("77777777", "It does not work");
