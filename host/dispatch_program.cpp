@@ -20,13 +20,6 @@ namespace {
 constexpr double commentRequestsPerSecond = 5;
 constexpr int commentRequestsAtOnce = 5;
 
-void requireAgent(const std::string& program, const EnvironmentMap& environment) {
-    if (program.find('/') == std::string::npos && !findOnPath(program, environment)) {
-        throw UserError("There is no program \"" + program +
-                        "\" on PATH; install the agent, or put its directory on PATH.");
-    }
-}
-
 std::string describeSilence(const Url& backend, const std::string& trouble) {
     return "The backend at " + backend.text() + " cannot be asked (" + trouble +
            "); sessions go on, and it is asked again.";
@@ -54,7 +47,9 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
     for (const std::string& trouble : co_await settings.refresh()) {
         board.note(trouble);
     }
-    requireAgent(settings.now().agentCommand.front(), options.environment);
+    if (const auto missing = missingAgent(settings.now().agentCommand, options.environment)) {
+        throw UserError(*missing);
+    }
     const Url backend = backendAddress(options.backend, settings.now());
     QueueManager manager(store.items, store.mappings, backend);
     const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
@@ -80,6 +75,12 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
             "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
             "only for what follows.");
     });
+    StartPauses startPauses([&board](const std::string& topic, const std::string& sentence) {
+        board.condition(topic, sentence);
+        if (sentence.empty()) {
+            board.note("Bugs can be started again.");
+        }
+    });
     SessionServices services{
         .home = options.home,
         .store = store,
@@ -93,6 +94,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .health = health,
         .disk = disk,
         .runningTime = runningTime,
+        .startPauses = startPauses,
         .instructions = InstructionFiles::prepare(options.home),
         .environment = options.environment,
         .settings = settings.now(),

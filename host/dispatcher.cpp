@@ -85,6 +85,9 @@ Task<void> Dispatcher::startOrEnd() {
     co_await fillFreePlaces();
     const bool nothingWaits = co_await idle();
     done_ = noneComes && nothingWaits;
+    if (done_) {
+        co_await tellWhatWasNotStarted();
+    }
 }
 
 /// What cannot be stored because another program has the queue locked is settled by the next start.
@@ -142,6 +145,23 @@ Task<bool> Dispatcher::idle() {
         }
     }
     co_return true;
+}
+
+Task<void> Dispatcher::tellWhatWasNotStarted() {
+    int count = 0;
+    std::string cause;
+    for (const BugQueueItem& item : co_await services_.store.items.items()) {
+        const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
+        const bool wanted = co_await isWanted(item);
+        const bool waits = item.status == QueueItemStatus::queued && wanted && mapping;
+        const auto trouble = waits ? services_.startPauses.trouble(mapping->repoPath) : std::nullopt;
+        count += trouble ? 1 : 0;
+        cause = trouble && cause.empty() ? *trouble : cause;
+    }
+    if (count > 0) {
+        endWith(std::make_exception_ptr(UserError(std::to_string(count) + (count == 1 ? " bug" : " bugs") +
+                                                  " could not be started: " + cause)));
+    }
 }
 
 Task<void> Dispatcher::nameWaitingItems() {

@@ -81,12 +81,14 @@ class Dispatcher {
     Task<void> showQueue();
     Task<bool> idle();
     Task<void> nameWaitingItems();
+    Task<void> tellWhatWasNotStarted();
     bool isBusy(const Uuid& itemID) const;
 
     // What starts, and when it may (dispatcher_places.cpp)
     Task<void> fillFreePlaces();
     Task<bool> mayStart(BugQueueItem item);
     Task<bool> isWanted(BugQueueItem item) const;
+    Task<bool> isPaused(BugQueueItem item) const;
     Task<std::string> hindrance(BugQueueItem item) const;
     bool memoryIsShort();
     Task<void> start(BugQueueItem listed);

@@ -64,6 +64,10 @@ Task<std::exception_ptr> Dispatcher::troubleIn(Task<void> round) {
 }
 
 void Dispatcher::take(const std::exception_ptr& trouble) {
+    if (const auto shortage = shortageIn(trouble)) {
+        services_.startPauses.failed(*shortage, steady_clock::now());
+        return;
+    }
     try {
         std::rethrow_exception(trouble);
     } catch (const DatabaseError& error) {

@@ -51,7 +51,8 @@ Task<bool> Dispatcher::mayStart(BugQueueItem item) {
         co_return false;
     }
     const bool wanted = co_await isWanted(item);
-    if (!wanted) {
+    const bool paused = co_await isPaused(item);
+    if (!wanted || paused) {
         co_return false;
     }
     const std::string reason = co_await hindrance(item);
@@ -66,6 +67,15 @@ Task<bool> Dispatcher::isWanted(BugQueueItem item) const {
         co_return true;
     }
     co_return startIsRequested(co_await services_.store.items.events(item.id));
+}
+
+/// With `once` what has failed is not tried again, since nobody is there to put the cause right meanwhile.
+Task<bool> Dispatcher::isPaused(BugQueueItem item) const {
+    const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
+    const std::string repository = mapping ? mapping->repoPath : "";
+    const StartPauses& pauses = services_.startPauses;
+    co_return options_.once ? pauses.trouble(repository).has_value()
+                            : pauses.arePaused(repository, steady_clock::now());
 }
 
 /// Why it would not be safe to start in the bug's worktree now; empty when it is.

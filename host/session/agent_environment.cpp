@@ -33,6 +33,11 @@ bool isAllowed(std::string_view name) {
            std::find(allowedNames.begin(), allowedNames.end(), name) != allowedNames.end();
 }
 
+bool isProgram(const std::filesystem::path& file) {
+    std::error_code ignored;
+    return std::filesystem::is_regular_file(file, ignored) && access(file.c_str(), X_OK) == 0;
+}
+
 }  // namespace
 
 EnvironmentMap agentEnvironment(const EnvironmentMap& inherited,
@@ -57,12 +62,25 @@ std::optional<std::filesystem::path> findOnPath(const std::string& program,
     std::istringstream directories(path->second);
     for (std::string directory; std::getline(directories, directory, ':');) {
         const auto candidate = std::filesystem::path(directory.empty() ? "." : directory) / program;
-        std::error_code ignored;
-        if (std::filesystem::is_regular_file(candidate, ignored) && access(candidate.c_str(), X_OK) == 0) {
+        if (isProgram(candidate)) {
             return candidate;
         }
     }
     return std::nullopt;
+}
+
+std::optional<std::string> missingAgent(const std::vector<std::string>& command,
+                                        const EnvironmentMap& environment) {
+    const std::filesystem::path program = command.front();
+    if (program.is_absolute() && !isProgram(program)) {
+        return "There is no program " + program.string() +
+               " that may be run; check the setting agent.command.";
+    }
+    if (program.has_parent_path() || findOnPath(program, environment)) {
+        return std::nullopt;
+    }
+    return "There is no program \"" + program.string() +
+           "\" on PATH; install the agent, or put its directory on PATH.";
 }
 
 }  // namespace quernlight::host

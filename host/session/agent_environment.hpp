@@ -18,4 +18,9 @@ EnvironmentMap agentEnvironment(const EnvironmentMap& inherited,
 std::optional<std::filesystem::path> findOnPath(const std::string& program,
                                                 const EnvironmentMap& environment);
 
+/// That the program with which the agent's command begins is not there or may not be run, in one sentence;
+/// nothing when it may. A relative file is the worktree's, so only its start can tell.
+std::optional<std::string> missingAgent(const std::vector<std::string>& command,
+                                        const EnvironmentMap& environment);
+
 }  // namespace quernlight::host

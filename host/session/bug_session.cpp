@@ -60,6 +60,9 @@ void BugSession::requestKill() {
 
 Task<void> BugSession::travel() {
     std::exception_ptr failure = co_await failureOf(travelWhileAllIsWell());
+    if (auto shortage = watched_.detection ? std::nullopt : shortageIn(failure)) {
+        failure = co_await failureOf(putBack(std::move(*shortage)));
+    }
     // Work that was seen to be finished is never failed for what happens after.
     if (auto reason = watched_.detection ? std::nullopt : reasonToFail(failure)) {
         failure = co_await failureOf(fail(std::move(*reason)));
@@ -77,6 +80,10 @@ Task<void> BugSession::travel() {
 }
 
 Task<void> BugSession::travelWhileAllIsWell() {
+    if (auto missing = missingAgent(services_.settings.agentCommand, services_.environment)) {
+        OutsideFailure failure{.cause = std::move(*missing)};
+        co_return co_await putBack(std::move(failure));
+    }
     co_await openAttempt();
     if (!co_await prepareWorktree()) {
         co_return;
@@ -127,9 +134,12 @@ Task<bool> BugSession::startAgent(std::string goal) {
     }
     if (!started) {
         co_await noteUnstartedAgent();
-        co_await fail(std::move(trouble));
+        OutsideFailure failure{.cause =
+                                   trouble + "; check the setting agent.command and the system's limits."};
+        co_await putBack(std::move(failure));
         co_return false;
     }
+    services_.startPauses.agentStarted();
     agentSettled_ = false;
     co_await beginWatching(*started);
     co_return true;

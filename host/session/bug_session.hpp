@@ -49,10 +49,12 @@ class BugSession {
   private:
     Task<void> travelWhileAllIsWell();
     Task<void> fail(std::string reason);
+    Task<void> putBack(OutsideFailure failure);
 
     // The stations, in order; those before the agent are in bug_session_preparation.cpp
     Task<void> openAttempt();
     Task<bool> prepareWorktree();
+    Task<bool> refuse(WorktreeFailed failed, GitTrouble trouble);
     Task<std::string> writeGoal();
     Task<void> recordAttempt(std::string goal);
     Task<bool> startAgent(std::string goal);
@@ -81,6 +83,7 @@ class BugSession {
     Task<bool> learnLastComments();
     Task<ReadableList<QLCommentDTO>> fetchComments();
     Task<bool> isStillOurs();
+    Task<void> interrupt(std::string reason);
     Task<void> finishReported();
     Task<void> noteConversation();
     Task<void> noteUnstartedAgent();

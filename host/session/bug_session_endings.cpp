@@ -54,9 +54,14 @@ Task<void> BugSession::finish(SessionFailed end) {
     co_await fail(std::move(end.reason));
 }
 
+Task<void> BugSession::finish(SessionInterrupted) {
+    std::string reason(interruptedReason);
+    co_await interrupt(std::move(reason));
+}
+
 /// What the agent reported until its exit still counts. While that is not known the attempt stays open, and
 /// the next start asks before it resumes the bug.
-Task<void> BugSession::finish(SessionInterrupted) {
+Task<void> BugSession::interrupt(std::string reason) {
     show("stopping codex");
     co_await stopAgent();
     const bool isKnown = co_await learnLastComments();
@@ -69,9 +74,20 @@ Task<void> BugSession::finish(SessionInterrupted) {
     }
     co_await services_.manager.markResumable(item_.id);
     if (isKnown) {
-        co_await services_.store.attempts.markFailed(attempt_.id, interruptedReason, currentInstant());
+        co_await services_.store.attempts.markFailed(attempt_.id, std::move(reason), currentInstant());
     }
     showEnd("queued to resume");
+}
+
+/// No fault of the bug's: it goes back to where it was, and for a while nothing that would meet the same is
+/// started.
+Task<void> BugSession::putBack(OutsideFailure failure) {
+    services_.startPauses.failed(failure, std::chrono::steady_clock::now());
+    const bool ours = co_await isStillOurs();
+    if (ours || attemptRecorded_) {
+        co_return co_await interrupt(failure.cause);
+    }
+    show("queued", failure.cause);
 }
 
 Task<void> BugSession::finishReported() {

@@ -5,6 +5,7 @@
 #include "host/session/bug_session.hpp"
 #include "host/session/git_cause.hpp"
 #include "host/session/patient_git.hpp"
+#include "host/session/watched_git.hpp"
 #include "host/session/worktree_preparation.hpp"
 #include "quernlight/dispatch/goal_builder.hpp"
 #include "quernlight/git/worktree_naming.hpp"
@@ -35,27 +36,43 @@ SessionAttemptRecord BugSession::newAttempt(std::int64_t number) const {
 }
 
 Task<bool> BugSession::prepareWorktree() {
+    if (auto unusable = unusableRepository(mapping_.repoPath, mapping_.resolvedWorktreeRootPath())) {
+        co_await putBack(std::move(*unusable));
+        co_return false;
+    }
     OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
     SharedFetches& fetches = services_.repositories.fetchesOf(mapping_.repoPath);
-    const GitRunner run =
-        fetches.sharing(patientGit(stop_, kill_, services_.settings, gitMarkOf(services_.home)));
+    const SessionMark mark = gitMarkOf(services_.home);
+    GitTrouble trouble;
+    const PreparationGit git{
+        .run = watched(fetches.sharing(patientGit(stop_, kill_, services_.settings, mark)), trouble),
+        .ask = watchedLook(patientGit(stop_, kill_, services_.settings, mark, GitOutput::answer), trouble)};
     const WorktreeUse use = attempt_.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
     const GitWorktreePrepareResult prepared =
-        co_await turns.run(prepareUsableWorktree(worktreeRequest(), run, use));
+        co_await turns.run(prepareUsableWorktree(worktreeRequest(), git, use));
     if (watched_.stopRequested) {
         show("queued");  // nothing has begun
         co_return false;
     }
     if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
-        const std::string reason = causeFirst(failed->message);
-        co_await services_.manager.markFailed(item_.id, reason);
-        showEnd("failed", reason);
-        co_return false;
+        co_return co_await refuse(*failed, std::move(trouble));
     }
+    services_.startPauses.prepared(mapping_.repoPath);
     attempt_.agentWorkspacePath =
         WorktreeNaming::worktreePath(mapping_.resolvedWorktreeRootPath(), item_.appName, item_.bugID);
     co_await tellEvent(event_kind::worktreeReady, "The worktree is ready: " + *attempt_.agentWorkspacePath);
     co_return true;
+}
+
+Task<bool> BugSession::refuse(WorktreeFailed failed, GitTrouble trouble) {
+    if (auto outside = outsideFailure(mapping_.repoPath, trouble)) {
+        co_await putBack(std::move(*outside));
+        co_return false;
+    }
+    const std::string reason = causeFirst(failed.message);
+    co_await services_.manager.markFailed(item_.id, reason);
+    showEnd("failed", reason);
+    co_return false;
 }
 
 PrepareBugRequest BugSession::worktreeRequest() const {

@@ -45,6 +45,10 @@ std::string describeOverlong(const std::string& command, double seconds) {
            " (setting git.command_seconds); see what its hooks and filters wait for.";
 }
 
+GitCommandResult overlong(const std::string& command, double seconds) {
+    return {endedStatus, describeOverlong(command, seconds), std::make_error_code(std::errc::timed_out)};
+}
+
 /// One run of git, as it goes on beside whoever waits for it.
 struct Run {
     std::optional<GitCommandResult> result{};
@@ -117,9 +121,10 @@ class PatientGit {
         if (run->result) {
             co_return *run->result;
         }
-        GitCommandResult ended{endedStatus, run->isOverlong
-                                                ? describeOverlong(command, seconds)
-                                                : "git " + command + " was ended: the program is ending."};
+        GitCommandResult ended{endedStatus, "git " + command + " was ended: the program is ending."};
+        if (run->isOverlong) {
+            ended = overlong(command, seconds);
+        }
         if (!isFetch) {
             over_ = ended;
         }
@@ -173,7 +178,7 @@ Task<GitCommandResult> runLimited(SessionMark mark, GitOutput output, std::vecto
     try {
         co_return co_await withTimeLimit(limit, git(std::move(arguments)));
     } catch (const TimeLimitExceeded&) {
-        co_return GitCommandResult{endedStatus, describeOverlong(command, seconds)};
+        co_return overlong(command, seconds);
     }
 }
 

@@ -13,6 +13,7 @@
 #include "host/session/request_budget.hpp"
 #include "host/session/running_time.hpp"
 #include "host/settings/settings.hpp"
+#include "host/start_pauses.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/background_executor.hpp"
@@ -35,6 +36,7 @@ struct SessionServices {
     BackendHealth& health;
     DiskHealth& disk;
     RunningTime& runningTime;
+    StartPauses& startPauses;
     InstructionFiles instructions;
     EnvironmentMap environment;  ///< the program's own, from which the agent's is chosen
     const Settings& settings;    ///< as it is now; may change between two looks

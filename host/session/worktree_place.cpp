@@ -25,14 +25,6 @@ bool isCommit(std::string_view head) {
     return head.find_first_not_of('0') != std::string_view::npos;
 }
 
-/// What a warning has put in front of the first attribute belongs to it no more.
-std::string_view withoutWarnings(std::string_view attribute) {
-    const auto label = attribute.rfind("\nworktree ");
-    return attribute.starts_with("worktree ") || label == std::string_view::npos
-               ? attribute
-               : attribute.substr(label + 1);
-}
-
 void take(std::string_view attribute, Registration& registration) {
     const auto read = [&](std::string_view label, std::string& value) {
         if (attribute.starts_with(label)) {
@@ -49,7 +41,7 @@ std::vector<Registration> registrationsIn(std::string_view listing) {
     std::vector<Registration> registrations;
     while (!listing.empty()) {
         const auto end = std::min(listing.find('\0'), listing.size());
-        const std::string_view attribute = withoutWarnings(listing.substr(0, end));
+        const std::string_view attribute = listing.substr(0, end);
         listing.remove_prefix(std::min(end + 1, listing.size()));
         if (attribute.starts_with("worktree ")) {
             registrations.emplace_back();
@@ -66,7 +58,7 @@ std::vector<Registration> registrationsIn(std::string_view listing) {
 Task<GitCommandResult> WorktreePlace::git(std::string directory, std::vector<std::string> arguments) {
     std::vector<std::string> whole{"-C", std::move(directory)};
     whole.insert(whole.end(), arguments.begin(), arguments.end());
-    return run_(std::move(whole));
+    return ask_(std::move(whole));
 }
 
 Task<std::string> WorktreePlace::answer(std::string directory, std::vector<std::string> arguments) {

@@ -22,7 +22,9 @@ class WorktreePlace {
         std::string baseBranch;
     };
 
-    WorktreePlace(Names names, GitRunner run) : names_(std::move(names)), run_(std::move(run)) {}
+    /// `ask` gives answers (`GitOutput::answer`); `run` shows what else git says, too.
+    WorktreePlace(Names names, GitRunner run, GitRunner ask)
+        : names_(std::move(names)), run_(std::move(run)), ask_(std::move(ask)) {}
 
     /// All but the changes.
     Task<WorktreeFacts> facts(WorktreeUse use);
@@ -45,6 +47,7 @@ class WorktreePlace {
 
     const Names names_;
     const GitRunner run_;
+    const GitRunner ask_;
     bool isRegistered_ = false;
     bool isBranchElsewhere_ = false;  // checked out in another worktree
     std::string head_;                // of the registered worktree; empty when there is none

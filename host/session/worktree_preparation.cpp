@@ -52,10 +52,10 @@ std::string describeRefusal(const WorktreePlace::Names& names, bool isRegistered
 }
 
 /// A worktree that may be used or a reason why none can be; nothing when the place is ready to be prepared.
-Task<std::optional<GitWorktreePrepareResult>> makeRoom(const PrepareBugRequest& request, GitRunner run,
+Task<std::optional<GitWorktreePrepareResult>> makeRoom(const PrepareBugRequest& request, PreparationGit git,
                                                        WorktreeUse use) {
     const WorktreePlace::Names names = namesFor(request);
-    WorktreePlace place(names, std::move(run));
+    WorktreePlace place(names, std::move(git.run), std::move(git.ask));
     WorktreeFacts facts = co_await place.facts(use);
     WorktreeStep step = worktreeStep(facts);
     if (std::holds_alternative<LookForChanges>(step)) {
@@ -79,20 +79,22 @@ bool isRefused(const PrepareBugRequest& request) {
            WorktreeNaming::refusal(request.bugID);
 }
 
-Task<GitWorktreePrepareResult> prepareOnce(const PrepareBugRequest& request, GitRunner run, WorktreeUse use) {
+Task<GitWorktreePrepareResult> prepareOnce(const PrepareBugRequest& request, PreparationGit git,
+                                           WorktreeUse use) {
     if (!isRefused(request)) {
-        const auto found = co_await makeRoom(request, run, use);
+        const auto found = co_await makeRoom(request, git, use);
         if (found) {
             co_return *found;
         }
     }
-    const GitWorktreePreparer worktrees(std::move(run));
+    const GitWorktreePreparer worktrees(std::move(git.run));
     co_return co_await worktrees.prepareBug(request);
 }
 
-Task<GitWorktreePrepareResult> tryOnce(const PrepareBugRequest& request, GitRunner run, WorktreeUse use) {
+Task<GitWorktreePrepareResult> tryOnce(const PrepareBugRequest& request, PreparationGit git,
+                                       WorktreeUse use) {
     try {
-        co_return co_await prepareOnce(request, std::move(run), use);
+        co_return co_await prepareOnce(request, std::move(git), use);
     } catch (const PlaceUnknown& error) {
         co_return WorktreeFailed{error.what()};
     } catch (const UserError& error) {
@@ -104,12 +106,13 @@ Task<GitWorktreePrepareResult> tryOnce(const PrepareBugRequest& request, GitRunn
 
 }  // namespace
 
-Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, GitRunner run,
+Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, PreparationGit git,
                                                      WorktreeUse use) {
     request = resolved(std::move(request));
     for (int tries = 1;; ++tries) {
         const auto killed = std::make_shared<bool>(false);
-        GitWorktreePrepareResult prepared = co_await tryOnce(request, notingKills(run, killed), use);
+        PreparationGit noting{.run = notingKills(git.run, killed), .ask = notingKills(git.ask, killed)};
+        GitWorktreePrepareResult prepared = co_await tryOnce(request, std::move(noting), use);
         const auto* failed = std::get_if<WorktreeFailed>(&prepared);
         if (!failed || !*killed) {
             co_return prepared;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <system_error>
 
 namespace quernlight {
 
@@ -11,12 +12,17 @@ struct GitCommandResult {
     std::int32_t status = 0;
     std::string output;  ///< standard output and standard error together, UTF-8, trimmed at both ends
 
+    /// Why git could not be started, or (timed_out) was not awaited to its end; equality does not look at it.
+    std::error_code systemError{};
+
     bool succeeded() const { return status == 0; }
 
     /// Git's own words, or `fallback` when it printed nothing.
     std::string outputOr(std::string fallback) const { return output.empty() ? fallback : output; }
 
-    bool operator==(const GitCommandResult&) const = default;
+    bool operator==(const GitCommandResult& other) const {
+        return status == other.status && output == other.output;
+    }
 };
 
 }  // namespace quernlight

@@ -24,7 +24,7 @@ GitCommandResult resultOf(const ChildProcessResult& ended) {
 }
 
 GitCommandResult resultOf(const std::system_error& error) {
-    return {error.code() == std::errc::no_child_process ? lostStatus : notStarted, error.what()};
+    return {error.code() == std::errc::no_child_process ? lostStatus : notStarted, error.what(), error.code()};
 }
 
 Task<GitCommandResult> run(std::vector<std::string> arguments, std::vector<std::string> variables,

@@ -60,6 +60,7 @@ TEST_F(GitRunnerTest, OutputThatIsNoUtf8CountsAsEmpty) {
 TEST_F(GitRunnerTest, AGitThatCannotBeStartedGivesStatusOneAndTheReason) {
     const GitCommandResult result = runGitNow({"-C", std::string(4 << 20, 'x'), "status"});
     EXPECT_EQ(result, (GitCommandResult{1, "Unable to start /usr/bin/git: Argument list too long"}));
+    EXPECT_EQ(result.systemError, std::errc::argument_list_too_long);
 }
 
 TEST_F(GitRunnerTest, AnArgumentWithANullCharacterIsRefusedRatherThanCut) {

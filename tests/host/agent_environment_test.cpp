@@ -68,5 +68,20 @@ TEST_F(FindOnPathTest, WithoutAPathNothingIsFound) {
     EXPECT_EQ(findOnPath("codex", {}), std::nullopt);
 }
 
+TEST(MissingAgentTest, AProgramThatCannotBeRunIsNamed) {
+    const quernlight::test::TemporaryDirectory directory;
+    const std::string file = directory / "agent";
+    const EnvironmentMap environment{{"PATH", directory.path().string()}};
+    EXPECT_TRUE(missingAgent({"agent"}, environment));
+    quernlight::test::writeFile(file, "");
+    EXPECT_TRUE(missingAgent({"agent"}, environment));
+    EXPECT_EQ(missingAgent({file, "--fast"}, environment),
+              "There is no program " + file + " that may be run; check the setting agent.command.");
+    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
+    EXPECT_FALSE(missingAgent({file, "--fast"}, environment));
+    EXPECT_FALSE(missingAgent({"agent"}, environment));
+    EXPECT_FALSE(missingAgent({"./agent"}, environment));
+}
+
 }  // namespace
 }  // namespace quernlight::host

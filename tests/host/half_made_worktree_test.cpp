@@ -60,7 +60,7 @@ class HalfMadeWorktreeTest : public testing::Test {
                                   .appName = "Shop",
                                   .bugID = "3f2a9c1d",
                                   .baseBranch = "main"};
-        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), runGit, use));
+        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), PreparationGit{}, use));
     }
     std::string failure(WorktreeUse use = WorktreeUse::first) {
         const auto result = prepare(use);

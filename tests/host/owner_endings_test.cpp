@@ -202,15 +202,17 @@ TEST_F(OwnerEndingsTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIs
     EXPECT_EQ(status("3f2a9c1d"), "completed");
 }
 
-TEST_F(OwnerEndingsTest, ARemoteThatNeverAnswersFailsTheBugWithASentence) {
+TEST_F(OwnerEndingsTest, ARemoteThatNeverAnswersLeavesTheBugQueuedAndIsNamed) {
     reportClearBug("3f2a9c1d");
     mapApp();
     startBackend();
     set("git.fetch_seconds", "1");
     silenceTheRemote();
-    EXPECT_EQ(runOnce().exitCode, 0);
-    EXPECT_EQ(status("3f2a9c1d"), "failed");
-    EXPECT_THAT(item("3f2a9c1d", "error_message"), HasSubstr("git fetch did not end within 1 s"));
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, HasSubstr("1 bug could not be started: "));
+    EXPECT_THAT(outcome.error, HasSubstr("git fetch did not end within 1 s"));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
 }
 
 TEST_F(OwnerEndingsTest, AStopWhileAWorktreeIsPreparedEndsTheFetchAndLeavesTheBugQueued) {
@@ -311,14 +313,13 @@ TEST_F(OwnerEndingsTest, TwoAgentsWorkAtATimeByDefault) {
     EXPECT_EQ(history("33333333"), "enqueued");
 }
 
-TEST_F(OwnerEndingsTest, ABaseBranchThatIsGoneFailsTheBugWithGitsWords) {
+TEST_F(OwnerEndingsTest, ABaseBranchThatIsGoneLeavesTheBugQueuedAndIsToldInGitsWords) {
     reportClearBug("3f2a9c1d");
     mapApp();
     startBackend();
     repository.git(repository.bare(), {"update-ref", "-d", "refs/heads/main"});
-    runOnce();
-    EXPECT_EQ(status("3f2a9c1d"), "failed");
-    EXPECT_THAT(item("3f2a9c1d", "error_message"), HasSubstr("couldn't find remote ref refs/heads/main"));
+    EXPECT_THAT(runOnce().error, HasSubstr("couldn't find remote ref refs/heads/main"));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
 }
 
 TEST_F(OwnerEndingsTest, WhileIntakeIsOffNoNewBugComesIn) {

@@ -86,6 +86,8 @@ class ServicesFixture : public testing::Test {
     std::vector<std::string> diskNews;
     DiskHealth disk{[this](const std::string& trouble) { diskNews.push_back(trouble); }};
     RunningTime runningTime{readClocks(), [] {}};
+    StartPauses startPauses{
+        [this](const std::string& topic, const std::string& sentence) { board.condition(topic, sentence); }};
     Settings settings;
     SessionServices services{
         .home = directory / "home",
@@ -100,6 +102,7 @@ class ServicesFixture : public testing::Test {
         .health = health,
         .disk = disk,
         .runningTime = runningTime,
+        .startPauses = startPauses,
         .instructions = {},
         .environment = {},
         .settings = settings,

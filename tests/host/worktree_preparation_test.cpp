@@ -25,7 +25,7 @@ class WorktreePreparationTest : public testing::Test {
                                   .appName = "Shop",
                                   .bugID = "3f2a9c1d",
                                   .baseBranch = "main"};
-        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), runGit));
+        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), PreparationGit{}));
     }
     void commitWork() {
         repository.git(worktree, {"commit", "--quiet", "--allow-empty", "-m", "Half of the work"});

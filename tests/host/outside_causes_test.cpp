@@ -1,0 +1,81 @@
+#include <array>
+
+#include <gmock/gmock.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+/// Bugs 11111111, 22222222 and 33333333, which cannot be started for a cause that is none of theirs.
+class OutsideCausesTest : public test::DispatchFixture {
+  protected:
+    OutsideCausesTest() {
+        for (const char* bugID : bugs) {
+            reportClearBug(bugID);
+        }
+        mapApp();
+        startBackend();
+    }
+    void set(const std::string& setting, const std::string& value) {
+        const auto outcome = dispatch({"config", "set", setting, value, "--home", home()});
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
+    }
+    void takeRemoteAway() { std::filesystem::rename(repository.bare(), repository.scratch("away")); }
+    void bringRemoteBack() { std::filesystem::rename(repository.scratch("away"), repository.bare()); }
+    void areAll(const std::string& expected) {
+        for (const char* bugID : bugs) {
+            EXPECT_EQ(status(bugID), expected) << bugID << " " << item(bugID, "error_message");
+        }
+    }
+    static constexpr std::array bugs{"11111111", "22222222", "33333333"};
+};
+
+TEST_F(OutsideCausesTest, ARemoteThatCannotBeReachedFailsNoBugAndOnceEndsWithTheCause) {
+    takeRemoteAway();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, HasSubstr("3 bugs could not be started: git fetch fails in "));
+    areAll("queued");
+    EXPECT_EQ(attempt("11111111", "attempt_number"), "no such row");
+}
+
+TEST_F(OutsideCausesTest, BugsAreWorkedOnOnceTheirRemoteIsBack) {
+    takeRemoteAway();
+    const auto program = start(runWith());
+    const std::string alert = "No bug of " + repository.directory().string() + " is started for the next 5 s";
+    ASSERT_TRUE(program->says(alert)) << program->output();
+    bringRemoteBack();
+    EXPECT_TRUE(program->says("Bugs can be started again.")) << program->output();
+    for (const char* bugID : bugs) {
+        EXPECT_TRUE(program->says(std::string(bugID) + "  completed: ")) << program->output();
+    }
+    EXPECT_THAT(program->output(), Not(HasSubstr("  failed: ")));
+}
+
+TEST_F(OutsideCausesTest, ARepositoryThatIsGoneFailsNoBug) {
+    std::filesystem::rename(repository.directory(), repository.scratch("moved"));
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, AllOf(HasSubstr("3 bugs could not be started: The repository "),
+                                     HasSubstr("cannot be used (No such file or directory)")));
+    areAll("queued");
+}
+
+TEST_F(OutsideCausesTest, AnAgentThatCannotBeStartedFailsNoBug) {
+    const auto script = repository.scratch("agent.sh");
+    test::writeFile(script, "#!/no/such/interpreter\n");
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    set("agent.command", script.string());
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, HasSubstr("Unable to launch Codex: No such file or directory; check"));
+    areAll("queued");
+}
+
+}  // namespace
+}  // namespace quernlight
