@@ -19,6 +19,7 @@
 #include "host/held_signals.hpp"
 #include "host/home_lock.hpp"
 #include "host/map_command.hpp"
+#include "host/private_files.hpp"
 #include "host/token_file.hpp"
 #include "host/user_error.hpp"
 
@@ -131,6 +132,7 @@ int demoCommand(const DemoOptions& options) {
     const HeldSignals untilCleanedUp;
     const DemoDirectory directory(options.home, options.keep);
     adoptEnvironment(demoEnvironment(currentEnvironmentMap(), directory, programs));
+    protectHome(directory.dispatchHome());
     const HomeLock lock(directory.dispatchHome());
     std::cout
         << "Three bugs on their road, between a stand-in backend and a scripted agent on this machine:\n\n"
