@@ -55,7 +55,8 @@ std::string gitConfiguration(const DemoDirectory& directory, const StandInProgra
 }
 
 Task<void> git(std::vector<std::string> arguments) {
-    const GitCommandResult result = co_await runGit(std::move(arguments));
+    const GitRunner git = runGitWith({});
+    const GitCommandResult result = co_await git(std::move(arguments));
     if (!result.succeeded()) {
         throw UserError("The demo's repository cannot be made; git says: " + result.output);
     }

@@ -8,7 +8,7 @@ namespace quernlight::host {
 
 /// Git for a preparation. In no repository more than one at a time.
 struct PreparationGit {
-    GitRunner run = runGit;                             ///< whose output is shown when it fails
+    GitRunner run = runGitWith({});                     ///< whose output is shown when it fails
     GitRunner ask = runGitWith({}, GitOutput::answer);  ///< whose output is read
 };
 

@@ -8,75 +8,41 @@
 namespace quernlight {
 namespace {
 
-/// What git, ssh, credential helpers and the hooks of a repository need to find their files, their agents and
-/// the network. Variables that belong to one repository (`git rev-parse --local-env-vars`) are not among
-/// them: a hook or an alias that started the caller leaves them in its environment, and they would win over
-/// "-C". Nor is anything that asks a person, prints diagnostics, changes an answer or holds a secret.
-constexpr std::array allowedNames = std::to_array<std::string_view>({
-    "PATH",
-    "HOME",
-    "USER",
-    "LOGNAME",
-    "SHELL",
-    "LANG",
-    "TZ",
-    "TMPDIR",
-    "LD_LIBRARY_PATH",
-    // agents, key rings, tickets; on macOS the login session and the chosen developer tools
-    "SSH_AUTH_SOCK",
-    "SSH_AGENT_PID",
-    "SSH_SK_PROVIDER",
-    "GNUPGHOME",
-    "PASSWORD_STORE_DIR",
-    "KRB5CCNAME",
-    "KRB5_CONFIG",
-    "DBUS_SESSION_BUS_ADDRESS",
-    "GNOME_KEYRING_CONTROL",
-    "GH_CONFIG_DIR",
-    "SECURITYSESSIONID",
-    "DEVELOPER_DIR",
-    "__CF_USER_TEXT_ENCODING",
-    // proxies and certificates
-    "http_proxy",
-    "https_proxy",
-    "HTTPS_PROXY",
-    "all_proxy",
-    "ALL_PROXY",
-    "no_proxy",
-    "NO_PROXY",
-    "SSL_CERT_FILE",
-    "SSL_CERT_DIR",
-    "NIX_SSL_CERT_FILE",
-    "CURL_CA_BUNDLE",
-    // git's own
-    "GIT_ALLOW_PROTOCOL",
-    "GIT_ATTR_NOSYSTEM",
-    "GIT_CEILING_DIRECTORIES",
-    "GIT_CONFIG_GLOBAL",
-    "GIT_CONFIG_NOSYSTEM",
-    "GIT_CONFIG_SYSTEM",
-    "GIT_DISCOVERY_ACROSS_FILESYSTEM",
-    "GIT_EXEC_PATH",
-    "GIT_PROTOCOL_FROM_USER",
-    "GIT_PROXY_COMMAND",
-    "GIT_SSH",
-    "GIT_SSH_COMMAND",
-    "GIT_SSH_VARIANT",
-    "GIT_TEMPLATE_DIR",
+/// What `git rev-parse --local-env-vars` lists: variables that belong to one repository. A hook or an alias
+/// that started the caller leaves them in its environment, and they would win over "-C".
+constexpr std::array repositoryVariables = std::to_array<std::string_view>({
+    "GIT_ALTERNATE_OBJECT_DIRECTORIES",
+    "GIT_COMMON_DIR",
+    "GIT_CONFIG",
+    "GIT_CONFIG_COUNT",
+    "GIT_CONFIG_PARAMETERS",
+    "GIT_DIR",
+    "GIT_GRAFT_FILE",
+    "GIT_IMPLICIT_WORK_TREE",
+    "GIT_INDEX_FILE",
+    "GIT_INTERNAL_SUPER_PREFIX",
+    "GIT_NO_REPLACE_OBJECTS",
+    "GIT_OBJECT_DIRECTORY",
+    "GIT_PREFIX",
+    "GIT_REPLACE_REF_BASE",
+    "GIT_SHALLOW_FILE",
+    "GIT_WORK_TREE",
 });
 
-/// The last is the program's own: by such a mark it knows the processes that work for it.
-constexpr std::array allowedPrefixes = std::to_array<std::string_view>({
-    "LC_",
-    "XDG_",
-    "GCM_",
-    "GIT_AUTHOR_",
-    "GIT_COMMITTER_",
-    "GIT_HTTP_",
-    "GIT_LFS_",
-    "GIT_PROXY_SSL_",
-    "GIT_SSL_",
-    "QUERNLIGHT_DISPATCH_",
+/// Variables that are set here, and those that print diagnostics between the lines of an answer.
+constexpr std::array replacedVariables = std::to_array<std::string_view>({
+    "GIT_ASKPASS",
+    "GIT_CURL_VERBOSE",
+    "GIT_PAGER",
+    "GIT_TERMINAL_PROMPT",
+    "LANGUAGE",
+    "SSH_ASKPASS_REQUIRE",
+});
+
+constexpr std::array leftOutPrefixes = std::to_array<std::string_view>({
+    "GIT_CONFIG_KEY_",
+    "GIT_CONFIG_VALUE_",
+    "GIT_TRACE",
 });
 
 /// Besides settings that would change an answer, how long git waits (milliseconds) for a ref that another git
@@ -105,11 +71,12 @@ constexpr std::array pinnedConfiguration = std::to_array<std::pair<std::string_v
     {"merge.renormalize", "false"},
 });
 
-bool isAllowed(std::string_view entry) {
+bool isLeftOut(std::string_view entry) {
     const std::string_view name = entry.substr(0, entry.find('='));
+    const auto isName = [name](std::string_view other) { return name == other; };
     const auto isPrefix = [name](std::string_view prefix) { return name.starts_with(prefix); };
-    return std::ranges::find(allowedNames, name) != allowedNames.end() ||
-           std::ranges::any_of(allowedPrefixes, isPrefix);
+    return std::ranges::any_of(repositoryVariables, isName) ||
+           std::ranges::any_of(replacedVariables, isName) || std::ranges::any_of(leftOutPrefixes, isPrefix);
 }
 
 void appendPinnedConfiguration(std::vector<std::string>& environment) {
@@ -126,7 +93,7 @@ void appendPinnedConfiguration(std::vector<std::string>& environment) {
 
 std::vector<std::string> gitEnvironment(std::vector<std::string> inherited) {
     std::vector<std::string> environment = std::move(inherited);
-    std::erase_if(environment, [](const std::string& entry) { return !isAllowed(entry); });
+    std::erase_if(environment, [](const std::string& entry) { return isLeftOut(entry); });
     // Nobody is there to answer a question, on the terminal or in a window; an empty GIT_ASKPASS also
     // overrides SSH_ASKPASS and core.askPass for git itself (gitcredentials(7)), and the last variable does
     // so for ssh(1).

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "quernlight/git/git_environment.hpp"
+#include "quernlight/git/needed_by_git.hpp"
 #include "quernlight/platform/child_process.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/platform/text.hpp"
@@ -24,16 +25,16 @@ GitCommandResult resultOf(const ChildProcessResult& ended) {
 }
 
 GitCommandResult resultOf(const std::system_error& error) {
-    return {error.code() == std::errc::no_child_process ? lostStatus : notStarted, error.what(), error.code()};
+    return {error.code() == std::errc::no_child_process ? lostStatus : notStarted, error.what(),
+            error.code()};
 }
 
-Task<GitCommandResult> run(std::vector<std::string> arguments, std::vector<std::string> variables,
+Task<GitCommandResult> run(std::vector<std::string> arguments, std::vector<std::string> environment,
                            GitOutput output) {
     ChildProcessRequest request;
     request.executable = "/usr/bin/git";
     request.arguments = std::move(arguments);
-    request.environment = gitEnvironment(currentEnvironment());
-    request.environment.insert(request.environment.end(), variables.begin(), variables.end());
+    request.environment = gitEnvironment(std::move(environment));
     request.keepsErrorsApart = output == GitOutput::answer;
     try {
         const ChildProcessResult ended = co_await runChildProcess(std::move(request));
@@ -46,12 +47,14 @@ Task<GitCommandResult> run(std::vector<std::string> arguments, std::vector<std::
 }  // namespace
 
 Task<GitCommandResult> runGit(std::vector<std::string> arguments) {
-    return run(std::move(arguments), {}, GitOutput::combined);
+    return run(std::move(arguments), currentEnvironment(), GitOutput::combined);
 }
 
 GitRunner runGitWith(std::vector<std::string> variables, GitOutput output) {
     return [variables = std::move(variables), output](std::vector<std::string> arguments) {
-        return run(std::move(arguments), variables, output);
+        std::vector<std::string> environment = neededByGit(currentEnvironment());
+        environment.insert(environment.end(), variables.begin(), variables.end());
+        return run(std::move(arguments), std::move(environment), output);
     };
 }
 

@@ -14,8 +14,8 @@ namespace quernlight {
 using GitRunner = std::function<Task<GitCommandResult>(std::vector<std::string> arguments)>;
 
 /// The runner that everything uses unless told otherwise: starts /usr/bin/git, in the caller's working
-/// directory and without a shell, and awaits its end; there is no limit of time. Of the caller's environment
-/// git and its hooks get what they need and no more. Output that is not valid UTF-8 counts as empty. A prompt
+/// directory and without a shell, and awaits its end; there is no limit of time. The caller's environment is
+/// inherited, but for what would change an answer. Output that is not valid UTF-8 counts as empty. A prompt
 /// for credentials fails, because git has neither a terminal nor an input.
 ///
 /// Keeps no state and may run from several coroutines at once. Failures are values, with the reason as the
@@ -29,8 +29,9 @@ enum class GitOutput {
     answer,    ///< of a git that succeeds, standard output alone; of one that fails, standard error behind it
 };
 
-/// As `runGit`, with these variables ("NAME=value") besides in git's environment, which what git starts
-/// inherits. Who reads values from the output asks for `answer`, in which there are no warnings.
+/// As `runGit`, but of the caller's environment git and what it starts, hooks above all, get only what they
+/// need, and these variables ("NAME=value") besides. Who reads values from the output asks for `answer`, in
+/// which there are no warnings.
 GitRunner runGitWith(std::vector<std::string> variables, GitOutput output = GitOutput::combined);
 
 }  // namespace quernlight

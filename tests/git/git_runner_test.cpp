@@ -99,9 +99,11 @@ TEST_F(GitRunnerTest, TheCallersWorkingDirectoryAndEnvironmentAreGits) {
     EXPECT_EQ(runGitScript("echo $QUERNLIGHT_DISPATCH_TEST").output, "inherited");
 }
 
-TEST_F(GitRunnerTest, AHookDoesNotSeeWhatIsNoneOfItsBusiness) {
+TEST_F(GitRunnerTest, WithVariablesOfItsOwnAHookDoesNotSeeWhatIsNoneOfItsBusiness) {
     const ScopedVariable secret("AWS_SECRET_ACCESS_KEY", "secret");
-    EXPECT_EQ(runGitScript("echo ${AWS_SECRET_ACCESS_KEY-unset}").output, "unset");
+    const GitRunner git = runGitWith({});
+    EXPECT_EQ(test::runTask(git({"-c", "alias.tell=!echo ${AWS_SECRET_ACCESS_KEY-unset} #", "tell"})),
+              (GitCommandResult{0, "unset"}));
 }
 
 TEST_F(GitRunnerTest, GitWarnsInWordsThatAreToldFromAnAnswerWhateverTheUsersLanguage) {
