@@ -28,8 +28,8 @@ int runProgram(int argc, char** argv) {
 
 int main(int argc, char** argv) {
     std::signal(SIGPIPE, SIG_IGN);  // a reader that leaves must not end the work
-    std::signal(SIGCHLD,
-                SIG_DFL);  // whoever started this may ignore it: then no child's exit status is known
+    // Whoever started this may ignore it, and then no child's exit status would be known.
+    std::signal(SIGCHLD, SIG_DFL);
     try {
         return quernlight::host::runProgram(argc, argv);
     } catch (const std::exception& error) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <tuple>
+#include <utility>
 
 #include "quernlight/platform/bug_id.hpp"
 #include "quernlight/platform/text.hpp"
@@ -46,14 +47,17 @@ std::optional<Instant> newestOf(const std::vector<QLCommentDTO>& comments, Predi
 }  // namespace
 
 DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue) {
-    std::stable_sort(listed.begin(), listed.end(), isOlder);
+    std::multimap<std::pair<Instant, std::string>, QLBugSummaryDTO> oldestFirst;  // keeps the order of equals
+    for (QLBugSummaryDTO& bug : listed) {
+        oldestFirst.emplace(std::pair(bug.createdAt, bug.id), std::move(bug));
+    }
     std::map<std::string, const BugQueueItem*> items;
     for (const BugQueueItem& item : queue) {
         items.emplace(item.bugID, &item);
     }
     DistinctBugs distinct;
     std::map<std::string, std::string> kept;  // whole ids by short id
-    for (QLBugSummaryDTO& bug : listed) {
+    for (auto& [age, bug] : oldestFirst) {
         const std::string bugID = BugID::normalized(bug.id);
         const auto item = items.find(bugID);
         if (item != items.end() && isAnother(bug, *item->second)) {

@@ -175,10 +175,8 @@ Task<void> BugSession::settleAgent() {
     const AgentExited exit = *agent_.exit();
     co_await noteLeftovers();
     co_await ifPossible(services_.store.attempts.markExited(attempt_.id, exit.exitCode, exit.at));
-    const std::string ending = exit.exitCode < 0
-                                   ? "The agent ended; its exit status is lost."
-                                   : "The agent ended with code " + std::to_string(exit.exitCode) + ".";
-    co_await ifPossible(tellEvent(event_kind::agentExited, ending));
+    co_await ifPossible(tellEvent(event_kind::agentExited,
+                                  "The agent ended with code " + std::to_string(exit.exitCode) + "."));
     if (!goalTypedWhole_) {
         co_await ifPossible(tellEvent(event_kind::goalNotTyped,
                                       watched_.goalTyped ? "The agent ended before all of the goal was typed."

@@ -86,9 +86,6 @@ std::string exitedStage(int exitCode) {
 }
 
 std::string describeUncleanExit(int exitCode) {
-    if (exitCode < 0) {
-        return "Codex ended without posting a completion comment; its exit status is lost.";
-    }
     if (exitCode > 128) {
         return "Codex was ended by " + signalName(exitCode - 128) + " without posting a completion comment.";
     }

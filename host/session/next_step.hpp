@@ -70,7 +70,7 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
 std::string exitedStage(int exitCode);
 
 /// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's
-/// name; below 0 the code is not known.
+/// name.
 std::string describeUncleanExit(int exitCode);
 
 /// Whether an agent's last words say that it has no such conversation: they name its id, or speak of a

@@ -178,7 +178,8 @@ void PTYProcess::readLastWords() {
 }
 
 void PTYProcess::handleExit() {
-    const int exitCode = leader_.reap().value_or(RunnerEvent::Exited::unknownCode);
+    const int exitCode =
+        leader_.reap().value_or(0);  // 0 is also the code of a child that somebody else has reaped
     readLastWords();
     finishTranscripts();
     closeTerminal();

@@ -32,12 +32,10 @@ class RunnerEvent {
 
     struct Exited {
         Uuid sessionID{};
-        std::int32_t exitCode = 0;  ///< the exit status, or 128 plus the number of the signal
+        /// The exit status, or 128 plus the number of the signal. 0 is also that of a child whose status
+        /// is lost, because the host ignores SIGCHLD or reaps the children of others.
+        std::int32_t exitCode = 0;
         Instant date{};
-
-        /// The code of a child whose exit status is lost, because SIGCHLD is ignored or somebody else has
-        /// reaped it: it has ended, but nobody knows how, and it is no success.
-        static constexpr std::int32_t unknownCode = -1;
 
         bool operator==(const Exited&) const = default;
     };

@@ -52,7 +52,7 @@ TEST_F(MapCommandTest, AWarningIsNoPartOfWhatIsStored) {
 }
 
 TEST_F(MapCommandTest, WhoeverStartsItMayIgnoreTheEndOfItsChildren) {
-    startedBy = {"/bin/sh", "-c", "trap '' CHLD; exec \"$@\"", "sh"};
+    startedBy = {"/bin/bash", "-c", "trap '' CHLD; exec \"$@\"", "bash"};
     EXPECT_THAT(refusal({"--repo", repository.scratch("nothing")}), HasSubstr("cannot change to"));
     EXPECT_EQ(dispatch(mapWith({"--repo", checkout()})).exitCode, 0);
 }

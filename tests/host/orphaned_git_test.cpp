@@ -25,9 +25,10 @@ class OrphanedGitTest : public test::DispatchFixture {
         repository.git({"push", "--quiet", "origin", "main"});
     }
 
-    /// Runs until git is at work on the worktree, and blocks.
-    void startUntilGitBlocks() {
-        repository.git({"config", "filter.block.smudge", filter.path()});
+    /// Runs until git is at work on the worktree, or where else it uses the program of this setting, and
+    /// blocks.
+    void startUntilGitBlocks(const std::string& setting = "filter.block.smudge") {
+        repository.git({"config", setting, filter.path()});
         reportClearBug("3f2a9c1d");
         mapApp();
         startBackend();
@@ -53,6 +54,18 @@ TEST_F(OrphanedGitTest, OfAKilledOwnerIsEndedBeforeTheRepositoryIsTouched) {
     program->signal(SIGKILL);
     program->exitCode();
     ASSERT_TRUE(isAlive(filter.pid()));
+    const auto next = runOnce();
+    EXPECT_EQ(next.exitCode, 0) << next.output << next.error;
+    EXPECT_FALSE(isAlive(filter.pid()));
+    expectBugIsWorkedOnInAWholeWorktree();
+}
+
+TEST_F(OrphanedGitTest, AFetchOfAKilledOwnerIsEndedWithAllThatItHasStarted) {
+    startUntilGitBlocks("core.sshCommand");
+    program->signal(SIGKILL);
+    program->exitCode();
+    ASSERT_TRUE(isAlive(filter.pid()));
+    repository.git({"config", "--unset", "core.sshCommand"});
     const auto next = runOnce();
     EXPECT_EQ(next.exitCode, 0) << next.output << next.error;
     EXPECT_FALSE(isAlive(filter.pid()));
