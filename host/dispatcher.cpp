@@ -2,6 +2,7 @@
 
 #include <boost/asio/this_coro.hpp>
 
+#include "host/resolved_mapping.hpp"
 #include "host/shell_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/platform/control_characters.hpp"
@@ -82,6 +83,7 @@ Task<void> Dispatcher::startSessionsUntilDone() {
 
 Task<void> Dispatcher::startOrEnd() {
     const bool noneComes = intakeEnded_;  // before the looks, for they take their time
+    co_await endUnusedPauses();
     co_await fillFreePlaces();
     const bool nothingWaits = co_await idle();
     done_ = noneComes && nothingWaits;
@@ -154,7 +156,8 @@ Task<void> Dispatcher::tellWhatWasNotStarted() {
         const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
         const bool wanted = co_await isWanted(item);
         const bool waits = item.status == QueueItemStatus::queued && wanted && mapping;
-        const auto trouble = waits ? services_.startPauses.trouble(mapping->repoPath) : std::nullopt;
+        const auto trouble =
+            waits ? services_.startPauses.trouble(resolved(*mapping).repoPath) : std::nullopt;
         count += trouble ? 1 : 0;
         cause = trouble && cause.empty() ? *trouble : cause;
     }

@@ -86,6 +86,7 @@ class Dispatcher {
 
     // What starts, and when it may (dispatcher_places.cpp)
     Task<void> fillFreePlaces();
+    Task<void> endUnusedPauses();
     Task<bool> mayStart(BugQueueItem item);
     Task<bool> isWanted(BugQueueItem item) const;
     Task<bool> isPaused(BugQueueItem item) const;
@@ -115,7 +116,7 @@ class Dispatcher {
     bool intakeEnded_ = false;    // no further bugs will come in
     bool done_ = false;           // nothing is left to do, and nothing more will come
     bool stopping_ = false;
-    int unstoredEnds_ = 0;  // of sessions, while stopping
+    int unstoredEnds_ = 0;     // of sessions, while stopping
     bool homeIsAway_ = false;  // as it was last told
 };
 

@@ -123,7 +123,8 @@ void Dispatcher::endIfTokenIsRefused() {
 }
 
 bool Dispatcher::isClaimed(const ProcessEntry& process) const {
-    const bool isOfGit = startedWith(process.pid, "GIT_TERMINAL_PROMPT=0");  // its housekeeping outlives it
+    const std::string gitMark = gitMarkOf(services_.home).assignment();
+    const bool isOfGit = startedWith(process.pid, gitMark);  // its housekeeping outlives it
     return isOfGit || isStartedHere(process) || std::ranges::any_of(sessions_, [&](const auto& session) {
                return session.second->hasProcess(process);
            });
@@ -176,14 +177,17 @@ Task<void> Dispatcher::refreshSettings() {
 /// A git of an earlier owner may still change a repository, or remove what it has half done.
 Task<void> Dispatcher::endOrphans() {
     while (!stopping_) {
+        const bool isKnown = !processTable().empty();
         const auto gits = co_await endOrphanedGits(services_.home);
         const std::string trouble =
-            gits.empty() ? ""
-                         : "Process " + std::to_string(gits.front().pid) +
-                               ", a git that an earlier run left behind, cannot be ended; nothing starts "
-                               "until it has ended.";
+            !isKnown ? "The processes that run cannot be listed (too few descriptors, perhaps); nothing "
+                       "starts until it is known that no git of an earlier run is left."
+            : gits.empty() ? ""
+                           : "Process " + std::to_string(gits.front().pid) +
+                                 ", a git that an earlier run left behind, cannot be ended; nothing starts "
+                                 "until it has ended.";
         services_.board.condition("orphaned gits", trouble);
-        if (gits.empty()) {
+        if (trouble.empty()) {
             co_return;
         }
         if (options_.once) {

@@ -1,9 +1,12 @@
+#include <set>
+
 #include <unistd.h>
 
 #include "host/dispatcher.hpp"
 #include "host/failure_of.hpp"
 #include "host/failure_sentence.hpp"
 #include "host/processes/session_tree.hpp"
+#include "host/resolved_mapping.hpp"
 #include "host/start_request.hpp"
 #include "quernlight/platform/available_memory.hpp"
 #include "quernlight/platform/spawn_logged.hpp"
@@ -46,6 +49,21 @@ Task<void> Dispatcher::fillFreePlaces() {
     }
 }
 
+/// A bug that waited for the end of a pause may have been cancelled, or mapped elsewhere.
+Task<void> Dispatcher::endUnusedPauses() {
+    if (!services_.startPauses.areAny()) {
+        co_return;
+    }
+    std::set<std::string> repositories;
+    for (const BugQueueItem& item : co_await services_.store.items.items()) {
+        const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
+        if (mapping && item.status == QueueItemStatus::queued) {
+            repositories.insert(resolved(*mapping).repoPath);
+        }
+    }
+    services_.startPauses.endUnused(repositories);
+}
+
 Task<bool> Dispatcher::mayStart(BugQueueItem item) {
     if (item.status != QueueItemStatus::queued || isBusy(item.id) || rests(item.id)) {
         co_return false;
@@ -72,7 +90,7 @@ Task<bool> Dispatcher::isWanted(BugQueueItem item) const {
 /// With `once` what has failed is not tried again, since nobody is there to put the cause right meanwhile.
 Task<bool> Dispatcher::isPaused(BugQueueItem item) const {
     const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
-    const std::string repository = mapping ? mapping->repoPath : "";
+    const std::string repository = mapping ? resolved(*mapping).repoPath : "";
     const StartPauses& pauses = services_.startPauses;
     co_return options_.once ? pauses.trouble(repository).has_value()
                             : pauses.arePaused(repository, steady_clock::now());

@@ -1,6 +1,7 @@
 #include "host/start_pauses.hpp"
 
 #include <algorithm>
+#include <vector>
 
 namespace quernlight::host {
 namespace {
@@ -26,6 +27,19 @@ void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
     pause.end = now + pause.length;
     pause.cause = failure.cause;
     listener_(topicOf(scope), describe(scope, pause.cause, pause.length));
+}
+
+void StartPauses::endUnused(const std::set<std::string>& repositories) {
+    std::vector<std::string> unused;
+    for (const auto& [scope, pause] : pauses_) {
+        const bool isUsed = scope == everything ? !repositories.empty() : repositories.contains(scope);
+        if (!isUsed) {
+            unused.push_back(scope);
+        }
+    }
+    for (const std::string& scope : unused) {
+        end(scope);
+    }
 }
 
 bool StartPauses::arePaused(const std::string& repository, TimePoint now) const {

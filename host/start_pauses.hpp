@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "host/session/outside_failure.hpp"
@@ -33,6 +34,11 @@ class StartPauses {
 
     /// An agent runs.
     void agentStarted() { end(everything); }
+
+    /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all.
+    void endUnused(const std::set<std::string>& repositories);
+
+    bool areAny() const { return !pauses_.empty(); }
 
     /// Whether a bug of the repository is not to be started now.
     bool arePaused(const std::string& repository, TimePoint now) const;

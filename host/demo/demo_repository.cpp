@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/demo/demo_bugs.hpp"
+#include "host/session/patient_git.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/git/git_runner.hpp"
 
@@ -55,7 +56,7 @@ std::string gitConfiguration(const DemoDirectory& directory, const StandInProgra
 }
 
 Task<void> git(std::vector<std::string> arguments) {
-    const GitRunner git = runGitWith({});
+    const GitRunner git = limitedGit({.name = "QUERNLIGHT_DISPATCH_DEMO", .value = "1"});
     const GitCommandResult result = co_await git(std::move(arguments));
     if (!result.succeeded()) {
         throw UserError("The demo's repository cannot be made; git says: " + result.output);

@@ -3,6 +3,15 @@
 #include <system_error>
 
 namespace quernlight::host {
+namespace {
+
+/// What git has started leads no session of its own, unless it has made itself a daemon that serves others as
+/// well (ssh's shared connection, gpg-agent).
+bool isOfGit(const ProcessEntry& process) {
+    return process.session != process.pid || process.name.starts_with("git");
+}
+
+}  // namespace
 
 /// The home may be given in several spellings.
 SessionMark gitMarkOf(const std::filesystem::path& home) {
@@ -18,7 +27,7 @@ SessionMark newGitRunMark() {
 Task<std::vector<ProcessEntry>> endOrphanedGits(std::filesystem::path home) {
     constexpr std::chrono::seconds grace{5};
     constexpr std::chrono::seconds patience{3};
-    SessionTree gits(gitMarkOf(home));
+    SessionTree gits(gitMarkOf(home), isOfGit);
     co_return co_await gits.end(grace, patience);
 }
 

@@ -122,7 +122,7 @@ bool SessionTree::isOwnOrphan(const ProcessEntry& process) const {
     if (process.parent != getpid() || process.isZombie || isStartedHere(process)) {
         return false;
     }
-    return startedWith(process.pid, assignment_) ||
+    return (startedWith(process.pid, assignment_) && isMeant_(process)) ||
            (!directory_.empty() && isWithin(workingDirectoryOf(process.pid), directory_));
 }
 
@@ -146,7 +146,8 @@ void SessionTree::look() {
 
 std::vector<ProcessEntry> SessionTree::alive() const {
     const auto marked = [this](const ProcessEntry& process) {
-        return !process.isZombie && (startedWith(process.pid, assignment_) || isOwnOrphan(process));
+        const bool isMarked = startedWith(process.pid, assignment_) && isMeant_(process);
+        return !process.isZombie && (isMarked || isOwnOrphan(process));
     };
     return sessionMembers(processTable(), remembered_, marked, getpid());
 }

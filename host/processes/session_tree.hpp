@@ -44,8 +44,12 @@ class SessionTree {
   public:
     explicit SessionTree(const Uuid& sessionID);
 
-    /// All that carries another mark.
-    explicit SessionTree(const SessionMark& mark) : assignment_(mark.assignment()) {}
+    using Choice = std::function<bool(const ProcessEntry&)>;
+
+    /// All that carries another mark, or what `isMeant` chooses of it.
+    explicit SessionTree(
+        const SessionMark& mark, Choice isMeant = [](const ProcessEntry&) { return true; })
+        : assignment_(mark.assignment()), isMeant_(std::move(isMeant)) {}
 
     /// The agent's own process, which leads a terminal session of its own.
     void remember(const ProcessEntry& leader);
@@ -76,7 +80,8 @@ class SessionTree {
     bool isOwnOrphan(const ProcessEntry& process) const;
 
     std::string assignment_;
-    std::filesystem::path directory_;  // canonical; empty when it is not known
+    Choice isMeant_ = [](const ProcessEntry&) { return true; };  // of those that carry the mark
+    std::filesystem::path directory_;                            // canonical; empty when it is not known
     pid_t leader_ = -1;
     std::vector<ProcessEntry> remembered_;
 };

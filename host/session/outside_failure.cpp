@@ -25,6 +25,15 @@ bool concernsWholeRepository(std::string_view command) {
     return std::ranges::find(commands, command) != commands.end();
 }
 
+/// In strerror(3)'s words and git's own.
+bool speaksOfShortage(std::string_view words) {
+    constexpr std::array<std::string_view, 6> shortages{
+        "Cannot allocate memory",  "ut of memory", "Too many open files", "Resource temporarily unavailable",
+        "No space left on device", "cannot fork"};
+    return std::ranges::any_of(
+        shortages, [words](std::string_view shortage) { return words.find(shortage) != words.npos; });
+}
+
 std::optional<OutsideFailure> unusable(const std::string& repository, const std::string& what,
                                        const std::error_code& error) {
     if (isShortage(error)) {
@@ -84,9 +93,21 @@ std::optional<OutsideFailure> outsideFailure(const std::string& repository, cons
     if (trouble.systemError == std::errc::timed_out) {
         return OutsideFailure{.repository = repository, .cause = withoutControls(trouble.output)};
     }
+    if (trouble.systemError == std::errc::no_child_process) {
+        return OutsideFailure{.cause = withoutControls(trouble.output)};
+    }
+    if (trouble.systemError == std::errc::interrupted) {
+        return OutsideFailure{
+            .cause = "Something else ends git (a lack of memory, perhaps); see to that. Git says: " +
+                     withoutControls(trouble.output)};
+    }
     if (trouble.systemError) {
         return OutsideFailure{.cause = "git cannot be started (" + trouble.systemError.message() +
                                        "); install it at /usr/bin/git."};
+    }
+    if (speaksOfShortage(trouble.output)) {
+        return OutsideFailure{.cause = "The system is short of what git needs; git says: " +
+                                       withoutControls(trouble.output)};
     }
     if (!concernsWholeRepository(trouble.failedCommand)) {
         return std::nullopt;

@@ -2,10 +2,13 @@
 
 #include <chrono>
 #include <cmath>
+#include <exception>
 #include <memory>
 #include <optional>
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <boost/system/system_error.hpp>
 
 #include "host/processes/git_marks.hpp"
 #include "host/session/time_limit.hpp"
@@ -53,6 +56,7 @@ GitCommandResult overlong(const std::string& command, double seconds) {
 struct Run {
     std::optional<GitCommandResult> result{};
     bool isOverlong = false;
+    std::exception_ptr failure{};  // of ours, not of git's
     bool isOver = false;
     AsyncSignal ended{};
 };
@@ -73,6 +77,12 @@ Task<void> carryOut(std::shared_ptr<Run> run, milliseconds limit, Task<GitComman
         run->result = co_await withTimeLimit(limit, std::move(command));
     } catch (const TimeLimitExceeded&) {
         run->isOverlong = true;
+    } catch (const boost::system::system_error& error) {
+        if (error.code() != boost::asio::error::operation_aborted) {
+            run->failure = std::current_exception();
+        }
+    } catch (...) {
+        run->failure = std::current_exception();
     }
 }
 
@@ -120,6 +130,9 @@ class PatientGit {
         const std::shared_ptr<Run> run = co_await runWithin(seconds, isFetch, std::move(arguments));
         if (run->result) {
             co_return *run->result;
+        }
+        if (run->failure) {
+            std::rethrow_exception(run->failure);
         }
         GitCommandResult ended{endedStatus, "git " + command + " was ended: the program is ending."};
         if (run->isOverlong) {

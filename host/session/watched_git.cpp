@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "host/session/patient_git.hpp"
+
 namespace quernlight::host {
 namespace {
 
@@ -10,9 +12,15 @@ std::string commandIn(const std::vector<std::string>& arguments) {
     return arguments.size() > 2 ? arguments[2] : "";
 }
 
+/// A git that something else has killed is no more the bug's fault than one that did not start.
+std::error_code systemErrorOf(const GitCommandResult& result) {
+    return wasKilled(result) ? std::make_error_code(std::errc::interrupted) : result.systemError;
+}
+
 void noteSystemError(GitTrouble& trouble, const GitCommandResult& result) {
-    if (result.systemError && !trouble.systemError) {
-        trouble.systemError = result.systemError;
+    const std::error_code error = systemErrorOf(result);
+    if (error && !trouble.systemError) {
+        trouble.systemError = error;
         trouble.output = result.output;
     }
 }

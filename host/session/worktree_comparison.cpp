@@ -59,11 +59,11 @@ WorktreeComparison::WorktreeComparison(std::string path, std::string commonDirec
     write(scratch_.path() / "commondir", commonDirectory);
 }
 
-Task<std::vector<std::string>> WorktreeComparison::differences() {
+Task<std::vector<std::string>> WorktreeComparison::differences(bool gitMayHaveBeenWriting) {
     if (commit_.empty()) {
         co_return entriesOf(path_);
     }
-    co_return co_await differencesFromCommit();
+    co_return co_await differencesFromCommit(gitMayHaveBeenWriting);
 }
 
 Task<std::string> WorktreeComparison::git(std::vector<std::string> arguments) {
@@ -77,7 +77,7 @@ Task<std::string> WorktreeComparison::git(std::vector<std::string> arguments) {
     co_return result.output;
 }
 
-Task<std::vector<std::string>> WorktreeComparison::differencesFromCommit() {
+Task<std::vector<std::string>> WorktreeComparison::differencesFromCommit(bool gitMayHaveBeenWriting) {
     std::vector<std::string> read{"read-tree", "HEAD"};
     co_await git(std::move(read));
     std::vector<std::string> ask{"-c",
@@ -98,7 +98,9 @@ Task<std::vector<std::string>> WorktreeComparison::differencesFromCommit() {
             different.push_back(pathIn(line, line.starts_with("1 ") ? 8 : 1));
         }
     }
-    co_await dropUnfinished(changed);
+    if (gitMayHaveBeenWriting) {
+        co_await dropUnfinished(changed);
+    }
     different.insert(different.end(), changed.begin(), changed.end());
     co_return different;
 }

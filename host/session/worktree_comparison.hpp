@@ -17,14 +17,14 @@ class WorktreeComparison {
     /// `commonDirectory`: the repository's, where its commits are. `commit`: empty when there is none.
     WorktreeComparison(std::string path, std::string commonDirectory, std::string commit, GitRunner run);
 
-    /// What is there and is neither a file of the commit, nor the beginning of one that git could not write
-    /// to its end. Files that are missing are no difference, ignored ones are. Throws PlaceUnknown when git
-    /// cannot tell.
-    Task<std::vector<std::string>> differences();
+    /// What is there and is neither a file of the commit nor, where git may have been killed while it wrote,
+    /// the beginning of one. Files that are missing are no difference, ignored ones are. Throws PlaceUnknown
+    /// when git cannot tell.
+    Task<std::vector<std::string>> differences(bool gitMayHaveBeenWriting);
 
   private:
     Task<std::string> git(std::vector<std::string> arguments);
-    Task<std::vector<std::string>> differencesFromCommit();
+    Task<std::vector<std::string>> differencesFromCommit(bool gitMayHaveBeenWriting);
     Task<std::vector<std::string>> filledSubmodules();
     Task<void> dropUnfinished(std::vector<std::string>& changed);
     bool isUnfinished(const std::filesystem::path& name) const;

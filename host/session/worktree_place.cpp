@@ -16,7 +16,8 @@ struct Registration {
     std::string path{};
     std::string head{};
     std::string branch{};
-    std::string lock{};  ///< why it is locked
+    bool isLocked = false;
+    std::string lock{};  ///< why it is, if somebody said
 };
 
 constexpr std::string_view initializingLock = "initializing";  // builtin/worktree.c, while it is being made
@@ -35,6 +36,8 @@ void take(std::string_view attribute, Registration& registration) {
     read("HEAD ", registration.head);
     read("branch ", registration.branch);
     read("locked ", registration.lock);
+    registration.isLocked =
+        registration.isLocked || attribute == "locked" || attribute.starts_with("locked ");
 }
 
 std::vector<Registration> registrationsIn(std::string_view listing) {
@@ -71,6 +74,10 @@ Task<std::string> WorktreePlace::answer(std::string directory, std::vector<std::
 
 Task<WorktreeFacts> WorktreePlace::facts(WorktreeUse use) {
     const FileManager& files = defaultFileManager();
+    if (const auto obstacle = files.obstacle(std::filesystem::path(names_.path) / ".git")) {
+        throw PlaceUnknown("It cannot be told what is at " + names_.path + ": " + *obstacle +
+                           ". Mend its permissions, then retry the bug.");
+    }
     WorktreeFacts facts{.isThere = files.exists(names_.path),
                         .isDirectory = files.isDirectory(names_.path),
                         .hasGitEntry = files.exists(std::filesystem::path(names_.path) / ".git"),
@@ -86,6 +93,8 @@ Task<WorktreeFacts> WorktreePlace::facts(WorktreeUse use) {
     if (facts.hasGitEntry) {
         co_await lookInside(facts);
     }
+    isThere_ = facts.isThere;
+    gitMayHaveBeenWriting_ = facts.isInitializing || !facts.hasIndex;
     co_return facts;
 }
 
@@ -96,6 +105,7 @@ Task<void> WorktreePlace::findRegistration(WorktreeFacts& facts) {
         if (registration.path == names_.path) {
             isRegistered_ = facts.isRegistered = true;
             facts.isInitializing = registration.lock == initializingLock;
+            facts.isLocked = registration.isLocked && !facts.isInitializing;
             head_ = isCommit(registration.head) ? registration.head : "";
         } else if (registration.branch == "refs/heads/" + names_.branch) {
             isBranchElsewhere_ = true;
@@ -144,6 +154,9 @@ Task<std::vector<std::string>> WorktreePlace::changes() {
             co_return commit;
         }
     }
+    if (!isThere_) {
+        co_return std::vector<std::string>{};
+    }
     std::string commit = head_.empty() ? tip_ : head_;
     co_return co_await changedFiles(std::move(commit));
 }
@@ -152,7 +165,7 @@ Task<std::vector<std::string>> WorktreePlace::changedFiles(std::string commit) {
     std::vector<std::string> askCommon{"rev-parse", "--path-format=absolute", "--git-common-dir"};
     std::string common = co_await answer(names_.repository, std::move(askCommon));
     WorktreeComparison comparison(names_.path, std::move(common), std::move(commit), run_);
-    co_return co_await comparison.differences();
+    co_return co_await comparison.differences(gitMayHaveBeenWriting_);
 }
 
 Task<void> WorktreePlace::remove(bool branchToo) {

@@ -48,6 +48,8 @@ class WorktreePlace {
     const Names names_;
     const GitRunner run_;
     const GitRunner ask_;
+    bool isThere_ = false;
+    bool gitMayHaveBeenWriting_ = false;  // it writes the index last
     bool isRegistered_ = false;
     bool isBranchElsewhere_ = false;  // checked out in another worktree
     std::string head_;                // of the registered worktree; empty when there is none

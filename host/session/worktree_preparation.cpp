@@ -4,9 +4,11 @@
 #include <memory>
 #include <optional>
 
+#include "host/processes/worktree_occupant.hpp"
 #include "host/resolved_mapping.hpp"
 #include "host/session/patient_git.hpp"
 #include "host/session/worktree_place.hpp"
+#include "host/shell_text.hpp"
 #include "host/user_error.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 
@@ -44,11 +46,13 @@ WorktreePlace::Names namesFor(const PrepareBugRequest& request) {
 
 std::string describeRefusal(const WorktreePlace::Names& names, bool isRegistered,
                             const RefuseWorktree& refused) {
-    const std::string removal =
-        isRegistered ? "with: git -C " + names.repository + " worktree remove --force --force " + names.path
-                     : "by hand";
+    const std::string removal = isRegistered
+                                    ? "with: git -C " + shellQuoted(names.repository) +
+                                          " worktree remove --force --force " + shellQuoted(names.path)
+                                    : "by hand.";
     return "The worktree at " + names.path + " cannot be used: " + refused.reason +
-           ". It is left alone; keep what is needed of it, remove it " + removal + ", then retry the bug.";
+           ". It is left alone; keep what is needed of it, and retry the bug once you have removed it " +
+           removal;
 }
 
 /// A worktree that may be used or a reason why none can be; nothing when the place is ready to be prepared.
@@ -61,6 +65,11 @@ Task<std::optional<GitWorktreePrepareResult>> makeRoom(const PrepareBugRequest& 
     if (std::holds_alternative<LookForChanges>(step)) {
         facts.changes = co_await place.changes();
         step = worktreeStep(facts);
+    }
+    const auto occupant = processIn(names.path, processTable());
+    if (occupant && std::holds_alternative<RemakeWorktree>(step)) {
+        step =
+            RefuseWorktree{"process " + std::to_string(occupant->pid) + " works in it, and it is half made"};
     }
     if (const auto* remake = std::get_if<RemakeWorktree>(&step)) {
         co_await place.remove(remake->branchToo);

@@ -43,6 +43,21 @@ bool isKnownHalfMade(const WorktreeFacts& facts) {
            (!facts.hasIndex && (isFirst || facts.isWorkingTree));
 }
 
+/// The directory may be on a disk that is away, which is what locks are for.
+WorktreeStep stepWithoutDirectory(const WorktreeFacts& facts) {
+    if (facts.isLocked) {
+        return RefuseWorktree{"its directory is away, and somebody has locked it"};
+    }
+    if (!facts.changes) {
+        return LookForChanges{};
+    }
+    if (!facts.changes->empty()) {
+        return RefuseWorktree{"its directory is away, and nothing else holds what was done there (" +
+                              describe(*facts.changes) + ")"};
+    }
+    return RemakeWorktree{.branchToo = facts.isInitializing && facts.branchIsUnused};
+}
+
 }  // namespace
 
 WorktreeStep worktreeStep(const WorktreeFacts& facts) {
@@ -50,7 +65,7 @@ WorktreeStep worktreeStep(const WorktreeFacts& facts) {
         return LetPrepare{};
     }
     if (!facts.isThere) {
-        return RemakeWorktree{.branchToo = facts.isInitializing && facts.branchIsUnused};
+        return stepWithoutDirectory(facts);
     }
     const std::string defect = facts.isDirectory ? defectOf(facts) : "it is not a directory";
     if (defect.empty()) {

@@ -18,6 +18,7 @@ struct WorktreeFacts {
     bool isWorkingTree = false;   ///< in which git can work
     bool isRegistered = false;    ///< git knows of a worktree at the path
     bool isInitializing = false;  ///< and locks it while it makes it
+    bool isLocked = false;        ///< somebody else has locked it, see git-worktree(1)
     bool hasIndex = false;        ///< git writes it once all files are there
     bool lacksFiles = false;      ///< of those in the index
     WorktreeUse use = WorktreeUse::first;

@@ -102,10 +102,10 @@ TEST_F(HalfMadeWorktreeTest, IsLeftAloneWhenItHoldsAFileOfSomebodys) {
     writeFile(worktree / "notes.txt", "Keep me.\n");
     EXPECT_EQ(failure(), "The worktree at " + worktree.string() +
                              " cannot be used: git has not finished making it, and it holds what git did not "
-                             "put there (notes.txt). It is left alone; keep what is needed of it, remove it "
-                             "with: git -C " +
+                             "put there (notes.txt). It is left alone; keep what is needed of it, and retry "
+                             "the bug once you have removed it with: git -C " +
                              repository.directory().string() + " worktree remove --force --force " +
-                             worktree.string() + ", then retry the bug.");
+                             worktree.string());
     EXPECT_EQ(readFile(worktree / "notes.txt"), "Keep me.\n");
 }
 
@@ -194,6 +194,43 @@ TEST_F(HalfMadeWorktreeTest, BeforeAnyAgentAWorktreeThatLacksFilesIsMadeAnew) {
     fs::remove(worktree / "z");
     EXPECT_EQ(failure(), "");
     expectWholeWorktree();
+}
+
+/// Git writes the index last, so what is cut short then was cut by somebody.
+TEST_F(HalfMadeWorktreeTest, InAFinishedWorktreeAFileThatWasCutShortIsSomebodysWork) {
+    prepare();
+    fs::remove(worktree / "a");
+    writeFile(worktree / "z", "La");
+    EXPECT_THAT(failure(), HasSubstr("it holds what git did not put there (z)"));
+    EXPECT_EQ(readFile(worktree / "z"), "La");
+}
+
+TEST_F(HalfMadeWorktreeTest, IsLeftAloneWhileSomebodyWorksInIt) {
+    leaveHalfMade();
+    const pid_t shell = spawnProcess({.executable = "/bin/sleep",
+                                      .arguments = {"sleep", "600"},
+                                      .environment = {},
+                                      .workingDirectory = worktree});
+    EXPECT_THAT(failure(), HasSubstr("process " + std::to_string(shell) + " works in it"));
+    EXPECT_TRUE(fs::exists(worktree / "a"));
+    kill(shell, SIGKILL);
+    waitpid(shell, nullptr, 0);
+}
+
+TEST_F(HalfMadeWorktreeTest, OneThatIsAwayAndLockedByAPersonIsNotForgotten) {
+    prepare();
+    repository.git({"worktree", "lock", "--reason", "on a disk", worktree});
+    fs::rename(worktree, repository.scratch("disk"));
+    EXPECT_THAT(failure(), HasSubstr("its directory is away, and somebody has locked it"));
+    EXPECT_THAT(repository.git({"worktree", "list", "--porcelain"}), HasSubstr("locked on a disk"));
+}
+
+TEST_F(HalfMadeWorktreeTest, OneThatIsAwayWithCommitsThatNothingElseHoldsIsNotForgotten) {
+    prepare();
+    repository.git(worktree, {"checkout", "--quiet", "--detach"});
+    repository.git(worktree, {"commit", "--quiet", "--allow-empty", "-m", "Only here"});
+    fs::rename(worktree, repository.scratch("disk"));
+    EXPECT_THAT(failure(), HasSubstr("nothing else holds what was done there (commit "));
 }
 
 TEST_F(HalfMadeWorktreeTest, AnAgentMayDeleteFiles) {

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
 namespace quernlight {
@@ -55,6 +56,26 @@ TEST_F(OutsideCausesTest, BugsAreWorkedOnOnceTheirRemoteIsBack) {
         EXPECT_TRUE(program->says(std::string(bugID) + "  completed: ")) << program->output();
     }
     EXPECT_THAT(program->output(), Not(HasSubstr("  failed: ")));
+}
+
+/// The mapping still has the path that leads through a link now.
+TEST_F(OutsideCausesTest, OneIsTriedOnceThoughItsRepositoryWasMovedAndLinkedTo) {
+    std::filesystem::rename(repository.directory(), repository.scratch("moved"));
+    std::filesystem::create_directory_symlink(repository.scratch("moved"), repository.directory());
+    takeRemoteAway();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, HasSubstr("3 bugs could not be started: git fetch fails in "));
+    areAll("queued");
+}
+
+TEST_F(OutsideCausesTest, AnAlertEndsWithTheLastBugThatWaitedForIt) {
+    takeRemoteAway();
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("is started for the next 5 s")) << program->output();
+    Connection queue(queueFile(), Connection::Access::readWrite, std::chrono::seconds(5));
+    queue.execute("UPDATE queue_items SET status = 'cancelled'");
+    EXPECT_TRUE(program->says("Bugs can be started again.")) << program->output();
 }
 
 TEST_F(OutsideCausesTest, ARepositoryThatIsGoneFailsNoBug) {

@@ -53,6 +53,23 @@ TEST(OutsideFailureTest, AGitThatTookTooLongConcernsTheRepository) {
               concerned({.failedCommand = "fetch"}));
 }
 
+TEST(OutsideFailureTest, AShortageWithinGitAndAGitThatIsKilledConcernAllBugs) {
+    EXPECT_EQ(concerned({.failedCommand = "worktree",
+                         .output = "fatal: cannot fork() for checkout: Resource "
+                                   "temporarily unavailable"}),
+              "all bugs");
+    EXPECT_EQ(concerned({.failedCommand = "worktree", .systemError = code(std::errc::interrupted)}),
+              "all bugs");
+}
+
+TEST(OutsideFailureTest, ALostExitStatusIsToldInItsOwnWords) {
+    const auto failure = outsideFailure("/shop", {.failedCommand = "fetch",
+                                                  .output = "It is lost.",
+                                                  .systemError = code(std::errc::no_child_process)});
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failure->cause, "It is lost.");
+}
+
 TEST(OutsideFailureTest, AShortageIsKnownWhateverThrowsIt) {
     using boost::system::errc::make_error_code;
     EXPECT_TRUE(shortageIn(std::make_exception_ptr(std::bad_alloc())));

@@ -54,6 +54,19 @@ TEST_F(StartPausesTest, AFailureOfTheSystemHoldsBackAllBugs) {
     EXPECT_FALSE(pauses.arePaused("/shop", at(0)));
 }
 
+TEST_F(StartPausesTest, APauseForWhichNoBugWaitsAnyMoreEnds) {
+    failsAt(0, "/shop");
+    failsAt(0, "/notes");
+    failsAt(0, std::nullopt);
+    pauses.endUnused({"/notes"});
+    EXPECT_FALSE(alerts.contains("starts in /shop"));
+    EXPECT_TRUE(alerts.contains("starts in /notes"));
+    EXPECT_TRUE(alerts.contains("starts"));
+    pauses.endUnused({});
+    EXPECT_THAT(alerts, IsEmpty());
+    EXPECT_FALSE(pauses.areAny());
+}
+
 TEST_F(StartPausesTest, ThePauseGrowsWithEachFailureUpToFiveMinutes) {
     int second = 0;
     for (const int length : {5, 10, 20, 40, 80, 160, 300, 300}) {

@@ -35,9 +35,9 @@ class StuckOutputTest : public test::DispatchFixture {
         return eventually([this] { return hasTyped(); });
     }
 
-    /// Its status after two wishes to end it, the second once the first is under way.
+    /// Its status after two wishes to end it.
     int exitCodeAfterTwoSignals() {
-        program_->signal(SIGTERM);
+        program_->signal(SIGINT);
         program_->signal(SIGTERM);
         return program_->exitCode();
     }

@@ -51,8 +51,21 @@ TEST(WorktreeReadinessTest, ABranchGoesWithItsWorktreeOnlyWhenItIsUnused) {
 }
 
 TEST(WorktreeReadinessTest, TheBranchOfAFinishedWorktreeThatIsGoneStays) {
-    const WorktreeFacts facts{.isRegistered = true, .branchIsUnused = true};
+    WorktreeFacts facts{.isRegistered = true, .branchIsUnused = true};
+    EXPECT_EQ(worktreeStep(facts), WorktreeStep(LookForChanges{}));
+    facts.changes.emplace();
     EXPECT_EQ(worktreeStep(facts), WorktreeStep(RemakeWorktree{.branchToo = false}));
+}
+
+TEST(WorktreeReadinessTest, OneThatIsAwayIsLeftAloneWhenItIsLockedOrHoldsCommits) {
+    WorktreeFacts facts{.isRegistered = true, .isLocked = true};
+    EXPECT_EQ(worktreeStep(facts),
+              WorktreeStep(RefuseWorktree{"its directory is away, and somebody has locked it"}));
+    facts.isLocked = false;
+    facts.changes = {{"commit 1234"}};
+    EXPECT_EQ(worktreeStep(facts),
+              WorktreeStep(RefuseWorktree{"its directory is away, and nothing else holds what was done there "
+                                          "(commit 1234)"}));
 }
 
 /// What is missing in it may have been deleted by the agent.
