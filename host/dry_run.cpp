@@ -109,7 +109,8 @@ Task<std::vector<QLBugSummaryDTO>> listBugs(const QuernlightClient& client, cons
     BugSource source(client, firstListLimit);
     BugListing listing = co_await source.list();
     const auto queue = co_await store.items.items(wholeQueue);
-    DistinctBugs distinct = distinctBugs(std::move(listing.bugs), queue);
+    const auto retired = co_await store.retired.titles();
+    DistinctBugs distinct = distinctBugs(std::move(listing.bugs), queue, retired);
     tellUnreadableBugs(board, listing.unreadable);
     for (const CutList& cut : listing.cutLists) {
         board.noteOnce(describeCut(cut));

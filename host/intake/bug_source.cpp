@@ -37,6 +37,17 @@ void keepWhatIsNeeded(QLBugSummaryDTO& bug) {
     }
 }
 
+/// A backend that is busy, or wants to be left alone: to ask it for less would not help.
+bool willPass(const BackendError& error) {
+    return error.retryAfter() || error.isServer(429) || error.isServer(503);
+}
+
+/// To ask for less may help. A connection that fails says nothing of the list.
+bool isTooMuch(const TransportError& error) {
+    return error.reason() == TransportError::Reason::answerTooLarge ||
+           error.reason() == TransportError::Reason::timedOut;
+}
+
 void append(BugListing& listing, ReadableList<QLBugSummaryDTO> page) {
     std::move(page.records.begin(), page.records.end(), std::back_inserter(listing.bugs));
     std::move(page.unreadable.begin(), page.unreadable.end(), std::back_inserter(listing.unreadable));
@@ -59,6 +70,20 @@ std::vector<QLBugSummaryDTO> beyond(const std::vector<QLBugSummaryDTO>& newest,
     return older;
 }
 
+/// A bug that another status's page has now is as it is there.
+void addRemembered(BugListing& listing, std::vector<QLBugSummaryDTO> remembered) {
+    std::set<std::string> ids;
+    for (const QLBugSummaryDTO& bug : listing.bugs) {
+        ids.insert(bug.id);
+    }
+    for (QLBugSummaryDTO& bug : remembered) {
+        if (ids.insert(bug.id).second) {
+            listing.rememberedIDs.insert(bug.id);
+            listing.bugs.push_back(std::move(bug));
+        }
+    }
+}
+
 }  // namespace
 
 UserError tokenRefused(const QuernlightClient& client, int status) {
@@ -69,7 +94,7 @@ UserError tokenRefused(const QuernlightClient& client, int status) {
 std::string describeCut(const CutList& cut) {
     return "The backend returned " + std::to_string(cut.returned) + " bugs in status \"" + cut.status +
            "\" and no more when it was asked for " + std::to_string(cut.asked) +
-           "; older ones, if there are any, are not seen.";
+           ": either these are all, or the backend lists no more and older ones are not seen.";
 }
 
 Task<BugListing> BugSource::list() {
@@ -82,16 +107,18 @@ Task<BugListing> BugSource::listAll() {
 
 Task<BugListing> BugSource::look(bool all) {
     BugListing listing;
+    std::vector<QLBugSummaryDTO> remembered;
     for (const char* status : {"open", "investigate", "in_review"}) {
         const Known& listed = known(status);
         const bool isListed =
             !listed.bugs.empty() && steady_clock::now() < listed.listedAt + betweenWholeLists;
         if (isListed && !all) {
-            co_await addNewest(status, listing);
+            co_await addNewest(status, listing, remembered);
         } else {
             co_await addAll(status, listing);
         }
     }
+    addRemembered(listing, std::move(remembered));
     co_return listing;
 }
 
@@ -113,7 +140,8 @@ Task<void> BugSource::addAll(std::string status, BugListing& listing) {
     append(listing, std::move(page));
 }
 
-Task<void> BugSource::addNewest(std::string status, BugListing& listing) {
+Task<void> BugSource::addNewest(std::string status, BugListing& listing,
+                                std::vector<QLBugSummaryDTO>& remembered) {
     Known& listed = known(status);
     ListLimit first(firstLimit_);
     auto page = co_await pageIfAny(status, first);  // or it throws
@@ -123,11 +151,8 @@ Task<void> BugSource::addNewest(std::string status, BugListing& listing) {
     }
     listed.bugs = page->records;
     append(listing, std::move(*page));
-    for (QLBugSummaryDTO& bug : older) {
-        listing.rememberedIDs.insert(bug.id);
-        listed.bugs.push_back(bug);
-        listing.bugs.push_back(std::move(bug));
-    }
+    listed.bugs.insert(listed.bugs.end(), older.begin(), older.end());
+    std::move(older.begin(), older.end(), std::back_inserter(remembered));
 }
 
 Task<BugSource::Page> BugSource::wholeList(std::string status, ListLimit& limit) {
@@ -153,11 +178,11 @@ Task<std::optional<BugSource::Page>> BugSource::pageIfAny(std::string status, Li
         if (refusesToken(error)) {
             throw tokenRefused(client_, error.status());
         }
-        if (!limit.failed(steady_clock::now())) {
+        if (willPass(error) || !limit.failed(steady_clock::now())) {
             throw unavailable(client_, error, error.retryAfter());
         }
     } catch (const TransportError& error) {
-        if (!limit.failed(steady_clock::now())) {
+        if (!isTooMuch(error) || !limit.failed(steady_clock::now())) {
             throw unavailable(client_, error);
         }
     } catch (const DecodingError& error) {

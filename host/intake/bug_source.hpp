@@ -59,8 +59,8 @@ struct BugListing {
 
 /// Asks the backend for its bugs, of which it lists the newest ones of each status up to a limit: for more
 /// and more of them until it has listed all. Where that took more than the first limit it asks only for the
-/// newest in the rounds that follow, and for all again after a while. Used on one executor, one look at a
-/// time.
+/// newest in the rounds that follow, and for all again after a while. A failure that will pass is not taken
+/// for a limit that is too large. Used on one executor, one look at a time.
 class BugSource {
   public:
     /// `firstLimit`: bugs of each status that are asked for at first.
@@ -88,7 +88,7 @@ class BugSource {
 
     Task<BugListing> look(bool all);
     Task<void> addAll(std::string status, BugListing& listing);
-    Task<void> addNewest(std::string status, BugListing& listing);
+    Task<void> addNewest(std::string status, BugListing& listing, std::vector<QLBugSummaryDTO>& remembered);
     Task<Page> wholeList(std::string status, ListLimit& limit);
     Task<std::optional<Page>> pageIfAny(std::string status, ListLimit& limit);
     Known& known(const std::string& status);

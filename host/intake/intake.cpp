@@ -1,6 +1,7 @@
 #include "host/intake/intake.hpp"
 
 #include <algorithm>
+#include <chrono>
 
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
@@ -12,6 +13,11 @@
 #include "quernlight/platform/bug_id.hpp"
 
 namespace quernlight::host {
+namespace {
+
+constexpr int mostFollowUpLooks = 20;  // in a round
+
+}  // namespace
 
 Intake::Intake(SessionServices& services, IntakeScope scope, int limit, BusyTest isBusy)
     : services_(services), scope_(scope), source_(services.client, limit), isBusy_(std::move(isBusy)) {}
@@ -46,7 +52,8 @@ Task<BugListing> Intake::look() {
 
 Task<DistinctBugs> Intake::distinct(std::vector<QLBugSummaryDTO> bugs) {
     const auto queue = co_await services_.store.items.items(wholeQueue);
-    co_return distinctBugs(std::move(bugs), queue);
+    const auto retired = co_await services_.store.retired.titles();
+    co_return distinctBugs(std::move(bugs), queue, retired);
 }
 
 Task<IntakeChoice> Intake::choose(std::vector<QLBugSummaryDTO> listed) {
@@ -89,24 +96,54 @@ Task<void> Intake::enqueue(QLBugSummaryDTO bug) {
     services_.board.show(restingProgress(item));
 }
 
+/// A few in a round, in turn, since new bugs wait meanwhile.
 Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
-    for (const QLBugSummaryDTO& bug : listed) {
-        const std::string bugID = BugID::normalized(bug.id);
-        const Footprint footprint{bug.commentCount, bug.updatedAt};
-        const auto read = readComments_.find(bugID);
-        if (read != readComments_.end() && read->second == footprint) {
+    int looks = 0;
+    for (FinishedBug& finished : co_await changedSinceRead(std::move(listed))) {
+        if (looks == mostFollowUpLooks || !mayAskBackend()) {
+            break;
+        }
+        if (isBusy_(finished.item.id)) {
             continue;
         }
-        const auto item = co_await services_.store.items.item(bugID);
-        const bool isDone = item && mayWantFollowUp(item->status);
-        if (!isDone || isBusy_(item->id)) {
-            continue;
-        }
-        const bool isLookedAt = co_await followUp(bug, *item);
+        ++looks;
+        const std::string bugID = finished.item.bugID;
+        const Footprint footprint = footprintOf(finished.bug);
+        lastLookedAt_ = bugID;
+        const bool isLookedAt = co_await followUp(std::move(finished.bug), std::move(finished.item));
         if (isLookedAt) {
             readComments_[bugID] = footprint;
         }
     }
+}
+
+/// In the order of their ids, beginning behind the one that was looked at last.
+Task<std::vector<Intake::FinishedBug>> Intake::changedSinceRead(std::vector<QLBugSummaryDTO> listed) {
+    std::map<std::string, BugQueueItem> finished;
+    for (BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
+        if (mayWantFollowUp(item.status)) {
+            finished.emplace(item.bugID, std::move(item));
+        }
+    }
+    std::vector<FinishedBug> changed;
+    for (QLBugSummaryDTO& bug : listed) {
+        const auto item = finished.find(BugID::normalized(bug.id));
+        if (item == finished.end()) {
+            continue;
+        }
+        const auto read = readComments_.find(item->first);
+        if (read == readComments_.end() || read->second != footprintOf(bug)) {
+            changed.push_back({.bug = std::move(bug), .item = item->second});
+        }
+    }
+    const auto bugID = [](const FinishedBug& each) { return each.item.bugID; };
+    std::ranges::sort(changed, {}, bugID);
+    std::ranges::rotate(changed, std::ranges::upper_bound(changed, lastLookedAt_, {}, bugID));
+    co_return changed;
+}
+
+bool Intake::mayAskBackend() const {
+    return services_.health.isWell() && std::chrono::steady_clock::now() >= services_.health.askAgainAt();
 }
 
 /// Whether the comments could be read and what they wish for was done.

@@ -30,6 +30,15 @@ class Intake {
     const ListedBugs& listed() const { return listed_; }
 
   private:
+    /// What the backend's list says of a bug; its comments are read again only when that has changed.
+    using Footprint = std::pair<std::int64_t, Instant>;
+
+    /// A bug that was worked on, as the backend lists it and as it was when the round began.
+    struct FinishedBug {
+        QLBugSummaryDTO bug{};
+        BugQueueItem item{};
+    };
+
     Task<BugListing> look();
     Task<DistinctBugs> distinct(std::vector<QLBugSummaryDTO> bugs);
     Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> listed);
@@ -38,11 +47,12 @@ class Intake {
     void tellWhatIsLeftOut(const IntakeChoice& choice);
     Task<void> enqueue(QLBugSummaryDTO bug);
     Task<void> takeFollowUps(std::vector<QLBugSummaryDTO> listed);
+    Task<std::vector<FinishedBug>> changedSinceRead(std::vector<QLBugSummaryDTO> listed);
+    bool mayAskBackend() const;
     Task<bool> followUp(QLBugSummaryDTO bug, BugQueueItem item);
     Task<void> queueAgain(QLBugSummaryDTO bug, BugQueueItem item);
 
-    /// What the backend's list says of a bug; its comments are read again only when that has changed.
-    using Footprint = std::pair<std::int64_t, Instant>;
+    static Footprint footprintOf(const QLBugSummaryDTO& bug) { return {bug.commentCount, bug.updatedAt}; }
 
     SessionServices& services_;
     const IntakeScope scope_;
@@ -50,6 +60,7 @@ class Intake {
     const BusyTest isBusy_;
     ListedBugs listed_;
     std::map<std::string, Footprint> readComments_;  // by bug id
+    std::string lastLookedAt_;                       // id of the bug whose comments were asked for last
 };
 
 }  // namespace quernlight::host

@@ -20,6 +20,13 @@ bool isAnother(const QLBugSummaryDTO& bug, const BugQueueItem& item) {
     return bug.createdAt != item.createdAt && bug.title != item.title;
 }
 
+/// A retired bug that is opened again keeps its title.
+bool isNoneOf(const std::map<std::string, std::string>& retired, const std::string& bugID,
+              const QLBugSummaryDTO& bug) {
+    const auto title = retired.find(bugID);
+    return bug.status == "open" && title != retired.end() && title->second != bug.title;
+}
+
 bool isSameID(const std::string& left, const std::string& right) {
     return lowercased(trimmed(left)) == lowercased(trimmed(right));
 }
@@ -46,7 +53,8 @@ std::optional<Instant> newestOf(const std::vector<QLCommentDTO>& comments, Predi
 
 }  // namespace
 
-DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue) {
+DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue,
+                          const std::map<std::string, std::string>& retired) {
     std::multimap<std::pair<Instant, std::string>, QLBugSummaryDTO> oldestFirst;  // keeps the order of equals
     for (QLBugSummaryDTO& bug : listed) {
         oldestFirst.emplace(std::pair(bug.createdAt, bug.id), std::move(bug));
@@ -60,7 +68,9 @@ DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector
     for (auto& [age, bug] : oldestFirst) {
         const std::string bugID = BugID::normalized(bug.id);
         const auto item = items.find(bugID);
-        if (item != items.end() && isAnother(bug, *item->second)) {
+        const bool isOther =
+            item != items.end() ? isAnother(bug, *item->second) : isNoneOf(retired, bugID, bug);
+        if (isOther) {
             distinct.collisions.push_back({.kept = bugID, .leftOut = bug.id});
         } else if (const auto [earlier, isNew] = kept.emplace(bugID, bug.id); isNew) {
             distinct.bugs.push_back(std::move(bug));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -43,8 +44,10 @@ struct DistinctBugs {
 };
 
 /// Of bugs with one short id the one that the queue has is kept, else the oldest. A bug that is listed twice
-/// is no collision.
-DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue);
+/// is no collision. `retired`: the titles of bugs that were retired, by short id; an open bug of another
+/// title is not one of them.
+DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector<BugQueueItem>& queue,
+                          const std::map<std::string, std::string>& retired = {});
 
 /// What to tell of it.
 std::string describe(const IDCollision& collision);

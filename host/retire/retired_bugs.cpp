@@ -66,6 +66,18 @@ Task<std::set<std::string>> RetiredBugs::bugIDs() const {
     co_return ids;
 }
 
+Task<std::map<std::string, std::string>> RetiredBugs::titles() const {
+    std::map<std::string, std::string> titles;
+    for (const Row& row : co_await database_->query("SELECT bug_id, title FROM retired_bugs")) {
+        const std::string* id = row.at("bug_id").asText();
+        const std::string* title = row.at("title").asText();
+        if (id && title) {
+            titles.emplace(*id, *title);
+        }
+    }
+    co_return titles;
+}
+
 Task<int> RetiredBugs::countAddedSince(Instant since) const {
     SQLValues values{SQLValue::text(formatInstant(since))};
     const auto rows = co_await database_->query(

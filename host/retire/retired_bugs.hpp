@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -38,6 +39,9 @@ class RetiredBugs {
 
     /// In short form.
     Task<std::set<std::string>> bugIDs() const;
+
+    /// By short id.
+    Task<std::map<std::string, std::string>> titles() const;
 
     /// How many of them were added to the queue since.
     Task<int> countAddedSince(Instant since) const;

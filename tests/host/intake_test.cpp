@@ -1,5 +1,7 @@
 #include "host/intake/intake.hpp"
 
+#include <set>
+
 #include <boost/json/array.hpp>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
@@ -14,6 +16,7 @@ namespace json = boost::json;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 /// A queue with bug 3f2a9c1d, on which a user has commented since it was finished.
 class IntakeTest : public test::ServicesFixture {
@@ -221,8 +224,50 @@ TEST_F(LongListTest, WhatDoesNotFitAnAnswerIsToldAndTheRestIsTaken) {
     EXPECT_THAT(queuedBugs(), ElementsAre("22222222", "33333333"));
     EXPECT_THAT(
         board.notes,
-        ElementsAre("The backend returned 2 bugs in status \"open\" and no more when it was asked for "
-                    "4; older ones, if there are any, are not seen."));
+        ElementsAre("The backend returned 2 bugs in status \"open\" and no more when it was asked for 4: "
+                    "either these are all, or the backend lists no more and older ones are not seen."));
+}
+
+/// The newest bugs alone would be taken before the oldest.
+TEST_F(LongListTest, WhileTheBackendIsBusyTheNewestBugsAreNotTakenForAll) {
+    listsNewest();
+    server.answerTo("GET /v1/bugs?status=open&limit=4", {.status = 503});
+    EXPECT_THROW(run(small.takeIn()), BackendUnavailable);
+    EXPECT_THAT(queuedBugs(), IsEmpty());
+}
+
+TEST_F(LongListTest, AfterABrokenConnectionTheNewestBugsAreNotTakenForAll) {
+    listsNewest();
+    server.answerTo("GET /v1/bugs?status=open&limit=4",
+                    {.body = "cut", .fault = quernlight::test::ScriptedAnswer::Fault::cutBody});
+    EXPECT_THROW(run(small.takeIn()), BackendUnavailable);
+    EXPECT_THAT(queuedBugs(), IsEmpty());
+}
+
+TEST_F(LongListTest, APauseThatTheBackendWantsBeforeItListsMoreIsKept) {
+    lists("open", 2, {newest, newer});
+    server.answerTo("GET /v1/bugs?status=open&limit=4", {.status = 429, .headers = {{"Retry-After", "90"}}});
+    try {
+        run(small.takeIn());
+        ADD_FAILURE() << "the backend gave a list";
+    } catch (const BackendUnavailable& error) {
+        EXPECT_EQ(error.retryAfter(), std::chrono::seconds(90));
+    }
+}
+
+TEST_F(LongListTest, ABugThatHasChangedItsStatusIsSeenAsItIsNow) {
+    settings.intakePerDay = 0;
+    listsAll();
+    run(small.takeIn());
+    json::object moved = oldest;
+    moved["status"] = "in_review";
+    moved["pr_url"] = "https://git.example/acme/shop/pull/1";
+    lists("open", 2, {newest, newer});
+    lists("investigate", 2, {});
+    lists("in_review", 2, {moved});
+    run(small.takeIn());
+    ASSERT_NE(small.listed().pullRequest("11111111"), nullptr);
+    EXPECT_TRUE(small.listed().pullRequest("11111111")->has_value());
 }
 
 TEST_F(IntakeTest, ABackendThatWantsAPauseIsUnavailableForThatLong) {
@@ -252,6 +297,68 @@ TEST_F(IntakeTest, OfBugsWithTheSameShortIdTheYoungerIsNamedOnceWithTheOther) {
     }
     EXPECT_THAT(queuedBugs(), ElementsAre("3f2a9c1d"));
     EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("3f2a9c1d-2222"), HasSubstr("3F2A9C1D-1111"))));
+}
+
+TEST_F(IntakeTest, AnOpenBugWithTheShortIdOfARetiredOneOfAnotherTitleIsNamed) {
+    const BugQueueItem retired{.id = randomUuid(), .bugID = "3f2a9c1d", .title = "Typo"};
+    run(store.retired.remember(retired, std::nullopt, currentInstant()));
+    listsOpen({bug("3F2A9C1D-2222", "open")});
+    takeIn();
+    EXPECT_THAT(queuedBugs(), IsEmpty());
+    EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("3F2A9C1D-2222"), HasSubstr("bug 3f2a9c1d"))));
+}
+
+TEST_F(IntakeTest, ARetiredBugThatIsOpenAgainIsNoOther) {
+    const BugQueueItem retired{.id = randomUuid(), .bugID = "3f2a9c1d", .title = "Crash"};
+    run(store.retired.remember(retired, std::nullopt, currentInstant()));
+    listsOpen({bug("3f2a9c1d-2222", "open")});
+    takeIn();
+    EXPECT_THAT(queuedBugs(), IsEmpty());
+    EXPECT_THAT(board.notes, IsEmpty());
+}
+
+/// Finished bugs whose comments have not been read since the start.
+class FollowUpRoundTest : public IntakeTest {
+  protected:
+    void add(int count) {
+        for (int number = 0; number < count; ++number) {
+            const std::string bugID = std::to_string(10000000 + number);
+            finished(bugID, QueueItemStatus::completed);
+            bugs.push_back(bug(bugID, "in_review"));
+        }
+    }
+    void takeInWhileCommentsAreAnsweredWith(int status, int answers) {
+        lists("open", 200, {});
+        lists("investigate", 200, {});
+        lists("in_review", 200, bugs);
+        for (int answer = 0; answer < answers; ++answer) {
+            server.answer({.status = status});
+        }
+        takeIn();
+    }
+    /// The requests for comments.
+    std::vector<std::string> asked() {
+        auto lines = server.lines();
+        std::erase_if(lines, [](const std::string& line) { return line.find("limit=200") != line.npos; });
+        return lines;
+    }
+
+    json::array bugs;
+};
+
+TEST_F(FollowUpRoundTest, AFewFinishedBugsAreLookedAtInARoundInTurn) {
+    add(30);
+    takeInWhileCommentsAreAnsweredWith(400, 60);
+    EXPECT_EQ(asked().size(), 20U);
+    takeInWhileCommentsAreAnsweredWith(400, 0);
+    const auto lines = asked();
+    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), 30U);
+}
+
+TEST_F(FollowUpRoundTest, ABackendThatWantsToBeLeftAloneIsAskedForNoFurtherComments) {
+    add(3);
+    takeInWhileCommentsAreAnsweredWith(429, 3);
+    EXPECT_EQ(asked().size(), 1U);
 }
 
 }  // namespace
