@@ -72,6 +72,7 @@ class Dispatcher {
     Task<void> endOrphans();
     Task<void> findInterrupted();
     Task<void> settleOnce();
+    Task<void> pauseSettling(int failures);
     Task<void> pauseFor(double Settings::*seconds, int failures = 0);
     void endWith(std::exception_ptr failure);
 

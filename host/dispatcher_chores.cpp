@@ -211,15 +211,27 @@ Task<void> Dispatcher::findInterrupted() {
 }
 
 Task<void> Dispatcher::settleInterrupted() {
+    int failures = 0;
     while (true) {
         if (unsettled_.empty()) {
             co_await settlingWanted_.wait();
         }
+        const auto waiting = unsettled_.size();
         co_await troubleIn(settleOnce());
         changed_.notify();
+        failures = unsettled_.size() == waiting ? failures + 1 : 0;
         if (!unsettled_.empty()) {
-            co_await sleepFor(settlingPause);
+            co_await pauseSettling(failures);
         }
+    }
+}
+
+/// Longer after rounds that settled nothing, but a session that has just ended does not wait for that.
+Task<void> Dispatcher::pauseSettling(int failures) {
+    const auto waiting = unsettled_.size();
+    const auto end = steady_clock::now() + pauseBeforePoll(settlingPause, failures, 0);
+    while (steady_clock::now() < end && unsettled_.size() == waiting) {
+        co_await sleepFor(longestStep);
     }
 }
 

@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::chrono::seconds orphanGrace{2};
 constexpr std::chrono::seconds orphanPatience{5};
+constexpr const char* backendIsAway =
+    "The backend cannot be asked whether its interrupted session had finished.";
 
 /// The agent's process as the session that started it has recorded it.
 std::optional<ProcessEntry> recordedAgent(const std::vector<QueueEvent>& events, const Uuid& sessionID) {
@@ -59,6 +61,9 @@ Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const 
     }
     RecoveryStep step = recoveryStep(interrupted, std::nullopt);
     if (std::holds_alternative<AskBackend>(step)) {
+        if (std::chrono::steady_clock::now() < services_.health.askAgainAt()) {
+            co_return backendIsAway;
+        }
         std::optional<AgentReport> report;
         try {
             report = co_await askBackend(item, *attempt);
@@ -66,8 +71,7 @@ Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const 
             throw;  // the program ends
         } catch (const std::exception& error) {
             const bool isAway = services_.health.failed(error);
-            co_return isAway ? "The backend cannot be asked whether its interrupted session had finished."
-                             : "Its comments cannot be read: " + failureSentence(error);
+            co_return isAway ? backendIsAway : "Its comments cannot be read: " + failureSentence(error);
         }
         services_.health.answered();
         step = recoveryStep(interrupted, report);

@@ -141,6 +141,14 @@ TEST_F(RecoveryTest, WhileTheBackendCannotBeAskedTheItemStaysAsItIs) {
     EXPECT_EQ(status(item), QueueItemStatus::queued);
 }
 
+TEST_F(RecoveryTest, ABackendThatWantsToBeLeftAloneIsNotAskedForAReport) {
+    const Uuid item = running("3f2a9c1d");
+    health.heed(std::chrono::seconds(60));
+    EXPECT_EQ(settle(item), "The backend cannot be asked whether its interrupted session had finished.");
+    EXPECT_EQ(status(item), QueueItemStatus::running);
+    EXPECT_THAT(server.lines(), IsEmpty());
+}
+
 TEST_F(RecoveryTest, ABugThatWasPutBackUnaskedIsCompletedWhenItsReportIsFound) {
     const Uuid item = running("3f2a9c1d");
     run(manager.markResumable(item));
