@@ -1,23 +1,20 @@
 #include "host/retire/pull_request_lookup.hpp"
 
 #include <algorithm>
-#include <set>
 
 #include "host/resolved_mapping.hpp"
 
 namespace quernlight::host {
 
 Task<std::vector<BugInReview>> PullRequestLookup::reviewsOf(std::vector<BugQueueItem> items) {
-    const std::vector<std::string> next = nextToAsk(items);
-    const std::set<std::string> asked(next.begin(), next.end());
-    isAnswered_ = true;
+    const auto asked = co_await askFor(nextToAsk(items));
     std::vector<BugInReview> reviews;
     for (BugQueueItem& item : items) {
         std::optional<Url> prURL;
         if (const auto* listed = listed_.pullRequest(item.bugID)) {
             prURL = *listed;
-        } else if (asked.contains(item.bugID) && isAnswered_) {
-            prURL = co_await ask(item.bugID);
+        } else if (const auto found = asked.find(item.bugID); found != asked.end()) {
+            prURL = found->second;
         }
         if (!prURL) {
             continue;
@@ -31,20 +28,33 @@ Task<std::vector<BugInReview>> PullRequestLookup::reviewsOf(std::vector<BugQueue
     co_return reviews;
 }
 
-/// Those that are not listed, beginning behind the one that was asked for last.
-std::vector<std::string> PullRequestLookup::nextToAsk(const std::vector<BugQueueItem>& items) {
+/// Those that are not listed, in the order of their ids, beginning behind the one that was asked for last,
+/// which may have gone since.
+std::vector<std::string> PullRequestLookup::nextToAsk(const std::vector<BugQueueItem>& items) const {
     std::vector<std::string> unlisted;
     for (const BugQueueItem& item : items) {
         if (!listed_.pullRequest(item.bugID)) {
             unlisted.push_back(item.bugID);
         }
     }
-    const auto last = std::find(unlisted.begin(), unlisted.end(), lastAsked_);
-    if (last != unlisted.end()) {
-        std::rotate(unlisted.begin(), last + 1, unlisted.end());
-    }
+    std::ranges::sort(unlisted);
+    std::ranges::rotate(unlisted, std::ranges::upper_bound(unlisted, lastAsked_));
     unlisted.resize(std::min(unlisted.size(), mostAsked));
     return unlisted;
+}
+
+/// The links of those that have one, by short id.
+Task<std::map<std::string, Url>> PullRequestLookup::askFor(std::vector<std::string> bugIDs) {
+    std::map<std::string, Url> links;
+    for (const std::string& bugID : bugIDs) {
+        if (const auto prURL = co_await ask(bugID)) {
+            links.emplace(bugID, *prURL);
+        }
+        if (!isAnswered_) {
+            break;
+        }
+    }
+    co_return links;
 }
 
 /// A backend that does not answer, or wants to be left alone, is not asked again in the round.

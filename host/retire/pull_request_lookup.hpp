@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,7 +33,8 @@ class PullRequestLookup {
     Task<std::vector<BugInReview>> reviewsOf(std::vector<BugQueueItem> items);
 
   private:
-    std::vector<std::string> nextToAsk(const std::vector<BugQueueItem>& items);
+    std::vector<std::string> nextToAsk(const std::vector<BugQueueItem>& items) const;
+    Task<std::map<std::string, Url>> askFor(std::vector<std::string> bugIDs);
     Task<std::optional<Url>> ask(std::string bugID);
 
     SessionServices& services_;

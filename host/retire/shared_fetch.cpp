@@ -54,16 +54,20 @@ GitRunner SharedFetch::runner() {
 Task<GitCommandResult> SharedFetch::fetchOnce(std::vector<std::string> arguments) {
     const std::string source = sourceOf(arguments[pullRequestPlace]);
     if (!result_) {
-        co_await fetchAll(std::move(arguments));
+        co_await fetchAll(arguments);
     }
     if (absent_.contains(source)) {
         co_return GitCommandResult{fatalStatus, "fatal: couldn't find remote ref " + source};
+    }
+    if (eachAlone_) {
+        co_return co_await run_(std::move(arguments));
     }
     co_return *result_;
 }
 
 /// One reference that the remote does not have fails the fetch of all: then those that it has are fetched.
-/// Which these are git is asked and not its message, whose words depend on the system's language.
+/// Which these are git is asked and not its message, whose words depend on the system's language. When it is
+/// something else that fails, and the remote answers, each is fetched alone: it may concern only some.
 Task<void> SharedFetch::fetchAll(std::vector<std::string> arguments) {
     const std::string remote = arguments[remotePlace];
     arguments.pop_back();
@@ -96,6 +100,7 @@ Task<void> SharedFetch::fetchPresent(std::vector<std::string> arguments) {
                       [this](const std::string& refspec) { return absent_.contains(sourceOf(refspec)); });
         result_ = co_await run_(std::move(arguments));
     }
+    eachAlone_ = absent_.empty() || !result_->succeeded();
 }
 
 }  // namespace quernlight::host

@@ -11,8 +11,9 @@
 namespace quernlight::host {
 
 /// Git for the comparison of several pull requests of one repository with one base branch, which fetches for
-/// all of them when the first asks; the others are given that fetch's result. Lives for one round of looks
-/// and is used on one executor, by one look at a time.
+/// all of them when the first asks; the others are given that fetch's result, unless it failed for what may
+/// concern only some of them: then each is fetched alone. Lives for one round of looks and is used on one
+/// executor, by one look at a time.
 class SharedFetch {
   public:
     /// Pull requests of one fetch at most: their names must fit a command line.
@@ -36,6 +37,7 @@ class SharedFetch {
     const std::set<std::int64_t> numbers_;
     std::set<std::string> absent_;  // references that the remote does not have
     std::optional<GitCommandResult> result_;
+    bool eachAlone_ = false;  // the fetch of all has failed though the remote answers
 };
 
 }  // namespace quernlight::host

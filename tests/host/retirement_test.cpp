@@ -174,7 +174,7 @@ TEST_F(RetirementTest, OneFetchServesAllPullRequestsOfARepository) {
 
 TEST_F(RetirementTest, APullRequestThatTheRemoteDoesNotHaveHoldsUpNoOther) {
     countConnections();
-    const Uuid stays = merged("77777777", 4);
+    const Uuid stays = merged("11111111", 4);
     const Uuid goes = merged("3f2a9c1d", 1);
     const Uuid staysToo = merged("88888888", 5);
     run(retirement.retireMerged());
@@ -184,6 +184,18 @@ TEST_F(RetirementTest, APullRequestThatTheRemoteDoesNotHaveHoldsUpNoOther) {
     EXPECT_THAT(board.notes, ElementsAre(HasSubstr("remote ref refs/pull/4/head"),
                                          HasSubstr("remote ref refs/pull/5/head")));
     EXPECT_EQ(connections(), 3);  // all, which are there, those
+}
+
+/// A reference of the repository stands where that pull request's would.
+TEST_F(RetirementTest, APullRequestThatTheRepositoryCannotTakeInHoldsUpNoOther) {
+    hosted.git({"update-ref", "refs/remotes/origin/pull/1/head/x", "HEAD"});
+    const Uuid stays = merged("3f2a9c1d", 1);
+    const std::vector<Uuid> items{merged("77777777", 2), merged("88888888", 3)};
+    run(retirement.retireMerged());
+    for (const Uuid& item : items) {
+        EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+    }
+    EXPECT_EQ(status(stays), QueueItemStatus::completed);
 }
 
 TEST_F(RetirementTest, AMergedBugsWorktreeStaysWhileAProcessWorksInItAndThatIsSaid) {
@@ -235,6 +247,21 @@ TEST_F(RetirementTest, BugsThatTheBackendDoesNotListAreAskedForAFewARoundInTurn)
     }
     run(retirement.retireMerged());
     EXPECT_EQ(server.requests().size(), 20U);
+    run(retirement.retireMerged());
+    const auto lines = server.lines();
+    EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), 30U);
+}
+
+TEST_F(RetirementTest, TheTurnGoesOnThoughTheBugThatWasAskedForLastIsListedAgain) {
+    for (int number = 0; number < 30; ++number) {
+        finished(std::to_string(10000000 + number));
+    }
+    for (int answer = 0; answer < 60; ++answer) {
+        server.answer({.status = 404});
+    }
+    run(retirement.retireMerged());
+    const std::string last = server.lines().back();
+    listed.replace({listedBug(last.substr(last.rfind('/') + 1), std::nullopt)});
     run(retirement.retireMerged());
     const auto lines = server.lines();
     EXPECT_EQ(std::set<std::string>(lines.begin(), lines.end()).size(), 30U);
