@@ -109,7 +109,8 @@ Task<void> BugSession::noteOutput(OutputSeen output) {
     if (!output.lastLine.empty() && !progress_.exited) {
         show(progress_.stage, std::move(output.lastLine));
     }
-    if (!lastOutputStoredAt_ || output.at - *lastOutputStoredAt_ >= std::chrono::seconds(1)) {
+    const bool wasSetBack = lastOutputStoredAt_ > output.at;  // the clock
+    if (!lastOutputStoredAt_ || wasSetBack || output.at - *lastOutputStoredAt_ >= std::chrono::seconds(1)) {
         lastOutputStoredAt_ = output.at;
         co_await ifPossible(services_.store.attempts.markLastOutput(attempt_.id, output.at));
     }
