@@ -122,12 +122,13 @@ CurlTransfer::Clock::time_point CurlTransfer::deadline() const {
     return std::min(lastProgress_ + options_.timeout, totalDeadline());
 }
 
-/// A large body may take its time on a slow line; a few bytes now and then may not.
+/// A large body may take its time on a slow line, but not hours; a few bytes now and then may not.
 CurlTransfer::Clock::time_point CurlTransfer::totalDeadline() const {
     const std::chrono::duration<double> earned(
         static_cast<double>(transferred_) /
         static_cast<double>(std::max<std::size_t>(options_.leastRate, 1)));
-    return begun_ + options_.totalTimeout + std::chrono::duration_cast<Clock::duration>(earned);
+    const auto extra = std::min<std::chrono::duration<double>>(earned, options_.mostExtraTime);
+    return begun_ + options_.totalTimeout + std::chrono::duration_cast<Clock::duration>(extra);
 }
 
 HttpResponse CurlTransfer::finish(CURLcode code) {

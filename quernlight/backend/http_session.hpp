@@ -23,9 +23,10 @@ class HttpSession {
     struct Options {
         std::chrono::milliseconds timeout = std::chrono::seconds(60);        // without any progress
         std::chrono::milliseconds totalTimeout = std::chrono::seconds(120);  // in all, ...
-        std::size_t leastRate = 16 * 1024;  // ... and a second more for each so many bytes transferred
-        std::size_t maximumRequestSize = 64 * 1024 * 1024;  // bytes of a body
-        std::size_t maximumAnswerSize = 64 * 1024 * 1024;   // bytes of a body, after decompression
+        std::size_t leastRate = 16 * 1024;  // ... and a second more for each so many bytes transferred, ...
+        std::chrono::milliseconds mostExtraTime = std::chrono::minutes(10);  // ... up to so much more
+        std::size_t maximumRequestSize = 64 * 1024 * 1024;                   // bytes of a body
+        std::size_t maximumAnswerSize = 64 * 1024 * 1024;  // bytes of a body, after decompression
     };
 
     HttpSession();

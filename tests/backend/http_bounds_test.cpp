@@ -61,6 +61,7 @@ TEST_F(HttpBoundsTest, ByDefaultAMinuteWithoutProgressIsTheTimeoutAndBodiesEndAt
     const Options options;
     EXPECT_EQ(options.timeout, 60s);
     EXPECT_EQ(options.totalTimeout, 120s);
+    EXPECT_EQ(options.mostExtraTime, 600s);
     EXPECT_EQ(options.maximumRequestSize, 67'108'864U);
     EXPECT_EQ(options.maximumAnswerSize, 67'108'864U);
 }
@@ -113,6 +114,17 @@ TEST_F(HttpBoundsTest, ALargeAnswerThatComesFastEnoughMayTakeLonger) {
     });
     HttpSession session(Options{.timeout = 60s, .totalTimeout = 200ms, .leastRate = 1000});
     EXPECT_EQ(runTask(session.send(get(busy.address()))).body.size(), 400'000U);
+}
+
+TEST_F(HttpBoundsTest, TheTimeThatBytesEarnIsBounded) {
+    RawServer endless([](int connection) {
+        writeAll(connection, "HTTP/1.1 200 OK\r\nContent-Length: 1000000\r\n\r\n");
+        for (int part = 0; part < 1000 && send(connection, "x", 1, MSG_NOSIGNAL) == 1; ++part) {
+            std::this_thread::sleep_for(10ms);
+        }
+    });
+    const Options options{.timeout = 60s, .totalTimeout = 200ms, .leastRate = 1, .mostExtraTime = 100ms};
+    EXPECT_EQ(failure(get(endless.address()), options), Reason::timedOut);
 }
 
 // Slow networks deliver a large answer over more than the time-out without progress.
