@@ -75,7 +75,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
             "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
             "only for what follows.");
     });
-    StartPauses startPauses([&board](const std::string& topic, const std::string& sentence) {
+    const bool triesAgain = !options.dispatcher.once;  // else the program's last sentence tells
+    StartPauses startPauses([&board, triesAgain](const std::string& topic, const std::string& sentence) {
+        if (!triesAgain) {
+            return;
+        }
         board.condition(topic, sentence);
         if (sentence.empty()) {
             board.note("Bugs can be started again.");

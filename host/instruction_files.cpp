@@ -4,6 +4,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/private_files.hpp"
 #include "host/user_error.hpp"
 
 namespace quernlight::host {
@@ -63,9 +64,11 @@ InstructionFiles InstructionFiles::prepare(const std::filesystem::path& home) {
     const std::filesystem::path directory = home / "instructions";
     std::error_code error;
     std::filesystem::create_directories(directory, error);
-    return {.investigation = writeIfMissing(directory / "investigation.md", investigationText),
-            .reproduction = writeIfMissing(directory / "reproduction.md", reproductionText),
-            .completion = writeIfMissing(directory / "completion.md", completionText)};
+    InstructionFiles files{.investigation = writeIfMissing(directory / "investigation.md", investigationText),
+                           .reproduction = writeIfMissing(directory / "reproduction.md", reproductionText),
+                           .completion = writeIfMissing(directory / "completion.md", completionText)};
+    protectTree(directory);
+    return files;
 }
 
 }  // namespace quernlight::host

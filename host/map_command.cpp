@@ -21,7 +21,7 @@ namespace quernlight::host {
 namespace {
 
 void requireName(const std::string& option, const std::string& value) {
-    if (trimmed(value).empty()) {
+    if (displayWidth(withoutControls(trimmed(value))) == 0) {  // nobody could see it
         throw UserError("The option " + option + " is empty; give it a value. Nothing was changed.");
     }
 }
@@ -94,6 +94,7 @@ int mapSetCommand(const MapSetOptions& options) {
     requireName("--app", options.appName);
     requireName("--base", options.baseBranch);
     requireName("--repo", options.repo);
+    requireName("--worktrees", options.worktrees.value_or("beside the checkout"));
     MapSetOptions located = options;
     located.home = openDispatchHome(options.home);
     const HomeLock lock(*located.home);

@@ -52,10 +52,10 @@ void protectAttempt(const fs::path& home, const fs::path& attempt) {
     }
 }
 
-void protectTranscripts(const fs::path& home) {
+void protectTree(const fs::path& directory) {
     std::error_code unreadable;
-    takeOthersRights(home / "sessions");
-    fs::recursive_directory_iterator entry(home / "sessions", unreadable);
+    takeOthersRights(directory);
+    fs::recursive_directory_iterator entry(directory, unreadable);
     while (!unreadable && entry != fs::recursive_directory_iterator()) {
         if (!entry->is_symlink(unreadable)) {
             takeOthersRights(entry->path());

@@ -19,7 +19,7 @@ void protectHome(const std::filesystem::path& home);
 /// The same for the directories from "sessions" down to `attempt`.
 void protectAttempt(const std::filesystem::path& home, const std::filesystem::path& attempt);
 
-/// The same for all that lies under "sessions".
-void protectTranscripts(const std::filesystem::path& home);
+/// The same for a directory and all that lies in it.
+void protectTree(const std::filesystem::path& directory);
 
 }  // namespace quernlight::host

@@ -41,7 +41,7 @@ int runCommand(const RunOptions& options) {
     }
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
-    protectTranscripts(home);
+    protectTree(home / "sessions");
     boost::asio::io_context io;
     const BoardOptions boardOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
                                     .logFile = options.logFile};

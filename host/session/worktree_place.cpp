@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "host/processes/worktree_occupant.hpp"
 #include "host/session/worktree_comparison.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/platform/background_executor.hpp"
 #include "quernlight/platform/file_manager.hpp"
 #include "quernlight/platform/text.hpp"
+#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -157,21 +159,57 @@ Task<std::vector<std::string>> WorktreePlace::changes() {
     if (!isThere_) {
         co_return std::vector<std::string>{};
     }
-    std::string commit = head_.empty() ? tip_ : head_;
-    co_return co_await changedFiles(std::move(commit));
+    co_return co_await changedFilesIn(names_.path);
 }
 
-Task<std::vector<std::string>> WorktreePlace::changedFiles(std::string commit) {
+Task<std::vector<std::string>> WorktreePlace::changedFilesIn(std::string directory) {
     std::vector<std::string> askCommon{"rev-parse", "--path-format=absolute", "--git-common-dir"};
     std::string common = co_await answer(names_.repository, std::move(askCommon));
-    WorktreeComparison comparison(names_.path, std::move(common), std::move(commit), run_);
+    WorktreeComparison comparison(std::move(directory), std::move(common), head_.empty() ? tip_ : head_,
+                                  run_);
     co_return co_await comparison.differences(gitMayHaveBeenWriting_);
 }
 
+Task<std::vector<std::string>> WorktreePlace::setAside() {
+    if (!isThere_) {
+        co_return std::vector<std::string>{};
+    }
+    const std::string aside = names_.path + ".half-made-" + lowerCaseText(randomUuid()).substr(0, 8);
+    std::filesystem::rename(names_.path, aside);
+    aside_ = aside;
+    std::vector<std::string> changes;
+    try {
+        changes = co_await changedFilesIn(aside);
+    } catch (...) {
+        putBack();
+        throw;
+    }
+    if (const auto occupant = processIn(aside, processTable())) {
+        changes.push_back("process " + std::to_string(occupant->pid));
+    }
+    if (!changes.empty()) {
+        putBack();
+    }
+    co_return changes;
+}
+
+void WorktreePlace::putBack() {
+    std::error_code error;
+    std::filesystem::rename(aside_, names_.path, error);
+    if (error) {
+        throw PlaceUnknown("What was at " + names_.path + " is at " + aside_ +
+                           " now, since something else has come to its place (" + error.message() +
+                           "). Keep what is needed of both, remove them, then retry the bug.");
+    }
+    aside_.clear();
+}
+
 Task<void> WorktreePlace::remove(bool branchToo) {
-    BackgroundExecutor thread;  // a working copy can hold very many files
-    auto deletion = [path = names_.path] { defaultFileManager().removeAll(path); };
-    co_await thread.run(std::move(deletion));
+    if (!aside_.empty()) {
+        BackgroundExecutor thread;  // a working copy can hold very many files
+        auto deletion = [path = aside_] { defaultFileManager().removeAll(path); };
+        co_await thread.run(std::move(deletion));
+    }
     if (isRegistered_) {
         std::vector<std::string> forget{"worktree", "remove", "--force", "--force", names_.path};
         co_await answer(names_.repository, std::move(forget));

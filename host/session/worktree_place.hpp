@@ -33,8 +33,12 @@ class WorktreePlace {
     /// ones, commits that nothing else holds. After `facts`.
     Task<std::vector<std::string>> changes();
 
-    /// Removes the directory with all that it holds, git's memory of it, and the branch where that is wished
-    /// for and it still points to where `facts` found it.
+    /// Moves the directory to a name that nobody knows and looks once more what it holds: something may have
+    /// come since `changes`. If so, it is put back, and this is what has come.
+    Task<std::vector<std::string>> setAside();
+
+    /// Removes what was set aside, git's memory of the place, and the branch where that is wished for and it
+    /// still points to where `facts` found it.
     Task<void> remove(bool branchToo);
 
   private:
@@ -43,7 +47,8 @@ class WorktreePlace {
     Task<void> findRegistration(WorktreeFacts& facts);
     Task<void> lookInside(WorktreeFacts& facts);
     Task<bool> branchIsUnused();
-    Task<std::vector<std::string>> changedFiles(std::string commit);
+    Task<std::vector<std::string>> changedFilesIn(std::string directory);
+    void putBack();
 
     const Names names_;
     const GitRunner run_;
@@ -52,6 +57,7 @@ class WorktreePlace {
     bool gitMayHaveBeenWriting_ = false;  // it writes the index last
     bool isRegistered_ = false;
     bool isBranchElsewhere_ = false;  // checked out in another worktree
+    std::string aside_;               // where the directory is now; empty: in its place
     std::string head_;                // of the registered worktree; empty when there is none
     std::string tip_;                 // of the branch; empty when there is none
 };

@@ -4,7 +4,6 @@
 #include <memory>
 #include <optional>
 
-#include "host/processes/worktree_occupant.hpp"
 #include "host/resolved_mapping.hpp"
 #include "host/session/patient_git.hpp"
 #include "host/session/worktree_place.hpp"
@@ -66,10 +65,9 @@ Task<std::optional<GitWorktreePrepareResult>> makeRoom(const PrepareBugRequest& 
         facts.changes = co_await place.changes();
         step = worktreeStep(facts);
     }
-    const auto occupant = processIn(names.path, processTable());
-    if (occupant && std::holds_alternative<RemakeWorktree>(step)) {
-        step =
-            RefuseWorktree{"process " + std::to_string(occupant->pid) + " works in it, and it is half made"};
+    if (std::holds_alternative<RemakeWorktree>(step)) {
+        facts.changes = co_await place.setAside();
+        step = worktreeStep(facts);
     }
     if (const auto* remake = std::get_if<RemakeWorktree>(&step)) {
         co_await place.remove(remake->branchToo);

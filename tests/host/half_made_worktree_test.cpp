@@ -1,4 +1,7 @@
+#include <algorithm>
 #include <csignal>
+#include <memory>
+#include <utility>
 
 #include <sys/wait.h>
 #include <gmock/gmock.h>
@@ -60,7 +63,7 @@ class HalfMadeWorktreeTest : public testing::Test {
                                   .appName = "Shop",
                                   .bugID = "3f2a9c1d",
                                   .baseBranch = "main"};
-        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), PreparationGit{}, use));
+        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), gits, use));
     }
     std::string failure(WorktreeUse use = WorktreeUse::first) {
         const auto result = prepare(use);
@@ -75,6 +78,15 @@ class HalfMadeWorktreeTest : public testing::Test {
     }
     std::string tip(const std::string& branch) { return repository.git({"rev-parse", branch}); }
 
+    static Task<GitCommandResult> writingAfter(Task<GitCommandResult> running, fs::path file) {
+        GitCommandResult result = co_await std::move(running);
+        if (!file.empty()) {
+            writeFile(file, "Keep me.\n");
+        }
+        co_return result;
+    }
+
+    PreparationGit gits;
     standin::test::HostedRepository repository;
     const quernlight::test::BlockingScript filter{repository.scratch("block")};
     const fs::path root = repository.scratch("worktrees");
@@ -205,13 +217,26 @@ TEST_F(HalfMadeWorktreeTest, InAFinishedWorktreeAFileThatWasCutShortIsSomebodysW
     EXPECT_EQ(readFile(worktree / "z"), "La");
 }
 
+TEST_F(HalfMadeWorktreeTest, WhatComesBetweenTheLookAndTheRemovalKeepsIt) {
+    leaveHalfMade();
+    const auto notes = worktree / "notes.txt";
+    const auto hasCome = std::make_shared<bool>(false);
+    gits.run = [notes, hasCome, run = gits.run](std::vector<std::string> arguments) {
+        const bool isLook = std::ranges::find(arguments, "status") != arguments.end();
+        const bool comes = isLook && !std::exchange(*hasCome, *hasCome || isLook);
+        return writingAfter(run(std::move(arguments)), comes ? notes : fs::path());
+    };
+    EXPECT_THAT(failure(), HasSubstr("it holds what git did not put there (notes.txt)"));
+    EXPECT_EQ(readFile(notes), "Keep me.\n");
+}
+
 TEST_F(HalfMadeWorktreeTest, IsLeftAloneWhileSomebodyWorksInIt) {
     leaveHalfMade();
     const pid_t shell = spawnProcess({.executable = "/bin/sleep",
                                       .arguments = {"sleep", "600"},
                                       .environment = {},
                                       .workingDirectory = worktree});
-    EXPECT_THAT(failure(), HasSubstr("process " + std::to_string(shell) + " works in it"));
+    EXPECT_THAT(failure(), HasSubstr("(process " + std::to_string(shell) + ")"));
     EXPECT_TRUE(fs::exists(worktree / "a"));
     kill(shell, SIGKILL);
     waitpid(shell, nullptr, 0);

@@ -81,10 +81,10 @@ TEST_F(MapCommandTest, ABranchThatIsNotThereIsRefused) {
 }
 
 TEST_F(MapCommandTest, EmptyNamesAreRefusedBeforeAHomeIsMade) {
-    for (const char* option : {"--bundle", "--app", "--base", "--repo"}) {
+    for (const char* option : {"--bundle", "--app", "--base", "--repo", "--worktrees"}) {
         std::map<std::string, std::string> given{
             {"--bundle", "com.acme.shop"}, {"--app", "Shop"}, {"--base", "main"}, {"--repo", checkout()}};
-        given[option] = " ";
+        given[option] = " \x01\u200b";
         std::vector<std::string> words{"map", "set", "--home", home()};
         for (const auto& [name, value] : given) {
             words.insert(words.end(), {name, value});

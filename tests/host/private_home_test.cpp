@@ -26,7 +26,7 @@ class PrivateHomeTest : public test::DispatchFixture {
         return (fs::status(path).permissions() & (fs::perms::group_all | fs::perms::others_all)) !=
                fs::perms::none;
     }
-    /// Of the home, its database, lock and transcripts, and of the log, what others may use.
+    /// Of the home, its database, lock, transcripts and instructions, and of the log, what others may use.
     std::vector<fs::path> exposed() const {
         std::vector<fs::path> found;
         for (const fs::path& path : {home(), fs::path(queueFile()), home() / "owner.lock", log()}) {
@@ -34,9 +34,11 @@ class PrivateHomeTest : public test::DispatchFixture {
                 found.push_back(path);
             }
         }
-        for (const auto& entry : fs::recursive_directory_iterator(home() / "sessions")) {
-            if (othersMayUse(entry.path())) {
-                found.push_back(entry.path());
+        for (const char* directory : {"sessions", "instructions"}) {
+            for (const auto& entry : fs::recursive_directory_iterator(home() / directory)) {
+                if (othersMayUse(entry.path())) {
+                    found.push_back(entry.path());
+                }
             }
         }
         return found;
