@@ -8,10 +8,10 @@
 namespace quernlight::host {
 
 /// Git that carries `mark` (see gitMarkOf) and never runs longer than the settings allow: git.fetch_seconds
-/// for a fetch, which waits for a far side that may never answer, git.command_seconds for all else, which may
-/// wait for hooks and filters. Once `stop` is pressed a fetch is ended at once and another command after a
-/// few seconds, for it should not leave a worktree half made; `kill` ends any at once. Git is ended with its
-/// process group and whatever else still runs of it, also when something else has killed it.
+/// for a fetch (or ls-remote), which waits for a far side that may never answer, git.command_seconds for all
+/// else, which may wait for hooks and filters. Once `stop` is pressed a fetch is ended at once and another
+/// command after a few seconds, for it should not leave a worktree half made; `kill` ends any at once. Git is
+/// ended with its process group and whatever else still runs of it, also when something else has killed it.
 ///
 /// The result of a command that was ended is no success and says why. Unless it was a fetch this runner runs
 /// no further one after it: who asked would take the missing answers for answers. Who reads values from
