@@ -7,6 +7,8 @@
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "host/app/dispatch_program.hpp"
+#include "host/commands/map_command.hpp"
 #include "host/demo/demo_bugs.hpp"
 #include "host/demo/demo_checks.hpp"
 #include "host/demo/demo_directory.hpp"
@@ -14,14 +16,12 @@
 #include "host/demo/demo_repository.hpp"
 #include "host/demo/demo_table.hpp"
 #include "host/demo/stand_in_backend.hpp"
-#include "host/dispatch_program.hpp"
-#include "host/event_loop.hpp"
-#include "host/held_signals.hpp"
-#include "host/home_lock.hpp"
-#include "host/map_command.hpp"
-#include "host/private_files.hpp"
-#include "host/token_file.hpp"
-#include "host/user_error.hpp"
+#include "host/process/event_loop.hpp"
+#include "host/process/held_signals.hpp"
+#include "host/process/home_lock.hpp"
+#include "host/process/private_files.hpp"
+#include "host/process/token_file.hpp"
+#include "host/process/user_error.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -11,7 +11,7 @@ struct DemoOptions {
     bool keep = false;  ///< leave it there
 };
 
-/// `quernlight-dispatch demo`: three bugs travel the whole road, between a stand-in backend and a scripted
+/// `quernlight-dispatch demo`: three bugs run the whole road, between a stand-in backend and a scripted
 /// agent on this machine. Returns 0 only if what the database, git and the backend hold afterwards is what
 /// should be there. Throws UserError.
 int demoCommand(const DemoOptions& options);

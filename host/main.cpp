@@ -5,7 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/command_line/command_line.hpp"
-#include "host/failure_sentence.hpp"
+#include "host/text/failure_sentence.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "host/command_line/command_line.hpp"
 #include "host/command_line/path_option.hpp"
-#include "host/config_command.hpp"
+#include "host/commands/config_command.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "host/command_line/command_line.hpp"
 #include "host/command_line/path_option.hpp"
-#include "host/map_command.hpp"
+#include "host/commands/map_command.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "host/command_line/command_line.hpp"
 #include "host/command_line/path_option.hpp"
-#include "host/run_command.hpp"
+#include "host/commands/run_command.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <system_error>
 
-#include "host/user_error.hpp"
+#include "host/process/user_error.hpp"
 
 namespace quernlight::host {
 namespace fs = std::filesystem;

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "host/user_error.hpp"
+#include "host/process/user_error.hpp"
 #include "quernlight/platform/program_location.hpp"
 
 namespace quernlight::host {

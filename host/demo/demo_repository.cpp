@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "host/demo/demo_bugs.hpp"
-#include "host/session/patient_git.hpp"
-#include "host/user_error.hpp"
+#include "host/process/user_error.hpp"
+#include "host/worktree/git_time_limit.hpp"
 #include "quernlight/git/git_runner.hpp"
 
 namespace quernlight::host {

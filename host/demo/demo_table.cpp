@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <ostream>
 
-#include "host/terminal_text.hpp"
+#include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -13,7 +13,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "host/user_error.hpp"
+#include "host/process/user_error.hpp"
 #include "quernlight/platform/pipe.hpp"
 #include "quernlight/platform/spawn.hpp"
 
@@ -51,8 +51,8 @@ StandInBackend::~StandInBackend() {
 
 Task<void> StandInBackend::waitUntilItListens() {
     asio::posix::stream_descriptor output(co_await asio::this_coro::executor, output_.release());
-    asio::steady_timer patience(output.get_executor(), std::chrono::seconds(20));
-    patience.async_wait([&](boost::system::error_code error) {
+    asio::steady_timer timeout(output.get_executor(), std::chrono::seconds(20));
+    timeout.async_wait([&](boost::system::error_code error) {
         if (!error) {
             output.cancel();
         }

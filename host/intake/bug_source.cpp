@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "host/failure_sentence.hpp"
+#include "host/text/failure_sentence.hpp"
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/decoding_error.hpp"
 #include "quernlight/backend/transport_error.hpp"

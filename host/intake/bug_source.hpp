@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "host/intake/list_limit.hpp"
-#include "host/user_error.hpp"
+#include "host/process/user_error.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 
 namespace quernlight::host {

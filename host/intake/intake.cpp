@@ -6,10 +6,10 @@
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "host/events/item_event.hpp"
+#include "host/health/unreadable_records.hpp"
 #include "host/intake/known_bugs.hpp"
-#include "host/item_event.hpp"
 #include "host/session/comment_poll.hpp"
-#include "host/unreadable_records.hpp"
 #include "quernlight/platform/bug_id.hpp"
 
 namespace quernlight::host {
@@ -85,10 +85,10 @@ void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
     for (const std::string& bugID : choice.unusableBugIDs) {
         services_.board.noteOnce("A bug is left out because its id cannot name a branch: \"" + bugID + "\".");
     }
-    services_.board.condition(
-        "intake", choice.leftForLater == 0
-                      ? ""
-                      : describeLeftForLater(choice.leftForLater, services_.settings.intakePerDay));
+    services_.board.alert("intake",
+                          choice.leftForLater == 0
+                              ? ""
+                              : describeLeftForLater(choice.leftForLater, services_.settings.intakePerDay));
 }
 
 Task<void> Intake::enqueue(QLBugSummaryDTO bug) {
@@ -150,8 +150,8 @@ bool Intake::mayAskBackend() const {
 Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
     ReadableList<QLCommentDTO> comments;
     try {
-        comments = co_await fetchCommentsInTurn(services_.client, services_.board, services_.commentRequests,
-                                                item.bugID);
+        comments = co_await fetchCommentsInTurn(services_.client, services_.board,
+                                                services_.commentRateLimiter, item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;

@@ -15,7 +15,7 @@ bool isOlder(const QLBugSummaryDTO& left, const QLBugSummaryDTO& right) {
     return std::tie(left.createdAt, left.id) < std::tie(right.createdAt, right.id);
 }
 
-/// Nobody gives a bug another title and another date of birth.
+/// Nobody gives a bug another title and another date of creation.
 bool isAnother(const QLBugSummaryDTO& bug, const BugQueueItem& item) {
     return bug.createdAt != item.createdAt && bug.title != item.title;
 }

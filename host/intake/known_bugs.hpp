@@ -3,8 +3,8 @@
 #include <set>
 #include <string>
 
-#include "host/dispatch_store.hpp"
 #include "host/settings/settings.hpp"
+#include "host/store/dispatch_store.hpp"
 
 namespace quernlight::host {
 

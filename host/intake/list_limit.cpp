@@ -4,12 +4,12 @@ namespace quernlight::host {
 namespace {
 
 constexpr int mostAsked = 1 << 20;  // no body holds so many bugs
-constexpr std::chrono::hours patience{1};
+constexpr std::chrono::hours timeout{1};
 
 }  // namespace
 
 void ListLimit::begin(TimePoint now) {
-    if (now >= tooMuchSince_ + patience) {
+    if (now >= tooMuchSince_ + timeout) {
         tooMuch_ = 0;
     }
     returned_.reset();

@@ -4,18 +4,18 @@
 
 #include <boost/system/system_error.hpp>
 
-#include "host/failure_sentence.hpp"
-#include "host/item_event.hpp"
-#include "host/processes/process_metadata.hpp"
-#include "host/processes/session_tree.hpp"
+#include "host/events/item_event.hpp"
+#include "host/process/process_metadata.hpp"
+#include "host/process/process_tree.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/session/report_search.hpp"
+#include "host/text/failure_sentence.hpp"
 
 namespace quernlight::host {
 namespace {
 
 constexpr std::chrono::seconds orphanGrace{2};
-constexpr std::chrono::seconds orphanPatience{5};
+constexpr std::chrono::seconds orphanTimeout{5};
 constexpr const char* backendIsAway =
     "The backend cannot be asked whether its interrupted session had finished.";
 
@@ -104,12 +104,12 @@ Task<std::vector<ProcessEntry>> Recovery::endOrphans(SessionAttemptRecord attemp
     if (!sessionID) {
         co_return std::vector<ProcessEntry>{};
     }
-    SessionTree tree(*sessionID);
+    ProcessTree tree(*sessionID);
     const auto recorded = recordedAgent(events, *sessionID);
     if (recorded && isSameProcess(processEntry(recorded->pid), *recorded)) {
         tree.remember(processEntry(recorded->pid));
     }
-    co_return co_await tree.end(orphanGrace, orphanPatience);
+    co_return co_await tree.end(orphanGrace, orphanTimeout);
 }
 
 Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, SessionAttemptRecord attempt) const {
@@ -119,7 +119,7 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
     }
     const CompletionPollState state = reportOf(item, *sessionID, attempt.startedAt);
     const auto comments = co_await fetchCommentsInTurn(services_.client, services_.board,
-                                                       services_.commentRequests, item.bugID);
+                                                       services_.commentRateLimiter, item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments.records, state);
     if (!found) {
         co_return std::nullopt;

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/processes/session_tree.hpp"
+#include "host/process/process_tree.hpp"
 #include "host/recovery/recovery_step.hpp"
 #include "host/session/session_services.hpp"
 

@@ -4,14 +4,14 @@
 
 #include <boost/asio/this_coro.hpp>
 
-#include "host/failure_of.hpp"
-#include "host/failure_sentence.hpp"
-#include "host/processes/process_metadata.hpp"
-#include "host/resolved_mapping.hpp"
-#include "host/session/agent_conversations.hpp"
-#include "host/session/agent_environment.hpp"
+#include "host/agent/agent_conversations.hpp"
+#include "host/agent/agent_environment.hpp"
+#include "host/process/caught_exception.hpp"
+#include "host/process/process_metadata.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/session/report_search.hpp"
+#include "host/text/failure_sentence.hpp"
+#include "host/worktree/resolved_mapping.hpp"
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -49,37 +49,37 @@ BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping 
 
 void BugSession::requestStop() {
     watched_.stopRequested = true;
-    stop_.press();
+    stop_.cancel();
     agent_.mailbox().deliver(StopRequested{});
 }
 
 void BugSession::requestKill() {
     requestStop();
-    kill_.press();
+    kill_.cancel();
 }
 
-Task<void> BugSession::travel() {
-    std::exception_ptr failure = co_await failureOf(travelWhileAllIsWell());
+Task<void> BugSession::run() {
+    std::exception_ptr failure = co_await caughtException(runWhileAllIsWell());
     if (auto shortage = watched_.detection ? std::nullopt : shortageIn(failure)) {
-        failure = co_await failureOf(putBack(std::move(*shortage)));
+        failure = co_await caughtException(putBack(std::move(*shortage)));
     }
     // Work that was seen to be finished is never failed for what happens after.
     if (auto reason = watched_.detection ? std::nullopt : reasonToFail(failure)) {
-        failure = co_await failureOf(fail(std::move(*reason)));
+        failure = co_await caughtException(fail(std::move(*reason)));
     }
-    const std::exception_ptr stopping = co_await failureOf(stopAgent());
-    services_.goalTyping.forget(sessionID_);
+    const std::exception_ptr stopping = co_await caughtException(stopAgent());
+    services_.goalDelivery.forget(sessionID_);
     if (commentPoll_) {
         co_await commentPoll_->end();
     }
     co_await agent_.end();
-    services_.board.condition("comments of " + item_.bugID, "");
+    services_.board.alert("comments of " + item_.bugID, "");
     if (failure || stopping) {
         std::rethrow_exception(failure ? failure : stopping);
     }
 }
 
-Task<void> BugSession::travelWhileAllIsWell() {
+Task<void> BugSession::runWhileAllIsWell() {
     if (auto missing = missingAgent(services_.settings.agentCommand, services_.environment)) {
         OutsideFailure failure{.cause = std::move(*missing)};
         co_return co_await putBack(std::move(failure));
@@ -90,7 +90,7 @@ Task<void> BugSession::travelWhileAllIsWell() {
     }
     std::string goal = co_await writeGoal();
     if (watched_.stopRequested || !services_.homeIsInPlace()) {
-        co_return show("queued");  // nothing has begun
+        co_return show(SessionStage::queued);  // nothing has begun
     }
     co_await services_.manager.markStarting(item_.id, sessionID_);
     co_await recordAttempt(goal);
@@ -119,12 +119,12 @@ Task<void> BugSession::recordAttempt(std::string goal) {
 }
 
 Task<bool> BugSession::startAgent(std::string goal) {
-    show(watched_.resumes ? "resuming codex" : "starting codex");
-    GoalTyping::Followed followed{
+    show(watched_.resumes ? SessionStage::resumingAgent : SessionStage::startingAgent);
+    GoalDelivery::Followed followed{
         .itemID = item_.id, .mailbox = agent_.mailbox(), .onTrouble = [this](const DatabaseError& error) {
             services_.disk.failed(error);
         }};
-    services_.goalTyping.follow(sessionID_, std::move(followed));
+    services_.goalDelivery.follow(sessionID_, std::move(followed));
     std::string trouble;
     std::optional<StartSessionResponse> started;
     try {
@@ -140,7 +140,7 @@ Task<bool> BugSession::startAgent(std::string goal) {
         co_return false;
     }
     services_.startPauses.agentStarted();
-    agentSettled_ = false;
+    agentExitRecorded_ = false;
     co_await beginWatching(*started);
     co_return true;
 }
@@ -156,16 +156,16 @@ Task<void> BugSession::beginWatching(const StartSessionResponse& started) {
     co_await services_.store.attempts.markRunning(attempt_.id, started.pid);
     const std::string pid = std::to_string(started.pid);
     co_await tellEvent(event_kind::agentStarted, "The agent runs as process " + pid + ".",
-                       processMetadata(started.pid, agent_.leader().birth));
+                       processMetadata(started.pid, agent_.leader().startTime));
     const CommentPolling polling{.client = services_.client,
-                                 .budget = services_.commentRequests,
+                                 .rateLimiter = services_.commentRateLimiter,
                                  .health = services_.health,
                                  .settings = services_.settings,
                                  .board = services_.board};
     const auto executor = co_await boost::asio::this_coro::executor;
     commentPoll_ = std::make_unique<ChildTask>(executor, "polling comments of bug " + item_.bugID,
                                                pollComments(polling, pollState(), agent_.mailbox()));
-    show("waiting for prompt");
+    show(SessionStage::waitingForPrompt);
 }
 
 StartSessionRequest BugSession::startRequest(std::string goal) const {
@@ -183,7 +183,7 @@ StartSessionRequest BugSession::startRequest(std::string goal) const {
 
 EnvironmentMap BugSession::environmentOfAgent() const {
     EnvironmentMap environment = agentEnvironment(services_.environment, services_.settings.agentEnvironment);
-    const SessionMark mark = markOf(sessionID_);
+    const ProcessMark mark = markOf(sessionID_);
     environment[mark.name] = mark.value;
     return environment;
 }
@@ -201,15 +201,10 @@ Task<void> BugSession::tellEvent(const char* kind, std::string message, std::opt
     co_await tell(services_.store, std::move(event));
 }
 
-void BugSession::show(std::string stage, std::string detail) {
-    progress_.stage = std::move(stage);
+void BugSession::show(SessionStage stage, std::string detail) {
+    progress_.stage = stage;
     progress_.detail = std::move(detail);
     services_.board.show(progress_);
-}
-
-void BugSession::showEnd(std::string stage, std::string detail) {
-    progress_.finished = true;
-    show(std::move(stage), std::move(detail));
 }
 
 }  // namespace quernlight::host

@@ -6,12 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "host/item_event.hpp"
-#include "host/progress_board.hpp"
-#include "host/session/agent_run.hpp"
+#include "host/agent/agent_run.hpp"
+#include "host/events/item_event.hpp"
+#include "host/events/progress_board.hpp"
+#include "host/process/cancellation_source.hpp"
 #include "host/session/next_step.hpp"
 #include "host/session/session_services.hpp"
-#include "host/session/stop_switch.hpp"
 #include "quernlight/dispatch/goal_context.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 
@@ -32,7 +32,7 @@ class BugSession {
     /// The bug's road. Never leaves the agent running. What goes wrong on the way fails the item with the
     /// reason. When its end cannot be stored that is thrown, with the item left as it is, to be settled as
     /// after a crash.
-    Task<void> travel();
+    Task<void> run();
 
     /// Ends the session soon, politely, and puts the item back to be resumed.
     void requestStop();
@@ -47,7 +47,7 @@ class BugSession {
     bool hasProcess(const ProcessEntry& process) const { return agent_.hasProcess(process); }
 
   private:
-    Task<void> travelWhileAllIsWell();
+    Task<void> runWhileAllIsWell();
     Task<void> fail(std::string reason);
     Task<void> putBack(OutsideFailure failure);
 
@@ -72,11 +72,11 @@ class BugSession {
 
     Task<void> beginWatching(const StartSessionResponse& started);
     NextStep stepNow();
-    Task<void> take(SessionNews news);
+    Task<void> take(SessionEvent event);
     Task<void> noteOutput(OutputSeen output);
     void showExit(const AgentExited& exit);
-    Task<void> noteTyping(SessionNews news);
-    Task<void> noteWhileStopping(SessionNews news);
+    Task<void> noteTyping(SessionEvent event);
+    Task<void> noteWhileStopping(SessionEvent event);
     Task<void> lookAround();
     Task<void> lookForComment();
     Task<bool> learnComments(Task<ReadableList<QLCommentDTO>> fetching);
@@ -88,7 +88,7 @@ class BugSession {
     Task<void> noteConversation();
     Task<void> noteUnstartedAgent();
     Task<void> stopAgent();
-    Task<void> settleAgent();
+    Task<void> recordAgentExit();
     Task<void> noteLeftovers();
     Task<std::optional<Url>> pullRequestURL();
     Task<void> tellEvent(const char* kind, std::string message, std::optional<std::string> metadata = {});
@@ -100,9 +100,8 @@ class BugSession {
     EnvironmentMap environmentOfAgent() const;
     CompletionPollState pollState() const;
     SessionTimeoutSettings timeouts() const;
-    StopLadder ladder() const;
-    void show(std::string stage, std::string detail = {});
-    void showEnd(std::string stage, std::string detail = {});
+    StopEscalation escalation() const;
+    void show(SessionStage stage, std::string detail = {});
 
     SessionServices& services_;
     const BugQueueItem item_;
@@ -112,15 +111,16 @@ class BugSession {
     SessionAttemptRecord attempt_;
     BugProgress progress_;
     WatchedSession watched_;
-    StopSwitch stop_;
-    StopSwitch kill_;
+    CancellationSource stop_;
+    CancellationSource kill_;
     std::optional<Instant> lastOutputStoredAt_;
     std::optional<Instant> newestComment_;  // that has counted as a sign of life
     std::chrono::steady_clock::time_point nextLook_{};
     std::chrono::steady_clock::time_point nextCommentLook_{};
-    bool ladderClimbed_ = false;
+    bool escalated_ = false;
     bool attemptRecorded_ = false;
-    bool agentSettled_ = true;  ///< from its start on only once its end is stored and nothing of it is left
+    bool agentExitRecorded_ =
+        true;  ///< from its start on only once its end is stored and nothing of it is left
     bool conversationKnown_ = false;
     bool goalTypedWhole_ = false;
     std::unique_ptr<ChildTask> commentPoll_;

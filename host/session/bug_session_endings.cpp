@@ -1,8 +1,8 @@
 #include <sstream>
 #include <utility>
 
+#include "host/agent/agent_conversations.hpp"
 #include "host/recovery/recovery.hpp"
-#include "host/session/agent_conversations.hpp"
 #include "host/session/bug_session.hpp"
 
 namespace quernlight::host {
@@ -31,23 +31,23 @@ Task<void> BugSession::finish(LookForComment) {
 
 /// The comment has been seen: from here on the item ends completed, whatever the agent still does.
 Task<void> BugSession::finish(WorkCompleted end) {
-    show("stopping codex");
+    show(SessionStage::stoppingAgent);
     co_await services_.manager.markCodexCompleted(item_.id, end.comment.id);
     co_await stopAgent();
     co_await services_.manager.markCompleted(item_.id, end.comment.id);
     co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
                                                     currentInstant());
-    showEnd("in review");
+    show(SessionStage::inReview);
 }
 
 /// The question is stored before the agent is stopped, so that a crash in between cannot run the bug again.
 Task<void> BugSession::finish(UserAsked end) {
-    show("stopping codex");
+    show(SessionStage::stoppingAgent);
     co_await services_.manager.markAwaitingUserInput(item_.id, end.comment.id);
     co_await stopAgent();
     co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
                                                     currentInstant());
-    showEnd("waits for the user", end.comment.body);
+    show(SessionStage::needsReply, end.comment.body);
 }
 
 Task<void> BugSession::finish(SessionFailed end) {
@@ -62,7 +62,7 @@ Task<void> BugSession::finish(SessionInterrupted) {
 /// What the agent reported until its exit still counts. While that is not known the attempt stays open, and
 /// the next start asks before it resumes the bug.
 Task<void> BugSession::interrupt(std::string reason) {
-    show("stopping codex");
+    show(SessionStage::stoppingAgent);
     co_await stopAgent();
     const bool isKnown = co_await learnLastComments();
     if (watched_.detection) {
@@ -76,7 +76,7 @@ Task<void> BugSession::interrupt(std::string reason) {
     if (isKnown) {
         co_await services_.store.attempts.markFailed(attempt_.id, std::move(reason), currentInstant());
     }
-    showEnd("queued to resume");
+    show(SessionStage::queuedToResume);
 }
 
 /// No fault of the bug's: it goes back to where it was, and for a while nothing that would meet the same is
@@ -87,7 +87,7 @@ Task<void> BugSession::putBack(OutsideFailure failure) {
     if (ours || attemptRecorded_) {
         co_return co_await interrupt(failure.cause);
     }
-    show("queued", failure.cause);
+    show(SessionStage::queued, failure.cause);
 }
 
 Task<void> BugSession::finishReported() {
@@ -111,19 +111,19 @@ Task<void> BugSession::finish(ConversationUnknown end) {
                        unknownConversationMetadata(end.conversation));
     co_await services_.manager.markResumable(item_.id);
     co_await services_.store.attempts.markFailed(attempt_.id, sentence, currentInstant());
-    show("queued", sentence);
+    show(SessionStage::queued, sentence);
 }
 
 Task<void> BugSession::finish(SessionSuperseded) {
-    show("stopping codex");
+    show(SessionStage::stoppingAgent);
     co_await stopAgent();
     co_await services_.store.attempts.markFailed(
         attempt_.id, "The queue item was taken from the session while it was running.", currentInstant());
-    showEnd("taken away");
+    show(SessionStage::superseded);
 }
 
 Task<void> BugSession::fail(std::string reason) {
-    show("stopping codex");
+    show(SessionStage::stoppingAgent);
     co_await stopAgent();
     const bool isKnown = co_await learnLastComments();
     if (watched_.detection) {
@@ -140,38 +140,38 @@ Task<void> BugSession::fail(std::string reason) {
     if (attemptRecorded_) {
         co_await services_.store.attempts.markFailed(attempt_.id, reason, currentInstant());
     }
-    showEnd("failed", std::move(reason));
+    show(SessionStage::failed, std::move(reason));
 }
 
 Task<void> BugSession::stopAgent() {
-    services_.goalTyping.forget(sessionID_);
-    const bool isFirst = !std::exchange(ladderClimbed_, true);
+    services_.goalDelivery.forget(sessionID_);
+    const bool isFirst = !std::exchange(escalated_, true);
     if (isFirst) {
-        co_await agent_.stop([this] { return ladder(); },
-                             [this](SessionNews news) { return noteWhileStopping(std::move(news)); });
+        co_await agent_.stop([this] { return escalation(); },
+                             [this](SessionEvent event) { return noteWhileStopping(std::move(event)); });
     }
     if (isFirst && agent_.isRunning()) {
         services_.board.note("Bug " + item_.bugID + ": the agent (process " + std::to_string(*attempt_.pid) +
                              ") does not end; look at it with: ps -fp " + std::to_string(*attempt_.pid));
     }
-    co_await settleAgent();
+    co_await recordAgentExit();
 }
 
-StopLadder BugSession::ladder() const {
-    const StopLadder whole = stopLadder(services_.settings);
-    if (kill_.isPressed()) {
-        return onlyKill(whole);
+StopEscalation BugSession::escalation() const {
+    const StopEscalation whole = stopEscalation(services_.settings);
+    if (kill_.isCancelled()) {
+        return killOnly(whole);
     }
-    return watched_.stopRequested ? shrunk(whole, ladderTimeAtShutdown) : whole;
+    return watched_.stopRequested ? shortened(whole, escalationTimeAtShutdown) : whole;
 }
 
 /// Once the agent has exited: stores that it has, and sees to it that nothing of it lives on.
-Task<void> BugSession::settleAgent() {
-    if (agentSettled_ || !agent_.exit()) {
+Task<void> BugSession::recordAgentExit() {
+    if (agentExitRecorded_ || !agent_.exit()) {
         co_return;
     }
-    agentSettled_ = true;
-    services_.goalTyping.forget(sessionID_);  // what is not being typed will not be
+    agentExitRecorded_ = true;
+    services_.goalDelivery.forget(sessionID_);  // what is not being typed will not be
     const AgentExited exit = *agent_.exit();
     co_await noteLeftovers();
     co_await ifPossible(services_.store.attempts.markExited(attempt_.id, exit.exitCode, exit.at));

@@ -1,12 +1,12 @@
-#include "host/failure_sentence.hpp"
-#include "host/private_files.hpp"
-#include "host/processes/git_marks.hpp"
-#include "host/session/agent_conversations.hpp"
+#include "host/agent/agent_conversations.hpp"
+#include "host/process/private_files.hpp"
 #include "host/session/bug_session.hpp"
-#include "host/session/git_cause.hpp"
-#include "host/session/patient_git.hpp"
-#include "host/session/watched_git.hpp"
-#include "host/session/worktree_preparation.hpp"
+#include "host/text/failure_sentence.hpp"
+#include "host/worktree/git_cause.hpp"
+#include "host/worktree/git_marks.hpp"
+#include "host/worktree/git_time_limit.hpp"
+#include "host/worktree/watched_git.hpp"
+#include "host/worktree/worktree_preparation.hpp"
 #include "quernlight/dispatch/goal_builder.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -14,7 +14,7 @@
 namespace quernlight::host {
 
 Task<void> BugSession::openAttempt() {
-    show("preparing worktree");
+    show(SessionStage::preparingWorktree);
     attempt_ = newAttempt(co_await services_.store.attempts.nextAttemptNumber(item_.id));
     const auto canonical = co_await services_.store.attempts.canonicalCodexSessionID(item_.bugID);
     watched_.resumes =
@@ -42,16 +42,17 @@ Task<bool> BugSession::prepareWorktree() {
     }
     OperationQueue& turns = services_.repositories.of(mapping_.repoPath);
     SharedFetches& fetches = services_.repositories.fetchesOf(mapping_.repoPath);
-    const SessionMark mark = gitMarkOf(services_.home);
+    const ProcessMark mark = gitMarkOf(services_.home);
     GitTrouble trouble;
     const PreparationGit git{
-        .run = watched(fetches.sharing(patientGit(stop_, kill_, services_.settings, mark)), trouble),
-        .ask = watchedLook(patientGit(stop_, kill_, services_.settings, mark, GitOutput::answer), trouble)};
+        .run = watched(fetches.sharing(gitWithTimeLimit(stop_, kill_, services_.settings, mark)), trouble),
+        .ask = watchedLook(gitWithTimeLimit(stop_, kill_, services_.settings, mark, GitOutput::answer),
+                           trouble)};
     const WorktreeUse use = attempt_.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
     const GitWorktreePrepareResult prepared =
         co_await turns.run(prepareUsableWorktree(worktreeRequest(), git, use));
     if (watched_.stopRequested) {
-        show("queued");  // nothing has begun
+        show(SessionStage::queued);  // nothing has begun
         co_return false;
     }
     if (const auto* failed = std::get_if<WorktreeFailed>(&prepared)) {
@@ -71,7 +72,7 @@ Task<bool> BugSession::refuse(WorktreeFailed failed, GitTrouble trouble) {
     }
     const std::string reason = causeFirst(failed.message);
     co_await services_.manager.markFailed(item_.id, reason);
-    showEnd("failed", reason);
+    show(SessionStage::failed, reason);
     co_return false;
 }
 
@@ -110,9 +111,9 @@ GoalContext BugSession::goalContext(std::optional<Url> prURL) const {
 /// Without an answer from the backend the goal tells the agent to find the pull request by itself.
 Task<std::optional<Url>> BugSession::pullRequestURL() {
     try {
-        co_return co_await stop_.untilPressed(services_.client.fetchPullRequestURL(item_.bugID));
+        co_return co_await stop_.unlessCancelled(services_.client.fetchPullRequestURL(item_.bugID));
     } catch (const std::exception& error) {
-        if (!stop_.isPressed()) {
+        if (!stop_.isCancelled()) {
             services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
                                  failureSentence(error) + ")");
         }

@@ -1,10 +1,10 @@
-#include "host/clock_time.hpp"
-#include "host/failure_sentence.hpp"
-#include "host/session/agent_conversations.hpp"
+#include "host/agent/agent_conversations.hpp"
+#include "host/health/unreadable_records.hpp"
+#include "host/process/time_limit.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/session/comment_poll.hpp"
-#include "host/session/time_limit.hpp"
-#include "host/unreadable_records.hpp"
+#include "host/text/clock_time.hpp"
+#include "host/text/failure_sentence.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
@@ -14,9 +14,8 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds lookInterval{1};
 constexpr std::chrono::seconds commentLookInterval{3};
-constexpr std::chrono::seconds commentPatience{10};
-constexpr std::chrono::seconds commentPatienceAtShutdown{3};
-constexpr const char* asksBackend = "asks the backend";
+constexpr std::chrono::seconds commentTimeout{10};
+constexpr std::chrono::seconds commentTimeoutAtShutdown{3};
 constexpr std::size_t lastWordsKept = 2000;
 
 void appendWords(std::string& lastWords, const std::string& words) {
@@ -30,8 +29,8 @@ void appendWords(std::string& lastWords, const std::string& words) {
 
 Task<NextStep> BugSession::watch() {
     while (true) {
-        if (auto news = co_await agent_.nextUntil(std::max(nextLook_, steady_clock::now()))) {
-            co_await take(std::move(*news));
+        if (auto event = co_await agent_.nextUntil(std::max(nextLook_, steady_clock::now()))) {
+            co_await take(std::move(*event));
         }
         if (steady_clock::now() >= nextLook_) {
             co_await lookAround();
@@ -52,49 +51,49 @@ NextStep BugSession::stepNow() {
     return nextStep(countedSince(services_.runningTime.since(), now.wall, watched_), now.wall, timeouts());
 }
 
-Task<void> BugSession::take(SessionNews news) {
-    if (auto* output = std::get_if<OutputSeen>(&news)) {
+Task<void> BugSession::take(SessionEvent event) {
+    if (auto* output = std::get_if<OutputSeen>(&event)) {
         co_await noteOutput(std::move(*output));
-    } else if (const auto* exit = std::get_if<AgentExited>(&news)) {
+    } else if (const auto* exit = std::get_if<AgentExited>(&event)) {
         watched_.activity.exitedAt = exit->at;
         watched_.activity.exitCode = exit->exitCode;
         showExit(*exit);
-        co_await settleAgent();
-    } else if (auto* comments = std::get_if<CommentsChanged>(&news)) {
+        co_await recordAgentExit();
+    } else if (auto* comments = std::get_if<CommentsChanged>(&event)) {
         watched_.activity.lastCommentPollWithNewCommentAt = comments->at;
         newestComment_ = std::max(newestComment_, comments->newest);
         if (comments->detection) {
             watched_.detection = std::move(comments->detection);
         }
-    } else if (const auto* trouble = std::get_if<CommentTrouble>(&news)) {
-        services_.board.condition("comments of " + item_.bugID,
-                                  trouble->reason.empty() ? ""
-                                                          : "The comments of bug " + item_.bugID +
-                                                                " cannot be read: " + trouble->reason);
+    } else if (const auto* trouble = std::get_if<CommentTrouble>(&event)) {
+        services_.board.alert("comments of " + item_.bugID, trouble->reason.empty()
+                                                                ? ""
+                                                                : "The comments of bug " + item_.bugID +
+                                                                      " cannot be read: " + trouble->reason);
     } else {
-        if (std::holds_alternative<GoalTyped>(news) && !progress_.exited) {
-            show("working", progress_.detail);
+        if (std::holds_alternative<GoalTyped>(event) && !progress_.exitCode) {
+            show(SessionStage::working, progress_.detail);
         }
-        co_await noteTyping(std::move(news));
+        co_await noteTyping(std::move(event));
     }
 }
 
 /// While the agent is being stopped its report still counts, and so does what became of its goal.
-Task<void> BugSession::noteWhileStopping(SessionNews news) {
-    auto* comments = std::get_if<CommentsChanged>(&news);
+Task<void> BugSession::noteWhileStopping(SessionEvent event) {
+    auto* comments = std::get_if<CommentsChanged>(&event);
     if (comments && comments->detection) {
         watched_.detection = std::move(comments->detection);
     }
-    co_await noteTyping(std::move(news));
+    co_await noteTyping(std::move(event));
 }
 
-Task<void> BugSession::noteTyping(SessionNews news) {
-    if (std::holds_alternative<GoalTypingBegins>(news)) {
+Task<void> BugSession::noteTyping(SessionEvent event) {
+    if (std::holds_alternative<GoalTypingBegins>(event)) {
         watched_.goalTyped = true;
-    } else if (std::holds_alternative<GoalTyped>(news)) {
+    } else if (std::holds_alternative<GoalTyped>(event)) {
         goalTypedWhole_ = true;
         co_await ifPossible(tellEvent(event_kind::typed, "The goal has been typed."));
-    } else if (const auto* failure = std::get_if<GoalNotTyped>(&news)) {
+    } else if (const auto* failure = std::get_if<GoalNotTyped>(&event)) {
         watched_.goalTrouble = failure->reason;
     }
 }
@@ -103,10 +102,10 @@ Task<void> BugSession::noteTyping(SessionNews news) {
 Task<void> BugSession::noteOutput(OutputSeen output) {
     watched_.activity.lastOutputAt = output.at;
     appendWords(watched_.lastWords, output.words);
-    if (progress_.stage == asksBackend && !progress_.exited) {
-        progress_.stage = "working";
+    if (progress_.stage == SessionStage::askingBackend && !progress_.exitCode) {
+        progress_.stage = SessionStage::working;
     }
-    if (!output.lastLine.empty() && !progress_.exited) {
+    if (!output.lastLine.empty() && !progress_.exitCode) {
         show(progress_.stage, std::move(output.lastLine));
     }
     const bool wasSetBack = lastOutputStoredAt_ > output.at;  // the clock
@@ -121,8 +120,8 @@ void BugSession::showExit(const AgentExited& exit) {
     using std::chrono::duration;
     const auto grace = std::chrono::duration_cast<Instant::duration>(
         duration<double>(services_.settings.postExitGraceSeconds));
-    progress_.exited = true;
-    show(exitedStage(exit.exitCode), "comment due by " + clockTime(exit.at + grace));
+    progress_.exitCode = exit.exitCode;
+    show(SessionStage::agentExited, "comment due by " + clockTime(exit.at + grace));
 }
 
 /// What has to be looked at because nobody tells: whose the item is, the agent's own records, its processes.
@@ -158,10 +157,10 @@ Task<void> BugSession::lookForComment() {
     }
     bool isKnown = false;
     if (steady_clock::now() >= services_.health.askAgainAt()) {
-        isKnown = co_await learnComments(stop_.untilPressed(fetchComments()));
+        isKnown = co_await learnComments(stop_.unlessCancelled(fetchComments()));
     }
     if (!isKnown && !watched_.stopRequested) {
-        show(asksBackend, progress_.detail);
+        show(SessionStage::askingBackend, progress_.detail);
     }
     nextCommentLook_ = steady_clock::now() + commentLookInterval;
 }
@@ -196,16 +195,16 @@ Task<bool> BugSession::learnLastComments() {
     }
     auto fetching = fetchComments();
     if (watched_.stopRequested) {
-        fetching = withTimeLimit(commentPatienceAtShutdown, std::move(fetching));
+        fetching = withTimeLimit(commentTimeoutAtShutdown, std::move(fetching));
     }
     co_return co_await learnComments(std::move(fetching));
 }
 
 /// The wait for its turn says nothing of the backend.
 Task<ReadableList<QLCommentDTO>> BugSession::fetchComments() {
-    co_await turnToAsk(services_.commentRequests);
+    co_await turnToAsk(services_.commentRateLimiter);
     auto fetching = fetchCommentsIfAny(services_.client, services_.board, item_.bugID);
-    co_return co_await withTimeLimit(commentPatience, std::move(fetching));
+    co_return co_await withTimeLimit(commentTimeout, std::move(fetching));
 }
 
 Task<bool> BugSession::isStillOurs() {

@@ -12,8 +12,8 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
-#include "host/failure_sentence.hpp"
-#include "host/unreadable_records.hpp"
+#include "host/health/unreadable_records.hpp"
+#include "host/text/failure_sentence.hpp"
 #include "quernlight/backend/backend_error.hpp"
 
 namespace quernlight::host {
@@ -29,8 +29,8 @@ struct Poll {
 Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        auto fetched =
-            co_await fetchCommentsInTurn(polling.client, polling.board, polling.budget, std::move(bugID));
+        auto fetched = co_await fetchCommentsInTurn(polling.client, polling.board, polling.rateLimiter,
+                                                    std::move(bugID));
         poll.comments = std::move(fetched.records);
         polling.health.answered();
     } catch (const boost::system::system_error& error) {
@@ -87,15 +87,15 @@ std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments)
     return newest;
 }
 
-Task<void> turnToAsk(RequestBudget& budget) {
+Task<void> turnToAsk(RateLimiter& rateLimiter) {
     boost::asio::steady_timer turn(co_await boost::asio::this_coro::executor);
-    turn.expires_at(budget.reserve(std::chrono::steady_clock::now()));
+    turn.expires_at(rateLimiter.reserve(std::chrono::steady_clock::now()));
     co_await turn.async_wait(boost::asio::use_awaitable);
 }
 
 Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
-                                                     RequestBudget& budget, std::string bugID) {
-    co_await turnToAsk(budget);
+                                                     RateLimiter& rateLimiter, std::string bugID) {
+    co_await turnToAsk(rateLimiter);
     co_return co_await fetchCommentsIfAny(std::move(client), board, std::move(bugID));
 }
 

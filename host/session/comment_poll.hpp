@@ -2,10 +2,10 @@
 
 #include <chrono>
 
-#include "host/progress_board.hpp"
-#include "host/session/backend_health.hpp"
-#include "host/session/request_budget.hpp"
-#include "host/session/session_news.hpp"
+#include "host/agent/session_event.hpp"
+#include "host/events/progress_board.hpp"
+#include "host/health/backend_health.hpp"
+#include "host/health/rate_limiter.hpp"
 #include "host/settings/settings.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/completion_detector.hpp"
@@ -16,14 +16,14 @@ namespace quernlight::host {
 /// What all comment polls of the program share.
 struct CommentPolling {
     const QuernlightClient& client;
-    RequestBudget& budget;
+    RateLimiter& rateLimiter;
     BackendHealth& health;
     const Settings& settings;  ///< as it is at each poll
     ProgressBoard& board;
 };
 
 /// Returns when the next request for comments may be sent: there are many who ask and one backend.
-Task<void> turnToAsk(RequestBudget& budget);
+Task<void> turnToAsk(RateLimiter& rateLimiter);
 
 /// The bug's comments; none when the backend does not know the bug any more. Those that cannot be read are
 /// left out, and told. Throws as the client does.
@@ -32,7 +32,7 @@ Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, Pro
 
 /// The same, once it is this request's turn.
 Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
-                                                     RequestBudget& budget, std::string bugID);
+                                                     RateLimiter& rateLimiter, std::string bugID);
 
 /// When the newest of them was written; nothing without comments.
 std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments);

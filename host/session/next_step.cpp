@@ -80,11 +80,6 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     return wasLookedFor ? NextStep(SessionFailed{std::move(*reason)}) : NextStep(LookForComment{});
 }
 
-std::string exitedStage(int exitCode) {
-    return exitCode > 128 ? "ended by " + signalName(exitCode - 128)
-                          : "exited (code " + std::to_string(exitCode) + ")";
-}
-
 std::string describeUncleanExit(int exitCode) {
     if (exitCode > 128) {
         return "Codex was ended by " + signalName(exitCode - 128) + " without posting a completion comment.";

@@ -66,9 +66,6 @@ using NextStep = std::variant<KeepWatching, LookForComment, WorkCompleted, UserA
 /// no report after the rule's time was over, however long the backend takes to show them.
 NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeoutSettings& settings);
 
-/// The stage of a session whose agent has exited: "exited (code 3)" or, above 128, "ended by SIGSEGV".
-std::string exitedStage(int exitCode);
-
 /// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's
 /// name.
 std::string describeUncleanExit(int exitCode);

@@ -3,17 +3,17 @@
 #include <filesystem>
 #include <functional>
 
-#include "host/disk_health.hpp"
-#include "host/dispatch_store.hpp"
-#include "host/instruction_files.hpp"
-#include "host/progress_board.hpp"
-#include "host/session/backend_health.hpp"
-#include "host/session/goal_typing.hpp"
-#include "host/session/repository_turns.hpp"
-#include "host/session/request_budget.hpp"
-#include "host/session/running_time.hpp"
+#include "host/agent/instruction_files.hpp"
+#include "host/events/progress_board.hpp"
+#include "host/health/backend_health.hpp"
+#include "host/health/disk_health.hpp"
+#include "host/health/rate_limiter.hpp"
+#include "host/health/running_time.hpp"
+#include "host/health/start_pauses.hpp"
+#include "host/session/goal_delivery.hpp"
 #include "host/settings/settings.hpp"
-#include "host/start_pauses.hpp"
+#include "host/store/dispatch_store.hpp"
+#include "host/worktree/repository_locks.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/background_executor.hpp"
@@ -29,10 +29,10 @@ struct SessionServices {
     QueueManager& manager;
     QuernlightClient client;
     CodexRunner& runner;
-    GoalTyping& goalTyping;
+    GoalDelivery& goalDelivery;
     BackgroundExecutor& background;
-    RepositoryTurns& repositories;
-    RequestBudget& commentRequests;
+    RepositoryLocks& repositories;
+    RateLimiter& commentRateLimiter;
     BackendHealth& health;
     DiskHealth& disk;
     RunningTime& runningTime;

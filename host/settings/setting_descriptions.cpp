@@ -6,9 +6,9 @@
 #include <optional>
 #include <system_error>
 
-#include "host/backend_address.hpp"
+#include "host/process/user_error.hpp"
+#include "host/settings/backend_address.hpp"
 #include "host/settings/word_list.hpp"
-#include "host/user_error.hpp"
 #include "quernlight/platform/text.hpp"
 #include "quernlight/platform/url.hpp"
 

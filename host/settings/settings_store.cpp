@@ -1,7 +1,7 @@
 #include "host/settings/settings_store.hpp"
 
+#include "host/process/user_error.hpp"
 #include "host/settings/setting_descriptions.hpp"
-#include "host/user_error.hpp"
 #include "quernlight/platform/instant.hpp"
 
 namespace quernlight::host {

@@ -13,18 +13,18 @@ namespace quernlight {
 struct ProcessEntry {
     pid_t pid = -1;
     pid_t parent = -1;
-    pid_t session = -1;     ///< the session leader's pid; -1 where the system does not tell
-    std::string birth{};    ///< when it was started, in the system's own terms; with the pid it names this
-                            ///< process and no later one that gets the same pid, also after a reboot
-    bool isZombie = false;  ///< it has ended and waits to be reaped
-    std::string name{};     ///< of its program, without a path and cut to what the system keeps
+    pid_t session = -1;       ///< the session leader's pid; -1 where the system does not tell
+    std::string startTime{};  ///< when it was started, in the system's own terms; with the pid it names this
+                              ///< process and no later one that gets the same pid, also after a reboot
+    bool isZombie = false;    ///< it has ended and waits to be reaped
+    std::string name{};       ///< of its program, without a path and cut to what the system keeps
 
     bool operator==(const ProcessEntry&) const = default;
 };
 
 /// Whether both describe the same process, not only the same pid.
 inline bool isSameProcess(const ProcessEntry& left, const ProcessEntry& right) {
-    return left.pid == right.pid && left.birth == right.birth;
+    return left.pid == right.pid && left.startTime == right.startTime;
 }
 
 // All of these may be called from any thread, never wait and throw nothing of their own: what cannot be seen

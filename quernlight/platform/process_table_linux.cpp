@@ -58,7 +58,7 @@ ProcessEntry parseStat(pid_t pid, const std::string& stat) {
     for (int index = 5; index <= 20 && fields >> field; ++index) {
     }
     entry.isZombie = state == 'Z' || state == 'X';
-    entry.birth = bootID() + ":" + field;
+    entry.startTime = bootID() + ":" + field;
     entry.name = stat.substr(nameBegin + 1, nameEnd - nameBegin - 1);
     return fields ? entry : ProcessEntry{};
 }
@@ -128,7 +128,8 @@ std::filesystem::path workingDirectoryOf(pid_t pid) {
     return std::filesystem::read_symlink(procFile(pid, "cwd"), error);
 }
 
-/// The descriptor holds the process, so between looking at its birth and the signal it cannot become another.
+/// The descriptor holds the process, so between looking at its start time and the signal it cannot become
+/// another.
 bool signalProcess(const ProcessEntry& process, int signal) {
     const FileDescriptor descriptor(static_cast<int>(syscall(SYS_pidfd_open, process.pid, 0)));
     if (!descriptor || !isSameProcess(processEntry(process.pid), process)) {

@@ -19,7 +19,7 @@ ProcessEntry entryOf(const proc_bsdinfo& info) {
     return {.pid = pid,
             .parent = static_cast<pid_t>(info.pbi_ppid),
             .session = getsid(pid),
-            .birth = std::to_string(info.pbi_start_tvsec) + "." + std::to_string(info.pbi_start_tvusec),
+            .startTime = std::to_string(info.pbi_start_tvsec) + "." + std::to_string(info.pbi_start_tvusec),
             .isZombie = info.pbi_status == SZOMB,
             .name = info.pbi_comm};
 }

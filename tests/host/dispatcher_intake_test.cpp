@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "host/dispatcher.hpp"
+#include "host/dispatcher/dispatcher.hpp"
 #include "tests/host/services_fixture.hpp"
 
 namespace quernlight::host {
@@ -18,7 +18,7 @@ class DispatcherIntakeTest : public test::ServicesFixture {
     void runWhileUnwell(std::chrono::milliseconds time) {
         ChildTask loop(io.get_executor(), "the loop", dispatcher.run());
         io.restart();
-        while (healthNews.empty() && io.run_one_for(quernlight::test::generousBound) > 0) {
+        while (healthChanges.empty() && io.run_one_for(quernlight::test::generousBound) > 0) {
         }
         io.run_for(time);
         dispatcher.stop();
@@ -35,7 +35,7 @@ TEST_F(DispatcherIntakeTest, AfterFailuresTheListIsAskedForLessAndLessOften) {
     }
     runWhileUnwell(std::chrono::milliseconds(1500));
     EXPECT_LE(server.requests().size(), 7U);
-    EXPECT_THAT(healthNews, ElementsAre(HasSubstr("503")));
+    EXPECT_THAT(healthChanges, ElementsAre(HasSubstr("503")));
 }
 
 TEST_F(DispatcherIntakeTest, TheListIsNotAskedForBeforeTheBackendWantsThat) {

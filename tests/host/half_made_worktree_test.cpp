@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/session/worktree_preparation.hpp"
+#include "host/worktree/worktree_preparation.hpp"
 #include "quernlight/platform/process_table.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "tests/host/blocking_script.hpp"

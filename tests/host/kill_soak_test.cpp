@@ -11,7 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/processes/git_marks.hpp"
+#include "host/worktree/git_marks.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 

@@ -304,8 +304,8 @@ TEST_F(OwnerEndingsTest, TwoAgentsWorkAtATimeByDefault) {
     mapApp();
     startBackend();
     program = start(runWith());
-    for (const char* news : {"33333333  enqueued: ", "11111111  typed: ", "22222222  typed: "}) {
-        ASSERT_TRUE(program->says(news)) << program->output() << program->errorText();
+    for (const char* event : {"33333333  enqueued: ", "11111111  typed: ", "22222222  typed: "}) {
+        ASSERT_TRUE(program->says(event)) << program->output() << program->errorText();
     }
     EXPECT_EQ(status("33333333"), "queued");
     EXPECT_TRUE(test::isAlive(agent("11111111")) && test::isAlive(agent("22222222")));

@@ -18,19 +18,19 @@ namespace quernlight::host::test {
 class RememberingBoard final : public ProgressBoard {
   public:
     void show(const BugProgress& progress) override {
-        shown.push_back(progress.bugID + " " + progress.stage);
+        shown.push_back(progress.bugID + " " + stageText(progress));
     }
     void note(const std::string& sentence) override { notes.push_back(sentence); }
-    void condition(const std::string& topic, const std::string& sentence) override {
-        ProgressBoard::condition(topic, sentence);
-        conditions[topic] = sentence;
-        std::erase_if(conditions, [](const auto& told) { return told.second.empty(); });
+    void alert(const std::string& topic, const std::string& sentence) override {
+        ProgressBoard::alert(topic, sentence);
+        alerts[topic] = sentence;
+        std::erase_if(alerts, [](const auto& told) { return told.second.empty(); });
     }
     void gone(const std::string& bugID) override { shown.push_back(bugID + " gone"); }
 
     std::vector<std::string> shown;
     std::vector<std::string> notes;
-    std::map<std::string, std::string> conditions;  // that hold, by topic
+    std::map<std::string, std::string> alerts;  // that hold, by topic
 };
 
 /// Everything that the parts of the loop borrow, over a real database and a scripted backend.
@@ -75,19 +75,19 @@ class ServicesFixture : public testing::Test {
     std::string repository = directory / "shop";
     DispatchStore store = run(opened(directory / "queue.sqlite")).value();
     QueueManager manager{store.items, store.mappings, *Url::parse(server.address())};
-    GoalTyping goalTyping{io.get_executor(), store};
-    LocalPTYCodexRunner runner{goalTyping};
+    GoalDelivery goalDelivery{io.get_executor(), store};
+    LocalPTYCodexRunner runner{goalDelivery};
     BackgroundExecutor background;
-    RepositoryTurns repositories;
-    RequestBudget commentRequests{1000, 1000};
+    RepositoryLocks repositories;
+    RateLimiter commentRateLimiter{1000, 1000};
     RememberingBoard board;
-    std::vector<std::string> healthNews;
-    BackendHealth health{[this](const std::string& trouble) { healthNews.push_back(trouble); }};
-    std::vector<std::string> diskNews;
-    DiskHealth disk{[this](const std::string& trouble) { diskNews.push_back(trouble); }};
+    std::vector<std::string> healthChanges;
+    BackendHealth health{[this](const std::string& trouble) { healthChanges.push_back(trouble); }};
+    std::vector<std::string> diskChanges;
+    DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
     RunningTime runningTime{readClocks(), [] {}};
     StartPauses startPauses{
-        [this](const std::string& topic, const std::string& sentence) { board.condition(topic, sentence); }};
+        [this](const std::string& topic, const std::string& sentence) { board.alert(topic, sentence); }};
     Settings settings;
     SessionServices services{
         .home = directory / "home",
@@ -95,10 +95,10 @@ class ServicesFixture : public testing::Test {
         .manager = manager,
         .client = QuernlightClient(*Url::parse(server.address()), "token", std::make_shared<HttpSession>()),
         .runner = runner,
-        .goalTyping = goalTyping,
+        .goalDelivery = goalDelivery,
         .background = background,
         .repositories = repositories,
-        .commentRequests = commentRequests,
+        .commentRateLimiter = commentRateLimiter,
         .health = health,
         .disk = disk,
         .runningTime = runningTime,

@@ -86,11 +86,11 @@ TEST_F(TerminalRunTest, ControlZGivesTheTerminalBackAndThePictureIsDrawnAnewBelo
     report("3f2a9c1d", "Crash on launch");
     startBackend();
     startInShell();
-    awaitPicture("waits for a mapping");
+    awaitPicture("needs mapping");
     press("\x1a");
     EXPECT_THAT(shownUpTo("the shell has it"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
-    EXPECT_THAT(shownUpTo("waits for a mapping"), Not(HasSubstr("A\r\x1b[J")));
-    EXPECT_THAT(shownUpTo("waits for a mapping"), HasSubstr("A\r\x1b[J"));
+    EXPECT_THAT(shownUpTo("needs mapping"), Not(HasSubstr("A\r\x1b[J")));
+    EXPECT_THAT(shownUpTo("needs mapping"), HasSubstr("A\r\x1b[J"));
     press("\x03");
     EXPECT_THAT(shownUpTo("it has ended"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
 }
@@ -99,10 +99,10 @@ TEST_F(TerminalRunTest, KeysLeaveNothingInThePictureAndNothingForTheShell) {
     report("3f2a9c1d", "Crash on launch");
     startBackend();
     startInShell();
-    awaitPicture("waits for a mapping");
+    awaitPicture("needs mapping");
     press("blind\r");
     for (int frame = 0; frame < 3; ++frame) {
-        EXPECT_THAT(shownUpTo("waits for a mapping"), Not(HasSubstr("blind")));
+        EXPECT_THAT(shownUpTo("needs mapping"), Not(HasSubstr("blind")));
     }
     press("\x03");
     EXPECT_THAT(shownUpTo("the shell has it"), Not(HasSubstr("blind")));
@@ -112,7 +112,7 @@ TEST_F(TerminalRunTest, ASignalThatEndsTheProgramAtOnceLeavesTheTerminalAsItWas)
     report("3f2a9c1d", "Crash on launch");
     startBackend();
     startInShell();
-    awaitPicture("waits for a mapping");
+    awaitPicture("needs mapping");
     press("\x1c");
     EXPECT_THAT(shownUpTo("the shell has it"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
 }

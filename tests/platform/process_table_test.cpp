@@ -129,11 +129,11 @@ TEST(ProcessTableTest, OnlyTheSameProcessHasTheSamePidAndBirth) {
     const Child first(sleeping);
     const Child second(sleeping);
     ProcessEntry laterOfThatPid = first.entry();
-    laterOfThatPid.birth += "0";
+    laterOfThatPid.startTime += "0";
     EXPECT_TRUE(isSameProcess(first.entry(), first.entry()));
     EXPECT_FALSE(isSameProcess(first.entry(), second.entry()));
     EXPECT_FALSE(isSameProcess(first.entry(), laterOfThatPid));
-    EXPECT_NE(first.entry().birth, "");
+    EXPECT_NE(first.entry().startTime, "");
     EXPECT_TRUE(test::eventually([&] { return first.entry().name == "sh"; }));  // execve(2) sets it late
 }
 
@@ -171,7 +171,7 @@ TEST(ProcessTableTest, ASignalReachesThatProcess) {
 TEST(ProcessTableTest, ASignalForAnEarlierProcessOfThePidReachesNobody) {
     const Child child(sleeping);
     ProcessEntry earlier = child.entry();
-    earlier.birth += "0";
+    earlier.startTime += "0";
     EXPECT_FALSE(signalProcess(earlier, SIGKILL));
     EXPECT_FALSE(child.entry().isZombie);
 }

@@ -118,7 +118,7 @@ TEST_F(SpawnTest, WhatItHasStartedIsKnownAndNothingElseIs) {
     ProcessEntry entry = processEntry(child);
     EXPECT_TRUE(isStartedHere(entry));
     EXPECT_FALSE(isStartedHere(processEntry(getpid())));
-    entry.birth = "another process of the same pid";
+    entry.startTime = "another process of the same pid";
     EXPECT_FALSE(isStartedHere(entry));
     kill(child, SIGKILL);
     exitCodeOf(child);

@@ -7,7 +7,7 @@
 
 namespace quernlight::test {
 
-/// Whether the condition comes to hold within the generous bound. For what another process does, of which
+/// Whether the alert comes to hold within the generous bound. For what another process does, of which
 /// nothing tells the test.
 template <class Condition>
 bool eventually(Condition holds) {

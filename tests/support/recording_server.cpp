@@ -154,9 +154,9 @@ struct RecordingServer::State {
     }
 
     template <class Condition>
-    void await(Condition condition) const {
+    void await(Condition alert) const {
         std::unique_lock guard(lock);
-        if (!changed.wait_for(guard, generousBound, condition)) {
+        if (!changed.wait_for(guard, generousBound, alert)) {
             throw std::runtime_error("what the test waits for did not reach the server in time");
         }
     }

@@ -1,0 +1,53 @@
+#include "host/agent/agent_conversations.hpp"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "host/events/item_event.hpp"
+#include "quernlight/storage/database_error.hpp"
+
+namespace quernlight::host {
+
+std::optional<CodexSessionRecord> findConversation(const EnvironmentMap& environment,
+                                                   const std::string& directory, Instant startedAt) {
+    try {
+        const auto database = CodexSessionResolver::stateDatabaseURL(environment);
+        auto found = CodexSessionResolver::latest(directory, startedAt, database);
+        std::error_code ignored;
+        const std::string physical = std::filesystem::weakly_canonical(directory, ignored).string();
+        return found || ignored || physical == directory
+                   ? found
+                   : CodexSessionResolver::latest(physical, startedAt, database);
+    } catch (const DatabaseError&) {
+        return std::nullopt;
+    }
+}
+
+std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::optional<Uuid>& canonical,
+                                         const std::vector<QueueEvent>& events) {
+    const auto isKnown = [&](const std::optional<Uuid>& conversation) {
+        return conversation && std::none_of(events.begin(), events.end(), [&](const QueueEvent& event) {
+                   return event.kind == event_kind::conversationUnknown &&
+                          event.metadataJSON == unknownConversationMetadata(*conversation);
+               });
+    };
+    if (!item.codexSessionID) {
+        return std::nullopt;
+    }
+    return isKnown(canonical) ? canonical : isKnown(item.codexSessionID) ? item.codexSessionID : std::nullopt;
+}
+
+std::string unknownConversationMetadata(const Uuid& conversation) {
+    return R"({"codex_session_id":")" + upperCaseText(conversation) + R"("})";
+}
+
+std::vector<std::string> agentCommandLine(std::vector<std::string> command,
+                                          const std::optional<Uuid>& conversation) {
+    if (conversation) {
+        command.push_back("resume");
+        command.push_back(lowerCaseText(*conversation));  // as the agent itself writes it
+    }
+    return command;
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,42 @@
+#include "host/agent/stop_escalation.hpp"
+
+namespace quernlight::host {
+namespace {
+
+std::chrono::milliseconds timeout(double seconds) {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+}
+
+}  // namespace
+
+StopEscalation stopEscalation(const Settings& settings) {
+    return {{
+        {TerminationMode::requestExitCommand, timeout(settings.stopExitSeconds)},
+        {std::nullopt, timeout(settings.stopEnterSeconds)},
+        {TerminationMode::interrupt, timeout(settings.stopInterruptSeconds)},
+        {TerminationMode::terminate, timeout(settings.stopTerminateSeconds)},
+        {TerminationMode::kill, timeout(settings.stopKillSeconds)},
+    }};
+}
+
+StopEscalation shortened(StopEscalation escalation, std::chrono::milliseconds total) {
+    std::chrono::milliseconds sum{0};
+    for (const StopStep& step : escalation) {
+        sum += step.timeout;
+    }
+    if (sum > total) {
+        for (StopStep& step : escalation) {
+            step.timeout = step.timeout * total.count() / sum.count();
+        }
+    }
+    return escalation;
+}
+
+StopEscalation killOnly(StopEscalation escalation) {
+    for (StopStep& step : escalation) {
+        step.timeout = step.mode == TerminationMode::kill ? step.timeout : std::chrono::milliseconds(0);
+    }
+    return escalation;
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,146 @@
+#include "host/commands/dry_run.hpp"
+
+#include <ostream>
+
+#include "host/dispatcher/start_request.hpp"
+#include "host/events/progress_board.hpp"
+#include "host/health/unreadable_records.hpp"
+#include "host/intake/bug_source.hpp"
+#include "host/intake/known_bugs.hpp"
+#include "host/process/scratch_directory.hpp"
+#include "host/process/user_error.hpp"
+#include "host/session/comment_poll.hpp"
+#include "host/settings/backend_address.hpp"
+#include "host/settings/settings_store.hpp"
+#include "host/store/dispatch_store.hpp"
+#include "host/text/shell_text.hpp"
+#include "host/text/terminal_text.hpp"
+#include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/platform/control_characters.hpp"
+#include "quernlight/storage/file_locations.hpp"
+
+namespace quernlight::host {
+namespace {
+
+/// What is told besides the plan.
+class PrintingBoard final : public ProgressBoard {
+  public:
+    explicit PrintingBoard(std::ostream& out) : out_(out) {}
+
+    void show(const BugProgress&) override {}
+    void note(const std::string& sentence) override { out_ << withoutControls(sentence) << "\n"; }
+
+  private:
+    std::ostream& out_;
+};
+
+std::string describe(const BugQueueItem& item) {
+    constexpr std::size_t mostShown = 300;
+    return escapedLine(item.bugID + "  " + item.appName + ": " + item.title, mostShown);
+}
+
+Task<void> enqueueAll(const IntakeChoice& choice, QueueManager& manager, std::ostream& out) {
+    for (const QLBugSummaryDTO& bug : choice.newBugs) {
+        const BugQueueItem item = co_await manager.enqueue(bug, QueueMode::automatic);
+        out << "would enqueue  " << describe(item) << "\n";
+    }
+}
+
+Task<void> queueFollowUps(std::vector<QLBugSummaryDTO> listed, const DispatchStore& store,
+                          const QuernlightClient& client, QueueManager& manager, std::ostream& out) {
+    PrintingBoard board(out);
+    for (const QLBugSummaryDTO& bug : listed) {
+        const auto item = co_await store.items.item(std::string_view(bug.id));
+        if (!item || !mayWantFollowUp(item->status)) {
+            continue;
+        }
+        const auto comments = co_await fetchCommentsIfAny(client, board, item->bugID);
+        if (wantsFollowUp(item->status, item->completedAt, comments.records)) {
+            const BugQueueItem again = co_await manager.enqueue(bug, item->queueMode);
+            out << "would resume   " << describe(again) << " (a user has commented)\n";
+        }
+    }
+}
+
+Task<bool> isHeldBack(const DispatchStore& store, const BugQueueItem& item) {
+    if (item.queueMode == QueueMode::automatic) {
+        co_return false;
+    }
+    const auto events = co_await store.items.events(item.id);
+    co_return !startIsRequested(events);
+}
+
+/// Items in a live status belong to an owner that runs now, or will be put back first at the next start.
+Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out) {
+    for (const BugQueueItem& item : co_await store.items.items()) {
+        const bool heldBack = co_await isHeldBack(store, item);
+        if (item.status == QueueItemStatus::waitingForMapping) {
+            out << "would wait     " << describe(item) << " (no repository for "
+                << escapedLine(item.bundleID, 300) << ")\n";
+        } else if (item.status != QueueItemStatus::queued) {
+            out << "is under way   " << describe(item) << "\n";
+            --places;
+        } else if (heldBack) {
+            out << "would wait     " << describe(item) << " (until: queue start " << shellQuoted(item.bugID)
+                << ")\n";
+        } else {
+            out << (places-- > 0 ? "would start    " : "would queue    ") << describe(item) << "\n";
+        }
+    }
+}
+
+Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> fetched, const DispatchStore& store,
+                          const Settings& settings, std::ostream& out) {
+    IntakeChoice choice;
+    if (!settings.intakeEnabled) {
+        out << "New bugs are not taken in (setting intake.enabled).\n";
+        co_return choice;
+    }
+    const auto known = co_await knownBugIDs(store);
+    const int room = co_await roomForNewBugs(store, settings);
+    const IntakeRules rules{.room = room};
+    co_return chooseIntake(fetched, known, rules);
+}
+
+/// The bugs that can be told apart; of the others, and of what cannot be read, it is said which they are.
+Task<std::vector<QLBugSummaryDTO>> listBugs(const QuernlightClient& client, const DispatchStore& store,
+                                            std::ostream& out) {
+    PrintingBoard board(out);
+    BugSource source(client, firstListLimit);
+    BugListing listing = co_await source.list();
+    const auto queue = co_await store.items.items(wholeQueue);
+    const auto retired = co_await store.retired.titles();
+    DistinctBugs distinct = distinctBugs(std::move(listing.bugs), queue, retired);
+    tellUnreadableBugs(board, listing.unreadable);
+    for (const CutList& cut : listing.cutLists) {
+        board.noteOnce(describeCut(cut));
+    }
+    for (const IDCollision& collision : distinct.collisions) {
+        board.noteOnce(host::describe(collision));
+    }
+    co_return std::move(distinct.bugs);
+}
+
+}  // namespace
+
+Task<void> dryRun(DryRun dry, std::ostream& out) {
+    const ScratchDirectory scratch;
+    const DispatchStore store = co_await DispatchStore::openCopy(FileLocations::databaseURL(dry.home),
+                                                                 scratch.path() / "queue.sqlite");
+    LiveSettings settings(SettingsStore(store.database), dry.settings);
+    co_await settings.refresh();
+    const QuernlightClient client(backendAddress(dry.backend, settings.now()), dry.token,
+                                  std::make_shared<HttpSession>());
+    QueueManager manager(store.items, store.mappings, client.baseURL());
+    const auto fetched = co_await listBugs(client, store, out);
+    const IntakeChoice choice = co_await choose(fetched, store, settings.now(), out);
+    co_await enqueueAll(choice, manager, out);
+    if (choice.leftForLater > 0) {
+        out << describeLeftForLater(choice.leftForLater, settings.now().intakePerDay) << "\n";
+    }
+    co_await queueFollowUps(fetched, store, client, manager, out);
+    co_await tellStarts(store, settings.now().maxSessions, out);
+    out << (choice.newBugs.empty() ? "No new bugs. " : "") << "Nothing was changed." << std::endl;
+}
+
+}  // namespace quernlight::host

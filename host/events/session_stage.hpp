@@ -1,0 +1,46 @@
+#pragma once
+
+#include <string_view>
+
+#include "quernlight/queue/bug_queue_item.hpp"
+
+namespace quernlight::host {
+
+/// Where a bug is on its way, as people see it: the statuses, and within "running" what its session does.
+enum class SessionStage {
+    queued,
+    needsMapping,
+    needsStart,         ///< in the manual queue
+    toReconcile,        ///< nobody saw its last session to its end
+    preparingWorktree,  ///< from here on it runs
+    startingAgent,
+    resumingAgent,
+    waitingForPrompt,
+    working,
+    askingBackend,  ///< whether the agent has reported, before its silence fails it
+    agentExited,    ///< its comment may still come
+    stoppingAgent,
+    queuedToResume,  ///< from here on its session has ended
+    superseded,      ///< somebody took the item away
+    inReview,
+    needsReply,
+    failed,
+    cancelled,
+};
+
+/// The words for it.
+std::string_view stageText(SessionStage stage);
+
+/// The stage of an item that no session works on.
+SessionStage stageOf(const BugQueueItem& item);
+
+/// Whether a session works on it.
+bool isRunning(SessionStage stage);
+
+/// Whether its session, or the bug, has come to an end.
+bool hasEnded(SessionStage stage);
+
+/// Whether nothing goes on with it until a person has done something.
+bool needsAttention(SessionStage stage);
+
+}  // namespace quernlight::host

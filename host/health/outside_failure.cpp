@@ -1,0 +1,121 @@
+#include "host/health/outside_failure.hpp"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <new>
+#include <string_view>
+
+#include <boost/system/system_error.hpp>
+
+#include "host/text/terminal_text.hpp"
+
+namespace quernlight::host {
+namespace fs = std::filesystem;
+namespace {
+
+OutsideFailure shortage(const std::error_code& error) {
+    return {.cause = "The system is short of what a start needs (" + error.message() +
+                     "); end other programs, or raise the limit (ulimit -a)."};
+}
+
+/// Without these no bug of the repository gets a worktree; the others speak of one branch or directory.
+bool concernsWholeRepository(std::string_view command) {
+    constexpr std::array<std::string_view, 4> commands{"fetch", "remote", "rev-parse", "worktree list"};
+    return std::ranges::find(commands, command) != commands.end();
+}
+
+/// In strerror(3)'s words and git's own.
+bool speaksOfShortage(std::string_view words) {
+    constexpr std::array<std::string_view, 6> shortages{
+        "Cannot allocate memory",  "ut of memory", "Too many open files", "Resource temporarily unavailable",
+        "No space left on device", "cannot fork"};
+    return std::ranges::any_of(
+        shortages, [words](std::string_view shortage) { return words.find(shortage) != words.npos; });
+}
+
+std::optional<OutsideFailure> unusable(const std::string& repository, const std::string& what,
+                                       const std::error_code& error) {
+    if (isShortage(error)) {
+        return shortage(error);
+    }
+    return OutsideFailure{.repository = repository, .cause = what + " (" + error.message() + ")."};
+}
+
+}  // namespace
+
+bool isShortage(const std::error_code& error) {
+    return error == std::errc::too_many_files_open || error == std::errc::too_many_files_open_in_system ||
+           error == std::errc::resource_unavailable_try_again || error == std::errc::not_enough_memory;
+}
+
+std::optional<OutsideFailure> shortageIn(const std::exception_ptr& failure) {
+    try {
+        if (failure) {
+            std::rethrow_exception(failure);
+        }
+    } catch (const std::bad_alloc&) {
+        return shortage(std::make_error_code(std::errc::not_enough_memory));
+    } catch (const boost::system::system_error& error) {
+        const std::error_code code = error.code();
+        return isShortage(code) ? std::optional(shortage(code)) : std::nullopt;
+    } catch (const std::system_error& error) {
+        return isShortage(error.code()) ? std::optional(shortage(error.code())) : std::nullopt;
+    } catch (const std::exception&) {
+        // Something else, which its own rules judge.
+    }
+    return std::nullopt;
+}
+
+std::optional<OutsideFailure> unusableRepository(const std::string& repository,
+                                                 const std::string& worktreeRoot) {
+    std::error_code error;
+    const bool isThere = fs::is_directory(repository, error);
+    if (!isThere) {
+        const auto missing = std::make_error_code(std::errc::not_a_directory);
+        return unusable(repository, "The repository " + repository + " cannot be used",
+                        error ? error : missing);
+    }
+    fs::create_directories(worktreeRoot, error);
+    const bool isFull = error == std::errc::no_space_on_device || error == std::errc::read_only_file_system;
+    if (isFull) {
+        throw fs::filesystem_error("Unable to create the worktree root", worktreeRoot, error);
+    }
+    return error ? unusable(repository, "The directory for worktrees " + worktreeRoot + " cannot be made",
+                            error)
+                 : std::nullopt;
+}
+
+std::optional<OutsideFailure> outsideFailure(const std::string& repository, const GitTrouble& trouble) {
+    if (isShortage(trouble.systemError)) {
+        return shortage(trouble.systemError);
+    }
+    if (trouble.systemError == std::errc::timed_out) {
+        return OutsideFailure{.repository = repository, .cause = withoutControls(trouble.output)};
+    }
+    if (trouble.systemError == std::errc::no_child_process) {
+        return OutsideFailure{.cause = withoutControls(trouble.output)};
+    }
+    if (trouble.systemError == std::errc::interrupted) {
+        return OutsideFailure{
+            .cause = "Something else ends git (a lack of memory, perhaps); see to that. Git says: " +
+                     withoutControls(trouble.output)};
+    }
+    if (trouble.systemError) {
+        return OutsideFailure{.cause = "git cannot be started (" + trouble.systemError.message() +
+                                       "); install it at /usr/bin/git."};
+    }
+    if (speaksOfShortage(trouble.output)) {
+        return OutsideFailure{.cause = "The system is short of what git needs; git says: " +
+                                       withoutControls(trouble.output)};
+    }
+    if (!concernsWholeRepository(trouble.failedCommand)) {
+        return std::nullopt;
+    }
+    const std::string words = trouble.output.empty() ? "" : ": " + withoutControls(trouble.output);
+    return OutsideFailure{.repository = repository,
+                          .cause = "git " + trouble.failedCommand + " fails in " + repository + words +
+                                   " (check the network, the remote and the base branch of its mapping)."};
+}
+
+}  // namespace quernlight::host

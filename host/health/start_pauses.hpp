@@ -1,0 +1,64 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+
+#include "host/health/outside_failure.hpp"
+
+namespace quernlight::host {
+
+/// Which bugs are not started for a while because one that was could not be, for a cause outside of it. The
+/// first pause is 5 seconds; each further failure doubles it, up to 5 minutes, until a start succeeds. Pure
+/// but for its listener, which is told of each pause and of its end. Used on one executor.
+class StartPauses {
+  public:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    /// `topic` is one for all pauses of a kind; an empty sentence says that it is over.
+    using Listener = std::function<void(const std::string& topic, const std::string& sentence)>;
+
+    static constexpr std::chrono::seconds shortest{5};
+    static constexpr std::chrono::seconds longest{300};
+
+    explicit StartPauses(Listener listener) : listener_(std::move(listener)) {}
+
+    /// A start has failed. While starts pause already it is one that began before, and counts for nothing.
+    void failed(const OutsideFailure& failure, TimePoint now);
+
+    /// The repository has given a bug its worktree.
+    void prepared(const std::string& repository) { end(repository); }
+
+    /// An agent runs.
+    void agentStarted() { end(everything); }
+
+    /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all.
+    void endUnused(const std::set<std::string>& repositories);
+
+    bool areAny() const { return !pauses_.empty(); }
+
+    /// Whether a bug of the repository is not to be started now.
+    bool arePaused(const std::string& repository, TimePoint now) const;
+
+    /// Why the last start of a bug of the repository failed; nothing when it succeeded.
+    std::optional<std::string> trouble(const std::string& repository) const;
+
+  private:
+    struct Pause {
+        std::string cause{};
+        std::chrono::seconds length{};
+        TimePoint end{};
+    };
+
+    static inline const std::string everything{};
+
+    void end(const std::string& scope);
+
+    Listener listener_;
+    std::map<std::string, Pause> pauses_;  // by repository, or of all starts
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/events/progress_board.hpp"
+#include "quernlight/backend/readable_list.hpp"
+
+namespace quernlight::host {
+
+/// "ID (FIELD: what is wrong)", cut where it is long.
+std::string describe(const UnreadableRecord& record);
+
+// Each record is named once in the life of the board; of very many in one list the first ones.
+
+void tellUnreadableBugs(ProgressBoard& board, const std::vector<UnreadableRecord>& bugs);
+void tellUnreadableComments(ProgressBoard& board, const std::string& bugID,
+                            const std::vector<UnreadableRecord>& comments);
+
+}  // namespace quernlight::host

@@ -1,0 +1,47 @@
+#include "host/process/dispatch_home.hpp"
+
+#include "host/process/private_files.hpp"
+#include "host/process/user_error.hpp"
+#include "quernlight/platform/user_directories.hpp"
+#include "quernlight/storage/file_locations.hpp"
+
+namespace quernlight::host {
+namespace {
+
+EnvironmentMap environmentWithHome(const std::optional<std::filesystem::path>& chosen) {
+    EnvironmentMap environment = currentEnvironmentMap();
+    if (chosen) {
+        environment["QUERNLIGHT_DISPATCH_HOME"] = std::filesystem::absolute(*chosen).string();
+    }
+    return environment;
+}
+
+}  // namespace
+
+std::filesystem::path openDispatchHome(const std::optional<std::filesystem::path>& chosen) {
+    try {
+        const auto home = FileLocations::dispatchHome(environmentWithHome(chosen));
+        protectHome(home);
+        return home;
+    } catch (const std::filesystem::filesystem_error& error) {
+        throw UserError("The dispatch home " + error.path1().string() + " cannot be created (" +
+                        error.code().message() + "); choose another with --home.");
+    }
+}
+
+std::filesystem::path findDispatchHome(const std::optional<std::filesystem::path>& chosen) {
+    const auto home = locateDispatchHome(chosen);
+    std::error_code none;
+    if (!std::filesystem::exists(FileLocations::databaseURL(home), none)) {
+        throw UserError("There is no dispatch home at " + home.string() +
+                        ", for no queue is there; choose another with --home, or make this one with: "
+                        "quernlight-dispatch map set");
+    }
+    return home;
+}
+
+std::filesystem::path locateDispatchHome(const std::optional<std::filesystem::path>& chosen) {
+    return FileLocations::dispatchHomePath(environmentWithHome(chosen));
+}
+
+}  // namespace quernlight::host

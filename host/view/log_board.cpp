@@ -1,0 +1,130 @@
+#include "host/view/log_board.hpp"
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "host/process/private_files.hpp"
+#include "host/process/user_error.hpp"
+#include "host/text/terminal_text.hpp"
+#include "quernlight/platform/control_characters.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace json = boost::json;
+namespace {
+
+constexpr std::chrono::seconds timeoutAtTheEnd{1};
+
+/// A named pipe is opened for both directions, since opening it for writing waits for a reader.
+int openingMode(const std::string& file) {
+    struct stat status {};
+    const bool isPipe = stat(file.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+    return isPipe ? O_RDWR : O_WRONLY;
+}
+
+FileDescriptor openedLog(const std::string& file) {
+    std::error_code ignored;  // opening the file tells
+    std::filesystem::create_directories(std::filesystem::path(file).parent_path(), ignored);
+    makePrivateFile(file);
+    const int flags = openingMode(file) | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC;
+    FileDescriptor opened(open(file.c_str(), flags, 0600));
+    if (!opened) {
+        throw UserError("The log file " + file + " cannot be written (" +
+                        std::generic_category().message(errno) + "); choose another with --log-file.");
+    }
+    return opened;
+}
+
+LoggedEvent noteNow(const std::string& sentence) {
+    LoggedEvent logged;
+    logged.event.message = sentence;
+    logged.event.createdAt = currentInstant();
+    return logged;
+}
+
+BackgroundWriter::LossNotice lossNotice(LogFormat format) {
+    return [format](std::size_t lost) {
+        const std::string what = std::to_string(lost) + (lost == 1 ? " line was" : " lines were");
+        return logLine(format, noteNow(what + " left out here, since nobody took what was written.")) + "\n";
+    };
+}
+
+/// JSON with the characters escaped that a terminal acts on and JSON leaves as they are. In JSON they only
+/// occur within texts.
+std::string escapedJson(const std::string& line) {
+    std::string escaped;
+    for (const char32_t scalar : unicodeScalars(line)) {
+        if (isActingCharacter(scalar)) {
+            std::array<char, 8> code{};
+            std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(scalar));
+            escaped += code.data();
+        } else {
+            appendUtf8(escaped, scalar);
+        }
+    }
+    return escaped;
+}
+
+std::string jsonLine(const LoggedEvent& logged) {
+    const QueueEvent& event = logged.event;
+    json::object line{{"time", formatInstant(event.createdAt)}};
+    if (!event.kind.empty()) {
+        line["kind"] = event.kind;
+        line["bug"] = logged.bugID;
+        line["item"] = upperCaseText(event.queueItemID);
+    }
+    if (event.sessionID) {
+        line["session"] = upperCaseText(*event.sessionID);
+    }
+    line["message"] = event.message;
+    return escapedJson(json::serialize(line));
+}
+
+std::string textLine(const LoggedEvent& logged) {
+    const QueueEvent& event = logged.event;
+    const std::string time = formatInstant(event.createdAt);
+    if (event.kind.empty()) {
+        return time + "  " + withoutControls(event.message);
+    }
+    const std::string line = time + "  " + withoutControls(logged.bugID) + "  " + event.kind + ": " +
+                             withoutControls(event.message) + "  item=" + upperCaseText(event.queueItemID);
+    return event.sessionID ? line + " session=" + upperCaseText(*event.sessionID) : line;
+}
+
+}  // namespace
+
+LogBoard::LogBoard(LogFormat format) : LogBoard(format, STDOUT_FILENO) {}
+
+LogBoard::LogBoard(LogFormat format, const std::string& file) : LogBoard(format, openedLog(file).get()) {}
+
+LogBoard::LogBoard(LogFormat format, int descriptor)
+    : format_(format), writer_(descriptor, lossNotice(format)) {}
+
+void LogBoard::note(const std::string& sentence) {
+    event(noteNow(sentence));
+}
+
+void LogBoard::event(const LoggedEvent& logged) {
+    writer_.write(logLine(format_, logged) + "\n");
+}
+
+void LogBoard::close() {
+    writer_.waitUntilIdle(timeoutAtTheEnd);
+}
+
+std::string logLine(LogFormat format, const LoggedEvent& logged) {
+    return format == LogFormat::jsonLines ? jsonLine(logged) : textLine(logged);
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "host/store/dispatch_store.hpp"
+#include "quernlight/queue/app_mapping.hpp"
+
+namespace quernlight::host {
+
+/// Why the worktree of a merged bug must not be touched now, in one sentence; empty when it may go. Throws
+/// DatabaseError.
+Task<std::string> worktreeBlocker(DispatchStore store, BugQueueItem item, AppMapping mapping);
+
+}  // namespace quernlight::host

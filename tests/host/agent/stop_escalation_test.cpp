@@ -1,0 +1,54 @@
+#include "host/agent/stop_escalation.hpp"
+
+#include <gtest/gtest.h>
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::milliseconds;
+
+milliseconds total(const StopEscalation& escalation) {
+    milliseconds sum{0};
+    for (const StopStep& step : escalation) {
+        sum += step.timeout;
+    }
+    return sum;
+}
+
+TEST(StopEscalationTest, ClimbsFromTheExitCommandOverALoneEnterToAKill) {
+    const StopEscalation expected{{{TerminationMode::requestExitCommand, milliseconds(2000)},
+                                   {std::nullopt, milliseconds(2000)},
+                                   {TerminationMode::interrupt, milliseconds(3000)},
+                                   {TerminationMode::terminate, milliseconds(5000)},
+                                   {TerminationMode::kill, milliseconds(10000)}}};
+    EXPECT_EQ(stopEscalation(Settings{}), expected);
+}
+
+TEST(StopEscalationTest, ItsPatienceIsThatOfTheSettings) {
+    const StopEscalation escalation = stopEscalation(Settings{.stopExitSeconds = 0.5, .stopKillSeconds = 1});
+    EXPECT_EQ(escalation.front().timeout, milliseconds(500));
+    EXPECT_EQ(escalation.back().timeout, milliseconds(1000));
+}
+
+TEST(StopEscalationTest, AtAShutdownItWaitsNoLongerThanItMayHoweverPatientTheSettingsAre) {
+    const Settings patient{.stopExitSeconds = 600, .stopEnterSeconds = 600, .stopKillSeconds = 600};
+    const StopEscalation escalation = shortened(stopEscalation(patient), escalationTimeAtShutdown);
+    EXPECT_LE(total(escalation), escalationTimeAtShutdown);
+    EXPECT_LT(escalationTimeAtShutdown, std::chrono::seconds(20));
+    EXPECT_EQ(escalation.front().mode, TerminationMode::requestExitCommand);
+    EXPECT_GT(escalation.front().timeout, escalation[2].timeout);
+}
+
+TEST(StopEscalationTest, ASecondSignalLeavesPatienceWithTheKillOnly) {
+    const StopEscalation escalation = killOnly(stopEscalation(Settings{}));
+    EXPECT_EQ(total(escalation), milliseconds(10000));
+    EXPECT_EQ(escalation.back(), (StopStep{TerminationMode::kill, milliseconds(10000)}));
+}
+
+TEST(StopEscalationTest, OneThatIsQuickEnoughIsNotShrunk) {
+    const StopEscalation quick = stopEscalation(Settings{.stopTerminateSeconds = 1, .stopKillSeconds = 1});
+    EXPECT_EQ(shortened(quick, escalationTimeAtShutdown), quick);
+}
+
+}  // namespace
+}  // namespace quernlight::host

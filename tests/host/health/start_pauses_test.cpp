@@ -1,0 +1,105 @@
+#include "host/health/start_pauses.hpp"
+
+#include <ostream>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::seconds;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// Starts in the repositories "/shop" and "/notes", second by second.
+class StartPausesTest : public testing::Test {
+  protected:
+    static StartPauses::TimePoint at(int second) { return StartPauses::TimePoint(seconds(second)); }
+    void failsAt(int second, std::optional<std::string> repository) {
+        pauses.failed({.repository = std::move(repository), .cause = "The remote is away."}, at(second));
+    }
+    /// The first second, from `begin`, at which a bug of the repository may be started.
+    int resumesAt(int begin, const std::string& repository) {
+        int second = begin;
+        while (pauses.arePaused(repository, at(second))) {
+            ++second;
+        }
+        return second;
+    }
+
+    std::map<std::string, std::string> alerts;  // that hold, by topic
+    StartPauses pauses{[this](const std::string& topic, const std::string& sentence) {
+        alerts[topic] = sentence;
+        std::erase_if(alerts, [](const auto& alert) { return alert.second.empty(); });
+    }};
+};
+
+TEST_F(StartPausesTest, ARepositorysFailureHoldsBackItsOwnBugsOnly) {
+    failsAt(0, "/shop");
+    EXPECT_EQ(resumesAt(0, "/shop"), 5);
+    EXPECT_FALSE(pauses.arePaused("/notes", at(0)));
+    EXPECT_EQ(pauses.trouble("/shop"), "The remote is away.");
+    EXPECT_FALSE(pauses.trouble("/notes"));
+}
+
+TEST_F(StartPausesTest, AFailureOfTheSystemHoldsBackAllBugs) {
+    failsAt(0, std::nullopt);
+    EXPECT_EQ(resumesAt(0, "/shop"), 5);
+    EXPECT_EQ(pauses.trouble("/notes"), "The remote is away.");
+    pauses.prepared("/shop");
+    EXPECT_TRUE(pauses.arePaused("/shop", at(0)));
+    pauses.agentStarted();
+    EXPECT_FALSE(pauses.arePaused("/shop", at(0)));
+}
+
+TEST_F(StartPausesTest, APauseForWhichNoBugWaitsAnyMoreEnds) {
+    failsAt(0, "/shop");
+    failsAt(0, "/notes");
+    failsAt(0, std::nullopt);
+    pauses.endUnused({"/notes"});
+    EXPECT_FALSE(alerts.contains("starts in /shop"));
+    EXPECT_TRUE(alerts.contains("starts in /notes"));
+    EXPECT_TRUE(alerts.contains("starts"));
+    pauses.endUnused({});
+    EXPECT_THAT(alerts, IsEmpty());
+    EXPECT_FALSE(pauses.areAny());
+}
+
+TEST_F(StartPausesTest, ThePauseGrowsWithEachFailureUpToFiveMinutes) {
+    int second = 0;
+    for (const int length : {5, 10, 20, 40, 80, 160, 300, 300}) {
+        failsAt(second, "/shop");
+        EXPECT_EQ(resumesAt(second, "/shop"), second + length);
+        second += length;
+    }
+}
+
+TEST_F(StartPausesTest, AFailureOfAStartThatBeganBeforeThePauseCountsForNothing) {
+    failsAt(0, "/shop");
+    failsAt(4, "/shop");
+    EXPECT_EQ(resumesAt(4, "/shop"), 5);
+}
+
+TEST_F(StartPausesTest, ASuccessEndsThePauseAndTheNextOneIsShortAgain) {
+    failsAt(0, "/shop");
+    failsAt(5, "/shop");
+    pauses.prepared("/shop");
+    EXPECT_FALSE(pauses.arePaused("/shop", at(6)));
+    failsAt(6, "/shop");
+    EXPECT_EQ(resumesAt(6, "/shop"), 11);
+}
+
+TEST_F(StartPausesTest, OneAlertNamesTheCauseAndTheNextTryUntilItIsOver) {
+    failsAt(0, "/shop");
+    failsAt(1, "/shop");
+    EXPECT_EQ(alerts.size(), 1U);
+    EXPECT_THAT(alerts.begin()->second, AllOf(HasSubstr("No bug of /shop is started for the next 5 s"),
+                                              HasSubstr("The remote is away.")));
+    pauses.prepared("/shop");
+    EXPECT_THAT(alerts, IsEmpty());
+}
+
+}  // namespace
+}  // namespace quernlight::host
