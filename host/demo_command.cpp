@@ -66,8 +66,13 @@ DispatchProgramOptions programOptions(const DemoDirectory& directory, const Home
 /// One demo from its first file to its checks.
 class Demo {
   public:
-    Demo(const DemoDirectory& directory, const HomeLock& lock, StandInPrograms programs, ProgressBoard& board)
-        : directory_(directory), lock_(lock), programs_(std::move(programs)), board_(board) {}
+    Demo(const DemoDirectory& directory, const HomeLock& lock, StandInPrograms programs,
+         EventPublisher& events, Views& views)
+        : directory_(directory),
+          lock_(lock),
+          programs_(std::move(programs)),
+          events_(events),
+          views_(views) {}
 
     Task<void> run() {
         co_await makeDemoRepository(directory_, programs_);
@@ -77,7 +82,8 @@ class Demo {
         writeAgentFile(directory_, backend.url());
         co_await setMapping(mappingOptions());
         if (!stopped()) {
-            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), board_, stopButton_);
+            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), events_, views_,
+                                  stopButton_);
         }
         if (!stopped()) {
             findings_ = co_await checkDemo(directory_);
@@ -103,7 +109,8 @@ class Demo {
     const DemoDirectory& directory_;
     const HomeLock& lock_;
     const StandInPrograms programs_;
-    ProgressBoard& board_;
+    EventPublisher& events_;
+    Views& views_;
     std::shared_ptr<StopButton> stopButton_ = std::make_shared<StopButton>();
     std::vector<DemoFinding> findings_;
     bool stopped_ = false;
@@ -138,10 +145,11 @@ int demoCommand(const DemoOptions& options) {
         << "Three bugs on their road, between a stand-in backend and a scripted agent on this machine:\n\n"
         << std::flush;
     boost::asio::io_context io;
-    const auto board = makeBoard(io.get_executor(), {.history = false});
-    Demo demo(directory, lock, programs, *board);
+    EventPublisher events;
+    Views views(io.get_executor(), events, {.history = false});
+    Demo demo(directory, lock, programs, events, views);
     runWithSignals(io, demo.run(), [&](int count) {
-        board->note(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");
+        events.notice(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");
         demo.stop();
     });
     return demo.stopped() ? 130 : conclude(demo.findings(), directory, options.keep);

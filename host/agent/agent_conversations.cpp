@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
@@ -27,7 +27,7 @@ std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::op
                                          const std::vector<QueueEvent>& events) {
     const auto isKnown = [&](const std::optional<Uuid>& conversation) {
         return conversation && std::none_of(events.begin(), events.end(), [&](const QueueEvent& event) {
-                   return event.kind == event_kind::conversationUnknown &&
+                   return isOfKind(event, EventKind::conversationUnknown) &&
                           event.metadataJSON == unknownConversationMetadata(*conversation);
                });
     };

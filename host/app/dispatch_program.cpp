@@ -1,15 +1,11 @@
 #include "host/app/dispatch_program.hpp"
 
-#include <unistd.h>
-
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/agent_environment.hpp"
 #include "host/process/user_error.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
-#include "host/view/board_pair.hpp"
-#include "host/view/live_board.hpp"
 #include "quernlight/platform/process_table.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -39,18 +35,21 @@ void StopButton::press() {
     }
 }
 
-Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
+Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, Views& views,
                         std::shared_ptr<StopButton> stopButton) {
     adoptOrphans();  // so that what an agent leaves behind can be seen to end; on macOS launchd does it
     DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(options.home));
     LiveSettings settings(SettingsStore(store.database), options.settings);
-    for (const std::string& trouble : co_await settings.refresh()) {
-        board.note(trouble);
+    const SettingsRefresh stored = co_await settings.refresh();
+    for (const std::string& trouble : stored.troubles) {
+        events.noticeOnce(trouble);
     }
     if (const auto missing = missingAgent(settings.now().agentCommand, options.environment)) {
         throw UserError(*missing);
     }
     const Url backend = backendAddress(options.backend, settings.now());
+    HistoryPublisher history(events);
+    store.items = history.publishing(store.items);
     QueueManager manager(store.items, store.mappings, backend);
     const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
     GoalDelivery goalDelivery(executor, store);
@@ -58,31 +57,31 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
     BackgroundExecutor background;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter(commentRequestsPerSecond, commentRequestsAtOnce);
-    BackendHealth health([&board, backend](const std::string& trouble) {
-        board.alert("backend", trouble.empty() ? "" : describeSilence(backend, trouble));
+    BackendHealth health([&events, backend](const std::string& trouble) {
+        events.alert({AlertTopic::backend}, trouble.empty() ? "" : describeSilence(backend, trouble));
         if (trouble.empty()) {
-            board.note("The backend answers again.");
+            events.notice("The backend answers again.");
         }
     });
-    DiskHealth disk([&board](const std::string& trouble) {
-        board.alert("disk", trouble);
+    DiskHealth disk([&events](const std::string& trouble) {
+        events.alert({AlertTopic::disk}, trouble);
         if (trouble.empty()) {
-            board.note("The dispatch home can be written again.");
+            events.notice("The dispatch home can be written again.");
         }
     });
-    RunningTime runningTime(readClocks(), [&board] {
-        board.note(
+    RunningTime runningTime(readClocks(), [&events] {
+        events.notice(
             "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
             "only for what follows.");
     });
     const bool triesAgain = !options.dispatcher.once;  // else the program's last sentence tells
-    StartPauses startPauses([&board, triesAgain](const std::string& topic, const std::string& sentence) {
+    StartPauses startPauses([&events, triesAgain](const std::string& topic, const std::string& sentence) {
         if (!triesAgain) {
             return;
         }
-        board.alert(topic, sentence);
+        events.alert({AlertTopic::starts, topic}, sentence);
         if (sentence.empty()) {
-            board.note("Bugs can be started again.");
+            events.notice("Bugs can be started again.");
         }
     });
     SessionServices services{
@@ -102,7 +101,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .instructions = InstructionFiles::prepare(options.home),
         .environment = options.environment,
         .settings = settings.now(),
-        .board = board,
+        .events = events,
+        .history = history,
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     Dispatcher dispatcher(services, settings, options.dispatcher);
     stopButton->dispatcher_ = &dispatcher;
@@ -116,26 +116,10 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         failure = std::current_exception();
     }
     stopButton->dispatcher_ = nullptr;
-    board.close();
+    views.close();
     if (failure) {
         std::rethrow_exception(failure);
     }
-}
-
-std::unique_ptr<ProgressBoard> makeBoard(const boost::asio::any_io_executor& executor,
-                                         const BoardOptions& options) {
-    const bool wantsPicture = options.format == LogFormat::text || options.logFile;
-    std::unique_ptr<ProgressBoard> board;
-    if (wantsPicture && isatty(STDOUT_FILENO) != 0) {
-        board = std::make_unique<LiveBoard>(executor, STDOUT_FILENO, options.history);
-    } else {
-        board = std::make_unique<LogBoard>(options.format);
-    }
-    if (!options.logFile) {
-        return board;
-    }
-    auto log = std::make_unique<LogBoard>(options.format, *options.logFile);
-    return std::make_unique<BoardPair>(std::move(board), std::move(log));
 }
 
 }  // namespace quernlight::host

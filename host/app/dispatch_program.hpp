@@ -9,7 +9,7 @@
 
 #include "host/dispatcher/dispatcher.hpp"
 #include "host/process/home_lock.hpp"
-#include "host/view/log_board.hpp"
+#include "host/view/views.hpp"
 #include "quernlight/platform/url.hpp"
 #include "quernlight/platform/user_directories.hpp"
 
@@ -26,8 +26,9 @@ struct DispatchProgramOptions {
 };
 
 /// Everything that moves bugs along, wired over one dispatch home that this process owns (see HomeLock): what
-/// both `run` and the demo do. Throws UserError when there is no agent program or the home cannot be used.
-Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
+/// both `run` and the demo do. Tells `events` of all that happens, and closes `views` at the end. Throws
+/// UserError when there is no agent program or the home cannot be used.
+Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, Views& views,
                         std::shared_ptr<class StopButton> stopButton);
 
 /// How a signal reaches a dispatcher that may not have been built yet.
@@ -37,21 +38,11 @@ class StopButton {
     void press();
 
   private:
-    friend Task<void> dispatchBugs(DispatchProgramOptions, ProgressBoard&, std::shared_ptr<StopButton>);
+    friend Task<void> dispatchBugs(DispatchProgramOptions, EventPublisher&, Views&,
+                                   std::shared_ptr<StopButton>);
 
     Dispatcher* dispatcher_ = nullptr;
     int presses_ = 0;
 };
-
-struct BoardOptions {
-    LogFormat format = LogFormat::text;
-    std::optional<std::string> logFile{};  ///< gets the log as well
-    bool history = true;                   ///< on a terminal: events scroll by above the live view
-};
-
-/// A board for standard output: the live view on a terminal, log lines otherwise or when JSON is wished for
-/// and has no file of its own. Throws UserError when the log file cannot be written.
-std::unique_ptr<ProgressBoard> makeBoard(const boost::asio::any_io_executor& executor,
-                                         const BoardOptions& options);
 
 }  // namespace quernlight::host

@@ -3,7 +3,7 @@
 #include <ostream>
 
 #include "host/dispatcher/start_request.hpp"
-#include "host/events/progress_board.hpp"
+#include "host/events/event_publisher.hpp"
 #include "host/health/unreadable_records.hpp"
 #include "host/intake/bug_source.hpp"
 #include "host/intake/known_bugs.hpp"
@@ -23,16 +23,13 @@ namespace quernlight::host {
 namespace {
 
 /// What is told besides the plan.
-class PrintingBoard final : public ProgressBoard {
-  public:
-    explicit PrintingBoard(std::ostream& out) : out_(out) {}
-
-    void show(const BugProgress&) override {}
-    void note(const std::string& sentence) override { out_ << withoutControls(sentence) << "\n"; }
-
-  private:
-    std::ostream& out_;
-};
+EventPublisher::Subscription printNotices(EventPublisher& events, std::ostream& out) {
+    return events.subscribe([&out](const DispatchEvent& event) {
+        if (const auto* notice = std::get_if<Notice>(&event)) {
+            out << withoutControls(notice->sentence) << "\n";
+        }
+    });
+}
 
 std::string describe(const BugQueueItem& item) {
     constexpr std::size_t mostShown = 300;
@@ -48,13 +45,14 @@ Task<void> enqueueAll(const IntakeChoice& choice, QueueManager& manager, std::os
 
 Task<void> queueFollowUps(std::vector<QLBugSummaryDTO> listed, const DispatchStore& store,
                           const QuernlightClient& client, QueueManager& manager, std::ostream& out) {
-    PrintingBoard board(out);
+    EventPublisher events;
+    const auto printing = printNotices(events, out);
     for (const QLBugSummaryDTO& bug : listed) {
         const auto item = co_await store.items.item(std::string_view(bug.id));
         if (!item || !mayWantFollowUp(item->status)) {
             continue;
         }
-        const auto comments = co_await fetchCommentsIfAny(client, board, item->bugID);
+        const auto comments = co_await fetchCommentsIfAny(client, events, item->bugID);
         if (wantsFollowUp(item->status, item->completedAt, comments.records)) {
             const BugQueueItem again = co_await manager.enqueue(bug, item->queueMode);
             out << "would resume   " << describe(again) << " (a user has commented)\n";
@@ -105,18 +103,19 @@ Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> fetched, const DispatchSt
 /// The bugs that can be told apart; of the others, and of what cannot be read, it is said which they are.
 Task<std::vector<QLBugSummaryDTO>> listBugs(const QuernlightClient& client, const DispatchStore& store,
                                             std::ostream& out) {
-    PrintingBoard board(out);
+    EventPublisher events;
+    const auto printing = printNotices(events, out);
     BugSource source(client, firstListLimit);
     BugListing listing = co_await source.list();
     const auto queue = co_await store.items.items(wholeQueue);
     const auto retired = co_await store.retired.titles();
     DistinctBugs distinct = distinctBugs(std::move(listing.bugs), queue, retired);
-    tellUnreadableBugs(board, listing.unreadable);
+    tellUnreadableBugs(events, listing.unreadable);
     for (const CutList& cut : listing.cutLists) {
-        board.noteOnce(describeCut(cut));
+        events.noticeOnce(describeCut(cut));
     }
     for (const IDCollision& collision : distinct.collisions) {
-        board.noteOnce(host::describe(collision));
+        events.noticeOnce(host::describe(collision));
     }
     co_return std::move(distinct.bugs);
 }

@@ -4,7 +4,7 @@
 #include <iostream>
 
 #include "host/commands/terminal_question.hpp"
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/process/event_loop.hpp"
 #include "host/process/home_lock.hpp"
@@ -82,8 +82,8 @@ Task<void> show(DispatchStore store, BugQueueItem item) {
 
 Task<void> requestStart(DispatchStore store, BugQueueItem item) {
     ItemEvent event{
-        .itemID = item.id, .kind = event_kind::startRequested, .message = "A person has asked for a start."};
-    co_await tell(store, std::move(event));
+        .itemID = item.id, .kind = EventKind::startRequested, .message = "A person has asked for a start."};
+    co_await appendEvent(store.items, std::move(event));
 }
 
 /// Items in a live status belong to a session that the next start settles first, and so do items that have

@@ -43,9 +43,10 @@ int runCommand(const RunOptions& options) {
     const HomeLock lock(home);
     protectTree(home / "sessions");
     boost::asio::io_context io;
-    const BoardOptions boardOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
-                                    .logFile = options.logFile};
-    const auto board = makeBoard(io.get_executor(), boardOptions);
+    const ViewOptions viewOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
+                                  .logFile = options.logFile};
+    EventPublisher events;
+    Views views(io.get_executor(), events, viewOptions);
     const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,
@@ -55,9 +56,9 @@ int runCommand(const RunOptions& options) {
                                    .settings = options.settings,
                                    .dispatcher = {.once = options.once}};
     const StopSignals wishes =
-        runWithSignals(io, dispatchBugs(std::move(program), *board, stopButton), [&](int count) {
-            board->note(count == 1 ? "Stopping the sessions; once more to kill them."
-                                   : "Killing the sessions.");
+        runWithSignals(io, dispatchBugs(std::move(program), events, views, stopButton), [&](int count) {
+            events.notice(count == 1 ? "Stopping sessions; press Ctrl-C again to kill them."
+                                     : "Killing the sessions.");
             stopButton->press();
         });
     return wishes.exitStatus();

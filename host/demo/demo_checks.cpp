@@ -6,7 +6,7 @@
 
 #include <boost/json/parse.hpp>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "quernlight/git/git_runner.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/text.hpp"

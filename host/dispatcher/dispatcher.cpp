@@ -33,13 +33,11 @@ Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, Dispat
       intake_(services, options.scope, options.fetchLimit,
               [this](const Uuid& itemID) { return isBusy(itemID); }),
       recovery_(services),
-      retirement_(services, intake_.listed(), [this](const Uuid& itemID) { return isBusy(itemID); }),
-      events_(services.store, services.board) {}
+      retirement_(services, intake_.listed(), [this](const Uuid& itemID) { return isBusy(itemID); }) {}
 
 Task<void> Dispatcher::run() {
     executor_ = co_await boost::asio::this_coro::executor;
     co_await services_.manager.bootstrap();
-    co_await events_.begin();
     co_await endOrphans();
     co_await findInterrupted();
     co_await releaseMappedItems();
@@ -61,7 +59,6 @@ Task<void> Dispatcher::run() {
     for (const auto& chore : chores) {
         co_await chore->end();
     }
-    co_await events_.showNew();
     if (failure_) {
         std::rethrow_exception(failure_);
     }
@@ -126,7 +123,7 @@ Task<void> Dispatcher::releaseMappedItems() {
 Task<void> Dispatcher::showQueue() {
     for (const BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
         if (!isTerminal(item.status) || needsPerson(item)) {
-            services_.board.show(restingProgress(item));
+            services_.events.progress(restingProgress(item));
         }
     }
 }
@@ -170,8 +167,8 @@ Task<void> Dispatcher::tellWhatWasNotStarted() {
 Task<void> Dispatcher::nameWaitingItems() {
     for (const BugQueueItem& item : co_await services_.store.items.items()) {
         if (item.status == QueueItemStatus::waitingForMapping) {
-            services_.board.note("Bug " + item.bugID + " (" + escapedLine(item.appName, 80) +
-                                 ") waits for a repository: " + commandToMap(item));
+            services_.events.notice("Bug " + item.bugID + " (" + escapedLine(item.appName, 80) +
+                                    ") waits for a repository: " + commandToMap(item));
         }
     }
 }

@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "host/events/event_tail.hpp"
 #include "host/intake/intake.hpp"
 #include "host/process/orphan_reaper.hpp"
 #include "host/process/unclaimed_children.hpp"
@@ -104,7 +103,6 @@ class Dispatcher {
     Intake intake_;
     Recovery recovery_;
     Retirement retirement_;
-    EventTail events_;
     OrphanReaper orphans_;
     UnclaimedChildren unclaimed_;
     std::map<Uuid, std::shared_ptr<BugSession>> sessions_;  // by queue item; held until the session has ended

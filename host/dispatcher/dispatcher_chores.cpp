@@ -89,10 +89,9 @@ void Dispatcher::take(const std::exception_ptr& trouble) {
     }
 }
 
-/// Notices what nobody tells: new events, changed settings, memory that is free again.
+/// Notices what nobody tells: changed settings, memory that is free again.
 Task<void> Dispatcher::heartbeat() {
     for (int beat = 0;; ++beat) {
-        co_await troubleIn(events_.showNew());
         if (beat % beatsPerLook == 0) {
             orphans_.sweep();
             tellUnclaimedChildren();
@@ -135,7 +134,7 @@ void Dispatcher::tellUnclaimedChildren() {
     for (const ProcessEntry& process :
          unclaimed_.due(processTable(), getpid(), claimed, steady_clock::now())) {
         const std::string pid = std::to_string(process.pid);
-        services_.board.note(
+        services_.events.notice(
             "Process " + pid + " (" + withoutControls(process.name) +
             ") was left behind and works in no worktree of a running bug, so it is left alone; look "
             "at it with: ps -fp " +
@@ -149,9 +148,9 @@ void Dispatcher::lookAtHome() {
     if (!trouble.empty() && options_.once && !failure_) {
         return endWith(std::make_exception_ptr(UserError(trouble)));
     }
-    services_.board.alert("home", trouble);
+    services_.events.alert({AlertTopic::home}, trouble);
     if (homeIsAway_ && trouble.empty()) {
-        services_.board.note("The dispatch home is back in its place.");
+        services_.events.notice("The dispatch home is back in its place.");
     }
     homeIsAway_ = !trouble.empty();
 }
@@ -169,8 +168,12 @@ Task<void> Dispatcher::lookAtDisk() {
 }
 
 Task<void> Dispatcher::refreshSettings() {
-    for (const std::string& news : co_await settings_.refresh()) {
-        services_.board.noteOnce(news);
+    const SettingsRefresh stored = co_await settings_.refresh();
+    for (const std::string& change : stored.changes) {
+        services_.events.publish(SettingChanged{change});
+    }
+    for (const std::string& trouble : stored.troubles) {
+        services_.events.noticeOnce(trouble);
     }
 }
 
@@ -186,7 +189,7 @@ Task<void> Dispatcher::endOrphans() {
                            : "Process " + std::to_string(gits.front().pid) +
                                  ", a git that an earlier run left behind, cannot be ended; nothing starts "
                                  "until it has ended.";
-        services_.board.alert("orphaned gits", trouble);
+        services_.events.alert({AlertTopic::orphanedGits}, trouble);
         if (trouble.empty()) {
             co_return;
         }
@@ -200,12 +203,15 @@ Task<void> Dispatcher::endOrphans() {
 Task<void> Dispatcher::findInterrupted() {
     for (BugQueueItem& item : co_await recovery_.interruptedItems()) {
         const Uuid itemID = item.id;
+        if (item.activeSessionID) {
+            services_.history.resumeSession(itemID, *item.activeSessionID);
+        }
         unreconciled_.emplace(itemID, Unreconciled{.item = std::move(item)});
     }
     const auto count = unreconciled_.size();
     if (count > 0) {
-        services_.board.note(std::to_string(count) + (count == 1 ? " session was" : " sessions were") +
-                             " interrupted when the dispatcher last ended; settling.");
+        services_.events.notice(std::to_string(count) + (count == 1 ? " session was" : " sessions were") +
+                                " interrupted when the dispatcher last ended; settling.");
         reconciliationWanted_.notify();
     }
 }
@@ -247,8 +253,8 @@ Task<void> Dispatcher::reconcileOnce() {
             trouble = co_await recovery_.settle(*current, unreconciled.cause);
         }
         const std::string& bugID = unreconciled.item.bugID;
-        services_.board.alert("settling " + bugID,
-                              trouble.empty() ? "" : "Bug " + bugID + " waits: " + trouble);
+        services_.events.alert({AlertTopic::reconciling, bugID},
+                               trouble.empty() ? "" : "Bug " + bugID + " waits: " + trouble);
         endIfTokenIsRefused();
         if (!trouble.empty() && options_.once && !failure_) {
             endWith(std::make_exception_ptr(UserError("Bug " + bugID + " waits: " + trouble)));
@@ -257,7 +263,7 @@ Task<void> Dispatcher::reconcileOnce() {
             unreconciled_.erase(itemID);
             const auto settled = co_await services_.store.items.item(itemID);
             if (settled) {
-                services_.board.show(restingProgress(*settled));
+                services_.events.progress(restingProgress(*settled));
             }
         }
     }

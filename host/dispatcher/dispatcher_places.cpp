@@ -74,8 +74,8 @@ Task<bool> Dispatcher::mayStart(BugQueueItem item) {
         co_return false;
     }
     const std::string reason = co_await blocker(item);
-    services_.board.alert("starting " + item.bugID,
-                          reason.empty() ? "" : "Bug " + item.bugID + " waits: " + reason);
+    services_.events.alert({AlertTopic::starting, item.bugID},
+                           reason.empty() ? "" : "Bug " + item.bugID + " waits: " + reason);
     co_return reason.empty();
 }
 
@@ -120,9 +120,10 @@ bool Dispatcher::memoryIsShort() {
     const auto available = availableMemory();
     const auto floor = static_cast<std::uint64_t>(services_.settings.memoryFloorMiB);
     const bool isShort = available && *available / mebibyte < floor;
-    services_.board.alert("memory", isShort ? "No session is started while less than " +
-                                                  std::to_string(floor) + " MiB of memory are available."
-                                            : "");
+    services_.events.alert({AlertTopic::memory}, isShort ? "No session is started while less than " +
+                                                               std::to_string(floor) +
+                                                               " MiB of memory are available."
+                                                         : "");
     return isShort;
 }
 
@@ -166,12 +167,12 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
     if (trouble) {
         const Interruption cause = interruptionBy(trouble);
         if (!cause.failsItem) {
-            services_.board.note("Bug " + session->item().bugID + ": " + cause.reason);
+            services_.events.notice("Bug " + session->item().bugID + ": " + cause.reason);
             unstoredEnds_ += stopping_ ? 1 : 0;
         }
         BugProgress waiting = restingProgress(session->item());
         waiting.stage = SessionStage::toReconcile;
-        services_.board.show(waiting);
+        services_.events.progress(waiting);
         resting_[itemID] = steady_clock::now() + restAfterTrouble;
         unreconciled_.emplace(itemID, Unreconciled{.item = session->item(), .cause = cause});
         reconciliationWanted_.notify();

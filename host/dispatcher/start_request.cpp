@@ -1,14 +1,15 @@
 #include "host/dispatcher/start_request.hpp"
 
-#include "host/events/item_event.hpp"
+#include "host/events/event_kind.hpp"
 
 namespace quernlight::host {
 
 namespace {
 
 /// What comes after it (that it was recovered, say) does not bring back the wish that led to it.
-bool isEnd(const std::string& kind) {
-    return kind == "completed" || kind == "awaitingUserInput" || kind == "failed" || kind == "cancelled";
+bool isEnd(EventKind kind) {
+    return kind == EventKind::completed || kind == EventKind::awaitingUserInput ||
+           kind == EventKind::failed || kind == EventKind::cancelled;
 }
 
 }  // namespace
@@ -17,14 +18,16 @@ bool startIsRequested(const std::vector<QueueEvent>& events) {
     bool requested = false;
     bool granted = false;  // the session that runs, or was interrupted, was asked for
     for (const QueueEvent& event : events) {
-        if (event.kind == event_kind::startRequested) {
+        const auto kind = parseEventKind(event.kind);
+        if (kind == EventKind::startRequested) {
             requested = true;
-        } else if (event.kind == "startingCodex") {
+        } else if (kind == EventKind::startingCodex) {
             granted = requested;
             requested = false;
-        } else if (event.kind == "resumable" || event.kind == event_kind::recovered) {
+        } else if (kind == EventKind::resumable || kind == EventKind::recovered) {
             requested = requested || granted;  // its start may have been cut off before it was told
-        } else if (event.kind == "queueModeChanged" || event.kind == "retried" || isEnd(event.kind)) {
+        } else if (kind == EventKind::queueModeChanged || kind == EventKind::retried ||
+                   (kind && isEnd(*kind))) {
             requested = false;
             granted = false;
         }

@@ -17,14 +17,14 @@ std::string shortened(const std::string& text) {
 }
 
 template <class Tell>
-void tellFirst(ProgressBoard& board, const std::vector<UnreadableRecord>& records, Tell sentenceOn) {
+void tellFirst(EventPublisher& events, const std::vector<UnreadableRecord>& records, Tell sentenceOn) {
     const std::size_t named = std::min(records.size(), mostNamed);
     for (std::size_t index = 0; index < named; ++index) {
-        board.noteOnce(sentenceOn(records[index]));
+        events.noticeOnce(sentenceOn(records[index]));
     }
     if (records.size() > named) {
-        board.noteOnce("More than " + std::to_string(mostNamed) +
-                       " records of one list of the backend cannot be read; the others are not named.");
+        events.noticeOnce("More than " + std::to_string(mostNamed) +
+                          " records of one list of the backend cannot be read; the others are not named.");
     }
 }
 
@@ -36,16 +36,16 @@ std::string describe(const UnreadableRecord& record) {
     return name + " (" + field + shortened(record.problem) + ")";
 }
 
-void tellUnreadableBugs(ProgressBoard& board, const std::vector<UnreadableRecord>& bugs) {
-    tellFirst(board, bugs, [](const UnreadableRecord& bug) {
+void tellUnreadableBugs(EventPublisher& events, const std::vector<UnreadableRecord>& bugs) {
+    tellFirst(events, bugs, [](const UnreadableRecord& bug) {
         return "A bug is left out, because the backend's record of it cannot be read: " + describe(bug) +
                ". It counts again once that is put right at the backend.";
     });
 }
 
-void tellUnreadableComments(ProgressBoard& board, const std::string& bugID,
+void tellUnreadableComments(EventPublisher& events, const std::string& bugID,
                             const std::vector<UnreadableRecord>& comments) {
-    tellFirst(board, comments, [&](const UnreadableRecord& comment) {
+    tellFirst(events, comments, [&](const UnreadableRecord& comment) {
         return "A comment on bug " + bugID + " is left out, because it cannot be read: " + describe(comment) +
                ". It counts again once that is put right at the backend.";
     });

@@ -6,7 +6,7 @@
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "host/health/unreadable_records.hpp"
 #include "host/intake/known_bugs.hpp"
 #include "host/session/comment_poll.hpp"
@@ -72,28 +72,29 @@ Task<void> Intake::takeNewBugs(std::vector<QLBugSummaryDTO> listed) {
 }
 
 void Intake::tellWhatIsNotSeen(const BugListing& listing, const std::vector<IDCollision>& collisions) {
-    tellUnreadableBugs(services_.board, listing.unreadable);
+    tellUnreadableBugs(services_.events, listing.unreadable);
     for (const CutList& cut : listing.cutLists) {
-        services_.board.noteOnce(describeCut(cut));
+        services_.events.noticeOnce(describeCut(cut));
     }
     for (const IDCollision& collision : collisions) {
-        services_.board.noteOnce(describe(collision));
+        services_.events.noticeOnce(describe(collision));
     }
 }
 
 void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
     for (const std::string& bugID : choice.unusableBugIDs) {
-        services_.board.noteOnce("A bug is left out because its id cannot name a branch: \"" + bugID + "\".");
+        services_.events.noticeOnce("A bug is left out because its id cannot name a branch: \"" + bugID +
+                                    "\".");
     }
-    services_.board.alert("intake",
-                          choice.leftForLater == 0
-                              ? ""
-                              : describeLeftForLater(choice.leftForLater, services_.settings.intakePerDay));
+    services_.events.alert({AlertTopic::intake},
+                           choice.leftForLater == 0
+                               ? ""
+                               : describeLeftForLater(choice.leftForLater, services_.settings.intakePerDay));
 }
 
 Task<void> Intake::enqueue(QLBugSummaryDTO bug) {
     const BugQueueItem item = co_await services_.manager.enqueue(bug, QueueMode::automatic);
-    services_.board.show(restingProgress(item));
+    services_.events.progress(restingProgress(item));
 }
 
 /// A few in a round, in turn, since new bugs wait meanwhile.
@@ -150,7 +151,7 @@ bool Intake::mayAskBackend() const {
 Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
     ReadableList<QLCommentDTO> comments;
     try {
-        comments = co_await fetchCommentsInTurn(services_.client, services_.board,
+        comments = co_await fetchCommentsInTurn(services_.client, services_.events,
                                                 services_.commentRateLimiter, item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
@@ -178,11 +179,11 @@ Task<void> Intake::queueAgain(QLBugSummaryDTO bug, BugQueueItem item) {
     const BugQueueItem queued = co_await services_.manager.enqueue(bug, item.queueMode);
     const bool wasInReview = item.status == QueueItemStatus::completed;
     ItemEvent event{.itemID = item.id,
-                    .kind = event_kind::followUpWanted,
+                    .kind = EventKind::followUpWanted,
                     .message = wasInReview ? "A user has commented on the work in review."
                                            : "A user has answered the agent."};
-    co_await tell(services_.store, std::move(event));
-    services_.board.show(restingProgress(queued));
+    co_await appendEvent(services_.store.items, std::move(event));
+    services_.events.progress(restingProgress(queued));
 }
 
 }  // namespace quernlight::host

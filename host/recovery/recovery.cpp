@@ -4,7 +4,7 @@
 
 #include <boost/system/system_error.hpp>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "host/process/process_metadata.hpp"
 #include "host/process/process_tree.hpp"
 #include "host/session/comment_poll.hpp"
@@ -23,7 +23,7 @@ constexpr const char* backendIsAway =
 std::optional<ProcessEntry> recordedAgent(const std::vector<QueueEvent>& events, const Uuid& sessionID) {
     std::optional<ProcessEntry> agent;
     for (const QueueEvent& event : events) {
-        if (event.kind == event_kind::agentStarted && event.sessionID == sessionID) {
+        if (isOfKind(event, EventKind::agentStarted) && event.sessionID == sessionID) {
             agent = parseProcessMetadata(event.metadataJSON.value_or(""));
         }
     }
@@ -118,7 +118,7 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
         co_return std::nullopt;
     }
     const CompletionPollState state = reportOf(item, *sessionID, attempt.startedAt);
-    const auto comments = co_await fetchCommentsInTurn(services_.client, services_.board,
+    const auto comments = co_await fetchCommentsInTurn(services_.client, services_.events,
                                                        services_.commentRateLimiter, item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments.records, state);
     if (!found) {
@@ -167,25 +167,25 @@ Task<void> Recovery::tellUntypedGoal(BugQueueItem item, std::optional<SessionAtt
     const auto sessionID = attempt ? parseUuid(attempt->completionMarker) : std::nullopt;
     const bool isTold = std::any_of(events.begin(), events.end(), [&](const QueueEvent& event) {
         return event.sessionID == sessionID &&
-               (event.kind == event_kind::typing || event.kind == event_kind::goalNotTyped);
+               (isOfKind(event, EventKind::typing) || isOfKind(event, EventKind::goalNotTyped));
     });
     if (!sessionID || isTold) {
         co_return;
     }
     ItemEvent event{.itemID = item.id,
-                    .kind = event_kind::goalNotTyped,
+                    .kind = EventKind::goalNotTyped,
                     .message = "The session ended before its goal was typed.",
                     .sessionID = sessionID};
-    co_await tell(services_.store, std::move(event));
+    co_await appendEvent(services_.store.items, std::move(event));
 }
 
 Task<void> Recovery::tellRecovered(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
                                    std::string sentence) const {
     ItemEvent event{.itemID = item.id,
-                    .kind = event_kind::recovered,
+                    .kind = EventKind::recovered,
                     .message = std::move(sentence),
                     .sessionID = attempt ? parseUuid(attempt->completionMarker) : std::nullopt};
-    co_await tell(services_.store, std::move(event));
+    co_await appendEvent(services_.store.items, std::move(event));
 }
 
 }  // namespace quernlight::host

@@ -4,7 +4,7 @@
 
 #include <boost/json/parse.hpp>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/retirement/round_fetches.hpp"
 #include "host/worktree/git_marks.hpp"
@@ -35,7 +35,7 @@ std::string blocker(const GitWorktreeCleanupResult& result) {
 
 std::optional<std::string> preservedReferenceIn(const std::vector<QueueEvent>& history) {
     const auto kept = std::find_if(history.rbegin(), history.rend(), [](const QueueEvent& event) {
-        return event.kind == event_kind::workPreserved;
+        return isOfKind(event, EventKind::workPreserved);
     });
     if (kept == history.rend()) {
         return std::nullopt;
@@ -114,8 +114,8 @@ Task<bool> Retirement::isMerged(BugInReview review, GitRunner run) {
         co_await checker.mergeState(review.prURL, review.mapping.repoPath, review.mapping.baseBranch);
     const auto* unknown = std::get_if<PullRequestStateUnknown>(&state);
     if (unknown && !stop_.isCancelled()) {
-        services_.board.noteOnce("Bug " + item.bugID +
-                                 ": whether its pull request is merged is unknown: " + unknown->reason);
+        services_.events.noticeOnce("Bug " + item.bugID +
+                                    ": whether its pull request is merged is unknown: " + unknown->reason);
     }
     if (std::holds_alternative<PullRequestNotMerged>(state)) {
         tellBlocker(item.bugID, "");
@@ -130,7 +130,7 @@ void Retirement::tellBlocker(const std::string& bugID, const std::string& senten
         hindered_.insert(bugID);
     }
     if (wasHindered || !sentence.empty()) {
-        services_.board.alert("retiring " + bugID, sentence);
+        services_.events.alert({AlertTopic::retiring, bugID}, sentence);
     }
 }
 
@@ -169,13 +169,13 @@ Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
     const auto history = co_await services_.store.items.events(item.id);
     const auto reference = preserved ? std::optional(preserved->reference) : preservedReferenceIn(history);
     ItemEvent event{.itemID = item.id,
-                    .kind = event_kind::retired,
+                    .kind = EventKind::retired,
                     .message = "Merged: the bug leaves the queue, and its worktree is gone."};
-    co_await tell(services_.store, std::move(event));
+    co_await appendEvent(services_.store.items, std::move(event));
     co_await services_.store.retired.remember(item, reference, currentInstant());
     co_await services_.manager.removeImplementedReviewItem(item.bugID);
     tellBlocker(item.bugID, "");
-    services_.board.gone(item.bugID);
+    services_.events.removed(item.bugID);
 }
 
 /// Whether nothing speaks against removing the worktree now; what does is told.
@@ -208,10 +208,10 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
     const auto* preserved = std::get_if<WorkPreserved>(&result);
     if (preserved && preserved->isNew) {
         ItemEvent event{.itemID = item.id,
-                        .kind = event_kind::workPreserved,
+                        .kind = EventKind::workPreserved,
                         .message = "Work that no remote has is kept at " + preserved->reference + ".",
                         .metadataJSON = preservedMetadata(*preserved)};
-        co_await tell(services_.store, std::move(event));
+        co_await appendEvent(services_.store.items, std::move(event));
     }
     co_return result;
 }

@@ -73,7 +73,7 @@ Task<void> BugSession::run() {
         co_await commentPoll_->end();
     }
     co_await agent_.end();
-    services_.board.alert("comments of " + item_.bugID, "");
+    services_.events.alert({AlertTopic::comments, item_.bugID}, "");
     if (failure || stopping) {
         std::rethrow_exception(failure ? failure : stopping);
     }
@@ -147,7 +147,7 @@ Task<bool> BugSession::startAgent(std::string goal) {
 
 Task<void> BugSession::noteUnstartedAgent() {
     co_await ifPossible(
-        tellEvent(event_kind::goalNotTyped, "The agent was not started, so its goal was not typed."));
+        tellEvent(EventKind::goalNotTyped, "The agent was not started, so its goal was not typed."));
 }
 
 Task<void> BugSession::beginWatching(const StartSessionResponse& started) {
@@ -155,13 +155,13 @@ Task<void> BugSession::beginWatching(const StartSessionResponse& started) {
     co_await services_.manager.markRunning(item_.id, sessionID_);
     co_await services_.store.attempts.markRunning(attempt_.id, started.pid);
     const std::string pid = std::to_string(started.pid);
-    co_await tellEvent(event_kind::agentStarted, "The agent runs as process " + pid + ".",
+    co_await tellEvent(EventKind::agentStarted, "The agent runs as process " + pid + ".",
                        processMetadata(started.pid, agent_.leader().startTime));
     const CommentPolling polling{.client = services_.client,
                                  .rateLimiter = services_.commentRateLimiter,
                                  .health = services_.health,
                                  .settings = services_.settings,
-                                 .board = services_.board};
+                                 .events = services_.events};
     const auto executor = co_await boost::asio::this_coro::executor;
     commentPoll_ = std::make_unique<ChildTask>(executor, "polling comments of bug " + item_.bugID,
                                                pollComments(polling, pollState(), agent_.mailbox()));
@@ -192,19 +192,19 @@ CompletionPollState BugSession::pollState() const {
     return reportOf(item_, sessionID_, attempt_.startedAt);
 }
 
-Task<void> BugSession::tellEvent(const char* kind, std::string message, std::optional<std::string> metadata) {
+Task<void> BugSession::tellEvent(EventKind kind, std::string message, std::optional<std::string> metadata) {
     ItemEvent event{.itemID = item_.id,
                     .kind = kind,
                     .message = std::move(message),
                     .sessionID = sessionID_,
                     .metadataJSON = std::move(metadata)};
-    co_await tell(services_.store, std::move(event));
+    co_await appendEvent(services_.store.items, std::move(event));
 }
 
 void BugSession::show(SessionStage stage, std::string detail) {
     progress_.stage = stage;
     progress_.detail = std::move(detail);
-    services_.board.show(progress_);
+    services_.events.progress(progress_);
 }
 
 }  // namespace quernlight::host

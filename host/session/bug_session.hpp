@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "host/agent/agent_run.hpp"
-#include "host/events/item_event.hpp"
-#include "host/events/progress_board.hpp"
+#include "host/events/event_publisher.hpp"
+#include "host/events/item_history.hpp"
 #include "host/process/cancellation_source.hpp"
 #include "host/session/next_step.hpp"
 #include "host/session/session_services.hpp"
@@ -91,7 +91,7 @@ class BugSession {
     Task<void> recordAgentExit();
     Task<void> noteLeftovers();
     Task<std::optional<Url>> pullRequestURL();
-    Task<void> tellEvent(const char* kind, std::string message, std::optional<std::string> metadata = {});
+    Task<void> tellEvent(EventKind kind, std::string message, std::optional<std::string> metadata = {});
     Task<void> ifPossible(Task<void> write);
     SessionAttemptRecord newAttempt(std::int64_t number) const;
     PrepareBugRequest worktreeRequest() const;

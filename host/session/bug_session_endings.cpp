@@ -107,7 +107,7 @@ Task<void> BugSession::finish(ConversationUnknown end) {
     const std::string sentence = "The agent does not know its conversation " +
                                  lowerCaseText(end.conversation) + " any more; a fresh one is begun.";
     co_await stopAgent();
-    co_await tellEvent(event_kind::conversationUnknown, sentence,
+    co_await tellEvent(EventKind::conversationUnknown, sentence,
                        unknownConversationMetadata(end.conversation));
     co_await services_.manager.markResumable(item_.id);
     co_await services_.store.attempts.markFailed(attempt_.id, sentence, currentInstant());
@@ -151,8 +151,9 @@ Task<void> BugSession::stopAgent() {
                              [this](SessionEvent event) { return noteWhileStopping(std::move(event)); });
     }
     if (isFirst && agent_.isRunning()) {
-        services_.board.note("Bug " + item_.bugID + ": the agent (process " + std::to_string(*attempt_.pid) +
-                             ") does not end; look at it with: ps -fp " + std::to_string(*attempt_.pid));
+        services_.events.notice("Bug " + item_.bugID + ": the agent (process " +
+                                std::to_string(*attempt_.pid) + ") does not end; look at it with: ps -fp " +
+                                std::to_string(*attempt_.pid));
     }
     co_await recordAgentExit();
 }
@@ -175,10 +176,10 @@ Task<void> BugSession::recordAgentExit() {
     const AgentExited exit = *agent_.exit();
     co_await noteLeftovers();
     co_await ifPossible(services_.store.attempts.markExited(attempt_.id, exit.exitCode, exit.at));
-    co_await ifPossible(tellEvent(event_kind::agentExited,
+    co_await ifPossible(tellEvent(EventKind::agentExited,
                                   "The agent ended with code " + std::to_string(exit.exitCode) + "."));
     if (!goalTypedWhole_) {
-        co_await ifPossible(tellEvent(event_kind::goalNotTyped,
+        co_await ifPossible(tellEvent(EventKind::goalNotTyped,
                                       watched_.goalTyped ? "The agent ended before all of the goal was typed."
                                                          : "The agent ended before its goal was typed."));
     }
@@ -190,13 +191,13 @@ Task<void> BugSession::noteLeftovers() {
     if (leftovers.empty()) {
         co_return;
     }
-    co_await ifPossible(tellEvent(event_kind::agentLeftovers,
+    co_await ifPossible(tellEvent(EventKind::agentLeftovers,
                                   "The agent left processes behind; killed: " + pidsOf(leftovers) + "."));
     if (!survivors.empty()) {
         const std::string sentence = "Processes of the agent cannot be ended: " + pidsOf(survivors) +
                                      ". Look at them with: ps -fp PID";
-        services_.board.note("Bug " + item_.bugID + ": " + sentence);
-        co_await ifPossible(tellEvent(event_kind::agentSurvived, sentence));
+        services_.events.notice("Bug " + item_.bugID + ": " + sentence);
+        co_await ifPossible(tellEvent(EventKind::agentSurvived, sentence));
     }
 }
 

@@ -61,7 +61,7 @@ Task<bool> BugSession::prepareWorktree() {
     services_.startPauses.prepared(mapping_.repoPath);
     attempt_.agentWorkspacePath =
         WorktreeNaming::worktreePath(mapping_.resolvedWorktreeRootPath(), item_.appName, item_.bugID);
-    co_await tellEvent(event_kind::worktreeReady, "The worktree is ready: " + *attempt_.agentWorkspacePath);
+    co_await tellEvent(EventKind::worktreeReady, "The worktree is ready: " + *attempt_.agentWorkspacePath);
     co_return true;
 }
 
@@ -114,8 +114,8 @@ Task<std::optional<Url>> BugSession::pullRequestURL() {
         co_return co_await stop_.unlessCancelled(services_.client.fetchPullRequestURL(item_.bugID));
     } catch (const std::exception& error) {
         if (!stop_.isCancelled()) {
-            services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
-                                 failureSentence(error) + ")");
+            services_.events.notice("Bug " + item_.bugID + ": its pull request could not be looked up (" +
+                                    failureSentence(error) + ")");
         }
         co_return std::nullopt;
     }

@@ -66,10 +66,10 @@ Task<void> BugSession::take(SessionEvent event) {
             watched_.detection = std::move(comments->detection);
         }
     } else if (const auto* trouble = std::get_if<CommentTrouble>(&event)) {
-        services_.board.alert("comments of " + item_.bugID, trouble->reason.empty()
-                                                                ? ""
-                                                                : "The comments of bug " + item_.bugID +
-                                                                      " cannot be read: " + trouble->reason);
+        services_.events.alert({AlertTopic::comments, item_.bugID},
+                               trouble->reason.empty() ? ""
+                                                       : "The comments of bug " + item_.bugID +
+                                                             " cannot be read: " + trouble->reason);
     } else {
         if (std::holds_alternative<GoalTyped>(event) && !progress_.exitCode) {
             show(SessionStage::working, progress_.detail);
@@ -92,7 +92,7 @@ Task<void> BugSession::noteTyping(SessionEvent event) {
         watched_.goalTyped = true;
     } else if (std::holds_alternative<GoalTyped>(event)) {
         goalTypedWhole_ = true;
-        co_await ifPossible(tellEvent(event_kind::typed, "The goal has been typed."));
+        co_await ifPossible(tellEvent(EventKind::typed, "The goal has been typed."));
     } else if (const auto* failure = std::get_if<GoalNotTyped>(&event)) {
         watched_.goalTrouble = failure->reason;
     }
@@ -203,7 +203,7 @@ Task<bool> BugSession::learnLastComments() {
 /// The wait for its turn says nothing of the backend.
 Task<ReadableList<QLCommentDTO>> BugSession::fetchComments() {
     co_await turnToAsk(services_.commentRateLimiter);
-    auto fetching = fetchCommentsIfAny(services_.client, services_.board, item_.bugID);
+    auto fetching = fetchCommentsIfAny(services_.client, services_.events, item_.bugID);
     co_return co_await withTimeLimit(commentTimeout, std::move(fetching));
 }
 

@@ -29,7 +29,7 @@ struct Poll {
 Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        auto fetched = co_await fetchCommentsInTurn(polling.client, polling.board, polling.rateLimiter,
+        auto fetched = co_await fetchCommentsInTurn(polling.client, polling.events, polling.rateLimiter,
                                                     std::move(bugID));
         poll.comments = std::move(fetched.records);
         polling.health.answered();
@@ -93,18 +93,18 @@ Task<void> turnToAsk(RateLimiter& rateLimiter) {
     co_await turn.async_wait(boost::asio::use_awaitable);
 }
 
-Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
+Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, EventPublisher& events,
                                                      RateLimiter& rateLimiter, std::string bugID) {
     co_await turnToAsk(rateLimiter);
-    co_return co_await fetchCommentsIfAny(std::move(client), board, std::move(bugID));
+    co_return co_await fetchCommentsIfAny(std::move(client), events, std::move(bugID));
 }
 
-Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, ProgressBoard& board,
+Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, EventPublisher& events,
                                                     std::string bugID) {
     constexpr int notFound = 404;
     try {
         auto comments = co_await client.fetchReadableComments(bugID);
-        tellUnreadableComments(board, bugID, comments.unreadable);
+        tellUnreadableComments(events, bugID, comments.unreadable);
         co_return comments;
     } catch (const BackendError& error) {
         if (!error.isServer(notFound)) {

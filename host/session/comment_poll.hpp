@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "host/agent/session_event.hpp"
-#include "host/events/progress_board.hpp"
+#include "host/events/event_publisher.hpp"
 #include "host/health/backend_health.hpp"
 #include "host/health/rate_limiter.hpp"
 #include "host/settings/settings.hpp"
@@ -19,7 +19,7 @@ struct CommentPolling {
     RateLimiter& rateLimiter;
     BackendHealth& health;
     const Settings& settings;  ///< as it is at each poll
-    ProgressBoard& board;
+    EventPublisher& events;
 };
 
 /// Returns when the next request for comments may be sent: there are many who ask and one backend.
@@ -27,11 +27,11 @@ Task<void> turnToAsk(RateLimiter& rateLimiter);
 
 /// The bug's comments; none when the backend does not know the bug any more. Those that cannot be read are
 /// left out, and told. Throws as the client does.
-Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, ProgressBoard& board,
+Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, EventPublisher& events,
                                                     std::string bugID);
 
 /// The same, once it is this request's turn.
-Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
+Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, EventPublisher& events,
                                                      RateLimiter& rateLimiter, std::string bugID);
 
 /// When the newest of them was written; nothing without comments.

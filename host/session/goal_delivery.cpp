@@ -8,7 +8,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "quernlight/platform/spawn_logged.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -19,7 +19,7 @@ constexpr std::chrono::seconds pauseBeforeStoring{1};
 
 Task<std::optional<DatabaseError>> troubleToTell(DispatchStore store, ItemEvent event) {
     try {
-        co_await tell(store, std::move(event));
+        co_await appendEvent(store.items, std::move(event));
     } catch (const DatabaseError& error) {
         co_return error;
     }
@@ -62,7 +62,7 @@ Task<void> GoalDelivery::storeTyping(std::shared_ptr<Followers> followers, Dispa
     boost::asio::steady_timer pause(co_await boost::asio::this_coro::executor);
     while (true) {
         const ItemEvent event{.itemID = followedIn(*followers, sessionID).itemID,
-                              .kind = event_kind::typing,
+                              .kind = EventKind::typing,
                               .message = "Typing the goal.",
                               .sessionID = sessionID};
         const auto trouble = co_await troubleToTell(store, event);

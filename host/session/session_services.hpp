@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "host/agent/instruction_files.hpp"
-#include "host/events/progress_board.hpp"
+#include "host/events/item_history.hpp"
 #include "host/health/backend_health.hpp"
 #include "host/health/disk_health.hpp"
 #include "host/health/rate_limiter.hpp"
@@ -40,7 +40,8 @@ struct SessionServices {
     InstructionFiles instructions;
     EnvironmentMap environment;  ///< the program's own, from which the agent's is chosen
     const Settings& settings;    ///< as it is now; may change between two looks
-    ProgressBoard& board;
+    EventPublisher& events;
+    HistoryPublisher& history;
     /// False once the home was removed, moved or replaced: then nothing new may begin, for what is written
     /// into it would be lost, or be another owner's.
     std::function<bool()> homeIsInPlace = [] { return true; };

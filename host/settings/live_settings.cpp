@@ -36,17 +36,19 @@ LiveSettings::LiveSettings(SettingsStore store, SettingOverrides overrides)
     apply(now_, overrides_);
 }
 
-Task<std::vector<std::string>> LiveSettings::refresh() {
+Task<SettingsRefresh> LiveSettings::refresh() {
     StoredSettings stored = co_await store_.read();
     apply(stored.settings, overrides_);
-    std::vector<std::string> sentences =
-        isFirst_ ? std::vector<std::string>{} : changes(now_, stored.settings);
+    SettingsRefresh refreshed;
+    if (!isFirst_) {
+        refreshed.changes = changes(now_, stored.settings);
+    }
     for (const std::string& trouble : stored.troubles) {
-        sentences.push_back("A stored setting is not heeded: " + trouble);
+        refreshed.troubles.push_back("A stored setting is not heeded: " + trouble);
     }
     isFirst_ = false;
     now_ = std::move(stored.settings);
-    co_return sentences;
+    co_return refreshed;
 }
 
 }  // namespace quernlight::host

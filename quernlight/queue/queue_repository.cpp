@@ -39,6 +39,12 @@ constexpr const char* insertEvent =
     "  (id, queue_item_id, session_id, kind, message, metadata_json, created_at)\n"
     "VALUES (?, ?, ?, ?, ?, ?, ?)";
 
+SQLValues insertValues(const QueueEvent& event) {
+    return {columnValue(event.id),       columnValue(event.queueItemID), columnValue(event.sessionID),
+            columnValue(event.kind),     columnValue(event.message),     columnValue(event.metadataJSON),
+            columnValue(event.createdAt)};
+}
+
 std::string selectItems(const QueueListing& listing) {
     std::string sql = "SELECT * FROM queue_items";
     const char* joint = " WHERE ";
@@ -131,9 +137,32 @@ Task<void> QueueRepository::appendEvent(const Uuid& itemID, std::string_view kin
                                         const std::optional<Uuid>& sessionID,
                                         const std::optional<std::string>& metadataJSON,
                                         Instant createdAt) const {
-    return database_->execute(insertEvent, {columnValue(randomUuid()), columnValue(itemID),
-                                            columnValue(sessionID), columnValue(kind), columnValue(message),
-                                            columnValue(metadataJSON), columnValue(createdAt)});
+    QueueEvent event{.id = randomUuid(),
+                     .queueItemID = itemID,
+                     .sessionID = sessionID,
+                     .kind = std::string(kind),
+                     .message = std::string(message),
+                     .metadataJSON = metadataJSON,
+                     .createdAt = createdAt};
+    return observer_ ? appendObserved(std::move(event))
+                     : database_->execute(insertEvent, insertValues(event));
+}
+
+/// The bug's id comes with the statement, since the item may be gone before it could be asked for.
+Task<void> QueueRepository::appendObserved(QueueEvent event) const {
+    const EventObserver observer = observer_;
+    const std::string statement =
+        std::string(insertEvent) +
+        " RETURNING (SELECT bug_id FROM queue_items WHERE id = queue_item_id) AS bug_id";
+    const auto rows = co_await database_->query(statement, insertValues(event));
+    const std::string* bugID = rows.empty() ? nullptr : rows.front().at("bug_id").asText();
+    observer(event, bugID ? *bugID : "");
+}
+
+QueueRepository QueueRepository::observedBy(EventObserver observer) const {
+    QueueRepository observed(*this);
+    observed.observer_ = std::move(observer);
+    return observed;
 }
 
 Task<std::vector<QueueEvent>> QueueRepository::events(Uuid itemID) const {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,13 @@ struct QueueListing {
 class QueueRepository {
   public:
     explicit QueueRepository(std::shared_ptr<Database> database) : database_(std::move(database)) {}
+
+    /// Told of an event once it is stored, and of the short id of its item's bug. Must not throw.
+    using EventObserver = std::function<void(const QueueEvent& event, const std::string& bugID)>;
+
+    /// The same repository, whose `appendEvent` tells the observer, on the awaiting coroutine's executor;
+    /// copies do so, too.
+    QueueRepository observedBy(EventObserver observer) const;
 
     /// Stores the bug's id in its short form. Does nothing, silently, when the bug is queued already.
     Task<void> insert(const BugQueueItem& item) const;
@@ -74,7 +82,10 @@ class QueueRepository {
   private:
     Task<std::optional<BugQueueItem>> firstItem(std::string sql, SQLValue value) const;
 
+    Task<void> appendObserved(QueueEvent event) const;
+
     std::shared_ptr<Database> database_;
+    EventObserver observer_;
 };
 
 }  // namespace quernlight

@@ -6,7 +6,7 @@
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/platform/bug_id.hpp"
 #include "quernlight/storage/connection.hpp"

@@ -181,7 +181,7 @@ TEST_F(OwnerEndingsTest, TheTimeForWhichMachineAndAgentStandStillIsNoSilence) {
 TEST_F(OwnerEndingsTest, AHangUpThatIsToldTwiceIsStillPolite) {
     startWorking("idle");
     program->signal(SIGHUP);
-    ASSERT_TRUE(program->says("Stopping the sessions"));
+    ASSERT_TRUE(program->says("Stopping sessions"));
     stopWith(SIGHUP);
     EXPECT_THAT(program->output(), Not(HasSubstr("Killing the sessions.")));
     EXPECT_EQ(status("3f2a9c1d"), "queued");

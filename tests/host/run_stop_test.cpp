@@ -55,7 +55,7 @@ TEST_F(RunStopTest, ASecondControlCKillsAnAgentThatDoesNotLeave) {
     startWorking();
     kill(agent("3f2a9c1d"), SIGSTOP);
     program->signal(SIGINT);
-    ASSERT_TRUE(program->says("Stopping the sessions; once more to kill them."));
+    ASSERT_TRUE(program->says("Stopping sessions; press Ctrl-C again to kill them."));
     program->signal(SIGINT);
     EXPECT_EQ(program->exitCode(), 130);
     EXPECT_EQ(status("3f2a9c1d"), "queued");
@@ -73,7 +73,7 @@ TEST_F(RunStopTest, AServiceManagersStopIsNoFailure) {
 TEST_F(RunStopTest, AStopThatIsAskedForTwiceAtOnceIsStillPolite) {
     startWorking();
     program->signal(SIGTERM);
-    ASSERT_TRUE(program->says("Stopping the sessions"));
+    ASSERT_TRUE(program->says("Stopping sessions"));
     program->signal(SIGTERM);
     EXPECT_EQ(program->exitCode(), 0) << program->errorText();
     EXPECT_THAT(program->output(), Not(HasSubstr("Killing the sessions.")));

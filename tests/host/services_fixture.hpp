@@ -1,6 +1,5 @@
 #pragma once
 
-#include <map>
 #include <string>
 #include <vector>
 
@@ -8,30 +7,12 @@
 
 #include "host/session/session_services.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
+#include "tests/host/published_events.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight::host::test {
-
-/// Keeps what it was told.
-class RememberingBoard final : public ProgressBoard {
-  public:
-    void show(const BugProgress& progress) override {
-        shown.push_back(progress.bugID + " " + stageText(progress));
-    }
-    void note(const std::string& sentence) override { notes.push_back(sentence); }
-    void alert(const std::string& topic, const std::string& sentence) override {
-        ProgressBoard::alert(topic, sentence);
-        alerts[topic] = sentence;
-        std::erase_if(alerts, [](const auto& told) { return told.second.empty(); });
-    }
-    void gone(const std::string& bugID) override { shown.push_back(bugID + " gone"); }
-
-    std::vector<std::string> shown;
-    std::vector<std::string> notes;
-    std::map<std::string, std::string> alerts;  // that hold, by topic
-};
 
 /// Everything that the parts of the loop borrow, over a real database and a scripted backend.
 class ServicesFixture : public testing::Test {
@@ -74,20 +55,23 @@ class ServicesFixture : public testing::Test {
     quernlight::test::RecordingServer server;
     std::string repository = directory / "shop";
     DispatchStore store = run(opened(directory / "queue.sqlite")).value();
+    EventPublisher events;
+    HistoryPublisher historyPublisher{events};
     QueueManager manager{store.items, store.mappings, *Url::parse(server.address())};
     GoalDelivery goalDelivery{io.get_executor(), store};
     LocalPTYCodexRunner runner{goalDelivery};
     BackgroundExecutor background;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter{1000, 1000};
-    RememberingBoard board;
+    quernlight::test::PublishedEvents published{events};
     std::vector<std::string> healthChanges;
     BackendHealth health{[this](const std::string& trouble) { healthChanges.push_back(trouble); }};
     std::vector<std::string> diskChanges;
     DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
     RunningTime runningTime{readClocks(), [] {}};
-    StartPauses startPauses{
-        [this](const std::string& topic, const std::string& sentence) { board.alert(topic, sentence); }};
+    StartPauses startPauses{[this](const std::string& topic, const std::string& sentence) {
+        events.alert({AlertTopic::starts, topic}, sentence);
+    }};
     Settings settings;
     SessionServices services{
         .home = directory / "home",
@@ -106,7 +90,8 @@ class ServicesFixture : public testing::Test {
         .instructions = {},
         .environment = {},
         .settings = settings,
-        .board = board};
+        .events = events,
+        .history = historyPublisher};
 };
 
 }  // namespace quernlight::host::test

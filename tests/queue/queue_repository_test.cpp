@@ -296,6 +296,20 @@ TEST_F(QueueRepositoryTest, EventsComeOldestFirst) {
     EXPECT_NE(found[0].id, found[1].id);
 }
 
+TEST_F(QueueRepositoryTest, AnObserverIsToldOfAnEventOnceItIsStoredAndOfNoOther) {
+    std::vector<std::string> told;
+    const QueueRepository observed = repository().observedBy(
+        [&](const QueueEvent& event, const std::string& bugID) { told.push_back(bugID + " " + event.kind); });
+    const BugQueueItem added = add("auto", 1);
+    runTask(observed.appendEvent(added.id, "started", "", std::nullopt, std::nullopt, Instant{}));
+    EXPECT_THROW(
+        runTask(observed.appendEvent(randomUuid(), "lost", "", std::nullopt, std::nullopt, Instant{})),
+        DatabaseError);
+    EXPECT_EQ(told, std::vector<std::string>{added.bugID + " started"});
+    ASSERT_EQ(events(added.id).size(), 1U);
+    EXPECT_EQ(events(added.id).front().kind, "started");
+}
+
 TEST_F(QueueRepositoryTest, AnEventOfAnUnknownItemIsRefused) {
     const auto error = databaseErrorOf([&] { append(randomUuid(), "started", "2026-03-04T05:06:07Z"); });
     EXPECT_EQ(error, DatabaseError(DatabaseError::Kind::stepFailed, "FOREIGN KEY constraint failed"));

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -15,7 +15,7 @@ class ConversationToResumeTest : public testing::Test {
   protected:
     void deny(const Uuid& conversation) {
         QueueEvent& event = events.emplace_back();
-        event.kind = event_kind::conversationUnknown;
+        event.kind = storedText(EventKind::conversationUnknown);
         event.metadataJSON = unknownConversationMetadata(conversation);
     }
     std::optional<Uuid> resumed(const std::optional<Uuid>& canonical) const {

@@ -156,7 +156,7 @@ TEST_F(IntakeTest, ABugThatCannotBeReadIsLeftOutAndNamedOnce) {
         takeIn();
     }
     EXPECT_THAT(queuedBugs(), ElementsAre("77777777"));
-    EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("11111111-AAAA"), HasSubstr("created_at"))));
+    EXPECT_THAT(published.notices, ElementsAre(AllOf(HasSubstr("11111111-AAAA"), HasSubstr("created_at"))));
 }
 
 /// Three open bugs, of which the backend is asked for two at first.
@@ -187,7 +187,7 @@ TEST_F(LongListTest, TheOldestBugComesFirstHoweverManyNewerOnesThereAre) {
     listsAll();
     run(small.takeIn());
     EXPECT_THAT(queuedBugs(), ElementsAre("11111111"));
-    EXPECT_THAT(board.notes, ElementsAre(HasSubstr("2 new bugs are left for another day")));
+    EXPECT_THAT(published.notices, ElementsAre(HasSubstr("2 new bugs are left for another day")));
 }
 
 TEST_F(LongListTest, WhileNoneIsTakenOnlyTheNewestAreAskedFor) {
@@ -223,7 +223,7 @@ TEST_F(LongListTest, WhatDoesNotFitAnAnswerIsToldAndTheRestIsTaken) {
     run(bounded.takeIn());
     EXPECT_THAT(queuedBugs(), ElementsAre("22222222", "33333333"));
     EXPECT_THAT(
-        board.notes,
+        published.notices,
         ElementsAre("The backend returned 2 bugs in status \"open\" and no more when it was asked for 4: "
                     "either these are all, or the backend lists no more and older ones are not seen."));
 }
@@ -286,7 +286,7 @@ TEST_F(IntakeTest, ACommentThatCannotBeReadHidesNoOther) {
     userHasCommented(json::object{{"id", "no uuid"}});
     takeIn();
     EXPECT_EQ(status(item), QueueItemStatus::queued);
-    EXPECT_THAT(board.notes, ElementsAre(HasSubstr("A comment on bug 3f2a9c1d is left out")));
+    EXPECT_THAT(published.notices, ElementsAre(HasSubstr("A comment on bug 3f2a9c1d is left out")));
 }
 
 TEST_F(IntakeTest, OfBugsWithTheSameShortIdTheYoungerIsNamedOnceWithTheOther) {
@@ -296,7 +296,8 @@ TEST_F(IntakeTest, OfBugsWithTheSameShortIdTheYoungerIsNamedOnceWithTheOther) {
         takeIn();
     }
     EXPECT_THAT(queuedBugs(), ElementsAre("3f2a9c1d"));
-    EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("3f2a9c1d-2222"), HasSubstr("3F2A9C1D-1111"))));
+    EXPECT_THAT(published.notices,
+                ElementsAre(AllOf(HasSubstr("3f2a9c1d-2222"), HasSubstr("3F2A9C1D-1111"))));
 }
 
 TEST_F(IntakeTest, AnOpenBugWithTheShortIdOfARetiredOneOfAnotherTitleIsNamed) {
@@ -305,7 +306,7 @@ TEST_F(IntakeTest, AnOpenBugWithTheShortIdOfARetiredOneOfAnotherTitleIsNamed) {
     listsOpen({bug("3F2A9C1D-2222", "open")});
     takeIn();
     EXPECT_THAT(queuedBugs(), IsEmpty());
-    EXPECT_THAT(board.notes, ElementsAre(AllOf(HasSubstr("3F2A9C1D-2222"), HasSubstr("bug 3f2a9c1d"))));
+    EXPECT_THAT(published.notices, ElementsAre(AllOf(HasSubstr("3F2A9C1D-2222"), HasSubstr("bug 3f2a9c1d"))));
 }
 
 TEST_F(IntakeTest, ARetiredBugThatIsOpenAgainIsNoOther) {
@@ -314,7 +315,7 @@ TEST_F(IntakeTest, ARetiredBugThatIsOpenAgainIsNoOther) {
     listsOpen({bug("3f2a9c1d-2222", "open")});
     takeIn();
     EXPECT_THAT(queuedBugs(), IsEmpty());
-    EXPECT_THAT(board.notes, IsEmpty());
+    EXPECT_THAT(published.notices, IsEmpty());
 }
 
 /// Finished bugs whose comments have not been read since the start.

@@ -7,7 +7,7 @@
 #include <unistd.h>
 #include <gmock/gmock.h>
 
-#include "host/events/item_event.hpp"
+#include "host/events/item_history.hpp"
 #include "host/process/process_metadata.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/storage/database_error.hpp"
@@ -69,7 +69,7 @@ TEST_F(RecoveryTest, ARunningItemWithoutAReportIsPutBackAndItsAttemptHasFailed) 
 
 TEST_F(RecoveryTest, AnAttemptWhoseGoalWasBegunIsNotSaidToLackIt) {
     const Uuid item = running("3f2a9c1d");
-    run(tell(store, {.itemID = item, .kind = event_kind::typing, .sessionID = session}));
+    run(appendEvent(store.items, {.itemID = item, .kind = EventKind::typing, .sessionID = session}));
     backendHasNoComments();
     settle(item);
     EXPECT_EQ(history(item), "enqueued startingCodex running typing resumable recovered");
@@ -236,10 +236,10 @@ TEST_F(RecoveryTest, TheAgentThatStillRunsIsEndedWithAllItsProcesses) {
                                        .arguments = {"sh", "-c", script},
                                        .environment = {"PATH=/usr/bin:/bin", mark.assignment()}});
     EXPECT_TRUE(quernlight::test::eventually([&] { return ProcessTree(session).alive().size() == 3; }));
-    run(tell(store, {.itemID = item,
-                     .kind = event_kind::agentStarted,
-                     .sessionID = session,
-                     .metadataJSON = processMetadata(orphan, processEntry(orphan).startTime)}));
+    run(appendEvent(store.items, {.itemID = item,
+                                  .kind = EventKind::agentStarted,
+                                  .sessionID = session,
+                                  .metadataJSON = processMetadata(orphan, processEntry(orphan).startTime)}));
     backendHasNoComments();
     EXPECT_EQ(settle(item), "");
     EXPECT_THAT(ProcessTree(session).alive(), IsEmpty());
@@ -249,10 +249,10 @@ TEST_F(RecoveryTest, TheAgentThatStillRunsIsEndedWithAllItsProcesses) {
 TEST_F(RecoveryTest, AProcessThatOnlyGotTheAgentsPidIsNotTouched) {
     const Uuid item = running("3f2a9c1d");
     const pid_t stranger = spawnProcess({.executable = "/bin/sleep", .arguments = {"sleep", "600"}});
-    run(tell(store, {.itemID = item,
-                     .kind = event_kind::agentStarted,
-                     .sessionID = session,
-                     .metadataJSON = processMetadata(stranger, "another start")}));
+    run(appendEvent(store.items, {.itemID = item,
+                                  .kind = EventKind::agentStarted,
+                                  .sessionID = session,
+                                  .metadataJSON = processMetadata(stranger, "another start")}));
     backendHasNoComments();
     settle(item);
     EXPECT_EQ(waitpid(stranger, nullptr, WNOHANG), 0);

@@ -103,12 +103,12 @@ class RetirementTest : public test::ServicesFixture {
 TEST_F(RetirementTest, AMergedBugsOwnWorktreeGoesAndNoOther) {
     const Uuid item = merged("3f2a9c1d");
     run(retirement.retireMerged());
-    EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+    EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(published.notices);
     EXPECT_FALSE(std::filesystem::exists(root / "Shop-3f2a9c1d"));
     EXPECT_EQ(preservedReferences(), "refs/quernlight/preserved/Shop-3f2a9c1d");
     EXPECT_TRUE(isUntouched(root / "Shop-3f2a9c1d-2"));
     EXPECT_TRUE(isUntouched(outside));
-    EXPECT_THAT(board.notes, IsEmpty());
+    EXPECT_THAT(published.notices, IsEmpty());
 }
 
 /// Git knows the worktree by the path behind the link.
@@ -121,7 +121,7 @@ TEST_F(RetirementTest, BehindASymbolicLinkAWorktreeGoesWithGitsMemoryOfIt) {
                                .repoPath = repository,
                                .worktreeRootPath = link.string()}));
     run(retirement.retireMerged());
-    EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+    EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(published.notices);
     EXPECT_FALSE(std::filesystem::exists(root / "Shop-3f2a9c1d"));
     EXPECT_THAT(hosted.git({"worktree", "list", "--porcelain"}),
                 testing::Not(HasSubstr((root / "Shop-3f2a9c1d").string() + "\n")));
@@ -131,8 +131,9 @@ TEST_F(RetirementTest, BehindASymbolicLinkAWorktreeGoesWithGitsMemoryOfIt) {
 TEST_F(RetirementTest, AWorktreeOutsideTheConfiguredRootIsLeftAlone) {
     const Uuid item = merged("/../../y");
     run(retirement.retireMerged());
-    EXPECT_THAT(board.notes, ElementsAre("Bug /../../y is merged, but " + (root / "Shop-/../../y").string() +
-                                         " is not inside the worktrees' directory, so it is left alone."));
+    EXPECT_THAT(published.notices,
+                ElementsAre("Bug /../../y is merged, but " + (root / "Shop-/../../y").string() +
+                            " is not inside the worktrees' directory, so it is left alone."));
     EXPECT_TRUE(isUntouched(outside));
     EXPECT_EQ(preservedReferences(), "");
     EXPECT_EQ(history(item), "enqueued completed");
@@ -142,7 +143,7 @@ TEST_F(RetirementTest, AWorktreeOutsideTheConfiguredRootIsLeftAlone) {
 TEST_F(RetirementTest, TheRootItselfIsNoBugsWorktree) {
     const Uuid item = merged("/..");
     run(retirement.retireMerged());
-    EXPECT_THAT(board.notes, ElementsAre(HasSubstr(" is not inside the worktrees' directory,")));
+    EXPECT_THAT(published.notices, ElementsAre(HasSubstr(" is not inside the worktrees' directory,")));
     EXPECT_TRUE(isUntouched(root / "Shop-3f2a9c1d"));
     EXPECT_EQ(status(item), QueueItemStatus::completed);
 }
@@ -151,12 +152,13 @@ TEST_F(RetirementTest, OnceRetiringIsTurnedOffNothingIsTriedAndWhatKeptAWorktree
     const Uuid item = merged("3f2a9c1d");
     hosted.git({"worktree", "lock", root / "Shop-3f2a9c1d"});
     run(retirement.retireMerged());
-    EXPECT_THAT(board.alerts, ElementsAre(Pair("retiring 3f2a9c1d", HasSubstr("its worktree stays: "))));
+    EXPECT_THAT(published.alerts, ElementsAre(Pair(AlertKey{AlertTopic::retiring, "3f2a9c1d"},
+                                                   HasSubstr("its worktree stays: "))));
     const std::size_t asked = server.requests().size();
     hosted.git({"worktree", "unlock", root / "Shop-3f2a9c1d"});
     settings.retireEnabled = false;
     run(retirement.retireMerged());
-    EXPECT_THAT(board.alerts, IsEmpty());
+    EXPECT_THAT(published.alerts, IsEmpty());
     EXPECT_EQ(server.requests().size(), asked);
     EXPECT_EQ(status(item), QueueItemStatus::completed);
     EXPECT_TRUE(std::filesystem::exists(root / "Shop-3f2a9c1d/.git"));
@@ -167,7 +169,7 @@ TEST_F(RetirementTest, OneFetchServesAllPullRequestsOfARepository) {
     const std::vector<Uuid> items{merged("3f2a9c1d", 1), merged("77777777", 2), merged("88888888", 3)};
     run(retirement.retireMerged());
     for (const Uuid& item : items) {
-        EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+        EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(published.notices);
     }
     EXPECT_EQ(connections(), 1);
 }
@@ -178,11 +180,11 @@ TEST_F(RetirementTest, APullRequestThatTheRemoteDoesNotHaveHoldsUpNoOther) {
     const Uuid goes = merged("3f2a9c1d", 1);
     const Uuid staysToo = merged("88888888", 5);
     run(retirement.retireMerged());
-    EXPECT_FALSE(run(store.items.item(goes))) << testing::PrintToString(board.notes);
+    EXPECT_FALSE(run(store.items.item(goes))) << testing::PrintToString(published.notices);
     EXPECT_EQ(status(stays), QueueItemStatus::completed);
     EXPECT_EQ(status(staysToo), QueueItemStatus::completed);
-    EXPECT_THAT(board.notes, ElementsAre(HasSubstr("remote ref refs/pull/4/head"),
-                                         HasSubstr("remote ref refs/pull/5/head")));
+    EXPECT_THAT(published.notices, ElementsAre(HasSubstr("remote ref refs/pull/4/head"),
+                                               HasSubstr("remote ref refs/pull/5/head")));
     EXPECT_EQ(connections(), 3);  // all, which are there, those
 }
 
@@ -193,7 +195,7 @@ TEST_F(RetirementTest, APullRequestThatTheRepositoryCannotTakeInHoldsUpNoOther) 
     const std::vector<Uuid> items{merged("77777777", 2), merged("88888888", 3)};
     run(retirement.retireMerged());
     for (const Uuid& item : items) {
-        EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(board.notes);
+        EXPECT_FALSE(run(store.items.item(item))) << testing::PrintToString(published.notices);
     }
     EXPECT_EQ(status(stays), QueueItemStatus::completed);
 }
@@ -204,8 +206,9 @@ TEST_F(RetirementTest, AMergedBugsWorktreeStaysWhileAProcessWorksInItAndThatIsSa
                                     .arguments = {"sleep", "6000"},
                                     .workingDirectory = root / "Shop-3f2a9c1d"});
     run(retirement.retireMerged());
-    EXPECT_THAT(board.alerts, ElementsAre(Pair("retiring 3f2a9c1d",
-                                               HasSubstr("process " + std::to_string(pid) + " (sleep)"))));
+    EXPECT_THAT(published.alerts,
+                ElementsAre(Pair(AlertKey{AlertTopic::retiring, "3f2a9c1d"},
+                                 HasSubstr("process " + std::to_string(pid) + " (sleep)"))));
     EXPECT_TRUE(isUntouched(root / "Shop-3f2a9c1d"));
     EXPECT_EQ(status(item), QueueItemStatus::completed);
     kill(pid, SIGKILL);
@@ -213,7 +216,7 @@ TEST_F(RetirementTest, AMergedBugsWorktreeStaysWhileAProcessWorksInItAndThatIsSa
     backendNames(1);
     run(retirement.retireMerged());
     EXPECT_FALSE(run(store.items.item(item)));
-    EXPECT_THAT(board.alerts, IsEmpty());
+    EXPECT_THAT(published.alerts, IsEmpty());
 }
 
 TEST_F(RetirementTest, WhatTheBackendHasListedItIsNotAskedFor) {
@@ -222,7 +225,7 @@ TEST_F(RetirementTest, WhatTheBackendHasListedItIsNotAskedFor) {
     listed.replace({listedBug("3F2A9C1D-0000", Url::parse("https://git.example/acme/shop/pull/1")),
                     listedBug("77777777-0000", std::nullopt)});
     run(retirement.retireMerged());
-    EXPECT_FALSE(run(store.items.item(goes))) << testing::PrintToString(board.notes);
+    EXPECT_FALSE(run(store.items.item(goes))) << testing::PrintToString(published.notices);
     EXPECT_EQ(status(stays), QueueItemStatus::completed);
     EXPECT_THAT(server.lines(), IsEmpty());
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/child_task.hpp"
+#include "tests/host/published_events.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
 
@@ -12,14 +13,6 @@ namespace {
 
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-class NotingBoard final : public ProgressBoard {
-  public:
-    void show(const BugProgress&) override {}
-    void note(const std::string& sentence) override { notes.push_back(sentence); }
-
-    std::vector<std::string> notes;
-};
 
 /// The poll of one bug's comments against a scripted backend.
 class CommentPollTest : public testing::Test {
@@ -46,7 +39,7 @@ class CommentPollTest : public testing::Test {
                                                                   .rateLimiter = shared,
                                                                   .health = health,
                                                                   .settings = settings,
-                                                                  .board = board},
+                                                                  .events = events},
                                                                  polled, mailbox.continuation())));
     }
     void end() {
@@ -76,7 +69,8 @@ class CommentPollTest : public testing::Test {
     std::vector<std::string> told;    // of the backend's health
     BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
-    NotingBoard board;
+    EventPublisher events;
+    test::PublishedEvents published{events};
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
                               .queueItemID = randomUuid(),
@@ -143,7 +137,7 @@ TEST_F(CommentPollTest, ACommentThatCannotBeReadIsLeftOutAndTheOthersCount) {
     begin();
     EXPECT_TRUE(next<CommentsChanged>().detection);
     EXPECT_THAT(told, testing::IsEmpty());
-    EXPECT_THAT(board.notes,
+    EXPECT_THAT(published.notices,
                 ElementsAre(HasSubstr("0A000000-0000-4000-8000-00000000000A (created_at: Invalid ISO-8601")));
 }
 
@@ -155,7 +149,7 @@ TEST_F(CommentPollTest, ABugThatIsGoneHasNoCommentsAndIsNoTrouble) {
     EXPECT_THAT(told, testing::IsEmpty());
 }
 
-TEST_F(CommentPollTest, TwoPollsShareOneBudget) {
+TEST_F(CommentPollTest, TwoPollsShareOneRateLimiter) {
     settings.pollCommentsSeconds = 0;  // both want to ask at once
     answers(comment("working", "2026-03-04T05:06:07Z"));
     begin("3f2a9c1d", oneForNow);
@@ -165,7 +159,7 @@ TEST_F(CommentPollTest, TwoPollsShareOneBudget) {
     io.poll();
     answers("");
     test::runTask(
-        io, fetchCommentsIfAny(client, board, "00000000"));  // later than all that had been sent by then
+        io, fetchCommentsIfAny(client, events, "00000000"));  // later than all that had been sent by then
     EXPECT_THAT(server.lines(),
                 ElementsAre("GET /v1/bugs/3f2a9c1d/comments", "GET /v1/bugs/00000000/comments"));
 }

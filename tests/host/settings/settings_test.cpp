@@ -165,12 +165,12 @@ TEST_F(LiveSettingsTest, AStoredTextThatIsNotAllowedIsToldAndTheDefaultHolds) {
 
 TEST_F(LiveSettingsTest, AChangeIsNoticedAtTheNextRefreshAndToldWithWhenItCounts) {
     LiveSettings live(store, {});
-    EXPECT_THAT(run(live.refresh()), IsEmpty());
+    EXPECT_THAT(run(live.refresh()).changes, IsEmpty());
     run(store.set("sessions.max", "5"));
-    EXPECT_THAT(run(live.refresh()),
+    EXPECT_THAT(run(live.refresh()).changes,
                 ElementsAre("Setting sessions.max is now 5; that takes effect at once."));
     EXPECT_EQ(live.now().maxSessions, 5);
-    EXPECT_THAT(run(live.refresh()), IsEmpty());
+    EXPECT_THAT(run(live.refresh()).changes, IsEmpty());
 }
 
 TEST_F(LiveSettingsTest, TheCommandLineStandsAboveWhatIsStored) {

@@ -1,4 +1,4 @@
-#include "host/view/live_board.hpp"
+#include "host/view/live_view.hpp"
 
 #include <algorithm>
 #include <csignal>
@@ -49,37 +49,48 @@ void actAsUsual(boost::asio::signal_set& signals, int number) {
 
 }  // namespace
 
-LiveBoard::LiveBoard(const boost::asio::any_io_executor& executor, int terminal, bool history)
+LiveView::LiveView(const boost::asio::any_io_executor& executor, int terminal, bool history)
     : executor_(executor), terminal_(terminal), writer_(terminal, noLossNotice), history_(history) {}
 
-void LiveBoard::show(const BugProgress& progress) {
-    BoardLine& line = lineOf(progress);
-    if (line.progress.stage != progress.stage) {
-        line.since = currentInstant();
-    }
-    line.progress = progress;
+void LiveView::handle(const DispatchEvent& event) {
+    std::visit([this](const auto& what) { take(what); }, event);
+}
+
+void LiveView::take(const StageChanged& changed) {
+    ViewLine& line = lineOf(changed.progress);
+    line.since = currentInstant();
+    line.progress = changed.progress;
     drawFromNowOn();
 }
 
-void LiveBoard::gone(const std::string& bugID) {
-    std::erase_if(state_.lines, [&](const BoardLine& line) { return line.progress.bugID == bugID; });
+void LiveView::take(const DetailChanged& changed) {
+    lineOf(changed.progress).progress = changed.progress;
+    drawFromNowOn();
 }
 
-void LiveBoard::note(const std::string& sentence) {
-    scroll(withoutControls(sentence));
+void LiveView::take(const ItemRemoved& removed) {
+    std::erase_if(state_.lines, [&](const ViewLine& line) { return line.progress.bugID == removed.bugID; });
 }
 
-/// The bug's own line shows where it is; the history is dimmed, so that notes stand out.
-void LiveBoard::event(const LoggedEvent& logged) {
+void LiveView::take(const SettingChanged& changed) {
+    scroll(withoutControls(changed.sentence));
+}
+
+void LiveView::take(const Notice& notice) {
+    scroll(withoutControls(notice.sentence));
+}
+
+/// The bug's own line shows where it is; the history is dimmed, so that notices stand out.
+void LiveView::take(const ItemChanged& changed) {
     if (!history_) {
         return;
     }
-    const std::string text = clockTime(logged.event.createdAt) + "  " + fitted(logged.bugID, 8) + "  " +
-                             withoutControls(logged.event.message);
+    const std::string text = clockTime(changed.event.createdAt) + "  " + fitted(changed.bugID, 8) + "  " +
+                             withoutControls(changed.event.message);
     scroll(dim + text + plain);
 }
 
-void LiveBoard::scroll(const std::string& line) {
+void LiveView::scroll(const std::string& line) {
     constexpr std::size_t mostKept = 1 << 20;
     scrolled_ += line + "\n";
     if (scrolled_.size() > mostKept) {
@@ -92,17 +103,17 @@ void LiveBoard::scroll(const std::string& line) {
     draw();
 }
 
-void LiveBoard::alert(const std::string& topic, const std::string& sentence) {
-    if (sentence.empty()) {
-        state_.alerts.erase(topic);
-    } else {
-        state_.alerts[topic] = sentence;
-        drawFromNowOn();
-    }
+void LiveView::take(const AlertRaised& raised) {
+    state_.alerts[raised.key] = raised.sentence;
+    drawFromNowOn();
+}
+
+void LiveView::take(const AlertCleared& cleared) {
+    state_.alerts.erase(cleared.key);
 }
 
 /// The last picture is worth a short wait for a slow terminal.
-void LiveBoard::close() {
+void LiveView::close() {
     closed_ = true;
     redraw_.reset();
     jobControl_.reset();
@@ -113,7 +124,7 @@ void LiveBoard::close() {
     terminal_.release();
 }
 
-void LiveBoard::drawFromNowOn() {
+void LiveView::drawFromNowOn() {
     if (!redraw_ && !closed_) {
         redraw_ = std::make_unique<ChildTask>(executor_, "drawing", redrawRepeatedly());
         jobControl_ = std::make_unique<ChildTask>(executor_, "following job control", followJobControl());
@@ -121,7 +132,7 @@ void LiveBoard::drawFromNowOn() {
 }
 
 /// Ctrl-Z, the program's continuing, and Ctrl-\, which ends it without another word.
-Task<void> LiveBoard::followJobControl() {
+Task<void> LiveView::followJobControl() {
     boost::asio::signal_set signals(co_await boost::asio::this_coro::executor);
     listenTo(signals);
     while (true) {
@@ -134,18 +145,18 @@ Task<void> LiveBoard::followJobControl() {
     }
 }
 
-void LiveBoard::suspend() {
+void LiveView::suspend() {
     writer_.waitUntilIdle(timeoutBeforeSuspension);
     terminal_.release();
 }
 
 /// Others have written meanwhile: what was drawn is theirs to keep or to scroll away.
-void LiveBoard::resume() {
+void LiveView::resume() {
     drawnLines_ = 0;
     terminal_.takeAgain();
 }
 
-Task<void> LiveBoard::redrawRepeatedly() {
+Task<void> LiveView::redrawRepeatedly() {
     boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
     while (true) {
         timer.expires_after(frameTime);
@@ -155,7 +166,7 @@ Task<void> LiveBoard::redrawRepeatedly() {
     }
 }
 
-void LiveBoard::draw() {
+void LiveView::draw() {
     const bool isOthers = !terminal_.isOurs();
     drawnLines_ = isOthers ? 0 : drawnLines_;  // they write there
     if (!writer_.isIdle() || (isOthers && !closed_)) {
@@ -178,13 +189,13 @@ void LiveBoard::draw() {
 }
 
 /// From the drawn picture's first row on. A terminal that has become narrower has wrapped its lines.
-std::string LiveBoard::eraseDrawn() const {
+std::string LiveView::eraseDrawn() const {
     const std::size_t rows = drawnLines_ * rowsTaken(drawnColumns_, terminal_.size().columns);
     return rows == 0 ? "" : "\x1b[" + std::to_string(rows) + "A\r\x1b[J";
 }
 
-BoardLine& LiveBoard::lineOf(const BugProgress& progress) {
-    const auto known = std::find_if(state_.lines.begin(), state_.lines.end(), [&](const BoardLine& line) {
+ViewLine& LiveView::lineOf(const BugProgress& progress) {
+    const auto known = std::find_if(state_.lines.begin(), state_.lines.end(), [&](const ViewLine& line) {
         return line.progress.bugID == progress.bugID;
     });
     if (known != state_.lines.end()) {

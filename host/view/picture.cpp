@@ -1,4 +1,4 @@
-#include "host/view/board_picture.hpp"
+#include "host/view/picture.hpp"
 
 #include <algorithm>
 #include <array>
@@ -43,7 +43,7 @@ std::string clockText(std::chrono::seconds time) {
 
 /// Sign, bug, app, on a wide terminal the title, stage, how long, and with what room is left the agent's last
 /// line or why it failed.
-std::string textOf(const BoardLine& line, const PictureFrame& frame, Instant now) {
+std::string textOf(const ViewLine& line, const PictureFrame& frame, Instant now) {
     const BugProgress& progress = line.progress;
     const std::size_t width = frame.columns;
     const std::size_t titleWidth = width >= 110 ? 28 : 0;
@@ -62,15 +62,15 @@ std::string textOf(const BoardLine& line, const PictureFrame& frame, Instant now
 }
 
 /// Those that ended: the last one first.
-std::vector<const BoardLine*> linesInOrder(const BoardState& board) {
-    std::vector<const BoardLine*> ordered;
-    for (const BoardLine& line : board.lines) {
+std::vector<const ViewLine*> linesInOrder(const ViewState& view) {
+    std::vector<const ViewLine*> ordered;
+    for (const ViewLine& line : view.lines) {
         ordered.push_back(&line);
     }
-    const auto group = [](const BoardLine* line) {
+    const auto group = [](const ViewLine* line) {
         return isRunning(line->progress.stage) ? 0 : hasEnded(line->progress.stage) ? 2 : 1;
     };
-    std::sort(ordered.begin(), ordered.end(), [&](const BoardLine* left, const BoardLine* right) {
+    std::sort(ordered.begin(), ordered.end(), [&](const ViewLine* left, const ViewLine* right) {
         const bool bothEnded = group(left) == 2 && group(right) == 2;
         if (bothEnded && left->since != right->since) {
             return left->since > right->since;
@@ -85,10 +85,10 @@ std::string counted(std::ptrdiff_t number, const std::string& what) {
 }
 
 /// "2 running, 3 queued, 1 in review; 1 needs attention".
-std::string summary(const BoardState& board) {
+std::string summary(const ViewState& view) {
     const auto count = [&](auto predicate) {
-        return std::count_if(board.lines.begin(), board.lines.end(),
-                             [&](const BoardLine& line) { return predicate(line.progress.stage); });
+        return std::count_if(view.lines.begin(), view.lines.end(),
+                             [&](const ViewLine& line) { return predicate(line.progress.stage); });
     };
     const auto is = [](SessionStage wanted) {
         return [wanted](SessionStage stage) { return stage == wanted; };
@@ -102,19 +102,19 @@ std::string summary(const BoardState& board) {
     const auto attention = count(needsAttention);
     const std::string person = counted(attention, attention == 1 ? "needs attention" : "need attention");
     text += (text.empty() || person.empty() ? "" : "; ") + person;
-    return board.alerts.contains("backend") ? text + "; the backend does not answer" : text;
+    return view.alerts.contains({AlertTopic::backend}) ? text + "; the backend does not answer" : text;
 }
 
 }  // namespace
 
-std::vector<std::string> pictureOf(const BoardState& board, const PictureFrame& frame, Instant now) {
+std::vector<std::string> pictureOf(const ViewState& view, const PictureFrame& frame, Instant now) {
     std::vector<std::string> text;
-    for (const auto& [topic, sentence] : board.alerts) {
+    for (const auto& [topic, sentence] : view.alerts) {
         if (text.size() + 2 < frame.rows) {
             text.push_back(std::string(yellow) + "! " + fitted(sentence, frame.columns - 3) + plain);
         }
     }
-    const auto lines = linesInOrder(board);
+    const auto lines = linesInOrder(view);
     const std::size_t room = frame.rows - text.size() - 1;
     const std::size_t shown = lines.size() <= room ? lines.size() : room - std::min<std::size_t>(room, 1);
     for (std::size_t index = 0; index < shown; ++index) {
@@ -124,7 +124,7 @@ std::vector<std::string> pictureOf(const BoardState& board, const PictureFrame& 
         text.push_back("  and " + std::to_string(lines.size() - shown) + " more");
     }
     if (!lines.empty()) {
-        text.push_back(std::string(dim) + fitted("  " + summary(board), frame.columns - 1) + plain);
+        text.push_back(std::string(dim) + fitted("  " + summary(view), frame.columns - 1) + plain);
     }
     return text;
 }

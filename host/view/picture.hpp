@@ -5,34 +5,34 @@
 #include <string>
 #include <vector>
 
-#include "host/events/progress_board.hpp"
+#include "host/events/dispatch_event.hpp"
 #include "quernlight/platform/instant.hpp"
 
 namespace quernlight::host {
 
-/// One bug on the board.
-struct BoardLine {
+/// One bug in the view.
+struct ViewLine {
     BugProgress progress{};
     Instant since{};  ///< of the stage that it is in
 };
 
-/// All that a board shows.
-struct BoardState {
-    std::vector<BoardLine> lines{};               ///< in the order in which the bugs came
-    std::map<std::string, std::string> alerts{};  ///< by topic; only those that hold
+/// All that the view shows.
+struct ViewState {
+    std::vector<ViewLine> lines{};             ///< in the order in which the bugs came
+    std::map<AlertKey, std::string> alerts{};  ///< that hold
 };
 
-/// How much room a picture has, and how far the sign of what is under way has turned.
+/// How much room a picture has, and how far the sign of what runs has turned.
 struct PictureFrame {
     std::size_t columns = 80;
     std::size_t rows = 23;
     std::size_t number = 0;
 };
 
-/// The board as lines of a terminal: what holds now; the bugs, those under way first, then those that wait,
+/// The view as lines of a terminal: what holds now; the bugs, those that run first, then those that wait,
 /// then those that ended, as far as there is room; and the sum. Never taller than the frame has rows, since
 /// what is above a screen's top cannot be drawn over.
-std::vector<std::string> pictureOf(const BoardState& board, const PictureFrame& frame, Instant now);
+std::vector<std::string> pictureOf(const ViewState& view, const PictureFrame& frame, Instant now);
 
 /// For text that stays in the background; `plain` ends it.
 inline constexpr const char* dim = "\x1b[2m";

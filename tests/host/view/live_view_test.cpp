@@ -1,4 +1,4 @@
-#include "host/view/live_board.hpp"
+#include "host/view/live_view.hpp"
 
 #include <algorithm>
 #include <csignal>
@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/events/event_publisher.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "tests/host/terminal_bytes.hpp"
 
@@ -20,8 +21,8 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-/// A board on a real terminal of 80 columns; what was drawn is read back from the other side.
-class LiveBoardTest : public testing::Test {
+/// A view on a real terminal of 80 columns; what was drawn is read back from the other side.
+class LiveViewTest : public testing::Test {
   protected:
     void open(unsigned short rows) {
         winsize size{.ws_row = rows, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
@@ -30,11 +31,12 @@ class LiveBoardTest : public testing::Test {
         ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, &size), 0);
         master_ = FileDescriptor(master);
         slave_ = FileDescriptor(slave);
-        board_ = std::make_unique<LiveBoard>(io_.get_executor(), slave, true);
+        view_ = std::make_unique<LiveView>(io_.get_executor(), slave, true);
+        showing_ = events_.subscribe([this](const DispatchEvent& event) { view_->handle(event); });
     }
 
     void show(const std::string& bugID, SessionStage stage) {
-        board_->show({.bugID = bugID, .appName = "Shop", .title = "Title", .stage = stage});
+        events_.progress({.bugID = bugID, .appName = "Shop", .title = "Title", .stage = stage});
     }
 
     tcflag_t keySettings() {
@@ -57,7 +59,7 @@ class LiveBoardTest : public testing::Test {
         EXPECT_EQ(tcflow(slave_.get(), TCOON), 0);
         std::string bytes;
         while (bytes.find("\nnote") == std::string::npos) {
-            board_->close();
+            view_->close();
             bytes += nextBytes();
         }
         while (bytes.find(last) == std::string::npos) {
@@ -68,7 +70,7 @@ class LiveBoardTest : public testing::Test {
 
     /// All that was drawn.
     std::string drawn() {
-        board_->close();
+        view_->close();
         const std::string mark = "[that was all]";
         EXPECT_EQ(write(slave_.get(), mark.data(), mark.size()), static_cast<ssize_t>(mark.size()));
         std::string bytes;
@@ -81,10 +83,12 @@ class LiveBoardTest : public testing::Test {
     boost::asio::io_context io_;
     FileDescriptor master_;
     FileDescriptor slave_;
-    std::unique_ptr<LiveBoard> board_;
+    EventPublisher events_;
+    std::unique_ptr<LiveView> view_;
+    EventPublisher::Subscription showing_;
 };
 
-TEST_F(LiveBoardTest, ABugHasOneLineThatTellsItsStageBySign) {
+TEST_F(LiveViewTest, ABugHasOneLineThatTellsItsStageBySign) {
     open(24);
     show("3f2a9c10", SessionStage::working);
     show("3f2a9c10", SessionStage::inReview);
@@ -94,7 +98,7 @@ TEST_F(LiveBoardTest, ABugHasOneLineThatTellsItsStageBySign) {
     EXPECT_THAT(picture, Not(HasSubstr("working")));
 }
 
-TEST_F(LiveBoardTest, WhatDoesNotFitTheScreenIsCountedAndWhatRunsIsKept) {
+TEST_F(LiveViewTest, WhatDoesNotFitTheScreenIsCountedAndWhatRunsIsKept) {
     open(6);
     for (const char* bugID : {"11111111", "22222222", "33333333", "44444444"}) {
         show(bugID, SessionStage::queued);
@@ -107,7 +111,7 @@ TEST_F(LiveBoardTest, WhatDoesNotFitTheScreenIsCountedAndWhatRunsIsKept) {
     EXPECT_THAT(picture, HasSubstr("and 2 more"));
 }
 
-TEST_F(LiveBoardTest, ABugThatIsToBeReconciledIsNotRunning) {
+TEST_F(LiveViewTest, ABugThatIsToBeReconciledIsNotRunning) {
     open(24);
     show("11111111", SessionStage::toReconcile);
     show("22222222", SessionStage::working);
@@ -116,7 +120,7 @@ TEST_F(LiveBoardTest, ABugThatIsToBeReconciledIsNotRunning) {
     EXPECT_THAT(picture, HasSubstr("  1 running"));
 }
 
-TEST_F(LiveBoardTest, AnAgentThatHasExitedIsInAStageThatTellsHow) {
+TEST_F(LiveViewTest, AnAgentThatHasExitedIsInAStageThatTellsHow) {
     const auto exited = [](int code) {
         return stageText(BugProgress{.stage = SessionStage::agentExited, .exitCode = code});
     };
@@ -125,7 +129,7 @@ TEST_F(LiveBoardTest, AnAgentThatHasExitedIsInAStageThatTellsHow) {
     EXPECT_EQ(exited(128 + SIGKILL), "ended by SIGKILL");
 }
 
-TEST_F(LiveBoardTest, TheLastLineSumsUpAndSaysHowManyNeedAttention) {
+TEST_F(LiveViewTest, TheLastLineSumsUpAndSaysHowManyNeedAttention) {
     open(24);
     show("11111111", SessionStage::working);
     show("22222222", SessionStage::queued);
@@ -135,43 +139,43 @@ TEST_F(LiveBoardTest, TheLastLineSumsUpAndSaysHowManyNeedAttention) {
     EXPECT_THAT(drawn(), HasSubstr("1 running, 1 queued, 1 in review; 2 need attention"));
 }
 
-TEST_F(LiveBoardTest, AnAlertStandsThereUntilItIsOver) {
+TEST_F(LiveViewTest, AnAlertStandsThereUntilItIsOver) {
     open(24);
     show("11111111", SessionStage::working);
-    board_->alert("memory", "No memory.");
-    board_->alert("backend", "No backend.");
-    board_->alert("memory", "");
+    events_.alert({AlertTopic::memory}, "No memory.");
+    events_.alert({AlertTopic::backend}, "No backend.");
+    events_.alert({AlertTopic::memory}, "");
     const std::string picture = drawn();
     EXPECT_THAT(picture, HasSubstr("! No backend."));
     EXPECT_THAT(picture, HasSubstr("the backend does not answer"));
     EXPECT_THAT(picture, Not(HasSubstr("No memory.")));
 }
 
-TEST_F(LiveBoardTest, ABugThatHasLeftTheQueueIsNoLongerShown) {
+TEST_F(LiveViewTest, ABugThatHasLeftTheQueueIsNoLongerShown) {
     open(24);
     show("11111111", SessionStage::inReview);
     show("22222222", SessionStage::working);
-    board_->gone("11111111");
+    events_.removed("11111111");
     EXPECT_THAT(drawn(), Not(HasSubstr("11111111")));
 }
 
-TEST_F(LiveBoardTest, EventsScrollByAboveThePicture) {
+TEST_F(LiveViewTest, EventsScrollByAboveThePicture) {
     open(24);
     show("3f2a9c1d", SessionStage::working);
-    LoggedEvent logged{.bugID = "3f2a9c1d"};
-    logged.event.message = "The goal has been\x1b[2J typed.";
-    board_->event(logged);
+    ItemChanged changed{.bugID = "3f2a9c1d"};
+    changed.event.message = "The goal has been\x1b[2J typed.";
+    events_.publish(changed);
     const std::string picture = drawn();
     EXPECT_THAT(picture, HasSubstr("3f2a9c1d  The goal has been"));
     EXPECT_THAT(picture, Not(HasSubstr("\x1b[2J")));
     EXPECT_LT(picture.find("The goal"), picture.rfind("working"));
 }
 
-TEST_F(LiveBoardTest, ATerminalThatTakesNothingHoldsNobodyUpAndLosesNoLine) {
+TEST_F(LiveViewTest, ATerminalThatTakesNothingHoldsNobodyUpAndLosesNoLine) {
     open(24);
     ASSERT_EQ(tcflow(slave_.get(), TCOOFF), 0);
     for (int number = 0; number < 500; ++number) {
-        board_->note("note " + std::to_string(number) + std::string(100, '.'));
+        events_.notice("note " + std::to_string(number) + std::string(100, '.'));
     }
     const std::string picture = drawnOnceReleased("note 499.");
     EXPECT_THAT(picture, HasSubstr("note 0."));
@@ -179,11 +183,11 @@ TEST_F(LiveBoardTest, ATerminalThatTakesNothingHoldsNobodyUpAndLosesNoLine) {
     EXPECT_THAT(picture, HasSubstr("note 499."));
 }
 
-TEST_F(LiveBoardTest, LinesThatATerminalDidNotTakeForLongAreCounted) {
+TEST_F(LiveViewTest, LinesThatATerminalDidNotTakeForLongAreCounted) {
     open(24);
     ASSERT_EQ(tcflow(slave_.get(), TCOOFF), 0);
     for (int number = 0; number < 15'000; ++number) {
-        board_->note("note " + std::to_string(number) + std::string(100, '.'));
+        events_.notice("note " + std::to_string(number) + std::string(100, '.'));
     }
     const std::string picture = drawnOnceReleased("note 14999.");
     const auto notice = picture.find(" lines were left out here, since the terminal took nothing.");
@@ -193,42 +197,43 @@ TEST_F(LiveBoardTest, LinesThatATerminalDidNotTakeForLongAreCounted) {
     EXPECT_EQ(count + (shown - 1) / 100, 15'000U);
 }
 
-TEST_F(LiveBoardTest, KeysAreNotEchoedIntoThePictureButStillSendSignals) {
+TEST_F(LiveViewTest, KeysAreNotEchoedIntoThePictureButStillSendSignals) {
     open(24);
     const auto before = keySettings();
     show("3f2a9c1d", SessionStage::working);
-    board_->note("drawn");
+    events_.notice("drawn");
     EXPECT_EQ(keySettings() & static_cast<tcflag_t>(ECHO | ICANON), 0U);
     EXPECT_NE(keySettings() & static_cast<tcflag_t>(ISIG), 0U);
-    board_->close();
+    view_->close();
     EXPECT_EQ(keySettings(), before);
 }
 
-TEST_F(LiveBoardTest, ABoardThatIsDroppedGivesTheTerminalBackAsItWas) {
+TEST_F(LiveViewTest, AViewThatIsDroppedGivesTheTerminalBackAsItWas) {
     open(24);
     const auto before = keySettings();
-    board_->note("drawn");
+    events_.notice("drawn");
     ASSERT_NE(keySettings(), before);
-    board_.reset();
+    showing_.reset();
+    view_.reset();
     EXPECT_EQ(keySettings(), before);
 }
 
-TEST_F(LiveBoardTest, OnATerminalMadeNarrowerEveryRowOfTheOldPictureIsErased) {
+TEST_F(LiveViewTest, OnATerminalMadeNarrowerEveryRowOfTheOldPictureIsErased) {
     open(24);
     show("3f2a9c1d", SessionStage::working);
-    board_->note("drawn");  // one bug and the sum, at 80 columns
+    events_.notice("drawn");  // one bug and the sum, at 80 columns
     winsize narrow{.ws_row = 24, .ws_col = 40, .ws_xpixel = 0, .ws_ypixel = 0};
     ASSERT_EQ(ioctl(slave_.get(), TIOCSWINSZ, &narrow), 0);
     EXPECT_THAT(drawn(), HasSubstr("\x1b[4A\r\x1b[J"));
 }
 
-TEST_F(LiveBoardTest, NoLineIsWiderThanTheTerminalAndATitleMovesNoCursor) {
+TEST_F(LiveViewTest, NoLineIsWiderThanTheTerminalAndATitleMovesNoCursor) {
     open(24);
-    board_->show({.bugID = "11111111",
-                  .appName = std::string(300, 'a'),
-                  .title = "T\x1b[2J" + std::string(300, 't'),
-                  .detail = std::string(300, 'd')});
-    board_->alert("memory", std::string(300, 'm'));
+    events_.progress({.bugID = "11111111",
+                      .appName = std::string(300, 'a'),
+                      .title = "T\x1b[2J" + std::string(300, 't'),
+                      .detail = std::string(300, 'd')});
+    events_.alert({AlertTopic::memory}, std::string(300, 'm'));
     const std::string picture = drawn();
     EXPECT_THAT(picture, Not(HasSubstr("\x1b[2J")));
     EXPECT_THAT(picture, Not(HasSubstr(std::string(80, 'm'))));

@@ -1,4 +1,4 @@
-#include "host/view/log_board.hpp"
+#include "host/view/event_log.hpp"
 
 #include <array>
 #include <cerrno>
@@ -46,8 +46,8 @@ FileDescriptor openedLog(const std::string& file) {
     return opened;
 }
 
-LoggedEvent noteNow(const std::string& sentence) {
-    LoggedEvent logged;
+ItemChanged noticeNow(const std::string& sentence) {
+    ItemChanged logged;
     logged.event.message = sentence;
     logged.event.createdAt = currentInstant();
     return logged;
@@ -56,7 +56,8 @@ LoggedEvent noteNow(const std::string& sentence) {
 BackgroundWriter::LossNotice lossNotice(LogFormat format) {
     return [format](std::size_t lost) {
         const std::string what = std::to_string(lost) + (lost == 1 ? " line was" : " lines were");
-        return logLine(format, noteNow(what + " left out here, since nobody took what was written.")) + "\n";
+        return logLine(format, noticeNow(what + " left out here, since nobody took what was written.")) +
+               "\n";
     };
 }
 
@@ -76,7 +77,7 @@ std::string escapedJson(const std::string& line) {
     return escaped;
 }
 
-std::string jsonLine(const LoggedEvent& logged) {
+std::string jsonLine(const ItemChanged& logged) {
     const QueueEvent& event = logged.event;
     json::object line{{"time", formatInstant(event.createdAt)}};
     if (!event.kind.empty()) {
@@ -91,7 +92,7 @@ std::string jsonLine(const LoggedEvent& logged) {
     return escapedJson(json::serialize(line));
 }
 
-std::string textLine(const LoggedEvent& logged) {
+std::string textLine(const ItemChanged& logged) {
     const QueueEvent& event = logged.event;
     const std::string time = formatInstant(event.createdAt);
     if (event.kind.empty()) {
@@ -104,26 +105,35 @@ std::string textLine(const LoggedEvent& logged) {
 
 }  // namespace
 
-LogBoard::LogBoard(LogFormat format) : LogBoard(format, STDOUT_FILENO) {}
+EventLog::EventLog(LogFormat format) : EventLog(format, STDOUT_FILENO) {}
 
-LogBoard::LogBoard(LogFormat format, const std::string& file) : LogBoard(format, openedLog(file).get()) {}
+EventLog::EventLog(LogFormat format, const std::string& file) : EventLog(format, openedLog(file).get()) {}
 
-LogBoard::LogBoard(LogFormat format, int descriptor)
+EventLog::EventLog(LogFormat format, int descriptor)
     : format_(format), writer_(descriptor, lossNotice(format)) {}
 
-void LogBoard::note(const std::string& sentence) {
-    event(noteNow(sentence));
+/// Stages and output are not told: the items' events tell of them.
+void EventLog::handle(const DispatchEvent& event) {
+    std::optional<ItemChanged> logged;
+    if (const auto* changed = std::get_if<ItemChanged>(&event)) {
+        logged = *changed;
+    } else if (const auto* raised = std::get_if<AlertRaised>(&event)) {
+        logged = noticeNow(raised->sentence);
+    } else if (const auto* setting = std::get_if<SettingChanged>(&event)) {
+        logged = noticeNow(setting->sentence);
+    } else if (const auto* notice = std::get_if<Notice>(&event)) {
+        logged = noticeNow(notice->sentence);
+    }
+    if (logged) {
+        writer_.write(logLine(format_, *logged) + "\n");
+    }
 }
 
-void LogBoard::event(const LoggedEvent& logged) {
-    writer_.write(logLine(format_, logged) + "\n");
-}
-
-void LogBoard::close() {
+void EventLog::close() {
     writer_.waitUntilIdle(timeoutAtTheEnd);
 }
 
-std::string logLine(LogFormat format, const LoggedEvent& logged) {
+std::string logLine(LogFormat format, const ItemChanged& logged) {
     return format == LogFormat::jsonLines ? jsonLine(logged) : textLine(logged);
 }
 

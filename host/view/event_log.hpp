@@ -2,10 +2,21 @@
 
 #include <string>
 
-#include "host/events/progress_board.hpp"
+#include "host/events/dispatch_event.hpp"
 #include "host/view/background_writer.hpp"
 
 namespace quernlight::host {
+
+/// Shows people what happens. Used on one executor.
+class View {
+  public:
+    virtual ~View() = default;
+
+    virtual void handle(const DispatchEvent& event) = 0;
+
+    /// No more events; what is on the screen stays.
+    virtual void close() = 0;
+};
 
 enum class LogFormat {
     text,       ///< for people: time, bug, kind, sentence, ids
@@ -14,30 +25,28 @@ enum class LogFormat {
 
 /// One line for each event and each note, for files, pipes and log collectors. Nobody waits for who reads it:
 /// lines that find no room are left out, and counted in a line of their own once there is some.
-class LogBoard final : public ProgressBoard {
+class EventLog final : public View {
   public:
     /// Writes to standard output.
-    explicit LogBoard(LogFormat format);
+    explicit EventLog(LogFormat format);
 
     /// Writes to the end of the file, which may be a named pipe, and takes other users' rights to it away.
     /// Throws UserError when it cannot be written.
-    LogBoard(LogFormat format, const std::string& file);
+    EventLog(LogFormat format, const std::string& file);
 
-    void show(const BugProgress&) override {}  // its events tell
-    void note(const std::string& sentence) override;
-    void event(const LoggedEvent& logged) override;
+    void handle(const DispatchEvent& event) override;
 
     /// Waits a moment until all lines are written.
     void close() override;
 
   private:
-    LogBoard(LogFormat format, int descriptor);
+    EventLog(LogFormat format, int descriptor);
 
     const LogFormat format_;
     BackgroundWriter writer_;
 };
 
 /// The line for an event or (without bug and kind) a note, no line end.
-std::string logLine(LogFormat format, const LoggedEvent& logged);
+std::string logLine(LogFormat format, const ItemChanged& logged);
 
 }  // namespace quernlight::host

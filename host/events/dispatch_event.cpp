@@ -1,4 +1,4 @@
-#include "host/events/progress_board.hpp"
+#include "host/events/dispatch_event.hpp"
 
 #include "quernlight/platform/signal_name.hpp"
 

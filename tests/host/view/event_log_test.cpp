@@ -1,4 +1,4 @@
-#include "host/view/log_board.hpp"
+#include "host/view/event_log.hpp"
 
 #include <array>
 #include <cstdio>
@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/events/event_publisher.hpp"
 #include "host/process/user_error.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -18,8 +19,8 @@
 namespace quernlight::host {
 namespace {
 
-LoggedEvent running() {
-    LoggedEvent logged{.bugID = "3f2a9c1d"};
+ItemChanged running() {
+    ItemChanged logged{.bugID = "3f2a9c1d"};
     logged.event = {.queueItemID = *parseUuid("0F1E2D3C-4B5A-4697-8877-665544332211"),
                     .sessionID = *parseUuid("A1B2C3D4-E5F6-4789-9ABC-DEF012345678"),
                     .kind = "running",
@@ -42,7 +43,7 @@ TEST(LogLineTest, AJsonLineHasTheSameAsMembers) {
 }
 
 TEST(LogLineTest, AMessageOfSeveralLinesStaysOneLineAndMovesNoCursor) {
-    LoggedEvent failed = running();
+    ItemChanged failed = running();
     failed.event.message = "fatal: no\nsuch\x1b[2J\tref";
     EXPECT_THAT(logLine(LogFormat::text, failed),
                 testing::HasSubstr("running: fatal: no such [2J ref  item="));
@@ -50,51 +51,53 @@ TEST(LogLineTest, AMessageOfSeveralLinesStaysOneLineAndMovesNoCursor) {
 }
 
 TEST(LogLineTest, AJsonLineHoldsNoCharacterThatATerminalActsOn) {
-    LoggedEvent failed = running();
+    ItemChanged failed = running();
     failed.event.message = "a\u009b2J\x7f\u202eb\u2028\x1b日";
     EXPECT_THAT(logLine(LogFormat::jsonLines, failed),
                 testing::HasSubstr(R"("message":"a\u009b2J\u007f\u202eb\u2028\u001b日")"));
 }
 
 TEST(LogLineTest, ABugsIdMovesNoCursor) {
-    LoggedEvent failed = running();
+    ItemChanged failed = running();
     failed.bugID = "3f\x1b[2J";
     EXPECT_THAT(logLine(LogFormat::text, failed), testing::HasSubstr("  3f [2J  running"));
 }
 
-TEST(LogBoardTest, EventsAndNotesAreLinesInTheFileAndStagesAreNot) {
+TEST(EventLogTest, EventsAndNotesAreLinesInTheFileAndStagesAreNot) {
     const test::TemporaryDirectory directory;
     const std::string file = directory / "dispatch.log";
-    LogBoard board(LogFormat::text, file);
-    board.show({.bugID = "3f2a9c1d", .stage = SessionStage::working});
-    board.event(running());
-    board.note("Stopping the sessions.");
-    board.close();
+    EventLog log(LogFormat::text, file);
+    log.handle(StageChanged{{.bugID = "3f2a9c1d", .stage = SessionStage::working}});
+    log.handle(running());
+    log.handle(Notice{"Stopping the sessions."});
+    log.close();
     EXPECT_THAT(
         test::readFile(file),
         testing::MatchesRegex(".*running: Codex session is running.*\n.*Z  Stopping the sessions.\n"));
 }
 
-TEST(LogBoardTest, AConditionIsToldWhenItChangesAndNotWhenItHolds) {
+TEST(EventLogTest, AnAlertIsLoggedWhenItChangesAndNotWhenItHolds) {
     const test::TemporaryDirectory directory;
     const std::string file = directory / "dispatch.log";
-    LogBoard board(LogFormat::text, file);
-    board.alert("memory", "Short.");
-    board.alert("memory", "Short.");
-    board.alert("memory", "");
-    board.alert("memory", "Short.");
-    board.close();
+    EventLog log(LogFormat::text, file);
+    EventPublisher events;
+    const auto logging = events.subscribe([&log](const DispatchEvent& event) { log.handle(event); });
+    events.alert({AlertTopic::memory}, "Short.");
+    events.alert({AlertTopic::memory}, "Short.");
+    events.alert({AlertTopic::memory}, "");
+    events.alert({AlertTopic::memory}, "Short.");
+    log.close();
     EXPECT_THAT(test::readFile(file), testing::MatchesRegex(".*Z  Short.\n.*Z  Short.\n"));
 }
 
-TEST(LogBoardTest, LinesThatFindNoRoomInAPipeAreLeftOutWholeAndCounted) {
+TEST(EventLogTest, LinesThatFindNoRoomInAPipeAreLeftOutWholeAndCounted) {
     const test::TemporaryDirectory directory;
     const std::string pipe = directory / "log";
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
-    LogBoard board(LogFormat::text, pipe);
+    EventLog log(LogFormat::text, pipe);
     constexpr int lines = 5000;
     for (int number = 0; number < lines; ++number) {
-        board.note(std::to_string(number) + std::string(1000, '.'));
+        log.handle(Notice{std::to_string(number) + std::string(1000, '.')});
     }
     const FileDescriptor reading(open(pipe.c_str(), O_RDONLY | O_CLOEXEC));
     FILE* const file = fdopen(dup(reading.get()), "r");
@@ -113,8 +116,8 @@ TEST(LogBoardTest, LinesThatFindNoRoomInAPipeAreLeftOutWholeAndCounted) {
     EXPECT_EQ(read + lost, lines);
 }
 
-TEST(LogBoardTest, AFileThatCannotBeWrittenIsAnErrorThatSaysWhatToDo) {
-    EXPECT_THROW(LogBoard(LogFormat::text, "/proc/none/dispatch.log"), UserError);
+TEST(EventLogTest, AFileThatCannotBeWrittenIsAnErrorThatSaysWhatToDo) {
+    EXPECT_THROW(EventLog(LogFormat::text, "/proc/none/dispatch.log"), UserError);
 }
 
 }  // namespace

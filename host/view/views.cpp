@@ -1,0 +1,33 @@
+#include "host/view/views.hpp"
+
+#include <unistd.h>
+
+#include "host/view/live_view.hpp"
+
+namespace quernlight::host {
+
+Views::Views(const boost::asio::any_io_executor& executor, EventPublisher& events,
+             const ViewOptions& options) {
+    const bool wantsPicture = options.format == LogFormat::text || options.logFile;
+    if (wantsPicture && isatty(STDOUT_FILENO) != 0) {
+        views_.push_back(std::make_unique<LiveView>(executor, STDOUT_FILENO, options.history));
+    } else {
+        views_.push_back(std::make_unique<EventLog>(options.format));
+    }
+    if (options.logFile) {
+        views_.push_back(std::make_unique<EventLog>(options.format, *options.logFile));
+    }
+    for (const auto& view : views_) {
+        subscriptions_.push_back(
+            events.subscribe([view = view.get()](const DispatchEvent& event) { view->handle(event); }));
+    }
+}
+
+void Views::close() {
+    subscriptions_.clear();
+    for (const auto& view : views_) {
+        view->close();
+    }
+}
+
+}  // namespace quernlight::host
