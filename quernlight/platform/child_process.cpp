@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <exception>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -12,6 +13,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/multiple_exceptions.hpp>
@@ -19,6 +21,7 @@
 #include <boost/asio/redirect_error.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/strand.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
 #include "quernlight/platform/exit_watcher.hpp"
@@ -40,7 +43,8 @@ constexpr std::chrono::seconds leftOpenGrace{2};
 constexpr std::chrono::milliseconds undoPatience{1000};
 
 /// A started child. Unless it has been reaped it is ended, with its process group, and reaped at the end of
-/// the owner's scope, however that is left; that blocks for `undoPatience` at most.
+/// the owner's scope, however that is left. That blocks its thread, so it is for where nothing can be awaited
+/// any more: the loop is destroyed, or the child cannot be watched.
 class RunningChild {
   public:
     explicit RunningChild(pid_t processID) : processID_(processID) {}
@@ -48,14 +52,16 @@ class RunningChild {
     RunningChild& operator=(const RunningChild&) = delete;
     ~RunningChild() {
         if (processID_ > 0) {
-            ::kill(-processID_, SIGTERM);
+            signalGroup(SIGTERM);
             awaitExitBriefly();
-            ::kill(-processID_, SIGKILL);
+            signalGroup(SIGKILL);
             reap();
         }
     }
 
     pid_t processID() const { return processID_; }
+
+    void signalGroup(int signal) const { ::kill(-processID_, signal); }
 
     /// Waits for the end of the child and returns its exit code; nothing when the kernel has none to tell,
     /// because SIGCHLD is ignored or somebody else has reaped the child.
@@ -159,6 +165,26 @@ Task<void> readUntilDone(Capture& output, Capture* errors, Descriptor& watcher) 
     }
 }
 
+Task<void> readAndAwaitExit(Capture& output, Capture* errors, Descriptor& watcher) {
+    co_await readUntilDone(output, errors, watcher);
+    co_await exited(watcher);
+}
+
+Task<void> undoPatienceOver() {
+    asio::steady_timer timer(co_await asio::this_coro::executor, undoPatience);
+    co_await timer.async_wait(asio::use_awaitable);
+}
+
+/// Ends a child that is no longer wanted, and its process group, while the loop goes on.
+Task<void> end(RunningChild& child, Descriptor& watcher) {
+    using namespace asio::experimental::awaitable_operators;
+    child.signalGroup(SIGTERM);
+    co_await (exited(watcher) || undoPatienceOver());
+    child.signalGroup(SIGKILL);
+    co_await exited(watcher);
+    child.reap();
+}
+
 /// The exit code, without which nothing may be taken for a success.
 int exitCodeOf(RunningChild& child) {
     const auto exitCode = child.reap();
@@ -181,8 +207,18 @@ Task<ChildProcessResult> run(ChildProcessRequest request) {
     output.childsEnd.close();
     Descriptor watcher = adopt(executor, watchExit(child.processID()));
     Capture* const apart = errors ? &*errors : nullptr;
-    co_await readUntilDone(output, apart, watcher);
-    co_await exited(watcher);
+    std::exception_ptr failure;
+    try {
+        co_await readAndAwaitExit(output, apart, watcher);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    if (failure) {
+        // What was cancelled must not run on beside what its caller does next.
+        co_await asio::this_coro::reset_cancellation_state(asio::disable_cancellation());
+        co_await end(child, watcher);
+        std::rethrow_exception(failure);
+    }
     ChildProcessResult result{.exitCode = exitCodeOf(child), .output = std::move(output.text)};
     if (errors) {
         result.errors = std::move(errors->text);

@@ -81,6 +81,12 @@ class LifeLine {
         writing_.close();
     }
 
+    Task<std::string> line() {
+        std::string text;
+        co_await asio::async_read_until(reading_, asio::dynamic_buffer(text), '\n', asio::use_awaitable);
+        co_return text.substr(0, text.find('\n'));
+    }
+
     Task<void> ended() {
         std::string rest;
         boost::system::error_code end;
@@ -223,6 +229,28 @@ TEST_F(ChildProcessTest, CancellationKillsTheProgramAndWhatItStarted) {
     test::runTask(io, life.ended());
     io.run();
     EXPECT_EQ(errorOf(result), asio::error::operation_aborted);
+}
+
+/// A reply within its last second shows that the loop was not held, and that the program still ran.
+/// Its shell looks at its traps between two sleeps; a long one may have begun just after the signal.
+TEST_F(ChildProcessTest, TheLoopGoesOnWhileACancelledProgramUndoesItsWork) {
+    LifeLine life(io, fifo);
+    asio::cancellation_signal cancel;
+    auto result = asio::co_spawn(
+        io,
+        runChildProcess(shell("exec 3> " + fifo +
+                              "; trap 'echo undoing >&3' TERM; echo $$ >&3; while :; do sleep 0.01; done")),
+        asio::bind_cancellation_slot(cancel.slot(), asio::use_future));
+    const pid_t child = std::stoi(test::runTask(io, life.line()));
+    cancel.emit(asio::cancellation_type::terminal);
+    EXPECT_EQ(test::runTask(io, life.line()), "undoing");
+    EXPECT_EQ(::kill(child, 0), 0) << "the loop was held until it had ended";
+    EXPECT_EQ(result.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    cancel.emit(asio::cancellation_type::terminal);  // a second wish does not cut it short
+    io.restart();
+    io.run();
+    EXPECT_EQ(errorOf(result), asio::error::operation_aborted);
+    EXPECT_NE(::kill(child, 0), 0) << "it returned before the program had ended";
 }
 
 TEST_F(ChildProcessTest, CancellationAlsoEndsAProgramWhoseErrorsAreKeptApart) {
