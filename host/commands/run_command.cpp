@@ -4,6 +4,7 @@
 
 #include "host/app/dispatch_program.hpp"
 #include "host/commands/dry_run.hpp"
+#include "host/events/failure_notices.hpp"
 #include "host/process/core_dumps.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/process/event_loop.hpp"
@@ -47,6 +48,7 @@ int runCommand(const RunOptions& options) {
                                   .logFile = options.logFile};
     EventPublisher events;
     Views views(io.get_executor(), events, viewOptions);
+    const FailureNotices failures(io.get_executor(), events);
     const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,

@@ -12,7 +12,7 @@
 namespace quernlight {
 
 /// Work that runs beside its owner and ends with it: started at once, cancelled and awaited by `end`. An
-/// exception that leaves the work is written to standard error, as `spawnLogged` does. Used on one executor.
+/// exception that leaves the work is told by `reportFailure`, as by `spawnLogged`. Used on one executor.
 class ChildTask {
   public:
     ChildTask(const boost::asio::any_io_executor& executor, std::string name, Task<void> work);

@@ -1,6 +1,8 @@
 #include "quernlight/platform/failure_report.hpp"
 
 #include <iostream>
+#include <mutex>
+#include <utility>
 
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
@@ -11,12 +13,40 @@ namespace quernlight {
 
 namespace {
 
+constexpr std::size_t mostShown = 300;
+
+struct Destination {
+    std::mutex lock;
+    FailureSink sink;
+};
+
+/// Never destroyed, since a thread may report at the very end of the program.
+Destination& destination() {
+    static Destination& only = *new Destination;
+    return only;
+}
+
+void write(const std::string& line) {
+    Destination& to = destination();
+    const std::lock_guard guard(to.lock);
+    if (to.sink) {
+        to.sink(line);
+    } else {
+        std::cerr << line + "\n";
+    }
+}
+
 void write(const std::string& name, const std::exception& error) {
-    constexpr std::size_t mostShown = 300;
-    std::cerr << escapedLine(name, mostShown) + ": " + escapedLine(error.what(), mostShown) + "\n";
+    write(escapedLine(name, mostShown) + ": " + escapedLine(error.what(), mostShown));
 }
 
 }  // namespace
+
+void setFailureSink(FailureSink sink) {
+    Destination& to = destination();
+    const std::lock_guard guard(to.lock);
+    to.sink = std::move(sink);
+}
 
 void reportFailure(const std::string& name, const std::exception_ptr& failure) noexcept {
     if (!failure) {
@@ -31,7 +61,7 @@ void reportFailure(const std::string& name, const std::exception_ptr& failure) n
     } catch (const std::exception& error) {
         write(name, error);
     } catch (...) {
-        std::cerr << name + ": an exception of an unknown kind\n";
+        write(escapedLine(name, mostShown) + ": an exception of an unknown kind");
     }
 }
 

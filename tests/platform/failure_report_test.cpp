@@ -32,6 +32,16 @@ TEST(FailureReportTest, WritesOneShortLineInWhichNothingActs) {
     EXPECT_EQ(report.find('\n'), report.size() - 1);
 }
 
+TEST(FailureReportTest, GoesToTheSinkThatIsSetAndThenToStandardErrorAgain) {
+    std::string taken;
+    setFailureSink([&taken](const std::string& line) { taken += line + "|"; });
+    EXPECT_EQ(reportOf(std::runtime_error("no such thing")), "");
+    EXPECT_EQ(reportOf(7), "");
+    setFailureSink({});
+    EXPECT_EQ(taken, "reader: no such thing|reader: an exception of an unknown kind|");
+    EXPECT_EQ(reportOf(std::runtime_error("no such thing")), "reader: no such thing\n");
+}
+
 TEST(FailureReportTest, SaysNothingOfWorkThatWasCancelledOrEndedWell) {
     const boost::system::error_code cancelled = boost::asio::error::operation_aborted;
     EXPECT_EQ(reportOf(boost::system::system_error(cancelled)), "");
