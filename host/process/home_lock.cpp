@@ -1,9 +1,9 @@
 #include "host/process/home_lock.hpp"
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <string>
+#include <system_error>
 #include <thread>
 
 #include <fcntl.h>
@@ -56,14 +56,19 @@ HomeLock::HomeLock(const std::filesystem::path& home, std::chrono::milliseconds 
     makePrivateFile(path_);
     file_ = FileDescriptor(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!file_) {
-        throw UserError("The dispatch home " + home.string() + " cannot be written (" + std::strerror(errno) +
-                        "); choose another with --home or mend its permissions.");
+        throw unwritableHome(home, errno);
     }
     if (!lockWithin(file_.get(), timeout)) {
         throw UserError("The dispatch home " + home.string() + " belongs to " + ownerOf(path_) +
                         "; stop that one first, or choose another home with --home.");
     }
     writeOwner(file_.get(), describeThisProcess());
+}
+
+UserError unwritableHome(const std::filesystem::path& home, int error) {
+    return UserError("The dispatch home " + home.string() + " cannot be written (" +
+                     std::generic_category().message(error) +
+                     "); choose another with --home or mend its permissions.");
 }
 
 bool HomeLock::isInPlace() const {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
+#include "host/user_error.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 
 namespace quernlight::host {
@@ -25,5 +26,8 @@ class HomeLock {
     std::filesystem::path path_;
     FileDescriptor file_;
 };
+
+/// That the home cannot be written, for the reason that errno gives.
+UserError unwritableHome(const std::filesystem::path& home, int error);
 
 }  // namespace quernlight::host

@@ -1,5 +1,6 @@
 #include "host/store/dispatch_store.hpp"
 
+#include <cerrno>
 #include <chrono>
 
 #include <unistd.h>
@@ -63,6 +64,16 @@ void refuseIrregular(const fs::path& file) {
     }
 }
 
+/// SQLite opens what it cannot write for reading, and only the first write fails, in its own words.
+void refuseUnwritable(const fs::path& file) {
+    for (const fs::path& needed : {file.parent_path(), file}) {
+        const int error = access(needed.c_str(), W_OK) == 0 ? 0 : errno;
+        if (error == EACCES || error == EPERM || error == EROFS) {
+            throw unwritableHome(file.parent_path(), error);
+        }
+    }
+}
+
 /// A new file is there before it has its tables: the process that makes it gets a moment to do so.
 Task<StoreLayout> awaitLayout(std::shared_ptr<Database> database) {
     constexpr milliseconds pause{50};
@@ -120,6 +131,7 @@ Task<void> DispatchStore::migrate() const {
 Task<DispatchStore> DispatchStore::open(fs::path file) {
     refuseIrregular(file);
     makePrivateFile(file);
+    refuseUnwritable(file);
     try {
         const DatabaseOptions options{.lockWait = lockWait};
         DispatchStore store(std::make_shared<Database>(file, options));
@@ -136,6 +148,7 @@ Task<DispatchStore> DispatchStore::openBesideOwner(fs::path home) {
     const fs::path file = FileLocations::databaseURL(home);
     refuseIrregular(file);
     makePrivateFile(file);
+    refuseUnwritable(file);
     try {
         const DatabaseOptions options{.lockWait = lockWait};
         DispatchStore store(std::make_shared<Database>(file, options));

@@ -163,6 +163,24 @@ TEST_F(ReadOnlyHomeTest, IsReadAllTheSame) {
     EXPECT_EQ(command({"map", "list"}).exitCode, 0);
 }
 
+TEST_F(ReadOnlyHomeTest, IsNamedByCommandsThatWouldWrite) {
+    queueOneBug();
+    if (!makeReadOnly()) {
+        GTEST_SKIP() << "mounting the home for reading only is not allowed here";
+    }
+    for (const Words& words : {Words{"config", "set", "sessions.max", "3"},
+                               {"config", "unset", "sessions.max"},
+                               {"queue", "cancel", "3f2a9c1d"},
+                               {"map", "set", "--bundle", "a", "--app", "A", "--repo", "/"}}) {
+        const auto outcome = command(words);
+        EXPECT_EQ(outcome.exitCode, 1) << words[0] << " " << words[1];
+        EXPECT_THAT(outcome.error,
+                    testing::AllOf(HasSubstr("The dispatch home " + home().string() + " cannot be written ("),
+                                   HasSubstr("; choose another with --home or mend its permissions.\n")))
+            << words[0] << " " << words[1];
+    }
+}
+
 TEST_F(ReadOnlyHomeTest, IsReadWithWhatACrashLeftInTheLog) {
     queueOneBug();
     const auto aside = repository.scratch("aside");
