@@ -118,4 +118,10 @@ std::optional<OutsideFailure> outsideFailure(const std::string& repository, cons
                                    " (check the network, the remote and the base branch of its mapping)."};
 }
 
+OutsideFailure unstartableAgent(const std::string& program, int exitCode, const std::string& words) {
+    return {.cause = "The agent " + withoutControls(program) + " cannot be started (it ended with code " +
+                     std::to_string(exitCode) + " before it asked for anything: " + withoutControls(words) +
+                     "); install what is missing, or check PATH and the setting agent.command."};
+}
+
 }  // namespace quernlight::host

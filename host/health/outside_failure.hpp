@@ -35,4 +35,7 @@ std::optional<OutsideFailure> unusableRepository(const std::string& repository,
 /// had. Nothing for what concerns this bug's own branch and worktree.
 std::optional<OutsideFailure> outsideFailure(const std::string& repository, const GitTrouble& trouble);
 
+/// The agent's program could not be run by what was to start it, in whose words.
+OutsideFailure unstartableAgent(const std::string& program, int exitCode, const std::string& words);
+
 }  // namespace quernlight::host

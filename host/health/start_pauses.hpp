@@ -32,7 +32,7 @@ class StartPauses {
     /// The repository has given a bug its worktree.
     void prepared(const std::string& repository) { end(repository); }
 
-    /// An agent runs.
+    /// An agent has shown that it runs: it takes its goal, or ended as one.
     void agentStarted() { end(everything); }
 
     /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all.

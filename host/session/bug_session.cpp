@@ -139,7 +139,6 @@ Task<bool> BugSession::startAgent(std::string goal) {
         co_await putBack(std::move(failure));
         co_return false;
     }
-    services_.startPauses.agentStarted();
     agentExitRecorded_ = false;
     co_await beginWatching(*started);
     co_return true;

@@ -68,6 +68,7 @@ class BugSession {
     Task<void> finish(SessionFailed end);
     Task<void> finish(SessionInterrupted);
     Task<void> finish(ConversationUnknown end);
+    Task<void> finish(AgentNotFound end);
     Task<void> finish(SessionSuperseded);
 
     Task<void> beginWatching(const StartSessionResponse& started);

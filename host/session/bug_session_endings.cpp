@@ -114,6 +114,12 @@ Task<void> BugSession::finish(ConversationUnknown end) {
     show(SessionStage::queued, sentence);
 }
 
+Task<void> BugSession::finish(AgentNotFound end) {
+    OutsideFailure failure =
+        unstartableAgent(services_.settings.agentCommand.front(), end.exitCode, end.words);
+    co_await putBack(std::move(failure));
+}
+
 Task<void> BugSession::finish(SessionSuperseded) {
     show(SessionStage::stoppingAgent);
     co_await stopAgent();

@@ -58,6 +58,9 @@ Task<void> BugSession::take(SessionEvent event) {
         watched_.activity.exitedAt = exit->at;
         watched_.activity.exitCode = exit->exitCode;
         showExit(*exit);
+        if (!agentNotFound(watched_)) {
+            services_.startPauses.agentStarted();
+        }
         co_await recordAgentExit();
     } else if (auto* comments = std::get_if<CommentsChanged>(&event)) {
         watched_.activity.lastCommentPollWithNewCommentAt = comments->at;
@@ -90,6 +93,7 @@ Task<void> BugSession::noteWhileStopping(SessionEvent event) {
 Task<void> BugSession::noteTyping(SessionEvent event) {
     if (std::holds_alternative<GoalTypingBegins>(event)) {
         watched_.goalTyped = true;
+        services_.startPauses.agentStarted();
     } else if (std::holds_alternative<GoalTyped>(event)) {
         goalTypedWhole_ = true;
         co_await ifPossible(tellEvent(EventKind::typed, "The goal has been typed."));

@@ -10,6 +10,9 @@
 namespace quernlight::host {
 namespace {
 
+constexpr int cannotBeRun = 126;  // env(1)'s codes
+constexpr int isNotThere = 127;
+
 NextStep stepAfter(const CompletionDetection& detection) {
     if (detection.outcome == CompletionOutcome::completed) {
         return WorkCompleted{detection.comment};
@@ -62,6 +65,9 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (session.stopRequested) {
         return SessionInterrupted{};
     }
+    if (auto notFound = agentNotFound(session)) {
+        return *notFound;
+    }
     if (refusedToResume(session)) {
         return ConversationUnknown{*session.resumes};
     }
@@ -78,6 +84,19 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     const bool wasLookedFor =
         session.commentsKnownAt && overdueAt(session, *session.commentsKnownAt, settings);
     return wasLookedFor ? NextStep(SessionFailed{std::move(*reason)}) : NextStep(LookForComment{});
+}
+
+std::optional<AgentNotFound> agentNotFound(const WatchedSession& session) {
+    const int exitCode = session.activity.exitedAt ? session.activity.exitCode.value_or(0) : 0;
+    if (session.goalTyped || (exitCode != cannotBeRun && exitCode != isNotThere)) {
+        return std::nullopt;
+    }
+    const std::string words(trimmed(session.lastWords));
+    const std::string line = words.substr(0, words.find('\n'));
+    if (!line.starts_with("env: ") && !line.starts_with("/usr/bin/env: ")) {
+        return std::nullopt;
+    }
+    return AgentNotFound{.exitCode = exitCode, .words = line};
 }
 
 std::string describeUncleanExit(int exitCode) {

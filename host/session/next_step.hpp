@@ -54,17 +54,27 @@ struct ConversationUnknown {
     Uuid conversation;
 };
 
+/// No agent ever ran: what was to start it says that it finds no program, or none that may be run.
+struct AgentNotFound {
+    int exitCode = 0;
+    std::string words{};  ///< the launcher's own line
+};
+
 /// Somebody took the item away (cancelled it, say): the agent is stopped and nothing is reported.
 struct SessionSuperseded {};
 
 using NextStep = std::variant<KeepWatching, LookForComment, WorkCompleted, UserAsked, SessionFailed,
-                              SessionInterrupted, ConversationUnknown, SessionSuperseded>;
+                              SessionInterrupted, ConversationUnknown, AgentNotFound, SessionSuperseded>;
 
 /// What to do with the session now. Reports of a session that lost its item count for nothing; then a
 /// completion comment counts above all, and a wish to stop above the rules that fail a session, since an
 /// interrupted session loses nothing. A silence or an exit fails it only when the comments were seen to hold
 /// no report after the rule's time was over, however long the backend takes to show them.
 NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeoutSettings& settings);
+
+/// Whether the session ended as env(1) does when it cannot run the program: with code 126 or 127 and a line
+/// of its own, before any key was typed. Whatever an agent does once its goal was begun is its own affair.
+std::optional<AgentNotFound> agentNotFound(const WatchedSession& session);
 
 /// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's
 /// name.

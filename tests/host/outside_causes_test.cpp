@@ -26,6 +26,12 @@ class OutsideCausesTest : public test::DispatchFixture {
         const auto outcome = dispatch({"config", "set", setting, value, "--home", home()});
         ASSERT_EQ(outcome.exitCode, 0) << outcome.error;
     }
+    void breakAgent() {
+        const auto agent = repository.scratch("broken/codex");
+        test::writeFile(agent, "#!/no/such/interpreter\n");
+        std::filesystem::permissions(agent, std::filesystem::perms::owner_all);
+        environment["PATH"] = agent.parent_path().string() + ":/usr/bin:/bin";
+    }
     void takeRemoteAway() { std::filesystem::rename(repository.bare(), repository.scratch("away")); }
     void bringRemoteBack() { std::filesystem::rename(repository.scratch("away"), repository.bare()); }
     void areAll(const std::string& expected) {
@@ -96,6 +102,26 @@ TEST_F(OutsideCausesTest, AnAgentThatCannotBeStartedFailsNoBug) {
     EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
     EXPECT_THAT(outcome.error, HasSubstr("Unable to launch Codex: No such file or directory; check"));
     areAll("queued");
+}
+
+/// It is found on PATH, but its interpreter is not.
+TEST_F(OutsideCausesTest, AnAgentThatIsOnThePathAndCannotBeRunFailsNoBug) {
+    breakAgent();
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error,
+                HasSubstr("3 bugs could not be started: The agent codex cannot be started (it ended with "
+                          "code 127 before it asked for anything: /usr/bin/env: "));
+    areAll("queued");
+}
+
+TEST_F(OutsideCausesTest, AnAgentThatStillCannotBeRunIsTriedAfterALongerPause) {
+    breakAgent();
+    const auto program = start(runWith());
+    ASSERT_TRUE(program->says("No bug is started for the next 5 s")) << program->output();
+    EXPECT_TRUE(program->says("No bug is started for the next 10 s")) << program->output();
+    EXPECT_THAT(program->output(), Not(HasSubstr("Bugs can be started again.")));
+    EXPECT_THAT(program->output(), Not(HasSubstr("  failed: ")));
 }
 
 }  // namespace

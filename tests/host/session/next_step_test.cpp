@@ -67,6 +67,30 @@ TEST_F(NextStepTest, AStopCountsAboveTheRulesThatFailASession) {
     EXPECT_TRUE(is<SessionInterrupted>(1000));
 }
 
+TEST_F(NextStepTest, AnAgentThatItsLauncherDoesNotFindIsNotTheBugsFailure) {
+    for (const char* words : {"/usr/bin/env: ‘codex’: No such file or directory\n\n",
+                              "env: node: No such file or directory\nmore"}) {
+        session.lastWords = words;
+        exits(1, 127);
+        EXPECT_TRUE(is<AgentNotFound>(1)) << words;
+        exits(1, 126);
+        EXPECT_TRUE(is<AgentNotFound>(1)) << words;
+    }
+    EXPECT_EQ(std::get<AgentNotFound>(stepAt(1)).words, "env: node: No such file or directory");
+}
+
+TEST_F(NextStepTest, AnAgentThatRanAndExitsAsItsLauncherWouldFails) {
+    exits(1, 127);
+    session.lastWords = "Welcome.\nenv: node: No such file or directory\n";
+    EXPECT_EQ(failureAt(20), "Codex exited with code 127 without posting a completion comment.");
+    session.lastWords = "env: node: No such file or directory\n";
+    session.goalTyped = true;
+    EXPECT_EQ(failureAt(20), "Codex exited with code 127 without posting a completion comment.");
+    session.goalTyped = false;
+    exits(1, 1);
+    EXPECT_EQ(failureAt(20), "Codex exited with code 1 without posting a completion comment.");
+}
+
 TEST_F(NextStepTest, ACrashFailsTheSessionOnlyAfterTheGraceForItsComment) {
     exits(20, 3);
     EXPECT_TRUE(goesOnAt(20));
