@@ -93,6 +93,7 @@ class Dispatcher {
     Task<std::string> blocker(BugQueueItem item) const;
     bool memoryIsShort();
     Task<void> start(BugQueueItem listed);
+    Task<void> awaitMapping(BugQueueItem item);
     Task<void> runSession(std::shared_ptr<BugSession> session, Uuid itemID);
     bool rests(const Uuid& itemID);
     void forgetRested();

@@ -136,9 +136,7 @@ Task<void> Dispatcher::start(BugQueueItem listed) {
     BugQueueItem item = *current;
     const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
     if (!mapping) {
-        co_return co_await services_.manager.markFailed(
-            item.id,
-            "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".");
+        co_return co_await awaitMapping(std::move(item));
     }
     if (stopping_ || isBusy(item.id) || !services_.disk.isWell() || !services_.homeIsInPlace()) {
         co_return;
@@ -148,6 +146,22 @@ Task<void> Dispatcher::start(BugQueueItem listed) {
     auto session = std::make_shared<BugSession>(services_, std::move(item), *mapping);
     sessions_.emplace(itemID, session);
     spawnLogged(executor_, name, runSession(std::move(session), itemID));
+}
+
+/// The manual queue knows no such wait: what a person has asked for and cannot be had fails.
+Task<void> Dispatcher::awaitMapping(BugQueueItem item) {
+    const std::string sentence =
+        "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".";
+    if (item.queueMode == QueueMode::manual) {
+        co_return co_await services_.manager.markFailed(item.id, sentence);
+    }
+    ItemEvent event{.itemID = item.id, .kind = EventKind::mappingGone, .message = sentence};
+    co_await appendEvent(services_.store.items, std::move(event));
+    co_await services_.manager.markResumable(item.id);
+    const auto waiting = co_await services_.store.items.item(item.id);
+    if (waiting) {
+        services_.board.show(restingProgress(*waiting));
+    }
 }
 
 /// Whether its last session ended on trouble with the disk a moment ago; it would not fare better at once.

@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 30> texts{"enqueued",
+constexpr std::array<std::string_view, 31> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -36,6 +36,7 @@ constexpr std::array<std::string_view, 30> texts{"enqueued",
                                                  "followUpWanted",
                                                  "startRequested",
                                                  "recovered",
+                                                 "mappingGone",
                                                  "workPreserved",
                                                  "retired"};
 static_assert(texts.size() == static_cast<std::size_t>(EventKind::retired) + 1);

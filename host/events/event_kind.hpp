@@ -36,6 +36,7 @@ enum class EventKind {
     followUpWanted,
     startRequested,  ///< of an item of the manual queue
     recovered,
+    mappingGone,    ///< of its app, while it waited for a place
     workPreserved,  ///< metadata: "ref" and "commit"
     retired,        ///< merged; the last event of an item
 };

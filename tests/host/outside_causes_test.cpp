@@ -124,5 +124,19 @@ TEST_F(OutsideCausesTest, AnAgentThatStillCannotBeRunIsTriedAfterALongerPause) {
     EXPECT_THAT(program->output(), Not(HasSubstr("  failed: ")));
 }
 
+TEST_F(OutsideCausesTest, AQueuedBugWhoseMappingIsGoneWaitsForANewOne) {
+    takeRemoteAway();
+    runOnce();
+    bringRemoteBack();
+    Connection(queueFile()).execute("DELETE FROM app_mappings");
+    const auto outcome = runOnce();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(outcome.output, HasSubstr("Bug 11111111 (Shop) waits for a repository: "));
+    areAll("waitingForMapping");
+    mapApp();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    areAll("completed");
+}
+
 }  // namespace
 }  // namespace quernlight
