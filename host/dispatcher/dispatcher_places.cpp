@@ -160,7 +160,7 @@ Task<void> Dispatcher::awaitMapping(BugQueueItem item) {
     co_await services_.manager.markResumable(item.id);
     const auto waiting = co_await services_.store.items.item(item.id);
     if (waiting) {
-        services_.board.show(restingProgress(*waiting));
+        services_.events.progress(restingProgress(*waiting));
     }
 }
 

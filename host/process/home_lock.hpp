@@ -3,7 +3,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "host/user_error.hpp"
+#include "host/process/user_error.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 
 namespace quernlight::host {
