@@ -10,7 +10,7 @@ SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '
 .PHONY: help setup demo test flaky soak clang cross fuzz tsan coverage headers check-all release format check-format clean
 
 help:
-	@echo 'make demo          set up, build, and watch three bugs travel the whole road'
+	@echo 'make demo          set up, build, and run three sample bugs end to end'
 	@echo 'make test          set up, build with sanitizers, and run every test'
 	@echo 'make release       build the program into build/release/bin'
 	@echo 'make clang         build everything with clang 19, warnings as errors'
@@ -35,7 +35,7 @@ release: setup build/release/build.ninja
 
 demo: setup
 	@packaging/build-quietly release
-	@build/release/bin/quernlight-dispatch demo
+	@build/release/bin/quernlight-dispatch-demo
 
 test: setup build/dev/build.ninja
 	@cmake --build --preset dev -j $(JOBS)

@@ -14,7 +14,6 @@ int runProgram(int argc, char** argv) {
     CLI::App program("Turns bug reports into work for a local coding agent.", "quernlight-dispatch");
     program.require_subcommand(1);
     ChosenCommand chosen;
-    addDemoCommand(program, chosen);
     addRunCommand(program, chosen);
     addMapCommand(program, chosen);
     addQueueCommand(program, chosen);

@@ -13,7 +13,6 @@ using ChosenCommand = std::function<int()>;
 
 // Each adds one command with its options to the program's command line; when that command is given, `chosen`
 // is set.
-void addDemoCommand(CLI::App& program, ChosenCommand& chosen);
 void addRunCommand(CLI::App& program, ChosenCommand& chosen);
 void addMapCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);

@@ -86,8 +86,11 @@ void DispatchFixture::startBackend(const std::vector<std::string>& arguments) {
 
 std::unique_ptr<DispatchProcess> DispatchFixture::start(const std::vector<std::string>& arguments) {
     const fs::path output = repository.scratch("output-" + std::to_string(++launches_));
-    return std::make_unique<DispatchProcess>(DispatchProcess::Launch{
-        .arguments = arguments, .environment = environment, .output = output, .startedBy = startedBy});
+    return std::make_unique<DispatchProcess>(DispatchProcess::Launch{.program = executable,
+                                                                     .arguments = arguments,
+                                                                     .environment = environment,
+                                                                     .output = output,
+                                                                     .startedBy = startedBy});
 }
 
 Outcome DispatchFixture::dispatch(const std::vector<std::string>& arguments) {

@@ -46,7 +46,7 @@ class DispatchFixture : public testing::Test {
     void startBackend(const std::vector<std::string>& arguments = {});
     void stopBackend() { backend_.reset(); }
 
-    /// `quernlight-dispatch` with these arguments, to its end.
+    /// The program with these arguments, to its end.
     Outcome dispatch(const std::vector<std::string>& arguments);
     std::unique_ptr<DispatchProcess> start(const std::vector<std::string>& arguments);
 
@@ -94,6 +94,7 @@ class DispatchFixture : public testing::Test {
     static constexpr const char* token = "the-administrators-secret";
 
     standin::test::HostedRepository repository;
+    std::filesystem::path executable = QUERNLIGHT_DISPATCH_PATH;
     EnvironmentMap environment;          // of every program that the fixture starts
     std::vector<std::string> startedBy;  // a command that starts it; empty: nothing
     std::string appName = "Shop";        // as the backend has it

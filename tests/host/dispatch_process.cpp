@@ -37,9 +37,9 @@ DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) 
     const FileDescriptor output = created(output_);
     const FileDescriptor error = created(errorFile(output_));
     std::vector<std::string> command = launch.startedBy;
-    command.emplace_back(command.empty() ? "quernlight-dispatch" : QUERNLIGHT_DISPATCH_PATH);
+    command.emplace_back(command.empty() ? launch.program.filename() : launch.program);
     command.insert(command.end(), launch.arguments.begin(), launch.arguments.end());
-    SpawnRequest request{.executable = launch.startedBy.empty() ? QUERNLIGHT_DISPATCH_PATH : command.front(),
+    SpawnRequest request{.executable = launch.startedBy.empty() ? launch.program.string() : command.front(),
                          .arguments = command,
                          .environment = entriesOf(launch.environment),
                          .workingDirectory = output_.parent_path(),
@@ -77,7 +77,7 @@ void DispatchProcess::signal(int number) const {
 }
 
 int DispatchProcess::exitCode() {
-    EXPECT_TRUE(eventually([&] { return hasEnded(); })) << "quernlight-dispatch does not end\n" << output();
+    EXPECT_TRUE(eventually([&] { return hasEnded(); })) << "the program does not end\n" << output();
     return ended_ ? exitCodeOfWaitStatus(status_) : -1;
 }
 

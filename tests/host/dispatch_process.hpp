@@ -10,11 +10,12 @@
 
 namespace quernlight::test {
 
-/// A `quernlight-dispatch` started for a test, as a process of its own that writes into files. It is killed
+/// A program of ours started for a test, as a process of its own that writes into files. It is killed
 /// with this object at the latest.
 class DispatchProcess {
   public:
     struct Launch {
+        std::filesystem::path program = QUERNLIGHT_DISPATCH_PATH;
         std::vector<std::string> arguments{};  ///< without the program's name
         EnvironmentMap environment{};          ///< complete
         std::filesystem::path output{};  ///< what it prints goes here, its errors to the same with ".err"

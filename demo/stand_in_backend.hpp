@@ -4,13 +4,13 @@
 
 #include <sys/types.h>
 
-#include "host/demo/demo_directory.hpp"
-#include "host/demo/demo_environment.hpp"
+#include "demo/directory.hpp"
+#include "demo/environment.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/platform/url.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 
 /// The stand-in backend as a process of its own, seeded with the demo's bugs. It ends with this object, and
 /// by itself should this program be killed, for it watches its standard input.
@@ -34,4 +34,4 @@ class StandInBackend {
     Url url_;
 };
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

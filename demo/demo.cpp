@@ -1,29 +1,30 @@
-#include "host/demo_command.hpp"
+#include "demo/demo.hpp"
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
+#include "demo/checks.hpp"
+#include "demo/directory.hpp"
+#include "demo/environment.hpp"
+#include "demo/samples.hpp"
+#include "demo/stand_in_backend.hpp"
 #include "host/app/dispatch_program.hpp"
 #include "host/commands/map_command.hpp"
-#include "host/demo/demo_bugs.hpp"
-#include "host/demo/demo_checks.hpp"
-#include "host/demo/demo_directory.hpp"
-#include "host/demo/demo_environment.hpp"
-#include "host/demo/demo_repository.hpp"
-#include "host/demo/demo_table.hpp"
-#include "host/demo/stand_in_backend.hpp"
 #include "host/process/event_loop.hpp"
 #include "host/process/held_signals.hpp"
 #include "host/process/home_lock.hpp"
 #include "host/process/private_files.hpp"
 #include "host/process/token_file.hpp"
 #include "host/process/user_error.hpp"
+#include "host/text/terminal_text.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
+using namespace host;  // whose parts are wired here
 namespace {
 
 /// Files with secrets are for their owner only from the first byte on.
@@ -116,12 +117,43 @@ class Demo {
     bool stopped_ = false;
 };
 
+std::string secondsText(double seconds) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.1f", seconds);
+    return text;
+}
+
+void printRow(std::ostream& out, const std::string& bug, const std::string& outcome,
+              const std::string& branch, const std::string& transcript, const std::string& seconds) {
+    out << fitted(bug, 10) << fitted(outcome, 20) << fitted(branch, 18) << fitted(transcript, 14) << seconds
+        << "\n";
+}
+
+/// One line per bug, and below the table every mistake that was found.
+void printTable(std::ostream& out, const std::vector<DemoFinding>& findings, bool showTranscriptPaths) {
+    out << "\n";
+    printRow(out, "bug", "outcome", "branch", "transcript", "seconds");
+    for (const DemoFinding& finding : findings) {
+        printRow(out, finding.bugID, finding.outcome, finding.branch.empty() ? "-" : finding.branch,
+                 std::to_string(finding.transcriptLines) + " lines", secondsText(finding.seconds));
+    }
+    out << "\n";
+    for (const DemoFinding& finding : findings) {
+        if (showTranscriptPaths) {
+            out << "transcript of " << finding.bugID << ": " << finding.transcript << "\n";
+        }
+        for (const std::string& mistake : finding.mistakes) {
+            out << "CHECK FAILED: bug " << finding.bugID << ": " << mistake << "\n";
+        }
+    }
+}
+
 int conclude(const std::vector<DemoFinding>& findings, const DemoDirectory& directory, bool keep) {
-    printDemoTable(std::cout, findings, keep);
+    printTable(std::cout, findings, keep);
     const bool right = std::all_of(findings.begin(), findings.end(),
                                    [](const DemoFinding& finding) { return finding.mistakes.empty(); });
     if (right) {
-        std::cout << "The database, git and the backend hold what they should.\n";
+        std::cout << "All checks passed.\n";
     }
     if (!keep) {
         std::cout << "With --keep, transcripts, worktrees and database stay to be looked at.\n";
@@ -134,16 +166,15 @@ int conclude(const std::vector<DemoFinding>& findings, const DemoDirectory& dire
 
 }  // namespace
 
-int demoCommand(const DemoOptions& options) {
+int runDemo(const DemoOptions& options) {
     const StandInPrograms programs = StandInPrograms::locate();
     const HeldSignals untilCleanedUp;
     const DemoDirectory directory(options.home, options.keep);
     adoptEnvironment(demoEnvironment(currentEnvironmentMap(), directory, programs));
     protectHome(directory.dispatchHome());
     const HomeLock lock(directory.dispatchHome());
-    std::cout
-        << "Three bugs on their road, between a stand-in backend and a scripted agent on this machine:\n\n"
-        << std::flush;
+    std::cout << "Three sample bugs, between a stand-in backend and a scripted agent on this machine:\n\n"
+              << std::flush;
     boost::asio::io_context io;
     EventPublisher events;
     Views views(io.get_executor(), events, {.history = false});
@@ -155,4 +186,4 @@ int demoCommand(const DemoOptions& options) {
     return demo.stopped() ? 130 : conclude(demo.findings(), directory, options.keep);
 }
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

@@ -19,8 +19,10 @@ using testing::Not;
 
 /// The demo; all that it makes lies in a temporary directory of the test's, which its processes carry in
 /// their environment.
-class DemoCommandTest : public test::DispatchFixture {
+class DemoTest : public test::DispatchFixture {
   protected:
+    DemoTest() { executable = DEMO_PATH; }
+
     std::vector<pid_t> processesLeft() const {
         return test::processesWithEnvironment("TMPDIR=" + temporary().string());
     }
@@ -30,46 +32,46 @@ class DemoCommandTest : public test::DispatchFixture {
     std::string drawnOnATerminal() {
         const FileDescriptor master(posix_openpt(O_RDWR | O_NOCTTY));
         EXPECT_TRUE(grantpt(master.get()) == 0 && unlockpt(master.get()) == 0);
-        test::DispatchProcess program({.arguments = {"demo"},
-                                       .environment = environment,
-                                       .output = repository.scratch("demo"),
-                                       .terminal = ptsname(master.get())});
+        test::DispatchProcess demo({.program = executable,
+                                    .environment = environment,
+                                    .output = repository.scratch("demo"),
+                                    .terminal = ptsname(master.get())});
         std::string drawn;
         for (std::string bytes = test::nextBytes(master); !bytes.empty(); bytes = test::nextBytes(master)) {
             drawn += bytes;
         }
-        EXPECT_EQ(program.exitCode(), 0) << drawn;
+        EXPECT_EQ(demo.exitCode(), 0) << drawn;
         return drawn;
     }
 };
 
-TEST_F(DemoCommandTest, ThreeBugsTravelTheWholeRoadAndNothingStaysBehind) {
-    const auto outcome = dispatch({"demo"});
+TEST_F(DemoTest, ThreeBugsRunEndToEndAndNothingStaysBehind) {
+    const auto outcome = dispatch({});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
     EXPECT_THAT(outcome.output, HasSubstr("\n7c41e0ab  completed           Notes-7c41e0ab"));
     EXPECT_THAT(outcome.output, HasSubstr("\n2e9b6d14  completed           Notes-2e9b6d14"));
     EXPECT_THAT(outcome.output, HasSubstr("\nb05d83f7  awaitingUserInput   -"));
-    EXPECT_THAT(outcome.output, HasSubstr("The database, git and the backend hold what they should.\n"));
+    EXPECT_THAT(outcome.output, HasSubstr("All checks passed.\n"));
     EXPECT_EQ(outcome.error, "");
     EXPECT_THAT(processesLeft(), IsEmpty());
     EXPECT_FALSE(leftFiles());
 }
 
-TEST_F(DemoCommandTest, TheCallersHomeStaysAsItIs) {
+TEST_F(DemoTest, TheCallersHomeStaysAsItIs) {
     const auto places = repository.scratch("the-callers");
     for (const char* name :
          {"HOME", "CODEX_HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME"}) {
         std::filesystem::create_directories(places / name);
         environment[name] = places / name;
     }
-    const auto outcome = dispatch({"demo"});
+    const auto outcome = dispatch({});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
     for (const auto& place : std::filesystem::directory_iterator(places)) {
         EXPECT_TRUE(std::filesystem::is_empty(place)) << place.path();
     }
 }
 
-TEST_F(DemoCommandTest, OnATerminalItDrawsALinePerBug) {
+TEST_F(DemoTest, OnATerminalItDrawsALinePerBug) {
     const std::string drawn = drawnOnATerminal();
     for (const char* line :
          {"✓\x1b[0m 7c41e0ab  Notes ", "✓\x1b[0m 2e9b6d14  Notes ", "?\x1b[0m b05d83f7  Notes "}) {
@@ -79,53 +81,53 @@ TEST_F(DemoCommandTest, OnATerminalItDrawsALinePerBug) {
     EXPECT_THAT(drawn, Not(HasSubstr("  typed: ")));
 }
 
-TEST_F(DemoCommandTest, ControlCLeavesNoProcessAndNoFile) {
-    const auto program = start({"demo"});
-    ASSERT_TRUE(program->says("  typed: ")) << program->errorText();
-    program->signal(SIGINT);
-    EXPECT_EQ(program->exitCode(), 130) << program->output() << program->errorText();
+TEST_F(DemoTest, ControlCLeavesNoProcessAndNoFile) {
+    const auto demo = start({});
+    ASSERT_TRUE(demo->says("  typed: ")) << demo->errorText();
+    demo->signal(SIGINT);
+    EXPECT_EQ(demo->exitCode(), 130) << demo->output() << demo->errorText();
     EXPECT_THAT(processesLeft(), IsEmpty());
     EXPECT_FALSE(leftFiles());
 }
 
-TEST_F(DemoCommandTest, ControlCBeforeTheFirstSessionLeavesNoProcessAndNoFile) {
-    const auto program = start({"demo"});
+TEST_F(DemoTest, ControlCBeforeTheFirstSessionLeavesNoProcessAndNoFile) {
+    const auto demo = start({});
     const auto repositoryIsMade = [&] {
-        for (const auto& demo : std::filesystem::directory_iterator(temporary())) {
-            return std::filesystem::exists(demo.path() / "home/.gitconfig");
+        for (const auto& made : std::filesystem::directory_iterator(temporary())) {
+            return std::filesystem::exists(made.path() / "home/.gitconfig");
         }
         return false;
     };
     EXPECT_TRUE(test::eventually(repositoryIsMade));
-    program->signal(SIGINT);
-    EXPECT_EQ(program->exitCode(), 130) << program->output() << program->errorText();
+    demo->signal(SIGINT);
+    EXPECT_EQ(demo->exitCode(), 130) << demo->output() << demo->errorText();
     EXPECT_THAT(processesLeft(), IsEmpty());
     EXPECT_FALSE(leftFiles());
 }
 
-TEST_F(DemoCommandTest, ControlCAsSoonAsItsDirectoryIsThereLeavesNoFile) {
-    const auto program = start({"demo"});
+TEST_F(DemoTest, ControlCAsSoonAsItsDirectoryIsThereLeavesNoFile) {
+    const auto demo = start({});
     EXPECT_TRUE(test::eventually([&] {
         for (int look = 0; look < 1000 && !leftFiles(); ++look) {
         }
         return leftFiles();
     }));
-    program->signal(SIGINT);
-    EXPECT_EQ(program->exitCode(), 130);
+    demo->signal(SIGINT);
+    EXPECT_EQ(demo->exitCode(), 130);
     EXPECT_FALSE(leftFiles());
 }
 
-TEST_F(DemoCommandTest, ControlCAfterTheResultIsPrintedLeavesNoFile) {
-    const auto program = start({"demo"});
-    ASSERT_TRUE(program->says("The database, git and the backend hold what they should."));
-    program->signal(SIGINT);
-    program->exitCode();
+TEST_F(DemoTest, ControlCAfterTheResultIsPrintedLeavesNoFile) {
+    const auto demo = start({});
+    ASSERT_TRUE(demo->says("All checks passed."));
+    demo->signal(SIGINT);
+    demo->exitCode();
     EXPECT_FALSE(leftFiles());
 }
 
-TEST_F(DemoCommandTest, WithKeepEverythingStaysInTheDirectoryThatWasChosen) {
+TEST_F(DemoTest, WithKeepEverythingStaysInTheDirectoryThatWasChosen) {
     const auto chosen = repository.scratch("kept");
-    const auto outcome = dispatch({"demo", "--home", chosen, "--keep"});
+    const auto outcome = dispatch({"--home", chosen, "--keep"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
     EXPECT_THAT(outcome.output, HasSubstr("Everything is in " + chosen.string() + "\n"));
     for (const char* kept : {"dispatch/queue.sqlite", "notes/README.md", "backend.json"}) {
@@ -134,29 +136,29 @@ TEST_F(DemoCommandTest, WithKeepEverythingStaysInTheDirectoryThatWasChosen) {
     EXPECT_FALSE(leftFiles());
 }
 
-TEST_F(DemoCommandTest, WhatWasThereBeforeStaysAndWhatTheDemoMadeGoes) {
+TEST_F(DemoTest, WhatWasThereBeforeStaysAndWhatTheDemoMadeGoes) {
     const auto mine = repository.scratch("mine");
     std::filesystem::create_directories(mine);
-    const auto program = start({"demo", "--home", mine});
-    ASSERT_TRUE(program->says("  typed: ")) << program->errorText();
+    const auto demo = start({"--home", mine});
+    ASSERT_TRUE(demo->says("  typed: ")) << demo->errorText();
     test::writeFile(mine / "letter", "Dear ...");
-    program->signal(SIGINT);
-    EXPECT_EQ(program->exitCode(), 130);
+    demo->signal(SIGINT);
+    EXPECT_EQ(demo->exitCode(), 130);
     EXPECT_EQ(test::readFile(mine / "letter"), "Dear ...");
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(mine), {}), 1);
 }
 
-TEST_F(DemoCommandTest, ADirectoryThatTheDemoMadeGoesWithIt) {
-    const auto program = start({"demo", "--home", repository.scratch("new")});
-    ASSERT_TRUE(program->says("  typed: ")) << program->errorText();
-    program->signal(SIGINT);
-    program->exitCode();
+TEST_F(DemoTest, ADirectoryThatTheDemoMadeGoesWithIt) {
+    const auto demo = start({"--home", repository.scratch("new")});
+    ASSERT_TRUE(demo->says("  typed: ")) << demo->errorText();
+    demo->signal(SIGINT);
+    demo->exitCode();
     EXPECT_FALSE(std::filesystem::exists(repository.scratch("new")));
 }
 
-TEST_F(DemoCommandTest, ADirectoryThatHoldsSomethingIsRefusedAndLeftAsItIs) {
+TEST_F(DemoTest, ADirectoryThatHoldsSomethingIsRefusedAndLeftAsItIs) {
     test::writeFile(repository.scratch("mine") / "letter", "Dear ...");
-    const auto outcome = dispatch({"demo", "--home", repository.scratch("mine")});
+    const auto outcome = dispatch({"--home", repository.scratch("mine")});
     EXPECT_EQ(outcome.exitCode, 1);
     EXPECT_THAT(outcome.error, HasSubstr("The demo needs a new or empty directory"));
     EXPECT_EQ(test::readFile(repository.scratch("mine") / "letter"), "Dear ...");

@@ -1,24 +1,40 @@
-#include "host/demo/demo_repository.hpp"
+#include "demo/samples.hpp"
 
 #include <fstream>
-#include <string>
-#include <vector>
 
-#include "host/demo/demo_bugs.hpp"
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
 #include "host/process/user_error.hpp"
 #include "host/worktree/git_time_limit.hpp"
 #include "quernlight/git/git_runner.hpp"
+#include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/platform/bug_id.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 namespace fs = std::filesystem;
+namespace json = boost::json;
 namespace {
+
+json::object seedOf(const DemoBug& bug) {
+    json::object seed{{"id", bug.id}, {"title", bug.title}, {"bundle_id", demoBundleID}};
+    if (!bug.description.empty()) {
+        seed["description"] = bug.description;
+    }
+    if (bug.outcome == ExpectedOutcome::followedUp) {
+        seed["status"] = "in_review";
+        seed["pr_url"] = demoPullRequestURL;
+    }
+    return seed;
+}
 
 void write(const fs::path& file, const std::string& text) {
     fs::create_directories(file.parent_path());
     std::ofstream stream(file, std::ios::binary);
     stream << text;
     if (!stream.flush()) {
-        throw UserError("The demo cannot write " + file.string() + "; free some disk space.");
+        throw host::UserError("The demo cannot write " + file.string() + "; free some disk space.");
     }
 }
 
@@ -56,10 +72,10 @@ std::string gitConfiguration(const DemoDirectory& directory, const StandInProgra
 }
 
 Task<void> git(std::vector<std::string> arguments) {
-    const GitRunner git = limitedGit({.name = "QUERNLIGHT_DISPATCH_DEMO", .value = "1"});
+    const GitRunner git = host::limitedGit({.name = "QUERNLIGHT_DISPATCH_DEMO", .value = "1"});
     const GitCommandResult result = co_await git(std::move(arguments));
     if (!result.succeeded()) {
-        throw UserError("The demo's repository cannot be made; git says: " + result.output);
+        throw host::UserError("The demo's repository cannot be made; git says: " + result.output);
     }
 }
 
@@ -90,6 +106,46 @@ Commands pullRequest(const std::string& checkout, const std::string& branch) {
 
 }  // namespace
 
+std::string DemoBug::shortID() const {
+    return BugID::normalized(id);
+}
+
+std::string DemoBug::branch() const {
+    return WorktreeNaming::branchName(demoAppName, id);
+}
+
+const std::vector<DemoBug>& demoBugs() {
+    static const std::vector<DemoBug> bugs{
+        {.id = "7C41E0AB-52D6-4B0F-9A63-1D0C5E2F8A01",
+         .title = "Saving an empty note crashes",
+         .description =
+             "Open Notes, press New, press Save without typing. Expected: nothing is saved. Seen: crash.",
+         .outcome = ExpectedOutcome::fixed},
+        {.id = "2E9B6D14-07C3-4F58-8B1E-6A4D93C7F502",
+         .title = "Search misses accented words",
+         .description = "Searching for \"resume\" does not find a note that says \"résumé\".",
+         .outcome = ExpectedOutcome::followedUp},
+        {.id = "B05D83F7-91EA-4C26-A7D4-38E1C60B2F03",
+         .title = "It does not work",
+         .description = "",
+         .outcome = ExpectedOutcome::asked},
+    };
+    return bugs;
+}
+
+std::string demoSeed() {
+    json::array bugs;
+    for (const DemoBug& bug : demoBugs()) {
+        bugs.push_back(seedOf(bug));
+    }
+    const json::object app{{"bundle_id", demoBundleID}, {"name", demoAppName}};
+    const json::object wish{{"bug_id", demoBugs()[1].id},
+                            {"author_type", "user"},
+                            {"body", "Good, but please cover upper-case letters as well."}};
+    return json::serialize(
+        json::object{{"apps", json::array{app}}, {"bugs", std::move(bugs)}, {"comments", json::array{wish}}});
+}
+
 Task<void> makeDemoRepository(const DemoDirectory& directory, const StandInPrograms& programs) {
     const std::string checkout = directory.checkout().string();
     write(directory.userHome() / ".gitconfig", gitConfiguration(directory, programs));
@@ -102,4 +158,4 @@ Task<void> makeDemoRepository(const DemoDirectory& directory, const StandInProgr
     co_await runAll(pullRequest(checkout, demoBugs()[1].branch()));
 }
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

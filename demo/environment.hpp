@@ -2,10 +2,10 @@
 
 #include <filesystem>
 
-#include "host/demo/demo_directory.hpp"
+#include "demo/directory.hpp"
 #include "quernlight/platform/user_directories.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 
 /// The programs that stand in for a backend, an agent and a git host, beside this program in the build tree.
 struct StandInPrograms {
@@ -25,4 +25,4 @@ EnvironmentMap demoEnvironment(const EnvironmentMap& inherited, const DemoDirect
 /// Makes `environment` this process's own, for git reads it there. Before any thread is started.
 void adoptEnvironment(const EnvironmentMap& environment);
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

@@ -1,4 +1,4 @@
-#include "host/demo/demo_checks.hpp"
+#include "demo/checks.hpp"
 
 #include <algorithm>
 #include <fstream>
@@ -13,7 +13,7 @@
 #include "quernlight/storage/connection.hpp"
 #include "quernlight/storage/file_locations.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 namespace json = boost::json;
 namespace fs = std::filesystem;
 namespace {
@@ -33,7 +33,7 @@ std::string textOf(const Row& row, const std::string& column) {
 std::string kinds(const std::vector<Row>& events, bool own) {
     std::string texts;
     for (const Row& event : events) {
-        if (isOwnKind(textOf(event, "kind")) == own) {
+        if (host::isOwnKind(textOf(event, "kind")) == own) {
             texts += (texts.empty() ? "" : " ") + textOf(event, "kind");
         }
     }
@@ -229,4 +229,4 @@ Task<std::vector<DemoFinding>> checkDemo(const DemoDirectory& directory) {
     co_return findings;
 }
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

@@ -1,11 +1,11 @@
-#include "host/demo/demo_environment.hpp"
+#include "demo/environment.hpp"
 
 #include <cstdlib>
 
 #include "host/process/user_error.hpp"
 #include "quernlight/platform/program_location.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 namespace fs = std::filesystem;
 namespace {
 
@@ -29,8 +29,9 @@ StandInPrograms StandInPrograms::locate() {
                           .gitTransport = programs / "standin-git-transport"};
     for (const fs::path& needed : {found.backend, found.agentDirectory / "codex", found.gitTransport}) {
         if (!fs::exists(needed)) {
-            throw UserError("The demo needs " + needed.string() +
-                            ", which is not there; run the demo from the project's build with: make demo");
+            throw host::UserError(
+                "The demo needs " + needed.string() +
+                ", which is not there; run the demo from the project's build with: make demo");
         }
     }
     return found;
@@ -62,4 +63,4 @@ void adoptEnvironment(const EnvironmentMap& environment) {
     }
 }
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

@@ -3,7 +3,7 @@
 #include <filesystem>
 #include <optional>
 
-namespace quernlight::host {
+namespace quernlight::demo {
 
 /// The directory that holds all that a demo makes, with a place for each thing. What the demo has made is
 /// removed at the end unless it is kept; a directory that was there before stays.
@@ -43,4 +43,4 @@ class DemoDirectory {
     bool keep_;
 };
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

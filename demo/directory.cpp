@@ -1,4 +1,4 @@
-#include "host/demo/demo_directory.hpp"
+#include "demo/directory.hpp"
 
 #include <cstdlib>
 #include <string>
@@ -6,7 +6,7 @@
 
 #include "host/process/user_error.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 namespace fs = std::filesystem;
 namespace {
 
@@ -14,7 +14,7 @@ fs::path makeTemporary() {
     std::error_code error;
     std::string name = (fs::temp_directory_path(error) / "quernlight-demo-XXXXXX").string();
     if (error || !mkdtemp(name.data())) {
-        throw UserError(
+        throw host::UserError(
             "No temporary directory can be made for the demo; choose a place for it with --home DIR.");
     }
     return fs::canonical(name);
@@ -43,8 +43,8 @@ void DemoDirectory::useChosen(const fs::path& chosen) {
     std::error_code error;
     origin_ = fs::create_directories(chosen, error) ? Origin::made : Origin::found;
     if (error || !isEmptyDirectory(chosen)) {
-        throw UserError("The demo needs a new or empty directory, which " + chosen.string() +
-                        " is not; choose another with --home DIR.");
+        throw host::UserError("The demo needs a new or empty directory, which " + chosen.string() +
+                              " is not; choose another with --home DIR.");
     }
     root_ = fs::canonical(chosen);
 }
@@ -71,4 +71,4 @@ DemoDirectory::~DemoDirectory() {
     }
 }
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

@@ -3,7 +3,11 @@
 #include <string>
 #include <vector>
 
-namespace quernlight::host {
+#include "demo/directory.hpp"
+#include "demo/environment.hpp"
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight::demo {
 
 /// How a bug of the demo is meant to end.
 enum class ExpectedOutcome { fixed, followedUp, asked };
@@ -28,4 +32,9 @@ const std::vector<DemoBug>& demoBugs();
 /// The three as a seed of the stand-in backend.
 std::string demoSeed();
 
-}  // namespace quernlight::host
+/// Makes the sample app's repository: a bare one that git reaches as git@git.example:acme/notes.git, a
+/// checkout of it with a few files, and the pull request of the bug that is in review already. Throws
+/// UserError with git's words.
+Task<void> makeDemoRepository(const DemoDirectory& directory, const StandInPrograms& programs);
+
+}  // namespace quernlight::demo

@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "host/demo/demo_bugs.hpp"
-#include "host/demo/demo_directory.hpp"
+#include "demo/directory.hpp"
+#include "demo/samples.hpp"
 #include "quernlight/platform/task.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 
 /// What one bug came to, as the database, git and the backend tell it afterwards.
 struct DemoFinding {
@@ -24,4 +24,4 @@ struct DemoFinding {
 /// should have come to. It uses none of the messages of the run.
 Task<std::vector<DemoFinding>> checkDemo(const DemoDirectory& directory);
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo

@@ -1,4 +1,4 @@
-#include "host/demo/stand_in_backend.hpp"
+#include "demo/stand_in_backend.hpp"
 
 #include <csignal>
 #include <system_error>
@@ -17,7 +17,7 @@
 #include "quernlight/platform/pipe.hpp"
 #include "quernlight/platform/spawn.hpp"
 
-namespace quernlight::host {
+namespace quernlight::demo {
 namespace asio = boost::asio;
 namespace {
 
@@ -65,9 +65,9 @@ Task<void> StandInBackend::waitUntilItListens() {
                          ? Url::parse(line.substr(announcement.size(), line.find('\n') - announcement.size()))
                          : std::nullopt;
     if (error || !url) {
-        throw UserError("The stand-in backend did not start; its own words, if any, stand above.");
+        throw host::UserError("The stand-in backend did not start; its own words, if any, stand above.");
     }
     url_ = *url;
 }
 
-}  // namespace quernlight::host
+}  // namespace quernlight::demo
