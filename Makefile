@@ -5,6 +5,9 @@ ROUNDS ?= 100
 SECONDS_EACH ?= 10
 TSAN_TARGETS ?= all
 FORMATTER = clang-format-14
+# The lines of a folder that ran; fails when they are less than so many of a hundred.
+COVERED = gcovr --root . --filter '$(1)' --exclude-throw-branches --gcov-ignore-parse-errors \
+    --fail-under-line $(2) --sort-uncovered build/coverage
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
 .PHONY: help setup demo test flaky soak clang cross fuzz tsan coverage headers check-all release format check-format clean
@@ -20,7 +23,7 @@ help:
 	@echo 'make tsan          run what has threads under the thread sanitizer, built by clang 19'
 	@echo 'make flaky         run every test ten times on a busy machine'
 	@echo 'make soak          kill, stop, halt and restart the dispatcher ROUNDS times (default 100), and kill its gits'
-	@echo 'make coverage      run every test and print which lines of the library ran'
+	@echo 'make coverage      run every test and print which lines of the library and the program ran'
 	@echo 'make check-all     all of the above, and more; takes hours'
 	@echo 'make format        format the sources; check-format only looks'
 
@@ -66,8 +69,7 @@ coverage: setup build/coverage/build.ninja
 	@cmake --build --preset coverage -j $(JOBS)
 	@find build/coverage -name '*.gcda' -delete
 	@ctest --preset coverage
-	@gcovr --root . --filter quernlight/ --exclude-throw-branches --gcov-ignore-parse-errors \
-	    --fail-under-line 95 --sort-uncovered build/coverage
+	@$(call COVERED,quernlight/,95); library=$$?; $(call COVERED,host/,90) && exit $$library
 
 headers: setup
 	@packaging/check-headers
