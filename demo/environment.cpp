@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "host/process/user_error.hpp"
-#include "quernlight/platform/program_location.hpp"
+#include "quernlight/platform/process_table.hpp"
 
 namespace quernlight::demo {
 namespace fs = std::filesystem;

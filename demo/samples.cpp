@@ -10,7 +10,7 @@
 #include "host/worktree/git_time_limit.hpp"
 #include "quernlight/git/git_runner.hpp"
 #include "quernlight/git/worktree_naming.hpp"
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::demo {
 namespace fs = std::filesystem;

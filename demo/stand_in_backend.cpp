@@ -14,7 +14,7 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "host/process/user_error.hpp"
-#include "quernlight/platform/pipe.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
 
 namespace quernlight::demo {

@@ -1,5 +1,5 @@
-#include "quernlight/platform/bug_id.hpp"
 #include "fuzz/property.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/text.hpp"
 
 using namespace quernlight;

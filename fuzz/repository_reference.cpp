@@ -1,6 +1,5 @@
 #include "quernlight/git/repository_reference.hpp"
 #include "fuzz/property.hpp"
-#include "quernlight/git/remote_ref.hpp"
 
 using namespace quernlight;
 

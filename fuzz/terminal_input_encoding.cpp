@@ -1,5 +1,5 @@
-#include "quernlight/runner/terminal_input_encoding.hpp"
 #include "fuzz/property.hpp"
+#include "quernlight/runner/terminal_input.hpp"
 
 using namespace quernlight;
 

@@ -7,7 +7,6 @@
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/user_directories.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
-#include "quernlight/queue/queue_event.hpp"
 
 namespace quernlight::host {
 

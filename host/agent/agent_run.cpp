@@ -5,7 +5,6 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/runner_event_relay.hpp"
-#include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
 
 namespace quernlight::host {

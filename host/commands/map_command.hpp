@@ -5,7 +5,7 @@
 #include <string>
 
 #include "quernlight/platform/task.hpp"
-#include "quernlight/queue/app_mapping.hpp"
+#include "quernlight/queue/mapping_repository.hpp"
 
 namespace quernlight::host {
 

@@ -17,7 +17,7 @@
 #include "host/session/comment_poll.hpp"
 #include "host/text/terminal_text.hpp"
 #include "host/worktree/git_marks.hpp"
-#include "quernlight/platform/started_processes.hpp"
+#include "quernlight/platform/process_table.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {

@@ -9,7 +9,7 @@
 #include "host/text/failure_sentence.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 #include "quernlight/platform/available_memory.hpp"
-#include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/platform/task.hpp"
 
 namespace quernlight::host {
 namespace {

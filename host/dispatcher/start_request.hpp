@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "quernlight/queue/queue_event.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
 
 namespace quernlight::host {
 

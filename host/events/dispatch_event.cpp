@@ -1,6 +1,6 @@
 #include "host/events/dispatch_event.hpp"
 
-#include "quernlight/platform/signal_name.hpp"
+#include "quernlight/platform/spawn.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -8,7 +8,6 @@
 #include "host/events/event_kind.hpp"
 #include "host/events/session_stage.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
-#include "quernlight/queue/queue_event.hpp"
 
 namespace quernlight::host {
 

@@ -2,7 +2,7 @@
 
 #include <boost/asio/post.hpp>
 
-#include "quernlight/platform/failure_report.hpp"
+#include "quernlight/platform/task.hpp"
 
 namespace quernlight::host {
 

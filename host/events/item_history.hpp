@@ -5,8 +5,8 @@
 #include <string>
 
 #include "host/events/event_publisher.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/task.hpp"
-#include "quernlight/platform/uuid.hpp"
 #include "quernlight/queue/queue_repository.hpp"
 
 namespace quernlight::host {

@@ -10,7 +10,7 @@
 #include "host/health/unreadable_records.hpp"
 #include "host/intake/known_bugs.hpp"
 #include "host/session/comment_poll.hpp"
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -5,7 +5,7 @@
 #include <tuple>
 #include <utility>
 
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "quernlight/backend/records.hpp"
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
 

@@ -10,7 +10,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "quernlight/platform/started_processes.hpp"
+#include "quernlight/platform/process_table.hpp"
 
 namespace quernlight::host {
 namespace {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/process_table.hpp"
 #include "quernlight/platform/task.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight::host {
 

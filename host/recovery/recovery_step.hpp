@@ -8,8 +8,7 @@
 
 #include "quernlight/dispatch/completion_detector.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
-#include "quernlight/queue/queue_event.hpp"
-#include "quernlight/queue/session_attempt_record.hpp"
+#include "quernlight/queue/session_attempt_repository.hpp"
 
 namespace quernlight::host {
 

@@ -12,7 +12,7 @@
 #include "host/session/report_search.hpp"
 #include "host/text/failure_sentence.hpp"
 #include "host/worktree/resolved_mapping.hpp"
-#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {

@@ -12,7 +12,7 @@
 #include "host/process/cancellation_source.hpp"
 #include "host/session/next_step.hpp"
 #include "host/session/session_services.hpp"
-#include "quernlight/dispatch/goal_context.hpp"
+#include "quernlight/dispatch/goal_builder.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 
 namespace quernlight::host {

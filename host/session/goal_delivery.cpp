@@ -9,7 +9,7 @@
 #include <boost/asio/use_awaitable.hpp>
 
 #include "host/events/item_history.hpp"
-#include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/platform/task.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "quernlight/platform/signal_name.hpp"
+#include "quernlight/platform/spawn.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {

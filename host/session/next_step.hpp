@@ -5,8 +5,8 @@
 #include <variant>
 
 #include "quernlight/dispatch/completion_detector.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
-#include "quernlight/platform/uuid.hpp"
 #include "quernlight/runner/session_timeouts.hpp"
 
 namespace quernlight::host {

@@ -1,6 +1,6 @@
 #include "host/store/retired_bugs.hpp"
 
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "quernlight/queue/app_mapping.hpp"
+#include "quernlight/queue/mapping_repository.hpp"
 
 namespace quernlight::host {
 

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "host/store/dispatch_store.hpp"
-#include "quernlight/queue/app_mapping.hpp"
+#include "quernlight/queue/mapping_repository.hpp"
 
 namespace quernlight::host {
 

@@ -7,8 +7,8 @@
 #include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/platform/background_executor.hpp"
 #include "quernlight/platform/file_manager.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/text.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight::host {
 namespace {

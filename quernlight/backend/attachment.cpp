@@ -8,8 +8,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "quernlight/backend/mime_type.hpp"
-#include "quernlight/backend/security_scope.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 
 namespace quernlight {

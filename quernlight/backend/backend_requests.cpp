@@ -4,7 +4,7 @@
 
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/multipart_form.hpp"
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight {
 namespace {

@@ -7,8 +7,8 @@
 #include "quernlight/backend/http_message.hpp"
 #include "quernlight/backend/records.hpp"
 #include "quernlight/backend/request_bodies.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/url.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

@@ -2,7 +2,6 @@
 
 #include <unordered_map>
 
-#include "quernlight/backend/device_model_table.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {

@@ -1,4 +1,4 @@
-#include "quernlight/backend/device_model_table.hpp"
+#include "quernlight/backend/device_model_names.hpp"
 
 #include <array>
 

@@ -11,9 +11,9 @@
 
 #include "quernlight/backend/decoding_error.hpp"
 #include "quernlight/backend/json_value.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/url.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

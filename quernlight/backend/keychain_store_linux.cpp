@@ -11,8 +11,6 @@
 
 #include <libsecret/secret.h>
 
-#include "quernlight/backend/keychain_error.hpp"
-#include "quernlight/backend/keychain_item_name.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {

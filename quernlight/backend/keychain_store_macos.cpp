@@ -7,8 +7,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <Security/Security.h>
 
-#include "quernlight/backend/keychain_error.hpp"
-#include "quernlight/backend/keychain_item_name.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {

@@ -1,6 +1,6 @@
 #include "quernlight/backend/multipart_form.hpp"
 
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight {
 namespace {

@@ -13,9 +13,9 @@
 
 #include "quernlight/backend/attachment.hpp"
 #include "quernlight/backend/backend_requests.hpp"
-#include "quernlight/backend/bug_list.hpp"
 #include "quernlight/backend/multipart_form.hpp"
 #include "quernlight/backend/quernlight_decoder.hpp"
+#include "quernlight/backend/records.hpp"
 #include "quernlight/platform/background_executor.hpp"
 #include "quernlight/platform/text.hpp"
 

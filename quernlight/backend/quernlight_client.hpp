@@ -11,9 +11,9 @@
 #include "quernlight/backend/readable_list.hpp"
 #include "quernlight/backend/records.hpp"
 #include "quernlight/backend/request_bodies.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/platform/url.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

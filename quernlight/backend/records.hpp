@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "quernlight/backend/json_value.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/url.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 
@@ -153,5 +153,9 @@ struct QLCreateBugResponse {
 
     bool operator==(const QLCreateBugResponse&) const = default;
 };
+
+/// One list of the bugs of several, newest first. Of bugs with the same short id the first one is kept; bugs
+/// created at the same instant stay in the order in which they came.
+std::vector<QLBugSummaryDTO> mergedBugs(std::vector<std::vector<QLBugSummaryDTO>> lists);
 
 }  // namespace quernlight

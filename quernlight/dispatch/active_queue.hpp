@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 
 namespace quernlight {

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "quernlight/platform/file_manager.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/user_directories.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "quernlight/backend/records.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

@@ -3,9 +3,10 @@
 #include <initializer_list>
 #include <string_view>
 
+#include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/platform/control_characters.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/text.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 namespace {
@@ -50,6 +51,18 @@ std::string pullRequest(const GoalContext& context) {
 }
 
 }  // namespace
+
+std::string GoalContext::shortBugID() const {
+    return BugID::normalized(bugID);
+}
+
+std::string GoalContext::worktreeBranchName() const {
+    return WorktreeNaming::branchName(appName, bugID);
+}
+
+std::string GoalContext::worktreePath() const {
+    return WorktreeNaming::worktreePath(worktreeRootPath, appName, bugID);
+}
 
 std::string GoalBuilder::build(const GoalContext& given) {
     const GoalContext context = withoutKeys(given);
@@ -132,6 +145,15 @@ std::string GoalBuilder::buildReviewFollowup(const GoalContext& given) {
         context.completionInstructionsPath,
         closing(context, ", and the PR URL you updated."),
     }));
+}
+
+std::string M3GoalTextBuilder::verificationGoal(const VerificationGoalFields& fields) {
+    return "/goal M3 runner verification only. Do not modify files, create branches, commit, or run commands "
+           "beyond pwd unless asked. Confirm you are in the mapped repository, then wait for user input.\n"
+           "App: " +
+           blankedControls(fields.appName) + "\nBranch: " + fields.baseBranch +
+           "\nBug title: " + blankedControls(fields.bugTitle) +
+           "\nBug URL: " + blankedControls(fields.bugURL.text()) + "\n\n";
 }
 
 }  // namespace quernlight

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "quernlight/backend/backend_error.hpp"
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/text.hpp"
 

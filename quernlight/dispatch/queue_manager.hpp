@@ -6,10 +6,10 @@
 
 #include "quernlight/backend/records.hpp"
 #include "quernlight/dispatch/session_report.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/operation_queue.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/platform/url.hpp"
-#include "quernlight/platform/uuid.hpp"
 #include "quernlight/queue/mapping_repository.hpp"
 #include "quernlight/queue/queue_repository.hpp"
 

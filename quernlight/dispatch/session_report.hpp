@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
-#include "quernlight/platform/uuid.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 
 namespace quernlight {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "quernlight/git/git_environment.hpp"
-#include "quernlight/git/needed_by_git.hpp"
 #include "quernlight/platform/child_process.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/platform/text.hpp"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "quernlight/git/git_answer.hpp"
+#include "quernlight/git/git_command_result.hpp"
 #include "quernlight/git/repository_git.hpp"
 
 namespace quernlight {

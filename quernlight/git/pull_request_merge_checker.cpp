@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <utility>
 
-#include "quernlight/git/git_answer.hpp"
-#include "quernlight/git/remote_ref.hpp"
+#include "quernlight/git/git_command_result.hpp"
 #include "quernlight/git/repository_git.hpp"
+#include "quernlight/git/repository_reference.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-#include "quernlight/git/git_answer.hpp"
+#include "quernlight/git/git_command_result.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/platform/text.hpp"
 

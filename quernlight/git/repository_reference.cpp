@@ -3,6 +3,7 @@
 #include <charconv>
 #include <system_error>
 
+#include "quernlight/git/git_command_result.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight {
@@ -40,6 +41,12 @@ std::optional<std::int64_t> parsePullRequestNumber(std::string_view text) {
     return isWhole && number >= 1 ? std::optional(number) : std::nullopt;
 }
 
+/// In a partial clone git names the filter behind the line: "(fetch) [blob:none]".
+std::string_view withoutFilter(std::string_view line) {
+    const auto filter = line.rfind(" [");
+    return line.ends_with(']') && filter != line.npos ? line.substr(0, filter) : line;
+}
+
 }  // namespace
 
 RepositoryReference normalisedReference(std::string_view host, std::string_view owner,
@@ -69,6 +76,23 @@ std::optional<PullRequestReference> parsePullRequestURL(const Url& url) {
         return std::nullopt;
     }
     return PullRequestReference{normalisedReference(url.host(), segments[0], segments[1]), *number};
+}
+
+std::vector<RemoteRef> parseRemotes(std::string_view listing) {
+    constexpr std::string_view fetchMark = "(fetch)";
+    std::vector<RemoteRef> remotes;
+    for (const std::string_view listed : answerLines(listing)) {
+        const std::string_view line = withoutFilter(listed);
+        const auto nameEnd = line.find_first_of("\t ");
+        if (nameEnd == line.npos || nameEnd == 0 || !line.ends_with(fetchMark)) {
+            continue;
+        }
+        const auto address = trimmed(line.substr(nameEnd, line.size() - nameEnd - fetchMark.size()));
+        if (auto reference = parseRemoteAddress(address)) {
+            remotes.push_back({std::string(line.substr(0, nameEnd)), std::move(*reference)});
+        }
+    }
+    return remotes;
 }
 
 }  // namespace quernlight

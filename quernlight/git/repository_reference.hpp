@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quernlight/platform/url.hpp"
 
@@ -40,5 +41,18 @@ struct PullRequestReference {
 /// What follows the number is ignored. Nothing for a URL of another form, or for a number below 1 or beyond
 /// 64 bits.
 std::optional<PullRequestReference> parsePullRequestURL(const Url& url);
+
+/// One of a clone's remotes, by the repository that it fetches from.
+struct RemoteRef {
+    std::string name;               ///< git's name for it, such as "origin"
+    RepositoryReference reference;  ///< read from its fetch address
+
+    bool operator==(const RemoteRef&) const = default;
+};
+
+/// Reads what `git remote -v` printed, in its order: lines of a name, an address and "(fetch)", and behind it
+/// a filter in brackets in a partial clone. Other lines, and remotes whose address names no repository on a
+/// host, are left out. Pure.
+std::vector<RemoteRef> parseRemotes(std::string_view listing);
 
 }  // namespace quernlight

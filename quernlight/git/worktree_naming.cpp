@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/text.hpp"
 #include "quernlight/platform/user_directories.hpp"
 

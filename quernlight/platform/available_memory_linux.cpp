@@ -1,10 +1,8 @@
-#include "quernlight/platform/available_memory_linux.hpp"
+#include "quernlight/platform/available_memory.hpp"
 
 #include <algorithm>
 #include <fstream>
 #include <string>
-
-#include "quernlight/platform/available_memory.hpp"
 
 namespace quernlight {
 namespace {

@@ -26,7 +26,6 @@
 
 #include "quernlight/platform/exit_watcher.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
-#include "quernlight/platform/pipe.hpp"
 #include "quernlight/platform/spawn.hpp"
 
 namespace quernlight {

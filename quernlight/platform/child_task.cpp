@@ -8,7 +8,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "quernlight/platform/failure_report.hpp"
+#include "quernlight/platform/task.hpp"
 
 namespace quernlight {
 

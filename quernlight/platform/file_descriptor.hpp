@@ -25,4 +25,13 @@ class FileDescriptor {
     int descriptor_ = -1;
 };
 
+/// The two ends of a pipe (pipe(2)), both close-on-exec.
+struct Pipe {
+    FileDescriptor reading;
+    FileDescriptor writing;
+};
+
+/// Throws std::system_error.
+Pipe openPipe();
+
 }  // namespace quernlight

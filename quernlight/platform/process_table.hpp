@@ -55,4 +55,15 @@ bool adoptOrphans();
 /// Reaps that one child if it is a zombie of this process. Never waits, never touches another child.
 void reapChild(pid_t pid);
 
+/// Whether `spawnProcess` of this program has started that very process. A child of this program that it has
+/// not started came to it as an orphan (see adoptOrphans). From any thread.
+bool isStartedHere(const ProcessEntry& process);
+
+/// Remembers a child that was just started and cannot have been reaped yet; for `spawnProcess`.
+void rememberStarted(pid_t child);
+
+/// The file that the running program was started from, links resolved. Throws
+/// std::filesystem::filesystem_error.
+std::filesystem::path programLocation();
+
 }  // namespace quernlight

@@ -146,4 +146,9 @@ void reapChild(pid_t pid) {
     waitpid(pid, nullptr, WNOHANG);
 }
 
+// proc(5): a link to the executed file.
+std::filesystem::path programLocation() {
+    return std::filesystem::canonical("/proc/self/exe");
+}
+
 }  // namespace quernlight

@@ -4,8 +4,10 @@
 #include <csignal>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include <libproc.h>
+#include <mach-o/dyld.h>
 #include <sys/proc_info.h>
 #include <sys/sysctl.h>
 #include <sys/wait.h>
@@ -113,6 +115,14 @@ bool adoptOrphans() {
 
 void reapChild(pid_t pid) {
     waitpid(pid, nullptr, WNOHANG);
+}
+
+std::filesystem::path programLocation() {
+    std::uint32_t size = 0;
+    _NSGetExecutablePath(nullptr, &size);
+    std::string path(size, '\0');
+    _NSGetExecutablePath(path.data(), &size);
+    return std::filesystem::canonical(path.c_str());
 }
 
 }  // namespace quernlight

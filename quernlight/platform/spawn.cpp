@@ -10,8 +10,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "quernlight/platform/process_table.hpp"
 #include "quernlight/platform/spawn_session.hpp"
-#include "quernlight/platform/started_processes.hpp"
 
 extern "C" char** environ;
 

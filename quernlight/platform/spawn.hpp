@@ -45,4 +45,7 @@ std::vector<std::string> currentEnvironment();
 /// signal that ended the child, or the status as it stands when it says neither.
 int exitCodeOfWaitStatus(int status);
 
+/// A signal's name as shells know it, such as "SIGSEGV"; "signal 77" for a number without one.
+std::string signalName(int signal);
+
 }  // namespace quernlight

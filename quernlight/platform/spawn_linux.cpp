@@ -1,5 +1,9 @@
 #include "quernlight/platform/spawn_session.hpp"
 
+#include <cstring>
+
+#include "quernlight/platform/spawn.hpp"
+
 namespace quernlight {
 
 int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& actions) {
@@ -13,6 +17,11 @@ int prepareSession(posix_spawnattr_t& attributes, posix_spawn_file_actions_t& ac
 
 int addChangeDirectory(posix_spawn_file_actions_t& actions, const char* path) {
     return posix_spawn_file_actions_addchdir_np(&actions, path);
+}
+
+std::string signalName(int signal) {
+    const char* name = sigabbrev_np(signal);
+    return name ? std::string("SIG") + name : "signal " + std::to_string(signal);
 }
 
 }  // namespace quernlight

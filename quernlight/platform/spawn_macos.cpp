@@ -1,5 +1,10 @@
 #include "quernlight/platform/spawn_session.hpp"
 
+#include <cctype>
+#include <csignal>
+
+#include "quernlight/platform/spawn.hpp"
+
 // Exported by the system library without a public declaration: the child answers for itself in privacy
 // prompts.
 extern "C" int responsibility_spawnattrs_setdisclaim(posix_spawnattr_t* attributes, int disclaim);
@@ -22,6 +27,17 @@ int addChangeDirectory(posix_spawn_file_actions_t& actions, const char* path) {
     }
 #endif
     return posix_spawn_file_actions_addchdir_np(&actions, path);
+}
+
+std::string signalName(int signal) {
+    if (signal <= 0 || signal >= NSIG) {
+        return "signal " + std::to_string(signal);
+    }
+    std::string name = "SIG";
+    for (const char* letter = sys_signame[signal]; *letter; ++letter) {
+        name += static_cast<char>(std::toupper(static_cast<unsigned char>(*letter)));
+    }
+    return name;
 }
 
 }  // namespace quernlight

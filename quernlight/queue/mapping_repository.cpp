@@ -1,5 +1,7 @@
 #include "quernlight/queue/mapping_repository.hpp"
 
+#include "quernlight/platform/text.hpp"
+#include "quernlight/platform/user_directories.hpp"
 #include "quernlight/storage/column_values.hpp"
 
 namespace quernlight {
@@ -32,6 +34,13 @@ AppMapping mappingOfRow(const Row& row) {
 }
 
 }  // namespace
+
+std::string AppMapping::resolvedWorktreeRootPath() const {
+    if (worktreeRootPath && !trimmed(*worktreeRootPath).empty()) {
+        return standardizedPath(*worktreeRootPath);
+    }
+    return repoPath;
+}
 
 Task<void> MappingRepository::upsert(const AppMapping& mapping, Instant now) const {
     const SQLValue time = columnValue(now);

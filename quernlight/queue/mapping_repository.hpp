@@ -7,12 +7,31 @@
 #include <utility>
 #include <vector>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/task.hpp"
-#include "quernlight/queue/app_mapping.hpp"
 #include "quernlight/storage/database.hpp"
 
 namespace quernlight {
+
+/// Which local repository an application's bugs are worked on in.
+struct AppMapping {
+    std::string bundleID{};       ///< the key
+    std::optional<Uuid> appID{};  ///< the backend's id of the application
+    std::string appName{};
+    std::string repoPath{};  ///< the main checkout
+    std::optional<std::string> worktreeRootPath{};
+    std::string baseBranch = "main";  ///< where worktrees start from
+    std::string codexProfile = "default";
+
+    bool operator==(const AppMapping&) const = default;
+
+    /// The directory under which the application's worktrees are created: `worktreeRootPath` as a
+    /// standardised absolute path (a leading "~" is the user's home, a relative path starts at the current
+    /// directory), or `repoPath` as it stands when there is none or it is blank. Throws
+    /// std::filesystem::filesystem_error for a relative path when the current directory is gone.
+    std::string resolvedWorktreeRootPath() const;
+};
 
 /// The application mappings in the database, one per bundle identifier. A value that may be copied freely,
 /// but that must outlive the operations awaited on it; statements run on the database's thread. Every

@@ -1,6 +1,6 @@
 #include "quernlight/queue/queue_repository.hpp"
 
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/queue/queue_rows.hpp"
 #include "quernlight/storage/column_values.hpp"
 

@@ -11,7 +11,6 @@
 
 #include "quernlight/platform/task.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
-#include "quernlight/queue/queue_event.hpp"
 #include "quernlight/storage/database.hpp"
 
 namespace quernlight {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "quernlight/queue/bug_queue_item.hpp"
-#include "quernlight/queue/queue_event.hpp"
 #include "quernlight/storage/sql_value.hpp"
 
 namespace quernlight {

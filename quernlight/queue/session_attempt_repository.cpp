@@ -1,10 +1,16 @@
 #include "quernlight/queue/session_attempt_repository.hpp"
 
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
+#include "quernlight/queue/raw_values.hpp"
 #include "quernlight/storage/column_values.hpp"
 
 namespace quernlight {
 namespace {
+
+/// In declared order.
+constexpr std::array<std::string_view, allSessionAttemptStates.size()> rawValues{
+    "created", "running", "completed", "failed", "exited",
+};
 
 constexpr const char* insertAttempt =
     "INSERT INTO session_attempts\n"
@@ -105,6 +111,14 @@ SessionAttemptRecord attemptOfRow(const Row& row) {
 }
 
 }  // namespace
+
+std::string_view rawValue(SessionAttemptState state) {
+    return rawValues.at(static_cast<std::size_t>(state));
+}
+
+std::optional<SessionAttemptState> sessionAttemptStateFromRawValue(std::string_view text) {
+    return caseOfRawValue(allSessionAttemptStates, text);
+}
 
 Task<void> SessionAttemptRepository::insert(const SessionAttemptRecord& record) const {
     return database_->execute(insertAttempt, insertValues(record));

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "quernlight/platform/event_stream.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/task.hpp"
-#include "quernlight/platform/uuid.hpp"
 #include "quernlight/runner/runner_event.hpp"
 #include "quernlight/runner/start_session_request.hpp"
 #include "quernlight/runner/termination_mode.hpp"

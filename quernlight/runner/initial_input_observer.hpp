@@ -2,8 +2,8 @@
 
 #include <string>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/task.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

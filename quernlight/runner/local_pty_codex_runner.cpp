@@ -8,12 +8,11 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "quernlight/platform/spawn_logged.hpp"
-#include "quernlight/runner/initial_prompt_send_plan.hpp"
+#include "quernlight/platform/task.hpp"
 #include "quernlight/runner/prompt_readiness_monitor.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/runner/session_registry.hpp"
-#include "quernlight/runner/typeable_text.hpp"
+#include "quernlight/runner/terminal_input.hpp"
 
 namespace quernlight {
 namespace asio = boost::asio;

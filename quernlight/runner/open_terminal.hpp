@@ -5,6 +5,8 @@
 #include <sys/ioctl.h>
 
 #include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/spawn.hpp"
+#include "quernlight/runner/start_session_request.hpp"
 
 namespace quernlight {
 
@@ -21,5 +23,14 @@ OpenTerminal openTerminal(const winsize& size);
 
 /// `openpty`, which each operating system declares in a header of its own. Returns 0, or -1 with errno set.
 int openTerminalPair(int& master, int& slave, const winsize& size);
+
+/// A terminal's size for the kernel: each value raised to at least 1, no pixel sizes. A value beyond 16 bits
+/// is a mistake in the program and stops it, in every build.
+winsize windowSize(int columns, int rows);
+
+/// What to spawn for a session on `terminal`. A command whose first element contains a "/" is started as it
+/// is; any other is looked up by /usr/bin/env, hence on the child's own PATH. Environment entries are sorted
+/// by key. The launch command must not be empty.
+SpawnRequest agentSpawnRequest(const StartSessionRequest& request, TerminalStreams terminal);
 
 }  // namespace quernlight

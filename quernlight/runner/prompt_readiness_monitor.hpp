@@ -7,7 +7,6 @@
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/runner/prompt_readiness.hpp"
-#include "quernlight/runner/prompt_readiness_configuration.hpp"
 
 namespace quernlight {
 

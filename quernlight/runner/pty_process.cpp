@@ -15,10 +15,9 @@
 
 #include "quernlight/platform/exit_watcher.hpp"
 #include "quernlight/platform/spawn.hpp"
-#include "quernlight/runner/agent_spawn.hpp"
-#include "quernlight/runner/pty_process_error.hpp"
-#include "quernlight/runner/terminal_input_encoding.hpp"
-#include "quernlight/runner/window_size.hpp"
+#include "quernlight/runner/open_terminal.hpp"
+#include "quernlight/runner/runner_error.hpp"
+#include "quernlight/runner/terminal_input.hpp"
 
 namespace quernlight {
 namespace asio = boost::asio;

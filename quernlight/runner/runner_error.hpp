@@ -1,8 +1,9 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight {
 
@@ -20,6 +21,25 @@ class RunnerError : public std::runtime_error {
     explicit RunnerError(const Uuid& sessionID);
 
     Uuid sessionID_;
+};
+
+/// Thrown when a child cannot be launched in a pseudo-terminal, or is gone; `what` is one sentence for
+/// people. Messages passed in are the system's text for the failing call's error number.
+class PTYProcessError : public std::runtime_error {
+  public:
+    enum class Case { openPTYFailed, processLaunchFailed, emptyLaunchCommand, sessionNotRunning };
+
+    static PTYProcessError openPTYFailed(const std::string& message);
+    static PTYProcessError processLaunchFailed(const std::string& message);
+    static PTYProcessError emptyLaunchCommand();
+    static PTYProcessError sessionNotRunning();
+
+    Case kind() const { return kind_; }
+
+  private:
+    PTYProcessError(Case kind, const std::string& description);
+
+    Case kind_;
 };
 
 }  // namespace quernlight

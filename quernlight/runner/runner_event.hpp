@@ -5,8 +5,8 @@
 #include <utility>
 #include <variant>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "quernlight/platform/event_stream.hpp"
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/runner/pty_process.hpp"
 
 namespace quernlight {

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/user_directories.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

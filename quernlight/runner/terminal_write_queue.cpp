@@ -6,7 +6,7 @@
 
 #include <unistd.h>
 
-#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
 
 namespace quernlight {
 

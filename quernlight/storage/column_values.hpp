@@ -6,8 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
-#include "quernlight/platform/uuid.hpp"
 #include "quernlight/storage/database_error.hpp"
 #include "quernlight/storage/sql_value.hpp"
 

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace quernlight {
 
@@ -17,7 +18,10 @@ class DatabaseError : public std::runtime_error {
     };
 
     /// `text` is SQLite's message, or the column's name for `missingColumn`.
-    DatabaseError(Kind kind, std::string text);
+    DatabaseError(Kind kind, std::string text)
+        : std::runtime_error(kind == Kind::missingColumn ? "Missing SQLite column " + text + "." : text),
+          kind_(kind),
+          text_(std::move(text)) {}
 
     Kind kind() const { return kind_; }
     const std::string& text() const { return text_; }

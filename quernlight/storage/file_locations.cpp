@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "quernlight/platform/bug_id.hpp"
 #include "quernlight/platform/file_manager.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight {
 namespace fs = std::filesystem;

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/user_directories.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight {
 

@@ -18,7 +18,7 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/platform/task.hpp"
 #include "standin/backend/bug_store.hpp"
 #include "standin/backend/object_reader.hpp"
 #include "standin/backend/options.hpp"

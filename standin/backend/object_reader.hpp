@@ -9,9 +9,9 @@
 
 #include <boost/json.hpp>
 
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/url.hpp"
-#include "quernlight/platform/uuid.hpp"
 
 namespace quernlight::standin {
 

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::standin {
 namespace {

@@ -10,7 +10,7 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
-#include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/platform/task.hpp"
 
 namespace quernlight::standin {
 namespace {

@@ -10,7 +10,7 @@
 
 #include <curl/curl.h>
 
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "standin/codex/agent.hpp"
 #include "standin/codex/command_line.hpp"
 #include "standin/codex/screen.hpp"

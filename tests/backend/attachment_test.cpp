@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/backend/mime_type.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {

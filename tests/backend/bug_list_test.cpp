@@ -1,4 +1,4 @@
-#include "quernlight/backend/bug_list.hpp"
+#include "quernlight/backend/records.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,9 +6,9 @@
 
 #include "quernlight/backend/quernlight_client.hpp"
 #include "tests/backend/sample_answers.hpp"
+#include "tests/support/process_state.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
-#include "tests/support/user_language.hpp"
 
 namespace quernlight {
 namespace {

@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include "quernlight/backend/device_model_table.hpp"
-
 namespace quernlight {
 namespace {
 

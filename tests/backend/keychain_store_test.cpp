@@ -10,10 +10,9 @@
 #include <sys/wait.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/backend/keychain_error.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {

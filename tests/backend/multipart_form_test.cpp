@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight {
 namespace {

@@ -9,7 +9,7 @@
 
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 
 namespace quernlight::test {
 namespace {

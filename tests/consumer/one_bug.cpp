@@ -15,7 +15,6 @@
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/git/git_worktree_preparer.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
-#include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/file_locations.hpp"
 #include "quernlight/storage/migrations.hpp"

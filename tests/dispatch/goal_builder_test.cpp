@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/dispatch/m3_goal_text_builder.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {

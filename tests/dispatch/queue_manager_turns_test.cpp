@@ -15,7 +15,7 @@
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "tests/dispatch/queue_manager_fixture.hpp"
 #include "tests/storage/statement_recorder.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 
 // Operations that meet halfway.
 

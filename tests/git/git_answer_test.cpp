@@ -1,4 +1,4 @@
-#include "quernlight/git/git_answer.hpp"
+#include "quernlight/git/git_command_result.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -11,9 +11,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/git/git_sandbox.hpp"
-#include "tests/support/ignored_signal.hpp"
+#include "tests/support/process_state.hpp"
 #include "tests/support/run_task.hpp"
-#include "tests/support/working_directory.hpp"
 
 namespace quernlight {
 namespace {

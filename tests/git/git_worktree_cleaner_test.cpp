@@ -9,8 +9,8 @@
 #include "tests/git/fake_git.hpp"
 #include "tests/git/git_sandbox.hpp"
 #include "tests/support/closed_directory.hpp"
+#include "tests/support/process_state.hpp"
 #include "tests/support/run_task.hpp"
-#include "tests/support/working_directory.hpp"
 
 namespace quernlight {
 namespace {

@@ -1,4 +1,4 @@
-#include "quernlight/git/needed_by_git.hpp"
+#include "quernlight/git/git_environment.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/git/merge_outcome.hpp"
-#include "tests/support/ignored_signal.hpp"
+#include "tests/support/process_state.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
 

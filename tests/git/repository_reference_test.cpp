@@ -6,8 +6,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/git/remote_ref.hpp"
-
 namespace quernlight {
 namespace {
 

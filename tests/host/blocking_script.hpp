@@ -6,7 +6,7 @@
 
 #include <sys/types.h>
 
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight::test {

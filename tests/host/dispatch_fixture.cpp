@@ -8,7 +8,7 @@
 
 #include "host/events/item_history.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"

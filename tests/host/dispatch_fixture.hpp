@@ -12,7 +12,7 @@
 #include "quernlight/storage/sql_value.hpp"
 #include "tests/host/dispatch_process.hpp"
 #include "tests/host/process_table.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/standin/backend_process.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
 

@@ -8,7 +8,7 @@
 
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight::test {

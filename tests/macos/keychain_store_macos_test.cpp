@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "quernlight/backend/keychain_error.hpp"
 #include "quernlight/backend/keychain_store.hpp"
 #include "tests/macos/fake_keychain.hpp"
 #include "tests/macos/framework_objects.hpp"

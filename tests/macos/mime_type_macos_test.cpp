@@ -3,7 +3,7 @@
 #include <CoreServices/CoreServices.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/backend/mime_type.hpp"
+#include "quernlight/backend/attachment.hpp"
 #include "tests/macos/framework_objects.hpp"
 
 namespace {

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/backend/attachment.hpp"
-#include "quernlight/backend/security_scope.hpp"
 #include "tests/macos/framework_objects.hpp"
 #include "tests/support/temporary_directory.hpp"
 

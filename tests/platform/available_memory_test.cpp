@@ -4,7 +4,6 @@
 
 #include <unistd.h>
 
-#include "quernlight/platform/available_memory_linux.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {

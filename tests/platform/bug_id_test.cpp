@@ -1,4 +1,4 @@
-#include "quernlight/platform/bug_id.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 #include <gtest/gtest.h>
 

@@ -28,8 +28,8 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/file_descriptor.hpp"
-#include "quernlight/platform/spawn_logged.hpp"
-#include "tests/support/ignored_signal.hpp"
+#include "quernlight/platform/task.hpp"
+#include "tests/support/process_state.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 

@@ -5,7 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <gtest/gtest.h>
 
-#include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/platform/task.hpp"
 #include "tests/support/run_task.hpp"
 
 namespace quernlight {

@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-#include "quernlight/platform/pipe.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
 
 namespace quernlight {

@@ -1,4 +1,4 @@
-#include "quernlight/platform/failure_report.hpp"
+#include "quernlight/platform/task.hpp"
 
 #include <stdexcept>
 

@@ -1,4 +1,4 @@
-#include "quernlight/platform/pipe.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -11,9 +11,9 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/exit_watcher.hpp"
-#include "quernlight/platform/pipe.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {

@@ -1,4 +1,4 @@
-#include "quernlight/platform/signal_name.hpp"
+#include "quernlight/platform/spawn.hpp"
 
 #include <csignal>
 

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/platform/exit_watcher.hpp"
-#include "quernlight/platform/started_processes.hpp"
+#include "quernlight/platform/process_table.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/user_language.hpp"
+#include "tests/support/process_state.hpp"
 
 namespace quernlight {
 namespace {

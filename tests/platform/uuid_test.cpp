@@ -1,4 +1,4 @@
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 #include <gtest/gtest.h>
 

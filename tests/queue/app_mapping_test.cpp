@@ -1,4 +1,4 @@
-#include "quernlight/queue/app_mapping.hpp"
+#include "quernlight/queue/mapping_repository.hpp"
 
 #include <gtest/gtest.h>
 

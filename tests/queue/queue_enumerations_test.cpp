@@ -1,10 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/queue/queue_item_goal_flow.hpp"
-#include "quernlight/queue/queue_item_status.hpp"
-#include "quernlight/queue/queue_mode.hpp"
-#include "quernlight/queue/session_attempt_record.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/session_attempt_repository.hpp"
 
 namespace quernlight {
 namespace {

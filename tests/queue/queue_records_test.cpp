@@ -1,9 +1,9 @@
 #include <functional>
 #include <type_traits>
 
-#include "quernlight/queue/app_mapping.hpp"
-#include "quernlight/queue/queue_event.hpp"
-#include "quernlight/queue/session_attempt_record.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/mapping_repository.hpp"
+#include "quernlight/queue/session_attempt_repository.hpp"
 #include "tests/queue/queue_fixture.hpp"
 
 namespace quernlight {

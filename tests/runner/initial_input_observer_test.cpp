@@ -5,7 +5,7 @@
 #include <optional>
 #include <stdexcept>
 
-#include "quernlight/runner/initial_prompt_send_plan.hpp"
+#include "quernlight/runner/terminal_input.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
 
 namespace quernlight {

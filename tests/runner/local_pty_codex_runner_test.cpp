@@ -6,7 +6,6 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/use_future.hpp>
 
-#include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
 

@@ -13,7 +13,7 @@
 #include <boost/asio/use_future.hpp>
 
 #include "quernlight/runner/pty_process.hpp"
-#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
 #include "tests/runner/event_log.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"

@@ -10,7 +10,7 @@
 #include <boost/asio/post.hpp>
 #include <boost/asio/use_future.hpp>
 
-#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
 #include "tests/runner/pty_process_fixture.hpp"
 
 namespace quernlight {

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/runner/termination_mode.hpp"
 

@@ -3,7 +3,7 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "quernlight/platform/spawn_logged.hpp"
+#include "quernlight/platform/task.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
 
 namespace quernlight {

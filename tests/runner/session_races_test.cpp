@@ -5,7 +5,7 @@
 
 #include <boost/asio/io_context.hpp>
 
-#include "quernlight/runner/pty_process_error.hpp"
+#include "quernlight/runner/runner_error.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
 
 namespace quernlight {

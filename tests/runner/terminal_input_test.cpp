@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "quernlight/runner/initial_prompt_send_plan.hpp"
-#include "quernlight/runner/terminal_input_encoding.hpp"
-#include "quernlight/runner/typeable_text.hpp"
+#include "quernlight/runner/terminal_input.hpp"
 
 namespace quernlight {
 namespace {

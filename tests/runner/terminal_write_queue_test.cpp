@@ -7,10 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include "quernlight/platform/pipe.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/runner/open_terminal.hpp"
-#include "quernlight/runner/pty_process_error.hpp"
-#include "quernlight/runner/window_size.hpp"
+#include "quernlight/runner/runner_error.hpp"
 #include "tests/runner/event_log.hpp"
 
 namespace quernlight {

@@ -1,4 +1,4 @@
-#include "quernlight/runner/window_size.hpp"
+#include "quernlight/runner/open_terminal.hpp"
 
 #include <gtest/gtest.h>
 

@@ -3,7 +3,7 @@
 #include <boost/json.hpp>
 #include <gtest/gtest.h>
 
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 #include "tests/support/standin/backend_process.hpp"
 #include "tests/support/temporary_directory.hpp"
 

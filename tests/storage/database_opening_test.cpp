@@ -3,7 +3,7 @@
 #include "tests/storage/database_fixture.hpp"
 #include "tests/storage/statement_recorder.hpp"
 #include "tests/storage/statement_refusal.hpp"
-#include "tests/support/working_directory.hpp"
+#include "tests/support/process_state.hpp"
 
 namespace quernlight {
 namespace {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <future>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 #include <boost/asio/co_spawn.hpp>
@@ -36,6 +37,20 @@ template <class Result>
 Result runTask(Task<Result> task) {
     boost::asio::io_context io;
     return runTask(io, std::move(task));
+}
+
+/// Whether the condition comes to hold within the generous bound. For what another process does, of which
+/// nothing tells the test.
+template <class Condition>
+bool eventually(Condition holds) {
+    const auto deadline = std::chrono::steady_clock::now() + generousBound;
+    while (!holds()) {
+        if (std::chrono::steady_clock::now() >= deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
 }
 
 }  // namespace quernlight::test

@@ -10,7 +10,6 @@
 
 #include <libsecret/secret.h>
 
-#include "quernlight/backend/keychain_error.hpp"
 #include "quernlight/backend/keychain_store.hpp"
 
 namespace {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "quernlight/runner/open_terminal.hpp"
-#include "quernlight/runner/window_size.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 

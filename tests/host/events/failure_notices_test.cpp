@@ -7,7 +7,7 @@
 #include <boost/asio/io_context.hpp>
 #include <gmock/gmock.h>
 
-#include "quernlight/platform/failure_report.hpp"
+#include "quernlight/platform/task.hpp"
 #include "tests/host/published_events.hpp"
 
 namespace quernlight::host {

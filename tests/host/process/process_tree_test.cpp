@@ -10,7 +10,6 @@
 
 #include "host/process/process_metadata.hpp"
 #include "quernlight/platform/spawn.hpp"
-#include "tests/support/eventually.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
 

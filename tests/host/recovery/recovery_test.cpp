@@ -12,7 +12,7 @@
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/storage/database_error.hpp"
 #include "tests/host/services_fixture.hpp"
-#include "tests/support/eventually.hpp"
+#include "tests/support/run_task.hpp"
 
 namespace quernlight::host {
 namespace {

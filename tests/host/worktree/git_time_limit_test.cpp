@@ -9,7 +9,6 @@
 #include "quernlight/platform/child_task.hpp"
 #include "tests/host/blocking_script.hpp"
 #include "tests/host/process_table.hpp"
-#include "tests/support/eventually.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
 

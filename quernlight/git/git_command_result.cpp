@@ -1,4 +1,4 @@
-#include "quernlight/git/git_answer.hpp"
+#include "quernlight/git/git_command_result.hpp"
 
 #include <algorithm>
 #include <array>

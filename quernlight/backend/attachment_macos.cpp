@@ -1,9 +1,11 @@
+#include "quernlight/backend/attachment.hpp"
+
 #include <memory>
+#include <string>
 #include <type_traits>
 
+#include <CoreFoundation/CoreFoundation.h>
 #include <CoreServices/CoreServices.h>
-
-#include "quernlight/backend/mime_type.hpp"
 
 // The C interface to uniform types is marked deprecated in favour of one that only Objective-C can call.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
@@ -41,11 +43,31 @@ std::string preferredMimeType(const std::string& extension) {
     return mimeType ? utf8(mimeType.get()) : std::string();
 }
 
+void closeScope(CFURLRef url) {
+    CFURLStopAccessingSecurityScopedResource(url);
+    CFRelease(url);
+}
+
 }  // namespace
 
 std::string mimeTypeForExtension(const std::string& extension) {
     const std::string known = extension.empty() ? std::string() : preferredMimeType(extension);
     return known.empty() ? "application/octet-stream" : known;
+}
+
+std::shared_ptr<const void> openSecurityScope(const std::filesystem::path& file) {
+    const std::string& path = file.native();
+    const CFURLRef url = CFURLCreateFromFileSystemRepresentation(kCFAllocatorDefault,
+                                                                 reinterpret_cast<const UInt8*>(path.data()),
+                                                                 static_cast<CFIndex>(path.size()), false);
+    if (url == nullptr) {
+        return nullptr;
+    }
+    if (!CFURLStartAccessingSecurityScopedResource(url)) {
+        CFRelease(url);
+        return nullptr;
+    }
+    return std::shared_ptr<const void>(url, [url](const void*) { closeScope(url); });
 }
 
 }  // namespace quernlight

@@ -1,10 +1,12 @@
-#include "quernlight/platform/uuid.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 #include <algorithm>
 
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/string_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
+
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight {
 namespace {
@@ -51,6 +53,20 @@ std::optional<Uuid> parseUuid(std::string_view text) {
         return std::nullopt;
     }
     return boost::uuids::string_generator()(text.begin(), text.end());
+}
+
+std::string BugID::normalized(std::string_view text) {
+    const std::string lowered = lowercased(trimmed(text));
+    return std::string(firstCharacters(lowered, 8));
+}
+
+bool BugID::isSafeFileName(std::string_view normalizedID) {
+    const auto isUnsafe = [](char32_t scalar) {
+        return scalar == U'/' || scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
+    };
+    const std::u32string scalars = unicodeScalars(normalizedID);
+    return !scalars.empty() && normalizedID != "." && normalizedID != ".." &&
+           std::none_of(scalars.begin(), scalars.end(), isUnsafe);
 }
 
 }  // namespace quernlight

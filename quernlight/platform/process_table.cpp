@@ -1,4 +1,4 @@
-#include "quernlight/platform/started_processes.hpp"
+#include "quernlight/platform/process_table.hpp"
 
 #include <algorithm>
 #include <mutex>

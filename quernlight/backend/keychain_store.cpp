@@ -1,4 +1,4 @@
-#include "quernlight/backend/keychain_item_name.hpp"
+#include "quernlight/backend/keychain_store.hpp"
 
 #include "quernlight/platform/text.hpp"
 
@@ -10,6 +10,9 @@ bool isText(const std::string& name) {
 }
 
 }  // namespace
+
+KeychainError::KeychainError(std::int32_t code, const std::optional<std::string>& message)
+    : std::runtime_error(message ? *message : "Keychain error " + std::to_string(code)), code_(code) {}
 
 std::optional<std::string> keychainNameRefusal(const std::string& service, const std::string& account) {
     if (isText(service) && isText(account)) {

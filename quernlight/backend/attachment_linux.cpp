@@ -1,8 +1,8 @@
+#include "quernlight/backend/attachment.hpp"
+
 #include <memory>
 
 #include <gio/gio.h>
-
-#include "quernlight/backend/mime_type.hpp"
 
 namespace quernlight {
 namespace {
@@ -25,6 +25,10 @@ std::string mimeTypeForExtension(const std::string& extension) {
     const GText contentType(g_content_type_guess(name.c_str(), nullptr, 0, nullptr));
     const GText mimeType(contentType ? g_content_type_get_mime_type(contentType.get()) : nullptr);
     return mimeType ? std::string(mimeType.get()) : unknown;
+}
+
+std::shared_ptr<const void> openSecurityScope(const std::filesystem::path&) {
+    return nullptr;
 }
 
 }  // namespace quernlight

@@ -1,16 +1,16 @@
-#include "quernlight/platform/failure_report.hpp"
+#include "quernlight/platform/task.hpp"
 
 #include <iostream>
 #include <mutex>
 #include <utility>
 
+#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/system/system_error.hpp>
 
 #include "quernlight/platform/control_characters.hpp"
 
 namespace quernlight {
-
 namespace {
 
 constexpr std::size_t mostShown = 300;
@@ -46,6 +46,12 @@ void setFailureSink(FailureSink sink) {
     Destination& to = destination();
     const std::lock_guard guard(to.lock);
     to.sink = std::move(sink);
+}
+
+void spawnLogged(boost::asio::any_io_executor executor, std::string name, Task<void> work) {
+    boost::asio::co_spawn(
+        std::move(executor), std::move(work),
+        [name = std::move(name)](const std::exception_ptr& failure) { reportFailure(name, failure); });
 }
 
 void reportFailure(const std::string& name, const std::exception_ptr& failure) noexcept {
