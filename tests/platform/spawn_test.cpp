@@ -168,5 +168,24 @@ TEST_F(SpawnTest, AProgramThatMayNotBeRunIsTheSystemsError) {
     }
 }
 
+TEST(SignalNameTest, IsTheNameThatShellsUse) {
+    EXPECT_EQ(signalName(SIGSEGV), "SIGSEGV");
+    EXPECT_EQ(signalName(SIGKILL), "SIGKILL");
+}
+
+TEST(SignalNameTest, ANumberWithoutANameIsShownAsTheNumber) {
+    EXPECT_EQ(signalName(999), "signal 999");
+}
+
+TEST(PipeTest, WhatIsWrittenCanBeReadAndNeitherEndSurvivesAnExec) {
+    Pipe pipe = openPipe();
+    char byte = 'x';
+    ASSERT_EQ(write(pipe.writing.get(), &byte, 1), 1);
+    pipe.writing.close();
+    EXPECT_EQ(read(pipe.reading.get(), &byte, 1), 1);
+    EXPECT_EQ(read(pipe.reading.get(), &byte, 1), 0) << "the end comes when the writing end is closed";
+    EXPECT_NE(fcntl(pipe.reading.get(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
 }  // namespace
 }  // namespace quernlight

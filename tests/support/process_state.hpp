@@ -1,6 +1,7 @@
 #pragma once
 
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <stdexcept>
 
@@ -56,5 +57,14 @@ class ScopedUserLanguage {
   private:
     const icu::Locale before_ = icu::Locale::getDefault();
 };
+
+/// How many descriptors this process has open.
+inline std::size_t openDescriptorCount() {
+    std::size_t count = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/dev/fd")) {
+        ++count;
+    }
+    return count;
+}
 
 }  // namespace quernlight::test
