@@ -74,5 +74,17 @@ TEST_F(ConnectionTest, ATextWithoutAStatementDoesNotPrepare) {
     EXPECT_EQ(error, DatabaseError(Kind::prepareFailed, "not an error"));
 }
 
+TEST(DatabaseErrorTest, AMissingColumnDescribesItselfByName) {
+    const DatabaseError error(Kind::missingColumn, "bug_id");
+    EXPECT_EQ(error.errorDescription(), "Missing SQLite column bug_id.");
+    EXPECT_EQ(error.text(), "bug_id");
+}
+
+TEST(DatabaseErrorTest, EveryOtherKindIsDescribedByTheTextItCarries) {
+    for (const Kind kind : {Kind::openFailed, Kind::prepareFailed, Kind::stepFailed, Kind::bindFailed}) {
+        EXPECT_EQ(DatabaseError(kind, "database is locked").errorDescription(), "database is locked");
+    }
+}
+
 }  // namespace
 }  // namespace quernlight

@@ -14,29 +14,16 @@ using testing::ElementsAre;
 constexpr const char* addNote = "INSERT INTO notes (body) VALUES ('note')";
 
 /// A database whose statements are looked at as SQLite runs them.
-class DatabaseStatementsTest : public testing::Test {
+class DatabaseStatementsTest : public test::RecordedDatabaseFixture {
   protected:
     void SetUp() override {
         execute("CREATE TABLE notes (id INTEGER PRIMARY KEY, body)");
         recorder.take();
     }
 
-    void execute(const std::string& sql, const SQLValues& values = {}) {
-        runTask(database->execute(sql, values));
-    }
-
-    std::vector<Row> rows(const std::string& sql, const SQLValues& values = {}) {
-        return runTask(database->query(sql, values));
-    }
-
     std::optional<DatabaseError> transactionError(const std::function<void(Connection&)>& body) {
         return databaseErrorOf([&] { runTask(database->transaction(body)); });
     }
-
-    test::StatementRecorder recorder;
-    const test::TemporaryDirectory directory;
-    const std::filesystem::path path = directory / "queue.sqlite";
-    std::shared_ptr<Database> database = std::make_shared<Database>(path);
 };
 
 TEST_F(DatabaseStatementsTest, ATransactionBeginsAtOnceAndCommits) {
@@ -125,31 +112,6 @@ TEST_F(DatabaseStatementsTest, ARealThatIsNoNumberIsBoundAsNull) {
     const SQLValues bound{SQLValue::real(std::numeric_limits<double>::quiet_NaN())};
     EXPECT_EQ(rows("SELECT ? AS value", bound).at(0).at("value"), SQLValue::null());
 }
-
-/// A value and the storage class that SQLite gives it.
-struct BoundValue {
-    std::string storageClass{};
-    SQLValue value{};
-};
-
-void PrintTo(const BoundValue& bound, std::ostream* out) {
-    *out << bound.storageClass;
-}
-
-class BoundValueTest : public test::DatabaseFixture, public testing::WithParamInterface<BoundValue> {};
-
-TEST_P(BoundValueTest, HasItsStorageClassAndIsReadAsItWasBound) {
-    const SQLValues bound{GetParam().value};
-    EXPECT_EQ(value("SELECT typeof(?) AS value", bound), SQLValue::text(GetParam().storageClass));
-    EXPECT_EQ(value("SELECT ? AS value", bound), GetParam().value);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, BoundValueTest,
-                         testing::Values(BoundValue{"text", SQLValue::text("7")},
-                                         BoundValue{"integer", SQLValue::integer(-(1LL << 62))},
-                                         BoundValue{"real", SQLValue::real(7)},
-                                         BoundValue{"null", SQLValue::null()}),
-                         [](const auto& bound) { return bound.param.storageClass; });
 
 }  // namespace
 }  // namespace quernlight

@@ -9,10 +9,9 @@ namespace {
 
 using test::OlderLayout;
 using test::runTask;
-using testing::Each;
 using testing::ElementsAre;
 
-class MigrationsTest : public testing::Test {
+class MigrationsTest : public test::RecordedDatabaseFixture {
   protected:
     void migrate() { runTask(Migrations(database).run()); }
 
@@ -21,10 +20,6 @@ class MigrationsTest : public testing::Test {
             execute(statement);
         }
     }
-
-    void execute(const std::string& sql) { runTask(database->execute(sql)); }
-
-    std::vector<Row> rows(const std::string& sql) { return runTask(database->query(sql)); }
 
     /// The column "value" of all rows.
     std::vector<SQLValue> values(const std::string& sql) {
@@ -43,10 +38,6 @@ class MigrationsTest : public testing::Test {
         migrate();
         return recorder.take();
     }
-
-    test::StatementRecorder recorder;
-    const test::TemporaryDirectory directory;
-    const std::shared_ptr<Database> database = std::make_shared<Database>(directory / "queue.sqlite");
 };
 
 std::string firstLineOfALayout(const std::string& statement) {
@@ -136,21 +127,6 @@ TEST_F(MigrationsTest, ANewerVersionIsSetBack) {
     execute("PRAGMA user_version = 9");
     migrate();
     EXPECT_EQ(version(), SQLValue::integer(7));
-}
-
-TEST_F(MigrationsTest, MappingsWithoutAWorktreeRootGainOneThatIsNull) {
-    build({.mappingsHaveWorktreeRoot = false, .hasIndexes = false});
-    migrate();
-    EXPECT_THAT(values("SELECT worktree_root_path AS value FROM app_mappings"),
-                ElementsAre(SQLValue::null()));
-    EXPECT_THAT(values("SELECT repo_path AS value FROM app_mappings"), ElementsAre(SQLValue::text("/r")));
-}
-
-TEST_F(MigrationsTest, ItemsWithoutModeOrGoalFlowGainTheDefaults) {
-    build({.itemsHaveQueueMode = false, .itemsHaveGoalFlow = false});
-    migrate();
-    EXPECT_THAT(values("SELECT queue_mode AS value FROM queue_items"), Each(SQLValue::text("auto")));
-    EXPECT_THAT(values("SELECT goal_flow AS value FROM queue_items"), Each(SQLValue::text("fix_bug")));
 }
 
 TEST_F(MigrationsTest, AColumnIsMissingUnlessItsNameIsTheSameToTheLetter) {

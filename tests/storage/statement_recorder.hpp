@@ -7,6 +7,8 @@
 
 #include <sqlite3.h>
 
+#include "tests/storage/database_fixture.hpp"
+
 namespace quernlight::test {
 
 /// Keeps the text of every statement that connections opened during its life run, as they were prepared. At
@@ -53,5 +55,13 @@ class StatementRecorder {
     std::mutex mutex_;
     std::vector<std::string> statements_;
 };
+
+/// Before a fixture's database, so that it outlives the connections that it listens to.
+struct RecordedStatements {
+    StatementRecorder recorder;
+};
+
+/// A database whose statements are known.
+class RecordedDatabaseFixture : protected RecordedStatements, public DatabaseFixture {};
 
 }  // namespace quernlight::test
