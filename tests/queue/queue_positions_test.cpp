@@ -61,13 +61,6 @@ TEST_F(QueuePositionsTest, AMappingReleasesTheWaitingItemsOfBothQueues) {
     EXPECT_EQ(item("m").status, QueueItemStatus::queued);
 }
 
-TEST_F(QueuePositionsTest, WithoutAModeTheNextPositionIsThatOfTheAutoQueue) {
-    add("a", 2);
-    add("m", 7, QueueItemStatus::queued, QueueMode::manual);
-    EXPECT_EQ(nextPosition(), 3);
-    EXPECT_EQ(runTask(repository.nextPosition(QueueMode::manual)), 8);
-}
-
 TEST_F(QueuePositionsTest, ANextPositionThatIsNoIntegerIsAMissingColumn) {
     add("a", std::numeric_limits<std::int64_t>::max());
     const auto error = test::databaseErrorOf([&] { nextPosition(); });
@@ -99,7 +92,7 @@ TEST_F(QueuePositionsTest, CompactionWritesTheWholeItemAsItWasListed) {
 }
 
 /// Which items compaction writes, seen in the statements.
-class CompactionStatementsTest : public testing::Test {
+class CompactionStatementsTest : public test::RecordedDatabaseFixture {
   protected:
     void SetUp() override { runTask(Migrations(database).run()); }
 
@@ -121,9 +114,6 @@ class CompactionStatementsTest : public testing::Test {
         return words;
     }
 
-    test::StatementRecorder recorder;
-    const test::TemporaryDirectory directory;
-    const std::shared_ptr<Database> database = std::make_shared<Database>(directory / "queue.sqlite");
     const QueueRepository repository{database};
 };
 

@@ -93,11 +93,6 @@ TEST_F(QueueRepositoryTest, AnUnknownItemIsNone) {
     EXPECT_EQ(item("3f2a9c10"), std::nullopt);
 }
 
-TEST_F(QueueRepositoryTest, TheBugIDIsStoredInItsShortForm) {
-    add(" 3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF ", 0);
-    EXPECT_EQ(value("SELECT bug_id AS value FROM queue_items"), SQLValue::text("3f2a9c10"));
-}
-
 TEST_F(QueueRepositoryTest, AnItemIsFoundByAnyWrittenFormOfItsBugID) {
     const BugQueueItem added = add("3f2a9c10", 0);
     EXPECT_EQ(item("  3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF\n"), added);
@@ -154,15 +149,6 @@ TEST_F(QueueRepositoryTest, ItemsOfEqualPositionAreListedInTheOrderTheyWereAdded
     EXPECT_EQ(listed(), "first 0, later 3, last 3, ");
 }
 
-TEST_F(QueueRepositoryTest, AnItemThatWaitsForAPersonHoldsNoPlace) {
-    add("a", 0);
-    add("waits", 5, QueueItemStatus::awaitingUserInput);
-    EXPECT_EQ(listed(), "a 0, ");
-    EXPECT_EQ(nextPosition(), 1);
-    compact();
-    EXPECT_EQ(item("waits")->queuePosition, 5);
-}
-
 TEST_F(QueueRepositoryTest, TheWholeListingShowsAutoItemsBeforeManualOnes) {
     add("m", 0, QueueItemStatus::queued, QueueMode::manual);
     add("a", 1);
@@ -186,12 +172,6 @@ TEST_F(QueueRepositoryTest, TheNextPositionOfAModeWithoutActiveItemsIsZero) {
     EXPECT_EQ(nextPosition(QueueMode::manual), 5);
 }
 
-TEST_F(QueueRepositoryTest, TheNextPositionIgnoresGaps) {
-    add("a", 0);
-    add("b", 7);
-    EXPECT_EQ(nextPosition(), 8);
-}
-
 TEST_F(QueueRepositoryTest, CompactionClosesGaps) {
     add("a", 0);
     add("b", 2);
@@ -205,15 +185,6 @@ TEST_F(QueueRepositoryTest, CompactionNumbersItemsOfEqualPositionInTheOrderTheyW
     addEarlier("b", 3);
     compact();
     EXPECT_EQ(listed(), "b 0, c 1, ");
-}
-
-TEST_F(QueueRepositoryTest, CompactionWritesNothingWhenPositionsAreDense) {
-    add("a", 0);
-    add("b", 1);
-    add("c", 2);
-    const SQLValue before = value("SELECT total_changes() AS value");
-    compact();
-    EXPECT_EQ(value("SELECT total_changes() AS value"), before);
 }
 
 TEST_F(QueueRepositoryTest, CompactionNumbersEachModeByItself) {
@@ -250,16 +221,6 @@ TEST_F(QueueRepositoryTest, AnUnusableRowFailsEveryReadingThatMeetsIt) {
     execute("UPDATE queue_events SET id = 'no uuid'");
     EXPECT_EQ(databaseErrorOf([&] { events(a.id); }),
               DatabaseError(DatabaseError::Kind::missingColumn, "id"));
-}
-
-TEST_F(QueueRepositoryTest, AMappingReleasesTheItemsThatWaitedForItAndTheyKeepTheirPlaces) {
-    add("waits", 3, QueueItemStatus::waitingForMapping);
-    add("failed", 4, QueueItemStatus::failed);
-    runTask(repository().markWaitingItemsQueued("example.lantern"));
-    EXPECT_EQ(item("waits")->status, QueueItemStatus::queued);
-    EXPECT_EQ(item("waits")->errorMessage, std::nullopt);
-    EXPECT_EQ(item("waits")->queuePosition, 3);
-    EXPECT_EQ(item("failed")->status, QueueItemStatus::failed);
 }
 
 TEST_F(QueueRepositoryTest, AMappingOfAnotherAppReleasesNothing) {

@@ -74,13 +74,6 @@ TEST_F(SessionAttemptRepositoryTest, AnAttemptWithoutOptionalFieldsIsReadAsItWas
     EXPECT_EQ(latest(), attempt);
 }
 
-TEST_F(SessionAttemptRepositoryTest, TheBugIDIsStoredInItsShortForm) {
-    SessionAttemptRecord attempt = fullAttempt();
-    attempt.bugID = "3F2A9C10-AAAA-BBBB-CCCC-DDDDEEEEFFFF";
-    runTask(repository.insert(attempt));
-    EXPECT_EQ(value("SELECT bug_id AS value FROM session_attempts"), SQLValue::text("3f2a9c10"));
-}
-
 TEST_F(SessionAttemptRepositoryTest, AttemptsOfAnItemAreCountedFromOne) {
     EXPECT_EQ(runTask(repository.nextAttemptNumber(item.id)), 1);
     add(1, item.id);

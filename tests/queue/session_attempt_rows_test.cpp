@@ -213,12 +213,6 @@ TEST_F(SessionAttemptRowsTest, InstantsThatDoNotParseReadAsTheEpoch) {
     EXPECT_EQ(read().completionCommentCreatedAt, Instant{});
 }
 
-TEST_F(SessionAttemptRowsTest, InstantsWithoutAFractionAreRead) {
-    add();
-    set("ended_at", text("2026-03-04T05:06:07Z"));
-    EXPECT_EQ(read().endedAt, instant("2026-03-04T05:06:07.000Z"));
-}
-
 TEST_F(SessionAttemptRowsTest, ABugIDIsNormalisedAgainOnReading) {
     add();
     set("bug_id", text("ABCDEF12-AAAA-BBBB-CCCC-DDDDEEEEFFFF"));

@@ -127,12 +127,5 @@ TEST_F(StoredQueueRowsTest, AnEventWithoutSessionAndMetadataHasNulls) {
     EXPECT_EQ(onlyRow("queue_events").at("metadata_json"), SQLValue::null());
 }
 
-TEST_F(StoredQueueRowsTest, ATextIsKeptUpToItsFirstNul) {
-    BugQueueItem item = settledItem();
-    item.title = std::string("shown\0hidden", 12);
-    runTask(repository.insert(item));
-    EXPECT_EQ(onlyRow("queue_items").at("title"), text("shown"));
-}
-
 }  // namespace
 }  // namespace quernlight

@@ -72,5 +72,14 @@ TEST(QueueEnumerationsTest, AModeHasAnIDAndATitle) {
     EXPECT_EQ(title(QueueMode::manual), "Manual");
 }
 
+TEST(BugQueueItemTest, IsOfTheAutoQueueAndToBeFixedWithAllElseAbsentUnlessSaid) {
+    const BugQueueItem item;
+    EXPECT_EQ(item.queueMode, QueueMode::automatic);
+    EXPECT_EQ(item.goalFlow, QueueItemGoalFlow::fixBug);
+    EXPECT_EQ(item.priority, 0);
+    EXPECT_FALSE(item.activeSessionID || item.codexSessionID || item.errorMessage);
+    EXPECT_FALSE(item.startedAt || item.completedAt || item.cancelledAt);
+}
+
 }  // namespace
 }  // namespace quernlight
