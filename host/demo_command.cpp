@@ -77,16 +77,16 @@ class Demo {
         writeAgentFile(directory_, backend.url());
         co_await setMapping(mappingOptions());
         if (!stopped()) {
-            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), board_, stopButton_);
+            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), board_, stop_);
         }
         if (!stopped()) {
             findings_ = co_await checkDemo(directory_);
         }
     }
 
-    void stop() {
+    void stop(StopLevel level) {
         stopped_ = true;
-        stopButton_->press();
+        stop_.raise(level);
     }
 
     bool stopped() const { return stopped_; }
@@ -104,7 +104,7 @@ class Demo {
     const HomeLock& lock_;
     const StandInPrograms programs_;
     ProgressBoard& board_;
-    std::shared_ptr<StopButton> stopButton_ = std::make_shared<StopButton>();
+    StopRequest stop_;
     std::vector<DemoFinding> findings_;
     bool stopped_ = false;
 };
@@ -142,7 +142,7 @@ int demoCommand(const DemoOptions& options) {
     Demo demo(directory, lock, programs, *board);
     runWithSignals(io, demo.run(), [&](int count) {
         board->note(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");
-        demo.stop();
+        demo.stop(count == 1 ? StopLevel::stop : StopLevel::kill);
     });
     return demo.stopped() ? 130 : conclude(demo.findings(), directory, options.keep);
 }

@@ -11,8 +11,6 @@
 namespace quernlight::host {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr std::chrono::milliseconds leftoverGrace{500};
 constexpr std::chrono::seconds leftoverTimeout{2};
 
@@ -32,8 +30,8 @@ Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<Terminat
 
 }  // namespace
 
-AgentRun::AgentRun(CodexRunner& runner, Uuid sessionID, std::string name)
-    : runner_(runner), sessionID_(sessionID), name_(std::move(name)), tree_(sessionID_) {}
+AgentRun::AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name)
+    : runner_(runner), clock_(clock), sessionID_(sessionID), name_(std::move(name)), tree_(sessionID_) {}
 
 Task<StartSessionResponse> AgentRun::start(StartSessionRequest request) {
     const auto executor = co_await boost::asio::this_coro::executor;
@@ -50,8 +48,8 @@ Task<StartSessionResponse> AgentRun::start(StartSessionRequest request) {
     co_return started;
 }
 
-Task<std::optional<SessionEvent>> AgentRun::nextUntil(steady_clock::time_point deadline) {
-    auto event = co_await mailbox_.nextUntil(deadline);
+Task<std::optional<SessionEvent>> AgentRun::nextUntil(Clock::TimePoint deadline) {
+    auto event = co_await mailbox_.nextUntil(clock_, deadline);
     const AgentExited* exited = event ? std::get_if<AgentExited>(&*event) : nullptr;
     if (exited) {
         running_ = false;
@@ -83,8 +81,8 @@ Task<void> AgentRun::escalate(std::size_t step, const Escalation& escalation, co
 }
 
 Task<void> AgentRun::awaitExit(std::size_t step, const Escalation& escalation, const EventHandler& handler) {
-    const auto begun = steady_clock::now();
-    while (running_ && steady_clock::now() < begun + escalation()[step].timeout) {
+    const auto begun = clock_.steadyNow();
+    while (running_ && clock_.steadyNow() < begun + escalation()[step].timeout) {
         auto event = co_await nextUntil(begun + escalation()[step].timeout);
         if (event) {
             co_await handler(std::move(*event));

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "host/agent/stop_escalation.hpp"
 #include "host/process/process_tree.hpp"
 #include "quernlight/platform/child_task.hpp"
@@ -18,7 +18,7 @@ namespace quernlight::host {
 class AgentRun {
   public:
     /// `name` is for messages: "bug 3f2a9c1d".
-    AgentRun(CodexRunner& runner, Uuid sessionID, std::string name);
+    AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name);
 
     /// Throws PTYProcessError; then nothing runs.
     Task<StartSessionResponse> start(StartSessionRequest request);
@@ -32,7 +32,7 @@ class AgentRun {
     /// Where others put event for the session.
     SessionMailbox::Continuation mailbox() const { return mailbox_.continuation(); }
 
-    Task<std::optional<SessionEvent>> nextUntil(std::chrono::steady_clock::time_point deadline);
+    Task<std::optional<SessionEvent>> nextUntil(Clock::TimePoint deadline);
 
     /// Remembers the processes that the agent has started since.
     void look();
@@ -60,6 +60,7 @@ class AgentRun {
     Task<void> awaitExit(std::size_t step, const Escalation& escalation, const EventHandler& handler);
 
     CodexRunner& runner_;
+    Clock& clock_;
     const Uuid sessionID_;
     const std::string name_;
     SessionMailbox mailbox_;

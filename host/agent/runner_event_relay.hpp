@@ -1,6 +1,6 @@
 #pragma once
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "quernlight/platform/event_stream.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/runner/runner_event.hpp"

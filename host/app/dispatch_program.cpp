@@ -5,6 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/agent_environment.hpp"
+#include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
@@ -27,20 +28,7 @@ std::string describeSilence(const Url& backend, const std::string& trouble) {
 
 }  // namespace
 
-void StopButton::press() {
-    ++presses_;
-    if (!dispatcher_) {
-        return;
-    }
-    if (presses_ == 1) {
-        dispatcher_->stop();
-    } else {
-        dispatcher_->kill();
-    }
-}
-
-Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
-                        std::shared_ptr<StopButton> stopButton) {
+Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board, StopRequest& stop) {
     adoptOrphans();  // so that what an agent leaves behind can be seen to end; on macOS launchd does it
     DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(options.home));
     LiveSettings settings(SettingsStore(store.database), options.settings);
@@ -53,7 +41,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
     const Url backend = backendAddress(options.backend, settings.now());
     QueueManager manager(store.items, store.mappings, backend);
     const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
-    GoalDelivery goalDelivery(executor, store);
+    SystemClock clock;
+    GoalDelivery goalDelivery(executor, store, clock);
     LocalPTYCodexRunner runner(goalDelivery);
     BackgroundExecutor background;
     RepositoryLocks repositories;
@@ -70,7 +59,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
             board.note("The dispatch home can be written again.");
         }
     });
-    RunningTime runningTime(readClocks(), [&board] {
+    RunningTime runningTime(readClocks(clock), [&board] {
         board.note(
             "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
             "only for what follows.");
@@ -94,6 +83,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .goalDelivery = goalDelivery,
         .background = background,
         .repositories = repositories,
+        .clock = clock,
+        .stop = stop,
         .commentRateLimiter = commentRateLimiter,
         .health = health,
         .disk = disk,
@@ -105,17 +96,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board,
         .board = board,
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     Dispatcher dispatcher(services, settings, options.dispatcher);
-    stopButton->dispatcher_ = &dispatcher;
-    if (stopButton->presses_ > 0) {
+    const auto atRise = stop.onRise([&dispatcher] { dispatcher.stop(); });
+    if (stop.isStopping()) {
         dispatcher.stop();
     }
-    std::exception_ptr failure;
-    try {
-        co_await dispatcher.run();
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    stopButton->dispatcher_ = nullptr;
+    const std::exception_ptr failure = co_await caughtException(dispatcher.run());
     board.close();
     if (failure) {
         std::rethrow_exception(failure);

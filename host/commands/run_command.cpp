@@ -42,11 +42,11 @@ int runCommand(const RunOptions& options) {
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
     protectTree(home / "sessions");
+    StopRequest stop;
     boost::asio::io_context io;
     const BoardOptions boardOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
                                     .logFile = options.logFile};
     const auto board = makeBoard(io.get_executor(), boardOptions);
-    const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,
                                    .backend = backend,
@@ -55,10 +55,10 @@ int runCommand(const RunOptions& options) {
                                    .settings = options.settings,
                                    .dispatcher = {.once = options.once}};
     const StopSignals wishes =
-        runWithSignals(io, dispatchBugs(std::move(program), *board, stopButton), [&](int count) {
+        runWithSignals(io, dispatchBugs(std::move(program), *board, stop), [&](int count) {
             board->note(count == 1 ? "Stopping the sessions; once more to kill them."
                                    : "Killing the sessions.");
-            stopButton->press();
+            stop.raise(count == 1 ? StopLevel::stop : StopLevel::kill);
         });
     return wishes.exitStatus();
 }

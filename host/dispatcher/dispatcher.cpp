@@ -97,18 +97,12 @@ void Dispatcher::stop() {
     constexpr std::chrono::milliseconds timeout{250};
     stopping_ = true;
     services_.store.database->setLockWait(timeout);
-    retirement_.requestStop();
-    for (const auto& [itemID, session] : sessions_) {
-        session->requestStop();
-    }
+    services_.stop.raise(StopLevel::stop);
     changed_.notify();
 }
 
 void Dispatcher::kill() {
-    retirement_.requestKill();
-    for (const auto& [itemID, session] : sessions_) {
-        session->requestKill();
-    }
+    services_.stop.raise(StopLevel::kill);
 }
 
 /// What waiting does not mend ends the program, but only after the sessions that run have been stopped.

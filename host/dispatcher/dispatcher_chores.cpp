@@ -109,7 +109,7 @@ Task<void> Dispatcher::heartbeat() {
 /// On its own, since whatever waits for the disk or the backend looks too seldom.
 Task<void> Dispatcher::watchClocks() {
     while (true) {
-        services_.runningTime.look(readClocks());
+        services_.runningTime.look(readClocks(services_.clock));
         co_await sleepFor(std::chrono::seconds(1));
     }
 }

@@ -151,7 +151,7 @@ Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
     ReadableList<QLCommentDTO> comments;
     try {
         comments = co_await fetchCommentsInTurn(services_.client, services_.board,
-                                                services_.commentRateLimiter, item.bugID);
+                                                services_.commentRateLimiter, services_.clock, item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;

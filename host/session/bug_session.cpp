@@ -44,19 +44,9 @@ BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping 
     : services_(services),
       item_(std::move(item)),
       mapping_(resolved(std::move(mapping))),
-      agent_(services_.runner, sessionID_, "bug " + item_.bugID),
-      progress_(progressOf(item_)) {}
-
-void BugSession::requestStop() {
-    watched_.stopRequested = true;
-    stop_.cancel();
-    agent_.mailbox().deliver(StopRequested{});
-}
-
-void BugSession::requestKill() {
-    requestStop();
-    kill_.cancel();
-}
+      agent_(services_.runner, services_.clock, sessionID_, "bug " + item_.bugID),
+      progress_(progressOf(item_)),
+      atStop_(services_.stop.onRise([mailbox = agent_.mailbox()] { mailbox.deliver(StopRequested{}); })) {}
 
 Task<void> BugSession::run() {
     std::exception_ptr failure = co_await caughtException(runWhileAllIsWell());
@@ -89,12 +79,12 @@ Task<void> BugSession::runWhileAllIsWell() {
         co_return;
     }
     std::string goal = co_await writeGoal();
-    if (watched_.stopRequested || !services_.homeIsInPlace()) {
+    if (services_.stop.isStopping() || !services_.homeIsInPlace()) {
         co_return show(SessionStage::queued);  // nothing has begun
     }
     co_await services_.manager.markStarting(item_.id, sessionID_);
     co_await recordAttempt(goal);
-    if (watched_.stopRequested) {
+    if (services_.stop.isStopping()) {
         co_await noteUnstartedAgent();
         co_return co_await finish(SessionInterrupted{});
     }
@@ -108,7 +98,7 @@ Task<void> BugSession::runWhileAllIsWell() {
 
 Task<void> BugSession::recordAttempt(std::string goal) {
     attempt_.goalText = std::move(goal);
-    attempt_.startedAt = currentInstant();
+    attempt_.startedAt = services_.clock.now();
     watched_.activity.startedAt = attempt_.startedAt;
     co_await services_.store.attempts.insert(attempt_);
     attemptRecorded_ = true;
@@ -161,7 +151,8 @@ Task<void> BugSession::beginWatching(const StartSessionResponse& started) {
                                  .rateLimiter = services_.commentRateLimiter,
                                  .health = services_.health,
                                  .settings = services_.settings,
-                                 .board = services_.board};
+                                 .board = services_.board,
+                                 .clock = services_.clock};
     const auto executor = co_await boost::asio::this_coro::executor;
     commentPoll_ = std::make_unique<ChildTask>(executor, "polling comments of bug " + item_.bugID,
                                                pollComments(polling, pollState(), agent_.mailbox()));

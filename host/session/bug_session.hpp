@@ -9,7 +9,7 @@
 #include "host/agent/agent_run.hpp"
 #include "host/events/item_event.hpp"
 #include "host/events/progress_board.hpp"
-#include "host/process/cancellation_source.hpp"
+#include "host/process/stop_request.hpp"
 #include "host/session/next_step.hpp"
 #include "host/session/session_services.hpp"
 #include "quernlight/dispatch/goal_context.hpp"
@@ -30,15 +30,9 @@ class BugSession {
     BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping);
 
     /// The bug's road. Never leaves the agent running. What goes wrong on the way fails the item with the
-    /// reason. When its end cannot be stored that is thrown, with the item left as it is, to be settled as
-    /// after a crash.
+    /// reason; a wish to stop puts it back to be resumed. When its end cannot be stored that is thrown, with
+    /// the item left as it is, to be settled as after a crash.
     Task<void> run();
-
-    /// Ends the session soon, politely, and puts the item back to be resumed.
-    void requestStop();
-
-    /// The same at once: the agent is killed instead of asked.
-    void requestKill();
 
     const Uuid& sessionID() const { return sessionID_; }
     const BugQueueItem& item() const { return item_; }
@@ -111,12 +105,11 @@ class BugSession {
     SessionAttemptRecord attempt_;
     BugProgress progress_;
     WatchedSession watched_;
-    CancellationSource stop_;
-    CancellationSource kill_;
+    const StopRequest::Subscription atStop_;
     std::optional<Instant> lastOutputStoredAt_;
     std::optional<Instant> newestComment_;  // that has counted as a sign of life
-    std::chrono::steady_clock::time_point nextLook_{};
-    std::chrono::steady_clock::time_point nextCommentLook_{};
+    Clock::TimePoint nextLook_{};
+    Clock::TimePoint nextCommentLook_{};
     bool escalated_ = false;
     bool attemptRecorded_ = false;
     bool agentExitRecorded_ =

@@ -36,7 +36,7 @@ Task<void> BugSession::finish(WorkCompleted end) {
     co_await stopAgent();
     co_await services_.manager.markCompleted(item_.id, end.comment.id);
     co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
-                                                    currentInstant());
+                                                    services_.clock.now());
     show(SessionStage::inReview);
 }
 
@@ -46,7 +46,7 @@ Task<void> BugSession::finish(UserAsked end) {
     co_await services_.manager.markAwaitingUserInput(item_.id, end.comment.id);
     co_await stopAgent();
     co_await services_.store.attempts.markCompleted(attempt_.id, end.comment.id, end.comment.createdAt,
-                                                    currentInstant());
+                                                    services_.clock.now());
     show(SessionStage::needsReply, end.comment.body);
 }
 
@@ -74,7 +74,7 @@ Task<void> BugSession::interrupt(std::string reason) {
     }
     co_await services_.manager.markResumable(item_.id);
     if (isKnown) {
-        co_await services_.store.attempts.markFailed(attempt_.id, std::move(reason), currentInstant());
+        co_await services_.store.attempts.markFailed(attempt_.id, std::move(reason), services_.clock.now());
     }
     show(SessionStage::queuedToResume);
 }
@@ -82,7 +82,7 @@ Task<void> BugSession::interrupt(std::string reason) {
 /// No fault of the bug's: it goes back to where it was, and for a while nothing that would meet the same is
 /// started.
 Task<void> BugSession::putBack(OutsideFailure failure) {
-    services_.startPauses.failed(failure, std::chrono::steady_clock::now());
+    services_.startPauses.failed(failure, services_.clock.steadyNow());
     const bool ours = co_await isStillOurs();
     if (ours || attemptRecorded_) {
         co_return co_await interrupt(failure.cause);
@@ -110,7 +110,7 @@ Task<void> BugSession::finish(ConversationUnknown end) {
     co_await tellEvent(event_kind::conversationUnknown, sentence,
                        unknownConversationMetadata(end.conversation));
     co_await services_.manager.markResumable(item_.id);
-    co_await services_.store.attempts.markFailed(attempt_.id, sentence, currentInstant());
+    co_await services_.store.attempts.markFailed(attempt_.id, sentence, services_.clock.now());
     show(SessionStage::queued, sentence);
 }
 
@@ -118,7 +118,8 @@ Task<void> BugSession::finish(SessionSuperseded) {
     show(SessionStage::stoppingAgent);
     co_await stopAgent();
     co_await services_.store.attempts.markFailed(
-        attempt_.id, "The queue item was taken from the session while it was running.", currentInstant());
+        attempt_.id, "The queue item was taken from the session while it was running.",
+        services_.clock.now());
     show(SessionStage::superseded);
 }
 
@@ -138,7 +139,7 @@ Task<void> BugSession::fail(std::string reason) {
     }
     co_await services_.manager.markFailed(item_.id, reason);
     if (attemptRecorded_) {
-        co_await services_.store.attempts.markFailed(attempt_.id, reason, currentInstant());
+        co_await services_.store.attempts.markFailed(attempt_.id, reason, services_.clock.now());
     }
     show(SessionStage::failed, std::move(reason));
 }
@@ -159,10 +160,10 @@ Task<void> BugSession::stopAgent() {
 
 StopEscalation BugSession::escalation() const {
     const StopEscalation whole = stopEscalation(services_.settings);
-    if (kill_.isCancelled()) {
+    if (services_.stop.isKilling()) {
         return killOnly(whole);
     }
-    return watched_.stopRequested ? shortened(whole, escalationTimeAtShutdown) : whole;
+    return services_.stop.isStopping() ? shortened(whole, escalationTimeAtShutdown) : whole;
 }
 
 /// Once the agent has exited: stores that it has, and sees to it that nothing of it lives on.

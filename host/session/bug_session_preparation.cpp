@@ -45,13 +45,16 @@ Task<bool> BugSession::prepareWorktree() {
     const ProcessMark mark = gitMarkOf(services_.home);
     GitTrouble trouble;
     const PreparationGit git{
-        .run = watched(fetches.sharing(gitWithTimeLimit(stop_, kill_, services_.settings, mark)), trouble),
-        .ask = watchedLook(gitWithTimeLimit(stop_, kill_, services_.settings, mark, GitOutput::answer),
-                           trouble)};
+        .run = watched(
+            fetches.sharing(gitWithTimeLimit(services_.stop, services_.clock, services_.settings, mark)),
+            trouble),
+        .ask = watchedLook(
+            gitWithTimeLimit(services_.stop, services_.clock, services_.settings, mark, GitOutput::answer),
+            trouble)};
     const WorktreeUse use = attempt_.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
     const GitWorktreePrepareResult prepared =
         co_await turns.run(prepareUsableWorktree(worktreeRequest(), git, use));
-    if (watched_.stopRequested) {
+    if (services_.stop.isStopping()) {
         show(SessionStage::queued);  // nothing has begun
         co_return false;
     }
@@ -111,9 +114,10 @@ GoalContext BugSession::goalContext(std::optional<Url> prURL) const {
 /// Without an answer from the backend the goal tells the agent to find the pull request by itself.
 Task<std::optional<Url>> BugSession::pullRequestURL() {
     try {
-        co_return co_await stop_.unlessCancelled(services_.client.fetchPullRequestURL(item_.bugID));
+        co_return co_await services_.stop.unlessRaised(StopLevel::stop,
+                                                       services_.client.fetchPullRequestURL(item_.bugID));
     } catch (const std::exception& error) {
-        if (!stop_.isCancelled()) {
+        if (!services_.stop.isStopping()) {
             services_.board.note("Bug " + item_.bugID + ": its pull request could not be looked up (" +
                                  failureSentence(error) + ")");
         }

@@ -10,8 +10,6 @@
 namespace quernlight::host {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr std::chrono::seconds lookInterval{1};
 constexpr std::chrono::seconds commentLookInterval{3};
 constexpr std::chrono::seconds commentTimeout{10};
@@ -29,12 +27,12 @@ void appendWords(std::string& lastWords, const std::string& words) {
 
 Task<NextStep> BugSession::watch() {
     while (true) {
-        if (auto event = co_await agent_.nextUntil(std::max(nextLook_, steady_clock::now()))) {
+        if (auto event = co_await agent_.nextUntil(std::max(nextLook_, services_.clock.steadyNow()))) {
             co_await take(std::move(*event));
         }
-        if (steady_clock::now() >= nextLook_) {
+        if (services_.clock.steadyNow() >= nextLook_) {
             co_await lookAround();
-            nextLook_ = steady_clock::now() + lookInterval;
+            nextLook_ = services_.clock.steadyNow() + lookInterval;
         }
         NextStep step = stepNow();
         if (std::holds_alternative<LookForComment>(step)) {
@@ -46,8 +44,9 @@ Task<NextStep> BugSession::watch() {
 }
 
 NextStep BugSession::stepNow() {
-    const ClockReading now = readClocks();
+    const ClockReading now = readClocks(services_.clock);
     services_.runningTime.look(now);
+    watched_.stopRequested = services_.stop.isStopping();
     return nextStep(countedSince(services_.runningTime.since(), now.wall, watched_), now.wall, timeouts());
 }
 
@@ -152,27 +151,27 @@ Task<void> BugSession::noteConversation() {
 /// A rule is about to fail the session: whatever the agent has reported by now comes first. While the backend
 /// cannot be asked, or wants to be left alone, the session waits, since its work may be done.
 Task<void> BugSession::lookForComment() {
-    if (steady_clock::now() < nextCommentLook_) {
+    if (services_.clock.steadyNow() < nextCommentLook_) {
         co_return;
     }
     bool isKnown = false;
-    if (steady_clock::now() >= services_.health.askAgainAt()) {
-        isKnown = co_await learnComments(stop_.unlessCancelled(fetchComments()));
+    if (services_.clock.steadyNow() >= services_.health.askAgainAt()) {
+        isKnown = co_await learnComments(services_.stop.unlessRaised(StopLevel::stop, fetchComments()));
     }
-    if (!isKnown && !watched_.stopRequested) {
+    if (!isKnown && !services_.stop.isStopping()) {
         show(SessionStage::askingBackend, progress_.detail);
     }
-    nextCommentLook_ = steady_clock::now() + commentLookInterval;
+    nextCommentLook_ = services_.clock.steadyNow() + commentLookInterval;
 }
 
 /// Whether the backend could be asked.
 Task<bool> BugSession::learnComments(Task<ReadableList<QLCommentDTO>> fetching) {
-    const Instant begun = currentInstant();
+    const Instant begun = services_.clock.now();
     ReadableList<QLCommentDTO> fetched;
     try {
         fetched = co_await std::move(fetching);
     } catch (const std::exception& error) {
-        const bool isAway = watched_.stopRequested || services_.health.failed(error);
+        const bool isAway = services_.stop.isStopping() || services_.health.failed(error);
         watched_.commentTrouble = isAway ? "" : failureSentence(error);
         co_return false;
     }
@@ -194,17 +193,17 @@ Task<bool> BugSession::learnLastComments() {
         co_return true;
     }
     auto fetching = fetchComments();
-    if (watched_.stopRequested) {
-        fetching = withTimeLimit(commentTimeoutAtShutdown, std::move(fetching));
+    if (services_.stop.isStopping()) {
+        fetching = withTimeLimit(services_.clock, commentTimeoutAtShutdown, std::move(fetching));
     }
     co_return co_await learnComments(std::move(fetching));
 }
 
 /// The wait for its turn says nothing of the backend.
 Task<ReadableList<QLCommentDTO>> BugSession::fetchComments() {
-    co_await turnToAsk(services_.commentRateLimiter);
+    co_await turnToAsk(services_.commentRateLimiter, services_.clock);
     auto fetching = fetchCommentsIfAny(services_.client, services_.board, item_.bugID);
-    co_return co_await withTimeLimit(commentTimeout, std::move(fetching));
+    co_return co_await withTimeLimit(services_.clock, commentTimeout, std::move(fetching));
 }
 
 Task<bool> BugSession::isStillOurs() {

@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "host/events/progress_board.hpp"
 #include "host/health/backend_health.hpp"
 #include "host/health/rate_limiter.hpp"
@@ -20,10 +20,11 @@ struct CommentPolling {
     BackendHealth& health;
     const Settings& settings;  ///< as it is at each poll
     ProgressBoard& board;
+    Clock& clock;
 };
 
 /// Returns when the next request for comments may be sent: there are many who ask and one backend.
-Task<void> turnToAsk(RateLimiter& rateLimiter);
+Task<void> turnToAsk(RateLimiter& rateLimiter, Clock& clock);
 
 /// The bug's comments; none when the backend does not know the bug any more. Those that cannot be read are
 /// left out, and told. Throws as the client does.
@@ -32,7 +33,8 @@ Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, Pro
 
 /// The same, once it is this request's turn.
 Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, ProgressBoard& board,
-                                                     RateLimiter& rateLimiter, std::string bugID);
+                                                     RateLimiter& rateLimiter, Clock& clock,
+                                                     std::string bugID);
 
 /// When the newest of them was written; nothing without comments.
 std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments);

@@ -75,7 +75,9 @@ class ServicesFixture : public testing::Test {
     std::string repository = directory / "shop";
     DispatchStore store = run(opened(directory / "queue.sqlite")).value();
     QueueManager manager{store.items, store.mappings, *Url::parse(server.address())};
-    GoalDelivery goalDelivery{io.get_executor(), store};
+    SystemClock clock;
+    StopRequest stop;
+    GoalDelivery goalDelivery{io.get_executor(), store, clock};
     LocalPTYCodexRunner runner{goalDelivery};
     BackgroundExecutor background;
     RepositoryLocks repositories;
@@ -85,7 +87,7 @@ class ServicesFixture : public testing::Test {
     BackendHealth health{[this](const std::string& trouble) { healthChanges.push_back(trouble); }};
     std::vector<std::string> diskChanges;
     DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
-    RunningTime runningTime{readClocks(), [] {}};
+    RunningTime runningTime{readClocks(clock), [] {}};
     StartPauses startPauses{
         [this](const std::string& topic, const std::string& sentence) { board.alert(topic, sentence); }};
     Settings settings;
@@ -98,6 +100,8 @@ class ServicesFixture : public testing::Test {
         .goalDelivery = goalDelivery,
         .background = background,
         .repositories = repositories,
+        .clock = clock,
+        .stop = stop,
         .commentRateLimiter = commentRateLimiter,
         .health = health,
         .disk = disk,

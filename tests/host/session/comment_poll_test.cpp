@@ -46,7 +46,8 @@ class CommentPollTest : public testing::Test {
                                                                   .rateLimiter = shared,
                                                                   .health = health,
                                                                   .settings = settings,
-                                                                  .board = board},
+                                                                  .board = board,
+                                                                  .clock = clock},
                                                                  polled, mailbox.continuation())));
     }
     void end() {
@@ -57,7 +58,7 @@ class CommentPollTest : public testing::Test {
     }
     template <class Event>
     Event next() {
-        return std::get<Event>(test::runTask(io, mailbox.next()).value());
+        return std::get<Event>(test::runTask(io, mailbox.next()));
     }
 
     /// Polls until the backend's health has been told so often.
@@ -77,6 +78,7 @@ class CommentPollTest : public testing::Test {
     BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
     NotingBoard board;
+    SystemClock clock;
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
                               .queueItemID = randomUuid(),
@@ -103,7 +105,7 @@ TEST_F(CommentPollTest, CommentsThatWereSeenBeforeAreNoNews) {
     begin();
     next<CommentsChanged>();
     EXPECT_THAT(healthAfter(1).front(), HasSubstr("503"));
-    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(std::chrono::steady_clock::now())));
+    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(clock, clock.steadyNow())));
 }
 
 TEST_F(CommentPollTest, ACompletionIsNewsAlsoWhenAnotherCommentOfTheSameMomentWasSeenBefore) {
@@ -171,14 +173,14 @@ TEST_F(CommentPollTest, TwoPollsShareOneBudget) {
 }
 
 TEST_F(CommentPollTest, ARequestWaitsForItsTurn) {
-    test::runTask(io, turnToAsk(oneForNow));
-    const auto second = boost::asio::co_spawn(io, turnToAsk(oneForNow), boost::asio::use_future);
+    test::runTask(io, turnToAsk(oneForNow, clock));
+    const auto second = boost::asio::co_spawn(io, turnToAsk(oneForNow, clock), boost::asio::use_future);
     io.restart();
     io.poll();
     EXPECT_EQ(second.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     RateLimiter oneInAMillisecond{1000, 1};
-    test::runTask(io, turnToAsk(oneInAMillisecond));
-    test::runTask(io, turnToAsk(oneInAMillisecond));
+    test::runTask(io, turnToAsk(oneInAMillisecond, clock));
+    test::runTask(io, turnToAsk(oneInAMillisecond, clock));
 }
 
 TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQuarterAway) {
@@ -205,7 +207,7 @@ TEST_F(CommentPollTest, CancellingEndsItAlsoWhileTheBackendIsSilent) {
         io.run_one_for(std::chrono::milliseconds(10));  // the request is seen on the server's thread
     }
     end();
-    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(std::chrono::steady_clock::now())));
+    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(clock, clock.steadyNow())));
 }
 
 }  // namespace
