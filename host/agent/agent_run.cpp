@@ -5,6 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/runner_event_relay.hpp"
+#include "quernlight/platform/child_task.hpp"
 #include "quernlight/runner/pty_process_error.hpp"
 #include "quernlight/runner/runner_error.hpp"
 
@@ -33,11 +34,9 @@ Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<Terminat
 AgentRun::AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name)
     : runner_(runner), clock_(clock), sessionID_(sessionID), name_(std::move(name)), tree_(sessionID_) {}
 
-Task<StartSessionResponse> AgentRun::start(StartSessionRequest request) {
-    const auto executor = co_await boost::asio::this_coro::executor;
-    relay_ =
-        std::make_unique<ChildTask>(executor, "relaying events of " + name_,
-                                    relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation()));
+Task<StartSessionResponse> AgentRun::start(TaskSet& tasks, StartSessionRequest request) {
+    tasks.add("relaying events of " + name_,
+              relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation()));
     tree_.worksIn(request.repoPath);
     const StartSessionResponse started = co_await runner_.startSession(std::move(request));
     running_ = true;
@@ -92,12 +91,6 @@ Task<void> AgentRun::awaitExit(std::size_t step, const Escalation& escalation, c
 
 Task<std::vector<ProcessEntry>> AgentRun::endLeftovers() {
     co_return co_await tree_.end(leftoverGrace, leftoverTimeout);
-}
-
-Task<void> AgentRun::end() {
-    if (relay_) {
-        co_await relay_->end();
-    }
 }
 
 }  // namespace quernlight::host

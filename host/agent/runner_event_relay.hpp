@@ -7,8 +7,8 @@
 
 namespace quernlight::host {
 
-/// Turns a session's runner events into event until the agent has exited. Output is reduced to its last line
-/// at once, so that a flood is not kept in memory while the session waits for something else.
+/// Turns a session's runner events into the session's until the agent has exited. Output is reduced to its
+/// last line at once, so that a flood is not kept in memory while the session waits for something else.
 Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox);
 
 }  // namespace quernlight::host

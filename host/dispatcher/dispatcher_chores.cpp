@@ -11,6 +11,7 @@
 
 #include "host/dispatcher/dispatcher.hpp"
 #include "host/health/disk_probe.hpp"
+#include "host/health/failure_policy.hpp"
 #include "host/intake/bug_source.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"

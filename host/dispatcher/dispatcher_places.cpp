@@ -4,9 +4,9 @@
 
 #include "host/dispatcher/dispatcher.hpp"
 #include "host/dispatcher/start_request.hpp"
+#include "host/health/failure_policy.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/process_tree.hpp"
-#include "host/text/failure_sentence.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 #include "quernlight/platform/available_memory.hpp"
 #include "quernlight/platform/spawn_logged.hpp"
@@ -17,17 +17,6 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds restAfterTrouble{5};
-
-/// Why a session was not seen to its end that ended on this.
-Interruption interruptionBy(const std::exception_ptr& trouble) {
-    try {
-        std::rethrow_exception(trouble);
-    } catch (const ReportUnknown& error) {
-        return {.reason = error.what(), .failsItem = true};
-    } catch (const std::exception& error) {
-        return {.reason = "The session was ended, since it could not be recorded: " + failureSentence(error)};
-    }
-}
 
 }  // namespace
 
@@ -164,7 +153,9 @@ Task<void> Dispatcher::runSession(std::shared_ptr<BugSession> session, Uuid item
     const std::exception_ptr trouble = co_await caughtException(session->run());
     sessions_.erase(itemID);
     if (trouble) {
-        const Interruption cause = interruptionBy(trouble);
+        const FailurePolicy policy = failurePolicy(trouble, FailureScope::session);
+        const Interruption cause{.reason = reasonToReconcile(policy),
+                                 .failsItem = policy.kind == FailureKind::reportUnknown};
         if (!cause.failsItem) {
             services_.board.note("Bug " + session->item().bugID + ": " + cause.reason);
             unstoredEnds_ += stopping_ ? 1 : 0;

@@ -26,8 +26,8 @@ struct Poll {
 Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        auto fetched = co_await fetchCommentsInTurn(polling.client, polling.board, polling.rateLimiter,
-                                                    polling.clock, std::move(bugID));
+        co_await turnToAsk(polling.rateLimiter, polling.clock);
+        auto fetched = co_await polling.fetch(std::move(bugID));
         poll.comments = std::move(fetched.records);
         polling.health.answered();
     } catch (const boost::system::system_error& error) {

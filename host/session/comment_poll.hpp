@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 
 #include "host/agent/session_mailbox.hpp"
 #include "host/events/progress_board.hpp"
@@ -13,9 +14,12 @@
 
 namespace quernlight::host {
 
+/// Fetches a bug's comments, at once; throws as the client does.
+using FetchComments = std::function<Task<ReadableList<QLCommentDTO>>(std::string bugID)>;
+
 /// What all comment polls of the program share.
 struct CommentPolling {
-    const QuernlightClient& client;
+    FetchComments fetch;
     RateLimiter& rateLimiter;
     BackendHealth& health;
     const Settings& settings;  ///< as it is at each poll
