@@ -83,7 +83,7 @@ void Intake::tellWhatIsNotSeen(const BugListing& listing, const std::vector<IDCo
 
 void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
     for (const std::string& bugID : choice.unusableBugIDs) {
-        services_.board.noteOnce("A bug is left out because its id cannot name a branch: \"" + bugID + "\".");
+        services_.board.noteOnce(describeUnusableID(bugID));
     }
     services_.board.alert("intake",
                           choice.leftForLater == 0
