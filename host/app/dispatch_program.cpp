@@ -7,6 +7,7 @@
 #include "host/agent/agent_environment.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
+#include "host/session/bug_session.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/view/board_pair.hpp"
@@ -95,11 +96,10 @@ Task<void> dispatchBugs(DispatchProgramOptions options, ProgressBoard& board, St
         .settings = settings.now(),
         .board = board,
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
-    Dispatcher dispatcher(services, settings, options.dispatcher);
-    const auto atRise = stop.onRise([&dispatcher] { dispatcher.stop(); });
-    if (stop.isStopping()) {
-        dispatcher.stop();
-    }
+    Dispatcher dispatcher(
+        services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
+            return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
+        });
     const std::exception_ptr failure = co_await caughtException(dispatcher.run());
     board.close();
     if (failure) {

@@ -156,13 +156,18 @@ std::string sentenceOf(const WaitReason& reason) {
 
 bool passesByItself(WaitCause cause) {
     switch (cause) {
-        case WaitCause::noMapping:
-        case WaitCause::startNotRequested:
-        case WaitCause::startsPaused:
-        case WaitCause::worktreeInUse:
-            return false;
-        default:
+        case WaitCause::reconciling:
+        case WaitCause::restsAfterTrouble:
+        case WaitCause::stopping:
+        case WaitCause::homeAway:
+        case WaitCause::homeUnwritable:
+        case WaitCause::agentMissing:
+        case WaitCause::mappingGone:
+        case WaitCause::noPlace:
+        case WaitCause::memoryShort:
             return true;
+        default:
+            return false;
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include <sys/types.h>
 
+#include "host/health/start_pauses.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 
 namespace quernlight::host {
@@ -45,19 +46,12 @@ struct WaitReason {
 /// "2 of 2 sessions run"; on one line, and without a name of the bug.
 std::string sentenceOf(const WaitReason& reason);
 
-/// Whether the item may still start while nobody changes anything outside of the dispatcher.
+/// Whether a run that is to end when nothing is left waits for it: the dispatcher itself, or the machine, may
+/// let the item start in a while.
 bool passesByItself(WaitCause cause);
 
 /// Who works on an item in this process.
 enum class ItemWork { none, session, reconciliation, retirement };
-
-/// A pause of starts that holds for an item.
-struct StartPause {
-    std::string cause{};
-    std::optional<std::chrono::seconds> left{};  ///< absent: nobody tries again
-
-    bool operator==(const StartPause&) const = default;
-};
 
 /// What a look at the processes of an item's last session has shown.
 struct WorktreeLook {

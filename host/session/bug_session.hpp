@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "host/session/session.hpp"
 #include "host/session/session_agent.hpp"
 #include "host/session/session_comments.hpp"
 #include "host/session/session_end.hpp"
@@ -15,7 +16,7 @@ namespace quernlight::host {
 /// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status: the
 /// road through preparation, watch and end. Owned by the dispatcher; everything runs on the dispatcher's
 /// executor.
-class BugSession {
+class BugSession final : public Session {
   public:
     BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping);
     BugSession(SessionServices& services, SessionOutside outside, BugQueueItem item, AppMapping mapping);
@@ -23,13 +24,13 @@ class BugSession {
     /// The bug's road. Never leaves the agent running. What goes wrong on the way fails the item with the
     /// reason; a wish to stop the program puts it back to be resumed. When its end cannot be stored that is
     /// thrown, with the item left as it is, to be settled as after a crash.
-    Task<void> run();
+    Task<void> run() override;
 
     const Uuid& sessionID() const { return state_.sessionID; }
-    const BugQueueItem& item() const { return state_.item; }
+    const BugQueueItem& item() const override { return state_.item; }
 
     /// Whether the process was seen to be of its agent's.
-    bool hasProcess(const ProcessEntry& process) const { return agent_.hasProcess(process); }
+    bool hasProcess(const ProcessEntry& process) const override { return agent_.hasProcess(process); }
 
   private:
     Task<void> goItsRoad(TaskSet& tasks);

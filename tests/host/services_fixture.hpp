@@ -36,6 +36,11 @@ class RememberingBoard final : public ProgressBoard {
 /// Everything that the parts of the loop borrow, over a real database and a scripted backend.
 class ServicesFixture : public testing::Test {
   protected:
+    ServicesFixture() = default;
+
+    /// By another clock than the system's, which outlives this.
+    explicit ServicesFixture(Clock& chosen) : clock(chosen) {}
+
     template <class Result>
     Result run(Task<Result> task) {
         return quernlight::test::runTask(io, std::move(task));
@@ -75,7 +80,8 @@ class ServicesFixture : public testing::Test {
     std::string repository = directory / "shop";
     DispatchStore store = run(opened(directory / "queue.sqlite")).value();
     QueueManager manager{store.items, store.mappings, *Url::parse(server.address())};
-    SystemClock clock;
+    SystemClock systemClock;
+    Clock& clock = systemClock;
     StopRequest stop;
     GoalDelivery goalDelivery{io.get_executor(), store, clock};
     LocalPTYCodexRunner runner{goalDelivery};
