@@ -10,9 +10,6 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::chrono::milliseconds eventInterval{250};
-constexpr int eventLooksPerLook = 4;  // around
-
 bool needsPerson(const BugQueueItem& item) {
     return item.status == QueueItemStatus::failed || item.status == QueueItemStatus::awaitingUserInput;
 }
@@ -22,7 +19,6 @@ bool needsPerson(const BugQueueItem& item) {
 Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, DispatcherSettings options,
                        SessionFactory makeSession)
     : services_(services),
-      settings_(settings),
       context_{.services = services,
                .once = options.once,
                .endProgram = [this](std::exception_ptr failure) { endWith(std::move(failure)); }},
@@ -38,11 +34,11 @@ Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, Dispat
       polling_(context_, intake_, retirement_),
       starts_(context_, sessions_, reconciliation_, [this](const Uuid& itemID) { return workOn(itemID); }),
       orphans_(context_, sessions_),
-      home_(context_),
       events_(services.store, services.board),
-      atStop_(services.stop.onRise([this] { hurry(); })) {
+      looks_(context_, settings, events_, orphans_),
+      atStop_(services.stop.onRise([this] { beginStopping(); })) {
     if (services.stop.isStopping()) {
-        hurry();
+        beginStopping();
     }
 }
 
@@ -79,8 +75,8 @@ Task<void> Dispatcher::workUntilAllHasEnded() {
     const auto begin = [&](const char* name, Task<void> chore) {
         chores.push_back(std::make_unique<ChildTask>(executor, name, endingAllWithIt(std::move(chore))));
     };
-    begin("looking after settings and memory", lookRepeatedly());
-    begin("watching the clocks", watchClocks());
+    begin("looking after settings and memory", looks_.run());
+    begin("watching the clocks", looks_.watchClocks());
     begin("settling interrupted bugs", reconciliation_.run());
     begin("taking bugs in", takeBugsIn());
     begin("retiring merged bugs", polling_.retireMerged());
@@ -106,40 +102,6 @@ Task<void> Dispatcher::takeBugsIn() {
     co_await polling_.takeBugsIn();
     starts_.endWhenDone();
     context_.changed.notify();
-}
-
-/// Notices what nobody tells: new events, changed settings, memory that is free again.
-Task<void> Dispatcher::lookRepeatedly() {
-    for (int look = 0;; ++look) {
-        co_await failureOf(context_, events_.showNew());
-        if (look % eventLooksPerLook == 0) {
-            co_await lookAround();
-        }
-        co_await services_.clock.sleepFor(eventInterval);
-    }
-}
-
-Task<void> Dispatcher::lookAround() {
-    orphans_.look();
-    endIfTokenIsRefused(context_);
-    home_.lookForHome();
-    co_await failureOf(context_, home_.tryWriting());
-    co_await failureOf(context_, refreshSettings());
-    context_.changed.notify();
-}
-
-Task<void> Dispatcher::refreshSettings() {
-    for (const std::string& news : co_await settings_.refresh()) {
-        services_.board.noteOnce(news);
-    }
-}
-
-/// On its own, since whatever waits for the disk or the backend looks too seldom.
-Task<void> Dispatcher::watchClocks() {
-    while (true) {
-        services_.runningTime.look(readClocks(services_.clock));
-        co_await services_.clock.sleepFor(std::chrono::seconds(1));
-    }
 }
 
 /// What a session could not store of its end is settled as after a crash.
@@ -177,7 +139,7 @@ void Dispatcher::endWith(std::exception_ptr failure) {
 }
 
 /// What cannot be stored because another program has the queue locked is settled by the next start.
-void Dispatcher::hurry() {
+void Dispatcher::beginStopping() {
     constexpr std::chrono::milliseconds timeout{250};
     services_.store.database->setLockWait(timeout);
     context_.changed.notify();

@@ -6,13 +6,11 @@
 
 #include "host/dispatcher/backend_polling.hpp"
 #include "host/dispatcher/chore.hpp"
-#include "host/dispatcher/home_watch.hpp"
 #include "host/dispatcher/orphan_watch.hpp"
+#include "host/dispatcher/periodic_looks.hpp"
 #include "host/dispatcher/reconciliation.hpp"
 #include "host/dispatcher/running_sessions.hpp"
 #include "host/dispatcher/start_loop.hpp"
-#include "host/events/event_tail.hpp"
-#include "host/settings/live_settings.hpp"
 #include "quernlight/platform/child_task.hpp"
 
 namespace quernlight::host {
@@ -44,19 +42,14 @@ class Dispatcher {
     Task<void> showQueue();
     Task<void> workUntilAllHasEnded();
     Task<void> takeBugsIn();
-    Task<void> lookRepeatedly();
-    Task<void> lookAround();
-    Task<void> refreshSettings();
-    Task<void> watchClocks();
     Task<void> endingAllWithIt(Task<void> chore);
     void sessionEnded(const BugQueueItem& item, const std::exception_ptr& failure);
     ItemWork workOn(const Uuid& itemID) const;
     void endWith(std::exception_ptr failure);
-    void hurry();
+    void beginStopping();
     void throwFailure() const;
 
     SessionServices& services_;
-    LiveSettings& settings_;
     ChoreContext context_;
     RunningSessions sessions_;
     Reconciliation reconciliation_;
@@ -65,8 +58,8 @@ class Dispatcher {
     BackendPolling polling_;
     StartLoop starts_;
     OrphanWatch orphans_;
-    HomeWatch home_;
     EventTail events_;
+    PeriodicLooks looks_;
     const StopRequest::Subscription atStop_;
     std::exception_ptr failure_;  // thrown once every session has ended
     int unstoredEnds_ = 0;        // of sessions, while stopping

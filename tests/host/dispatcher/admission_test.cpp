@@ -26,6 +26,7 @@ struct WaitRow {
     const char* name;
     std::function<void(ItemFacts&, ProgramFacts&)> change;
     WaitCause cause;
+    bool passesByItself;
     std::string sentence;
 };
 
@@ -33,42 +34,43 @@ struct WaitRow {
 const std::vector<WaitRow>& waitRows() {
     static const std::vector<WaitRow> rows{
         {"ItsSession", [](ItemFacts& item, ProgramFacts&) { item.work = ItemWork::session; },
-         WaitCause::running, "its session runs"},
+         WaitCause::running, false, "its session runs"},
         {"ItsReconciliation", [](ItemFacts& item, ProgramFacts&) { item.work = ItemWork::reconciliation; },
-         WaitCause::reconciling, "its last session was interrupted and has to be settled first"},
+         WaitCause::reconciling, true, "its last session was interrupted and has to be settled first"},
         {"ItsRetirement", [](ItemFacts& item, ProgramFacts&) { item.work = ItemWork::retirement; },
-         WaitCause::retiring, "its work is merged; it leaves the queue"},
+         WaitCause::retiring, false, "its work is merged; it leaves the queue"},
         {"ALiveStatus", [](ItemFacts& item, ProgramFacts&) { item.item.status = QueueItemStatus::running; },
-         WaitCause::running, "its session runs"},
+         WaitCause::running, false, "its session runs"},
         {"NoMapping",
          [](ItemFacts& item, ProgramFacts&) { item.item.status = QueueItemStatus::waitingForMapping; },
-         WaitCause::noMapping, "no repository for com.acme.shop"},
+         WaitCause::noMapping, false, "no repository for com.acme.shop"},
         {"TheManualQueue", [](ItemFacts& item, ProgramFacts&) { item.item.queueMode = QueueMode::manual; },
-         WaitCause::startNotRequested, "until: queue start 3f2a9c1d"},
+         WaitCause::startNotRequested, false, "until: queue start 3f2a9c1d"},
         {"TroubleAMomentAgo", [](ItemFacts& item, ProgramFacts&) { item.restsAfterTrouble = true; },
-         WaitCause::restsAfterTrouble, "its last session ended on trouble a moment ago"},
+         WaitCause::restsAfterTrouble, true, "its last session ended on trouble a moment ago"},
         {"APause",
          [](ItemFacts& item, ProgramFacts&) {
              item.pause = StartPause{.cause = "git fetch fails.", .left = std::chrono::seconds(4)};
          },
-         WaitCause::startsPaused, "it is tried again in 4 s: git fetch fails."},
+         WaitCause::startsPaused, false, "it is tried again in 4 s: git fetch fails."},
         {"ADispatcherThatEnds", [](ItemFacts&, ProgramFacts& program) { program.stopping = true; },
-         WaitCause::stopping, "the dispatcher is being stopped"},
+         WaitCause::stopping, true, "the dispatcher is being stopped"},
         {"AHomeThatIsAway", [](ItemFacts&, ProgramFacts& program) { program.homeIsInPlace = false; },
-         WaitCause::homeAway, "the dispatch home is not in its place"},
+         WaitCause::homeAway, true, "the dispatch home is not in its place"},
         {"AFullDisk", [](ItemFacts&, ProgramFacts& program) { program.homeIsWritable = false; },
-         WaitCause::homeUnwritable, "the dispatch home cannot be written"},
+         WaitCause::homeUnwritable, true, "the dispatch home cannot be written"},
         {"NoAgent", [](ItemFacts&, ProgramFacts& program) { program.missingAgent = "There is no program."; },
-         WaitCause::agentMissing, "There is no program."},
+         WaitCause::agentMissing, true, "There is no program."},
         {"AMappingThatIsGone", [](ItemFacts& item, ProgramFacts&) { item.repository.reset(); },
-         WaitCause::mappingGone,
+         WaitCause::mappingGone, true,
          "the repository mapping of com.acme.shop is gone; set it again with \"map set\""},
         {"NoPlace", [](ItemFacts&, ProgramFacts& program) { program.sessionsRunning = 2; },
-         WaitCause::noPlace, "2 of 2 sessions run"},
+         WaitCause::noPlace, true, "2 of 2 sessions run"},
         {"TooLittleMemory", [](ItemFacts&, ProgramFacts& program) { program.memoryAvailableMiB = 512; },
-         WaitCause::memoryShort, "512 MiB free, 1024 wanted"},
+         WaitCause::memoryShort, true, "512 MiB free, 1024 wanted"},
         {"AProcess", [](ItemFacts& item, ProgramFacts&) { item.worktree = WorktreeLook{.process = 77}; },
-         WaitCause::worktreeInUse, "process 77 still runs in its worktree; it starts once that has ended."}};
+         WaitCause::worktreeInUse, false,
+         "process 77 still runs in its worktree; it starts once that has ended."}};
     return rows;
 }
 
@@ -88,6 +90,7 @@ TEST_P(AdmissionTest, EachReasonAloneKeepsAnItemWaitingAndSaysSo) {
     ASSERT_TRUE(reason());
     EXPECT_EQ(reason()->cause, row().cause);
     EXPECT_EQ(sentenceOf(*reason()), row().sentence);
+    EXPECT_EQ(passesByItself(reason()->cause), row().passesByItself);
 }
 
 TEST_P(AdmissionTest, OfItAndAllLaterReasonsItIsTheOneThatIsGiven) {

@@ -131,6 +131,27 @@ TEST_F(DispatcherTest, ShortMemoryIsAnAlertUntilThereIsEnough) {
     EXPECT_FALSE(board.alerts.contains("memory"));
 }
 
+TEST_F(DispatcherTest, APauseForWhichABugMayStillWaitGoesOnUntilThatIsCancelled) {
+    const Uuid running = enqueue("11111111").id;
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    startPauses.failed({.repository = repository, .cause = "git fetch fails."}, clock.steadyNow());
+    pass(std::chrono::seconds(3));
+    EXPECT_TRUE(startPauses.areAny());
+    ends("11111111");
+    ASSERT_TRUE(until([&] { return status(running) == QueueItemStatus::failed; }));
+    EXPECT_TRUE(until([&] { return !startPauses.areAny(); }));
+}
+
+TEST_F(DispatcherTest, ABugStartsOnceThePauseOfItsRepositoryIsOver) {
+    enqueue("11111111");
+    const auto paused = clock.steadyNow();
+    startPauses.failed({.repository = repository, .cause = "git fetch fails."}, paused);
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    EXPECT_GE(clock.steadyNow() - paused, StartPauses::shortest);
+}
+
 TEST_F(DispatcherTest, ABugWhoseMappingIsGoneFailsAndSaysSo) {
     const Uuid item = enqueue("11111111").id;
     run(store.database->execute("DELETE FROM app_mappings"));
