@@ -83,17 +83,16 @@ class Demo {
         writeAgentFile(directory_, backend.url());
         co_await setMapping(mappingOptions());
         if (!stopped()) {
-            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), events_, views_,
-                                  stopButton_);
+            co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), events_, views_, stop_);
         }
         if (!stopped()) {
             findings_ = co_await checkDemo(directory_);
         }
     }
 
-    void stop() {
+    void stop(StopLevel level) {
         stopped_ = true;
-        stopButton_->press();
+        stop_.raise(level);
     }
 
     bool stopped() const { return stopped_; }
@@ -112,7 +111,7 @@ class Demo {
     const StandInPrograms programs_;
     EventPublisher& events_;
     Views& views_;
-    std::shared_ptr<StopButton> stopButton_ = std::make_shared<StopButton>();
+    StopRequest stop_;
     std::vector<DemoFinding> findings_;
     bool stopped_ = false;
 };
@@ -181,7 +180,7 @@ int runDemo(const DemoOptions& options) {
     Demo demo(directory, lock, programs, events, views);
     runWithSignals(io, demo.run(), [&](int count) {
         events.notice(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");
-        demo.stop();
+        demo.stop(count == 1 ? StopLevel::stop : StopLevel::kill);
     });
     return demo.stopped() ? 130 : conclude(demo.findings(), directory, options.keep);
 }

@@ -5,12 +5,11 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/runner_event_relay.hpp"
+#include "quernlight/platform/child_task.hpp"
 #include "quernlight/runner/runner_error.hpp"
 
 namespace quernlight::host {
 namespace {
-
-using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds leftoverGrace{500};
 constexpr std::chrono::seconds leftoverTimeout{2};
@@ -31,14 +30,12 @@ Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<Terminat
 
 }  // namespace
 
-AgentRun::AgentRun(CodexRunner& runner, Uuid sessionID, std::string name)
-    : runner_(runner), sessionID_(sessionID), name_(std::move(name)), tree_(sessionID_) {}
+AgentRun::AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name)
+    : runner_(runner), clock_(clock), sessionID_(sessionID), name_(std::move(name)), tree_(sessionID_) {}
 
-Task<StartSessionResponse> AgentRun::start(StartSessionRequest request) {
-    const auto executor = co_await boost::asio::this_coro::executor;
-    relay_ =
-        std::make_unique<ChildTask>(executor, "relaying events of " + name_,
-                                    relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation()));
+Task<StartSessionResponse> AgentRun::start(TaskSet& tasks, StartSessionRequest request) {
+    tasks.add("relaying events of " + name_,
+              relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation()));
     tree_.worksIn(request.repoPath);
     const StartSessionResponse started = co_await runner_.startSession(std::move(request));
     running_ = true;
@@ -49,8 +46,8 @@ Task<StartSessionResponse> AgentRun::start(StartSessionRequest request) {
     co_return started;
 }
 
-Task<std::optional<SessionEvent>> AgentRun::nextUntil(steady_clock::time_point deadline) {
-    auto event = co_await mailbox_.nextUntil(deadline);
+Task<std::optional<SessionEvent>> AgentRun::nextUntil(Clock::TimePoint deadline) {
+    auto event = co_await mailbox_.nextUntil(clock_, deadline);
     const AgentExited* exited = event ? std::get_if<AgentExited>(&*event) : nullptr;
     if (exited) {
         running_ = false;
@@ -82,8 +79,8 @@ Task<void> AgentRun::escalate(std::size_t step, const Escalation& escalation, co
 }
 
 Task<void> AgentRun::awaitExit(std::size_t step, const Escalation& escalation, const EventHandler& handler) {
-    const auto begun = steady_clock::now();
-    while (running_ && steady_clock::now() < begun + escalation()[step].timeout) {
+    const auto begun = clock_.steadyNow();
+    while (running_ && clock_.steadyNow() < begun + escalation()[step].timeout) {
         auto event = co_await nextUntil(begun + escalation()[step].timeout);
         if (event) {
             co_await handler(std::move(*event));
@@ -93,12 +90,6 @@ Task<void> AgentRun::awaitExit(std::size_t step, const Escalation& escalation, c
 
 Task<std::vector<ProcessEntry>> AgentRun::endLeftovers() {
     co_return co_await tree_.end(leftoverGrace, leftoverTimeout);
-}
-
-Task<void> AgentRun::end() {
-    if (relay_) {
-        co_await relay_->end();
-    }
 }
 
 }  // namespace quernlight::host

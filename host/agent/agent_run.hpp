@@ -1,27 +1,27 @@
 #pragma once
 
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "host/agent/stop_escalation.hpp"
 #include "host/process/process_tree.hpp"
-#include "quernlight/platform/child_task.hpp"
+#include "host/process/task_set.hpp"
 #include "quernlight/runner/codex_runner.hpp"
 
 namespace quernlight::host {
 
-/// One launch of the agent: its event in one mailbox, its processes, and the way to stop it. Owned by its
+/// One launch of the agent: its events in one mailbox, its processes, and the way to stop it. Owned by its
 /// session; used on one executor. `end` must be awaited before it is destroyed once it was started.
 class AgentRun {
   public:
     /// `name` is for messages: "bug 3f2a9c1d".
-    AgentRun(CodexRunner& runner, Uuid sessionID, std::string name);
+    AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name);
 
-    /// Throws PTYProcessError; then nothing runs.
-    Task<StartSessionResponse> start(StartSessionRequest request);
+    /// Its events are relayed among `tasks`, which end before this does. Throws PTYProcessError; then nothing
+    /// runs.
+    Task<StartSessionResponse> start(TaskSet& tasks, StartSessionRequest request);
 
     bool isRunning() const { return running_; }
     const std::optional<AgentExited>& exit() const { return exit_; }
@@ -29,10 +29,10 @@ class AgentRun {
     /// What identifies the agent's own process; pid -1 when it ended before it was looked at.
     const ProcessEntry& leader() const { return leader_; }
 
-    /// Where others put event for the session.
+    /// Where others put events for the session.
     SessionMailbox::Continuation mailbox() const { return mailbox_.continuation(); }
 
-    Task<std::optional<SessionEvent>> nextUntil(std::chrono::steady_clock::time_point deadline);
+    Task<std::optional<SessionEvent>> nextUntil(Clock::TimePoint deadline);
 
     /// Remembers the processes that the agent has started since.
     void look();
@@ -41,7 +41,7 @@ class AgentRun {
     using EventHandler = std::function<Task<void>(SessionEvent)>;
 
     /// Runs the escalation until the agent has exited. The escalation is asked for anew at every step, and
-    /// once more when a stop of the whole program is wished for meanwhile. Other event go to the handler.
+    /// once more when a stop of the whole program is wished for meanwhile. Other events go to the handler.
     Task<void> stop(Escalation escalation, EventHandler handler);
 
     /// Ends what the agent has left behind, wherever it has gone; returns what could not be ended.
@@ -53,13 +53,12 @@ class AgentRun {
     /// Whether the process was seen to be of the agent's.
     bool hasProcess(const ProcessEntry& process) const { return tree_.knows(process); }
 
-    Task<void> end();
-
   private:
     Task<void> escalate(std::size_t step, const Escalation& escalation, const EventHandler& handler);
     Task<void> awaitExit(std::size_t step, const Escalation& escalation, const EventHandler& handler);
 
     CodexRunner& runner_;
+    Clock& clock_;
     const Uuid sessionID_;
     const std::string name_;
     SessionMailbox mailbox_;
@@ -67,7 +66,6 @@ class AgentRun {
     ProcessEntry leader_;
     std::optional<AgentExited> exit_;
     bool running_ = false;
-    std::unique_ptr<ChildTask> relay_;
 };
 
 }  // namespace quernlight::host

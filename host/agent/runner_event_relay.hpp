@@ -1,14 +1,14 @@
 #pragma once
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "quernlight/platform/event_stream.hpp"
 #include "quernlight/platform/task.hpp"
 #include "quernlight/runner/runner_event.hpp"
 
 namespace quernlight::host {
 
-/// Turns a session's runner events into event until the agent has exited. Output is reduced to its last line
-/// at once, so that a flood is not kept in memory while the session waits for something else.
+/// Turns a session's runner events into the session's until the agent has exited. Output is reduced to its
+/// last line at once, so that a flood is not kept in memory while the session waits for something else.
 Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox);
 
 }  // namespace quernlight::host

@@ -6,7 +6,6 @@
 #include <variant>
 
 #include "quernlight/dispatch/completion_detector.hpp"
-#include "quernlight/platform/event_stream.hpp"
 #include "quernlight/platform/instant.hpp"
 
 namespace quernlight::host {
@@ -49,9 +48,8 @@ struct CommentTrouble {
 /// The dispatcher is stopping; wakes the session, which has been told already.
 struct StopRequested {};
 
-/// Everything a session waits for, in one mailbox, so that its coroutine has one place to wait.
+/// Everything a session waits for.
 using SessionEvent = std::variant<OutputSeen, AgentExited, GoalTypingBegins, GoalTyped, GoalNotTyped,
                                   CommentsChanged, CommentTrouble, StopRequested>;
-using SessionMailbox = EventStream<SessionEvent>;
 
 }  // namespace quernlight::host

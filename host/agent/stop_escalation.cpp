@@ -39,4 +39,12 @@ StopEscalation killOnly(StopEscalation escalation) {
     return escalation;
 }
 
+StopEscalation escalationAt(StopLevel level, const Settings& settings) {
+    const StopEscalation whole = stopEscalation(settings);
+    if (level == StopLevel::kill) {
+        return killOnly(whole);
+    }
+    return level == StopLevel::stop ? shortened(whole, escalationTimeAtShutdown) : whole;
+}
+
 }  // namespace quernlight::host

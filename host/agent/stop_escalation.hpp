@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 
+#include "host/process/stop_request.hpp"
 #include "host/settings/settings.hpp"
 #include "quernlight/runner/termination_mode.hpp"
 
@@ -28,6 +29,9 @@ StopEscalation shortened(StopEscalation escalation, std::chrono::milliseconds to
 
 /// No timeout but with the kill.
 StopEscalation killOnly(StopEscalation escalation);
+
+/// The steps while the wish to stop the program stands at `level`.
+StopEscalation escalationAt(StopLevel level, const Settings& settings);
 
 /// What all steps wait together while the program is ending: with the rest of an end it stays below 20 s.
 inline constexpr std::chrono::seconds escalationTimeAtShutdown{12};

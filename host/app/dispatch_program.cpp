@@ -3,7 +3,9 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/agent_environment.hpp"
+#include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
+#include "host/session/bug_session.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
 #include "quernlight/platform/process_table.hpp"
@@ -23,20 +25,8 @@ std::string describeSilence(const Url& backend, const std::string& trouble) {
 
 }  // namespace
 
-void StopButton::press() {
-    ++presses_;
-    if (!dispatcher_) {
-        return;
-    }
-    if (presses_ == 1) {
-        dispatcher_->stop();
-    } else {
-        dispatcher_->kill();
-    }
-}
-
 Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, Views& views,
-                        std::shared_ptr<StopButton> stopButton) {
+                        StopRequest& stop) {
     adoptOrphans();  // so that what an agent leaves behind can be seen to end; on macOS launchd does it
     DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(options.home));
     LiveSettings settings(SettingsStore(store.database), options.settings);
@@ -52,7 +42,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     store.items = history.publishing(store.items);
     QueueManager manager(store.items, store.mappings, backend);
     const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
-    GoalDelivery goalDelivery(executor, store);
+    SystemClock clock;
+    GoalDelivery goalDelivery(executor, store, clock);
     LocalPTYCodexRunner runner(goalDelivery);
     BackgroundExecutor background;
     RepositoryLocks repositories;
@@ -69,7 +60,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
             events.notice("The dispatch home can be written again.");
         }
     });
-    RunningTime runningTime(readClocks(), [&events] {
+    RunningTime runningTime(readClocks(clock), [&events] {
         events.notice(
             "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
             "only for what follows.");
@@ -93,6 +84,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .goalDelivery = goalDelivery,
         .background = background,
         .repositories = repositories,
+        .clock = clock,
+        .stop = stop,
         .commentRateLimiter = commentRateLimiter,
         .health = health,
         .disk = disk,
@@ -104,18 +97,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .events = events,
         .history = history,
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
-    Dispatcher dispatcher(services, settings, options.dispatcher);
-    stopButton->dispatcher_ = &dispatcher;
-    if (stopButton->presses_ > 0) {
-        dispatcher.stop();
-    }
-    std::exception_ptr failure;
-    try {
-        co_await dispatcher.run();
-    } catch (...) {
-        failure = std::current_exception();
-    }
-    stopButton->dispatcher_ = nullptr;
+    Dispatcher dispatcher(
+        services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
+            return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
+        });
+    const std::exception_ptr failure = co_await caughtException(dispatcher.run());
     views.close();
     if (failure) {
         std::rethrow_exception(failure);

@@ -9,6 +9,7 @@
 
 #include "host/dispatcher/dispatcher.hpp"
 #include "host/process/home_lock.hpp"
+#include "host/process/stop_request.hpp"
 #include "host/view/views.hpp"
 #include "quernlight/platform/url.hpp"
 #include "quernlight/platform/user_directories.hpp"
@@ -26,23 +27,10 @@ struct DispatchProgramOptions {
 };
 
 /// Everything that moves bugs along, wired over one dispatch home that this process owns (see HomeLock): what
-/// both `run` and the demo do. Tells `events` of all that happens, and closes `views` at the end. Throws
-/// UserError when there is no agent program or the home cannot be used.
+/// both `run` and the demo do, until `stop` is raised or nothing is left to do. Tells `events` of all that
+/// happens, and closes `views` at the end. Throws UserError when there is no agent program or the home cannot
+/// be used.
 Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, Views& views,
-                        std::shared_ptr<class StopButton> stopButton);
-
-/// How a signal reaches a dispatcher that may not have been built yet.
-class StopButton {
-  public:
-    /// First press: stop politely; any further one: kill.
-    void press();
-
-  private:
-    friend Task<void> dispatchBugs(DispatchProgramOptions, EventPublisher&, Views&,
-                                   std::shared_ptr<StopButton>);
-
-    Dispatcher* dispatcher_ = nullptr;
-    int presses_ = 0;
-};
+                        StopRequest& stop);
 
 }  // namespace quernlight::host

@@ -2,7 +2,8 @@
 
 #include <ostream>
 
-#include "host/dispatcher/start_request.hpp"
+#include "host/agent/agent_environment.hpp"
+#include "host/dispatcher/fact_gatherer.hpp"
 #include "host/events/event_publisher.hpp"
 #include "host/health/unreadable_records.hpp"
 #include "host/intake/bug_source.hpp"
@@ -13,10 +14,10 @@
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/store/dispatch_store.hpp"
-#include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/control_characters.hpp"
+#include "quernlight/platform/user_directories.hpp"
 #include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
@@ -37,6 +38,11 @@ std::string describe(const BugQueueItem& item) {
 }
 
 Task<void> enqueueAll(const IntakeChoice& choice, QueueManager& manager, std::ostream& out) {
+    EventPublisher events;
+    const auto printing = printNotices(events, out);
+    for (const std::string& bugID : choice.unusableBugIDs) {
+        events.noticeOnce(describeUnusableID(bugID));
+    }
     for (const QLBugSummaryDTO& bug : choice.newBugs) {
         const BugQueueItem item = co_await manager.enqueue(bug, QueueMode::automatic);
         out << "would enqueue  " << describe(item) << "\n";
@@ -60,30 +66,33 @@ Task<void> queueFollowUps(std::vector<QLBugSummaryDTO> listed, const DispatchSto
     }
 }
 
-Task<bool> isHeldBack(const DispatchStore& store, const BugQueueItem& item) {
-    if (item.queueMode == QueueMode::automatic) {
-        co_return false;
+/// Items in a live status belong to an owner that runs now, or will be put back first at the next start.
+std::string_view outlook(const std::optional<WaitReason>& reason) {
+    if (!reason) {
+        return "would start    ";
     }
-    const auto events = co_await store.items.events(item.id);
-    co_return !startIsRequested(events);
+    switch (reason->cause) {
+        case WaitCause::running:
+            return "is under way   ";
+        case WaitCause::noPlace:
+            return "would queue    ";
+        default:
+            return "would wait     ";
+    }
 }
 
-/// Items in a live status belong to an owner that runs now, or will be put back first at the next start.
-Task<void> tellStarts(const DispatchStore& store, int places, std::ostream& out) {
-    for (const BugQueueItem& item : co_await store.items.items()) {
-        const bool heldBack = co_await isHeldBack(store, item);
-        if (item.status == QueueItemStatus::waitingForMapping) {
-            out << "would wait     " << describe(item) << " (no repository for "
-                << escapedLine(item.bundleID, 300) << ")\n";
-        } else if (item.status != QueueItemStatus::queued) {
-            out << "is under way   " << describe(item) << "\n";
-            --places;
-        } else if (heldBack) {
-            out << "would wait     " << describe(item) << " (until: queue start " << shellQuoted(item.bugID)
-                << ")\n";
-        } else {
-            out << (places-- > 0 ? "would start    " : "would queue    ") << describe(item) << "\n";
-        }
+Task<void> tellStarts(const DispatchStore& store, const Settings& settings,
+                      std::optional<std::string> missing, std::ostream& out) {
+    auto addAgent = [missing = std::move(missing)](AdmissionFacts& facts) {
+        facts.program.missingAgent = missing;
+    };
+    const FactGatherer gatherer(store, settings, std::move(addAgent));
+    const AdmissionFacts facts = co_await gatherer.gather();
+    for (const AdmissionDecision& decision : admit(facts)) {
+        const std::string_view what = outlook(decision.reason);
+        const bool tellsWhy = what.starts_with("would wait");
+        out << what << describe(decision.item) << (tellsWhy ? " (" + sentenceOf(*decision.reason) + ")" : "")
+            << "\n";
     }
 }
 
@@ -138,7 +147,8 @@ Task<void> dryRun(DryRun dry, std::ostream& out) {
         out << describeLeftForLater(choice.leftForLater, settings.now().intakePerDay) << "\n";
     }
     co_await queueFollowUps(fetched, store, client, manager, out);
-    co_await tellStarts(store, settings.now().maxSessions, out);
+    auto missing = missingAgent(settings.now().agentCommand, currentEnvironmentMap());
+    co_await tellStarts(store, settings.now(), std::move(missing), out);
     out << (choice.newBugs.empty() ? "No new bugs. " : "") << "Nothing was changed." << std::endl;
 }
 

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "host/commands/terminal_question.hpp"
+#include "host/dispatcher/fact_gatherer.hpp"
 #include "host/events/item_history.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/process/event_loop.hpp"
@@ -68,6 +69,9 @@ Task<void> show(DispatchStore store, BugQueueItem item) {
     for (const QueueEvent& event : co_await store.items.events(item.id)) {
         std::cout << "  " << formatInstant(event.createdAt) << "  " << std::left << std::setw(18)
                   << event.kind << " " << withoutControls(event.message) << "\n";
+    }
+    if (const auto reason = co_await reasonToWait(store, item.id)) {
+        std::cout << "waits: " << sentenceOf(*reason) << "\n";
     }
     if (const auto attempt = co_await store.attempts.latestAttempt(item.id)) {
         std::cout << "Attempt " << attempt->attemptNumber << ", transcript: " << attempt->transcriptTextPath

@@ -43,13 +43,13 @@ int runCommand(const RunOptions& options) {
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
     protectTree(home / "sessions");
+    StopRequest stop;
     boost::asio::io_context io;
     const ViewOptions viewOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
                                   .logFile = options.logFile};
     EventPublisher events;
     Views views(io.get_executor(), events, viewOptions);
     const FailureNotices failures(io.get_executor(), events);
-    const auto stopButton = std::make_shared<StopButton>();
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,
                                    .backend = backend,
@@ -58,10 +58,10 @@ int runCommand(const RunOptions& options) {
                                    .settings = options.settings,
                                    .dispatcher = {.once = options.once}};
     const StopSignals wishes =
-        runWithSignals(io, dispatchBugs(std::move(program), events, views, stopButton), [&](int count) {
+        runWithSignals(io, dispatchBugs(std::move(program), events, views, stop), [&](int count) {
             events.notice(count == 1 ? "Stopping sessions; press Ctrl-C again to kill them."
                                      : "Killing the sessions.");
-            stopButton->press();
+            stop.raise(count == 1 ? StopLevel::stop : StopLevel::kill);
         });
     return wishes.exitStatus();
 }

@@ -1,11 +1,11 @@
 #include "host/dispatcher/dispatcher.hpp"
 
+#include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/this_coro.hpp>
 
+#include "host/dispatcher/unmapped_bugs.hpp"
+#include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
-#include "host/text/shell_text.hpp"
-#include "host/worktree/resolved_mapping.hpp"
-#include "quernlight/platform/control_characters.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -14,110 +14,48 @@ bool needsPerson(const BugQueueItem& item) {
     return item.status == QueueItemStatus::failed || item.status == QueueItemStatus::awaitingUserInput;
 }
 
-/// What a person types to map the item's app. A name that is too long to be typed is left to them.
-std::string commandToMap(const BugQueueItem& item) {
-    constexpr std::size_t mostTyped = 200;
-    const auto option = [](const std::string& name, const std::string& value, const char* placeholder) {
-        return value.size() > mostTyped ? name + " " + placeholder : shellOption(name, value);
-    };
-    return "quernlight-dispatch map set " + option("--bundle", item.bundleID, "BUNDLE") + " " +
-           option("--app", item.appName, "NAME") + " --repo PATH";
-}
-
 }  // namespace
 
-Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, DispatcherSettings options)
+Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, DispatcherSettings options,
+                       SessionFactory makeSession)
     : services_(services),
-      settings_(settings),
-      options_(options),
+      context_{.services = services,
+               .once = options.once,
+               .endProgram = [this](std::exception_ptr failure) { endWith(std::move(failure)); }},
+      sessions_(std::move(makeSession),
+                [this](const BugQueueItem& item, const std::exception_ptr& failure) {
+                    sessionEnded(item, failure);
+                }),
+      reconciliation_(context_),
       intake_(services, options.scope, options.fetchLimit,
-              [this](const Uuid& itemID) { return isBusy(itemID); }),
-      recovery_(services),
-      retirement_(services, intake_.listed(), [this](const Uuid& itemID) { return isBusy(itemID); }) {}
+              [this](const Uuid& itemID) { return workOn(itemID) != ItemWork::none; }),
+      retirement_(services, intake_.listed(),
+                  [this](const Uuid& itemID) { return workOn(itemID) != ItemWork::none; }),
+      polling_(context_, intake_, retirement_),
+      starts_(context_, sessions_, reconciliation_, [this](const Uuid& itemID) { return workOn(itemID); }),
+      orphans_(context_, sessions_),
+      looks_(context_, settings, orphans_),
+      atStop_(services.stop.onRise([this] { beginStopping(); })) {
+    if (services.stop.isStopping()) {
+        beginStopping();
+    }
+}
 
 Task<void> Dispatcher::run() {
-    executor_ = co_await boost::asio::this_coro::executor;
+    co_await prepare();
+    co_await workUntilAllHasEnded();
+    throwFailure();
+    co_await nameUnmappedBugs(services_);
+}
+
+/// What an earlier run left behind comes first.
+Task<void> Dispatcher::prepare() {
     co_await services_.manager.bootstrap();
-    co_await endOrphans();
-    co_await findInterrupted();
-    co_await releaseMappedItems();
+    co_await orphans_.endGitsOfEarlierOwner();
+    co_await reconciliation_.findInterrupted();
+    co_await releaseMappedBugs(services_);
     co_await showQueue();
-    changed_.notify();
-    std::vector<std::unique_ptr<ChildTask>> chores;
-    const auto begin = [&](const char* name, Task<void> chore) {
-        chores.push_back(std::make_unique<ChildTask>(executor_, name, endingAllWithIt(std::move(chore))));
-    };
-    begin("looking after settings and memory", heartbeat());
-    begin("watching the clocks", watchClocks());
-    begin("settling interrupted bugs", reconcileInterrupted());
-    begin("taking bugs in", takeBugsIn());
-    begin("retiring merged bugs", retireRepeatedly());
-    co_await startSessionsUntilDone();
-    while (!sessions_.empty()) {
-        co_await changed_.wait();
-    }
-    for (const auto& chore : chores) {
-        co_await chore->end();
-    }
-    if (failure_) {
-        std::rethrow_exception(failure_);
-    }
-    if (unstoredEnds_ > 0) {
-        throw UserError(
-            "The queue could not be written while the sessions were stopped; the next start settles "
-            "what became of " +
-            std::to_string(unstoredEnds_) + " of them.");
-    }
-    co_await nameWaitingItems();
-}
-
-Task<void> Dispatcher::startSessionsUntilDone() {
-    while (!done_ && !stopping_) {
-        co_await changed_.wait();
-        co_await troubleIn(startOrEnd());
-    }
-}
-
-Task<void> Dispatcher::startOrEnd() {
-    const bool noneComes = intakeEnded_;  // before the looks, for they take their time
-    co_await endUnusedPauses();
-    co_await fillFreePlaces();
-    const bool nothingWaits = co_await idle();
-    done_ = noneComes && nothingWaits;
-    if (done_) {
-        co_await tellWhatWasNotStarted();
-    }
-}
-
-/// What cannot be stored because another program has the queue locked is settled by the next start.
-void Dispatcher::stop() {
-    constexpr std::chrono::milliseconds timeout{250};
-    stopping_ = true;
-    services_.store.database->setLockWait(timeout);
-    retirement_.requestStop();
-    for (const auto& [itemID, session] : sessions_) {
-        session->requestStop();
-    }
-    changed_.notify();
-}
-
-void Dispatcher::kill() {
-    retirement_.requestKill();
-    for (const auto& [itemID, session] : sessions_) {
-        session->requestKill();
-    }
-}
-
-/// What waiting does not mend ends the program, but only after the sessions that run have been stopped.
-void Dispatcher::endWith(std::exception_ptr failure) {
-    failure_ = std::move(failure);
-    stop();
-}
-
-Task<void> Dispatcher::releaseMappedItems() {
-    for (const AppMapping& mapping : co_await services_.store.mappings.allMappings()) {
-        co_await services_.manager.releaseWaitingItems(mapping.bundleID);
-    }
+    context_.changed.notify();
 }
 
 Task<void> Dispatcher::showQueue() {
@@ -128,48 +66,91 @@ Task<void> Dispatcher::showQueue() {
     }
 }
 
-bool Dispatcher::isBusy(const Uuid& itemID) const {
-    return sessions_.contains(itemID) || unreconciled_.contains(itemID) || retirement_.isRetiring(itemID);
-}
-
-Task<bool> Dispatcher::idle() {
-    forgetRested();
-    if (!sessions_.empty() || !unreconciled_.empty() || !resting_.empty()) {
-        co_return false;
+Task<void> Dispatcher::workUntilAllHasEnded() {
+    const auto executor = co_await boost::asio::this_coro::executor;
+    std::vector<std::unique_ptr<ChildTask>> chores;
+    const auto begin = [&](const char* name, Task<void> chore) {
+        chores.push_back(std::make_unique<ChildTask>(executor, name, endingAllWithIt(std::move(chore))));
+    };
+    begin("looking after settings and memory", looks_.run());
+    begin("watching the clocks", looks_.watchClocks());
+    begin("settling interrupted bugs", reconciliation_.run());
+    begin("taking bugs in", takeBugsIn());
+    begin("retiring merged bugs", polling_.retireMerged());
+    co_await starts_.run();
+    while (!sessions_.isEmpty()) {
+        co_await context_.changed.wait();
     }
-    for (const BugQueueItem& item : co_await services_.store.items.items()) {
-        const bool startable = co_await mayStart(item);
-        if (startable) {
-            co_return false;
-        }
-    }
-    co_return true;
-}
-
-Task<void> Dispatcher::tellWhatWasNotStarted() {
-    int count = 0;
-    std::string cause;
-    for (const BugQueueItem& item : co_await services_.store.items.items()) {
-        const auto mapping = co_await services_.store.mappings.mapping(item.bundleID);
-        const bool wanted = co_await isWanted(item);
-        const bool waits = item.status == QueueItemStatus::queued && wanted && mapping;
-        const auto trouble =
-            waits ? services_.startPauses.trouble(resolved(*mapping).repoPath) : std::nullopt;
-        count += trouble ? 1 : 0;
-        cause = trouble && cause.empty() ? *trouble : cause;
-    }
-    if (count > 0) {
-        endWith(std::make_exception_ptr(UserError(std::to_string(count) + (count == 1 ? " bug" : " bugs") +
-                                                  " could not be started: " + cause)));
+    for (const auto& chore : chores) {
+        co_await chore->end();
     }
 }
 
-Task<void> Dispatcher::nameWaitingItems() {
-    for (const BugQueueItem& item : co_await services_.store.items.items()) {
-        if (item.status == QueueItemStatus::waitingForMapping) {
-            services_.events.notice("Bug " + item.bugID + " (" + escapedLine(item.appName, 80) +
-                                    ") waits for a repository: " + commandToMap(item));
-        }
+/// A dispatcher that has lost a chore would look well and not be: it ends, and says why.
+Task<void> Dispatcher::endingAllWithIt(Task<void> chore) {
+    const std::exception_ptr failure = co_await caughtException(std::move(chore));
+    const boost::asio::cancellation_state cancellation = co_await boost::asio::this_coro::cancellation_state;
+    if (failure && cancellation.cancelled() == boost::asio::cancellation_type::none) {
+        endWith(failure);
+    }
+}
+
+Task<void> Dispatcher::takeBugsIn() {
+    co_await polling_.takeBugsIn();
+    starts_.endWhenDone();
+    context_.changed.notify();
+}
+
+/// What a session could not store of its end is settled as after a crash.
+void Dispatcher::sessionEnded(const BugQueueItem& item, const std::exception_ptr& failure) {
+    context_.changed.notify();
+    if (!failure) {
+        return;
+    }
+    const Interruption cause = interruptionBy(failure);
+    if (!cause.failsItem) {
+        services_.events.notice("Bug " + item.bugID + ": " + cause.reason);
+        unstoredEnds_ += context_.isStopping() ? 1 : 0;
+    }
+    starts_.letRest(item.id);
+    reconciliation_.add(item, cause);
+    handleFailure(context_, failure);
+}
+
+ItemWork Dispatcher::workOn(const Uuid& itemID) const {
+    if (sessions_.contains(itemID)) {
+        return ItemWork::session;
+    }
+    if (reconciliation_.contains(itemID)) {
+        return ItemWork::reconciliation;
+    }
+    return retirement_.isRetiring(itemID) ? ItemWork::retirement : ItemWork::none;
+}
+
+/// What waiting does not mend ends the program, but only after the sessions that run have been stopped.
+void Dispatcher::endWith(std::exception_ptr failure) {
+    if (!failure_) {
+        failure_ = std::move(failure);
+        services_.stop.raise(StopLevel::stop);
+    }
+}
+
+/// What cannot be stored because another program has the queue locked is settled by the next start.
+void Dispatcher::beginStopping() {
+    constexpr std::chrono::milliseconds timeout{250};
+    services_.store.database->setLockWait(timeout);
+    context_.changed.notify();
+}
+
+void Dispatcher::throwFailure() const {
+    if (failure_) {
+        std::rethrow_exception(failure_);
+    }
+    if (unstoredEnds_ > 0) {
+        throw UserError(
+            "The queue could not be written while the sessions were stopped; the next start settles "
+            "what became of " +
+            std::to_string(unstoredEnds_) + " of them.");
     }
 }
 

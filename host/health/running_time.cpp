@@ -18,8 +18,8 @@ void forgetFuture(std::optional<Instant>& moment, Instant now) {
 
 }  // namespace
 
-ClockReading readClocks() {
-    return {.wall = currentInstant(), .steady = std::chrono::steady_clock::now()};
+ClockReading readClocks(const Clock& clock) {
+    return {.wall = clock.now(), .steady = clock.steadyNow()};
 }
 
 void RunningTime::look(const ClockReading& now) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <functional>
 
+#include "host/process/clock.hpp"
 #include "host/session/next_step.hpp"
 #include "quernlight/platform/instant.hpp"
 
@@ -14,7 +15,7 @@ struct ClockReading {
     std::chrono::steady_clock::time_point steady{};  ///< nobody sets it
 };
 
-ClockReading readClocks();
+ClockReading readClocks(const Clock& clock);
 
 /// Since when the machine and this program have run without a break, by looks at both clocks. A machine that
 /// slept, a program that was stopped and a wall clock that was set all show as clocks that do not go on as

@@ -42,11 +42,20 @@ void StartPauses::endUnused(const std::set<std::string>& repositories) {
     }
 }
 
-bool StartPauses::arePaused(const std::string& repository, TimePoint now) const {
-    return std::ranges::any_of(pauses_, [&](const auto& pause) {
-        const auto& [scope, its] = pause;
-        return (scope == repository || scope == everything) && now < its.end;
-    });
+/// Of the repository's own pause and that of all starts the one that ends last.
+std::optional<StartPause> StartPauses::pauseOf(const std::string& repository, TimePoint now) const {
+    const Pause* last = nullptr;
+    for (const std::string& scope : {everything, repository}) {
+        const auto pause = pauses_.find(scope);
+        const bool holds = pause != pauses_.end() && now < pause->second.end;
+        if (holds && (!last || pause->second.end > last->end)) {
+            last = &pause->second;
+        }
+    }
+    if (!last) {
+        return std::nullopt;
+    }
+    return StartPause{.cause = last->cause, .left = std::chrono::ceil<std::chrono::seconds>(last->end - now)};
 }
 
 std::optional<std::string> StartPauses::trouble(const std::string& repository) const {

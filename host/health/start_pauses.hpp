@@ -11,6 +11,14 @@
 
 namespace quernlight::host {
 
+/// A pause of starts that holds for a bug.
+struct StartPause {
+    std::string cause{};
+    std::optional<std::chrono::seconds> left{};  ///< absent: nobody tries again
+
+    bool operator==(const StartPause&) const = default;
+};
+
 /// Which bugs are not started for a while because one that was could not be, for a cause outside of it. The
 /// first pause is 5 seconds; each further failure doubles it, up to 5 minutes, until a start succeeds. Pure
 /// but for its listener, which is told of each pause and of its end. Used on one executor.
@@ -40,8 +48,8 @@ class StartPauses {
 
     bool areAny() const { return !pauses_.empty(); }
 
-    /// Whether a bug of the repository is not to be started now.
-    bool arePaused(const std::string& repository, TimePoint now) const;
+    /// Why, and for how long, no bug of the repository is to be started; nothing when one may be.
+    std::optional<StartPause> pauseOf(const std::string& repository, TimePoint now) const;
 
     /// Why the last start of a bug of the repository failed; nothing when it succeeded.
     std::optional<std::string> trouble(const std::string& repository) const;

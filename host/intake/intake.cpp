@@ -83,8 +83,7 @@ void Intake::tellWhatIsNotSeen(const BugListing& listing, const std::vector<IDCo
 
 void Intake::tellWhatIsLeftOut(const IntakeChoice& choice) {
     for (const std::string& bugID : choice.unusableBugIDs) {
-        services_.events.noticeOnce("A bug is left out because its id cannot name a branch: \"" + bugID +
-                                    "\".");
+        services_.events.noticeOnce(describeUnusableID(bugID));
     }
     services_.events.alert({AlertTopic::intake},
                            choice.leftForLater == 0
@@ -152,7 +151,7 @@ Task<bool> Intake::followUp(QLBugSummaryDTO bug, BugQueueItem item) {
     ReadableList<QLCommentDTO> comments;
     try {
         comments = co_await fetchCommentsInTurn(services_.client, services_.events,
-                                                services_.commentRateLimiter, item.bugID);
+                                                services_.commentRateLimiter, services_.clock, item.bugID);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;

@@ -81,6 +81,10 @@ DistinctBugs distinctBugs(std::vector<QLBugSummaryDTO> listed, const std::vector
     return distinct;
 }
 
+std::string describeUnusableID(const std::string& bugID) {
+    return "A bug is left out because its id cannot name a branch: \"" + bugID + "\".";
+}
+
 std::string describe(const IDCollision& collision) {
     return "Bug " + collision.leftOut + " is left out: its first eight characters are those of bug " +
            collision.kept + " too, and bugs are told apart by them. File it anew at the backend.";

@@ -29,6 +29,9 @@ struct IntakeChoice {
     int leftForLater = 0;                       ///< new bugs for which there was no room
 };
 
+/// What to tell of an id that cannot name a branch.
+std::string describeUnusableID(const std::string& bugID);
+
 /// Two bugs whose short ids are the same, by which all but the backend tell bugs apart.
 struct IDCollision {
     std::string kept{};     ///< as far as it is known

@@ -4,10 +4,26 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include "quernlight/platform/child_task.hpp"
+
 namespace quernlight::host {
+namespace {
+
+Task<void> notifyAt(Clock& clock, Clock::TimePoint time, AsyncSignal signal) {
+    co_await clock.sleepUntil(time);
+    signal.notify();
+}
+
+}  // namespace
 
 Task<void> Clock::sleepFor(std::chrono::nanoseconds time) {
     return sleepUntil(steadyNow() + std::chrono::duration_cast<TimePoint::duration>(time));
+}
+
+Task<void> Clock::waitUntil(AsyncSignal signal, TimePoint deadline) {
+    const ChildTask alarm(co_await boost::asio::this_coro::executor, "waiting for a deadline",
+                          notifyAt(*this, deadline, signal));
+    co_await signal.wait();
 }
 
 Instant SystemClock::now() const {

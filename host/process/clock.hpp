@@ -2,13 +2,14 @@
 
 #include <chrono>
 
+#include "quernlight/platform/async_signal.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/task.hpp"
 
 namespace quernlight::host {
 
 /// The time, and waits for it. Whoever decides by the time or waits for it is given one, so that a test can
-/// step both. Used on one executor.
+/// step both. Used on one executor; outlives who waits.
 class Clock {
   public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -28,6 +29,10 @@ class Clock {
     virtual Task<void> sleepUntil(TimePoint time) = 0;
 
     Task<void> sleepFor(std::chrono::nanoseconds time);
+
+    /// Returns after a notification of the signal, or at `deadline` at the latest; the signal keeps what it
+    /// is told meanwhile. Cancelled as its `wait`.
+    Task<void> waitUntil(AsyncSignal signal, TimePoint deadline);
 };
 
 /// The system's own clocks.

@@ -9,11 +9,12 @@
 #include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
+#include "host/process/clock.hpp"
+#include "quernlight/platform/child_task.hpp"
 #include "quernlight/platform/task.hpp"
 
 namespace quernlight::host {
@@ -24,33 +25,41 @@ class TimeLimitExceeded : public std::runtime_error {
     TimeLimitExceeded() : std::runtime_error("It did not answer in time.") {}
 };
 
-/// The work's result; when it takes longer than `limit` it is cancelled and TimeLimitExceeded is thrown.
-/// Cancelling the caller cancels the work.
+/// What a piece of work and its alarm share.
+struct TimeLimit {
+    boost::asio::cancellation_signal ending{};
+    bool isOver = false;  ///< the work has ended
+    bool isExceeded = false;
+};
+
+inline Task<void> endAfter(Clock& clock, std::chrono::milliseconds time, std::shared_ptr<TimeLimit> limit) {
+    co_await clock.sleepFor(time);
+    if (!limit->isOver) {
+        limit->isExceeded = true;
+        limit->ending.emit(boost::asio::cancellation_type::terminal);
+    }
+}
+
+/// The work's result; when it takes longer than `time` by the clock it is cancelled and TimeLimitExceeded is
+/// thrown. Cancelling the caller cancels the work.
 template <class Result>
-Task<Result> withTimeLimit(std::chrono::milliseconds limit, Task<Result> work) {
-    using boost::asio::cancellation_signal;
+Task<Result> withTimeLimit(Clock& clock, std::chrono::milliseconds time, Task<Result> work) {
     using boost::asio::cancellation_type;
     const auto executor = co_await boost::asio::this_coro::executor;
-    const auto ending = std::make_shared<cancellation_signal>();
-    const auto expired = std::make_shared<bool>(false);
+    const auto limit = std::make_shared<TimeLimit>();
     const boost::asio::cancellation_state state = co_await boost::asio::this_coro::cancellation_state;
     boost::asio::cancellation_slot caller = state.slot();
     if (caller.is_connected()) {
-        caller.assign([ending](cancellation_type type) { ending->emit(type); });
+        caller.assign([limit](cancellation_type type) { limit->ending.emit(type); });
     }
-    boost::asio::steady_timer timer(executor, limit);
-    timer.async_wait([ending, expired](const boost::system::error_code& error) {
-        if (!error) {
-            *expired = true;
-            ending->emit(cancellation_type::terminal);
-        }
-    });
+    const ChildTask alarm(executor, "limiting the time of work", endAfter(clock, time, limit));
+    const std::shared_ptr<void> atEnd(nullptr, [limit](void*) { limit->isOver = true; });
     try {
         co_return co_await boost::asio::co_spawn(
             executor, std::move(work),
-            boost::asio::bind_cancellation_slot(ending->slot(), boost::asio::use_awaitable));
+            boost::asio::bind_cancellation_slot(limit->ending.slot(), boost::asio::use_awaitable));
     } catch (const boost::system::system_error&) {
-        if (*expired) {
+        if (limit->isExceeded) {
             throw TimeLimitExceeded();
         }
         throw;

@@ -118,8 +118,8 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
         co_return std::nullopt;
     }
     const CompletionPollState state = reportOf(item, *sessionID, attempt.startedAt);
-    const auto comments = co_await fetchCommentsInTurn(services_.client, services_.events,
-                                                       services_.commentRateLimiter, item.bugID);
+    const auto comments = co_await fetchCommentsInTurn(
+        services_.client, services_.events, services_.commentRateLimiter, services_.clock, item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments.records, state);
     if (!found) {
         co_return std::nullopt;

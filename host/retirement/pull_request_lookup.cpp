@@ -59,17 +59,18 @@ Task<std::map<std::string, Url>> PullRequestLookup::askFor(std::vector<std::stri
 
 /// A backend that does not answer, or wants to be left alone, is not asked again in the round.
 Task<std::optional<Url>> PullRequestLookup::ask(std::string bugID) {
-    isAnswered_ = !stop_.isCancelled() && std::chrono::steady_clock::now() >= services_.health.askAgainAt();
+    StopRequest& stop = services_.stop;
+    isAnswered_ = !stop.isStopping() && services_.clock.steadyNow() >= services_.health.askAgainAt();
     if (!isAnswered_) {
         co_return std::nullopt;
     }
     lastAsked_ = bugID;
     try {
-        auto prURL = co_await stop_.unlessCancelled(services_.client.fetchPullRequestURL(bugID));
+        auto prURL = co_await stop.unlessRaised(StopLevel::stop, services_.client.fetchPullRequestURL(bugID));
         services_.health.answered();
         co_return prURL;
     } catch (const std::exception& error) {
-        isAnswered_ = !stop_.isCancelled() && !services_.health.failed(error);
+        isAnswered_ = !stop.isStopping() && !services_.health.failed(error);
     }
     co_return std::nullopt;
 }

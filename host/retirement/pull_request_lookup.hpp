@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "host/intake/listed_bugs.hpp"
-#include "host/process/cancellation_source.hpp"
 #include "host/session/session_services.hpp"
 
 namespace quernlight::host {
@@ -26,8 +25,8 @@ class PullRequestLookup {
     /// Bugs that are asked for in a round at most.
     static constexpr std::size_t mostAsked = 20;
 
-    PullRequestLookup(SessionServices& services, const ListedBugs& listed, CancellationSource& stop)
-        : services_(services), listed_(listed), stop_(stop) {}
+    PullRequestLookup(SessionServices& services, const ListedBugs& listed)
+        : services_(services), listed_(listed) {}
 
     /// One round: those of the bugs that have a mapping and a pull request. Throws DatabaseError.
     Task<std::vector<BugInReview>> reviewsOf(std::vector<BugQueueItem> items);
@@ -39,7 +38,6 @@ class PullRequestLookup {
 
     SessionServices& services_;
     const ListedBugs& listed_;
-    CancellationSource& stop_;
     std::string lastAsked_;   // id of the bug that was asked for last
     bool isAnswered_ = true;  // whether the backend answers in this round
 };

@@ -53,7 +53,8 @@ bool Retirement::isDue(const BugQueueItem& item) const {
 }
 
 GitRunner Retirement::git(GitOutput output) {
-    return gitWithTimeLimit(stop_, kill_, services_.settings, gitMarkOf(services_.home), output);
+    return gitWithTimeLimit(services_.stop, services_.clock, services_.settings, gitMarkOf(services_.home),
+                            output);
 }
 
 Task<void> Retirement::retireMerged() {
@@ -61,7 +62,7 @@ Task<void> Retirement::retireMerged() {
     const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
     const RoundFetches fetches([this] { return git(); }, reviews);
     for (const BugInReview& review : reviews) {
-        if (isBusy_(review.item.id) || stop_.isCancelled()) {
+        if (isBusy_(review.item.id) || services_.stop.isStopping()) {
             continue;
         }
         retiring_ = review.item.id;
@@ -91,12 +92,12 @@ Task<void> Retirement::retireInTurn(BugInReview review, GitRunner run) {
 Task<void> Retirement::look(BugInReview review, GitRunner run) {
     const Uuid itemID = review.item.id;
     const bool wasInReview = co_await isStillInReview(itemID);
-    if (!wasInReview || stop_.isCancelled()) {
+    if (!wasInReview || services_.stop.isStopping()) {
         co_return;
     }
     const bool merged = co_await isMerged(review, std::move(run));
     const bool inReview = co_await isStillInReview(itemID);
-    if (merged && inReview && !stop_.isCancelled()) {
+    if (merged && inReview && !services_.stop.isStopping()) {
         co_await retire(std::move(review.item), std::move(review.mapping));
     }
 }
@@ -113,7 +114,7 @@ Task<bool> Retirement::isMerged(BugInReview review, GitRunner run) {
     const PullRequestMergeState state =
         co_await checker.mergeState(review.prURL, review.mapping.repoPath, review.mapping.baseBranch);
     const auto* unknown = std::get_if<PullRequestStateUnknown>(&state);
-    if (unknown && !stop_.isCancelled()) {
+    if (unknown && !services_.stop.isStopping()) {
         services_.events.noticeOnce("Bug " + item.bugID +
                                     ": whether its pull request is merged is unknown: " + unknown->reason);
     }

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "host/process/cancellation_source.hpp"
 #include "host/retirement/pull_request_lookup.hpp"
 #include "host/session/session_services.hpp"
 #include "host/worktree/work_preserver.hpp"
@@ -24,19 +23,10 @@ class Retirement {
 
     /// `listed` is what the backend listed last.
     Retirement(SessionServices& services, const ListedBugs& listed, BusyTest isBusy)
-        : services_(services), isBusy_(std::move(isBusy)), pullRequests_(services, listed, stop_) {}
+        : services_(services), isBusy_(std::move(isBusy)), pullRequests_(services, listed) {}
 
-    /// One round over all bugs in review. Throws DatabaseError.
+    /// One round over all bugs in review, which a wish to stop ends soon. Throws DatabaseError.
     Task<void> retireMerged();
-
-    /// Ends the round under way soon; none comes after it.
-    void requestStop() { stop_.cancel(); }
-
-    /// The same at once: no git command is awaited.
-    void requestKill() {
-        requestStop();
-        kill_.cancel();
-    }
 
     /// Whether the item is being retired now and must be left alone.
     bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
@@ -60,8 +50,6 @@ class Retirement {
     const BusyTest isBusy_;
     std::optional<Uuid> retiring_;
     std::set<std::string> hindered_;  // ids of merged bugs whose worktrees stay for a reason that was told
-    CancellationSource stop_;
-    CancellationSource kill_;
     PullRequestLookup pullRequests_;
 };
 

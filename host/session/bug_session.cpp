@@ -1,209 +1,122 @@
 #include "host/session/bug_session.hpp"
 
-#include <filesystem>
+#include <utility>
 
 #include <boost/asio/this_coro.hpp>
 
-#include "host/agent/agent_conversations.hpp"
-#include "host/agent/agent_environment.hpp"
+#include "host/health/failure_policy.hpp"
 #include "host/process/caught_exception.hpp"
-#include "host/process/process_metadata.hpp"
-#include "host/session/comment_poll.hpp"
-#include "host/session/report_search.hpp"
-#include "host/text/failure_sentence.hpp"
 #include "host/worktree/resolved_mapping.hpp"
-#include "quernlight/runner/runner_error.hpp"
-#include "quernlight/storage/database_error.hpp"
+#include "quernlight/platform/task.hpp"
 
 namespace quernlight::host {
-namespace {
-
-BugProgress progressOf(const BugQueueItem& item) {
-    return {.bugID = item.bugID, .appName = item.appName, .title = item.title};
-}
-
-/// Why the item fails for what was thrown. Nothing for a home that cannot be written: that is no fault of the
-/// bug's, and there may be room again.
-std::optional<std::string> reasonToFail(std::exception_ptr failure) {
-    try {
-        if (failure) {
-            std::rethrow_exception(failure);
-        }
-    } catch (const DatabaseError&) {
-    } catch (const std::filesystem::filesystem_error&) {
-    } catch (const ReportUnknown&) {
-    } catch (const std::exception& error) {
-        return failureSentence(error);
-    }
-    return std::nullopt;
-}
-
-}  // namespace
 
 BugSession::BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping)
-    : services_(services),
-      item_(std::move(item)),
-      mapping_(resolved(std::move(mapping))),
-      agent_(services_.runner, sessionID_, "bug " + item_.bugID),
-      progress_(progressOf(item_)) {}
+    : BugSession(services, outsideOf(services), std::move(item), std::move(mapping)) {}
 
-void BugSession::requestStop() {
-    watched_.stopRequested = true;
-    stop_.cancel();
-    agent_.mailbox().deliver(StopRequested{});
-}
-
-void BugSession::requestKill() {
-    requestStop();
-    kill_.cancel();
-}
+BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQueueItem item,
+                       AppMapping mapping)
+    : stop_(services.stop),
+      outside_(std::move(outside)),
+      state_(std::move(item), resolved(std::move(mapping))),
+      log_(state_, services.store, services.disk, services.events),
+      agent_({.runner = services.runner,
+              .goalDelivery = services.goalDelivery,
+              .store = services.store,
+              .manager = services.manager,
+              .startPauses = services.startPauses,
+              .disk = services.disk,
+              .stop = services.stop,
+              .clock = services.clock,
+              .environment = services.environment,
+              .settings = services.settings},
+             state_, log_),
+      comments_({.fetch = outside_.fetchComments,
+                 .rateLimiter = services.commentRateLimiter,
+                 .health = services.health,
+                 .settings = services.settings,
+                 .events = services.events,
+                 .clock = services.clock},
+                services.stop, state_, log_),
+      preparation_({.home = services.home,
+                    .store = services.store,
+                    .repositories = services.repositories,
+                    .startPauses = services.startPauses,
+                    .stop = services.stop,
+                    .clock = services.clock,
+                    .instructions = services.instructions,
+                    .environment = services.environment,
+                    .settings = services.settings,
+                    .homeIsInPlace = services.homeIsInPlace,
+                    .outside = outside_},
+                   state_, log_),
+      watch_({.store = services.store,
+              .manager = services.manager,
+              .stop = services.stop,
+              .clock = services.clock,
+              .runningTime = services.runningTime,
+              .settings = services.settings,
+              .outside = outside_},
+             state_, log_, agent_, comments_),
+      end_({.store = services.store,
+            .manager = services.manager,
+            .startPauses = services.startPauses,
+            .clock = services.clock,
+            .settings = services.settings},
+           state_, log_, agent_, comments_),
+      atStop_(services.stop.onRise([mailbox = agent_.mailbox()] { mailbox.deliver(StopRequested{}); })) {}
 
 Task<void> BugSession::run() {
-    std::exception_ptr failure = co_await caughtException(runWhileAllIsWell());
-    if (auto shortage = watched_.detection ? std::nullopt : shortageIn(failure)) {
-        failure = co_await caughtException(putBack(std::move(*shortage)));
-    }
-    // Work that was seen to be finished is never failed for what happens after.
-    if (auto reason = watched_.detection ? std::nullopt : reasonToFail(failure)) {
-        failure = co_await caughtException(fail(std::move(*reason)));
-    }
-    const std::exception_ptr stopping = co_await caughtException(stopAgent());
-    services_.goalDelivery.forget(sessionID_);
-    if (commentPoll_) {
-        co_await commentPoll_->end();
-    }
-    co_await agent_.end();
-    services_.events.alert({AlertTopic::comments, item_.bugID}, "");
+    TaskSet tasks(co_await boost::asio::this_coro::executor, reportFailure);
+    std::exception_ptr failure = co_await caughtException(goItsRoad(tasks));
+    failure = co_await heed(failure);
+    const std::exception_ptr stopping = co_await caughtException(agent_.stop());
+    co_await tasks.end();
+    comments_.end();
     if (failure || stopping) {
         std::rethrow_exception(failure ? failure : stopping);
     }
 }
 
-Task<void> BugSession::runWhileAllIsWell() {
-    if (auto missing = missingAgent(services_.settings.agentCommand, services_.environment)) {
-        OutsideFailure failure{.cause = std::move(*missing)};
-        co_return co_await putBack(std::move(failure));
+Task<void> BugSession::goItsRoad(TaskSet& tasks) {
+    PreparationResult prepared = co_await preparation_.run();
+    auto* ready = std::get_if<SessionReady>(&prepared);
+    if (!ready) {
+        co_return co_await end_.finish(std::move(prepared));
     }
-    co_await openAttempt();
-    if (!co_await prepareWorktree()) {
-        co_return;
+    co_await agent_.recordAttempt(std::move(ready->goal));
+    if (stop_.isStopping()) {
+        co_await agent_.noteUnstarted();
+        NextStep interrupted = SessionInterrupted{};
+        co_return co_await end_.finish(std::move(interrupted));
     }
-    std::string goal = co_await writeGoal();
-    if (watched_.stopRequested || !services_.homeIsInPlace()) {
-        co_return show(SessionStage::queued);  // nothing has begun
+    auto cannotStart = co_await agent_.start(tasks);
+    if (cannotStart) {
+        co_return co_await end_.putBack(std::move(*cannotStart));
     }
-    co_await services_.manager.markStarting(item_.id, sessionID_);
-    co_await recordAttempt(goal);
-    if (watched_.stopRequested) {
-        co_await noteUnstartedAgent();
-        co_return co_await finish(SessionInterrupted{});
+    comments_.beginPolling(tasks, agent_.mailbox());
+    log_.show(SessionStage::waitingForPrompt);
+    NextStep end = co_await watch_.untilItsEnd();
+    co_await end_.finish(std::move(end));
+}
+
+/// Does what the failure, if any, asks for, and returns what is left to be told. Work that was seen to be
+/// finished is never failed, or put back, for what happens after.
+Task<std::exception_ptr> BugSession::heed(std::exception_ptr failure) {
+    for (const FailureKind kind : {FailureKind::shortage, FailureKind::failsBug}) {
+        if (!failure || state_.watched.detection) {
+            break;
+        }
+        FailurePolicy policy = failurePolicy(failure, FailureScope::session);
+        if (policy.kind != kind) {
+            continue;
+        }
+        OutsideFailure outside{.cause = policy.sentence};
+        Task<void> ending = kind == FailureKind::shortage ? end_.putBack(std::move(outside))
+                                                          : end_.fail(std::move(policy.sentence));
+        failure = co_await caughtException(std::move(ending));
     }
-    if (!co_await startAgent(std::move(goal))) {
-        co_return;
-    }
-    const NextStep end = co_await watch();
-    Task<void> ending = std::visit([this](auto step) { return finish(std::move(step)); }, end);
-    co_await std::move(ending);
-}
-
-Task<void> BugSession::recordAttempt(std::string goal) {
-    attempt_.goalText = std::move(goal);
-    attempt_.startedAt = currentInstant();
-    watched_.activity.startedAt = attempt_.startedAt;
-    co_await services_.store.attempts.insert(attempt_);
-    attemptRecorded_ = true;
-    if (watched_.resumes) {
-        co_await services_.manager.setCodexSession(item_.id, *watched_.resumes, true);
-        conversationKnown_ = true;
-    }
-}
-
-Task<bool> BugSession::startAgent(std::string goal) {
-    show(watched_.resumes ? SessionStage::resumingAgent : SessionStage::startingAgent);
-    GoalDelivery::Followed followed{
-        .itemID = item_.id, .mailbox = agent_.mailbox(), .onTrouble = [this](const DatabaseError& error) {
-            services_.disk.failed(error);
-        }};
-    services_.goalDelivery.follow(sessionID_, std::move(followed));
-    std::string trouble;
-    std::optional<StartSessionResponse> started;
-    try {
-        started = co_await agent_.start(startRequest(std::move(goal)));
-    } catch (const PTYProcessError& error) {
-        trouble = error.what();
-    }
-    if (!started) {
-        co_await noteUnstartedAgent();
-        OutsideFailure failure{.cause =
-                                   trouble + "; check the setting agent.command and the system's limits."};
-        co_await putBack(std::move(failure));
-        co_return false;
-    }
-    agentExitRecorded_ = false;
-    co_await beginWatching(*started);
-    co_return true;
-}
-
-Task<void> BugSession::noteUnstartedAgent() {
-    co_await ifPossible(
-        tellEvent(EventKind::goalNotTyped, "The agent was not started, so its goal was not typed."));
-}
-
-Task<void> BugSession::beginWatching(const StartSessionResponse& started) {
-    attempt_.pid = started.pid;
-    co_await services_.manager.markRunning(item_.id, sessionID_);
-    co_await services_.store.attempts.markRunning(attempt_.id, started.pid);
-    const std::string pid = std::to_string(started.pid);
-    co_await tellEvent(EventKind::agentStarted, "The agent runs as process " + pid + ".",
-                       processMetadata(started.pid, agent_.leader().startTime));
-    const CommentPolling polling{.client = services_.client,
-                                 .rateLimiter = services_.commentRateLimiter,
-                                 .health = services_.health,
-                                 .settings = services_.settings,
-                                 .events = services_.events};
-    const auto executor = co_await boost::asio::this_coro::executor;
-    commentPoll_ = std::make_unique<ChildTask>(executor, "polling comments of bug " + item_.bugID,
-                                               pollComments(polling, pollState(), agent_.mailbox()));
-    show(SessionStage::waitingForPrompt);
-}
-
-StartSessionRequest BugSession::startRequest(std::string goal) const {
-    return {.sessionID = sessionID_,
-            .queueItemID = item_.id,
-            .repoPath = *attempt_.agentWorkspacePath,
-            .launchCommand = agentCommandLine(services_.settings.agentCommand, watched_.resumes),
-            .environment = environmentOfAgent(),
-            .initialInput = std::move(goal),
-            .transcriptANSIPath = attempt_.transcriptANSIPath,
-            .transcriptTextPath = attempt_.transcriptTextPath,
-            .columns = services_.settings.terminalColumns,
-            .rows = services_.settings.terminalRows};
-}
-
-EnvironmentMap BugSession::environmentOfAgent() const {
-    EnvironmentMap environment = agentEnvironment(services_.environment, services_.settings.agentEnvironment);
-    const ProcessMark mark = markOf(sessionID_);
-    environment[mark.name] = mark.value;
-    return environment;
-}
-
-CompletionPollState BugSession::pollState() const {
-    return reportOf(item_, sessionID_, attempt_.startedAt);
-}
-
-Task<void> BugSession::tellEvent(EventKind kind, std::string message, std::optional<std::string> metadata) {
-    ItemEvent event{.itemID = item_.id,
-                    .kind = kind,
-                    .message = std::move(message),
-                    .sessionID = sessionID_,
-                    .metadataJSON = std::move(metadata)};
-    co_await appendEvent(services_.store.items, std::move(event));
-}
-
-void BugSession::show(SessionStage stage, std::string detail) {
-    progress_.stage = stage;
-    progress_.detail = std::move(detail);
-    services_.events.progress(progress_);
+    co_return failure;
 }
 
 }  // namespace quernlight::host

@@ -1,130 +1,51 @@
 #pragma once
 
-#include <memory>
-#include <optional>
-#include <stdexcept>
-#include <string>
-#include <vector>
+#include <exception>
 
-#include "host/agent/agent_run.hpp"
-#include "host/events/event_publisher.hpp"
-#include "host/events/item_history.hpp"
-#include "host/process/cancellation_source.hpp"
-#include "host/session/next_step.hpp"
+#include "host/session/session.hpp"
+#include "host/session/session_agent.hpp"
+#include "host/session/session_comments.hpp"
+#include "host/session/session_end.hpp"
+#include "host/session/session_outside.hpp"
+#include "host/session/session_preparation.hpp"
 #include "host/session/session_services.hpp"
-#include "quernlight/dispatch/goal_builder.hpp"
-#include "quernlight/git/git_worktree_preparer.hpp"
+#include "host/session/session_watch.hpp"
 
 namespace quernlight::host {
 
-/// The session went wrong, but whether its agent had reported cannot be told while the backend is away.
-class ReportUnknown : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-/// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status.
-/// Owned by the dispatcher; everything runs on the dispatcher's executor.
-class BugSession {
+/// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status: the
+/// road through preparation, watch and end. Owned by the dispatcher; everything runs on the dispatcher's
+/// executor.
+class BugSession final : public Session {
   public:
     BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping);
+    BugSession(SessionServices& services, SessionOutside outside, BugQueueItem item, AppMapping mapping);
 
     /// The bug's road. Never leaves the agent running. What goes wrong on the way fails the item with the
-    /// reason. When its end cannot be stored that is thrown, with the item left as it is, to be settled as
-    /// after a crash.
-    Task<void> run();
+    /// reason; a wish to stop the program puts it back to be resumed. When its end cannot be stored that is
+    /// thrown, with the item left as it is, to be settled as after a crash.
+    Task<void> run() override;
 
-    /// Ends the session soon, politely, and puts the item back to be resumed.
-    void requestStop();
-
-    /// The same at once: the agent is killed instead of asked.
-    void requestKill();
-
-    const Uuid& sessionID() const { return sessionID_; }
-    const BugQueueItem& item() const { return item_; }
+    const Uuid& sessionID() const { return state_.sessionID; }
+    const BugQueueItem& item() const override { return state_.item; }
 
     /// Whether the process was seen to be of its agent's.
-    bool hasProcess(const ProcessEntry& process) const { return agent_.hasProcess(process); }
+    bool hasProcess(const ProcessEntry& process) const override { return agent_.hasProcess(process); }
 
   private:
-    Task<void> runWhileAllIsWell();
-    Task<void> fail(std::string reason);
-    Task<void> putBack(OutsideFailure failure);
+    Task<void> goItsRoad(TaskSet& tasks);
+    Task<std::exception_ptr> heed(std::exception_ptr failure);
 
-    // The stations, in order; those before the agent are in bug_session_preparation.cpp
-    Task<void> openAttempt();
-    Task<bool> prepareWorktree();
-    Task<bool> refuse(WorktreeFailed failed, GitTrouble trouble);
-    Task<std::string> writeGoal();
-    Task<void> recordAttempt(std::string goal);
-    Task<bool> startAgent(std::string goal);
-    Task<NextStep> watch();
-
-    // The ways to end (bug_session_endings.cpp)
-    Task<void> finish(KeepWatching);
-    Task<void> finish(LookForComment);
-    Task<void> finish(WorkCompleted end);
-    Task<void> finish(UserAsked end);
-    Task<void> finish(SessionFailed end);
-    Task<void> finish(SessionInterrupted);
-    Task<void> finish(ConversationUnknown end);
-    Task<void> finish(AgentNotFound end);
-    Task<void> finish(SessionSuperseded);
-
-    Task<void> beginWatching(const StartSessionResponse& started);
-    NextStep stepNow();
-    Task<void> take(SessionEvent event);
-    Task<void> noteOutput(OutputSeen output);
-    void showExit(const AgentExited& exit);
-    Task<void> noteTyping(SessionEvent event);
-    Task<void> noteWhileStopping(SessionEvent event);
-    Task<void> lookAround();
-    Task<void> lookForComment();
-    Task<bool> learnComments(Task<ReadableList<QLCommentDTO>> fetching);
-    Task<bool> learnLastComments();
-    Task<ReadableList<QLCommentDTO>> fetchComments();
-    Task<bool> isStillOurs();
-    Task<void> interrupt(std::string reason);
-    Task<void> finishReported();
-    Task<void> noteConversation();
-    Task<void> noteUnstartedAgent();
-    Task<void> stopAgent();
-    Task<void> recordAgentExit();
-    Task<void> noteLeftovers();
-    Task<std::optional<Url>> pullRequestURL();
-    Task<void> tellEvent(EventKind kind, std::string message, std::optional<std::string> metadata = {});
-    Task<void> ifPossible(Task<void> write);
-    SessionAttemptRecord newAttempt(std::int64_t number) const;
-    PrepareBugRequest worktreeRequest() const;
-    GoalContext goalContext(std::optional<Url> prURL) const;
-    StartSessionRequest startRequest(std::string goal) const;
-    EnvironmentMap environmentOfAgent() const;
-    CompletionPollState pollState() const;
-    SessionTimeoutSettings timeouts() const;
-    StopEscalation escalation() const;
-    void show(SessionStage stage, std::string detail = {});
-
-    SessionServices& services_;
-    const BugQueueItem item_;
-    const AppMapping mapping_;
-    const Uuid sessionID_ = randomUuid();
-    AgentRun agent_;
-    SessionAttemptRecord attempt_;
-    BugProgress progress_;
-    WatchedSession watched_;
-    CancellationSource stop_;
-    CancellationSource kill_;
-    std::optional<Instant> lastOutputStoredAt_;
-    std::optional<Instant> newestComment_;  // that has counted as a sign of life
-    std::chrono::steady_clock::time_point nextLook_{};
-    std::chrono::steady_clock::time_point nextCommentLook_{};
-    bool escalated_ = false;
-    bool attemptRecorded_ = false;
-    bool agentExitRecorded_ =
-        true;  ///< from its start on only once its end is stored and nothing of it is left
-    bool conversationKnown_ = false;
-    bool goalTypedWhole_ = false;
-    std::unique_ptr<ChildTask> commentPoll_;
+    StopRequest& stop_;
+    const SessionOutside outside_;
+    SessionState state_;
+    SessionLog log_;
+    SessionAgent agent_;
+    SessionComments comments_;
+    SessionPreparation preparation_;
+    SessionWatch watch_;
+    SessionEnd end_;
+    const StopRequest::Subscription atStop_;
 };
 
 }  // namespace quernlight::host

@@ -7,9 +7,6 @@
 #include <utility>
 
 #include <boost/asio/error.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
 #include <boost/system/system_error.hpp>
 
 #include "host/health/unreadable_records.hpp"
@@ -29,8 +26,8 @@ struct Poll {
 Task<Poll> pollOnce(CommentPolling polling, std::string bugID) {
     Poll poll;
     try {
-        auto fetched = co_await fetchCommentsInTurn(polling.client, polling.events, polling.rateLimiter,
-                                                    std::move(bugID));
+        co_await turnToAsk(polling.rateLimiter, polling.clock);
+        auto fetched = co_await polling.fetch(std::move(bugID));
         poll.comments = std::move(fetched.records);
         polling.health.answered();
     } catch (const boost::system::system_error& error) {
@@ -56,18 +53,16 @@ milliseconds interval(const Settings& settings) {
 
 /// In short steps, so that a changed setting counts for the pause that has begun.
 Task<void> rest(CommentPolling polling, int failures) {
-    using std::chrono::steady_clock;
     constexpr std::chrono::seconds longestStep{1};
     const double luck = chance();
-    const auto begun = steady_clock::now();
-    const auto end = [&]() -> steady_clock::time_point {
+    Clock& clock = polling.clock;
+    const auto begun = clock.steadyNow();
+    const auto end = [&] {
         const auto pause = pauseBeforePoll(interval(polling.settings), failures, luck);
-        return std::max<steady_clock::time_point>(begun + pause, polling.health.askAgainAt());
+        return std::max<Clock::TimePoint>(begun + pause, polling.health.askAgainAt());
     };
-    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
-    for (auto now = begun; now < end(); now = steady_clock::now()) {
-        timer.expires_at(std::min<steady_clock::time_point>(end(), now + longestStep));
-        co_await timer.async_wait(boost::asio::use_awaitable);
+    for (auto now = begun; now < end(); now = clock.steadyNow()) {
+        co_await clock.sleepUntil(std::min<Clock::TimePoint>(end(), now + longestStep));
     }
 }
 
@@ -87,15 +82,14 @@ std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments)
     return newest;
 }
 
-Task<void> turnToAsk(RateLimiter& rateLimiter) {
-    boost::asio::steady_timer turn(co_await boost::asio::this_coro::executor);
-    turn.expires_at(rateLimiter.reserve(std::chrono::steady_clock::now()));
-    co_await turn.async_wait(boost::asio::use_awaitable);
+Task<void> turnToAsk(RateLimiter& rateLimiter, Clock& clock) {
+    co_await clock.sleepUntil(rateLimiter.reserve(clock.steadyNow()));
 }
 
 Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, EventPublisher& events,
-                                                     RateLimiter& rateLimiter, std::string bugID) {
-    co_await turnToAsk(rateLimiter);
+                                                     RateLimiter& rateLimiter, Clock& clock,
+                                                     std::string bugID) {
+    co_await turnToAsk(rateLimiter, clock);
     co_return co_await fetchCommentsIfAny(std::move(client), events, std::move(bugID));
 }
 
@@ -131,7 +125,7 @@ Task<void> pollComments(CommentPolling polling, CompletionPollState state,
         auto detection = CompletionDetector::detectOutcome(*poll.comments, state);
         if (detection || newest > state.lastSeenCommentCreatedAt) {
             state.lastSeenCommentCreatedAt = newest;
-            mailbox.deliver(CommentsChanged{currentInstant(), newest, std::move(detection)});
+            mailbox.deliver(CommentsChanged{polling.clock.now(), newest, std::move(detection)});
         }
     }
 }

@@ -1,8 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "host/events/event_publisher.hpp"
 #include "host/health/backend_health.hpp"
 #include "host/health/rate_limiter.hpp"
@@ -13,17 +14,21 @@
 
 namespace quernlight::host {
 
+/// Fetches a bug's comments, at once; throws as the client does.
+using FetchComments = std::function<Task<ReadableList<QLCommentDTO>>(std::string bugID)>;
+
 /// What all comment polls of the program share.
 struct CommentPolling {
-    const QuernlightClient& client;
+    FetchComments fetch;
     RateLimiter& rateLimiter;
     BackendHealth& health;
     const Settings& settings;  ///< as it is at each poll
     EventPublisher& events;
+    Clock& clock;
 };
 
 /// Returns when the next request for comments may be sent: there are many who ask and one backend.
-Task<void> turnToAsk(RateLimiter& rateLimiter);
+Task<void> turnToAsk(RateLimiter& rateLimiter, Clock& clock);
 
 /// The bug's comments; none when the backend does not know the bug any more. Those that cannot be read are
 /// left out, and told. Throws as the client does.
@@ -32,7 +37,8 @@ Task<ReadableList<QLCommentDTO>> fetchCommentsIfAny(QuernlightClient client, Eve
 
 /// The same, once it is this request's turn.
 Task<ReadableList<QLCommentDTO>> fetchCommentsInTurn(QuernlightClient client, EventPublisher& events,
-                                                     RateLimiter& rateLimiter, std::string bugID);
+                                                     RateLimiter& rateLimiter, Clock& clock,
+                                                     std::string bugID);
 
 /// When the newest of them was written; nothing without comments.
 std::optional<Instant> newestCreation(const std::vector<QLCommentDTO>& comments);

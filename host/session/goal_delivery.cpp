@@ -4,8 +4,6 @@
 #include <stdexcept>
 
 #include <boost/asio/co_spawn.hpp>
-#include <boost/asio/steady_timer.hpp>
-#include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
 #include "host/events/item_history.hpp"
@@ -28,8 +26,11 @@ Task<std::optional<DatabaseError>> troubleToTell(DispatchStore store, ItemEvent 
 
 }  // namespace
 
-GoalDelivery::GoalDelivery(boost::asio::any_io_executor executor, DispatchStore store)
-    : executor_(std::move(executor)), store_(std::move(store)), followers_(std::make_shared<Followers>()) {}
+GoalDelivery::GoalDelivery(boost::asio::any_io_executor executor, DispatchStore store, Clock& clock)
+    : executor_(std::move(executor)),
+      store_(std::move(store)),
+      clock_(clock),
+      followers_(std::make_shared<Followers>()) {}
 
 void GoalDelivery::follow(const Uuid& sessionID, Followed session) {
     followers_->emplace(sessionID, std::move(session));
@@ -42,7 +43,7 @@ void GoalDelivery::forget(const Uuid& sessionID) {
 void GoalDelivery::waiting(Uuid) {}  // the session's own stage says so
 
 Task<void> GoalDelivery::aboutToType(Uuid sessionID) {
-    co_await boost::asio::co_spawn(executor_, storeTyping(followers_, store_, sessionID),
+    co_await boost::asio::co_spawn(executor_, storeTyping(followers_, store_, clock_, sessionID),
                                    boost::asio::use_awaitable);
 }
 
@@ -57,9 +58,8 @@ void GoalDelivery::gaveUp(Uuid sessionID, std::string reason) {
 
 /// Without the event nothing is typed: what cannot be stored could be done twice. While the disk is full the
 /// goal waits.
-Task<void> GoalDelivery::storeTyping(std::shared_ptr<Followers> followers, DispatchStore store,
+Task<void> GoalDelivery::storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Clock& clock,
                                      Uuid sessionID) {
-    boost::asio::steady_timer pause(co_await boost::asio::this_coro::executor);
     while (true) {
         const ItemEvent event{.itemID = followedIn(*followers, sessionID).itemID,
                               .kind = EventKind::typing,
@@ -71,8 +71,7 @@ Task<void> GoalDelivery::storeTyping(std::shared_ptr<Followers> followers, Dispa
             co_return followed.mailbox.deliver(GoalTypingBegins{});
         }
         followed.onTrouble(*trouble);
-        pause.expires_after(pauseBeforeStoring);
-        co_await pause.async_wait(boost::asio::use_awaitable);
+        co_await clock.sleepFor(pauseBeforeStoring);
     }
 }
 

@@ -7,7 +7,7 @@
 
 #include <boost/asio/any_io_executor.hpp>
 
-#include "host/agent/session_event.hpp"
+#include "host/agent/session_mailbox.hpp"
 #include "host/store/dispatch_store.hpp"
 #include "quernlight/runner/initial_input_observer.hpp"
 #include "quernlight/storage/database_error.hpp"
@@ -27,7 +27,7 @@ class GoalDelivery final : public InitialInputObserver {
             onTrouble;  ///< an event that cannot be stored at the moment
     };
 
-    GoalDelivery(boost::asio::any_io_executor executor, DispatchStore store);
+    GoalDelivery(boost::asio::any_io_executor executor, DispatchStore store, Clock& clock);
 
     /// From now on the session is followed. Before startSession.
     void follow(const Uuid& sessionID, Followed session);
@@ -44,11 +44,13 @@ class GoalDelivery final : public InitialInputObserver {
     using Followers = std::map<Uuid, Followed>;
 
     static Followed& followedIn(Followers& followers, const Uuid& sessionID);
-    static Task<void> storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Uuid sessionID);
+    static Task<void> storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Clock& clock,
+                                  Uuid sessionID);
     static Task<void> pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionEvent news);
 
     const boost::asio::any_io_executor executor_;
     const DispatchStore store_;
+    Clock& clock_;
     const std::shared_ptr<Followers> followers_;  // what is under way on the executor may outlive this
 };
 

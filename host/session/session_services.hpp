@@ -10,6 +10,8 @@
 #include "host/health/rate_limiter.hpp"
 #include "host/health/running_time.hpp"
 #include "host/health/start_pauses.hpp"
+#include "host/process/clock.hpp"
+#include "host/process/stop_request.hpp"
 #include "host/session/goal_delivery.hpp"
 #include "host/settings/settings.hpp"
 #include "host/store/dispatch_store.hpp"
@@ -32,6 +34,8 @@ struct SessionServices {
     GoalDelivery& goalDelivery;
     BackgroundExecutor& background;
     RepositoryLocks& repositories;
+    Clock& clock;
+    StopRequest& stop;
     RateLimiter& commentRateLimiter;
     BackendHealth& health;
     DiskHealth& disk;

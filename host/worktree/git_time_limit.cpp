@@ -71,10 +71,11 @@ struct Ending {
     }
 };
 
-Task<void> carryOut(std::shared_ptr<Run> run, milliseconds limit, Task<GitCommandResult> command) {
+Task<void> carryOut(Clock& clock, std::shared_ptr<Run> run, milliseconds limit,
+                    Task<GitCommandResult> command) {
     const Ending ending{run};
     try {
-        run->result = co_await withTimeLimit(limit, std::move(command));
+        run->result = co_await withTimeLimit(clock, limit, std::move(command));
     } catch (const TimeLimitExceeded&) {
         run->isOverlong = true;
     } catch (const boost::system::system_error& error) {
@@ -86,12 +87,12 @@ Task<void> carryOut(std::shared_ptr<Run> run, milliseconds limit, Task<GitComman
     }
 }
 
-/// Waits until the switch is pressed at the latest.
-Task<void> waitUnlessCancelled(CancellationSource& pressed, Task<void> wait) {
+/// Waits until the wish to stop has risen to the level at the latest.
+Task<void> waitUnlessRaised(StopRequest& stop, StopLevel level, Task<void> wait) {
     try {
-        co_await pressed.unlessCancelled(std::move(wait));
+        co_await stop.unlessRaised(level, std::move(wait));
     } catch (const boost::system::system_error&) {
-        if (!pressed.isCancelled()) {
+        if (stop.level() < level) {
             throw;
         }
     }
@@ -99,18 +100,17 @@ Task<void> waitUnlessCancelled(CancellationSource& pressed, Task<void> wait) {
 
 /// Something else that is still there when git has gone: the child of a git that was killed, or what has left
 /// its process group.
-Task<void> endLeftovers(ProcessMark runMark, CancellationSource& kill) {
+Task<void> endLeftovers(ProcessMark runMark, bool atOnce) {
     ProcessTree leftovers(runMark);
-    const auto grace = kill.isCancelled() ? std::chrono::seconds(0) : leftoverGrace;
+    const auto grace = atOnce ? std::chrono::seconds(0) : leftoverGrace;
     co_await leftovers.end(grace, leftoverTimeout);
 }
 
 /// The git of one part of the work, which ends with the first command that has to be ended.
 class PatientGit {
   public:
-    PatientGit(CancellationSource& stop, CancellationSource& kill, const Settings& settings, ProcessMark mark,
-               GitOutput output)
-        : stop_(stop), kill_(kill), settings_(settings), mark_(std::move(mark)), output_(output) {}
+    PatientGit(StopRequest& stop, Clock& clock, const Settings& settings, ProcessMark mark, GitOutput output)
+        : stop_(stop), clock_(clock), settings_(settings), mark_(std::move(mark)), output_(output) {}
 
     static Task<GitCommandResult> run(std::shared_ptr<PatientGit> self, std::vector<std::string> arguments) {
         co_return co_await self->runUnlessOver(std::move(arguments));
@@ -123,7 +123,7 @@ class PatientGit {
         if (over_) {
             co_return *over_;
         }
-        if (kill_.isCancelled() || (isFetch && stop_.isCancelled())) {
+        if (stop_.isKilling() || (isFetch && stop_.isStopping())) {
             co_return GitCommandResult{endedStatus, "git " + command + " is not run: the program is ending."};
         }
         const double seconds = isFetch ? settings_.gitFetchSeconds : settings_.gitCommandSeconds;
@@ -149,10 +149,10 @@ class PatientGit {
         const ProcessMark runMark = newGitRunMark();
         const GitRunner git = runGitWith({mark_.assignment(), runMark.assignment()}, output_);
         const auto run = std::make_shared<Run>();
-        Task<void> work = carryOut(run, limit, git(std::move(arguments)));
+        Task<void> work = carryOut(clock_, run, limit, git(std::move(arguments)));
         co_await waitPatiently(run, isFetch, std::move(work));
         if (!run->result || wasKilled(*run->result)) {
-            co_await endLeftovers(runMark, kill_);
+            co_await endLeftovers(runMark, stop_.isKilling());
         }
         co_return run;
     }
@@ -160,27 +160,27 @@ class PatientGit {
     Task<void> waitPatiently(std::shared_ptr<Run> run, bool isFetch, Task<void> work) {
         const auto executor = co_await boost::asio::this_coro::executor;
         ChildTask running(executor, "running git", std::move(work));
-        if (!stop_.isCancelled()) {
-            co_await waitUnlessCancelled(stop_, run->ended.wait());
+        if (!stop_.isStopping()) {
+            co_await waitUnlessRaised(stop_, StopLevel::stop, run->ended.wait());
         }
-        const auto now = std::chrono::steady_clock::now();
-        if (stop_.isCancelled() && !isFetch && !stopDeadline_) {
+        const auto now = clock_.steadyNow();
+        if (stop_.isStopping() && !isFetch && !stopDeadline_) {
             stopDeadline_ = now + stopGrace;
         }
         const auto deadline = isFetch ? now : stopDeadline_.value_or(now);
-        while (!run->isOver && !kill_.isCancelled() && std::chrono::steady_clock::now() < deadline) {
-            co_await waitUnlessCancelled(kill_, run->ended.waitUntil(deadline));
+        while (!run->isOver && !stop_.isKilling() && clock_.steadyNow() < deadline) {
+            co_await waitUnlessRaised(stop_, StopLevel::kill, clock_.waitUntil(run->ended, deadline));
         }
         co_await running.end();
     }
 
-    CancellationSource& stop_;
-    CancellationSource& kill_;
+    StopRequest& stop_;
+    Clock& clock_;
     const Settings& settings_;
     const ProcessMark mark_;
     const GitOutput output_;
-    std::optional<std::chrono::steady_clock::time_point> stopDeadline_;  // of all that runs after a stop
-    std::optional<GitCommandResult> over_;  // the result of every further command
+    std::optional<Clock::TimePoint> stopDeadline_;  // of all that runs after a stop
+    std::optional<GitCommandResult> over_;          // the result of every further command
 };
 
 Task<GitCommandResult> runLimited(ProcessMark mark, GitOutput output, std::vector<std::string> arguments) {
@@ -188,8 +188,9 @@ Task<GitCommandResult> runLimited(ProcessMark mark, GitOutput output, std::vecto
     const std::string command = commandIn(arguments);
     const GitRunner git = runGitWith({mark.assignment()}, output);
     const auto limit = std::chrono::ceil<milliseconds>(std::chrono::duration<double>(seconds));
+    SystemClock clock;
     try {
-        co_return co_await withTimeLimit(limit, git(std::move(arguments)));
+        co_return co_await withTimeLimit(clock, limit, git(std::move(arguments)));
     } catch (const TimeLimitExceeded&) {
         co_return overlong(command, seconds);
     }
@@ -203,9 +204,9 @@ GitRunner limitedGit(ProcessMark mark, GitOutput output) {
     };
 }
 
-GitRunner gitWithTimeLimit(CancellationSource& stop, CancellationSource& kill, const Settings& settings,
-                           ProcessMark mark, GitOutput output) {
-    auto git = std::make_shared<PatientGit>(stop, kill, settings, std::move(mark), output);
+GitRunner gitWithTimeLimit(StopRequest& stop, Clock& clock, const Settings& settings, ProcessMark mark,
+                           GitOutput output) {
+    auto git = std::make_shared<PatientGit>(stop, clock, settings, std::move(mark), output);
     return [git = std::move(git)](std::vector<std::string> arguments) {
         return PatientGit::run(git, std::move(arguments));
     };

@@ -50,33 +50,8 @@ class OwnerEndingsTest : public test::DispatchFixture {
         return eventually([this] { return std::filesystem::exists(repository.scratch("silent.asked")); });
     }
 
-    /// The agent's command goes on after the agent has left, until it is ended.
-    void outliveAgent() {
-        const auto script = repository.scratch("agent.sh");
-        test::writeFile(script, "codex \"$@\"\n: > \"$0.left\"\nexec sleep 6000\n");
-        set("agent.command", "sh " + script.string());
-    }
-    bool agentLeaves() {
-        return eventually([this] { return std::filesystem::exists(repository.scratch("agent.sh.left")); });
-    }
-
     std::unique_ptr<test::DispatchProcess> program;
 };
-
-TEST_F(OwnerEndingsTest, AReportThatNobodyHadSeenAtAStopCompletesTheBug) {
-    startWorking("idle");
-    agentReports("3f2a9c1d", "in_review");
-    stopWith(SIGINT);
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
-    EXPECT_EQ(attempt("3f2a9c1d", "state"), "completed");
-}
-
-TEST_F(OwnerEndingsTest, AQuestionThatNobodyHadSeenAtAStopWaitsForTheUser) {
-    startWorking("idle");
-    agentReports("3f2a9c1d", "investigate");
-    stopWith(SIGINT);
-    EXPECT_EQ(status("3f2a9c1d"), "awaitingUserInput");
-}
 
 TEST_F(OwnerEndingsTest, AStopWhileTheBackendIsAwayLeavesTheQuestionToTheNextStart) {
     startWorking("idle");
@@ -89,55 +64,6 @@ TEST_F(OwnerEndingsTest, AStopWhileTheBackendIsAwayLeavesTheQuestionToTheNextSta
     EXPECT_EQ(runOnce().exitCode, 0);
     EXPECT_EQ(status("3f2a9c1d"), "completed");
     EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "1");
-}
-
-TEST_F(OwnerEndingsTest, AnExitFailsNoBugWhoseReportTheBackendCannotShow) {
-    set("poll.bugs_seconds", "0.2");
-    startWorking("silent-exit", {"--exit-grace", "600"});
-    ASSERT_TRUE(program->says("3f2a9c1d  agentExited: "));
-    agentReports("3f2a9c1d", "in_review");
-    backendFaults(R"([{"kind": "status", "status": 503}])");
-    EXPECT_TRUE(program->says("cannot be asked"));
-    stopWith(SIGTERM);
-    set("sessions.post_exit_grace_seconds", "0");
-    EXPECT_EQ(status("3f2a9c1d"), "queued");
-}
-
-TEST_F(OwnerEndingsTest, AGraceThatIsOverEndsOnlyOnceTheCommentsAreKnown) {
-    reportClearBug("3f2a9c1d");
-    agentDoes("3f2a9c1d", "silent-exit");
-    mapApp();
-    startBackend();
-    set("poll.comments_seconds", "3600");
-    program = start(runWith({"--exit-grace", "1"}));
-    ASSERT_TRUE(program->says("3f2a9c1d  typed: "));
-    agentReports("3f2a9c1d", "in_review");
-    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
-    stopWith(SIGTERM);
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
-}
-
-TEST_F(OwnerEndingsTest, AReportThatNobodyHadSeenBeforeTheIdleTimeoutCompletesTheBug) {
-    startWorking("idle");
-    agentReports("3f2a9c1d", "in_review");
-    set("sessions.idle_timeout_seconds", "1");
-    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
-    stopWith(SIGTERM);
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
-}
-
-TEST_F(OwnerEndingsTest, AReportThatComesWhileASilentAgentIsAlreadyBeingStoppedCompletesTheBug) {
-    outliveAgent();
-    set("stop.exit_seconds", "600");
-    startWorking("idle");
-    set("sessions.idle_timeout_seconds", "1");
-    ASSERT_TRUE(agentLeaves()) << program->output();
-    agentReports("3f2a9c1d", "in_review");
-    kill(agent("3f2a9c1d"), SIGTERM);
-    EXPECT_TRUE(program->says("3f2a9c1d  completed: ")) << program->output();
-    stopWith(SIGTERM);
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
-    EXPECT_EQ(attempt("3f2a9c1d", "state"), "completed");
 }
 
 TEST_F(OwnerEndingsTest, ATokenThatIsRefusedFromNowOnStopsTheSessionsAndEndsTheProgram) {
@@ -192,14 +118,6 @@ TEST_F(OwnerEndingsTest, TheTerminalsHangUpIsAPoliteStop) {
     stopWith(SIGHUP);
     EXPECT_EQ(status("3f2a9c1d"), "queued");
     EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
-}
-
-TEST_F(OwnerEndingsTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsStopped) {
-    startWorking("ignore-exit");
-    set("poll.comments_seconds", "0.2");
-    ASSERT_TRUE(program->says("3f2a9c1d  codexCompleted: "));
-    stopWith(SIGINT);
-    EXPECT_EQ(status("3f2a9c1d"), "completed");
 }
 
 TEST_F(OwnerEndingsTest, ARemoteThatNeverAnswersLeavesTheBugQueuedAndIsNamed) {

@@ -17,6 +17,11 @@ namespace quernlight::host::test {
 /// Everything that the parts of the loop borrow, over a real database and a scripted backend.
 class ServicesFixture : public testing::Test {
   protected:
+    ServicesFixture() = default;
+
+    /// By another clock than the system's, which outlives this.
+    explicit ServicesFixture(Clock& chosen) : clock(chosen) {}
+
     template <class Result>
     Result run(Task<Result> task) {
         return quernlight::test::runTask(io, std::move(task));
@@ -58,7 +63,10 @@ class ServicesFixture : public testing::Test {
     EventPublisher events;
     HistoryPublisher historyPublisher{events};
     QueueManager manager{store.items, store.mappings, *Url::parse(server.address())};
-    GoalDelivery goalDelivery{io.get_executor(), store};
+    SystemClock systemClock;
+    Clock& clock = systemClock;
+    StopRequest stop;
+    GoalDelivery goalDelivery{io.get_executor(), store, clock};
     LocalPTYCodexRunner runner{goalDelivery};
     BackgroundExecutor background;
     RepositoryLocks repositories;
@@ -68,7 +76,7 @@ class ServicesFixture : public testing::Test {
     BackendHealth health{[this](const std::string& trouble) { healthChanges.push_back(trouble); }};
     std::vector<std::string> diskChanges;
     DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
-    RunningTime runningTime{readClocks(), [] {}};
+    RunningTime runningTime{readClocks(clock), [] {}};
     StartPauses startPauses{[this](const std::string& topic, const std::string& sentence) {
         events.alert({AlertTopic::starts, topic}, sentence);
     }};
@@ -82,6 +90,8 @@ class ServicesFixture : public testing::Test {
         .goalDelivery = goalDelivery,
         .background = background,
         .repositories = repositories,
+        .clock = clock,
+        .stop = stop,
         .commentRateLimiter = commentRateLimiter,
         .health = health,
         .disk = disk,

@@ -50,5 +50,13 @@ TEST(StopEscalationTest, OneThatIsQuickEnoughIsNotShrunk) {
     EXPECT_EQ(shortened(quick, escalationTimeAtShutdown), quick);
 }
 
+TEST(StopEscalationTest, TheWishToStopTheProgramShortensIt) {
+    const Settings patient{.stopExitSeconds = 600};
+    EXPECT_EQ(escalationAt(StopLevel::none, patient), stopEscalation(patient));
+    EXPECT_EQ(escalationAt(StopLevel::stop, patient),
+              shortened(stopEscalation(patient), escalationTimeAtShutdown));
+    EXPECT_EQ(escalationAt(StopLevel::kill, patient), killOnly(stopEscalation(patient)));
+}
+
 }  // namespace
 }  // namespace quernlight::host

@@ -8,6 +8,7 @@
 namespace quernlight {
 namespace {
 
+using testing::ContainsRegex;
 using testing::HasSubstr;
 
 class DryRunTest : public test::DispatchFixture {
@@ -16,6 +17,9 @@ class DryRunTest : public test::DispatchFixture {
         auto arguments = runWith({"--dry-run"});
         arguments.insert(arguments.end(), more.begin(), more.end());
         return dispatch(arguments);
+    }
+    void wantMemory(const std::string& mebibytes) {
+        dispatch({"config", "set", "sessions.memory_floor_mib", mebibytes, "--home", home()});
     }
     /// Every file of the home with a hash of its bytes.
     std::map<std::string, std::size_t> homeContent() const {
@@ -67,9 +71,35 @@ TEST_F(DryRunTest, ItTellsTheStartsInOrderUpToThePlaces) {
     report("11111111", "First");
     mapApp();
     startBackend();
+    wantMemory("0");
     EXPECT_THAT(dryRun({"--max-sessions", "1"}).output, HasSubstr("would start    33333333  Shop: Third\n"
                                                                   "would queue    22222222  Shop: Second\n"
                                                                   "would queue    11111111  Shop: First\n"));
+}
+
+TEST_F(DryRunTest, ItTellsThatMemoryIsTooShortForAStart) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    wantMemory("1048576");
+    EXPECT_THAT(dryRun().output,
+                ContainsRegex(
+                    R"(would wait     3f2a9c1d  Shop: Crash on launch \([0-9]+ MiB free, 1048576 wanted\))"));
+}
+
+TEST_F(DryRunTest, ItTellsThatThereIsNoAgent) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    environment["PATH"] = "/usr/bin:/bin";
+    EXPECT_THAT(dryRun().output, HasSubstr("(There is no program \"codex\" on PATH; install the agent, "));
+}
+
+TEST_F(DryRunTest, ABugWhoseIdCannotNameABranchIsNamed) {
+    report("a b/../c", "Crash");
+    startBackend();
+    EXPECT_THAT(dryRun().output,
+                HasSubstr("A bug is left out because its id cannot name a branch: \"a b/../c-"));
 }
 
 TEST_F(DryRunTest, AHomeThatIsThereKeepsEveryByteOfTheQueue) {

@@ -133,6 +133,7 @@ TEST_F(QueueCommandTest, ShowTellsABugsHistory) {
     EXPECT_EQ(shown.exitCode, 0) << shown.error;
     EXPECT_THAT(shown.output, StartsWith("11111111  Shop "));
     EXPECT_THAT(shown.output, HasSubstr("enqueued"));
+    EXPECT_THAT(shown.output, HasSubstr("\nwaits: "));
 }
 
 TEST_F(QueueCommandTest, ABugThatIsNotThereIsASentence) {

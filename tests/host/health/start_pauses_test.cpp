@@ -23,7 +23,7 @@ class StartPausesTest : public testing::Test {
     /// The first second, from `begin`, at which a bug of the repository may be started.
     int resumesAt(int begin, const std::string& repository) {
         int second = begin;
-        while (pauses.arePaused(repository, at(second))) {
+        while (pauses.pauseOf(repository, at(second))) {
             ++second;
         }
         return second;
@@ -39,7 +39,7 @@ class StartPausesTest : public testing::Test {
 TEST_F(StartPausesTest, ARepositorysFailureHoldsBackItsOwnBugsOnly) {
     failsAt(0, "/shop");
     EXPECT_EQ(resumesAt(0, "/shop"), 5);
-    EXPECT_FALSE(pauses.arePaused("/notes", at(0)));
+    EXPECT_FALSE(pauses.pauseOf("/notes", at(0)));
     EXPECT_EQ(pauses.trouble("/shop"), "The remote is away.");
     EXPECT_FALSE(pauses.trouble("/notes"));
 }
@@ -49,9 +49,9 @@ TEST_F(StartPausesTest, AFailureOfTheSystemHoldsBackAllBugs) {
     EXPECT_EQ(resumesAt(0, "/shop"), 5);
     EXPECT_EQ(pauses.trouble("/notes"), "The remote is away.");
     pauses.prepared("/shop");
-    EXPECT_TRUE(pauses.arePaused("/shop", at(0)));
+    EXPECT_TRUE(pauses.pauseOf("/shop", at(0)));
     pauses.agentStarted();
-    EXPECT_FALSE(pauses.arePaused("/shop", at(0)));
+    EXPECT_FALSE(pauses.pauseOf("/shop", at(0)));
 }
 
 TEST_F(StartPausesTest, APauseForWhichNoBugWaitsAnyMoreEnds) {
@@ -86,7 +86,7 @@ TEST_F(StartPausesTest, ASuccessEndsThePauseAndTheNextOneIsShortAgain) {
     failsAt(0, "/shop");
     failsAt(5, "/shop");
     pauses.prepared("/shop");
-    EXPECT_FALSE(pauses.arePaused("/shop", at(6)));
+    EXPECT_FALSE(pauses.pauseOf("/shop", at(6)));
     failsAt(6, "/shop");
     EXPECT_EQ(resumesAt(6, "/shop"), 11);
 }

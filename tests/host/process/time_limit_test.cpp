@@ -1,62 +1,66 @@
 #include "host/process/time_limit.hpp"
 
+#include <boost/asio/use_future.hpp>
 #include <gtest/gtest.h>
 
-#include "host/process/cancellation_source.hpp"
 #include "quernlight/platform/child_task.hpp"
+#include "tests/host/stepped_clock.hpp"
 #include "tests/support/run_task.hpp"
 
 namespace quernlight::host {
 namespace {
 
 using std::chrono::hours;
-using std::chrono::milliseconds;
+using std::chrono::minutes;
 
-Task<int> answer(int number) {
-    co_return number;
-}
-
-Task<int> answerAfter(milliseconds time) {
-    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor, time);
-    co_await timer.async_wait(boost::asio::use_awaitable);
-    co_return 7;
-}
-
-TEST(TimeLimitTest, WorkThatEndsInTimeGivesItsResult) {
-    EXPECT_EQ(quernlight::test::runTask(withTimeLimit(hours(1), answer(7))), 7);
-    EXPECT_EQ(quernlight::test::runTask(withTimeLimit(hours(1), answerAfter(milliseconds(1)))), 7);
-}
-
-TEST(TimeLimitTest, WorkThatTakesLongerIsCancelled) {
-    EXPECT_THROW(quernlight::test::runTask(withTimeLimit(milliseconds(1), answerAfter(hours(1)))),
-                 TimeLimitExceeded);
-}
-
-Task<void> noteEnd(bool& cancelled) {
-    try {
-        co_await withTimeLimit(hours(1), answerAfter(hours(1)));
-    } catch (const boost::system::system_error& error) {
-        cancelled = error.code() == boost::asio::error::operation_aborted;
-        throw;
+class TimeLimitTest : public testing::Test {
+  protected:
+    Task<int> answerAfter(std::chrono::nanoseconds time) {
+        co_await clock.sleepFor(time);
+        co_return 7;
     }
-}
+    Task<void> noteEnd() {
+        try {
+            co_await withTimeLimit(clock, hours(1), answerAfter(hours(2)));
+        } catch (const boost::system::system_error& error) {
+            isCancelled = error.code() == boost::asio::error::operation_aborted;
+            throw;
+        }
+    }
+    /// What work that takes so long comes to within an hour.
+    std::future<int> begin(std::chrono::nanoseconds time) {
+        return boost::asio::co_spawn(io, withTimeLimit(clock, hours(1), answerAfter(time)),
+                                     boost::asio::use_future);
+    }
+    static bool hasEnded(const std::future<int>& work) {
+        return work.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
 
-TEST(TimeLimitTest, CancellingTheCallerCancelsTheWork) {
     boost::asio::io_context io;
-    bool cancelled = false;
-    ChildTask task(io.get_executor(), "waiting", noteEnd(cancelled));
-    io.poll();
-    quernlight::test::runTask(io, task.end());
-    EXPECT_TRUE(cancelled);
+    test::SteppedClock clock{io};
+    bool isCancelled = false;
+};
+
+TEST_F(TimeLimitTest, WorkThatEndsInTimeGivesItsResult) {
+    auto work = begin(minutes(59));
+    clock.advance(minutes(59));
+    EXPECT_EQ(work.get(), 7);
 }
 
-TEST(CancellationSourceTest, WorkRunsUntilTheSwitchIsPressedAndNotAfterwards) {
-    CancellationSource stop;
-    EXPECT_EQ(quernlight::test::runTask(stop.unlessCancelled(answer(7))), 7);
-    EXPECT_FALSE(stop.isCancelled());
-    stop.cancel();
-    EXPECT_TRUE(stop.isCancelled());
-    EXPECT_THROW(quernlight::test::runTask(stop.unlessCancelled(answer(7))), boost::system::system_error);
+TEST_F(TimeLimitTest, WorkThatTakesLongerIsCancelled) {
+    auto work = begin(hours(2));
+    clock.advance(minutes(59));
+    EXPECT_FALSE(hasEnded(work));
+    clock.advance(minutes(1));
+    EXPECT_THROW(work.get(), TimeLimitExceeded);
+    EXPECT_EQ(clock.sleepers(), 0U);
+}
+
+TEST_F(TimeLimitTest, CancellingTheCallerCancelsTheWork) {
+    ChildTask task(io.get_executor(), "waiting", noteEnd());
+    clock.advance(hours(0));
+    quernlight::test::runTask(io, task.end());
+    EXPECT_TRUE(isCancelled);
 }
 
 }  // namespace

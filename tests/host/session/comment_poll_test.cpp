@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/process/task_set.hpp"
 #include "quernlight/platform/child_task.hpp"
-#include "tests/host/published_events.hpp"
+#include "quernlight/platform/task.hpp"
+#include "tests/host/stepped_clock.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
 
@@ -35,22 +37,23 @@ class CommentPollTest : public testing::Test {
         CompletionPollState polled = state;
         polled.bugID = bugID;
         polls.push_back(std::make_unique<ChildTask>(io.get_executor(), "polling",
-                                                    pollComments({.client = client,
+                                                    pollComments({.fetch = fetch,
                                                                   .rateLimiter = shared,
                                                                   .health = health,
                                                                   .settings = settings,
-                                                                  .events = events},
+                                                                  .events = events,
+                                                                  .clock = clock},
                                                                  polled, mailbox.continuation())));
     }
     void end() {
         for (const auto& poll : polls) {
-            test::runTask(io, poll->end());
+            quernlight::test::runTask(io, poll->end());
         }
         polls.clear();
     }
     template <class Event>
     Event next() {
-        return std::get<Event>(test::runTask(io, mailbox.next()).value());
+        return std::get<Event>(quernlight::test::runTask(io, mailbox.next()));
     }
 
     /// Polls until the backend's health has been told so often.
@@ -61,9 +64,12 @@ class CommentPollTest : public testing::Test {
         return told;
     }
 
-    test::RecordingServer server;
+    quernlight::test::RecordingServer server;
     boost::asio::io_context io;
     QuernlightClient client{*Url::parse(server.address()), "token", std::make_shared<HttpSession>()};
+    FetchComments fetch = [this](std::string bugID) {
+        return fetchCommentsIfAny(client, events, std::move(bugID));
+    };
     RateLimiter rateLimiter{1000, 1000};
     RateLimiter oneForNow{0.001, 1};  // the next one in a quarter of an hour
     std::vector<std::string> told;    // of the backend's health
@@ -71,6 +77,7 @@ class CommentPollTest : public testing::Test {
     Settings settings{.pollCommentsSeconds = 0.004};
     EventPublisher events;
     test::PublishedEvents published{events};
+    SystemClock clock;
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
                               .queueItemID = randomUuid(),
@@ -97,7 +104,7 @@ TEST_F(CommentPollTest, CommentsThatWereSeenBeforeAreNoNews) {
     begin();
     next<CommentsChanged>();
     EXPECT_THAT(healthAfter(1).front(), HasSubstr("503"));
-    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(std::chrono::steady_clock::now())));
+    EXPECT_FALSE(quernlight::test::runTask(io, mailbox.nextUntil(clock, clock.steadyNow())));
 }
 
 TEST_F(CommentPollTest, ACompletionIsNewsAlsoWhenAnotherCommentOfTheSameMomentWasSeenBefore) {
@@ -112,7 +119,7 @@ TEST_F(CommentPollTest, ACompletionIsNewsAlsoWhenAnotherCommentOfTheSameMomentWa
 TEST_F(CommentPollTest, ABackendThatFailsIsToldOnceAndSoIsItsRecovery) {
     fails(503);
     fails(500);
-    server.answer({.fault = test::ScriptedAnswer::Fault::noAnswer});
+    server.answer({.fault = quernlight::test::ScriptedAnswer::Fault::noAnswer});
     answers(comment("in_review", "2026-03-04T05:06:07Z"));
     begin();
     EXPECT_TRUE(next<CommentsChanged>().detection);
@@ -158,21 +165,10 @@ TEST_F(CommentPollTest, TwoPollsShareOneRateLimiter) {
     io.restart();
     io.poll();
     answers("");
-    test::runTask(
+    quernlight::test::runTask(
         io, fetchCommentsIfAny(client, events, "00000000"));  // later than all that had been sent by then
     EXPECT_THAT(server.lines(),
                 ElementsAre("GET /v1/bugs/3f2a9c1d/comments", "GET /v1/bugs/00000000/comments"));
-}
-
-TEST_F(CommentPollTest, ARequestWaitsForItsTurn) {
-    test::runTask(io, turnToAsk(oneForNow));
-    const auto second = boost::asio::co_spawn(io, turnToAsk(oneForNow), boost::asio::use_future);
-    io.restart();
-    io.poll();
-    EXPECT_EQ(second.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    RateLimiter oneInAMillisecond{1000, 1};
-    test::runTask(io, turnToAsk(oneInAMillisecond));
-    test::runTask(io, turnToAsk(oneInAMillisecond));
 }
 
 TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQuarterAway) {
@@ -184,22 +180,100 @@ TEST(PauseBeforePollTest, FailuresInARowDoubleItUpToAMinuteAndChanceTakesUpToAQu
     EXPECT_EQ(pauseBeforePoll(milliseconds(4000), 0, 1), milliseconds(3000));
 }
 
-TEST_F(CommentPollTest, ABackendThatSaysWhenItMayBeAskedAgainIsLeftAloneUntilThen) {
-    server.answer({.status = 429, .headers = {{"Retry-After", "3600"}}});
-    begin();
-    healthAfter(1);
-    io.run_for(std::chrono::milliseconds(300));  // dozens of intervals
-    EXPECT_EQ(server.requests().size(), 1U);
-}
-
 TEST_F(CommentPollTest, CancellingEndsItAlsoWhileTheBackendIsSilent) {
-    server.answer({.fault = test::ScriptedAnswer::Fault::silence});
+    server.answer({.fault = quernlight::test::ScriptedAnswer::Fault::silence});
     begin();
     while (server.requests().empty()) {
         io.run_one_for(std::chrono::milliseconds(10));  // the request is seen on the server's thread
     }
     end();
-    EXPECT_FALSE(test::runTask(io, mailbox.nextUntil(std::chrono::steady_clock::now())));
+    EXPECT_FALSE(quernlight::test::runTask(io, mailbox.nextUntil(clock, clock.steadyNow())));
+}
+
+/// When it asks: every five seconds, by a clock that the test steps.
+class CommentPollTimesTest : public testing::Test {
+  protected:
+    CommentPollTimesTest() {
+        tasks.add("polling", pollComments({.fetch = [this](const std::string&) { return answer(); },
+                                           .rateLimiter = rateLimiter,
+                                           .health = health,
+                                           .settings = settings,
+                                           .events = events,
+                                           .clock = clock},
+                                          {.bugID = "3f2a9c1d"}, mailbox.continuation()));
+    }
+    ~CommentPollTimesTest() override { quernlight::test::runTask(io, tasks.end()); }
+
+    int askedWithin(std::chrono::nanoseconds duration) {
+        asked = 0;
+        clock.advance(duration);
+        return asked;
+    }
+
+    Task<void> takeTwoTurns(RateLimiter& limiter) {
+        co_await turnToAsk(limiter, clock);
+        co_await turnToAsk(limiter, clock);
+        isSecondTurn = true;
+    }
+
+    boost::asio::io_context io;
+    test::SteppedClock clock{io};
+    RateLimiter rateLimiter{1000, 1000};
+    BackendHealth health{[](const std::string&) {}};
+    Settings settings{.pollCommentsSeconds = 5};
+    EventPublisher events;
+    test::PublishedEvents published{events};
+    SessionMailbox mailbox;
+    bool isAway = false;
+    int asked = 0;
+    bool isSecondTurn = false;
+    TaskSet tasks{io.get_executor(), reportFailure};
+
+  private:
+    Task<ReadableList<QLCommentDTO>> answer() {
+        ++asked;
+        if (isAway) {
+            throw BackendError::server(503, "");
+        }
+        co_return ReadableList<QLCommentDTO>{};
+    }
+};
+
+TEST_F(CommentPollTimesTest, PausesVaryByUpToAQuarterOfTheInterval) {
+    const int count = askedWithin(std::chrono::seconds(60));
+    EXPECT_GE(count, 12);
+    EXPECT_LE(count, 16);
+}
+
+TEST_F(CommentPollTimesTest, ABackendThatFailsIsAskedAfterEverLongerPauses) {
+    isAway = true;
+    EXPECT_LE(askedWithin(std::chrono::seconds(60)), 4);
+    EXPECT_LE(askedWithin(std::chrono::minutes(10)), 14);
+    isAway = false;
+    askedWithin(std::chrono::minutes(1));
+    EXPECT_GE(askedWithin(std::chrono::seconds(60)), 12);
+}
+
+TEST_F(CommentPollTimesTest, ABackendThatSaysWhenItMayBeAskedAgainIsLeftAloneUntilThen) {
+    health.heed(std::chrono::minutes(9));
+    EXPECT_EQ(askedWithin(std::chrono::minutes(8)), 0);
+    EXPECT_GE(askedWithin(std::chrono::minutes(2)), 1);
+}
+
+TEST_F(CommentPollTimesTest, AChangedSettingCountsForThePauseThatHasBegun) {
+    settings.pollCommentsSeconds = 3600;
+    EXPECT_EQ(askedWithin(std::chrono::minutes(1)), 0);
+    settings.pollCommentsSeconds = 1;
+    EXPECT_GE(askedWithin(std::chrono::seconds(2)), 1);
+}
+
+TEST_F(CommentPollTimesTest, ARequestWaitsForItsTurn) {
+    RateLimiter onePerMinute{1.0 / 60, 1};
+    tasks.add("asking", takeTwoTurns(onePerMinute));
+    clock.advance(std::chrono::seconds(59));
+    EXPECT_FALSE(isSecondTurn);
+    clock.advance(std::chrono::seconds(2));
+    EXPECT_TRUE(isSecondTurn);
 }
 
 }  // namespace

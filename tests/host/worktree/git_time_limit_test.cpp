@@ -49,10 +49,10 @@ class GitTimeLimitTest : public testing::Test {
 
     standin::test::HostedRepository repository;
     boost::asio::io_context io;
-    CancellationSource stop;
-    CancellationSource kill;
+    StopRequest stop;
+    SystemClock clock;
     Settings settings;
-    GitRunner git = gitWithTimeLimit(stop, kill, settings, gitMarkOf(repository.scratch("home")));
+    GitRunner git = gitWithTimeLimit(stop, clock, settings, gitMarkOf(repository.scratch("home")));
     GitCommandResult result;
 };
 
@@ -68,19 +68,19 @@ TEST_F(GitTimeLimitTest, AStopEndsAFetchAtOnce) {
     while (!isAsked()) {
         io.run_one_for(std::chrono::milliseconds(5));
     }
-    stop.cancel();
+    stop.raise(StopLevel::stop);
     io.run();
     EXPECT_FALSE(result.succeeded());
 }
 
 TEST_F(GitTimeLimitTest, AfterAKillNoCommandRuns) {
-    kill.cancel();
+    stop.raise(StopLevel::kill);
     const auto status = quernlight::test::runTask(io, git({"-C", repository.directory(), "status"}));
     EXPECT_FALSE(status.succeeded());
 }
 
 TEST_F(GitTimeLimitTest, AfterAStopNoFetchBeginsButOtherCommandsRun) {
-    stop.cancel();
+    stop.raise(StopLevel::stop);
     quernlight::test::runTask(io, fetch());
     EXPECT_FALSE(result.succeeded());
     EXPECT_FALSE(isAsked());
@@ -94,7 +94,7 @@ TEST_F(GitTimeLimitTest, AStopEndsACommandThatBlocksOnAHook) {
     while (!hook.hasBegun()) {
         io.run_one_for(std::chrono::milliseconds(5));
     }
-    stop.cancel();
+    stop.raise(StopLevel::stop);
     io.run_for(quernlight::test::generousBound);
     EXPECT_EQ(result.output, "git checkout was ended: the program is ending.");
     EXPECT_FALSE(quernlight::test::isAlive(hook.pid()));

@@ -1,0 +1,43 @@
+#include "host/agent/session_mailbox.hpp"
+
+#include <utility>
+
+namespace quernlight::host {
+
+void SessionMailbox::Continuation::deliver(SessionEvent event) const {
+    if (const auto state = state_.lock()) {
+        state->events.push_back(std::move(event));
+        state->signal.notify();
+    }
+}
+
+Task<SessionEvent> SessionMailbox::next() {
+    while (true) {
+        if (auto event = take()) {
+            co_return std::move(*event);
+        }
+        co_await state_->signal.wait();
+    }
+}
+
+Task<std::optional<SessionEvent>> SessionMailbox::nextUntil(Clock& clock, Clock::TimePoint deadline) {
+    while (true) {
+        auto event = take();
+        if (event || clock.steadyNow() >= deadline) {
+            co_return event;
+        }
+        co_await clock.waitUntil(state_->signal, deadline);
+    }
+}
+
+std::optional<SessionEvent> SessionMailbox::take() {
+    auto& events = state_->events;
+    if (events.empty()) {
+        return std::nullopt;
+    }
+    std::optional<SessionEvent> event(std::move(events.front()));
+    events.pop_front();
+    return event;
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,123 @@
+#include "host/dispatcher/fact_gatherer.hpp"
+
+#include <algorithm>
+
+#include <unistd.h>
+
+#include "host/dispatcher/start_request.hpp"
+#include "host/process/process_tree.hpp"
+#include "host/settings/settings_store.hpp"
+#include "host/worktree/resolved_mapping.hpp"
+#include "quernlight/platform/available_memory.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr std::uint64_t mebibyte = 1024 * 1024;
+
+/// The first item that would start without a look into its worktree.
+ItemFacts* nextToLookAt(AdmissionFacts& facts) {
+    const auto decisions = admit(facts);
+    for (std::size_t index = 0; index < decisions.size(); ++index) {
+        if (decisions[index].starts() && !facts.items[index].worktree) {
+            return &facts.items[index];
+        }
+    }
+    return nullptr;
+}
+
+bool isLive(const ItemFacts& facts) {
+    return facts.item.status != QueueItemStatus::queued &&
+           facts.item.status != QueueItemStatus::waitingForMapping;
+}
+
+}  // namespace
+
+std::optional<pid_t> processLeftBy(const SessionAttemptRecord& attempt) {
+    const auto sessionID = parseUuid(attempt.completionMarker);
+    if (!sessionID) {
+        return std::nullopt;
+    }
+    const auto alive = ProcessTree(*sessionID).alive();
+    if (!alive.empty()) {
+        return alive.front().pid;
+    }
+    const auto orphan = attempt.agentWorkspacePath
+                            ? orphanIn(*attempt.agentWorkspacePath, processTable(), getpid())
+                            : std::nullopt;
+    return orphan ? std::optional(orphan->pid) : std::nullopt;
+}
+
+MachineLooks looksAtThisMachine() {
+    return {.availableMemory = quernlight::availableMemory, .processLeftBy = host::processLeftBy};
+}
+
+Task<AdmissionFacts> FactGatherer::gather() const {
+    AdmissionFacts facts;
+    const auto repositories = co_await mappedRepositories();
+    for (BugQueueItem& item : co_await store_.items.items()) {
+        const auto repository = repositories.find(item.bundleID);
+        ItemFacts known{.item = std::move(item)};
+        if (repository != repositories.end()) {
+            known.repository = repository->second;
+        }
+        known.startRequested = co_await isStartRequested(known.item);
+        facts.items.push_back(std::move(known));
+    }
+    facts.program = programFacts(facts.items);
+    if (addOwnersPart_) {
+        addOwnersPart_(facts);
+    }
+    co_await lookIntoWorktrees(facts);
+    co_return facts;
+}
+
+Task<std::map<std::string, std::string>> FactGatherer::mappedRepositories() const {
+    std::map<std::string, std::string> repositories;
+    for (AppMapping& mapping : co_await store_.mappings.allMappings()) {
+        const std::string bundleID = mapping.bundleID;
+        repositories.emplace(bundleID, resolved(std::move(mapping)).repoPath);
+    }
+    co_return repositories;
+}
+
+Task<bool> FactGatherer::isStartRequested(const BugQueueItem& item) const {
+    if (item.queueMode == QueueMode::automatic) {
+        co_return false;
+    }
+    co_return startIsRequested(co_await store_.items.events(item.id));
+}
+
+/// Items in a live status have a session of the owner that runs now, or will be put back at the next start.
+ProgramFacts FactGatherer::programFacts(const std::vector<ItemFacts>& items) const {
+    ProgramFacts program{.sessionsRunning = static_cast<int>(std::ranges::count_if(items, isLive)),
+                         .maxSessions = settings_.maxSessions,
+                         .memoryWantedMiB = static_cast<std::uint64_t>(settings_.memoryFloorMiB)};
+    if (const auto available = machine_.availableMemory()) {
+        program.memoryAvailableMiB = *available / mebibyte;
+    }
+    return program;
+}
+
+/// What a look shows may let a later item start in the place of this one.
+Task<void> FactGatherer::lookIntoWorktrees(AdmissionFacts& facts) const {
+    while (ItemFacts* item = nextToLookAt(facts)) {
+        const auto attempt = co_await store_.attempts.latestAttempt(item->item.id);
+        item->worktree.emplace();
+        item->worktree->process = attempt ? machine_.processLeftBy(*attempt) : std::nullopt;
+    }
+}
+
+Task<std::optional<WaitReason>> reasonToWait(DispatchStore store, Uuid itemID) {
+    const SettingsStore settingsStore(store.database);
+    const StoredSettings stored = co_await settingsStore.read();
+    const FactGatherer gatherer(store, stored.settings);
+    const AdmissionFacts facts = co_await gatherer.gather();
+    const auto decisions = admit(facts);
+    const auto found = std::ranges::find(decisions, itemID, [](const auto& each) { return each.item.id; });
+    const bool waits =
+        found != decisions.end() && found->reason && found->reason->cause != WaitCause::running;
+    co_return waits ? found->reason : std::nullopt;
+}
+
+}  // namespace quernlight::host

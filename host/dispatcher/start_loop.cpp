@@ -1,0 +1,203 @@
+#include "host/dispatcher/start_loop.hpp"
+
+#include <algorithm>
+
+#include <boost/asio/this_coro.hpp>
+
+#include "host/agent/agent_environment.hpp"
+#include "host/process/user_error.hpp"
+#include "host/worktree/resolved_mapping.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr std::chrono::seconds restAfterTrouble{5};
+
+bool waitsFor(const AdmissionDecision& decision, WaitCause cause) {
+    return decision.reason && decision.reason->cause == cause;
+}
+
+const AdmissionDecision* firstThatWaitsFor(const std::vector<AdmissionDecision>& decisions, WaitCause cause) {
+    const auto waits = [cause](const AdmissionDecision& decision) { return waitsFor(decision, cause); };
+    const auto found = std::ranges::find_if(decisions, waits);
+    return found == decisions.end() ? nullptr : &*found;
+}
+
+/// Whether any of them goes on without a person.
+bool anyGoesOn(const std::vector<AdmissionDecision>& decisions) {
+    return std::ranges::any_of(decisions, [](const AdmissionDecision& decision) {
+        return decision.starts() || passesByItself(decision.reason->cause);
+    });
+}
+
+}  // namespace
+
+StartLoop::StartLoop(ChoreContext& context, RunningSessions& sessions, const Reconciliation& reconciliation,
+                     WorkOn workOn)
+    : context_(context),
+      services_(context.services),
+      sessions_(sessions),
+      reconciliation_(reconciliation),
+      workOn_(std::move(workOn)),
+      gatherer_(services_.store, services_.settings,
+                [this](AdmissionFacts& facts) { addOwnersPart(facts); }) {}
+
+Task<void> StartLoop::run() {
+    while (!done_ && !context_.isStopping()) {
+        co_await context_.changed.wait();
+        co_await failureOf(context_, startWhatMay());
+    }
+}
+
+/// Whether all has ended is asked before the facts are gathered, for that takes its time and what ends
+/// meanwhile may be queued again.
+Task<void> StartLoop::startWhatMay() {
+    const bool allHasEnded = noneComes_ && sessions_.isEmpty() && reconciliation_.isDone();
+    const AdmissionFacts facts = co_await gatherer_.gather();
+    const auto decisions = admit(facts);
+    endUnusedPauses(facts);
+    tell(decisions);
+    for (const AdmissionDecision& decision : decisions) {
+        if (decision.starts() || waitsFor(decision, WaitCause::mappingGone)) {
+            co_await start(decision.item);
+        }
+    }
+    done_ = allHasEnded && !anyGoesOn(decisions);
+    if (done_) {
+        endWith(decisions);
+    }
+}
+
+/// The facts are older than the look at each item before this one, so the item is read once more.
+Task<void> StartLoop::start(BugQueueItem listed) {
+    const auto current = co_await services_.store.items.item(listed.id);
+    if (!current || current->status != QueueItemStatus::queued) {
+        co_return;
+    }
+    const auto mapping = co_await services_.store.mappings.mapping(current->bundleID);
+    if (!mapping) {
+        BugQueueItem unmapped = *current;
+        co_return co_await awaitMapping(std::move(unmapped));
+    }
+    const auto executor = co_await boost::asio::this_coro::executor;
+    if (mayStartNow(current->id, resolved(*mapping).repoPath)) {
+        sessions_.start(executor, *current, *mapping);
+    }
+}
+
+/// The manual queue knows no waiting for a mapping.
+Task<void> StartLoop::awaitMapping(BugQueueItem item) {
+    const std::string sentence =
+        "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".";
+    if (item.queueMode == QueueMode::manual) {
+        co_return co_await services_.manager.markFailed(item.id, sentence);
+    }
+    ItemEvent event{.itemID = item.id, .kind = EventKind::mappingGone, .message = sentence};
+    co_await appendEvent(services_.store.items, std::move(event));
+    co_await services_.manager.markResumable(item.id);
+    if (const auto waiting = co_await services_.store.items.item(item.id)) {
+        services_.events.progress(restingProgress(*waiting));
+    }
+}
+
+/// What may have changed since the facts were gathered, by the start of another item above all.
+bool StartLoop::mayStartNow(const Uuid& itemID, const std::string& repository) const {
+    return !context_.isStopping() && workOn_(itemID) == ItemWork::none && !pauseOf(repository) &&
+           sessions_.count() < services_.settings.maxSessions && services_.disk.isWell() &&
+           services_.homeIsInPlace();
+}
+
+void StartLoop::letRest(const Uuid& itemID) {
+    resting_[itemID] = services_.clock.steadyNow() + restAfterTrouble;
+}
+
+void StartLoop::addOwnersPart(AdmissionFacts& facts) {
+    const auto now = services_.clock.steadyNow();
+    std::erase_if(resting_, [now](const auto& rest) { return now >= rest.second; });
+    for (ItemFacts& item : facts.items) {
+        item.work = workOn_(item.item.id);
+        item.restsAfterTrouble = resting_.contains(item.item.id);
+        item.pause = pauseOf(item.repository.value_or(""));
+    }
+    ProgramFacts& program = facts.program;
+    program.sessionsRunning = sessions_.count();
+    program.stopping = context_.isStopping();
+    program.homeIsInPlace = services_.homeIsInPlace();
+    program.homeIsWritable = services_.disk.isWell();
+    program.missingAgent = missingAgent(services_.settings.agentCommand, services_.environment);
+}
+
+/// With `once` what has failed is not tried again, since nobody is there to put the cause right meanwhile.
+std::optional<StartPause> StartLoop::pauseOf(const std::string& repository) const {
+    if (!context_.once) {
+        return services_.startPauses.pauseOf(repository, services_.clock.steadyNow());
+    }
+    const auto cause = services_.startPauses.trouble(repository);
+    return cause ? std::optional(StartPause{.cause = *cause}) : std::nullopt;
+}
+
+/// A bug that waited for the end of a pause may have been cancelled, or mapped elsewhere. One that is under
+/// way may be about to go back into its queue, because of what the pause was made for.
+void StartLoop::endUnusedPauses(const AdmissionFacts& facts) {
+    std::set<std::string> repositories;
+    for (const ItemFacts& item : facts.items) {
+        const bool mayWait = item.item.status == QueueItemStatus::queued || item.work == ItemWork::session;
+        if (item.repository && mayWait) {
+            repositories.insert(*item.repository);
+        }
+    }
+    services_.startPauses.endUnused(repositories);
+}
+
+void StartLoop::tell(const std::vector<AdmissionDecision>& decisions) {
+    tellMemory(decisions);
+    tellWorktreesInUse(decisions);
+    if (const auto* decision = firstThatWaitsFor(decisions, WaitCause::agentMissing)) {
+        const OutsideFailure failure{.cause = decision->reason->about};
+        services_.startPauses.failed(failure, services_.clock.steadyNow());
+        context_.changed.notify();
+    }
+}
+
+void StartLoop::tellMemory(const std::vector<AdmissionDecision>& decisions) {
+    const auto* decision = firstThatWaitsFor(decisions, WaitCause::memoryShort);
+    services_.events.alert({AlertTopic::memory}, decision ? "No session is started while less than " +
+                                                                std::to_string(decision->reason->limit) +
+                                                                " MiB of memory are available."
+                                                          : "");
+}
+
+/// What was told holds until another look shows that the worktree is free, or nobody waits for it.
+void StartLoop::tellWorktreesInUse(const std::vector<AdmissionDecision>& decisions) {
+    std::set<std::string> over = std::exchange(inUse_, {});
+    for (const AdmissionDecision& decision : decisions) {
+        const std::string& bugID = decision.item.bugID;
+        const bool isInUse = waitsFor(decision, WaitCause::worktreeInUse);
+        const bool isUnknown = decision.reason && decision.reason->cause >= WaitCause::stopping;
+        if (isInUse) {
+            services_.events.alert({AlertTopic::starting, bugID},
+                                   "Bug " + bugID + " waits: " + sentenceOf(*decision.reason));
+        }
+        if (isInUse || (isUnknown && over.contains(bugID))) {
+            inUse_.insert(bugID);
+            over.erase(bugID);
+        }
+    }
+    for (const std::string& bugID : over) {
+        services_.events.alert({AlertTopic::starting, bugID}, "");
+    }
+}
+
+/// What was not started for a cause outside of it is the program's failure.
+void StartLoop::endWith(const std::vector<AdmissionDecision>& decisions) {
+    const auto isPaused = [](const auto& decision) { return waitsFor(decision, WaitCause::startsPaused); };
+    const auto count = std::ranges::count_if(decisions, isPaused);
+    if (count > 0) {
+        const auto* first = firstThatWaitsFor(decisions, WaitCause::startsPaused);
+        context_.endProgram(
+            std::make_exception_ptr(UserError(std::to_string(count) + (count == 1 ? " bug" : " bugs") +
+                                              " could not be started: " + first->reason->about)));
+    }
+}
+
+}  // namespace quernlight::host

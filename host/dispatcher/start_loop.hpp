@@ -1,0 +1,60 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/dispatcher/chore.hpp"
+#include "host/dispatcher/fact_gatherer.hpp"
+#include "host/dispatcher/reconciliation.hpp"
+#include "host/dispatcher/running_sessions.hpp"
+
+namespace quernlight::host {
+
+/// Starts the sessions that `admit` lets start, each time that something has changed, and tells why others
+/// wait. Used on the dispatcher's executor.
+class StartLoop {
+  public:
+    using WorkOn = std::function<ItemWork(const Uuid& itemID)>;
+
+    StartLoop(ChoreContext& context, RunningSessions& sessions, const Reconciliation& reconciliation,
+              WorkOn workOn);
+
+    /// Until the program stops or, once no bug comes in any more, nothing is left that could start.
+    Task<void> run();
+
+    /// No bug comes in any more.
+    void endWhenDone() { noneComes_ = true; }
+
+    /// The item's last session ended on something that could not be stored; another one would not fare better
+    /// at once.
+    void letRest(const Uuid& itemID);
+
+  private:
+    Task<void> startWhatMay();
+    Task<void> start(BugQueueItem listed);
+    Task<void> awaitMapping(BugQueueItem item);
+    bool mayStartNow(const Uuid& itemID, const std::string& repository) const;
+    void addOwnersPart(AdmissionFacts& facts);
+    std::optional<StartPause> pauseOf(const std::string& repository) const;
+    void endUnusedPauses(const AdmissionFacts& facts);
+    void tell(const std::vector<AdmissionDecision>& decisions);
+    void tellMemory(const std::vector<AdmissionDecision>& decisions);
+    void tellWorktreesInUse(const std::vector<AdmissionDecision>& decisions);
+    void endWith(const std::vector<AdmissionDecision>& decisions);
+
+    ChoreContext& context_;
+    SessionServices& services_;
+    RunningSessions& sessions_;
+    const Reconciliation& reconciliation_;
+    const WorkOn workOn_;
+    const FactGatherer gatherer_;
+    std::map<Uuid, Clock::TimePoint> resting_;  // until when
+    std::set<std::string> inUse_;               // bugs of whose worktrees it was told that they are in use
+    bool noneComes_ = false;
+    bool done_ = false;
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,37 @@
+#include "host/dispatcher/unmapped_bugs.hpp"
+
+#include "host/text/shell_text.hpp"
+#include "quernlight/platform/control_characters.hpp"
+
+namespace quernlight::host {
+namespace {
+
+/// A name that is too long to be typed is left to the person.
+std::string typedOption(const std::string& name, const std::string& value, const char* placeholder) {
+    constexpr std::size_t mostTyped = 200;
+    return value.size() > mostTyped ? name + " " + placeholder : shellOption(name, value);
+}
+
+std::string commandToMap(const BugQueueItem& item) {
+    return "quernlight-dispatch map set " + typedOption("--bundle", item.bundleID, "BUNDLE") + " " +
+           typedOption("--app", item.appName, "NAME") + " --repo PATH";
+}
+
+}  // namespace
+
+Task<void> releaseMappedBugs(SessionServices& services) {
+    for (const AppMapping& mapping : co_await services.store.mappings.allMappings()) {
+        co_await services.manager.releaseWaitingItems(mapping.bundleID);
+    }
+}
+
+Task<void> nameUnmappedBugs(SessionServices& services) {
+    for (const BugQueueItem& item : co_await services.store.items.items()) {
+        if (item.status == QueueItemStatus::waitingForMapping) {
+            services.events.notice("Bug " + item.bugID + " (" + escapedLine(item.appName, 80) +
+                                   ") waits for a repository: " + commandToMap(item));
+        }
+    }
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "host/session/session_services.hpp"
+
+namespace quernlight::host {
+
+/// Lets the bugs go on whose apps were given a repository while no dispatcher ran. Throws DatabaseError.
+Task<void> releaseMappedBugs(SessionServices& services);
+
+/// Names each bug that waits for a repository, with what a person types to map its app. Throws DatabaseError.
+Task<void> nameUnmappedBugs(SessionServices& services);
+
+}  // namespace quernlight::host

@@ -1,0 +1,175 @@
+#include "host/session/session_agent.hpp"
+
+#include <sstream>
+#include <utility>
+
+#include "host/agent/agent_conversations.hpp"
+#include "host/agent/agent_environment.hpp"
+#include "host/process/process_metadata.hpp"
+#include "quernlight/runner/runner_error.hpp"
+#include "quernlight/storage/database_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+std::string pidsOf(const std::vector<ProcessEntry>& processes) {
+    std::ostringstream text;
+    for (const ProcessEntry& process : processes) {
+        text << (text.tellp() > 0 ? ", " : "") << process.pid;
+    }
+    return text.str();
+}
+
+}  // namespace
+
+SessionAgent::SessionAgent(Uses uses, SessionState& state, SessionLog& log)
+    : uses_(std::move(uses)),
+      state_(state),
+      log_(log),
+      run_(uses_.runner, uses_.clock, state_.sessionID, "bug " + state_.item.bugID) {}
+
+Task<void> SessionAgent::recordAttempt(std::string goal) {
+    co_await uses_.manager.markStarting(state_.item.id, state_.sessionID);
+    state_.attempt.goalText = std::move(goal);
+    state_.attempt.startedAt = uses_.clock.now();
+    state_.watched.activity.startedAt = state_.attempt.startedAt;
+    co_await uses_.store.attempts.insert(state_.attempt);
+    state_.isAttemptRecorded = true;
+    if (state_.watched.resumes) {
+        co_await uses_.manager.setCodexSession(state_.item.id, *state_.watched.resumes, true);
+        state_.isConversationKnown = true;
+    }
+}
+
+Task<std::optional<OutsideFailure>> SessionAgent::start(TaskSet& tasks) {
+    log_.show(state_.watched.resumes ? SessionStage::resumingAgent : SessionStage::startingAgent);
+    DiskHealth& disk = uses_.disk;
+    GoalDelivery::Followed followed{.itemID = state_.item.id,
+                                    .mailbox = run_.mailbox(),
+                                    .onTrouble = [&disk](const DatabaseError& error) { disk.failed(error); }};
+    uses_.goalDelivery.follow(state_.sessionID, std::move(followed));
+    std::string trouble;
+    std::optional<StartSessionResponse> started;
+    try {
+        started = co_await run_.start(tasks, startRequest());
+    } catch (const PTYProcessError& error) {
+        trouble = error.what();
+    }
+    if (!started) {
+        co_await noteUnstarted();
+        co_return OutsideFailure{.cause =
+                                     trouble + "; check the setting agent.command and the system's limits."};
+    }
+    isExitRecorded_ = false;
+    co_await recordStart(*started);
+    co_return std::nullopt;
+}
+
+Task<void> SessionAgent::recordStart(StartSessionResponse started) {
+    state_.attempt.pid = started.pid;
+    co_await uses_.manager.markRunning(state_.item.id, state_.sessionID);
+    co_await uses_.store.attempts.markRunning(state_.attempt.id, started.pid);
+    const std::string pid = std::to_string(started.pid);
+    co_await log_.tell(EventKind::agentStarted, "The agent runs as process " + pid + ".",
+                       processMetadata(started.pid, run_.leader().startTime));
+}
+
+Task<void> SessionAgent::noteUnstarted() {
+    co_await log_.tellIfPossible(EventKind::goalNotTyped,
+                                 "The agent was not started, so its goal was not typed.");
+}
+
+StartSessionRequest SessionAgent::startRequest() const {
+    return {.sessionID = state_.sessionID,
+            .queueItemID = state_.item.id,
+            .repoPath = *state_.attempt.agentWorkspacePath,
+            .launchCommand = agentCommandLine(uses_.settings.agentCommand, state_.watched.resumes),
+            .environment = environment(),
+            .initialInput = state_.attempt.goalText,
+            .transcriptANSIPath = state_.attempt.transcriptANSIPath,
+            .transcriptTextPath = state_.attempt.transcriptTextPath,
+            .columns = uses_.settings.terminalColumns,
+            .rows = uses_.settings.terminalRows};
+}
+
+EnvironmentMap SessionAgent::environment() const {
+    EnvironmentMap environment = agentEnvironment(uses_.environment, uses_.settings.agentEnvironment);
+    const ProcessMark mark = markOf(state_.sessionID);
+    environment[mark.name] = mark.value;
+    return environment;
+}
+
+Task<void> SessionAgent::noteTyping(SessionEvent event) {
+    if (std::holds_alternative<GoalTypingBegins>(event)) {
+        state_.watched.goalTyped = true;
+        uses_.startPauses.agentStarted();
+    } else if (std::holds_alternative<GoalTyped>(event)) {
+        isGoalTypedWhole_ = true;
+        co_await log_.tellIfPossible(EventKind::typed, "The goal has been typed.");
+    } else if (const auto* failure = std::get_if<GoalNotTyped>(&event)) {
+        state_.watched.goalTrouble = failure->reason;
+    }
+}
+
+Task<void> SessionAgent::stop() {
+    forgetGoal();
+    const bool isFirst = !std::exchange(isStopped_, true);
+    if (isFirst) {
+        co_await run_.stop([this] { return escalationAt(uses_.stop.level(), uses_.settings); },
+                           [this](SessionEvent event) { return noteWhileStopping(std::move(event)); });
+    }
+    if (isFirst && run_.isRunning()) {
+        const std::string pid = std::to_string(*state_.attempt.pid);
+        log_.note("the agent (process " + pid + ") does not end; look at it with: ps -fp " + pid);
+    }
+    co_await recordExit();
+}
+
+/// While the agent is being stopped its report still counts, and so does what became of its goal.
+Task<void> SessionAgent::noteWhileStopping(SessionEvent event) {
+    auto* comments = std::get_if<CommentsChanged>(&event);
+    if (comments && comments->detection) {
+        state_.watched.detection = std::move(comments->detection);
+    }
+    co_await noteTyping(std::move(event));
+}
+
+Task<void> SessionAgent::recordExit() {
+    if (isExitRecorded_ || !run_.exit()) {
+        co_return;
+    }
+    if (!agentNotFound(state_.watched)) {
+        uses_.startPauses.agentStarted();
+    }
+    isExitRecorded_ = true;
+    forgetGoal();
+    const AgentExited exit = *run_.exit();
+    co_await noteLeftovers();
+    co_await log_.ifPossible(uses_.store.attempts.markExited(state_.attempt.id, exit.exitCode, exit.at));
+    co_await log_.tellIfPossible(EventKind::agentExited,
+                                 "The agent ended with code " + std::to_string(exit.exitCode) + ".");
+    if (!isGoalTypedWhole_) {
+        co_await log_.tellIfPossible(EventKind::goalNotTyped,
+                                     state_.watched.goalTyped
+                                         ? "The agent ended before all of the goal was typed."
+                                         : "The agent ended before its goal was typed.");
+    }
+}
+
+Task<void> SessionAgent::noteLeftovers() {
+    const auto leftovers = run_.leftovers();
+    const auto survivors = co_await run_.endLeftovers();
+    if (leftovers.empty()) {
+        co_return;
+    }
+    co_await log_.tellIfPossible(EventKind::agentLeftovers,
+                                 "The agent left processes behind; killed: " + pidsOf(leftovers) + ".");
+    if (!survivors.empty()) {
+        const std::string sentence = "Processes of the agent cannot be ended: " + pidsOf(survivors) +
+                                     ". Look at them with: ps -fp PID";
+        log_.note(sentence);
+        co_await log_.tellIfPossible(EventKind::agentSurvived, sentence);
+    }
+}
+
+}  // namespace quernlight::host

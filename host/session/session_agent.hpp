@@ -1,0 +1,81 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/agent/agent_run.hpp"
+#include "host/health/start_pauses.hpp"
+#include "host/process/stop_request.hpp"
+#include "host/session/goal_delivery.hpp"
+#include "host/session/session_log.hpp"
+#include "host/settings/settings.hpp"
+#include "quernlight/dispatch/queue_manager.hpp"
+#include "quernlight/platform/user_directories.hpp"
+
+namespace quernlight::host {
+
+/// The agent of one session and what is recorded of it: its start, what becomes of its goal, its exit. It is
+/// stopped only once.
+class SessionAgent {
+  public:
+    struct Uses {
+        CodexRunner& runner;
+        GoalDelivery& goalDelivery;
+        DispatchStore store;
+        QueueManager& manager;
+        StartPauses& startPauses;
+        DiskHealth& disk;
+        const StopRequest& stop;
+        Clock& clock;
+        const EnvironmentMap& environment;  ///< the program's own, from which the agent's is chosen
+        const Settings& settings;
+    };
+
+    SessionAgent(Uses uses, SessionState& state, SessionLog& log);
+
+    /// Records the attempt: from here on the item is this session's. Throws DatabaseError.
+    Task<void> recordAttempt(std::string goal);
+
+    /// Starts the agent, whose goal is typed by itself, and records that it runs. Why it cannot be started,
+    /// or nothing. Throws DatabaseError.
+    Task<std::optional<OutsideFailure>> start(TaskSet& tasks);
+
+    /// Records that the goal was not typed since no agent was started.
+    Task<void> noteUnstarted();
+
+    /// Takes what was told of its goal.
+    Task<void> noteTyping(SessionEvent event);
+
+    /// Runs the stop escalation until the agent has exited, and records that.
+    Task<void> stop();
+
+    /// Once the agent has exited: records that it has, and sees to it that nothing of it lives on.
+    Task<void> recordExit();
+
+    /// A goal that is not yet being typed will not be.
+    void forgetGoal() { uses_.goalDelivery.forget(state_.sessionID); }
+
+    SessionMailbox::Continuation mailbox() const { return run_.mailbox(); }
+    Task<std::optional<SessionEvent>> nextUntil(Clock::TimePoint deadline) {
+        return run_.nextUntil(deadline);
+    }
+    void look() { run_.look(); }
+    bool hasProcess(const ProcessEntry& process) const { return run_.hasProcess(process); }
+
+  private:
+    Task<void> recordStart(StartSessionResponse started);
+    Task<void> noteWhileStopping(SessionEvent event);
+    Task<void> noteLeftovers();
+    StartSessionRequest startRequest() const;
+    EnvironmentMap environment() const;
+
+    const Uses uses_;
+    SessionState& state_;
+    SessionLog& log_;
+    AgentRun run_;
+    bool isStopped_ = false;      // the escalation has been run
+    bool isExitRecorded_ = true;  // from the start on only once its end is stored and nothing of it is left
+    bool isGoalTypedWhole_ = false;
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,174 @@
+#include "host/session/session_end.hpp"
+
+#include <utility>
+
+#include "host/agent/agent_conversations.hpp"
+#include "host/health/failure_policy.hpp"
+#include "host/recovery/recovery_step.hpp"
+
+namespace quernlight::host {
+
+Task<void> SessionEnd::finish(NextStep step) {
+    Task<void> ending = std::visit([this](auto known) { return end(std::move(known)); }, std::move(step));
+    co_await std::move(ending);
+}
+
+Task<void> SessionEnd::finish(PreparationResult result) {
+    Task<void> ending = std::visit([this](auto known) { return end(std::move(known)); }, std::move(result));
+    co_await std::move(ending);
+}
+
+// None of these three is an end.
+
+Task<void> SessionEnd::end(KeepWatching) {
+    co_return;
+}
+
+Task<void> SessionEnd::end(LookForComment) {
+    co_return;
+}
+
+Task<void> SessionEnd::end(SessionReady) {
+    co_return;
+}
+
+/// The comment has been seen: from here on the item ends completed, whatever the agent still does.
+Task<void> SessionEnd::end(WorkCompleted end) {
+    log_.show(SessionStage::stoppingAgent);
+    co_await uses_.manager.markCodexCompleted(state_.item.id, end.comment.id);
+    co_await agent_.stop();
+    co_await uses_.manager.markCompleted(state_.item.id, end.comment.id);
+    co_await markAttemptCompleted(std::move(end.comment));
+    log_.show(SessionStage::inReview);
+}
+
+/// The question is stored before the agent is stopped, so that a crash in between cannot run the bug again.
+Task<void> SessionEnd::end(UserAsked end) {
+    log_.show(SessionStage::stoppingAgent);
+    co_await uses_.manager.markAwaitingUserInput(state_.item.id, end.comment.id);
+    co_await agent_.stop();
+    std::string question = end.comment.body;
+    co_await markAttemptCompleted(std::move(end.comment));
+    log_.show(SessionStage::needsReply, std::move(question));
+}
+
+Task<void> SessionEnd::end(SessionFailed end) {
+    co_await fail(std::move(end.reason));
+}
+
+Task<void> SessionEnd::end(SessionInterrupted) {
+    std::string reason(interruptedReason);
+    co_await interrupt(std::move(reason));
+}
+
+/// What the agent reported until its exit still counts. While that is not known the attempt stays open, and
+/// the next start asks before it resumes the bug.
+Task<void> SessionEnd::interrupt(std::string reason) {
+    log_.show(SessionStage::stoppingAgent);
+    co_await agent_.stop();
+    const bool isKnown = co_await comments_.learnLast();
+    if (state_.watched.detection) {
+        co_return co_await endReported();
+    }
+    const bool ours = co_await log_.isStillOurs();
+    if (!ours) {
+        co_return co_await end(SessionSuperseded{});
+    }
+    co_await uses_.manager.markResumable(state_.item.id);
+    if (isKnown) {
+        co_await markAttemptFailed(std::move(reason));
+    }
+    log_.show(SessionStage::queuedToResume);
+}
+
+Task<void> SessionEnd::end(OutsideFailure failure) {
+    co_await putBack(std::move(failure));
+}
+
+Task<void> SessionEnd::putBack(OutsideFailure failure) {
+    uses_.startPauses.failed(failure, uses_.clock.steadyNow());
+    const bool ours = co_await log_.isStillOurs();
+    if (ours || state_.isAttemptRecorded) {
+        co_return co_await interrupt(std::move(failure.cause));
+    }
+    log_.show(SessionStage::queued, std::move(failure.cause));
+}
+
+Task<void> SessionEnd::end(WorktreeRefused refused) {
+    co_await uses_.manager.markFailed(state_.item.id, refused.reason);
+    log_.show(SessionStage::failed, std::move(refused.reason));
+}
+
+Task<void> SessionEnd::end(NothingBegun) {
+    log_.show(SessionStage::queued);
+    co_return;
+}
+
+Task<void> SessionEnd::endReported() {
+    const bool ours = co_await log_.isStillOurs();
+    if (!ours) {
+        co_return co_await end(SessionSuperseded{});
+    }
+    const CompletionDetection reported = *state_.watched.detection;
+    Task<void> ending = reported.outcome == CompletionOutcome::completed
+                            ? end(WorkCompleted{reported.comment})
+                            : end(UserAsked{reported.comment});
+    co_await std::move(ending);
+}
+
+/// Back into the queue; the event keeps the next attempt from asking for that conversation again.
+Task<void> SessionEnd::end(ConversationUnknown end) {
+    const std::string sentence = "The agent does not know its conversation " +
+                                 lowerCaseText(end.conversation) + " any more; a fresh one is begun.";
+    co_await agent_.stop();
+    co_await log_.tell(EventKind::conversationUnknown, sentence,
+                       unknownConversationMetadata(end.conversation));
+    co_await uses_.manager.markResumable(state_.item.id);
+    co_await markAttemptFailed(sentence);
+    log_.show(SessionStage::queued, sentence);
+}
+
+Task<void> SessionEnd::end(AgentNotFound end) {
+    OutsideFailure failure = unstartableAgent(uses_.settings.agentCommand.front(), end.exitCode, end.words);
+    co_await putBack(std::move(failure));
+}
+
+Task<void> SessionEnd::end(SessionSuperseded) {
+    log_.show(SessionStage::stoppingAgent);
+    co_await agent_.stop();
+    co_await markAttemptFailed("The queue item was taken from the session while it was running.");
+    log_.show(SessionStage::superseded);
+}
+
+Task<void> SessionEnd::fail(std::string reason) {
+    log_.show(SessionStage::stoppingAgent);
+    co_await agent_.stop();
+    const bool isKnown = co_await comments_.learnLast();
+    const WatchedSession& watched = state_.watched;
+    if (watched.detection) {
+        co_return co_await endReported();
+    }
+    if (!isKnown && !watched.commentsKnownAt && watched.commentTrouble.empty()) {
+        throw ReportUnknown(reason);
+    }
+    const bool ours = co_await log_.isStillOurs();
+    if (state_.isAttemptRecorded && !ours) {
+        co_return co_await end(SessionSuperseded{});
+    }
+    co_await uses_.manager.markFailed(state_.item.id, reason);
+    if (state_.isAttemptRecorded) {
+        co_await markAttemptFailed(reason);
+    }
+    log_.show(SessionStage::failed, std::move(reason));
+}
+
+Task<void> SessionEnd::markAttemptFailed(std::string reason) {
+    co_await uses_.store.attempts.markFailed(state_.attempt.id, std::move(reason), uses_.clock.now());
+}
+
+Task<void> SessionEnd::markAttemptCompleted(QLCommentDTO comment) {
+    co_await uses_.store.attempts.markCompleted(state_.attempt.id, comment.id, comment.createdAt,
+                                                uses_.clock.now());
+}
+
+}  // namespace quernlight::host

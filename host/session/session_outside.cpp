@@ -1,0 +1,35 @@
+#include "host/session/session_outside.hpp"
+
+#include <utility>
+
+#include "host/agent/agent_conversations.hpp"
+
+namespace quernlight::host {
+namespace {
+
+Task<std::optional<CodexSessionRecord>> findBeside(SessionServices& services, std::string directory,
+                                                   Instant startedAt) {
+    auto find = [environment = services.environment, directory = std::move(directory), startedAt] {
+        return findConversation(environment, directory, startedAt);
+    };
+    co_return co_await services.background.run(std::move(find));
+}
+
+}  // namespace
+
+SessionOutside outsideOf(SessionServices& services) {
+    return {
+        .prepareWorktree = prepareUsableWorktree,
+        .fetchComments =
+            [&services](std::string bugID) {
+                return fetchCommentsIfAny(services.client, services.events, std::move(bugID));
+            },
+        .pullRequestURL =
+            [&services](std::string bugID) { return services.client.fetchPullRequestURL(std::move(bugID)); },
+        .findConversation =
+            [&services](std::string directory, Instant startedAt) {
+                return findBeside(services, std::move(directory), startedAt);
+            }};
+}
+
+}  // namespace quernlight::host

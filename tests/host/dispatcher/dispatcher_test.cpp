@@ -1,0 +1,216 @@
+#include "host/dispatcher/dispatcher.hpp"
+
+#include <gmock/gmock.h>
+
+#include "host/process/user_error.hpp"
+#include "tests/host/dispatcher/dispatcher_fixture.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::UnorderedElementsAre;
+
+using DispatcherTest = test::DispatcherFixture;
+
+std::exception_ptr fullDisk() {
+    return std::make_exception_ptr(
+        DatabaseError(DatabaseError::Kind::stepFailed, "database or disk is full"));
+}
+
+TEST_F(DispatcherTest, BugsStartInListOrderAndNoMoreAtATimeThanMay) {
+    settings.maxSessions = 2;
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        enqueue(bugID);
+    }
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111", "22222222"}));
+    ends("22222222");
+    EXPECT_TRUE(untilStarted({"11111111", "22222222", "33333333"}));
+    EXPECT_EQ(script.mostRunning, 2);
+}
+
+TEST_F(DispatcherTest, ABugThatHasASessionIsNotStartedAgain) {
+    enqueue("11111111");
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    run(manager.markResumable(run(store.items.item(std::string_view("11111111"))).value().id));
+    pass(std::chrono::seconds(5));
+    EXPECT_THAT(script.started, ElementsAre("11111111"));
+}
+
+TEST_F(DispatcherTest, AHigherMaximumCountsAtOnce) {
+    settings.maxSessions = 1;
+    enqueue("11111111");
+    enqueue("22222222");
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    settings.maxSessions = 2;
+    EXPECT_TRUE(untilStarted({"11111111", "22222222"}));
+}
+
+TEST_F(DispatcherTest, AWishToStopReachesEverySessionAndWaitsForAllToEnd) {
+    enqueue("11111111");
+    enqueue("22222222");
+    enqueue("33333333");
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111", "22222222"}));
+    stop.raise(StopLevel::stop);
+    stop.raise(StopLevel::kill);
+    EXPECT_THAT(script.told,
+                UnorderedElementsAre("11111111 stop", "22222222 stop", "11111111 kill", "22222222 kill"));
+    ends("11111111");
+    ASSERT_TRUE(until([&] { return script.running == 1; }));
+    pass(std::chrono::seconds(2));
+    EXPECT_FALSE(hasEnded());
+    ends("22222222");
+    EXPECT_TRUE(until([&] { return hasEnded(); }));
+    EXPECT_EQ(failureText(), "");
+    EXPECT_EQ(script.started.size(), 2U);
+}
+
+TEST_F(DispatcherTest, ABugWhoseSessionCouldNotBeStoredIsReconciledAndStartsAgainAfterARest) {
+    const Uuid item = enqueue("11111111").id;
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    const auto ended = clock.steadyNow();
+    ends("11111111", fullDisk());
+    ASSERT_TRUE(untilStarted({"11111111", "11111111"}));
+    EXPECT_GE(clock.steadyNow() - ended, std::chrono::seconds(5));
+    EXPECT_THAT(history(item), HasSubstr("startingCodex resumable recovered"));
+    EXPECT_THAT(diskChanges, ElementsAre(HasSubstr("database or disk is full"), ""));
+}
+
+TEST_F(DispatcherTest, SessionsThatCannotBeStoredAtTheEndAreCounted) {
+    enqueue("11111111");
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    stop.raise(StopLevel::stop);
+    ends("11111111", fullDisk());
+    ASSERT_TRUE(until([&] { return hasEnded(); }));
+    EXPECT_THAT(failureText(), HasSubstr("the next start settles what became of 1 of them."));
+}
+
+TEST_F(DispatcherTest, WhatNothingMendsStopsTheOtherSessionsAndIsThrownAfterTheirEnd) {
+    enqueue("11111111");
+    enqueue("22222222");
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111", "22222222"}));
+    ends("11111111", std::make_exception_ptr(std::logic_error("out of order")));
+    ASSERT_TRUE(until([&] { return !script.told.empty(); }));
+    EXPECT_THAT(script.told, Contains("22222222 stop"));
+    EXPECT_FALSE(hasEnded());
+    ends("22222222");
+    ASSERT_TRUE(until([&] { return hasEnded(); }));
+    EXPECT_EQ(failureText(), "out of order");
+}
+
+TEST_F(DispatcherTest, AMissingAgentHoldsAllBugsBackAndIsNamedUntilItIsThere) {
+    settings.agentCommand = {"/no/such/agent"};
+    enqueue("11111111");
+    begin();
+    ASSERT_TRUE(until([&] { return published.alerts.contains({AlertTopic::starts}); }));
+    EXPECT_THAT(published.alerts.at({AlertTopic::starts}), HasSubstr("There is no program /no/such/agent"));
+    EXPECT_THAT(script.started, IsEmpty());
+    settings.agentCommand = {"/bin/sh"};
+    EXPECT_TRUE(untilStarted({"11111111"}));
+}
+
+TEST_F(DispatcherTest, ShortMemoryIsAnAlertUntilThereIsEnough) {
+    settings.memoryFloorMiB = 1 << 30;
+    enqueue("11111111");
+    begin();
+    ASSERT_TRUE(until([&] { return published.alerts.contains({AlertTopic::memory}); }));
+    EXPECT_EQ(published.alerts.at({AlertTopic::memory}),
+              "No session is started while less than 1073741824 MiB of memory are available.");
+    settings.memoryFloorMiB = 0;
+    EXPECT_TRUE(untilStarted({"11111111"}));
+    EXPECT_FALSE(published.alerts.contains({AlertTopic::memory}));
+}
+
+TEST_F(DispatcherTest, APauseForWhichABugMayStillWaitGoesOnUntilThatIsCancelled) {
+    const Uuid running = enqueue("11111111").id;
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    startPauses.failed({.repository = repository, .cause = "git fetch fails."}, clock.steadyNow());
+    pass(std::chrono::seconds(3));
+    EXPECT_TRUE(startPauses.areAny());
+    ends("11111111");
+    ASSERT_TRUE(until([&] { return status(running) == QueueItemStatus::failed; }));
+    EXPECT_TRUE(until([&] { return !startPauses.areAny(); }));
+}
+
+TEST_F(DispatcherTest, ABugStartsOnceThePauseOfItsRepositoryIsOver) {
+    enqueue("11111111");
+    const auto paused = clock.steadyNow();
+    startPauses.failed({.repository = repository, .cause = "git fetch fails."}, paused);
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    EXPECT_GE(clock.steadyNow() - paused, StartPauses::shortest);
+}
+
+TEST_F(DispatcherTest, ABugWhoseMappingIsGoneFailsAndSaysSo) {
+    const Uuid item = enqueue("11111111").id;
+    run(store.database->execute("DELETE FROM app_mappings"));
+    begin();
+    ASSERT_TRUE(until([&] { return status(item) == QueueItemStatus::failed; }));
+    EXPECT_EQ(this->item(item).errorMessage,
+              "The repository mapping of com.acme.shop is gone; set it again with \"map set\".");
+}
+
+/// A run that ends when nothing is left; the backend has no bugs.
+class DispatcherOnceTest : public test::DispatcherFixture {
+  protected:
+    void beginOnce() {
+        for (int status = 0; status < 3; ++status) {
+            server.answer({.body = R"({"bugs":[]})"});
+        }
+        begin({.once = true});
+    }
+    bool untilEnd() {
+        return until([&] { return hasEnded(); });
+    }
+};
+
+TEST_F(DispatcherOnceTest, ItEndsOnceEverySessionHasEnded) {
+    settings.maxSessions = 1;
+    enqueue("11111111");
+    enqueue("22222222");
+    beginOnce();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    ends("11111111");
+    ASSERT_TRUE(untilStarted({"11111111", "22222222"}));
+    ends("22222222");
+    EXPECT_TRUE(untilEnd());
+    EXPECT_EQ(failureText(), "");
+}
+
+TEST_F(DispatcherOnceTest, ItDoesNotWaitForWhatOnlyAPersonStarts) {
+    const Uuid item = enqueue("11111111").id;
+    run(manager.move(item, QueueMode::manual, std::nullopt));
+    beginOnce();
+    EXPECT_TRUE(untilEnd());
+    EXPECT_EQ(failureText(), "");
+    EXPECT_THAT(script.started, IsEmpty());
+}
+
+TEST_F(DispatcherOnceTest, ItTriesNothingTwiceAndSaysWhatWasNotStarted) {
+    enqueue("11111111");
+    enqueue("22222222");
+    startPauses.failed({.repository = repository, .cause = "git fetch fails."}, clock.steadyNow());
+    beginOnce();
+    EXPECT_TRUE(untilEnd());
+    EXPECT_EQ(failureText(), "2 bugs could not be started: git fetch fails.");
+}
+
+TEST_F(DispatcherOnceTest, ABackendThatGivesNoListEndsIt) {
+    begin({.once = true});
+    EXPECT_TRUE(untilEnd());
+    EXPECT_THAT(failureText(), HasSubstr("501"));
+}
+
+}  // namespace
+}  // namespace quernlight::host

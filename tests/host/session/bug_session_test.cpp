@@ -1,0 +1,265 @@
+#include "host/session/bug_session.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/health/failure_policy.hpp"
+#include "host/recovery/recovery_step.hpp"
+#include "tests/host/session/session_fixture.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::seconds;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+class BugSessionTest : public test::SessionFixture {};
+
+TEST_F(BugSessionTest, AGoalThatIsTypedAndAReportBringTheBugIntoReview) {
+    work();
+    writes("Looking into it\n");
+    EXPECT_EQ(lastShown(), "3f2a9c1d working");
+    EXPECT_THAT(agent.request->initialInput, HasSubstr("3f2a9c1d"));
+    reports("in_review");
+    advance(seconds(5));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+    EXPECT_EQ(attempt().state, SessionAttemptState::completed);
+    EXPECT_EQ(
+        history(),
+        "enqueued worktreeReady startingCodex running agentStarted typing typed codexCompleted agentExited "
+        "completed");
+    EXPECT_THAT(steps(), ElementsAre("requestExitCommand 0"));
+}
+
+TEST_F(BugSessionTest, AQuestionOfTheAgentsWaitsForTheUser) {
+    work();
+    reports("investigate");
+    advance(seconds(5));
+    EXPECT_EQ(status(), QueueItemStatus::awaitingUserInput);
+    EXPECT_EQ(attempt().state, SessionAttemptState::completed);
+}
+
+TEST_F(BugSessionTest, AnAgentThatIsSilentBeyondTheIdleTimeoutFails) {
+    work();
+    advance(seconds(30));
+    writes("still here\n");
+    advance(seconds(60));
+    EXPECT_EQ(status(), QueueItemStatus::running);
+    advance(seconds(5));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(item(bug).errorMessage, "Idle timeout elapsed before completion.");
+    EXPECT_FALSE(agent.isRunning);
+}
+
+TEST_F(BugSessionTest, AnExitWithoutACommentFailsOnlyAfterTheGrace) {
+    work();
+    exits(0);
+    advance(seconds(20));
+    EXPECT_EQ(status(), QueueItemStatus::running);
+    advance(seconds(5));
+    EXPECT_EQ(item(bug).errorMessage, "Codex exited without posting a completion comment.");
+    EXPECT_THAT(steps(), IsEmpty());
+}
+
+TEST_F(BugSessionTest, AReportThatNoPollHasSeenIsFoundWhenTheGraceIsOver) {
+    settings.pollCommentsSeconds = 3600;
+    work();
+    exits(0);
+    reports("in_review");
+    advance(seconds(25));
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+TEST_F(BugSessionTest, AReportThatNoPollHasSeenIsFoundWhenTheIdleTimeoutIsOver) {
+    settings.pollCommentsSeconds = 3600;
+    work();
+    reports("in_review");
+    advance(seconds(65));
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+TEST_F(BugSessionTest, AReportThatComesWhileASilentAgentIsAlreadyBeingStoppedCompletesTheBug) {
+    settings.pollCommentsSeconds = 3600;
+    settings.stopExitSeconds = 600;
+    agent.endOn("never");
+    work();
+    advance(seconds(65));
+    ASSERT_THAT(steps(), ElementsAre("requestExitCommand 0"));
+    reports("in_review");
+    exits(0);
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+    EXPECT_EQ(attempt().state, SessionAttemptState::completed);
+}
+
+TEST_F(BugSessionTest, NothingFailsWhileTheBackendCannotBeAsked) {
+    work();
+    backendTrouble = std::make_exception_ptr(BackendError::server(503, ""));
+    exits(0);
+    advance(seconds(120));
+    EXPECT_EQ(status(), QueueItemStatus::running);
+    EXPECT_FALSE(hasEnded);
+    reports("in_review");
+    backendTrouble = nullptr;
+    advance(seconds(5));
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+TEST_F(BugSessionTest, AWishToStopPutsTheBugBackToBeResumed) {
+    work();
+    raise(StopLevel::stop);
+    EXPECT_TRUE(hasEnded);
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_EQ(attempt().failureReason, "Dispatcher stopped while the session was running.");
+    EXPECT_EQ(lastShown(), "3f2a9c1d queued to resume");
+}
+
+TEST_F(BugSessionTest, AReportThatNobodyHadSeenAtAStopCompletesTheBug) {
+    settings.pollCommentsSeconds = 3600;
+    work();
+    reports("in_review");
+    raise(StopLevel::stop);
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+    EXPECT_EQ(attempt().state, SessionAttemptState::completed);
+}
+
+TEST_F(BugSessionTest, AQuestionThatNobodyHadSeenAtAStopWaitsForTheUser) {
+    settings.pollCommentsSeconds = 3600;
+    work();
+    reports("investigate");
+    raise(StopLevel::stop);
+    EXPECT_EQ(status(), QueueItemStatus::awaitingUserInput);
+}
+
+TEST_F(BugSessionTest, AStopWhileTheBackendIsAwayLeavesTheAttemptOpen) {
+    work();
+    backendTrouble = std::make_exception_ptr(BackendError::server(503, ""));
+    raise(StopLevel::stop);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_TRUE(isOpen(attempt()));
+}
+
+TEST_F(BugSessionTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsStopped) {
+    agent.endOn("terminate");
+    work();
+    reports("in_review");
+    advance(seconds(5));
+    ASSERT_EQ(status(), QueueItemStatus::codexCompleted);
+    raise(StopLevel::stop);
+    advance(seconds(20));
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+TEST_F(BugSessionTest, AnItemThatIsTakenAwayIsLeftAsItIs) {
+    work();
+    run(manager.cancel(bug));
+    advance(seconds(1));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::cancelled);
+    EXPECT_FALSE(agent.isRunning);
+    EXPECT_THAT(attempt().failureReason.value_or(""), HasSubstr("taken from the session"));
+    EXPECT_FALSE(stop.isStopping());
+}
+
+TEST_F(BugSessionTest, AnAgentThatCannotBeStartedPutsTheBugBackAndPausesStarts) {
+    agent.refuseToStart();
+    begin();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("check the setting agent.command"));
+    EXPECT_THAT(history(), HasSubstr("startingCodex goalNotTyped resumable"));
+}
+
+TEST_F(BugSessionTest, AWorktreeThatCannotBeUsedFailsTheBug) {
+    worktree = WorktreeFailed{"It holds work."};
+    begin();
+    EXPECT_EQ(status(), QueueItemStatus::failed);
+    EXPECT_EQ(item(bug).errorMessage, "It holds work.");
+    EXPECT_FALSE(agent.request);
+}
+
+TEST_F(BugSessionTest, ARepositoryThatIsGonePutsTheBugBackAndPausesItsStarts) {
+    std::filesystem::remove(repository);
+    begin();
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("cannot be used"));
+    EXPECT_EQ(history(), "enqueued");
+}
+
+TEST_F(BugSessionTest, AStopWhileTheWorktreeIsPreparedLeavesTheBugQueued) {
+    whilePreparing = [this] { stop.raise(StopLevel::stop); };
+    begin();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(history(), "enqueued");
+    EXPECT_EQ(lastShown(), "3f2a9c1d queued");
+}
+
+TEST_F(BugSessionTest, WithoutItsHomeNothingBegins) {
+    whilePreparing = [this] { isHomeInPlace = false; };
+    begin();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_FALSE(agent.request);
+}
+
+/// What cannot be stored of a session's end is settled later; until then the item stays live.
+TEST_F(BugSessionTest, AnEndThatCannotBeStoredLeavesTheItemToBeReconciled) {
+    work();
+    failWritesOf("failed");
+    exits(3);
+    advance(seconds(25));
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(failurePolicy(failure, FailureScope::session).kind, FailureKind::unwritable);
+    EXPECT_EQ(status(), QueueItemStatus::running);
+    EXPECT_TRUE(isOpen(attempt()));
+}
+
+TEST_F(BugSessionTest, ACompletionThatCannotBeStoredIsNeverTurnedIntoAFailure) {
+    work();
+    failWritesOf("completed");
+    reports("in_review");
+    advance(seconds(5));
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(status(), QueueItemStatus::codexCompleted);
+    EXPECT_FALSE(agent.isRunning);
+}
+
+TEST_F(BugSessionTest, TheAgentIsStoppedStepByStepWithTheTimesOfTheSettings) {
+    settings.stopEnterSeconds = 1;
+    agent.endOn("kill", 137);
+    work();
+    reports("in_review");
+    advance(seconds(60));
+    EXPECT_THAT(steps(),
+                ElementsAre("requestExitCommand 0", "enter 2", "interrupt 3", "terminate 6", "kill 11"));
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+TEST_F(BugSessionTest, AKillWhileTheAgentIsBeingStoppedLeavesPatienceWithTheKillOnly) {
+    agent.endOn("kill", 137);
+    work();
+    raise(StopLevel::stop);
+    EXPECT_THAT(steps(), ElementsAre("requestExitCommand 0"));
+    raise(StopLevel::kill);
+    EXPECT_EQ(steps().back(), "kill 0");
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+}
+
+TEST_F(BugSessionTest, AnAgentThatNoStepEndsIsTold) {
+    agent.endOn("never");
+    work();
+    raise(StopLevel::stop);
+    advance(seconds(12));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(steps().back().substr(0, 5), "kill ");
+    EXPECT_THAT(published.notices, testing::Contains(HasSubstr("does not end; look at it with: ps -fp")));
+}
+
+}  // namespace
+}  // namespace quernlight::host
