@@ -279,7 +279,7 @@ TEST_F(BugSessionTest, TheAgentIsStoppedStepByStepWithTheTimesOfTheSettings) {
     EXPECT_EQ(status(), QueueItemStatus::completed);
 }
 
-TEST_F(BugSessionTest, AKillWhileTheAgentIsBeingStoppedLeavesPatienceWithTheKillOnly) {
+TEST_F(BugSessionTest, AKillWhileTheAgentIsBeingStoppedKillsItAtOnce) {
     agent.endOn("kill", 137);
     work();
     raise(StopLevel::stop);
