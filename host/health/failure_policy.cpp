@@ -24,6 +24,8 @@ FailurePolicy failurePolicy(const std::exception_ptr& failure, FailureScope scop
         return {.kind = FailureKind::reportUnknown, .sentence = error.what()};
     } catch (const std::exception& error) {
         return {.kind = permanent, .sentence = failureSentence(error)};
+    } catch (...) {
+        return {.kind = permanent, .sentence = "Something went wrong that does not say what it is."};
     }
 }
 

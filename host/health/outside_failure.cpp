@@ -61,7 +61,7 @@ std::optional<OutsideFailure> shortageIn(const std::exception_ptr& failure) {
         return isShortage(code) ? std::optional(shortage(code)) : std::nullopt;
     } catch (const std::system_error& error) {
         return isShortage(error.code()) ? std::optional(shortage(error.code())) : std::nullopt;
-    } catch (const std::exception&) {
+    } catch (...) {
         // Something else, which its own rules judge.
     }
     return std::nullopt;

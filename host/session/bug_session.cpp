@@ -68,8 +68,8 @@ BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQue
 
 Task<void> BugSession::run() {
     TaskSet tasks(co_await boost::asio::this_coro::executor, reportFailure);
-    std::exception_ptr failure = co_await caughtException(goItsRoad(tasks));
-    failure = co_await heed(failure);
+    std::exception_ptr failure = co_await caughtException(runToItsEnd(tasks));
+    failure = co_await applyPolicy(failure);
     const std::exception_ptr stopping = co_await caughtException(agent_.stop());
     co_await tasks.end();
     comments_.end();
@@ -78,7 +78,7 @@ Task<void> BugSession::run() {
     }
 }
 
-Task<void> BugSession::goItsRoad(TaskSet& tasks) {
+Task<void> BugSession::runToItsEnd(TaskSet& tasks) {
     PreparationResult prepared = co_await preparation_.run();
     auto* ready = std::get_if<SessionReady>(&prepared);
     if (!ready) {
@@ -102,7 +102,7 @@ Task<void> BugSession::goItsRoad(TaskSet& tasks) {
 
 /// Does what the failure, if any, asks for, and returns what is left to be told. Work that was seen to be
 /// finished is never failed, or put back, for what happens after.
-Task<std::exception_ptr> BugSession::heed(std::exception_ptr failure) {
+Task<std::exception_ptr> BugSession::applyPolicy(std::exception_ptr failure) {
     for (const FailureKind kind : {FailureKind::shortage, FailureKind::failsBug}) {
         if (!failure || state_.watched.detection) {
             break;

@@ -13,17 +13,16 @@
 
 namespace quernlight::host {
 
-/// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status: the
-/// road through preparation, watch and end. Owned by the dispatcher; everything runs on the dispatcher's
-/// executor.
+/// One run of the agent on one queued bug, from the taking of an attempt number to the item's new status:
+/// preparation, watch and end. Owned by the dispatcher; everything runs on the dispatcher's executor.
 class BugSession final : public Session {
   public:
     BugSession(SessionServices& services, BugQueueItem item, AppMapping mapping);
     BugSession(SessionServices& services, SessionOutside outside, BugQueueItem item, AppMapping mapping);
 
-    /// The bug's road. Never leaves the agent running. What goes wrong on the way fails the item with the
-    /// reason; a wish to stop the program puts it back to be resumed. When its end cannot be stored that is
-    /// thrown, with the item left as it is, to be settled as after a crash.
+    /// Never leaves the agent running. What goes wrong on the way fails the item with the reason; a wish to
+    /// stop the program puts it back to be resumed. When its end cannot be stored that is thrown, with the
+    /// item left as it is, to be settled as after a crash.
     Task<void> run() override;
 
     const Uuid& sessionID() const { return state_.sessionID; }
@@ -33,8 +32,8 @@ class BugSession final : public Session {
     bool hasProcess(const ProcessEntry& process) const override { return agent_.hasProcess(process); }
 
   private:
-    Task<void> goItsRoad(TaskSet& tasks);
-    Task<std::exception_ptr> heed(std::exception_ptr failure);
+    Task<void> runToItsEnd(TaskSet& tasks);
+    Task<std::exception_ptr> applyPolicy(std::exception_ptr failure);
 
     StopRequest& stop_;
     const SessionOutside outside_;

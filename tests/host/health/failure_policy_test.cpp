@@ -60,6 +60,8 @@ INSTANTIATE_TEST_SUITE_P(
             FailureKind::reportUnknown, FailureKind::reportUnknown},
         Met{"a wrong setting", std::make_exception_ptr(UserError("wrong")), FailureKind::failsBug,
             FailureKind::endsProgram},
+        Met{"no exception of the library's", std::make_exception_ptr(7), FailureKind::failsBug,
+            FailureKind::endsProgram},
         Met{"anything else", std::make_exception_ptr(std::runtime_error("odd")), FailureKind::failsBug,
             FailureKind::endsProgram}));
 

@@ -62,6 +62,21 @@ TEST_F(ClockTest, AWaitForASignalEndsAtItsDeadline) {
     EXPECT_THAT(woken, ElementsAre(0));
 }
 
+TEST(SystemClockTest, AContextThatGoesTakesAWaitWithIt) {
+    SystemClock clock;
+    bool isGone = false;
+    {
+        boost::asio::io_context io;
+        const auto wait = [](Clock& time, bool& gone) -> Task<void> {
+            const std::shared_ptr<void> atEnd(nullptr, [&gone](void*) { gone = true; });
+            co_await time.waitUntil(AsyncSignal(), time.steadyNow() + std::chrono::hours(1));
+        };
+        spawnLogged(io.get_executor(), "waiting", wait(clock, isGone));
+        io.poll();
+    }
+    EXPECT_TRUE(isGone);
+}
+
 TEST(SystemClockTest, AMomentThatHasPassedIsNotAwaited) {
     SystemClock clock;
     quernlight::test::runTask(clock.sleepUntil(clock.steadyNow() - seconds(1)));

@@ -1,5 +1,8 @@
 #include "host/session/bug_session.hpp"
 
+#include <new>
+#include <stdexcept>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -207,6 +210,42 @@ TEST_F(BugSessionTest, WithoutItsHomeNothingBegins) {
     EXPECT_FALSE(agent.request);
 }
 
+TEST_F(BugSessionTest, AShortageOfTheSystemsPutsTheBugBackAndPausesAllStarts) {
+    whilePreparing = [] { throw std::bad_alloc(); };
+    begin();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble("/any/other").value_or(""), HasSubstr("short of what a start needs"));
+}
+
+TEST_F(BugSessionTest, WhatElseGoesWrongFailsTheBugWithTheReason) {
+    whilePreparing = [] { throw std::runtime_error("odd"); };
+    begin();
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(item(bug).errorMessage, "odd");
+}
+
+TEST_F(BugSessionTest, AConversationThatTheAgentDeniesIsBegunAnew) {
+    run(manager.setCodexSession(bug, reportID, true));
+    begin();
+    EXPECT_THAT(agent.request->launchCommand, ElementsAre("/bin/true", "resume", lowerCaseText(reportID)));
+    writes("No saved session found\n");
+    exits(1);
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(history(), HasSubstr(" conversationUnknown resumable"));
+}
+
+TEST_F(BugSessionTest, AGoalThatIsNotTypedToItsEndFailsTheBug) {
+    begin();
+    goals.gaveUp(agent.request->sessionID, "the terminal is gone");
+    advance(seconds(0));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(item(bug).errorMessage, "The goal could not be typed: the terminal is gone");
+    EXPECT_THAT(history(), HasSubstr(" agentExited goalNotTyped"));
+}
+
 /// What cannot be stored of a session's end is settled later; until then the item stays live.
 TEST_F(BugSessionTest, AnEndThatCannotBeStoredLeavesTheItemToBeReconciled) {
     work();
@@ -240,7 +279,7 @@ TEST_F(BugSessionTest, TheAgentIsStoppedStepByStepWithTheTimesOfTheSettings) {
     EXPECT_EQ(status(), QueueItemStatus::completed);
 }
 
-TEST_F(BugSessionTest, AKillWhileTheAgentIsBeingStoppedLeavesPatienceWithTheKillOnly) {
+TEST_F(BugSessionTest, AKillWhileTheAgentIsBeingStoppedKillsItAtOnce) {
     agent.endOn("kill", 137);
     work();
     raise(StopLevel::stop);
