@@ -8,7 +8,6 @@
 #include <boost/json/serialize.hpp>
 
 #include "host/app/dispatch_program.hpp"
-#include "host/commands/map_command.hpp"
 #include "host/demo/demo_bugs.hpp"
 #include "host/demo/demo_checks.hpp"
 #include "host/demo/demo_directory.hpp"
@@ -22,6 +21,7 @@
 #include "host/process/private_files.hpp"
 #include "host/process/token_file.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/stored_operations.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -75,7 +75,7 @@ class Demo {
         StandInBackend backend(directory_, programs_);
         co_await backend.waitUntilItListens();
         writeAgentFile(directory_, backend.url());
-        co_await setMapping(mappingOptions());
+        co_await mapSampleApp();
         if (!stopped()) {
             co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), board_, stopButton_);
         }
@@ -93,11 +93,11 @@ class Demo {
     const std::vector<DemoFinding>& findings() const { return findings_; }
 
   private:
-    MapSetOptions mappingOptions() const {
-        return {.bundleID = demoBundleID,
-                .appName = demoAppName,
-                .repo = directory_.checkout().string(),
-                .home = directory_.dispatchHome()};
+    Task<void> mapSampleApp() {
+        OwnedStore owned = co_await openOwned(directory_.dispatchHome());
+        MappingRequest request{
+            .bundleID = demoBundleID, .appName = demoAppName, .repository = directory_.checkout().string()};
+        co_await storeMapping(std::move(owned), std::move(request));
     }
 
     const DemoDirectory& directory_;

@@ -2,8 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "host/command_line/command_line.hpp"
-#include "host/command_line/path_option.hpp"
+#include "host/commands/command_line.hpp"
+#include "host/commands/path_option.hpp"
 #include "host/demo_command.hpp"
 
 namespace quernlight::host {
