@@ -23,6 +23,25 @@ class DirectServiceTest : public test::ServiceFixture {
         }
         return ids;
     }
+    /// Of each but the two that make a home.
+    std::vector<ServiceError> errorsOfEveryOperation() {
+        return {errorOf(service->queue()),
+                errorOf(service->queueItem("11111111")),
+                errorOf(service->change({.action = QueueAction::next, .bugID = "11111111"})),
+                errorOf(service->mappings()),
+                errorOf(service->settings()),
+                errorOf(service->setting("sessions.max")),
+                errorOf(service->sessions()),
+                errorOf(service->bug("11111111")),
+                errorOf(service->review()),
+                errorOf(service->health())};
+    }
+    void setVersion(int version) {
+        run(store().database->execute("PRAGMA user_version = " + std::to_string(version)));
+    }
+    SQLValue version() {
+        return run(store().database->query("PRAGMA user_version")).at(0).at("user_version");
+    }
     std::string lastKind(const BugQueueItem& item) {
         return run(service->queueItem(item.bugID)).history.back().kind;
     }
@@ -189,19 +208,41 @@ TEST_F(DirectServiceTest, WhoHasBegunToChangeTheQueueOwnsTheHomeUntilItLeaves) {
     EXPECT_NO_THROW(HomeLock{home});
 }
 
-TEST_F(DirectServiceTest, AHomeThatIsNotThereIsUnavailableAndOnlyASettingMakesIt) {
-    EXPECT_EQ(codeOf(service->queue()), unavailable);
-    EXPECT_EQ(codeOf(service->queueItem("11111111")), unavailable);
-    EXPECT_EQ(codeOf(service->change({.action = QueueAction::next, .bugID = "11111111"})), unavailable);
-    EXPECT_EQ(codeOf(service->mappings()), unavailable);
-    EXPECT_EQ(codeOf(service->settings()), unavailable);
-    EXPECT_EQ(codeOf(service->setting("sessions.max")), unavailable);
-    EXPECT_EQ(codeOf(service->sessions()), unavailable);
-    EXPECT_EQ(codeOf(service->bug("11111111")), unavailable);
-    EXPECT_EQ(codeOf(service->review()), unavailable);
-    EXPECT_EQ(codeOf(service->health()), unavailable);
+TEST_F(DirectServiceTest, AHomeThatIsNotThereIsToldByEveryOperationAndNotMade) {
+    for (const ServiceError& error : errorsOfEveryOperation()) {
+        EXPECT_EQ(error.code(), unavailable);
+        EXPECT_EQ(error.what(), "There is no dispatch home at " + home.string() +
+                                    ", for no queue is there; choose another with --home, or make this one "
+                                    "with: quernlight-dispatch map set");
+    }
     EXPECT_FALSE(std::filesystem::exists(home));
     EXPECT_EQ(run(service->setSetting("sessions.max", "4")).text, "4");
+}
+
+TEST_F(DirectServiceTest, ANewerVersionsQueueIsToldByEveryOperationAndLeftAsItIs) {
+    setVersion(8);
+    auto errors = errorsOfEveryOperation();
+    errors.push_back(errorOf(service->setSetting("sessions.max", "4")));
+    for (const ServiceError& error : errors) {
+        EXPECT_EQ(error.code(), unavailable);
+        EXPECT_THAT(error.what(), HasSubstr("was written by a newer version of this program"));
+    }
+    EXPECT_EQ(version(), SQLValue::integer(8));
+}
+
+TEST_F(DirectServiceTest, AnOlderLayoutIsNotReadAndLeftAsItIs) {
+    setVersion(6);
+    const auto error = errorOf(service->queue());
+    EXPECT_EQ(error.code(), unavailable);
+    EXPECT_THAT(error.what(), HasSubstr(" has the layout of an older version, which reading does not change; "
+                                        "start the dispatcher once"));
+    EXPECT_EQ(version(), SQLValue::integer(6));
+}
+
+TEST_F(DirectServiceTest, ASettingThatIsSetBringsAnOlderLayoutUpToDateAlsoWithoutADispatcher) {
+    setVersion(6);
+    EXPECT_EQ(run(service->setSetting("sessions.max", "3")).text, "3");
+    EXPECT_EQ(run(service->setting("sessions.max")).text, "3");
 }
 
 TEST_F(DirectServiceTest, AQueueThatCannotBeReadIsUnavailable) {
