@@ -14,13 +14,13 @@
 #include "demo/samples.hpp"
 #include "demo/stand_in_backend.hpp"
 #include "host/app/dispatch_program.hpp"
-#include "host/commands/map_command.hpp"
 #include "host/process/event_loop.hpp"
 #include "host/process/held_signals.hpp"
 #include "host/process/home_lock.hpp"
 #include "host/process/private_files.hpp"
 #include "host/process/token_file.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/stored_operations.hpp"
 #include "host/text/terminal_text.hpp"
 
 namespace quernlight::demo {
@@ -81,7 +81,7 @@ class Demo {
         StandInBackend backend(directory_, programs_);
         co_await backend.waitUntilItListens();
         writeAgentFile(directory_, backend.url());
-        co_await setMapping(mappingOptions());
+        co_await mapSampleApp();
         if (!stopped()) {
             co_await dispatchBugs(programOptions(directory_, lock_, backend.url()), events_, views_, stop_);
         }
@@ -99,11 +99,11 @@ class Demo {
     const std::vector<DemoFinding>& findings() const { return findings_; }
 
   private:
-    MapSetOptions mappingOptions() const {
-        return {.bundleID = demoBundleID,
-                .appName = demoAppName,
-                .repo = directory_.checkout().string(),
-                .home = directory_.dispatchHome()};
+    Task<void> mapSampleApp() {
+        OwnedStore owned = co_await openOwned(directory_.dispatchHome());
+        MappingRequest request{
+            .bundleID = demoBundleID, .appName = demoAppName, .repository = directory_.checkout().string()};
+        co_await storeMapping(std::move(owned), std::move(request));
     }
 
     const DemoDirectory& directory_;

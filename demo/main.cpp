@@ -5,7 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "demo/demo.hpp"
-#include "host/command_line/path_option.hpp"
+#include "host/commands/path_option.hpp"
 #include "host/text/failure_sentence.hpp"
 
 namespace quernlight::demo {

@@ -1,108 +1,110 @@
-#include "host/commands/config_command.hpp"
-
 #include <iomanip>
 #include <iostream>
-#include <sstream>
+#include <memory>
 
-#include "host/process/dispatch_home.hpp"
-#include "host/process/event_loop.hpp"
-#include "host/settings/setting_descriptions.hpp"
-#include "host/settings/settings_store.hpp"
-#include "host/store/dispatch_store.hpp"
+#include <CLI/CLI.hpp>
+
+#include "host/commands/command_line.hpp"
+#include "host/commands/path_option.hpp"
+#include "host/commands/service_call.hpp"
 
 namespace quernlight::host {
 namespace {
 
-std::string withUnit(const Settings& settings, const SettingDescription& description) {
-    const std::string text = settingText(settings, description);
-    if (text.empty()) {
-        return "(none)";
-    }
-    return description.unit.empty() ? text : text + " " + std::string(description.unit);
+struct ConfigOptions {
+    ChosenHome home;
+    std::string key;
+    std::string text;
+};
+
+void tell(const SettingValue& value) {
+    std::cout << std::left << std::setw(34) << value.key << shownSetting(value.text, value.unit)
+              << (value.isSet ? "" : "  (default)") << "\n    " << value.help << "\n";
 }
 
-void tell(const StoredSettings& stored, const SettingDescription& description) {
-    const bool isSet = stored.set.contains(std::string(description.key));
-    std::cout << std::left << std::setw(34) << description.key << withUnit(stored.settings, description)
-              << (isSet ? "" : "  (default)") << "\n    " << description.help << "\n";
-}
-
-Task<void> list(std::filesystem::path home) {
-    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
-    const SettingsStore settings(store.database);
-    const StoredSettings stored = co_await settings.read();
-    for (const SettingDescription& description : settingDescriptions()) {
-        tell(stored, description);
+Task<void> list(DispatchService& service) {
+    const SettingList settings = co_await service.settings();
+    for (const SettingValue& value : settings.values) {
+        tell(value);
     }
-    for (const std::string& trouble : stored.troubles) {
+    for (const std::string& trouble : settings.troubles) {
         std::cout << "Stored, but not heeded: " << trouble << "\n";
     }
 }
 
-Task<void> get(std::filesystem::path home, std::string key) {
-    const SettingDescription& description = settingDescription(key);
-    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
-    const SettingsStore settings(store.database);
-    const StoredSettings stored = co_await settings.read();
-    std::cout << settingText(stored.settings, description) << std::endl;
+Task<void> get(DispatchService& service, std::string key) {
+    const SettingValue value = co_await service.setting(std::move(key));
+    std::cout << value.text << std::endl;
 }
 
-Task<void> tellNow(SettingsStore settings, std::string key) {
-    const SettingDescription& description = settingDescription(key);
-    const StoredSettings stored = co_await settings.read();
-    std::cout << key << " is now " << withUnit(stored.settings, description) << "; that takes effect "
-              << describe(description.takesEffect) << "." << std::endl;
+void tellNow(const SettingValue& value) {
+    std::cout << value.key << " is now " << shownSetting(value.text, value.unit) << "; that takes effect "
+              << describe(value.takesEffect) << "." << std::endl;
 }
 
-Task<void> set(std::filesystem::path home, std::string key, std::string text) {
-    const DispatchStore store = co_await DispatchStore::openBesideOwner(std::move(home));
-    const SettingsStore settings(store.database);
-    co_await settings.set(key, std::move(text));
-    co_await tellNow(settings, std::move(key));
+Task<void> set(DispatchService& service, std::string key, std::string text) {
+    const SettingValue value = co_await service.setSetting(std::move(key), std::move(text));
+    tellNow(value);
 }
 
-Task<void> unset(std::filesystem::path home, std::string key) {
-    const DispatchStore store = co_await DispatchStore::openBesideOwner(std::move(home));
-    const SettingsStore settings(store.database);
-    co_await settings.unset(key);
-    co_await tellNow(settings, std::move(key));
+Task<void> unset(DispatchService& service, std::string key) {
+    const SettingValue value = co_await service.unsetSetting(std::move(key));
+    tellNow(value);
 }
 
-int statusOf(Task<void> work) {
-    boost::asio::io_context io;
-    return runUnlessInterrupted(io, std::move(work)) ? 130 : 0;
+int configList(const ConfigOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(list(*service));
+}
+
+int configGet(const ConfigOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(get(*service, given.key));
+}
+
+int configSet(const ConfigOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(set(*service, given.key, given.text));
+}
+
+int configUnset(const ConfigOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(unset(*service, given.key));
+}
+
+int printReference() {
+    std::cout << settingsReference() << std::flush;
+    return 0;
+}
+
+using Command = int (*)(const ConfigOptions&);
+
+CLI::App* add(CLI::App& config, const char* name, const char* help,
+              const std::shared_ptr<ConfigOptions>& options, ChosenCommand& chosen, Command command) {
+    CLI::App* app = config.add_subcommand(name, help);
+    addHomeOption(*app, options->home);
+    app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
+    return app;
+}
+
+void addKey(CLI::App& app, ConfigOptions& options) {
+    app.add_option("setting", options.key, "Its name, like sessions.max")->required();
 }
 
 }  // namespace
 
-int configListCommand(const ChosenHome& home) {
-    return statusOf(list(findDispatchHome(home)));
-}
-
-int configGetCommand(const ChosenHome& home, const std::string& key) {
-    return statusOf(get(findDispatchHome(home), key));
-}
-
-int configSetCommand(const ChosenHome& home, const std::string& key, const std::string& text) {
-    return statusOf(set(openDispatchHome(home), key, text));
-}
-
-int configUnsetCommand(const ChosenHome& home, const std::string& key) {
-    return statusOf(unset(openDispatchHome(home), key));
-}
-
-std::string settingsReference() {
-    std::ostringstream text;
-    text << "# Settings\n\n"
-            "Read and changed with `quernlight-dispatch config list|get|set|unset`, also while a dispatcher "
-            "runs.\nThis page is what `quernlight-dispatch config reference` prints.\n\n"
-            "| setting | default | what it is | allowed | takes effect |\n|---|---|---|---|---|\n";
-    for (const SettingDescription& description : settingDescriptions()) {
-        text << "| `" << description.key << "` | " << withUnit(Settings{}, description) << " | "
-             << description.help << " | " << describeAllowed(description) << " | "
-             << describe(description.takesEffect) << " |\n";
-    }
-    return text.str();
+void addConfigCommand(CLI::App& program, ChosenCommand& chosen) {
+    const auto options = std::make_shared<ConfigOptions>();
+    CLI::App* config = program.add_subcommand("config", "The settings");
+    config->require_subcommand(1);
+    add(*config, "list", "List all settings with their values", options, chosen, configList);
+    addKey(*add(*config, "get", "Print one setting's value", options, chosen, configGet), *options);
+    CLI::App* set = add(*config, "set", "Set one", options, chosen, configSet);
+    addKey(*set, *options);
+    set->add_option("value", options->text, "Its new value")->required();
+    addKey(*add(*config, "unset", "Put one back to its default", options, chosen, configUnset), *options);
+    CLI::App* reference = config->add_subcommand("reference", "Print the settings' reference, in Markdown");
+    reference->callback([&chosen] { chosen = printReference; });
 }
 
 }  // namespace quernlight::host

@@ -1,68 +1,30 @@
-#include "host/commands/map_command.hpp"
-
 #include <iostream>
+#include <memory>
 
-#include "host/process/dispatch_home.hpp"
-#include "host/process/event_loop.hpp"
-#include "host/process/home_lock.hpp"
-#include "host/process/user_error.hpp"
-#include "host/store/dispatch_store.hpp"
+#include <CLI/CLI.hpp>
+
+#include "host/commands/command_line.hpp"
+#include "host/commands/path_option.hpp"
+#include "host/commands/service_call.hpp"
 #include "host/text/terminal_text.hpp"
-#include "host/worktree/git_marks.hpp"
-#include "host/worktree/git_time_limit.hpp"
-#include "host/worktree/resolved_mapping.hpp"
-#include "quernlight/dispatch/queue_manager.hpp"
-#include "quernlight/git/git_validator.hpp"
-#include "quernlight/git/worktree_naming.hpp"
-#include "quernlight/platform/text.hpp"
-#include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
 namespace {
 
-void requireName(const std::string& option, const std::string& value) {
-    if (displayWidth(withoutControls(trimmed(value))) == 0) {  // nobody could see it
-        throw UserError("The option " + option + " is empty; give it a value. Nothing was changed.");
-    }
-}
+struct MapOptions {
+    MappingRequest request{};
+    ChosenHome home{};
+};
 
-/// The mapping to store. Worktrees never go into the checkout's own directory, where git would take them for
-/// content.
-Task<AppMapping> checkedMapping(MapSetOptions options) {
-    const std::string path = WorktreeNaming::standardizedPath(options.repo);
-    const GitRunner ask = limitedGit(gitMarkOf(*options.home), GitOutput::answer);
-    const GitValidationResult validation = co_await GitValidator::validate(path, options.baseBranch, ask);
-    if (!validation.isValid) {
-        throw UserError(validation.repositoryRoot
-                            ? "The repository " + path + " has no branch \"" + options.baseBranch + "\" (" +
-                                  validation.message + "); name one with --base."
-                            : "There is no git repository at " + path + " (" + validation.message +
-                                  "); give the path of a checkout with --repo.");
-    }
-    const std::string root = resolvedPath(*validation.repositoryRoot);
-    const std::string worktrees =
-        resolvedPath(options.worktrees ? *options.worktrees : WorktreeNaming::defaultRootPath(root));
-    if (worktrees == root || WorktreeNaming::isInside(worktrees, root)) {
-        throw UserError("The worktrees cannot lie inside the checkout " + root +
-                        "; choose a directory beside it with --worktrees.");
-    }
-    co_return AppMapping{.bundleID = options.bundleID,
-                         .appName = options.appName,
-                         .repoPath = root,
-                         .worktreeRootPath = worktrees,
-                         .baseBranch = options.baseBranch};
-}
-
-Task<void> setAndTell(MapSetOptions options) {
-    const AppMapping mapping = co_await setMapping(std::move(options));
+Task<void> set(DispatchService& service, MappingRequest request) {
+    const AppMapping mapping = co_await service.setMapping(std::move(request));
     std::cout << withoutControls(mapping.bundleID + " (" + mapping.appName) << ") is worked on in "
               << mapping.repoPath << ", from branch " << mapping.baseBranch << ", with worktrees in "
               << *mapping.worktreeRootPath << std::endl;
 }
 
-Task<void> listMappings(std::filesystem::path home) {
-    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
-    const auto mappings = co_await store.mappings.allMappings();
+Task<void> list(DispatchService& service) {
+    const auto mappings = co_await service.mappings();
     for (const AppMapping& mapping : mappings) {
         std::cout << withoutControls(mapping.bundleID + "  " + mapping.appName) << "  " << mapping.repoPath
                   << "  " << mapping.baseBranch << "  " << mapping.resolvedWorktreeRootPath() << "\n";
@@ -73,36 +35,40 @@ Task<void> listMappings(std::filesystem::path home) {
     }
 }
 
-int statusOf(Task<void> work) {
-    boost::asio::io_context io;
-    return runUnlessInterrupted(io, std::move(work)) ? 130 : 0;
+int mapSet(const MapOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(set(*service, given.request));
+}
+
+int mapList(const MapOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(list(*service));
+}
+
+void addSet(CLI::App& map, ChosenCommand& chosen) {
+    const auto options = std::make_shared<MapOptions>();
+    MappingRequest& request = options->request;
+    CLI::App* set = map.add_subcommand("set", "Say which repository an app's bugs are worked on in");
+    set->add_option("--bundle", request.bundleID, "The app's bundle identifier")->required();
+    set->add_option("--app", request.appName, "The app's name")->required();
+    addPathOption(*set, "--repo", request.repository, "A checkout of the app's repository")->required();
+    set->add_option("--base", request.baseBranch, "Branch that worktrees start from")->capture_default_str();
+    addPathOption(*set, "--worktrees", request.worktrees,
+                  "Directory for the worktrees; default: beside the repository");
+    addHomeOption(*set, options->home);
+    set->callback([options, &chosen] { chosen = [options] { return mapSet(*options); }; });
 }
 
 }  // namespace
 
-Task<AppMapping> setMapping(MapSetOptions options) {
-    const DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(*options.home));
-    AppMapping mapping = co_await checkedMapping(std::move(options));
-    QueueManager manager(store.items, store.mappings, Url());
-    co_await store.mappings.upsert(mapping);
-    co_await manager.releaseWaitingItems(mapping.bundleID);
-    co_return mapping;
-}
-
-int mapSetCommand(const MapSetOptions& options) {
-    requireName("--bundle", options.bundleID);
-    requireName("--app", options.appName);
-    requireName("--base", options.baseBranch);
-    requireName("--repo", options.repo);
-    requireName("--worktrees", options.worktrees.value_or("beside the checkout"));
-    MapSetOptions located = options;
-    located.home = openDispatchHome(options.home);
-    const HomeLock lock(*located.home);
-    return statusOf(setAndTell(std::move(located)));
-}
-
-int mapListCommand(const std::optional<std::filesystem::path>& home) {
-    return statusOf(listMappings(findDispatchHome(home)));
+void addMapCommand(CLI::App& program, ChosenCommand& chosen) {
+    CLI::App* map = program.add_subcommand("map", "Repositories of the apps");
+    map->require_subcommand(1);
+    addSet(*map, chosen);
+    const auto options = std::make_shared<MapOptions>();
+    CLI::App* list = map->add_subcommand("list", "List the mappings");
+    addHomeOption(*list, options->home);
+    list->callback([options, &chosen] { chosen = [options] { return mapList(*options); }; });
 }
 
 }  // namespace quernlight::host

@@ -1,9 +1,12 @@
-#include "host/commands/run_command.hpp"
-
 #include <iostream>
+#include <memory>
+
+#include <CLI/CLI.hpp>
 
 #include "host/app/dispatch_program.hpp"
+#include "host/commands/command_line.hpp"
 #include "host/commands/dry_run.hpp"
+#include "host/commands/path_option.hpp"
 #include "host/events/failure_notices.hpp"
 #include "host/process/core_dumps.hpp"
 #include "host/process/dispatch_home.hpp"
@@ -16,6 +19,17 @@
 
 namespace quernlight::host {
 namespace {
+
+struct RunOptions {
+    std::optional<std::string> backend;  ///< absent: the setting
+    std::filesystem::path tokenFile;
+    std::optional<std::filesystem::path> home;
+    SettingOverrides settings;
+    std::optional<std::string> logFile;
+    bool logJson = false;
+    bool once = false;
+    bool dryRun = false;
+};
 
 std::optional<Url> givenBackend(const RunOptions& options) {
     return options.backend ? std::optional(parseBackendAddress(*options.backend)) : std::nullopt;
@@ -30,8 +44,7 @@ int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, con
     return runUnlessInterrupted(io, dryRun(std::move(dry), std::cout)) ? 130 : 0;
 }
 
-}  // namespace
-
+/// Moves the backend's bugs along until it is stopped, or with `once` until nothing is left to do.
 int runCommand(const RunOptions& options) {
     checkOverrides(options.settings);
     switchOffCoreDumps();
@@ -64,6 +77,34 @@ int runCommand(const RunOptions& options) {
             stop.raise(count == 1 ? StopLevel::stop : StopLevel::kill);
         });
     return wishes.exitStatus();
+}
+
+/// An option that stands above a setting for this run. The setting's own rules check it.
+void addSetting(CLI::App& run, RunOptions& options, const char* option, const char* key, const char* help) {
+    run.add_option_function<std::string>(
+        option, [&options, key](const std::string& text) { options.settings[key] = text; },
+        std::string(help) + " (setting " + key + ")");
+}
+
+}  // namespace
+
+void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
+    const auto options = std::make_shared<RunOptions>();
+    CLI::App* run = program.add_subcommand("run", "Work on a backend's bugs");
+    run->add_option("--backend", options->backend, "Address of the bug backend (setting backend.url)");
+    addPathOption(*run, "--token-file", options->tokenFile, "File that holds the administrator token")
+        ->required();
+    addHomeOption(*run, options->home);
+    addSetting(*run, *options, "--max-sessions", "sessions.max", "Agents at work at the same time");
+    addSetting(*run, *options, "--idle-timeout", "sessions.idle_timeout_seconds",
+               "Seconds without activity that fail a session");
+    addSetting(*run, *options, "--exit-grace", "sessions.post_exit_grace_seconds",
+               "Seconds that the completion comment may come after the agent's exit");
+    run->add_flag("--once", options->once, "Take bugs in once and end when nothing is queued or running");
+    run->add_flag("--dry-run", options->dryRun, "Only say what would be enqueued and started");
+    addPathOption(*run, "--log-file", options->logFile, "File to whose end the log is written as well");
+    run->add_flag("--log-json", options->logJson, "Log as one JSON object a line");
+    run->callback([options, &chosen] { chosen = [options] { return runCommand(*options); }; });
 }
 
 }  // namespace quernlight::host

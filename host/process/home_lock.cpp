@@ -12,7 +12,6 @@
 #include <unistd.h>
 
 #include "host/process/private_files.hpp"
-#include "host/process/user_error.hpp"
 #include "quernlight/platform/instant.hpp"
 
 namespace quernlight::host {
@@ -59,8 +58,8 @@ HomeLock::HomeLock(const std::filesystem::path& home, std::chrono::milliseconds 
         throw unwritableHome(home, errno);
     }
     if (!lockWithin(file_.get(), timeout)) {
-        throw UserError("The dispatch home " + home.string() + " belongs to " + ownerOf(path_) +
-                        "; stop that one first, or choose another home with --home.");
+        throw HomeOwnedError("The dispatch home " + home.string() + " belongs to " + ownerOf(path_) +
+                             "; stop that one first, or choose another home with --home.");
     }
     writeOwner(file_.get(), describeThisProcess());
 }

@@ -8,13 +8,19 @@
 
 namespace quernlight::host {
 
+/// Another process owns the home.
+class HomeOwnedError : public UserError {
+  public:
+    using UserError::UserError;
+};
+
 /// Makes this process the one owner of a dispatch home for as long as the object lives. The lock is the
 /// kernel's (flock(2) on "owner.lock"), so it ends with the process however that ends, and no child inherits
 /// it.
 class HomeLock {
   public:
-    /// Throws UserError, naming the owner and since when, when another process holds the home for longer than
-    /// `timeout` (blocks), or when the file cannot be written.
+    /// Throws HomeOwnedError, naming the owner and since when, when another process holds the home for longer
+    /// than `timeout` (blocks), and UserError when the file cannot be written.
     explicit HomeLock(const std::filesystem::path& home,
                       std::chrono::milliseconds timeout = std::chrono::milliseconds(0));
 

@@ -202,6 +202,13 @@ std::string settingText(const Settings& settings, const SettingDescription& desc
     return std::visit([&](auto member) { return Writer{}(settings.*member); }, description.member);
 }
 
+std::string shownSetting(const std::string& text, std::string_view unit) {
+    if (text.empty()) {
+        return "(none)";
+    }
+    return unit.empty() ? text : text + " " + std::string(unit);
+}
+
 std::string describeAllowed(const SettingDescription& description) {
     return std::visit(Allowed{description}, description.member);
 }

@@ -40,10 +40,16 @@ void assignSetting(Settings& settings, const SettingDescription& description, st
 /// The setting's value as `assignSetting` reads it.
 std::string settingText(const Settings& settings, const SettingDescription& description);
 
+/// The value as it is shown to people: "512 MiB", and "(none)" for an empty one.
+std::string shownSetting(const std::string& text, std::string_view unit);
+
 /// What may be assigned: "a whole number from 1 to 64".
 std::string describeAllowed(const SettingDescription& description);
 
 /// "at once", "with the next session" or "at the next start".
 std::string_view describe(TakesEffect takesEffect);
+
+/// The settings' reference, in Markdown, made of their descriptions.
+std::string settingsReference();
 
 }  // namespace quernlight::host

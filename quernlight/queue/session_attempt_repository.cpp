@@ -23,6 +23,11 @@ constexpr const char* selectNextAttemptNumber =
     "SELECT COALESCE(MAX(attempt_number), 0) + 1 AS next_attempt_number FROM session_attempts WHERE "
     "queue_item_id = ?";
 
+constexpr const char* selectAllOfQueueItem =
+    "SELECT * FROM session_attempts\n"
+    " WHERE queue_item_id = ?\n"
+    " ORDER BY attempt_number";
+
 constexpr const char* selectLatestOfQueueItem =
     "SELECT * FROM session_attempts\n"
     " WHERE queue_item_id = ?\n"
@@ -126,6 +131,15 @@ Task<void> SessionAttemptRepository::insert(const SessionAttemptRecord& record) 
 
 Task<std::int64_t> SessionAttemptRepository::nextAttemptNumber(Uuid queueItemID) const {
     return attemptNumber(selectNextAttemptNumber, columnValue(queueItemID));
+}
+
+Task<std::vector<SessionAttemptRecord>> SessionAttemptRepository::attempts(Uuid queueItemID) const {
+    SQLValues values(1, columnValue(queueItemID));
+    std::vector<SessionAttemptRecord> records;
+    for (const Row& row : co_await database_->query(selectAllOfQueueItem, std::move(values))) {
+        records.push_back(attemptOfRow(row));
+    }
+    co_return records;
 }
 
 Task<std::optional<SessionAttemptRecord>> SessionAttemptRepository::latestAttempt(Uuid queueItemID) const {

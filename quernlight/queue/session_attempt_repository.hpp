@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
@@ -74,6 +75,9 @@ class SessionAttemptRepository {
 
     /// 1 for an item without attempts.
     Task<std::int64_t> nextAttemptNumber(Uuid queueItemID) const;
+
+    /// All attempts of the item, the first one first.
+    Task<std::vector<SessionAttemptRecord>> attempts(Uuid queueItemID) const;
 
     /// The highest-numbered attempt of the item.
     Task<std::optional<SessionAttemptRecord>> latestAttempt(Uuid queueItemID) const;

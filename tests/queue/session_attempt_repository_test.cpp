@@ -104,6 +104,14 @@ TEST_F(SessionAttemptRepositoryTest, ResumeAttemptsOfOneNumberDoNotConflict) {
     EXPECT_NO_THROW(add(1));
 }
 
+TEST_F(SessionAttemptRepositoryTest, AnItemsAttemptsAreListedByTheirNumbers) {
+    EXPECT_TRUE(runTask(repository.attempts(item.id)).empty());
+    const auto tenth = add(10, item.id);
+    const auto ninth = add(9, item.id);
+    add(11);
+    EXPECT_EQ(runTask(repository.attempts(item.id)), (std::vector{ninth, tenth}));
+}
+
 TEST_F(SessionAttemptRepositoryTest, TheLatestAttemptOfAnItemHasTheHighestNumber) {
     EXPECT_EQ(runTask(repository.latestAttempt(item.id)), std::nullopt);
     add(10, item.id);

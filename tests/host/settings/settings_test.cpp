@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/commands/config_command.hpp"
 #include "host/process/user_error.hpp"
 #include "host/settings/live_settings.hpp"
 #include "host/settings/setting_descriptions.hpp"

@@ -7,8 +7,7 @@
 namespace quernlight::host {
 
 /// `path` with a leading "~" or "~/", which a shell leaves alone in "--home=~/bugs", made the user's home,
-/// and
-/// "~name" that of another user. What names no user stays as it is.
+/// and "~name" that of another user. What names no user stays as it is.
 std::string withUserHome(std::string path);
 
 /// An option for a path; `target` is a std::filesystem::path, a std::string, or an optional one.

@@ -1,12 +1,23 @@
-#include "host/commands/terminal_question.hpp"
+#include "host/commands/service_call.hpp"
 
 #include <iostream>
 
 #include <unistd.h>
 
+#include "host/process/event_loop.hpp"
+#include "host/service/direct_service.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
+
+std::unique_ptr<DispatchService> serviceFor(const ChosenHome& home) {
+    return std::make_unique<DirectService>(std::make_unique<HomeAccess>(home));
+}
+
+int statusOf(Task<void> work) {
+    boost::asio::io_context io;
+    return runUnlessInterrupted(io, std::move(work)) ? 130 : 0;
+}
 
 bool canAsk() {
     return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;

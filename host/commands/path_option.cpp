@@ -1,4 +1,4 @@
-#include "host/command_line/path_option.hpp"
+#include "host/commands/path_option.hpp"
 
 #include <pwd.h>
 

@@ -1,8 +1,17 @@
 #pragma once
 
-#include <string>
+#include <memory>
+
+#include "host/service/dispatch_service.hpp"
+#include "host/service/store_access.hpp"
 
 namespace quernlight::host {
+
+/// The service for a home. What it takes to open the home is found out by its operations.
+std::unique_ptr<DispatchService> serviceFor(const ChosenHome& home);
+
+/// Runs a command's work to its end; a signal cancels it. Returns the exit status, throws what it threw.
+int statusOf(Task<void> work);
 
 /// Whether somebody is there to be asked.
 bool canAsk();

@@ -18,4 +18,8 @@ void addMapCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 
+/// Reads the program's command line and does what it asks for. Returns the exit status; throws what the
+/// command throws.
+int runCommandLine(int argc, char** argv);
+
 }  // namespace quernlight::host

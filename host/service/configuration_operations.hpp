@@ -1,0 +1,45 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/settings/setting_descriptions.hpp"
+#include "host/settings/settings_store.hpp"
+#include "quernlight/queue/mapping_repository.hpp"
+
+namespace quernlight::host {
+
+// What a person arranges: mappings and settings, as values.
+
+/// Which repository an app's bugs are to be worked on in.
+struct MappingRequest {
+    std::string bundleID{};
+    std::string appName{};
+    std::string repository{};  ///< a checkout, or a directory within one
+    std::string baseBranch = "main";
+    std::optional<std::string> worktrees{};  ///< absent: beside the repository
+};
+
+/// One setting as it is stored, with what is known of it.
+struct SettingValue {
+    std::string key{};
+    std::string text{};  ///< as it may be set again
+    bool isSet = false;  ///< false: the default
+    std::string unit{};  ///< empty where there is none
+    std::string help{};
+    std::string allowed{};  ///< "a whole number from 1 to 64"
+    TakesEffect takesEffect{};
+};
+
+struct SettingList {
+    std::vector<SettingValue> values{};   ///< of every setting there is
+    std::vector<std::string> troubles{};  ///< one sentence for each stored text that is not heeded
+};
+
+/// Throws UserError that names the keys that come near.
+SettingValue settingValue(const StoredSettings& stored, const std::string& key);
+
+SettingList settingList(const StoredSettings& stored);
+
+}  // namespace quernlight::host

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/service/configuration_operations.hpp"
+#include "host/events/event_publisher.hpp"
+#include "host/service/observation_operations.hpp"
+#include "host/service/queue_operations.hpp"
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight::host {
+
+/// Everything that a person or a program may want of the dispatcher. Whoever uses it does not know whether
+/// it works in this process or for another one. Operations run on the awaiting coroutine's executor and throw
+/// ServiceError; the service must outlive them.
+class DispatchService {
+  public:
+    virtual ~DispatchService() = default;
+
+    // The queue. `notFound`: no such bug, or one whose work was merged, of which the sentence tells.
+
+    /// All items: by queue (the automatic one first), then position; also those that have left their queue.
+    virtual Task<std::vector<BugQueueItem>> queue() = 0;
+
+    virtual Task<QueueItemDetails> queueItem(std::string bugID) = 0;
+
+    /// Returns the item as it is then. `refused` where the item's state forbids it, with what to do instead;
+    /// `needsConfirmation` for finished work that is to be done again; `busy` while another process owns the
+    /// home.
+    virtual Task<BugQueueItem> change(QueueChange change) = 0;
+
+    // The mappings of apps to repositories.
+
+    /// By the apps' names.
+    virtual Task<std::vector<AppMapping>> mappings() = 0;
+
+    /// In place of the bundle's last one; releases the bugs that waited for it. `invalid` for a repository
+    /// that cannot be used, `busy` while another process owns the home.
+    virtual Task<AppMapping> setMapping(MappingRequest request) = 0;
+
+    // The settings. `notFound`: no such key; the sentence names those that come near.
+
+    virtual Task<SettingList> settings() = 0;
+    virtual Task<SettingValue> setting(std::string key) = 0;
+
+    /// Returns the setting as it is then. `invalid` for a text that is not allowed.
+    virtual Task<SettingValue> setSetting(std::string key, std::string text) = 0;
+    /// Back to its default.
+    virtual Task<SettingValue> unsetSetting(std::string key) = 0;
+
+    // What goes on.
+
+    virtual Task<std::vector<RunningSession>> sessions() = 0;
+
+    /// Also of a bug that has left the queue. `notFound` for one that was never taken in.
+    virtual Task<BugState> bug(std::string bugID) = 0;
+
+    virtual Task<std::vector<ReviewItem>> review() = 0;
+    virtual Task<HealthReport> health() = 0;
+
+    /// What happens from now on, told on the executor that the service works on. Nothing is told by a service
+    /// without a running dispatcher.
+    [[nodiscard]] virtual EventPublisher::Subscription subscribe(EventPublisher::Handler handler) = 0;
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <array>
+#include <optional>
+#include <string>
+
+#include "quernlight/queue/bug_queue_item.hpp"
+#include "quernlight/queue/session_attempt_repository.hpp"
+
+namespace quernlight::host {
+
+/// What a person may do to an item of the queue.
+enum class QueueAction {
+    start,         ///< lets an item of the manual queue be started
+    next,          ///< puts a waiting item at the head of its queue
+    retry,         ///< queues one again that failed, asked or was cancelled
+    cancel,        ///< takes it out of its queue; it is remembered
+    moveToManual,  ///< moves a waiting item to the manual queue
+    moveToAuto,    ///< the same to the automatic queue
+};
+
+inline constexpr std::array allQueueActions{QueueAction::start,        QueueAction::next,
+                                            QueueAction::retry,        QueueAction::cancel,
+                                            QueueAction::moveToManual, QueueAction::moveToAuto};
+
+/// What a retry of finished work takes. Any other action needs neither.
+struct RetryConsent {
+    bool again = false;      ///< finished work may be done again
+    bool confirmed = false;  ///< a person has confirmed that
+};
+
+/// What is known of the item.
+struct QueueActionFacts {
+    QueueItemStatus status = QueueItemStatus::queued;
+    QueueMode mode = QueueMode::automatic;
+    bool hasOpenAttempt = false;  ///< one whose end is not stored
+};
+
+QueueActionFacts queueActionFacts(const BugQueueItem& item,
+                                  const std::optional<SessionAttemptRecord>& latestAttempt);
+
+enum class QueueActionVerdict {
+    allowed,
+    needsConfirmation,  ///< finished work is done again only when a person has confirmed it
+    leftQueue,          ///< there is nothing to cancel
+    needsRetry,         ///< work that has ended is begun again by a retry alone
+    needsRetryAgain,    ///< the same, and work that was finished only when a person says "again"
+    notHeld,            ///< only what waits in the manual queue is started by hand
+    sessionUnsettled,   ///< its last session runs, or the next start of a dispatcher settles it first
+};
+
+/// Which action a person may take on an item, and why not: a function of the item's state alone.
+QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts,
+                                      RetryConsent consent = {});
+
+/// What a verdict that is not `allowed` says of the item: one sentence, with the command to use instead.
+std::string queueActionSentence(QueueActionVerdict verdict, const BugQueueItem& item);
+
+/// Whether nothing goes on with the bug until a person has done something.
+bool needsPerson(QueueItemStatus status);
+
+}  // namespace quernlight::host

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/dispatcher/admission.hpp"
+#include "host/service/queue_actions.hpp"
+#include "host/store/retired_bugs.hpp"
+#include "quernlight/queue/bug_queue_item.hpp"
+
+namespace quernlight::host {
+
+// What is asked of the queue and answered, as values. Bug ids are taken in any written form.
+
+/// An item with all that is stored of it.
+struct QueueItemDetails {
+    BugQueueItem item{};
+    std::optional<WaitReason> waits{};             ///< absent when it runs, has ended, or would start
+    std::vector<QueueEvent> history{};             ///< oldest first
+    std::vector<SessionAttemptRecord> attempts{};  ///< oldest first
+};
+
+/// An action on one item.
+struct QueueChange {
+    QueueAction action{};
+    std::string bugID{};
+    RetryConsent consent{};  ///< of a retry
+};
+
+/// A bug that is in the queue, or whose work was merged and which has left it.
+struct BugState {
+    std::string bugID{};                       ///< in short form
+    std::optional<QueueItemDetails> queued{};  ///< absent once it has left
+    std::optional<RetiredBug> retired{};
+};
+
+}  // namespace quernlight::host

@@ -1,0 +1,58 @@
+#include "host/service/store_access.hpp"
+
+#include "host/process/dispatch_home.hpp"
+#include "quernlight/storage/file_locations.hpp"
+
+namespace quernlight::host {
+
+Task<OwnedStore> openOwned(std::filesystem::path home) {
+    DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
+    auto manager = std::make_shared<QueueManager>(store.items, store.mappings, Url());
+    co_return OwnedStore{.home = std::move(home), .store = std::move(store), .manager = std::move(manager)};
+}
+
+Task<DispatchStore> HomeAccess::forReading() {
+    co_return co_await DispatchStore::openForReading(findDispatchHome(chosen_));
+}
+
+Task<DispatchStore> HomeAccess::forSettings() {
+    co_return co_await DispatchStore::openBesideOwner(openDispatchHome(chosen_));
+}
+
+Task<OwnedStore> HomeAccess::forQueue() {
+    co_return co_await own(findDispatchHome(chosen_));
+}
+
+Task<OwnedStore> HomeAccess::forMappings() {
+    co_return co_await own(openDispatchHome(chosen_));
+}
+
+Task<OwnedStore> HomeAccess::own(std::filesystem::path home) {
+    if (!lock_) {
+        lock_.emplace(home);
+    }
+    co_return co_await openOwned(std::move(home));
+}
+
+OwnerAccess::OwnerAccess(std::filesystem::path home, DispatchStore store, QueueManager& manager)
+    : owned_{.home = std::move(home),
+             .store = std::move(store),
+             .manager = std::shared_ptr<QueueManager>(std::shared_ptr<void>(), &manager)} {}
+
+Task<DispatchStore> OwnerAccess::forReading() {
+    co_return owned_.store;
+}
+
+Task<DispatchStore> OwnerAccess::forSettings() {
+    co_return owned_.store;
+}
+
+Task<OwnedStore> OwnerAccess::forQueue() {
+    co_return owned_;
+}
+
+Task<OwnedStore> OwnerAccess::forMappings() {
+    co_return owned_;
+}
+
+}  // namespace quernlight::host

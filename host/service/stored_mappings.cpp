@@ -1,0 +1,77 @@
+#include "host/service/service_error.hpp"
+#include "host/service/stored_operations.hpp"
+#include "host/text/terminal_text.hpp"
+#include "host/worktree/git_marks.hpp"
+#include "host/worktree/git_time_limit.hpp"
+#include "host/worktree/resolved_mapping.hpp"
+#include "quernlight/git/git_validator.hpp"
+#include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+ServiceError invalid(const std::string& sentence) {
+    return {ServiceErrorCode::invalid, sentence};
+}
+
+void requireName(const std::string& option, const std::string& value) {
+    if (displayWidth(withoutControls(trimmed(value))) == 0) {  // nobody could see it
+        throw invalid("The option " + option + " is empty; give it a value. Nothing was changed.");
+    }
+}
+
+void requireRepository(const GitValidationResult& validation, const std::string& path,
+                       const std::string& baseBranch) {
+    if (!validation.repositoryRoot) {
+        throw invalid("There is no git repository at " + path + " (" + validation.message +
+                      "); give the path of a checkout with --repo.");
+    }
+    if (!validation.isValid) {
+        throw invalid("The repository " + path + " has no branch \"" + baseBranch + "\" (" +
+                      validation.message + "); name one with --base.");
+    }
+}
+
+/// Worktrees never go into the checkout's own directory, where git would take them for content.
+void requireOutside(const std::string& worktrees, const std::string& root) {
+    if (worktrees == root || WorktreeNaming::isInside(worktrees, root)) {
+        throw invalid("The worktrees cannot lie inside the checkout " + root +
+                      "; choose a directory beside it with --worktrees.");
+    }
+}
+
+Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest request) {
+    const std::string path = WorktreeNaming::standardizedPath(request.repository);
+    const GitRunner ask = limitedGit(gitMarkOf(home), GitOutput::answer);
+    const GitValidationResult validation = co_await GitValidator::validate(path, request.baseBranch, ask);
+    requireRepository(validation, path, request.baseBranch);
+    const std::string root = resolvedPath(*validation.repositoryRoot);
+    const std::string worktrees =
+        resolvedPath(request.worktrees ? *request.worktrees : WorktreeNaming::defaultRootPath(root));
+    requireOutside(worktrees, root);
+    co_return AppMapping{.bundleID = request.bundleID,
+                         .appName = request.appName,
+                         .repoPath = root,
+                         .worktreeRootPath = worktrees,
+                         .baseBranch = request.baseBranch};
+}
+
+}  // namespace
+
+void requireNames(const MappingRequest& request) {
+    requireName("--bundle", request.bundleID);
+    requireName("--app", request.appName);
+    requireName("--base", request.baseBranch);
+    requireName("--repo", request.repository);
+    requireName("--worktrees", request.worktrees.value_or("beside the checkout"));
+}
+
+Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request) {
+    AppMapping mapping = co_await checkedMapping(owned.home, std::move(request));
+    co_await owned.store.mappings.upsert(mapping);
+    co_await owned.manager->releaseWaitingItems(mapping.bundleID);
+    co_return mapping;
+}
+
+}  // namespace quernlight::host
