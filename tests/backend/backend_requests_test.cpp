@@ -53,27 +53,21 @@ TEST_F(BackendRequestsTest, ListsCarryTheTokenAndNoBody) {
               "GET https://backend.example/v1/bugs?status=in_review&limit=50");
 }
 
-TEST_F(BackendRequestsTest, AStatusWithSignsOfItsOwnStaysOneQueryValue) {
-    EXPECT_EQ(line(requests.bugs("a&b #%", 1)),
-              "GET https://backend.example/v1/bugs?status=a%26b%20%23%25&limit=1");
-}
-
-TEST_F(BackendRequestsTest, PathsAreAppendedToTheBasePath) {
-    EXPECT_EQ(line(at("https://h.example/api").apps()), "GET https://h.example/api/v1/apps");
-    EXPECT_EQ(line(at("https://h.example/api/").apps()), "GET https://h.example/api/v1/apps");
+TEST_F(BackendRequestsTest, PathsAreAppendedToTheBasePathWithoutTheBasesQuery) {
+    for (const char* base :
+         {"https://h.example/api", "https://h.example/api/", "https://h.example/api?key=1#top"}) {
+        const BackendRequests based = at(base);
+        EXPECT_EQ(line(based.apps()), "GET https://h.example/api/v1/apps");
+        EXPECT_EQ(line(based.bugs("open", 5)), "GET https://h.example/api/v1/bugs?status=open&limit=5");
+        EXPECT_EQ(line(based.deleteBug("AB")), "DELETE https://h.example/api/v1/bugs/ab");
+    }
     EXPECT_EQ(line(at("http://127.0.0.1:8080/?x=1#y").apps()), "GET http://127.0.0.1:8080/v1/apps");
 }
 
-TEST_F(BackendRequestsTest, TheBaseURLsOwnQueryIsNoPartOfARequest) {
-    const BackendRequests based = at("https://h.example/api?key=1#top");
-    EXPECT_EQ(line(based.apps()), "GET https://h.example/api/v1/apps");
-    EXPECT_EQ(line(based.bugs("open", 5)), "GET https://h.example/api/v1/bugs?status=open&limit=5");
-    EXPECT_EQ(line(based.deleteBug("AB")), "DELETE https://h.example/api/v1/bugs/ab");
-}
-
-TEST_F(BackendRequestsTest, ABlankOrAPlusInAStatusArrivesAsItIs) {
-    EXPECT_EQ(line(requests.bugs("a+b c", 1)),
-              "GET https://backend.example/v1/bugs?status=a%2Bb%20c&limit=1");
+TEST_F(BackendRequestsTest, AStatusStaysOneQueryValueWhateverItHolds) {
+    const std::string bugs = "GET https://backend.example/v1/bugs?status=";
+    EXPECT_EQ(line(requests.bugs("a&b #%", 1)), bugs + "a%26b%20%23%25&limit=1");
+    EXPECT_EQ(line(requests.bugs("a+b c", 1)), bugs + "a%2Bb%20c&limit=1");
 }
 
 TEST_F(BackendRequestsTest, ABugIdIsTrimmedLowerCasedAndCutToEightInEveryPath) {
@@ -91,11 +85,8 @@ TEST_F(BackendRequestsTest, ABugIdIsTrimmedLowerCasedAndCutToEightInEveryPath) {
               "DELETE " + bug + "/comments/ABCDEF00-0000-4000-8000-00000000000A");
 }
 
-TEST_F(BackendRequestsTest, AShortBugIdIsUsedWholeInLowerCase) {
-    EXPECT_EQ(line(requests.bugDetail("AB12c")), "GET https://backend.example/v1/bugs/ab12c");
-}
-
 TEST_F(BackendRequestsTest, ABugIdStaysInsideItsPathSegment) {
+    EXPECT_EQ(line(requests.bugDetail("AB12c")), "GET https://backend.example/v1/bugs/ab12c");
     EXPECT_EQ(line(requests.bugDetail("../apps")), "GET https://backend.example/v1/bugs/..%2Fapps");
     EXPECT_EQ(line(requests.bugDetail("a?b#c%d")), "GET https://backend.example/v1/bugs/a%3Fb%23c%25d");
     EXPECT_EQ(line(requests.bugDetail("a\nb\x01 c")), "GET https://backend.example/v1/bugs/a%0Ab%01%20c");

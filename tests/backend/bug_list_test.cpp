@@ -43,9 +43,5 @@ TEST(BugListTest, BugsOfTheSameInstantStayInTheOrderInWhichTheyCame) {
               (std::vector<std::string>{"b", "a", "c"}));
 }
 
-TEST(BugListTest, NoListsMakeAnEmptyList) {
-    EXPECT_TRUE(mergedBugs({}).empty());
-}
-
 }  // namespace
 }  // namespace quernlight

@@ -95,23 +95,6 @@ TEST_F(ClientCommentTest, TheCommentOfTheAnswerIsReturned) {
     EXPECT_EQ(comment({.body = "B"}, {file("a.txt", "")}).body, "Done.");
 }
 
-TEST_F(ClientCommentTest, AFileWithoutAKnownExtensionIsJustBytes) {
-    comment({.body = "B"}, {file("Makefile", "all:")});
-    EXPECT_NE(form().find("filename=\"Makefile\"\r\nContent-Type: application/octet-stream\r\n\r\nall:\r\n"),
-              std::string::npos);
-}
-
-TEST_F(ClientCommentTest, QuotesAndBackslashesOfAFileNameAreEscaped) {
-    comment({.body = "B"}, {file("a\"b\\c.txt", "x")});
-    EXPECT_NE(form().find("; filename=\"a\\\"b\\\\c.txt\"\r\nContent-Type: text/plain\r\n\r\nx\r\n"),
-              std::string::npos);
-}
-
-TEST_F(ClientCommentTest, LineBreaksAreLeftOutOfAFileName) {
-    comment({.body = "B"}, {file("a\r\nb.txt", "x")});
-    EXPECT_NE(form().find("; filename=\"ab.txt\"\r\nContent-Type: text/plain\r\n"), std::string::npos);
-}
-
 TEST_F(ClientCommentTest, OneUnreadableFileAmongReadableOnesKeepsEverythingFromBeingSent) {
     EXPECT_EQ(refusal({file("a.txt", "x"), directory / "missing.txt"}), std::errc::no_such_file_or_directory);
     EXPECT_EQ(refusal({directory.path()}), std::errc::is_a_directory);

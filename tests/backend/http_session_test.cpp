@@ -70,20 +70,14 @@ TEST_F(HttpSessionTest, ARequestArrivesAsItWasGivenAndItsAnswerComesBack) {
     EXPECT_EQ(seen.body, "body");
 }
 
-TEST_F(HttpSessionTest, AnEmptyHeaderValueIsSent) {
-    server.answer({});
-    HttpRequest toSend = request("/");
-    toSend.headers.push_back({"x-app-name", ""});
-    send(toSend);
-    EXPECT_EQ(server.requests().at(0).header("x-app-name"), "");
-}
-
 TEST_F(HttpSessionTest, AHeaderValueArrivesAsTheBytesItHas) {
-    server.answer({});
-    HttpRequest toSend = request("/");
-    toSend.headers.push_back({"x-app-name", "Nötes; \"a\": b"});
-    send(toSend);
-    EXPECT_EQ(server.requests().at(0).header("x-app-name"), "Nötes; \"a\": b");
+    for (const char* value : {"", "Nötes; \"a\": b"}) {
+        server.answer({});
+        HttpRequest toSend = request("/");
+        toSend.headers.push_back({"x-app-name", value});
+        send(toSend);
+        EXPECT_EQ(server.requests().back().header("x-app-name"), value);
+    }
 }
 
 TEST_F(HttpSessionTest, ALargeBodyIsSentWholeAndWithoutAPause) {
@@ -152,33 +146,6 @@ TEST_F(HttpSessionTest, AHeaderValueWithALineBreakIsRefusedBeforeSending) {
         EXPECT_EQ(message, "The HTTP header \"x-app-name\" contains a line break.");
     }
     EXPECT_TRUE(server.requests().empty());
-}
-
-TEST_F(HttpSessionTest, ARedirectOnTheSameHostKeepsTheToken) {
-    server.answer({.status = 302, .headers = {{"Location", "/new"}}});
-    server.answer({.body = "moved"});
-    EXPECT_EQ(send(request("/old")).body, "moved");
-    EXPECT_EQ(server.requests().at(1).target, "/new");
-    EXPECT_EQ(server.requests().at(1).header("Authorization"), "Bearer secret-token");
-}
-
-TEST_F(HttpSessionTest, ARedirectToAnotherHostLosesTheToken) {
-    RecordingServer other;
-    const std::string elsewhere = "http://localhost:" + std::to_string(other.port()) + "/new";
-    server.answer({.status = 302, .headers = {{"Location", elsewhere}}});
-    other.answer({.body = "moved"});
-    EXPECT_EQ(send(request("/old")).body, "moved");
-    EXPECT_EQ(other.requests().at(0).header("Authorization"), std::nullopt);
-}
-
-TEST_F(HttpSessionTest, ARedirectOfAChangeKeepsMethodAndBody) {
-    server.answer({.status = 302, .headers = {{"Location", "/new"}}});
-    server.answer({});
-    HttpRequest patch = request("/old", "PATCH");
-    patch.body = "{}";
-    send(patch);
-    EXPECT_EQ(server.requests().at(1).line(), "PATCH /new");
-    EXPECT_EQ(server.requests().at(1).body, "{}");
 }
 
 TEST_F(HttpSessionTest, OnlyHTTPIsSpoken) {

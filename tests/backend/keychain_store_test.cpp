@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <optional>
-#include <type_traits>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -17,8 +16,6 @@
 
 namespace quernlight {
 namespace {
-
-static_assert(!std::is_default_constructible_v<KeychainStore>, "there is no default service");
 
 struct Answer {
     int status = 0;

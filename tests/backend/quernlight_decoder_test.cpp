@@ -87,11 +87,6 @@ TEST(QuernlightDecoderTest, RequiredMetadataThatIsNullIsTheNullValue) {
     EXPECT_EQ(decode<QLBugSummaryDTO>(with(bugJSON(), "metadata", nullptr)).metadata, JSONValue::null());
 }
 
-TEST(QuernlightDecoderTest, ACommentWithoutAttachmentsFails) {
-    EXPECT_EQ(failure<QLCommentDTO>(without(commentJSON(), "attachments")).codingPath(),
-              "QLCommentDTO.attachments");
-}
-
 TEST(QuernlightDecoderTest, ACommentWithNoAttachmentsAndNoAuthorTypeDecodes) {
     const auto comment = decode<QLCommentDTO>(commentJSON());
     EXPECT_TRUE(comment.attachments.empty());
@@ -110,66 +105,6 @@ TEST(QuernlightDecoderTest, ARequiredKeyThatIsNullFails) {
         error.what(),
         "The key \"title\" of QLBugSummaryDTO (QLBugSummaryDTO.title) in the backend's answer is not a "
         "text.");
-}
-
-TEST(QuernlightDecoderTest, EveryRequiredKeyOfABugIsRequired) {
-    for (const auto& [key, value] : bugJSON()) {
-        const std::string name(key);
-        EXPECT_EQ(failure<QLBugSummaryDTO>(without(bugJSON(), name.c_str())).codingPath(),
-                  "QLBugSummaryDTO." + name);
-    }
-}
-
-TEST(QuernlightDecoderTest, EveryFieldOfABugComesFromItsKey) {
-    json::object answer = bugJSON("3F2A9C1D-0000-4000-8000-000000000000");
-    for (const char* key : {"description", "reporter", "app_version", "os_version", "device_model",
-                            "device_name", "duplicate_of"}) {
-        answer[key] = std::string("the ") + key;
-    }
-    answer["pr_url"] = "https://git.example/pull/1";
-    const auto bug = decode<QLBugSummaryDTO>(answer);
-    EXPECT_EQ(bug.id, "3F2A9C1D-0000-4000-8000-000000000000");
-    EXPECT_EQ(bug.description, "the description");
-    EXPECT_EQ(bug.reporter, "the reporter");
-    EXPECT_EQ(bug.appVersion, "the app_version");
-    EXPECT_EQ(bug.osVersion, "the os_version");
-    EXPECT_EQ(bug.deviceModel, "the device_model");
-    EXPECT_EQ(bug.deviceName, "the device_name");
-    EXPECT_EQ(bug.duplicateOf, "the duplicate_of");
-    EXPECT_EQ(bug.prURL, Url::parse("https://git.example/pull/1"));
-    EXPECT_EQ(bug.occurredAt, parseInstant("2026-03-01T09:00:00Z"));
-    EXPECT_EQ(bug.updatedAt, parseInstant("2026-03-02T10:20:30.500Z"));
-    EXPECT_EQ(bug.attachmentCount, 2);
-    EXPECT_EQ(bug.commentCount, 3);
-    EXPECT_EQ(bug.appID, parseUuid("00000000-0000-4000-8000-000000000001"));
-    EXPECT_EQ(bug.bundleID, "com.example.notes");
-    EXPECT_EQ(bug.appName, "Notes");
-}
-
-TEST(QuernlightDecoderTest, AFullBugHasALogKeyAndNoCounts) {
-    const auto response =
-        QuernlightDecoder::make().decode<QLBugDetailResponse>(bugDetailJSON({commentJSON("Seen.")}));
-    EXPECT_EQ(response.bug.id, "3f2a9c1d");
-    EXPECT_EQ(response.bug.logS3Key, "logs/3f2a9c1d.zip");
-    EXPECT_EQ(response.attachments.at(0).filename, "screen.png");
-    EXPECT_EQ(response.comments.at(0).body, "Seen.");
-    EXPECT_EQ(response.logURL, Url::parse("https://logs.example/3f2a9c1d.zip"));
-}
-
-TEST(QuernlightDecoderTest, TheAnswerToFilingABugCountsItsAttachmentsUnderAnotherKey) {
-    const auto created = QuernlightDecoder::make().decode<QLCreateBugResponse>(createdBugJSON());
-    EXPECT_EQ(created.id, "3f2a9c1d");
-    EXPECT_EQ(created.attachmentsCount, 1);
-}
-
-TEST(QuernlightDecoderTest, AnAttachmentOfACommentNamesIt) {
-    json::object answer = with(attachmentJSON(), "comment_id", "00000000-0000-4000-8000-0000000000C1");
-    answer["download_url"] = "https://files.example/a%20b.png?x=1";
-    const auto attachment = decode<QLAttachmentDTO>(answer);
-    EXPECT_EQ(attachment.commentID, parseUuid("00000000-0000-4000-8000-0000000000c1"));
-    EXPECT_EQ(attachment.sizeBytes, 5000000000);
-    EXPECT_EQ(attachment.downloadURL->text(), "https://files.example/a%20b.png?x=1");
-    EXPECT_EQ(decode<QLAttachmentDTO>(attachmentJSON()).commentID, std::nullopt);
 }
 
 /// The number of open bugs of an app whose answer spells it so.
@@ -232,15 +167,6 @@ TEST(QuernlightDecoderTest, TextThatIsNoJSONOrAnotherValueFails) {
                  "The backend's answer, a QLAppListResponse, is not an object.");
     EXPECT_EQ(failure<QLAppListResponse>(json::object{{"apps", {1}}}).codingPath(),
               "QLAppListResponse.apps[0]");
-}
-
-TEST(QuernlightDecoderTest, TheDeviceIsShownInWords) {
-    auto bug = decode<QLBugSummaryDTO>(with(bugJSON(), "device_model", "iPhone15,2"));
-    EXPECT_EQ(bug.displayDeviceModel(), "iPhone 14 Pro (iPhone15,2)");
-    EXPECT_EQ(
-        decode<QLBugDetailDTO>(with(detailedBugJSON(), "device_name", "Lab phone")).displayDeviceModel(),
-        "Lab phone");
-    EXPECT_EQ(decode<QLBugSummaryDTO>(bugJSON()).displayDeviceModel(), std::nullopt);
 }
 
 }  // namespace
