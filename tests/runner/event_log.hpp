@@ -111,13 +111,4 @@ class EventLog {
     std::optional<int> exitCode_;
 };
 
-/// How many descriptors this process has open.
-inline std::size_t openDescriptorCount() {
-    std::size_t count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/dev/fd")) {
-        ++count;
-    }
-    return count;
-}
-
 }  // namespace quernlight::test

@@ -31,32 +31,18 @@ class PTYProcessExitTest : public PTYProcessFixture {
     std::ofstream released_;
 };
 
-TEST_F(PTYProcessExitTest, AChildKilledBySigkillReports137) {
+TEST_F(PTYProcessExitTest, TheExitCodeIsTheStatusOr128AndTheSignal) {
+    EXPECT_EQ(exitCodeOf("exit 3"), 3);
+    EXPECT_EQ(exitCodeOf("kill -TERM $$"), 143);
     EXPECT_EQ(exitCodeOf("kill -KILL $$"), 137);
 }
 
-TEST_F(PTYProcessExitTest, AChildKilledBySigtermReports143) {
-    EXPECT_EQ(exitCodeOf("kill -TERM $$"), 143);
-}
-
-TEST_F(PTYProcessExitTest, AChildThatExitsWithStatus3Reports3) {
-    EXPECT_EQ(exitCodeOf("exit 3"), 3);
-}
-
-TEST_F(PTYProcessExitTest, TheExitCommandAfterTheExitThrows) {
+TEST_F(PTYProcessExitTest, AfterTheExitOnlySignalsAreTaken) {
     exitCodeOf("exit 0");
     expectNotRunning([this] { terminate(TerminationMode::requestExitCommand); });
-}
-
-TEST_F(PTYProcessExitTest, WritesAndResizesAfterTheExitThrow) {
-    exitCodeOf("exit 0");
     expectNotRunning([this] { write("text"); });
     expectNotRunning([this] { process->resize(80, 24); });
     EXPECT_FALSE(process->snapshot());
-}
-
-TEST_F(PTYProcessExitTest, SignalsAfterTheExitAreHarmless) {
-    exitCodeOf("exit 0");
     terminate(TerminationMode::interrupt);
     terminate(TerminationMode::kill);
 }

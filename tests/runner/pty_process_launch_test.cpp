@@ -8,6 +8,7 @@
 
 #include "quernlight/platform/process_table.hpp"
 #include "tests/runner/pty_process_fixture.hpp"
+#include "tests/support/process_state.hpp"
 
 namespace quernlight {
 namespace {
@@ -81,25 +82,6 @@ TEST_F(PTYProcessLaunchTest, TheChildRunsInTheRepositoryAndLeadsASessionOnItsTer
     EXPECT_EQ(log->wholeOutput(), expected);
 }
 
-TEST_F(PTYProcessLaunchTest, NoRowsAndNoColumnsMakeATerminalOfOneByOne) {
-    request.rows = 0;
-    request.columns = 0;
-    shell("stty size");
-    EXPECT_EQ(log->wholeOutput(), "1 1\r\n");
-}
-
-TEST_F(PTYProcessLaunchTest, AnEmptyEnvironmentGivesTheChildNone) {
-    request.environment.clear();
-    start({"/usr/bin/env"});
-    EXPECT_EQ(log->wholeOutput(), "");
-}
-
-TEST_F(PTYProcessLaunchTest, TheEnvironmentIsWhatTheRequestSaysSortedByKey) {
-    request.environment = {{"B", "2=2"}, {"A", "1"}, {"C", ""}};
-    start({"/usr/bin/env"});
-    EXPECT_EQ(log->wholeOutput(), "A=1\r\nB=2=2\r\nC=\r\n");
-}
-
 TEST_F(PTYProcessLaunchTest, AnEmptyLaunchCommandIsRefusedBeforeAnythingIsOpened) {
     const auto before = openDescriptorCount();
     EXPECT_EQ(startFailure({}), "Codex launch command is empty.");
@@ -117,8 +99,10 @@ TEST_F(PTYProcessLaunchTest, AProgramThatIsNotThereCannotBeLaunched) {
 }
 
 TEST_F(PTYProcessLaunchTest, ARepositoryThatIsNotThereCannotBeLaunchedIn) {
-    request.repoPath = directory / "missing";
-    EXPECT_EQ(startFailure({"/bin/sh"}), "Unable to launch Codex: No such file or directory");
+    for (const auto& path : {(directory / "missing").string(), std::string()}) {
+        request.repoPath = path;
+        EXPECT_EQ(startFailure({"/bin/sh"}), "Unable to launch Codex: No such file or directory") << path;
+    }
 }
 
 TEST_F(PTYProcessLaunchTest, TheTerminalIsAsLargeAsTheRequestSays) {
@@ -154,11 +138,6 @@ TEST_F(PTYProcessLaunchTest, TheEnvironmentOfThisProcessIsNotInherited) {
     start({"/usr/bin/env"});
     ::unsetenv("QUERNLIGHT_TEST_LEAK");
     EXPECT_EQ(log->wholeOutput(), "PATH=/usr/bin:/bin\r\n");
-}
-
-TEST_F(PTYProcessLaunchTest, NoRepositoryAtAllIsNoneThatIsThere) {
-    request.repoPath = "";
-    EXPECT_EQ(startFailure({"/bin/sh"}), "Unable to launch Codex: No such file or directory");
 }
 
 TEST_F(PTYProcessLaunchTest, AProgramThatMayNotBeRunCannotBeLaunched) {

@@ -57,13 +57,6 @@ TEST_F(PTYProcessTest, AResizeIsSeenByTheChild) {
     EXPECT_NE(log->wholeOutput().find("40 100"), std::string::npos);
 }
 
-TEST_F(PTYProcessTest, AResizeToNothingMakesATerminalOfOneByOne) {
-    rawShell("head -c 1 >/dev/null; stty size");
-    process->resize(0, 0);
-    write("x");
-    EXPECT_NE(log->wholeOutput().find("\n1 1"), std::string::npos);
-}
-
 TEST_F(PTYProcessTest, EventsAreStartedThenOutputThenExitedOnce) {
     const StartSessionResponse response = shell("printf text");
     EXPECT_EQ(response.sessionID, request.sessionID);

@@ -62,28 +62,6 @@ TEST_F(SessionListenersTest, AListenerThatComesLateHearsOnlyWhatHappensAfterward
     EXPECT_EQ(second.kinds(), "OX");
 }
 
-TEST_F(SessionListenersTest, TwoListenersBothHearEveryEvent) {
-    EventLog first = listen();
-    EventLog second = listen();
-    shell("printf text");
-    EXPECT_EQ(first.wholeOutput(), "text");
-    EXPECT_EQ(second.wholeOutput(), "text");
-    EXPECT_EQ(first.kinds(), "SOX");
-    EXPECT_EQ(second.kinds(), "SOX");
-}
-
-TEST_F(SessionListenersTest, AListenerThatLeavesDoesNotDisturbTheOther) {
-    EventLog staying = listen();
-    {
-        EventLog leaving = listen();
-        shell("printf ready; read word");
-        leaving.outputWith("ready");
-    }
-    send("\n");
-    EXPECT_NE(staying.wholeOutput().find("ready"), std::string::npos);
-    EXPECT_EQ(staying.kinds(), "SOX");
-}
-
 TEST_F(SessionListenersTest, AStreamThatOutlivesTheRunnerIsHarmless) {
     auto stream = runner->events(sessionID);
     runner.reset();

@@ -9,6 +9,7 @@
 
 #include "quernlight/platform/process_table.hpp"
 #include "tests/runner/codex_runner_fixture.hpp"
+#include "tests/support/process_state.hpp"
 #include "tests/support/run_task.hpp"
 
 namespace quernlight {

@@ -19,20 +19,11 @@ TEST(TerminalInputEncodingTest, LineBreaksBecomeCarriageReturns) {
         {"\n\r", "\r\r"},       {"\n\r\n", "\r\r"},
         {"\r\r\n\n", "\r\r\r"}, {"\n\n", "\r\r"},
         {"\ra\n", "\ra\r"},     {"a\r\nb\nc", "a\rb\rc"},
+        {"a\nb", "a\rb"},       {"\r\r\n", "\r\r"},
     };
     for (const Row& row : rows) {
         EXPECT_EQ(dataForPTYWrite(row.input), row.expected) << testing::PrintToString(row.input);
     }
-}
-
-TEST(TerminalInputEncodingTest, ALoneLineFeedBecomesACarriageReturn) {
-    EXPECT_EQ(dataForPTYWrite("a\nb"), "a\rb");
-}
-
-TEST(TerminalInputEncodingTest, ACarriageReturnWithItsLineFeedIsOneCarriageReturn) {
-    EXPECT_EQ(dataForPTYWrite("a\r\nb\nc"), "a\rb\rc");
-    EXPECT_EQ(dataForPTYWrite("\r\n\n"), "\r\r");
-    EXPECT_EQ(dataForPTYWrite("\r\r\n"), "\r\r");
 }
 
 TEST(TerminalInputEncodingTest, EveryOtherByteIsCopied) {
@@ -47,22 +38,18 @@ TEST(TerminalInputEncodingTest, EveryOtherByteIsCopied) {
     EXPECT_EQ(dataForPTYWrite(""), "");
 }
 
-TEST(InitialPromptSendPlanTest, AnEmptyPromptHasNoChunks) {
-    EXPECT_EQ(InitialPromptSendPlan::chunks(""), Chunks());
-}
-
-TEST(InitialPromptSendPlanTest, TextWithoutALineFeedAtItsEndGetsOneAndThenEnter) {
-    EXPECT_EQ(InitialPromptSendPlan::chunks("one\ntwo"), (Chunks{"one\ntwo\n", "\n"}));
-}
-
-TEST(InitialPromptSendPlanTest, TextThatEndsInOneLineFeedStaysAsItIs) {
-    EXPECT_EQ(InitialPromptSendPlan::chunks("one\n"), (Chunks{"one\n", "\n"}));
-    EXPECT_EQ(InitialPromptSendPlan::chunks("\n"), (Chunks{"\n", "\n"}));
-}
-
-TEST(InitialPromptSendPlanTest, TextThatEndsInTwoLineFeedsLosesExactlyOne) {
-    EXPECT_EQ(InitialPromptSendPlan::chunks("one\n\n"), (Chunks{"one\n", "\n"}));
-    EXPECT_EQ(InitialPromptSendPlan::chunks("one\n\n\n"), (Chunks{"one\n\n", "\n"}));
+TEST(InitialPromptSendPlanTest, TheTextEndsInALineFeedAndThenComesEnter) {
+    const std::pair<const char*, Chunks> rows[] = {
+        {"", {}},
+        {"one\ntwo", {"one\ntwo\n", "\n"}},
+        {"one\n", {"one\n", "\n"}},
+        {"\n", {"\n", "\n"}},
+        {"one\n\n", {"one\n", "\n"}},
+        {"one\n\n\n", {"one\n\n", "\n"}},
+    };
+    for (const auto& [input, chunks] : rows) {
+        EXPECT_EQ(InitialPromptSendPlan::chunks(input), chunks) << testing::PrintToString(input);
+    }
 }
 
 TEST(TypeableTextTest, NoControlCharacterButTheLineFeedIsTyped) {
