@@ -1,6 +1,5 @@
 #include <cstddef>
 #include <filesystem>
-#include <iterator>
 #include <string>
 
 #include <sys/stat.h>
@@ -9,6 +8,7 @@
 
 #include "tests/dispatch/codex_threads_fixture.hpp"
 #include "tests/storage/database_fixture.hpp"
+#include "tests/support/process_state.hpp"
 
 namespace quernlight {
 namespace {
@@ -51,13 +51,7 @@ class LockDuringPreparation {
     bool isLocked_ = false;
 };
 
-class CodexSessionResolverFailureTest : public CodexThreadsFixture {
-  protected:
-    static std::size_t openDescriptors() {
-        const fs::directory_iterator descriptors("/dev/fd");
-        return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
-    }
-};
+using CodexSessionResolverFailureTest = CodexThreadsFixture;
 
 TEST_F(CodexSessionResolverFailureTest, AMissingDatabaseCannotBeOpenedAndIsNotCreated) {
     EXPECT_EQ(failure(),
@@ -130,7 +124,7 @@ TEST_F(CodexSessionResolverFailureTest, APathIsNeverTakenForAUriOrASpecialName) 
 }
 
 TEST_F(CodexSessionResolverFailureTest, TheDatabaseIsClosedOnEveryPath) {
-    const std::size_t before = openDescriptors();
+    const std::size_t before = test::openDescriptorCount();
     failure();  // cannot be opened
     connection().execute("CREATE TABLE other (id TEXT)");
     failure();  // cannot be prepared
@@ -142,7 +136,7 @@ TEST_F(CodexSessionResolverFailureTest, TheDatabaseIsClosedOnEveryPath) {
     EXPECT_EQ(latestID(), threadID(2));
     test::writeFile(path_, test::readFile(path_).substr(0, 8192) + std::string(4096, '\xFF'));
     failure();  // fails in the step
-    EXPECT_EQ(openDescriptors(), before);
+    EXPECT_EQ(test::openDescriptorCount(), before);
 }
 
 }  // namespace

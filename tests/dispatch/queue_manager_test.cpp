@@ -3,6 +3,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -53,23 +54,6 @@ TEST_F(QueueManagerTest, EnqueueingWritesTheItemAndThenItsEvent) {
     EXPECT_THAT(writes(), ElementsAre("insert a 0 waitingForMapping", "event enqueued"));
 }
 
-TEST_F(QueueManagerTest, EachQueueNumbersItsOwnActiveItemsFromZero) {
-    enqueueAll({"a", "b"});
-    EXPECT_EQ(enqueue("m", manual).queuePosition, 0);
-    EXPECT_EQ(enqueue("n", manual).queuePosition, 1);
-    EXPECT_EQ(enqueue("c").queuePosition, 2);
-}
-
-TEST_F(QueueManagerTest, ItemsThatHaveLeftTheQueueDoNotCountForTheNextPosition) {
-    enqueueAll({"a", "b", "c", "d", "e"});
-    const std::vector<std::pair<std::string, QueueItemStatus>> left{
-        {"b", completed}, {"c", failed}, {"d", cancelled}, {"e", awaitingUserInput}};
-    for (const auto& [bugID, reason] : left) {
-        setStatus(bugID, reason);
-    }
-    EXPECT_EQ(enqueue("f").queuePosition, 1);
-}
-
 TEST_F(QueueManagerTest, TheBugsPageLiesBeneathTheBackendsUrl) {
     const std::vector<std::pair<std::string, std::string>> pages{
         {"https://bugs.acme.example", "https://bugs.acme.example/v1/bugs/view/a"},
@@ -107,28 +91,20 @@ TEST_F(QueueManagerTest, TheItemThatEnqueueReturnsEqualsTheRowAsStored) {
     EXPECT_EQ(retried, item("abcdef12"));
 }
 
-TEST_F(QueueManagerTest, ABugIsKnownByItsShortIdFromTheMomentItIsEnqueued) {
-    const BugQueueItem added = enqueue(" 3F2A9C10-0000-4000-8000-000000000000\n");
-    EXPECT_EQ(added.bugID, "3f2a9c10");
-    EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/3f2a9c10");
-    EXPECT_EQ(enqueue("3F2A9C10"), added);
-}
-
-TEST_F(QueueManagerTest, ABugWhoseShortFormEndsInABlankHasOneIdInItsRowAndItsPage) {
-    const BugQueueItem added = enqueue("ABCDEFG HIJ");
-    EXPECT_EQ(added.bugID, "abcdefg");
-    EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/" + added.bugID);
-}
-
-TEST_F(QueueManagerTest, ABugWhoseIdHoldsANulHasOneIdInItsRowAndItsPage) {
-    const BugQueueItem added = enqueue(std::string("ab \0cd", 6));
-    EXPECT_EQ(added, item("ab"));
-    EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/ab");
-    EXPECT_EQ(enqueue(std::string("ab\0xy", 5)), added);
-}
-
-TEST_F(QueueManagerTest, ASlashInABugIdStaysInsideItsPartOfTheUrl) {
-    EXPECT_EQ(enqueue("a/../b").bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/a%2F..%2Fb");
+TEST_F(QueueManagerTest, ABugHasOneIdInItsRowAndItsPageWhicheverFormOfItIsEnqueued) {
+    const std::vector<std::tuple<std::string, std::string, std::string>> rows{
+        {" 3F2A9C10-0000-4000-8000-000000000000\n", "3f2a9c10", "3f2a9c10"},
+        {"ABCDEFG HIJ", "abcdefg", "abcdefg"},    // its short form would end in a blank
+        {std::string("ab \0cd", 6), "ab", "ab"},  // a text in the database ends at a null
+        {"a/../b", "a/../b", "a%2F..%2Fb"},
+    };
+    for (const auto& [given, bugID, inPage] : rows) {
+        const BugQueueItem added = enqueue(given);
+        EXPECT_EQ(added, item(bugID));
+        EXPECT_EQ(added.bugURL.text(), "https://bugs.acme.example/base/v1/bugs/view/" + inPage);
+        EXPECT_EQ(enqueue(bugID), added);
+        EXPECT_EQ(enqueue(given), added);
+    }
 }
 
 TEST_F(QueueManagerTest, ABlankBugIdIsRefused) {
@@ -139,23 +115,6 @@ TEST_F(QueueManagerTest, ABlankBugIdIsRefused) {
         EXPECT_EQ(error, BackendError::invalidURL());
     }
     EXPECT_THAT(order(), IsEmpty());
-}
-
-TEST_F(QueueManagerTest, ABugOfAMappedAppIsQueued) {
-    mapApp();
-    EXPECT_EQ(enqueue("a").status, queued);
-    EXPECT_THAT(events("a"), ElementsAre(event("enqueued", "Added to queue.")));
-}
-
-TEST_F(QueueManagerTest, ABugOfAnAppWithoutMappingWaitsForIt) {
-    EXPECT_EQ(enqueue("a").status, waitingForMapping);
-    EXPECT_THAT(events("a"),
-                ElementsAre(event("enqueued", "Added to queue while waiting for repository mapping.")));
-}
-
-TEST_F(QueueManagerTest, TheManualQueueNeverWaitsForAMapping) {
-    EXPECT_EQ(enqueue("a", manual).status, queued);
-    EXPECT_THAT(events("a"), ElementsAre(event("enqueued", "Added to manual queue.")));
 }
 
 TEST_F(QueueManagerTest, ABugThatAnotherConnectionHasJustAddedIsReturnedAsThatOneStoredIt) {
@@ -214,35 +173,6 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Enqueueing a bug that is known
 
-TEST_F(QueueManagerTest, ABugThatIsActiveInTheSameQueueIsReturnedAsItIs) {
-    const BugQueueItem added = enqueue("a");
-    setStatus("a", running);
-    forgetEvents();
-    EXPECT_EQ(enqueue("a"), item("a"));
-    EXPECT_EQ(enqueue("a").id, added.id);
-    EXPECT_THAT(events("a"), IsEmpty());
-}
-
-TEST_F(QueueManagerTest, ABugThatHasLeftItsQueueIsRetriedNotInsertedAgain) {
-    for (const QueueItemStatus left : {completed, failed, cancelled, awaitingUserInput}) {
-        const std::string bugID(rawValue(left).substr(0, 4));
-        leaveBehind(bugID, left);
-        const Uuid known = id(bugID);
-        EXPECT_EQ(enqueue(bugID).id, known);
-        expectReadyForANewRun(bugID);
-        EXPECT_THAT(events(bugID), ElementsAre(event("retried", "Queued for retry.")));
-    }
-}
-
-TEST_F(QueueManagerTest, ARetriedBugTakesTheFlowThatItsNewStateCallsFor) {
-    leaveBehind("a", completed);
-    QLBugSummaryDTO inReview = bug("a");
-    inReview.status = "in_review";
-    const BugQueueItem again = run(manager_.enqueue(inReview, manual));
-    EXPECT_EQ(again.goalFlow, QueueItemGoalFlow::addressReview);
-    EXPECT_EQ(again.queueMode, manual);
-}
-
 TEST_F(QueueManagerTest, ABugThatIsMovedByEnqueueingTakesTheFlowThatItsNewStateCallsFor) {
     enqueue("a");
     QLBugSummaryDTO withPullRequest = bug("a");
@@ -268,27 +198,6 @@ TEST_F(QueueManagerTest, EnqueueingAKnownBugTakesNothingOfTheNewSummaryButItsFlo
     run(manager_.cancel(expected.id));
     run(elsewhere.enqueue(renamed, manual));
     EXPECT_EQ(item("a"), expected);
-}
-
-TEST_F(QueueManagerTest, ABugUnderWayInTheOtherQueueIsReturnedAsItIs) {
-    enqueue("a");
-    for (const QueueItemStatus underWay : {startingCodex, running, codexCompleted}) {
-        setStatus("a", underWay);
-        forgetEvents();
-        EXPECT_EQ(enqueue("a", manual), item("a"));
-        EXPECT_EQ(item("a").queueMode, automatic);
-        EXPECT_EQ(item("a").status, underWay);
-        EXPECT_EQ(eventCount(), 0U);
-    }
-}
-
-TEST_F(QueueManagerTest, ABugThatWaitsInTheOtherQueueIsMoved) {
-    enqueueAll({"a", "b"});
-    forgetEvents();
-    EXPECT_EQ(enqueue("a", manual).queueMode, manual);
-    EXPECT_THAT(order(automatic), ElementsAre("b"));
-    EXPECT_THAT(order(manual), ElementsAre("a"));
-    EXPECT_THAT(events("a"), ElementsAre(event("queueModeChanged", "Moved to manual queue.")));
 }
 
 // Failures
