@@ -1,7 +1,5 @@
 #include "quernlight/git/git_environment.hpp"
 
-#include <ostream>
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -57,40 +55,93 @@ struct PinnedCase {
     const char* pinned;
 };
 
-void PrintTo(const PinnedCase& row, std::ostream* out) {
-    *out << row.key;
+TEST(GitEnvironmentTest, PinnedConfigurationWinsOverTheRepositorysOwn) {
+    const PinnedCase rows[] = {
+        {"color.ui", "always", "false"},
+        {"color.advice", "always", "false"},
+        {"color.branch", "always", "false"},
+        {"color.diff", "always", "false"},
+        {"color.grep", "always", "false"},
+        {"color.push", "always", "false"},
+        {"color.remote", "always", "false"},
+        {"color.status", "always", "false"},
+        {"color.transport", "always", "false"},
+        {"core.filesRefLockTimeout", "0", "10000"},
+        {"core.packedRefsTimeout", "0", "10000"},
+        {"core.pager", "less", "cat"},
+        {"core.quotePath", "true", "false"},
+        {"grep.patternType", "perl", "basic"},
+        {"i18n.logOutputEncoding", "ISO-8859-1", "UTF-8"},
+        {"log.showSignature", "true", "false"},
+        {"merge.default", "union", "text"},
+        {"merge.directoryRenames", "true", "conflict"},
+        {"merge.renameLimit", "1", "7000"},
+        {"merge.renames", "false", "true"},
+        {"merge.renormalize", "true", "false"},
+    };
+    for (const PinnedCase& row : rows) {
+        SCOPED_TRACE(row.key);
+        const PinnedCase& setting = row;
+        const test::GitSandbox sandbox;
+        const std::string repository = sandbox.makeRepository("Acme");
+        sandbox.git(repository, {"config", setting.key, setting.usersValue});
+        EXPECT_EQ(sandbox.git(repository, {"config", setting.key}), setting.pinned);
+    }
 }
-
-class PinnedConfigurationTest : public testing::TestWithParam<PinnedCase> {};
-
-TEST_P(PinnedConfigurationTest, WinsOverTheRepositorysOwn) {
-    const PinnedCase& setting = GetParam();
-    const test::GitSandbox sandbox;
-    const std::string repository = sandbox.makeRepository("Acme");
-    sandbox.git(repository, {"config", setting.key, setting.usersValue});
-    EXPECT_EQ(sandbox.git(repository, {"config", setting.key}), setting.pinned);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, PinnedConfigurationTest,
-    testing::Values(
-        PinnedCase{"color.ui", "always", "false"}, PinnedCase{"color.advice", "always", "false"},
-        PinnedCase{"color.branch", "always", "false"}, PinnedCase{"color.diff", "always", "false"},
-        PinnedCase{"color.grep", "always", "false"}, PinnedCase{"color.push", "always", "false"},
-        PinnedCase{"color.remote", "always", "false"}, PinnedCase{"color.status", "always", "false"},
-        PinnedCase{"color.transport", "always", "false"},
-        PinnedCase{"core.filesRefLockTimeout", "0", "10000"},
-        PinnedCase{"core.packedRefsTimeout", "0", "10000"}, PinnedCase{"core.pager", "less", "cat"},
-        PinnedCase{"core.quotePath", "true", "false"}, PinnedCase{"grep.patternType", "perl", "basic"},
-        PinnedCase{"i18n.logOutputEncoding", "ISO-8859-1", "UTF-8"},
-        PinnedCase{"log.showSignature", "true", "false"}, PinnedCase{"merge.default", "union", "text"},
-        PinnedCase{"merge.directoryRenames", "true", "conflict"},
-        PinnedCase{"merge.renameLimit", "1", "7000"}, PinnedCase{"merge.renames", "false", "true"},
-        PinnedCase{"merge.renormalize", "true", "false"}));
 
 TEST(GitEnvironmentTest, NumberedConfigurationOfTheCallerIsLeftOut) {
     EXPECT_THAT(gitEnvironment({"GIT_CONFIG_KEY_99=color.ui", "GIT_CONFIG_VALUE_99=always"}),
                 Not(Contains(testing::HasSubstr("_99="))));
+}
+
+TEST(NeededByGitTest, LeavesOutEveryVariableThatGitCallsLocalToARepository) {
+    const std::string names = test::runGitNow({"rev-parse", "--local-env-vars"}).output;
+    ASSERT_THAT(linesOf(names), Contains("GIT_DIR"));
+    for (const std::string_view name : linesOf(names)) {
+        const std::string entry = std::string(name) + "=inherited";
+        EXPECT_THAT(neededByGit({entry}), Not(Contains(entry)));
+    }
+}
+
+TEST(NeededByGitTest, KeepsWhatGitSshAndTheirHelpersNeed) {
+    for (const char* name : {"PATH",
+                             "HOME",
+                             "TMPDIR",
+                             "LC_ALL",
+                             "XDG_CONFIG_HOME",
+                             "SSH_AUTH_SOCK",
+                             "GNUPGHOME",
+                             "https_proxy",
+                             "HTTPS_PROXY",
+                             "NO_PROXY",
+                             "SSL_CERT_FILE",
+                             "GIT_SSL_CAINFO",
+                             "GIT_SSH_COMMAND",
+                             "GIT_AUTHOR_NAME",
+                             "GIT_COMMITTER_EMAIL",
+                             "GIT_CONFIG_GLOBAL",
+                             "GIT_CONFIG_NOSYSTEM",
+                             "GIT_LFS_SKIP_SMUDGE",
+                             "DBUS_SESSION_BUS_ADDRESS",
+                             "SECURITYSESSIONID",
+                             "DEVELOPER_DIR"}) {
+        const std::string entry = std::string(name) + "=kept";
+        EXPECT_THAT(neededByGit({entry}), Contains(entry));
+    }
+}
+
+TEST(NeededByGitTest, KeepsTheMarksByWhichTheHostKnowsItsOwn) {
+    const std::string mark = "QUERNLIGHT_DISPATCH_SESSION=1";
+    EXPECT_THAT(neededByGit({mark}), Contains(mark));
+}
+
+TEST(NeededByGitTest, LeavesOutAllElseAboveAllSecretsAndWhatChangesAnswers) {
+    for (const char* name :
+         {"AWS_SECRET_ACCESS_KEY", "GITHUB_TOKEN", "QUERNLIGHT_TOKEN", "LD_PRELOAD", "EDITOR",
+          "GIT_EXTERNAL_DIFF", "GIT_LITERAL_PATHSPECS", "GIT_DIRECTIONS", "PATHS", "XAUTHORITY"}) {
+        EXPECT_THAT(neededByGit({std::string(name) + "=x"}),
+                    Not(Contains(StartsWith(std::string(name) + "="))));
+    }
 }
 
 }  // namespace

@@ -128,12 +128,14 @@ TEST_F(MergeCommandsTest, WhereMessagesAreNotReadableTheMentionsCommitIsLookedFo
     EXPECT_EQ(mergeState(), "merged");
 }
 
-TEST_F(MergeCommandsTest, ANoticeBeforeTheMentionsCommitDoesNotHideIt) {
+TEST_F(MergeCommandsTest, ANoticeAroundTheMentionsCommitDoesNotHideIt) {
     answerMentions("Fix it (#7)");
     answerNewest({0, ""});
-    git.answer("log --max-count=1", {0, "hint: old\n2222"});
     git.answer("log --max-count=250 --format=%H", {0, "hint: old\n1111\n2222"});
-    EXPECT_EQ(mergeState(), "merged");
+    for (const char* mention : {"hint: old\n2222", "2222\nwarning: late"}) {
+        git.answer("log --max-count=1", {0, mention});
+        EXPECT_EQ(mergeState(), "merged") << mention;
+    }
 }
 
 TEST_F(MergeCommandsTest, ANoticeAloneIsNoMention) {
@@ -156,14 +158,6 @@ TEST_F(MergeCommandsTest, ASubjectThatReadsLikeAWarningIsAMention) {
     EXPECT_EQ(mergeState(), "merged");
 }
 
-TEST_F(MergeCommandsTest, ANoticeBehindTheMentionsCommitDoesNotHideIt) {
-    answerMentions("Fix it (#7)");
-    answerNewest({0, ""});
-    git.answer("log --max-count=1", {0, "2222\nwarning: late"});
-    git.answer("log --max-count=250 --format=%H", {0, "1111\n2222"});
-    EXPECT_EQ(mergeState(), "merged");
-}
-
 TEST_F(MergeCommandsTest, AnEmptyRepositoryPathIsRefused) {
     repoPath.clear();
     EXPECT_EQ(mergeState(), "unknown: The path of the repository is empty; name one.");
@@ -171,45 +165,30 @@ TEST_F(MergeCommandsTest, AnEmptyRepositoryPathIsRefused) {
     EXPECT_THAT(git.commands(), testing::IsEmpty());
 }
 
-TEST(PullRequestStateTest, StatesAreEqualByCaseAndReason) {
-    const PullRequestMergeState merge = PullRequestStateUnknown{"x"};
-    EXPECT_EQ(merge, PullRequestMergeState(PullRequestStateUnknown{"x"}));
-    EXPECT_NE(merge, PullRequestMergeState(PullRequestStateUnknown{"y"}));
-    EXPECT_EQ(PullRequestMergeState(PullRequestMerged{}), PullRequestMergeState(PullRequestMerged{}));
-    EXPECT_NE(PullRequestMergeState(PullRequestMerged{}), PullRequestMergeState(PullRequestNotMerged{}));
-    const PullRequestConflictState conflict = PullRequestConflicts{};
-    EXPECT_EQ(conflict, PullRequestConflictState(PullRequestConflicts{}));
-    EXPECT_NE(conflict, PullRequestConflictState(PullRequestMergesCleanly{}));
-    EXPECT_NE(conflict, PullRequestConflictState(PullRequestStateUnknown{"x"}));
-}
-
 struct MentionCase {
     const char* newest;
     const char* outcome;
 };
 
-void PrintTo(const MentionCase& row, std::ostream* out) {
-    *out << row.outcome;
+TEST_F(MergeCommandsTest, AMentionIsReadAsGitsOwnSearchReadsIt) {
+    const MentionCase rows[] = {
+        {"Fix it (#7)", "merged"},
+        {"Fix it (#7) at last", "merged"},
+        {"Merge pull request #7 from acme/fix", "merged"},
+        {"merge PULL Request #7", "merged"},
+        {"Merge pull reque\u017Ft #7", "merged"},
+        {"Merge pull request #70", "merged"},
+        {"Fix it (#70)", "not merged"},
+        {"Fix #7", "not merged"},
+        {"Merge pull\nrequest #7", "not merged"},
+    };
+    for (const MentionCase& row : rows) {
+        SCOPED_TRACE(row.newest);
+        answerMentions("whatever matched");
+        answerNewest({0, row.newest});
+        EXPECT_EQ(mergeState(), row.outcome);
+    }
 }
-
-class ConfirmedMentionTest : public MergeCommandsTest, public testing::WithParamInterface<MentionCase> {};
-
-TEST_P(ConfirmedMentionTest, IsReadAsGitsOwnSearchReadsIt) {
-    answerMentions("whatever matched");
-    answerNewest({0, GetParam().newest});
-    EXPECT_EQ(mergeState(), GetParam().outcome);
-}
-
-INSTANTIATE_TEST_SUITE_P(Table, ConfirmedMentionTest,
-                         testing::Values(MentionCase{"Fix it (#7)", "merged"},
-                                         MentionCase{"Fix it (#7) at last", "merged"},
-                                         MentionCase{"Merge pull request #7 from acme/fix", "merged"},
-                                         MentionCase{"merge PULL Request #7", "merged"},
-                                         MentionCase{"Merge pull reque\u017Ft #7", "merged"},
-                                         MentionCase{"Merge pull request #70", "merged"},
-                                         MentionCase{"Fix it (#70)", "not merged"},
-                                         MentionCase{"Fix #7", "not merged"},
-                                         MentionCase{"Merge pull\nrequest #7", "not merged"}));
 
 TEST_F(MergeCommandsTest, ALargeNumberIsWrittenWhole) {
     EXPECT_EQ(mergeState("https://git.example/acme/shop/pull/+4294967297"), "merged");
@@ -252,21 +231,23 @@ TEST_F(MergeCommandsTest, ABaseBranchWithASlashIsFetchedByItsWholeName) {
     EXPECT_EQ(mergeState(), "unknown: Unable to inspect release/1.0 history for PR 7.");
 }
 
-class UnsupportedURLTest : public MergeCommandsTest, public testing::WithParamInterface<const char*> {};
-
-TEST_P(UnsupportedURLTest, IsUnknownByItsWholeTextWithoutAskingGit) {
-    const std::string url = GetParam();
-    EXPECT_EQ(mergeState(url), "unknown: Unsupported pull request URL: " + url);
-    EXPECT_EQ(conflictState(url), "unknown: Unsupported pull request URL: " + url);
-    EXPECT_THAT(git.commands(), testing::IsEmpty());
+TEST_F(MergeCommandsTest, AnUnsupportedUrlIsUnknownByItsWholeTextWithoutAskingGit) {
+    const char* const rows[] = {"https://Git.Example/acme/shop/issues/7?x=Y#z",
+                                "https://git.example/acme/shop/pulls/7",
+                                "https://git.example/acme/shop/pull/0",
+                                "https://git.example/acme/shop/pull/-7",
+                                "https://git.example/acme/shop/pull/seven",
+                                "https://git.example/acme/pull/7",
+                                "file:///acme/shop/pull/7",
+                                "mailto:acme@git.example"};
+    for (const char* row : rows) {
+        SCOPED_TRACE(row);
+        const std::string url = row;
+        EXPECT_EQ(mergeState(url), "unknown: Unsupported pull request URL: " + url);
+        EXPECT_EQ(conflictState(url), "unknown: Unsupported pull request URL: " + url);
+        EXPECT_THAT(git.commands(), testing::IsEmpty());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, UnsupportedURLTest,
-    testing::Values("https://Git.Example/acme/shop/issues/7?x=Y#z", "https://git.example/acme/shop/pulls/7",
-                    "https://git.example/acme/shop/pull/0", "https://git.example/acme/shop/pull/-7",
-                    "https://git.example/acme/shop/pull/seven", "https://git.example/acme/pull/7",
-                    "file:///acme/shop/pull/7", "mailto:acme@git.example"));
 
 TEST_F(MergeCommandsTest, ATrialMergeIsQuietAndItsStatusIsTheAnswer) {
     EXPECT_EQ(conflictState(), "clean");
@@ -286,23 +267,20 @@ struct LoudMergeCase {
     const char* outcome;
 };
 
-void PrintTo(const LoudMergeCase& row, std::ostream* out) {
-    *out << row.outcome;
+TEST_F(MergeCommandsTest, ALoudMergeGivesTheAnswerWhereTheQuietOneIsNotKnown) {
+    const LoudMergeCase rows[] = {
+        {{0, "0f1e2d"}, "clean"},
+        {{1, "CONFLICT"}, "conflicts"},
+        {{2, ""}, "unknown: Unable to check PR 7 for conflicts."},
+        {{128, "fatal: broken"}, "unknown: fatal: broken"},
+    };
+    for (const LoudMergeCase& row : rows) {
+        SCOPED_TRACE(row.outcome);
+        git.answer("merge-tree --write-tree", row.answer);
+        git.answer("merge-tree --write-tree --quiet", {129, "error: unknown option `quiet'"});
+        EXPECT_EQ(conflictState(), row.outcome);
+    }
 }
-
-class LoudMergeTest : public MergeCommandsTest, public testing::WithParamInterface<LoudMergeCase> {};
-
-TEST_P(LoudMergeTest, GivesTheAnswerWhereTheQuietOneIsNotKnown) {
-    git.answer("merge-tree --write-tree", GetParam().answer);
-    git.answer("merge-tree --write-tree --quiet", {129, "error: unknown option `quiet'"});
-    EXPECT_EQ(conflictState(), GetParam().outcome);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, LoudMergeTest,
-    testing::Values(LoudMergeCase{{0, "0f1e2d"}, "clean"}, LoudMergeCase{{1, "CONFLICT"}, "conflicts"},
-                    LoudMergeCase{{2, ""}, "unknown: Unable to check PR 7 for conflicts."},
-                    LoudMergeCase{{128, "fatal: broken"}, "unknown: fatal: broken"}));
 
 struct FailureCase {
     const char* command;

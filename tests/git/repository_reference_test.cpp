@@ -1,7 +1,6 @@
 #include "quernlight/git/repository_reference.hpp"
 
 #include <cstdint>
-#include <ostream>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -18,48 +17,44 @@ struct RequestCase {
     std::int64_t number;  ///< 0: not supported
 };
 
-void PrintTo(const RequestCase& row, std::ostream* out) {
-    *out << row.url;
-}
-
-class PullRequestURLTest : public testing::TestWithParam<RequestCase> {};
-
-TEST_P(PullRequestURLTest, NamesARepositoryAndANumberOrIsNotSupported) {
-    const auto parsed = parsePullRequestURL(*Url::parse(GetParam().url));
-    if (GetParam().number == 0) {
-        EXPECT_FALSE(parsed);
-    } else {
-        EXPECT_EQ(parsed, (PullRequestReference{shop, GetParam().number}));
+TEST(RepositoryReferenceTest, APullRequestsUrlNamesARepositoryAndANumberOrIsNotSupported) {
+    const RequestCase rows[] = {
+        {"https://git.example/acme/shop/pull/7", 7},
+        {"https://git.example/acme/shop/pull/7/files", 7},
+        {"https://git.example/acme/shop/pull/7#discussion", 7},
+        {"https://git.example/acme/shop/pull/7?diff=split", 7},
+        {"https://git.example//acme//shop/pull/7/", 7},
+        {"https://www.Git.Example/Acme/SHOP.git/pull/7", 7},
+        {"https://git.example/acme/shop/pull/+7", 7},
+        {"https://git.example/acme/shop/pull/007", 7},
+        {"http://git.example:8080/acme/shop/pull/7", 7},
+        {"https://git.example/acme/shop/pull/9223372036854775807", 9223372036854775807},
+        {"https://git.example/acme/shop/pull/9223372036854775808", 0},
+        {"https://git.example/./acme/shop/pull/7", 0},
+        {"https://git.example/acme/shop/pulls/7", 0},
+        {"https://git.example/acme/shop/issues/7", 0},
+        {"https://git.example/acme/shop/Pull/7", 0},
+        {"https://git.example/acme/shop/pull", 0},
+        {"https://git.example/acme/pull/7", 0},
+        {"https://git.example/acme/shop/pull/seven", 0},
+        {"https://git.example/acme/shop/pull/7a", 0},
+        {"https://git.example/acme/shop/pull/+-7", 0},
+        {"https://git.example/acme/shop/pull/0", 0},
+        {"https://git.example/acme/shop/pull/-7", 0},
+        {"https://git.example/acme/shop/pull/99999999999999999999", 0},
+        {"mailto:acme@git.example", 0},
+        {"file:///acme/shop/pull/7", 0},
+    };
+    for (const RequestCase& row : rows) {
+        SCOPED_TRACE(row.url);
+        const auto parsed = parsePullRequestURL(*Url::parse(row.url));
+        if (row.number == 0) {
+            EXPECT_FALSE(parsed);
+        } else {
+            EXPECT_EQ(parsed, (PullRequestReference{shop, row.number}));
+        }
     }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, PullRequestURLTest,
-    testing::Values(RequestCase{"https://git.example/acme/shop/pull/7", 7},
-                    RequestCase{"https://git.example/acme/shop/pull/7/files", 7},
-                    RequestCase{"https://git.example/acme/shop/pull/7#discussion", 7},
-                    RequestCase{"https://git.example/acme/shop/pull/7?diff=split", 7},
-                    RequestCase{"https://git.example//acme//shop/pull/7/", 7},
-                    RequestCase{"https://www.Git.Example/Acme/SHOP.git/pull/7", 7},
-                    RequestCase{"https://git.example/acme/shop/pull/+7", 7},
-                    RequestCase{"https://git.example/acme/shop/pull/007", 7},
-                    RequestCase{"http://git.example:8080/acme/shop/pull/7", 7},
-                    RequestCase{"https://git.example/acme/shop/pull/9223372036854775807",
-                                9223372036854775807},
-                    RequestCase{"https://git.example/acme/shop/pull/9223372036854775808", 0},
-                    RequestCase{"https://git.example/./acme/shop/pull/7", 0},
-                    RequestCase{"https://git.example/acme/shop/pulls/7", 0},
-                    RequestCase{"https://git.example/acme/shop/issues/7", 0},
-                    RequestCase{"https://git.example/acme/shop/Pull/7", 0},
-                    RequestCase{"https://git.example/acme/shop/pull", 0},
-                    RequestCase{"https://git.example/acme/pull/7", 0},
-                    RequestCase{"https://git.example/acme/shop/pull/seven", 0},
-                    RequestCase{"https://git.example/acme/shop/pull/7a", 0},
-                    RequestCase{"https://git.example/acme/shop/pull/+-7", 0},
-                    RequestCase{"https://git.example/acme/shop/pull/0", 0},
-                    RequestCase{"https://git.example/acme/shop/pull/-7", 0},
-                    RequestCase{"https://git.example/acme/shop/pull/99999999999999999999", 0},
-                    RequestCase{"mailto:acme@git.example", 0}, RequestCase{"file:///acme/shop/pull/7", 0}));
 
 TEST(PullRequestURLNamesTest, ADotIsAName) {
     EXPECT_EQ(parsePullRequestURL(*Url::parse("https://git.example/acme/./pull/7")),
@@ -71,35 +66,35 @@ struct AddressCase {
     bool namesShop;
 };
 
-void PrintTo(const AddressCase& row, std::ostream* out) {
-    *out << row.address;
+TEST(RepositoryReferenceTest, ARemotesAddressNamesTheRepositoryInEveryStyleOrIsSkipped) {
+    const AddressCase rows[] = {
+        {"https://git.example/acme/shop.git", true},
+        {"https://WWW.git.example/Acme/Shop", true},
+        {"https://user:pw@git.example/acme/shop", true},
+        {"ssh://git@git.example:2222/acme/shop.git", true},
+        {"git@git.example:acme/shop.git", true},
+        {"git@www.git.example:Acme/Shop", true},
+        {"git@git.example:/acme/shop.git", true},
+        {"git@git.example:acme/shop/sub.git", false},
+        {"git.example:acme/shop.git", false},
+        {"/srv/git@git.example:acme/shop.git", false},
+        {"file:///srv/me@git.example:acme/shop.git", false},
+        {"https://me@git.example:acme/shop.git", false},
+        {"/srv/git/shop.git", false},
+        {"file:///srv/git/shop.git", false},
+        {"../shop.git", false},
+        {"git.example:shop", false},
+        {"git@git.example", false},
+        {"git@git.example:shop.git", false},
+        {"https://git.example/shop.git", false},
+        {"", false},
+    };
+    for (const AddressCase& row : rows) {
+        SCOPED_TRACE(row.address);
+        const auto expected = row.namesShop ? std::optional(shop) : std::nullopt;
+        EXPECT_EQ(parseRemoteAddress(row.address), expected);
+    }
 }
-
-class RemoteAddressTest : public testing::TestWithParam<AddressCase> {};
-
-TEST_P(RemoteAddressTest, NamesTheRepositoryInEveryStyleOrIsSkipped) {
-    const auto expected = GetParam().namesShop ? std::optional(shop) : std::nullopt;
-    EXPECT_EQ(parseRemoteAddress(GetParam().address), expected);
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Table, RemoteAddressTest,
-    testing::Values(AddressCase{"https://git.example/acme/shop.git", true},
-                    AddressCase{"https://WWW.git.example/Acme/Shop", true},
-                    AddressCase{"https://user:pw@git.example/acme/shop", true},
-                    AddressCase{"ssh://git@git.example:2222/acme/shop.git", true},
-                    AddressCase{"git@git.example:acme/shop.git", true},
-                    AddressCase{"git@www.git.example:Acme/Shop", true},
-                    AddressCase{"git@git.example:/acme/shop.git", true},
-                    AddressCase{"git@git.example:acme/shop/sub.git", false},
-                    AddressCase{"git.example:acme/shop.git", false},
-                    AddressCase{"/srv/git@git.example:acme/shop.git", false},
-                    AddressCase{"file:///srv/me@git.example:acme/shop.git", false},
-                    AddressCase{"https://me@git.example:acme/shop.git", false},
-                    AddressCase{"/srv/git/shop.git", false}, AddressCase{"file:///srv/git/shop.git", false},
-                    AddressCase{"../shop.git", false}, AddressCase{"git.example:shop", false},
-                    AddressCase{"git@git.example", false}, AddressCase{"git@git.example:shop.git", false},
-                    AddressCase{"https://git.example/shop.git", false}, AddressCase{"", false}));
 
 TEST(RepositoryReferenceTest, TheSpellingsOfARequestAndOfARemoteMeet) {
     const auto request = parsePullRequestURL(*Url::parse("https://www.Git.Example/Acme/SHOP.git/pull/7"));

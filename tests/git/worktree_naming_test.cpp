@@ -25,33 +25,45 @@ TEST(WorktreeNamingTest, TheBranchNameIsTheSlugAndTheShortBugId) {
     EXPECT_EQ(WorktreeNaming::branchName("My App!", longID), "My-App-3f2a9c1d");
 }
 
-TEST(WorktreeNamingTest, AnAppNameWithoutALetterOrDigitIsCalledApp) {
-    EXPECT_EQ(slugOf("---"), "app");
-    EXPECT_EQ(slugOf(""), "app");
-    EXPECT_EQ(slugOf("🐛"), "app");
+TEST(WorktreeNamingTest, ASlugKeepsLettersAndDigitsAndOneDashForEachRunOfOthers) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"---", "app"},
+        {"", "app"},
+        {"🐛", "app"},
+        {"Ünïcode App", "Ünïcode-App"},
+        {"地図 ٣", "地図-٣"},
+        {"  /a_.b -- c\xFF../", "a-b-c"},
+        {"Cafe\u0301 2", "Cafe\u0301-2"},
+    };
+    for (const auto& [appName, slug] : rows) {
+        EXPECT_EQ(slugOf(appName), slug);
+    }
 }
 
-TEST(WorktreeNamingTest, LettersBeyondAsciiAreKept) {
-    EXPECT_EQ(slugOf("Ünïcode App"), "Ünïcode-App");
-    EXPECT_EQ(slugOf("地図 ٣"), "地図-٣");
+TEST(WorktreeNamingTest, OfABugIdTheFirstEightCharactersAreUsedInLowerCase) {
+    const std::pair<const char*, const char*> rows[] = {{" AbC\n", "App-abc"},
+                                                        {"ABCDEFG", "App-abcdefg"},
+                                                        {"ABCDEFGH", "App-abcdefgh"},
+                                                        {"\tABCDEFGHI\n", "App-abcdefgh"}};
+    for (const auto& [bugID, name] : rows) {
+        EXPECT_EQ(WorktreeNaming::branchName("App", bugID), name);
+    }
 }
 
-TEST(WorktreeNamingTest, EveryRunOfOtherCharactersIsOneDashAndNoneIsAtTheEnds) {
-    EXPECT_EQ(slugOf("  /a_.b -- c\xFF../"), "a-b-c");
-}
-
-TEST(WorktreeNamingTest, AMarkBelongsToItsLetter) {
-    EXPECT_EQ(slugOf("Cafe\u0301 2"), "Cafe\u0301-2");
-}
-
-TEST(WorktreeNamingTest, AShortBugIdIsUsedWholeAndLowercased) {
-    EXPECT_EQ(WorktreeNaming::branchName("App", " AbC\n"), "App-abc");
-    EXPECT_EQ(WorktreeNaming::branchName("App", "ABCDEFG"), "App-abcdefg");
-}
-
-TEST(WorktreeNamingTest, OfALongBugIdTheFirstEightCharactersAreUsed) {
-    EXPECT_EQ(WorktreeNaming::branchName("App", "ABCDEFGH"), "App-abcdefgh");
-    EXPECT_EQ(WorktreeNaming::branchName("App", "\tABCDEFGHI\n"), "App-abcdefgh");
+TEST(WorktreeNamingTest, OnlyAPathBelowTheRootIsInside) {
+    const std::tuple<std::string, std::string, bool> rows[] = {
+        {"~/wt/My-App-3f2a9c1d", "~/wt/", true},
+        {home() + "/wt/My-App-3f2a9c1d", "~/wt", true},
+        {"/x", "/", true},
+        {"/a/c", "/a/b/../c", false},
+        {"/a/c/", "/a/c", false},
+        {"/", "/", false},
+        {"/a/c-other/x", "/a/c", false},
+        {"/a/c/../d", "/a/c", false},
+    };
+    for (const auto& [path, root, inside] : rows) {
+        EXPECT_EQ(WorktreeNaming::isInside(path, root), inside) << path << " in " << root;
+    }
 }
 
 TEST(WorktreeNamingTest, TheWorktreeIsADirectoryOfTheStandardizedRoot) {
@@ -78,31 +90,8 @@ TEST(WorktreeNamingTest, TheDefaultRootLiesBesideTheRepository) {
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/src/Acme"), "/src/Acme-worktrees");
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/src/x/../Acme/"), "/src/Acme-worktrees");
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/Acme"), "/Acme-worktrees");
-    EXPECT_EQ(WorktreeNaming::defaultRootPath("~/src/Acme"), home() + "/src/Acme-worktrees");
-}
-
-TEST(WorktreeNamingTest, TheDefaultRootOfTheRootDirectoryIsCalledWorktrees) {
     EXPECT_EQ(WorktreeNaming::defaultRootPath("/"), "/worktrees");
-}
-
-TEST(WorktreeNamingTest, APathBelowARootGivenWithATildeIsInside) {
-    EXPECT_TRUE(WorktreeNaming::isInside("~/wt/My-App-3f2a9c1d", "~/wt/"));
-    EXPECT_TRUE(WorktreeNaming::isInside(home() + "/wt/My-App-3f2a9c1d", "~/wt"));
-}
-
-TEST(WorktreeNamingTest, TheRootIsNotInsideItself) {
-    EXPECT_FALSE(WorktreeNaming::isInside("/a/c", "/a/b/../c"));
-    EXPECT_FALSE(WorktreeNaming::isInside("/a/c/", "/a/c"));
-    EXPECT_FALSE(WorktreeNaming::isInside("/", "/"));
-}
-
-TEST(WorktreeNamingTest, ADirectoryWhoseNameBeginsLikeTheRootIsOutside) {
-    EXPECT_FALSE(WorktreeNaming::isInside("/a/c-other/x", "/a/c"));
-    EXPECT_FALSE(WorktreeNaming::isInside("/a/c/../d", "/a/c"));
-}
-
-TEST(WorktreeNamingTest, EverythingIsInsideTheRootDirectory) {
-    EXPECT_TRUE(WorktreeNaming::isInside("/x", "/"));
+    EXPECT_EQ(WorktreeNaming::defaultRootPath("~/src/Acme"), home() + "/src/Acme-worktrees");
 }
 
 TEST(WorktreeNamingTest, ABugIdThatCannotBePartOfADirectoryNameIsRefused) {
