@@ -10,12 +10,6 @@ bool isBreak(const ClockReading& last, const ClockReading& now) {
     return steady > RunningTime::longestStep || abs(difference) > RunningTime::longestStep;
 }
 
-void forgetFuture(std::optional<Instant>& moment, Instant now) {
-    if (moment > now) {
-        moment.reset();
-    }
-}
-
 }  // namespace
 
 ClockReading readClocks(const Clock& clock) {
@@ -29,19 +23,6 @@ void RunningTime::look(const ClockReading& now) {
         since_ = now.wall;
         listener_();
     }
-}
-
-WatchedSession countedSince(Instant since, Instant now, WatchedSession session) {
-    const auto counted = [&](Instant moment) { return moment < since || moment > now ? since : moment; };
-    SessionTimeoutState& activity = session.activity;
-    activity.startedAt = counted(activity.startedAt);
-    if (activity.exitedAt) {
-        activity.exitedAt = counted(*activity.exitedAt);
-    }
-    forgetFuture(activity.lastOutputAt, now);
-    forgetFuture(activity.lastCommentPollWithNewCommentAt, now);
-    forgetFuture(session.commentsKnownAt, now);
-    return session;
 }
 
 }  // namespace quernlight::host

@@ -4,7 +4,6 @@
 #include <functional>
 
 #include "host/process/clock.hpp"
-#include "host/session/next_step.hpp"
 #include "quernlight/platform/instant.hpp"
 
 namespace quernlight::host {
@@ -42,9 +41,5 @@ class RunningTime {
     Instant since_;
     Listener listener_;
 };
-
-/// The session as it counts at `now` for the rules that fail it: whatever it did before the current stretch
-/// of running time began it did at that beginning, and nothing it did lies in the future.
-WatchedSession countedSince(Instant since, Instant now, WatchedSession session);
 
 }  // namespace quernlight::host

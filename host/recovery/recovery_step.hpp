@@ -6,14 +6,12 @@
 #include <variant>
 #include <vector>
 
+#include "host/session/next_step.hpp"
 #include "quernlight/dispatch/completion_detector.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 #include "quernlight/queue/session_attempt_repository.hpp"
 
 namespace quernlight::host {
-
-/// Why an attempt failed that the dispatcher did not see to its end.
-inline constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
 
 /// Why nobody saw a session to its end.
 struct Interruption {

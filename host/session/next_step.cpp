@@ -53,7 +53,26 @@ bool anyIn(std::string_view text, const auto& phrases) {
                        [&](std::string_view phrase) { return text.find(phrase) != text.npos; });
 }
 
+void forgetFuture(std::optional<Instant>& moment, Instant now) {
+    if (moment > now) {
+        moment.reset();
+    }
+}
+
 }  // namespace
+
+WatchedSession countedSince(Instant since, Instant now, WatchedSession session) {
+    const auto counted = [&](Instant moment) { return moment < since || moment > now ? since : moment; };
+    SessionTimeoutState& activity = session.activity;
+    activity.startedAt = counted(activity.startedAt);
+    if (activity.exitedAt) {
+        activity.exitedAt = counted(*activity.exitedAt);
+    }
+    forgetFuture(activity.lastOutputAt, now);
+    forgetFuture(activity.lastCommentPollWithNewCommentAt, now);
+    forgetFuture(session.commentsKnownAt, now);
+    return session;
+}
 
 NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeoutSettings& settings) {
     if (session.superseded) {

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "quernlight/dispatch/completion_detector.hpp"
@@ -25,6 +26,10 @@ struct WatchedSession {
     bool superseded = false;  ///< the queue item is no longer this session's
 };
 
+/// The session as it counts at `now` for the rules that fail it: whatever it did before the current stretch
+/// of running time began it did at that beginning, and nothing it did lies in the future.
+WatchedSession countedSince(Instant since, Instant now, WatchedSession session);
+
 /// It may go on.
 struct KeepWatching {};
 
@@ -45,6 +50,9 @@ struct LookForComment {};
 struct SessionFailed {
     std::string reason;
 };
+
+/// Why an attempt failed that the dispatcher did not see to its end.
+inline constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
 
 /// The dispatcher is stopping; the session is to be resumed later.
 struct SessionInterrupted {};

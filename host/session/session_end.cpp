@@ -4,7 +4,6 @@
 
 #include "host/agent/agent_conversations.hpp"
 #include "host/health/failure_policy.hpp"
-#include "host/recovery/recovery_step.hpp"
 
 namespace quernlight::host {
 

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "host/session/next_step.hpp"
+
 namespace quernlight::host {
 namespace {
 
