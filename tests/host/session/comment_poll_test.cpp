@@ -6,6 +6,7 @@
 #include "host/process/task_set.hpp"
 #include "quernlight/platform/child_task.hpp"
 #include "quernlight/platform/task.hpp"
+#include "tests/host/published_events.hpp"
 #include "tests/host/stepped_clock.hpp"
 #include "tests/support/recording_server.hpp"
 #include "tests/support/run_task.hpp"
@@ -76,7 +77,7 @@ class CommentPollTest : public testing::Test {
     BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
     EventPublisher events;
-    test::PublishedEvents published{events};
+    quernlight::test::PublishedEvents published{events};
     SystemClock clock;
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
@@ -222,7 +223,7 @@ class CommentPollTimesTest : public testing::Test {
     BackendHealth health{[](const std::string&) {}};
     Settings settings{.pollCommentsSeconds = 5};
     EventPublisher events;
-    test::PublishedEvents published{events};
+    quernlight::test::PublishedEvents published{events};
     SessionMailbox mailbox;
     bool isAway = false;
     int asked = 0;
