@@ -53,7 +53,7 @@ std::filesystem::path writeIfMissing(const std::filesystem::path& file, std::str
     stream << text;
     if (!stream.flush()) {
         throw UserError("The instructions " + file.string() +
-                        " cannot be written; mend the directory's permissions or free some disk space.");
+                        " cannot be written; check the directory's permissions or free some disk space.");
     }
     return file;
 }

@@ -7,6 +7,7 @@
 #include "host/commands/command_line.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/events/session_stage.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/service_error.hpp"
 #include "host/text/terminal_text.hpp"
@@ -28,7 +29,7 @@ struct ChangeOptions {
 std::string describe(const BugQueueItem& item) {
     const std::string queue = item.queueMode == QueueMode::manual ? " (manual)" : "";
     return fitted(item.bugID, 8) + "  " + fitted(item.appName, 12) + "  " +
-           fitted(std::string(rawValue(item.status)) + queue, 20) + "  " +
+           fitted(std::string(statusText(item)) + queue, 20) + "  " +
            withoutControls(item.errorMessage.value_or(item.title));
 }
 
@@ -36,7 +37,7 @@ Task<void> list(DispatchService& service) {
     const auto items = co_await service.queue();
     for (const bool forPerson : {true, false}) {
         for (const BugQueueItem& item : items) {
-            std::cout << (needsPerson(item.status) == forPerson ? describe(item) + "\n" : "");
+            std::cout << (needsAttention(item) == forPerson ? describe(item) + "\n" : "");
         }
     }
     if (items.empty()) {
@@ -70,7 +71,7 @@ Task<void> change(DispatchService& service, QueueChange change) {
 
 /// Whether a person wants finished work done again.
 bool isConfirmed(const QueueChange& change) {
-    const std::string bug = "Bug " + BugID::normalized(change.bugID) + " is completed";
+    const std::string bug = "The work on bug " + BugID::normalized(change.bugID) + " is in review";
     if (!canAsk()) {
         throw UserError(bug + ", and there is no terminal to ask on; add --yes to have it worked on again.");
     }

@@ -122,7 +122,7 @@ std::string sentenceOf(const WaitReason& reason) {
         case WaitCause::running:
             return "its session runs";
         case WaitCause::reconciling:
-            return "its last session was interrupted and has to be settled first";
+            return "its last session was interrupted and has to be reconciled first";
         case WaitCause::retiring:
             return "its work is merged; it leaves the queue";
         case WaitCause::noMapping:

@@ -12,7 +12,7 @@ namespace quernlight::host {
 /// What the dispatcher shares with each of its chores; outlives them.
 struct ChoreContext {
     SessionServices& services;
-    bool once = false;  ///< nobody waits for what does not mend at once
+    bool once = false;  ///< nobody waits for what may pass
 
     /// Ends the program with the first of these, after all sessions have ended.
     std::function<void(std::exception_ptr)> endProgram;

@@ -2,20 +2,13 @@
 
 #include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/this_coro.hpp>
+#include "host/events/session_stage.hpp"
 
 #include "host/dispatcher/unmapped_bugs.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 
 namespace quernlight::host {
-namespace {
-
-bool needsPerson(const BugQueueItem& item) {
-    return item.status == QueueItemStatus::failed || item.status == QueueItemStatus::awaitingUserInput;
-}
-
-}  // namespace
-
 Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, DispatcherSettings options,
                        SessionFactory makeSession)
     : services_(services),
@@ -60,7 +53,7 @@ Task<void> Dispatcher::prepare() {
 
 Task<void> Dispatcher::showQueue() {
     for (const BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
-        if (!isTerminal(item.status) || needsPerson(item)) {
+        if (!isTerminal(item.status) || needsAttention(item)) {
             services_.events.progress(restingProgress(item));
         }
     }
@@ -74,7 +67,7 @@ Task<void> Dispatcher::workUntilAllHasEnded() {
     };
     begin("looking after settings and memory", looks_.run());
     begin("watching the clocks", looks_.watchClocks());
-    begin("settling interrupted bugs", reconciliation_.run());
+    begin("reconciling interrupted bugs", reconciliation_.run());
     begin("taking bugs in", takeBugsIn());
     begin("retiring merged bugs", polling_.retireMerged());
     co_await starts_.run();
@@ -101,7 +94,7 @@ Task<void> Dispatcher::takeBugsIn() {
     context_.changed.notify();
 }
 
-/// What a session could not store of its end is settled as after a crash.
+/// What a session could not store of its end is reconciled as after a crash.
 void Dispatcher::sessionEnded(const BugQueueItem& item, const std::exception_ptr& failure) {
     context_.changed.notify();
     if (!failure) {
@@ -127,7 +120,7 @@ ItemWork Dispatcher::workOn(const Uuid& itemID) const {
     return retirement_.isRetiring(itemID) ? ItemWork::retirement : ItemWork::none;
 }
 
-/// What waiting does not mend ends the program, but only after the sessions that run have been stopped.
+/// What does not pass by waiting ends the program, but only after the sessions that run have been stopped.
 void Dispatcher::endWith(std::exception_ptr failure) {
     if (!failure_) {
         failure_ = std::move(failure);
@@ -135,7 +128,7 @@ void Dispatcher::endWith(std::exception_ptr failure) {
     }
 }
 
-/// What cannot be stored because another program has the queue locked is settled by the next start.
+/// What cannot be stored because another program has the queue locked is reconciled by the next start.
 void Dispatcher::beginStopping() {
     constexpr std::chrono::milliseconds timeout{250};
     services_.store.database->setLockWait(timeout);
@@ -148,7 +141,7 @@ void Dispatcher::throwFailure() const {
     }
     if (unstoredEnds_ > 0) {
         throw UserError(
-            "The queue could not be written while the sessions were stopped; the next start settles "
+            "The queue could not be written while the sessions were stopped; the next start reconciles "
             "what became of " +
             std::to_string(unstoredEnds_) + " of them.");
     }

@@ -21,8 +21,8 @@ struct DispatcherSettings {
     int fetchLimit = firstListLimit;  ///< bugs asked for per status at first
 };
 
-/// The loop that moves bugs along: settles what an earlier run left, takes bugs in, starts their sessions in
-/// list order, retires what is merged, and waits for all of it to come to an end. Each of these is a chore
+/// The loop that moves bugs along: reconciles what an earlier run left, takes bugs in, starts their sessions
+/// in list order, retires what is merged, and waits for all of it to come to an end. Each of these is a chore
 /// with a class of its own; this one runs them together. Runs on one executor, which must be a single
 /// thread's or a strand.
 class Dispatcher {

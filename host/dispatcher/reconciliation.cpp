@@ -28,7 +28,7 @@ Task<void> Reconciliation::findInterrupted() {
     const auto count = waiting_.size();
     if (count > 0) {
         services_.events.notice(std::to_string(count) + (count == 1 ? " session was" : " sessions were") +
-                                " interrupted when the dispatcher last ended; settling.");
+                                " interrupted when the dispatcher last ended; reconciling.");
         wanted_.notify();
     }
 }
@@ -48,7 +48,7 @@ Task<void> Reconciliation::run() {
             co_await wanted_.wait();
         }
         const auto before = waiting_.size();
-        co_await failureOf(context_, settleAll());
+        co_await failureOf(context_, reconcileAll());
         context_.changed.notify();
         failures = waiting_.size() == before ? failures + 1 : 0;
         if (!waiting_.empty()) {
@@ -57,7 +57,7 @@ Task<void> Reconciliation::run() {
     }
 }
 
-/// Longer after rounds that settled nothing, but a session that has just ended does not wait for that.
+/// Longer after rounds that reconciled nothing, but a session that has just ended does not wait for that.
 Task<void> Reconciliation::pauseAfter(int failures) {
     const auto before = waiting_.size();
     const auto end = services_.clock.steadyNow() + pauseBeforePoll(shortestPause, failures, 0);
@@ -66,30 +66,30 @@ Task<void> Reconciliation::pauseAfter(int failures) {
     }
 }
 
-Task<void> Reconciliation::settleAll() {
+Task<void> Reconciliation::reconcileAll() {
     if (!services_.homeIsInPlace()) {
         co_return;
     }
     const auto all = waiting_;
     for (const auto& [itemID, interrupted] : all) {
-        co_await settle(interrupted);
+        co_await reconcile(interrupted);
     }
 }
 
-Task<void> Reconciliation::settle(Interrupted interrupted) {
+Task<void> Reconciliation::reconcile(Interrupted interrupted) {
     const Uuid itemID = interrupted.item.id;
     const auto current = co_await services_.store.items.item(itemID);
     std::string trouble;
     if (current) {
-        trouble = co_await recovery_.settle(*current, interrupted.cause);
+        trouble = co_await recovery_.reconcile(*current, interrupted.cause);
     }
     tellWaiting(interrupted.item.bugID, trouble);
     if (!trouble.empty()) {
         co_return;
     }
     waiting_.erase(itemID);
-    if (const auto settled = co_await services_.store.items.item(itemID)) {
-        services_.events.progress(restingProgress(*settled));
+    if (const auto reconciled = co_await services_.store.items.item(itemID)) {
+        services_.events.progress(restingProgress(*reconciled));
     }
 }
 

@@ -36,8 +36,8 @@ class Reconciliation {
         Interruption cause{};
     };
 
-    Task<void> settleAll();
-    Task<void> settle(Interrupted interrupted);
+    Task<void> reconcileAll();
+    Task<void> reconcile(Interrupted interrupted);
     void tellWaiting(const std::string& bugID, const std::string& reason);
     Task<void> pauseAfter(int failures);
 

@@ -70,4 +70,14 @@ bool needsAttention(SessionStage stage) {
            stage == SessionStage::needsMapping || stage == SessionStage::needsStart;
 }
 
+bool needsAttention(const BugQueueItem& item) {
+    return needsAttention(stageOf(item));
+}
+
+/// Of an item whose session may still run, only its owner knows more.
+std::string_view statusText(const BugQueueItem& item) {
+    const SessionStage stage = stageOf(item);
+    return stage == SessionStage::toReconcile ? "running" : stageText(stage);
+}
+
 }  // namespace quernlight::host

@@ -40,7 +40,12 @@ bool isRunning(SessionStage stage);
 /// Whether its session, or the bug, has come to an end.
 bool hasEnded(SessionStage stage);
 
-/// Whether nothing goes on with it until a person has done something.
+/// Whether nothing goes on with it until a person has done something. The one place that decides it.
 bool needsAttention(SessionStage stage);
+bool needsAttention(const BugQueueItem& item);
+
+/// The item's status in the words that people are shown everywhere: queued, running, in review, needs reply,
+/// needs mapping, needs start, failed or cancelled.
+std::string_view statusText(const BugQueueItem& item);
 
 }  // namespace quernlight::host

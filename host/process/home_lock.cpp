@@ -67,7 +67,7 @@ HomeLock::HomeLock(const std::filesystem::path& home, std::chrono::milliseconds 
 UserError unwritableHome(const std::filesystem::path& home, int error) {
     return UserError("The dispatch home " + home.string() + " cannot be written (" +
                      std::generic_category().message(error) +
-                     "); choose another with --home or mend its permissions.");
+                     "); choose another with --home or check its permissions.");
 }
 
 bool HomeLock::isInPlace() const {

@@ -43,7 +43,7 @@ Task<std::vector<BugQueueItem>> Recovery::interruptedItems() const {
     co_return interrupted;
 }
 
-Task<std::string> Recovery::settle(BugQueueItem item, Interruption cause) const {
+Task<std::string> Recovery::reconcile(BugQueueItem item, Interruption cause) const {
     const auto attempt = co_await openAttempt(item);
     const auto events = co_await services_.store.items.events(item.id);
     const InterruptedItem interrupted{.status = item.status,

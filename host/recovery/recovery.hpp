@@ -10,9 +10,9 @@
 
 namespace quernlight::host {
 
-/// Settles what a dispatcher that ended without warning, or whose disk was full, left behind: ends what lives
-/// of the agent, learns whether it had reported, and makes item and attempt tell the truth. Only for items
-/// that no session works on. Used on the dispatcher's executor.
+/// Reconciles what a dispatcher that ended without warning, or whose disk was full, left behind: ends what
+/// lives of the agent, learns whether it had reported, and makes item and attempt tell the truth. Only for
+/// items that no session works on. Used on the dispatcher's executor.
 class Recovery {
   public:
     explicit Recovery(SessionServices& services) : services_(services) {}
@@ -20,8 +20,9 @@ class Recovery {
     /// The items that need it: live ones, and those whose latest attempt has no end.
     Task<std::vector<BugQueueItem>> interruptedItems() const;
 
-    /// Nothing when the item is settled; otherwise why it has to wait, in one sentence. Throws DatabaseError.
-    Task<std::string> settle(BugQueueItem item, Interruption cause = {}) const;
+    /// Nothing when the item is reconciled; otherwise why it has to wait, in one sentence. Throws
+    /// DatabaseError.
+    Task<std::string> reconcile(BugQueueItem item, Interruption cause = {}) const;
 
   private:
     Task<std::optional<SessionAttemptRecord>> openAttempt(BugQueueItem item) const;

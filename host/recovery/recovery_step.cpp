@@ -41,7 +41,7 @@ RecoveryStep recoveryStep(const InterruptedItem& item,
                           const std::optional<std::optional<AgentReport>>& answer) {
     const bool isLive = isReorderLocked(item.status);
     if (!isLive && !item.hasOpenAttempt) {
-        return NothingToSettle{};
+        return NothingToReconcile{};
     }
     const bool isWaiting = !isLive && !isTerminal(item.status);
     const bool hasReported =

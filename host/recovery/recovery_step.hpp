@@ -66,11 +66,11 @@ struct CloseAttempt {
 };
 
 /// Item and attempt tell the truth already.
-struct NothingToSettle {
-    bool operator==(const NothingToSettle&) const = default;
+struct NothingToReconcile {
+    bool operator==(const NothingToReconcile&) const = default;
 };
 
-using RecoveryStep = std::variant<NothingToSettle, AskBackend, TakeReport, CloseAttempt>;
+using RecoveryStep = std::variant<NothingToReconcile, AskBackend, TakeReport, CloseAttempt>;
 
 /// What an interrupted item needs. `answer` is absent before the backend was asked; within it, the report
 /// that was found, if any. A report that was seen counts: running a finished bug again would do its work

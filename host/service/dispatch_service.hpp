@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "host/service/configuration_operations.hpp"
 #include "host/events/event_publisher.hpp"
+#include "host/service/configuration_operations.hpp"
 #include "host/service/observation_operations.hpp"
 #include "host/service/queue_operations.hpp"
 #include "quernlight/platform/task.hpp"

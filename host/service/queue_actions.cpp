@@ -1,5 +1,6 @@
 #include "host/service/queue_actions.hpp"
 
+#include "host/events/session_stage.hpp"
 #include "host/recovery/recovery_step.hpp"
 #include "host/text/shell_text.hpp"
 
@@ -22,7 +23,7 @@ QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& fa
     if (isFinished && !consent.confirmed) {
         return needsConfirmation;
     }
-    return facts.hasOpenAttempt ? sessionUnsettled : allowed;
+    return facts.hasOpenAttempt ? sessionUnreconciled : allowed;
 }
 
 std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
@@ -40,8 +41,8 @@ std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
         case notHeld:
             return "only bugs that wait in the manual queue are started by hand; put it there with: " +
                    command("hold", item);
-        case sessionUnsettled:
-            return "its session has to be settled first; start the dispatcher once.";
+        case sessionUnreconciled:
+            return "its session has to be reconciled first; start the dispatcher once.";
         case allowed:
             break;
     }
@@ -67,16 +68,11 @@ QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts
     if (action == QueueAction::start) {
         return facts.mode == QueueMode::manual && !isUnderWay ? allowed : notHeld;
     }
-    return isUnderWay ? sessionUnsettled : allowed;
+    return isUnderWay ? sessionUnreconciled : allowed;
 }
 
 std::string queueActionSentence(QueueActionVerdict verdict, const BugQueueItem& item) {
-    return "Bug " + item.bugID + " is " + std::string(rawValue(item.status)) + ": " + clause(verdict, item);
-}
-
-bool needsPerson(QueueItemStatus status) {
-    return status == QueueItemStatus::failed || status == QueueItemStatus::awaitingUserInput ||
-           status == QueueItemStatus::waitingForMapping;
+    return "Bug " + item.bugID + " (" + std::string(statusText(item)) + "): " + clause(verdict, item);
 }
 
 }  // namespace quernlight::host

@@ -41,12 +41,12 @@ QueueActionFacts queueActionFacts(const BugQueueItem& item,
 
 enum class QueueActionVerdict {
     allowed,
-    needsConfirmation,  ///< finished work is done again only when a person has confirmed it
-    leftQueue,          ///< there is nothing to cancel
-    needsRetry,         ///< work that has ended is begun again by a retry alone
-    needsRetryAgain,    ///< the same, and work that was finished only when a person says "again"
-    notHeld,            ///< only what waits in the manual queue is started by hand
-    sessionUnsettled,   ///< its last session runs, or the next start of a dispatcher settles it first
+    needsConfirmation,    ///< finished work is done again only when a person has confirmed it
+    leftQueue,            ///< there is nothing to cancel
+    needsRetry,           ///< work that has ended is begun again by a retry alone
+    needsRetryAgain,      ///< the same, and work that was finished only when a person says "again"
+    notHeld,              ///< only what waits in the manual queue is started by hand
+    sessionUnreconciled,  ///< its last session runs, or the next start of a dispatcher reconciles it first
 };
 
 /// Which action a person may take on an item, and why not: a function of the item's state alone.
@@ -55,8 +55,5 @@ QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts
 
 /// What a verdict that is not `allowed` says of the item: one sentence, with the command to use instead.
 std::string queueActionSentence(QueueActionVerdict verdict, const BugQueueItem& item);
-
-/// Whether nothing goes on with the bug until a person has done something.
-bool needsPerson(QueueItemStatus status);
 
 }  // namespace quernlight::host

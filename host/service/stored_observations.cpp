@@ -2,6 +2,7 @@
 #include <fstream>
 
 #include "host/agent/last_line.hpp"
+#include "host/events/session_stage.hpp"
 #include "host/recovery/recovery_step.hpp"
 #include "host/service/stored_operations.hpp"
 #include "host/settings/settings_store.hpp"
@@ -76,7 +77,7 @@ Task<HealthReport> storedHealth(DispatchStore store) {
     const StoredSettings stored = co_await settings.read();
     HealthReport report{.alerts = stored.troubles};
     for (BugQueueItem& item : co_await store.items.items(wholeQueue)) {
-        if (needsPerson(item.status)) {
+        if (needsAttention(item)) {
             report.needPerson.push_back(std::move(item));
         }
     }

@@ -22,7 +22,7 @@ class BugSession final : public Session {
 
     /// Never leaves the agent running. What goes wrong on the way fails the item with the reason; a wish to
     /// stop the program puts it back to be resumed. When its end cannot be stored that is thrown, with the
-    /// item left as it is, to be settled as after a crash.
+    /// item left as it is, to be reconciled as after a crash.
     Task<void> run() override;
 
     const Uuid& sessionID() const { return state_.sessionID; }

@@ -16,7 +16,8 @@ Url parseBackendAddress(const std::string& text) {
     }
     const auto url = Url::parse(text);
     if (!url || (url->scheme() != "http" && url->scheme() != "https") || url->host().empty()) {
-        throw UserError("The backend \"" + text + "\" is no address; give one like https://bugs.example.");
+        throw UserError("The backend \"" + text +
+                        "\" is not a valid URL; give one like https://bugs.example.");
     }
     return *url;
 }

@@ -9,7 +9,7 @@
 
 namespace quernlight::host {
 
-/// Throws UserError when the text is no http or https address, or holds a user name or password: an address
+/// Throws UserError when the text is not an http or https URL, or holds a user name or password: an address
 /// is stored, shown and told to agents.
 Url parseBackendAddress(const std::string& text);
 

@@ -150,7 +150,7 @@ struct Allowed {
     std::string operator()(double Settings::*) const { return "a number" + rangeText(description); }
     std::string operator()(bool Settings::*) const { return "true or false"; }
     std::string operator()(std::vector<std::string> Settings::*) const {
-        return description.least > 0 ? "one word or more, apart by blanks" : "words, apart by blanks";
+        return description.least > 0 ? "one or more space-separated words" : "space-separated words";
     }
 };
 

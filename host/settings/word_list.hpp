@@ -7,7 +7,7 @@
 
 namespace quernlight::host {
 
-/// The words of a line, apart by blanks. A word in double quotes may hold blanks; within the quotes \" is a
+/// The space-separated words of a line. A word in double quotes may hold blanks; within the quotes \" is a
 /// quote and \\ a backslash. Nothing when a quote is left open. Commas between words are not taken away.
 std::optional<std::vector<std::string>> splitWords(std::string_view line);
 

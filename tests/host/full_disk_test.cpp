@@ -99,7 +99,7 @@ TEST_F(FullDiskTest, AReportThatCouldNotBeStoredIsFoundAgainOnceThereIsRoom) {
     endsCompleted(*program);
 }
 
-TEST_F(FullDiskTest, AStopWhileTheDiskIsFullEndsTheAgentAndTheNextStartSettlesItsBug) {
+TEST_F(FullDiskTest, AStopWhileTheDiskIsFullEndsTheAgentAndTheNextStartReconcilesItsBug) {
     reportClearBug("3f2a9c1d");
     agentDoes("3f2a9c1d", "idle");
     mapApp();

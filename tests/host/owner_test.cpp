@@ -147,7 +147,7 @@ TEST_F(OwnerTest, AManualBugWaitsUntilAPersonStartsIt) {
     EXPECT_EQ(status("3f2a9c1d"), "completed") << history("3f2a9c1d") << item("3f2a9c1d", "error_message");
     const auto again = command({"queue", "start", "3f2a9c1d"});
     EXPECT_EQ(again.exitCode, 1);
-    EXPECT_THAT(again.error, HasSubstr("Bug 3f2a9c1d is completed: its work is done; "));
+    EXPECT_THAT(again.error, HasSubstr("Bug 3f2a9c1d (in review): its work is done; "));
 }
 
 TEST_F(OwnerTest, MemoryThatIsShortHoldsSessionsBackUntilTheSettingOrTheMemoryAllowsThem) {

@@ -56,7 +56,7 @@ TEST_F(RunBadInputTest, ABackendThatIsNoAddressIsRefused) {
     auto arguments = runWith({"--once"});
     arguments[2] = "bugs.example";
     EXPECT_EQ(complaint(dispatch(arguments)),
-              "The backend \"bugs.example\" is no address; give one like https://bugs.example.\n");
+              "The backend \"bugs.example\" is not a valid URL; give one like https://bugs.example.\n");
 }
 
 TEST_F(RunBadInputTest, WithoutTheAgentOnThePathNothingIsStarted) {

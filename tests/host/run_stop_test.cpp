@@ -86,7 +86,7 @@ TEST_F(RunStopTest, AQueueThatAnotherProgramHasLockedIsNotWaitedForWhenTheRunEnd
     other.execute("BEGIN IMMEDIATE", {});
     program->signal(SIGTERM);
     EXPECT_EQ(program->exitCode(), 1) << program->output();
-    EXPECT_THAT(program->errorText(), HasSubstr("the next start settles what became of 1 of them."));
+    EXPECT_THAT(program->errorText(), HasSubstr("the next start reconciles what became of 1 of them."));
     EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
     other.execute("ROLLBACK", {});
     EXPECT_EQ(status("3f2a9c1d"), "running");
@@ -105,7 +105,7 @@ TEST_F(RunStopTest, AfterAKillTheAgentEndsAndTheNextRunCompletesTheBug) {
     const auto next = runOnce();
     EXPECT_EQ(next.exitCode, 0) << next.error;
     EXPECT_THAT(next.output,
-                HasSubstr("1 session was interrupted when the dispatcher last ended; settling."));
+                HasSubstr("1 session was interrupted when the dispatcher last ended; reconciling."));
     EXPECT_EQ(status("3f2a9c1d"), "completed");
     EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "2");
 }

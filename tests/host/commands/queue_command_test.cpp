@@ -56,13 +56,13 @@ class QueueCommandTest : public test::DispatchFixture {
 
 TEST_F(QueueCommandTest, ListNamesThoseThatNeedAPersonFirst) {
     ends("11111111", "running");
-    EXPECT_THAT(queue("list").output, MatchesRegex("22222222  Shop          waitingForMapping     [^\n]+\n"
+    EXPECT_THAT(queue("list").output, MatchesRegex("22222222  Shop          needs mapping         [^\n]+\n"
                                                    "11111111  Shop          running               [^\n]+\n"));
 }
 
 TEST_F(QueueCommandTest, EveryCommandDoesItsActionAndPrintsTheBugAsItIsThen) {
     EXPECT_THAT(queue("cancel", "11111111").output, StartsWith("11111111  Shop          cancelled  "));
-    EXPECT_THAT(queue("retry", "11111111").output, HasSubstr("  waitingForMapping  "));
+    EXPECT_THAT(queue("retry", "11111111").output, HasSubstr("  needs mapping  "));
     EXPECT_EQ(positions(), "1 0");
     EXPECT_EQ(queue("next", "11111111").exitCode, 0);
     EXPECT_EQ(positions(), "0 1");
@@ -77,7 +77,7 @@ TEST_F(QueueCommandTest, FinishedWorkIsRetriedOnlyWithTheWordAgain) {
     ends("11111111", "completed");
     const auto refused = queue("retry", "11111111");
     EXPECT_EQ(refused.exitCode, 1);
-    EXPECT_THAT(refused.error, HasSubstr("Bug 11111111 is completed: its work is done; "));
+    EXPECT_THAT(refused.error, HasSubstr("Bug 11111111 (in review): its work is done; "));
     EXPECT_THAT(refused.error, HasSubstr("quernlight-dispatch queue retry 11111111 --again\n"));
     EXPECT_EQ(status("11111111"), "completed");
 }

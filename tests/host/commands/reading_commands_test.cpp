@@ -134,7 +134,7 @@ TEST_F(ReadOnlyHomeTest, IsNamedByCommandsThatWouldWrite) {
         EXPECT_EQ(outcome.exitCode, 1) << words[0] << " " << words[1];
         EXPECT_THAT(outcome.error,
                     testing::AllOf(HasSubstr("The dispatch home " + home().string() + " cannot be written ("),
-                                   HasSubstr("; choose another with --home or mend its permissions.\n")))
+                                   HasSubstr("; choose another with --home or check its permissions.\n")))
             << words[0] << " " << words[1];
     }
 }

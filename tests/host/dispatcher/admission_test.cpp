@@ -36,7 +36,7 @@ const std::vector<WaitRow>& waitRows() {
         {"ItsSession", [](ItemFacts& item, ProgramFacts&) { item.work = ItemWork::session; },
          WaitCause::running, false, "its session runs"},
         {"ItsReconciliation", [](ItemFacts& item, ProgramFacts&) { item.work = ItemWork::reconciliation; },
-         WaitCause::reconciling, true, "its last session was interrupted and has to be settled first"},
+         WaitCause::reconciling, true, "its last session was interrupted and has to be reconciled first"},
         {"ItsRetirement", [](ItemFacts& item, ProgramFacts&) { item.work = ItemWork::retirement; },
          WaitCause::retiring, false, "its work is merged; it leaves the queue"},
         {"ALiveStatus", [](ItemFacts& item, ProgramFacts&) { item.item.status = QueueItemStatus::running; },

@@ -91,7 +91,7 @@ TEST_F(DispatcherTest, SessionsThatCannotBeStoredAtTheEndAreCounted) {
     stop.raise(StopLevel::stop);
     ends("11111111", fullDisk());
     ASSERT_TRUE(until([&] { return hasEnded(); }));
-    EXPECT_THAT(failureText(), HasSubstr("the next start settles what became of 1 of them."));
+    EXPECT_THAT(failureText(), HasSubstr("the next start reconciles what became of 1 of them."));
 }
 
 TEST_F(DispatcherTest, WhatNothingMendsStopsTheOtherSessionsAndIsThrownAfterTheirEnd) {

@@ -93,5 +93,33 @@ TEST(SessionStageTest, EveryStageHasWordsThatFitTheView) {
     }
 }
 
+struct StatusRow {
+    QueueItemStatus status{};
+    QueueMode mode = QueueMode::automatic;
+    std::string text;
+    bool needsAttention = false;
+};
+
+TEST(SessionStageTest, EveryStatusHasOneTextAndSaysWhetherItNeedsAttention) {
+    using enum QueueItemStatus;
+    const std::vector<StatusRow> rows{
+        {queued, QueueMode::automatic, "queued", false},
+        {queued, QueueMode::manual, "needs start", true},
+        {waitingForMapping, QueueMode::automatic, "needs mapping", true},
+        {startingCodex, QueueMode::automatic, "running", false},
+        {running, QueueMode::automatic, "running", false},
+        {codexCompleted, QueueMode::automatic, "running", false},
+        {completed, QueueMode::automatic, "in review", false},
+        {awaitingUserInput, QueueMode::automatic, "needs reply", true},
+        {failed, QueueMode::automatic, "failed", true},
+        {cancelled, QueueMode::automatic, "cancelled", false},
+    };
+    for (const StatusRow& row : rows) {
+        const BugQueueItem item{.queueMode = row.mode, .status = row.status};
+        EXPECT_EQ(statusText(item), row.text);
+        EXPECT_EQ(needsAttention(item), row.needsAttention) << row.text;
+    }
+}
+
 }  // namespace
 }  // namespace quernlight::host

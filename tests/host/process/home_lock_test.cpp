@@ -81,7 +81,7 @@ TEST_F(HomeLockTest, AHomeThatCannotBeWrittenIsToldByItsName) {
     test::writeFile(home / "file", "");
     home /= "file";
     EXPECT_EQ(refusal(), "The dispatch home " + home.string() +
-                             " cannot be written (Not a directory); choose another with --home or mend its "
+                             " cannot be written (Not a directory); choose another with --home or check its "
                              "permissions.");
 }
 

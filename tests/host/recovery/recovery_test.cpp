@@ -49,7 +49,7 @@ class RecoveryTest : public test::ServicesFixture {
     }
     void backendHasNoComments() { server.answer({.body = R"({"comments":[]})"}); }
     std::vector<BugQueueItem> interrupted() { return run(recovery.interruptedItems()); }
-    std::string settle(const Uuid& id) { return run(recovery.settle(item(id))); }
+    std::string reconcile(const Uuid& id) { return run(recovery.reconcile(item(id))); }
 
     const Uuid session = randomUuid();
     const Uuid reportID = *parseUuid("0A000000-0000-4000-8000-00000000000A");
@@ -59,7 +59,7 @@ class RecoveryTest : public test::ServicesFixture {
 TEST_F(RecoveryTest, ARunningItemWithoutAReportIsPutBackAndItsAttemptHasFailed) {
     const Uuid item = running("3f2a9c1d");
     backendHasNoComments();
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::queued);
     EXPECT_EQ(history(item), "enqueued startingCodex running resumable recovered goalNotTyped");
     EXPECT_EQ(attempt(item).state, SessionAttemptState::failed);
@@ -71,25 +71,25 @@ TEST_F(RecoveryTest, AnAttemptWhoseGoalWasBegunIsNotSaidToLackIt) {
     const Uuid item = running("3f2a9c1d");
     run(appendEvent(store.items, {.itemID = item, .kind = EventKind::typing, .sessionID = session}));
     backendHasNoComments();
-    settle(item);
+    reconcile(item);
     EXPECT_EQ(history(item), "enqueued startingCodex running typing resumable recovered");
 }
 
 TEST_F(RecoveryTest, ASessionThatLeftNothingToSettleIsToldOnceThatCanBeStored) {
     const Uuid item = enqueue("3f2a9c1d").id;
-    EXPECT_EQ(run(recovery.settle(this->item(item), {.reason = "The disk was full."})), "");
+    EXPECT_EQ(run(recovery.reconcile(this->item(item), {.reason = "The disk was full."})), "");
     EXPECT_EQ(history(item), "enqueued recovered");
     EXPECT_EQ(run(store.items.events(item)).back().message, "The disk was full.");
     run(
         store.database->execute("CREATE TRIGGER full BEFORE INSERT ON queue_events BEGIN"
                                 " SELECT RAISE(ABORT, 'full'); END"));
-    EXPECT_THROW(run(recovery.settle(this->item(item))), DatabaseError);
+    EXPECT_THROW(run(recovery.reconcile(this->item(item))), DatabaseError);
 }
 
 TEST_F(RecoveryTest, AnItemWhoseSessionCouldNotBeRecordedIsPutBackForThatReason) {
     const Uuid item = running("3f2a9c1d");
     backendHasNoComments();
-    EXPECT_EQ(run(recovery.settle(this->item(item), {.reason = "The disk was full."})), "");
+    EXPECT_EQ(run(recovery.reconcile(this->item(item), {.reason = "The disk was full."})), "");
     EXPECT_EQ(status(item), QueueItemStatus::queued);
     EXPECT_EQ(attempt(item).failureReason, "The disk was full.");
 }
@@ -97,7 +97,7 @@ TEST_F(RecoveryTest, AnItemWhoseSessionCouldNotBeRecordedIsPutBackForThatReason)
 TEST_F(RecoveryTest, AnItemWhoseSessionWentWrongFailsOnceNoReportIsFound) {
     const Uuid item = running("3f2a9c1d");
     backendHasNoComments();
-    EXPECT_EQ(run(recovery.settle(this->item(item), {.reason = "It broke.", .failsItem = true})), "");
+    EXPECT_EQ(run(recovery.reconcile(this->item(item), {.reason = "It broke.", .failsItem = true})), "");
     EXPECT_EQ(status(item), QueueItemStatus::failed);
     EXPECT_EQ(this->item(item).errorMessage, "It broke.");
     EXPECT_EQ(attempt(item).failureReason, "It broke.");
@@ -106,7 +106,7 @@ TEST_F(RecoveryTest, AnItemWhoseSessionWentWrongFailsOnceNoReportIsFound) {
 TEST_F(RecoveryTest, AReportThatArrivedMeanwhileCompletesItemAndAttempt) {
     const Uuid item = running("3f2a9c1d");
     backendHasReport(item, "in_review");
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::completed);
     EXPECT_EQ(history(item), "enqueued startingCodex running codexCompleted completed recovered");
     EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
@@ -117,14 +117,14 @@ TEST_F(RecoveryTest, AReportThatArrivedMeanwhileCompletesItemAndAttempt) {
 TEST_F(RecoveryTest, AReportIsFoundThoughTheBackendsClockIsBehind) {
     const Uuid item = running("3f2a9c1d");
     backendHasReport(item, "in_review", std::chrono::minutes(10));
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::completed);
 }
 
 TEST_F(RecoveryTest, AQuestionThatArrivedMeanwhileMakesTheItemAwaitTheUser) {
     const Uuid item = running("3f2a9c1d");
     backendHasReport(item, "investigate");
-    settle(item);
+    reconcile(item);
     EXPECT_EQ(status(item), QueueItemStatus::awaitingUserInput);
     EXPECT_EQ(attempt(item).completionCommentID, reportID);
 }
@@ -132,19 +132,19 @@ TEST_F(RecoveryTest, AQuestionThatArrivedMeanwhileMakesTheItemAwaitTheUser) {
 TEST_F(RecoveryTest, WhileTheBackendCannotBeAskedTheItemStaysAsItIs) {
     const Uuid item = running("3f2a9c1d");
     server.answer({.status = 503, .body = "no"});
-    EXPECT_EQ(settle(item), "The backend cannot be asked whether its interrupted session had finished.");
+    EXPECT_EQ(reconcile(item), "The backend cannot be asked whether its interrupted session had finished.");
     EXPECT_EQ(status(item), QueueItemStatus::running);
     EXPECT_EQ(attempt(item).state, SessionAttemptState::running);
     EXPECT_THAT(healthChanges, SizeIs(1));
     backendHasNoComments();
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::queued);
 }
 
 TEST_F(RecoveryTest, ABackendThatWantsToBeLeftAloneIsNotAskedForAReport) {
     const Uuid item = running("3f2a9c1d");
     health.heed(std::chrono::seconds(60));
-    EXPECT_EQ(settle(item), "The backend cannot be asked whether its interrupted session had finished.");
+    EXPECT_EQ(reconcile(item), "The backend cannot be asked whether its interrupted session had finished.");
     EXPECT_EQ(status(item), QueueItemStatus::running);
     EXPECT_THAT(server.lines(), IsEmpty());
 }
@@ -154,7 +154,7 @@ TEST_F(RecoveryTest, ABugThatWasPutBackUnaskedIsCompletedWhenItsReportIsFound) {
     run(manager.markResumable(item));
     EXPECT_THAT(interrupted(), SizeIs(1));
     backendHasReport(item, "in_review");
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::completed);
     EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
 }
@@ -162,7 +162,7 @@ TEST_F(RecoveryTest, ABugThatWasPutBackUnaskedIsCompletedWhenItsReportIsFound) {
 TEST_F(RecoveryTest, CommentsThatCannotBeReadAreTheBugsTrouble) {
     const Uuid item = running("3f2a9c1d");
     server.answer({.body = "no json"});
-    EXPECT_THAT(settle(item),
+    EXPECT_THAT(reconcile(item),
                 HasSubstr("Its comments cannot be read: The backend's answer is not valid JSON"));
     EXPECT_THAT(healthChanges, IsEmpty());
 }
@@ -170,7 +170,7 @@ TEST_F(RecoveryTest, CommentsThatCannotBeReadAreTheBugsTrouble) {
 TEST_F(RecoveryTest, ABugThatTheBackendNoLongerKnowsHasNoReport) {
     const Uuid item = running("3f2a9c1d");
     server.answer({.status = 404, .body = "no such bug"});
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::queued);
     EXPECT_THAT(healthChanges, IsEmpty());
 }
@@ -178,7 +178,7 @@ TEST_F(RecoveryTest, ABugThatTheBackendNoLongerKnowsHasNoReport) {
 TEST_F(RecoveryTest, AnItemWhoseCompletionHadBeenSeenIsCompletedWithoutAskingAnybody) {
     const Uuid item = running("3f2a9c1d");
     run(manager.markCodexCompleted(item, reportID));
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::completed);
     EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
     EXPECT_EQ(attempt(item).completionCommentID, reportID);
@@ -189,14 +189,14 @@ TEST_F(RecoveryTest, ACompletionWhoseAttemptHadBeenClosedAlreadyIsCompletedToo) 
     const Uuid item = running("3f2a9c1d");
     run(manager.markCodexCompleted(item, reportID));
     run(store.attempts.markCompleted(attempt(item).id, reportID, currentInstant(), currentInstant()));
-    settle(item);
+    reconcile(item);
     EXPECT_EQ(status(item), QueueItemStatus::completed);
 }
 
 TEST_F(RecoveryTest, AnItemThatHadNoAttemptYetIsPutBackWithoutAskingAnybody) {
     const Uuid item = running("3f2a9c1d");
     run(store.database->execute("DELETE FROM session_attempts"));
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_EQ(status(item), QueueItemStatus::queued);
     EXPECT_THAT(server.lines(), IsEmpty());
 }
@@ -205,7 +205,7 @@ TEST_F(RecoveryTest, AnAttemptThatAFailedItemHadLeftOpenFailsWithTheItemsReason)
     const Uuid item = running("3f2a9c1d");
     run(manager.markFailed(item, "Idle timeout elapsed before completion."));
     EXPECT_THAT(interrupted(), SizeIs(1));
-    settle(item);
+    reconcile(item);
     EXPECT_EQ(status(item), QueueItemStatus::failed);
     EXPECT_EQ(attempt(item).failureReason, "Idle timeout elapsed before completion.");
     EXPECT_THAT(interrupted(), IsEmpty());
@@ -214,7 +214,7 @@ TEST_F(RecoveryTest, AnAttemptThatAFailedItemHadLeftOpenFailsWithTheItemsReason)
 TEST_F(RecoveryTest, AnAttemptThatAQuestionHadLeftOpenIsCompletedWithThatComment) {
     const Uuid item = running("3f2a9c1d");
     run(manager.markAwaitingUserInput(item, reportID));
-    settle(item);
+    reconcile(item);
     EXPECT_EQ(status(item), QueueItemStatus::awaitingUserInput);
     EXPECT_EQ(attempt(item).state, SessionAttemptState::completed);
     EXPECT_EQ(attempt(item).completionCommentID, reportID);
@@ -241,7 +241,7 @@ TEST_F(RecoveryTest, TheAgentThatStillRunsIsEndedWithAllItsProcesses) {
                                   .sessionID = session,
                                   .metadataJSON = processMetadata(orphan, processEntry(orphan).startTime)}));
     backendHasNoComments();
-    EXPECT_EQ(settle(item), "");
+    EXPECT_EQ(reconcile(item), "");
     EXPECT_THAT(ProcessTree(session).alive(), IsEmpty());
     waitpid(orphan, nullptr, 0);
 }
@@ -254,7 +254,7 @@ TEST_F(RecoveryTest, AProcessThatOnlyGotTheAgentsPidIsNotTouched) {
                                   .sessionID = session,
                                   .metadataJSON = processMetadata(stranger, "another start")}));
     backendHasNoComments();
-    settle(item);
+    reconcile(item);
     EXPECT_EQ(waitpid(stranger, nullptr, WNOHANG), 0);
     kill(stranger, SIGKILL);
     waitpid(stranger, nullptr, 0);
@@ -284,8 +284,8 @@ const std::string interruptedText = "Dispatcher stopped while the session was ru
 INSTANTIATE_TEST_SUITE_P(
     Table, RecoveryStepTest,
     testing::Values(
-        StepCase{"queued", {.status = queued}, {}, NothingToSettle{}},
-        StepCase{"completed", {.status = completed}, {}, NothingToSettle{}},
+        StepCase{"queued", {.status = queued}, {}, NothingToReconcile{}},
+        StepCase{"completed", {.status = completed}, {}, NothingToReconcile{}},
         StepCase{"startingWithoutAttempt",
                  {.status = startingCodex},
                  {},

@@ -99,7 +99,7 @@ TEST_F(DirectServiceTest, WhatTheItemsStateForbidsIsRefusedAndChangesNothing) {
     const auto refusal = errorOf(service->change({.action = QueueAction::next, .bugID = "11111111"}));
     EXPECT_EQ(refusal.code(), refused);
     EXPECT_STREQ(refusal.what(),
-                 "Bug 11111111 is failed: it has left its queue; queue it again with: quernlight-dispatch "
+                 "Bug 11111111 (failed): it has left its queue; queue it again with: quernlight-dispatch "
                  "queue retry 11111111");
     EXPECT_EQ(stored(failed), failed);
 }

@@ -21,7 +21,7 @@ using testing::EndsWith;
 using enum QueueActionVerdict;
 using enum QueueItemStatus;
 
-constexpr QueueActionVerdict toSettle = sessionUnsettled;
+constexpr QueueActionVerdict toSettle = sessionUnreconciled;
 
 /// What may be done to an item in a state, for every action in the order of `allQueueActions`.
 struct StateRow {
@@ -101,7 +101,7 @@ class QueueActionSentenceTest : public testing::TestWithParam<SentenceRow> {};
 TEST_P(QueueActionSentenceTest, SaysWhatToDoInstead) {
     const BugQueueItem item{.bugID = "3f2a9c1d", .status = QueueItemStatus::failed};
     EXPECT_EQ(queueActionSentence(GetParam().verdict, item),
-              std::string("Bug 3f2a9c1d is failed: ") + GetParam().sentence);
+              std::string("Bug 3f2a9c1d (failed): ") + GetParam().sentence);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -118,7 +118,8 @@ INSTANTIATE_TEST_SUITE_P(
         SentenceRow{notHeld,
                     "only bugs that wait in the manual queue are started by hand; put it there with: "
                     "quernlight-dispatch queue hold 3f2a9c1d"},
-        SentenceRow{sessionUnsettled, "its session has to be settled first; start the dispatcher once."}));
+        SentenceRow{sessionUnreconciled,
+                    "its session has to be reconciled first; start the dispatcher once."}));
 
 TEST(QueueActionSentence, QuotesAnIdThatAShellWouldTakeForMore) {
     const BugQueueItem item{.bugID = "a;b", .status = QueueItemStatus::failed};
@@ -134,14 +135,6 @@ TEST(QueueActionFactsTest, AnAttemptIsOpenUntilItsEndIsStored) {
         EXPECT_EQ(queueActionFacts(item, attempt).hasOpenAttempt, !hasEnded) << rawValue(state);
     }
     EXPECT_EQ(queueActionFacts(item, std::nullopt).mode, manual);
-}
-
-TEST(NeedsPersonTest, WhereNothingGoesOnWithoutOne) {
-    std::vector<QueueItemStatus> waiting;
-    std::copy_if(allQueueItemStatuses.begin(), allQueueItemStatuses.end(), std::back_inserter(waiting),
-                 needsPerson);
-    EXPECT_THAT(waiting,
-                testing::UnorderedElementsAre(waitingForMapping, awaitingUserInput, QueueItemStatus::failed));
 }
 
 }  // namespace

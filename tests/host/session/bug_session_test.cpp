@@ -246,7 +246,7 @@ TEST_F(BugSessionTest, AGoalThatIsNotTypedToItsEndFailsTheBug) {
     EXPECT_THAT(history(), HasSubstr(" agentExited goalNotTyped"));
 }
 
-/// What cannot be stored of a session's end is settled later; until then the item stays live.
+/// What cannot be stored of a session's end is reconciled later; until then the item stays live.
 TEST_F(BugSessionTest, AnEndThatCannotBeStoredLeavesTheItemToBeReconciled) {
     work();
     failWritesOf("failed");
