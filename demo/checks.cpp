@@ -7,6 +7,7 @@
 #include <boost/json/parse.hpp>
 
 #include "host/events/item_history.hpp"
+#include "host/events/session_stage.hpp"
 #include "quernlight/git/git_runner.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/text.hpp"
@@ -105,8 +106,9 @@ class BugCheck {
             return expect(false, "the queue holds it " + std::to_string(items.size()) + " times.");
         }
         item_ = items.front();
-        finding_.outcome = textOf(item_, "status");
-        expect(finding_.outcome == (asked() ? "awaitingUserInput" : "completed"),
+        const auto status = queueItemStatusFromRawValue(textOf(item_, "status"));
+        finding_.outcome = status ? statusText(BugQueueItem{.status = *status}) : "unknown";
+        expect(status == (asked() ? QueueItemStatus::awaitingUserInput : QueueItemStatus::completed),
                "its status is \"" + finding_.outcome + "\".");
         expect(item_.at("active_session_id").isNull(), "it still has an active session.");
         expect(!textOf(item_, "codex_session_id").empty(), "the agent's own session is not known.");

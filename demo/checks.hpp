@@ -12,7 +12,7 @@ namespace quernlight::demo {
 /// What one bug came to, as the database, git and the backend tell it afterwards.
 struct DemoFinding {
     std::string bugID{};
-    std::string outcome{};  ///< the item's status in the database
+    std::string outcome{};  ///< the item's status in the database, in words
     std::string branch{};   ///< on the remote; empty when there is none
     std::string transcript{};
     std::size_t transcriptLines = 0;

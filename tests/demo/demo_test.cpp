@@ -48,9 +48,9 @@ class DemoTest : public test::DispatchFixture {
 TEST_F(DemoTest, ThreeBugsRunEndToEndAndNothingStaysBehind) {
     const auto outcome = dispatch({});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
-    EXPECT_THAT(outcome.output, HasSubstr("\n7c41e0ab  completed           Notes-7c41e0ab"));
-    EXPECT_THAT(outcome.output, HasSubstr("\n2e9b6d14  completed           Notes-2e9b6d14"));
-    EXPECT_THAT(outcome.output, HasSubstr("\nb05d83f7  awaitingUserInput   -"));
+    EXPECT_THAT(outcome.output, HasSubstr("\n7c41e0ab  in review           Notes-7c41e0ab"));
+    EXPECT_THAT(outcome.output, HasSubstr("\n2e9b6d14  in review           Notes-2e9b6d14"));
+    EXPECT_THAT(outcome.output, HasSubstr("\nb05d83f7  needs reply         -"));
     EXPECT_THAT(outcome.output, HasSubstr("All checks passed.\n"));
     EXPECT_EQ(outcome.error, "");
     EXPECT_THAT(processesLeft(), IsEmpty());
