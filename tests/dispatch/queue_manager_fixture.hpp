@@ -49,6 +49,9 @@ Task<void> withoutResult(Task<Result> task) {
 /// The agent's conversation that `leaveBehind` binds bugs to.
 inline const Uuid agentConversation = *parseUuid("C0DE0000-0000-0000-0000-000000000001");
 
+/// Stands for a time that an operation took from the clock.
+inline constexpr Instant justNow = Instant::max();
+
 /// A queue manager over a real database. Bugs are named by their short ids; their app is "com.acme.shop".
 class QueueManagerFixture : public testing::Test {
   protected:
@@ -122,6 +125,17 @@ class QueueManagerFixture : public testing::Test {
     }
 
     void store(const BugQueueItem& item) { run(queue_.update(item)); }
+
+    /// The item with `justNow` in place of each time of a run that came after `longAgo`.
+    BugQueueItem itemWithoutClock(const std::string& bugID) {
+        BugQueueItem found = item(bugID);
+        for (auto* time : {&found.startedAt, &found.completedAt, &found.cancelledAt}) {
+            if (*time > longAgo) {
+                *time = justNow;
+            }
+        }
+        return found;
+    }
 
     /// The active bugs of a queue in listing order. Fails when they are not numbered 0, 1, 2, ...
     std::vector<std::string> order(QueueMode mode = automatic) {

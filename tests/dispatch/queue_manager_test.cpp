@@ -1,5 +1,7 @@
 #include "quernlight/dispatch/queue_manager.hpp"
 
+#include <cstdint>
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -198,6 +200,164 @@ TEST_F(QueueManagerTest, EnqueueingAKnownBugTakesNothingOfTheNewSummaryButItsFlo
     run(manager_.cancel(expected.id));
     run(elsewhere.enqueue(renamed, manual));
     EXPECT_EQ(item("a"), expected);
+}
+
+// What each operation tells and changes
+
+/// An operation on "b", which an earlier run left in `from` between "a" and "c", with "m" and "n" in the
+/// manual queue; what it tells, what it changes of the item, and the queues after it.
+struct Operation {
+    std::string name;
+    QueueItemStatus from;
+    std::function<Task<void>(QueueManager&, Uuid)> run;
+    ItemEvent event;
+    std::function<void(BugQueueItem&)> change;
+    std::string queues;
+};
+
+void PrintTo(const Operation& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class QueueOperationTest : public QueueManagerFixture, public testing::WithParamInterface<Operation> {
+  protected:
+    void SetUp() override {
+        mapApp();
+        enqueue("a");
+        leaveBehind("b", queued);
+        enqueue("c");
+        enqueueAll({"m", "n"}, manual);
+        setStatus("b", GetParam().from);
+        run(queue_.compactActiveQueuePositions(automatic));
+        forgetEvents();
+    }
+
+    std::string queues() {
+        std::string bugIDs;
+        for (const QueueMode mode : {automatic, manual}) {
+            for (const std::string& bugID : order(mode)) {
+                bugIDs += bugID;
+            }
+            bugIDs += mode == automatic ? " | " : "";
+        }
+        return bugIDs;
+    }
+};
+
+TEST_P(QueueOperationTest, TellsAndChangesTheItemAsTheTableSays) {
+    BugQueueItem expected = item("b");
+    GetParam().change(expected);
+    run(GetParam().run(manager_, expected.id));
+    EXPECT_EQ(itemWithoutClock("b"), expected);
+    EXPECT_THAT(events("b"), ElementsAre(GetParam().event));
+    EXPECT_EQ(eventCount(), 1U);
+    EXPECT_EQ(queues(), GetParam().queues);
+}
+
+/// The bug waits for a run with nothing left of an earlier one but the agent's conversation.
+void waitAt(BugQueueItem& item, QueueMode mode, std::int64_t position, QueueItemGoalFlow flow = fixBug) {
+    item.queueMode = mode;
+    item.queuePosition = position;
+    item.goalFlow = flow;
+    item.status = queued;
+    item.activeSessionID.reset();
+    item.errorMessage.reset();
+    item.startedAt.reset();
+    item.completedAt.reset();
+    item.cancelledAt.reset();
+}
+
+Task<void> enqueueAgain(QueueManager& manager, QueueMode mode, std::string status = "open") {
+    QLBugSummaryDTO summary;
+    summary.id = "b";
+    summary.status = std::move(status);
+    return withoutResult(manager.enqueue(std::move(summary), mode));
+}
+
+using M = QueueManager&;
+using Item = BugQueueItem&;
+const ItemEvent retried = event("retried", "Queued for retry.");
+const ItemEvent movedToAuto = event("queueModeChanged", "Moved to auto queue.");
+const ItemEvent movedToManual = event("queueModeChanged", "Moved to manual queue.");
+
+INSTANTIATE_TEST_SUITE_P(
+    Operations, QueueOperationTest,
+    testing::Values(
+        Operation{"EnqueueOneThatHasLeft", failed, [](M m, Uuid) { return enqueueAgain(m, automatic); },
+                  retried, [](Item item) { waitAt(item, automatic, 2); }, "acb | mn"},
+        Operation{"EnqueueOneThatHasLeftToTheOtherQueue", completed,
+                  [](M m, Uuid) { return enqueueAgain(m, manual, "in_review"); }, retried,
+                  [](Item item) { waitAt(item, manual, 2, addressReview); }, "ac | mnb"},
+        Operation{"EnqueueToTheOtherQueue", queued, [](M m, Uuid) { return enqueueAgain(m, manual); },
+                  movedToManual, [](Item item) { waitAt(item, manual, 2); }, "ac | mnb"},
+        Operation{"RetryInItsPlace", running,
+                  [](M m, Uuid id) { return withoutResult(m.retry(id, addressReview)); }, retried,
+                  [](Item item) { waitAt(item, automatic, 1, addressReview); }, "abc | mn"},
+        Operation{"RetryOneThatHasLeft", failed,
+                  [](M m, Uuid id) { return withoutResult(m.retry(id, fixBug)); }, retried,
+                  [](Item item) { waitAt(item, automatic, 2); }, "acb | mn"},
+        Operation{"RetryInTheOtherQueue", running,
+                  [](M m, Uuid id) { return withoutResult(m.retry(id, fixBug, manual)); }, retried,
+                  [](Item item) { waitAt(item, manual, 2); }, "ac | mnb"},
+        Operation{"MoveOneThatHasLeft", failed,
+                  [](M m, Uuid id) { return withoutResult(m.move(id, manual)); }, retried,
+                  [](Item item) { waitAt(item, manual, 2); }, "ac | mnb"},
+        Operation{"MoveOneThatHasLeftWithAFlow", failed,
+                  [](M m, Uuid id) { return withoutResult(m.move(id, automatic, addressReview)); }, retried,
+                  [](Item item) { waitAt(item, automatic, 2, addressReview); }, "acb | mn"},
+        Operation{"MoveToTheOtherQueue", queued,
+                  [](M m, Uuid id) { return withoutResult(m.move(id, manual, addressReview)); },
+                  movedToManual, [](Item item) { waitAt(item, manual, 2, addressReview); }, "ac | mnb"},
+        Operation{"MoveInItsQueueWithAFlow", queued,
+                  [](M m, Uuid id) { return withoutResult(m.move(id, automatic, addressReview)); },
+                  movedToAuto, [](Item item) { waitAt(item, automatic, 1, addressReview); }, "abc | mn"},
+        Operation{"Reorder", queued, [](M m, Uuid id) { return m.reorder(id, std::nullopt); },
+                  event("reordered", "Moved queue item to position 2."),
+                  [](Item item) { item.queuePosition = 2; }, "acb | mn"},
+        Operation{"QueueNext", queued, [](M m, Uuid id) { return m.queueNext(id); },
+                  event("queuedNext", "Moved queue item next."), [](Item item) { item.queuePosition = 0; },
+                  "bac | mn"},
+        Operation{"Cancel", running, [](M m, Uuid id) { return m.cancel(id); },
+                  event("cancelled", "Cancelled by user."),
+                  [](Item item) {
+                      item.status = cancelled;
+                      item.activeSessionID.reset();
+                      item.errorMessage.reset();
+                      item.cancelledAt = justNow;
+                  },
+                  "ac | mn"}),
+    [](const auto& row) { return row.param.name; });
+
+TEST_F(QueueManagerTest, ANewBugTellsWhereItWaitsAndForWhat) {
+    enqueue("unmapped");
+    enqueue("manual", manual);
+    mapApp();
+    enqueue("mapped");
+    EXPECT_THAT(events("unmapped"),
+                ElementsAre(event("enqueued", "Added to queue while waiting for repository mapping.")));
+    EXPECT_THAT(events("manual"), ElementsAre(event("enqueued", "Added to manual queue.")));
+    EXPECT_THAT(events("mapped"), ElementsAre(event("enqueued", "Added to queue.")));
+    EXPECT_EQ(status("unmapped"), waitingForMapping);
+    EXPECT_EQ(status("manual"), queued);
+    EXPECT_EQ(status("mapped"), queued);
+}
+
+TEST_F(QueueManagerTest, AnItemIsReturnedAsItIsStored) {
+    leaveBehind("a", failed);
+    const Uuid itemID = id("a");
+    const auto again = run(manager_.retry(itemID, addressReview));
+    EXPECT_EQ(again, item("a"));
+    setStatus("a", failed);
+    const auto moved = run(manager_.move(itemID, manual));
+    EXPECT_EQ(moved, item("a"));
+    EXPECT_EQ(run(manager_.move(itemID, manual)), moved);
+    setStatus("a", running);
+    const BugQueueItem underWay = item("a");
+    EXPECT_EQ(run(manager_.move(itemID, automatic, fixBug)), underWay);
+    EXPECT_EQ(enqueue("a", automatic), underWay);
+    setStatus("a", completed);
+    const BugQueueItem left = item("a");
+    EXPECT_EQ(run(manager_.remove(itemID)), left);
 }
 
 // Failures
