@@ -192,6 +192,7 @@ TEST_F(CompletionDetectorTest, DetectCompletionReturnsTheCommentThatCompletes) {
     const QLCommentDTO completing = agentComment();
     EXPECT_EQ(CompletionDetector::detectCompletion({completing}, state_), completing);
     EXPECT_EQ(CompletionDetector::detectCompletion({}, state_), std::nullopt);
+    EXPECT_EQ(outcome({}), std::nullopt);
 }
 
 TEST_F(CompletionDetectorTest, DetectCompletionReturnsNothingForAnInvestigation) {

@@ -342,6 +342,18 @@ TEST_F(QueueManagerTest, ANewBugTellsWhereItWaitsAndForWhat) {
     EXPECT_EQ(status("mapped"), queued);
 }
 
+TEST_F(QueueManagerTest, AnItemWaitsForTheMappingThatTheQueueItComesToCallsFor) {
+    const Uuid itemID = enqueue("a", manual).id;
+    run(manager_.retry(itemID, fixBug));
+    EXPECT_EQ(status("a"), queued);
+    run(manager_.retry(itemID, fixBug, automatic));
+    EXPECT_EQ(status("a"), waitingForMapping);
+    run(manager_.move(itemID, manual));
+    EXPECT_EQ(status("a"), queued);
+    run(manager_.move(itemID, automatic));
+    EXPECT_EQ(status("a"), waitingForMapping);
+}
+
 TEST_F(QueueManagerTest, AnItemIsReturnedAsItIsStored) {
     leaveBehind("a", failed);
     const Uuid itemID = id("a");

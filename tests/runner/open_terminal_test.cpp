@@ -31,9 +31,9 @@ TEST(AgentSpawnTest, TheStreamsAreTheTerminalWhoseMasterIsClosedInTheChild) {
 TEST(AgentSpawnTest, TheEnvironmentIsTheRequestsAloneSortedByKey) {
     const StartSessionRequest request{.repoPath = "/repo",
                                       .launchCommand = {"codex"},
-                                      .environment = {{"B", "2"}, {"A-", "3"}, {"A", "1=1"}}};
+                                      .environment = {{"B", "2"}, {"A-", "3"}, {"A", "1=1"}, {"C", ""}}};
     const SpawnRequest spawn = agentSpawnRequest(request, {});
-    EXPECT_EQ(spawn.environment, (Texts{"A=1=1", "A-=3", "B=2"}));  // "-" lies before "="
+    EXPECT_EQ(spawn.environment, (Texts{"A=1=1", "A-=3", "B=2", "C="}));  // "-" lies before "="
     EXPECT_EQ(spawn.workingDirectory, "/repo");
 }
 
