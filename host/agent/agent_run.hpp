@@ -13,7 +13,7 @@
 namespace quernlight::host {
 
 /// One launch of the agent: its events in one mailbox, its processes, and the way to stop it. Owned by its
-/// session; used on one executor. `end` must be awaited before it is destroyed once it was started.
+/// session; used on one executor.
 class AgentRun {
   public:
     /// `name` is for messages: "bug 3f2a9c1d".

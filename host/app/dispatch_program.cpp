@@ -66,15 +66,16 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
             "only for what follows.");
     });
     const bool triesAgain = !options.dispatcher.once;  // else the program's last sentence tells
-    StartPauses startPauses([&events, triesAgain](const std::string& topic, const std::string& sentence) {
-        if (!triesAgain) {
-            return;
-        }
-        events.alert({AlertTopic::starts, topic}, sentence);
-        if (sentence.empty()) {
-            events.notice("Bugs can be started again.");
-        }
-    });
+    StartPauses startPauses(
+        [&events, triesAgain](const std::string& repository, const std::string& sentence) {
+            if (!triesAgain) {
+                return;
+            }
+            events.alert({AlertTopic::starts, repository}, sentence);
+            if (sentence.empty()) {
+                events.notice("Bugs can be started again.");
+            }
+        });
     SessionServices services{
         .home = options.home,
         .store = store,

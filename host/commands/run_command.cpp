@@ -7,7 +7,6 @@
 #include "host/commands/command_line.hpp"
 #include "host/commands/dry_run.hpp"
 #include "host/commands/path_option.hpp"
-#include "host/events/failure_notices.hpp"
 #include "host/process/core_dumps.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/process/event_loop.hpp"
@@ -62,7 +61,6 @@ int runCommand(const RunOptions& options) {
                                   .logFile = options.logFile};
     EventPublisher events;
     Views views(io.get_executor(), events, viewOptions);
-    const FailureNotices failures(io.get_executor(), events);
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,
                                    .backend = backend,

@@ -59,9 +59,6 @@ MaybeReason ofProgram(const ProgramFacts& program) {
     if (!program.homeIsWritable) {
         return because(WaitCause::homeUnwritable);
     }
-    if (program.missingAgent) {
-        return because(WaitCause::agentMissing, *program.missingAgent);
-    }
     return std::nullopt;
 }
 
@@ -86,6 +83,9 @@ MaybeReason reasonOf(const ItemFacts& facts, const ProgramFacts& program, int se
     }
     if (!facts.repository) {
         return because(WaitCause::mappingGone, facts.item.bundleID);
+    }
+    if (program.missingAgent) {
+        return because(WaitCause::agentMissing, *program.missingAgent);
     }
     if (const MaybeReason reason = ofRoom(program, sessions)) {
         return reason;

@@ -25,8 +25,8 @@ enum class WaitCause {
     stopping,           ///< the dispatcher ends
     homeAway,           ///< the dispatch home is not in its place
     homeUnwritable,     ///< the dispatch home cannot be written
-    agentMissing,       ///< there is no agent program
     mappingGone,        ///< it had a repository when it was queued, but has none any more
+    agentMissing,       ///< there is no agent program
     noPlace,            ///< as many sessions run as may
     memoryShort,        ///< less memory is available than a session should find
     worktreeInUse,      ///< a process of an earlier session still runs

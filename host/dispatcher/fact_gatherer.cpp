@@ -54,8 +54,9 @@ MachineLooks looksAtThisMachine() {
 
 Task<AdmissionFacts> FactGatherer::gather() const {
     AdmissionFacts facts;
-    const auto repositories = co_await mappedRepositories();
-    for (BugQueueItem& item : co_await store_.items.items()) {
+    auto items = co_await store_.items.items();
+    const auto repositories = co_await repositoriesOf(items);
+    for (BugQueueItem& item : items) {
         const auto repository = repositories.find(item.bundleID);
         ItemFacts known{.item = std::move(item)};
         if (repository != repositories.end()) {
@@ -72,11 +73,16 @@ Task<AdmissionFacts> FactGatherer::gather() const {
     co_return facts;
 }
 
-Task<std::map<std::string, std::string>> FactGatherer::mappedRepositories() const {
+/// Resolving a path may wait for a slow disk, so it is done for the apps of these items only.
+Task<std::map<std::string, std::string>> FactGatherer::repositoriesOf(
+    const std::vector<BugQueueItem>& items) const {
     std::map<std::string, std::string> repositories;
     for (AppMapping& mapping : co_await store_.mappings.allMappings()) {
         const std::string bundleID = mapping.bundleID;
-        repositories.emplace(bundleID, resolved(std::move(mapping)).repoPath);
+        const auto isOfApp = [&](const BugQueueItem& item) { return item.bundleID == bundleID; };
+        if (std::ranges::any_of(items, isOfApp)) {
+            repositories.emplace(bundleID, resolved(std::move(mapping)).repoPath);
+        }
     }
     co_return repositories;
 }

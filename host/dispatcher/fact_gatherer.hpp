@@ -44,7 +44,7 @@ class FactGatherer {
     Task<AdmissionFacts> gather() const;
 
   private:
-    Task<std::map<std::string, std::string>> mappedRepositories() const;
+    Task<std::map<std::string, std::string>> repositoriesOf(const std::vector<BugQueueItem>& items) const;
     Task<bool> isStartRequested(const BugQueueItem& item) const;
     ProgramFacts programFacts(const std::vector<ItemFacts>& items) const;
     Task<void> lookIntoWorktrees(AdmissionFacts& facts) const;

@@ -124,7 +124,10 @@ void StartLoop::addOwnersPart(AdmissionFacts& facts) {
     program.stopping = context_.isStopping();
     program.homeIsInPlace = services_.homeIsInPlace();
     program.homeIsWritable = services_.disk.isWell();
-    program.missingAgent = missingAgent(services_.settings.agentCommand, services_.environment);
+    const auto isQueued = [](const ItemFacts& item) { return item.item.status == QueueItemStatus::queued; };
+    if (std::ranges::any_of(facts.items, isQueued)) {
+        program.missingAgent = missingAgent(services_.settings.agentCommand, services_.environment);
+    }
 }
 
 /// With `once` what has failed is not tried again, since nobody is there to put the cause right meanwhile.
@@ -141,7 +144,7 @@ std::optional<StartPause> StartLoop::pauseOf(const std::string& repository) cons
 void StartLoop::endUnusedPauses(const AdmissionFacts& facts) {
     std::set<std::string> repositories;
     for (const ItemFacts& item : facts.items) {
-        const bool mayWait = item.item.status == QueueItemStatus::queued || item.work == ItemWork::session;
+        const bool mayWait = item.item.status == QueueItemStatus::queued || item.work != ItemWork::none;
         if (item.repository && mayWait) {
             repositories.insert(*item.repository);
         }

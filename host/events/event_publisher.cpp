@@ -1,9 +1,24 @@
 #include "host/events/event_publisher.hpp"
 
+#include <exception>
 #include <utility>
 #include <vector>
 
+#include "quernlight/platform/task.hpp"
+
 namespace quernlight::host {
+namespace {
+
+/// What has happened has happened, and whoever told of it goes on, whatever becomes of those who are told.
+void tell(const EventPublisher::Handler& handler, const DispatchEvent& event) {
+    try {
+        handler(event);
+    } catch (...) {
+        reportFailure("a subscriber of events", std::current_exception());
+    }
+}
+
+}  // namespace
 
 EventPublisher::Subscription EventPublisher::subscribe(Handler handler) {
     auto subscription = std::make_shared<const Handler>(std::move(handler));
@@ -20,7 +35,7 @@ void EventPublisher::publish(const DispatchEvent& event) {
     std::erase_if(subscribers_, [](const auto& entry) { return entry.second.expired(); });
     for (const Subscription& subscriber : told) {
         if (subscriber) {
-            (*subscriber)(event);
+            tell(*subscriber, event);
         }
     }
 }

@@ -15,7 +15,7 @@ namespace quernlight::host {
 /// executor.
 class EventPublisher {
   public:
-    /// Must neither wait nor throw.
+    /// Must not wait. What it throws is reported, and concerns nobody else.
     using Handler = std::function<void(const DispatchEvent&)>;
 
     /// Subscribed for as long as this lives, which may be longer than the publisher does.

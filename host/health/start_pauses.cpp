@@ -6,10 +6,6 @@
 namespace quernlight::host {
 namespace {
 
-std::string topicOf(const std::string& scope) {
-    return scope.empty() ? "starts" : "starts in " + scope;
-}
-
 std::string describe(const std::string& scope, const std::string& cause, std::chrono::seconds length) {
     const std::string who = scope.empty() ? "No bug is started" : "No bug of " + scope + " is started";
     return who + " for the next " + std::to_string(length.count()) + " s, then it is tried again: " + cause;
@@ -26,7 +22,7 @@ void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
     pause.length = std::clamp(pause.length * 2, shortest, longest);
     pause.end = now + pause.length;
     pause.cause = failure.cause;
-    listener_(topicOf(scope), describe(scope, pause.cause, pause.length));
+    listener_(scope, describe(scope, pause.cause, pause.length));
 }
 
 void StartPauses::endUnused(const std::set<std::string>& repositories) {
@@ -70,7 +66,7 @@ std::optional<std::string> StartPauses::trouble(const std::string& repository) c
 
 void StartPauses::end(const std::string& scope) {
     if (pauses_.erase(scope) > 0) {
-        listener_(topicOf(scope), "");
+        listener_(scope, "");
     }
 }
 

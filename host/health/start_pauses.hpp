@@ -26,8 +26,8 @@ class StartPauses {
   public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `topic` is one for all pauses of a kind; an empty sentence says that it is over.
-    using Listener = std::function<void(const std::string& topic, const std::string& sentence)>;
+    /// `repository`: whose bugs are held back, empty where all are. An empty sentence says that it is over.
+    using Listener = std::function<void(const std::string& repository, const std::string& sentence)>;
 
     static constexpr std::chrono::seconds shortest{5};
     static constexpr std::chrono::seconds longest{300};

@@ -54,8 +54,8 @@ Task<SettingList> listSettings(StoreAccess& access) {
 }
 
 Task<SettingValue> showSetting(StoreAccess& access, std::string key) {
-    const StoredSettings stored = co_await readSettings(access);
     requireSetting(key);
+    const StoredSettings stored = co_await readSettings(access);
     co_return settingValue(stored, key);
 }
 

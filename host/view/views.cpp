@@ -21,9 +21,11 @@ Views::Views(const boost::asio::any_io_executor& executor, EventPublisher& event
         subscriptions_.push_back(
             events.subscribe([view = view.get()](const DispatchEvent& event) { view->handle(event); }));
     }
+    failures_ = std::make_unique<FailureNotices>(executor, events);
 }
 
 void Views::close() {
+    failures_.reset();
     subscriptions_.clear();
     for (const auto& view : views_) {
         view->close();

@@ -8,6 +8,7 @@
 #include <boost/asio/any_io_executor.hpp>
 
 #include "host/events/event_publisher.hpp"
+#include "host/events/failure_notices.hpp"
 #include "host/view/event_log.hpp"
 
 namespace quernlight::host {
@@ -22,7 +23,8 @@ struct ViewOptions {
 /// otherwise or when JSON is asked for and has no file of its own; and the log file. Used on one executor.
 class Views {
   public:
-    /// Subscribes to `events`. Throws UserError when the log file cannot be written.
+    /// Subscribes to `events`, which gets failures of background work as well. Throws UserError when the log
+    /// file cannot be written.
     Views(const boost::asio::any_io_executor& executor, EventPublisher& events, const ViewOptions& options);
 
     /// Nothing is shown from now on; what is on the screen stays. Waits a moment for slow readers.
@@ -31,6 +33,7 @@ class Views {
   private:
     std::vector<std::unique_ptr<View>> views_;
     std::vector<EventPublisher::Subscription> subscriptions_;
+    std::unique_ptr<FailureNotices> failures_;  // as long as somebody is shown them
 };
 
 }  // namespace quernlight::host

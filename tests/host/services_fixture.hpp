@@ -77,8 +77,8 @@ class ServicesFixture : public testing::Test {
     std::vector<std::string> diskChanges;
     DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
     RunningTime runningTime{readClocks(clock), [] {}};
-    StartPauses startPauses{[this](const std::string& topic, const std::string& sentence) {
-        events.alert({AlertTopic::starts, topic}, sentence);
+    StartPauses startPauses{[this](const std::string& repository, const std::string& sentence) {
+        events.alert({AlertTopic::starts, repository}, sentence);
     }};
     Settings settings;
     SessionServices services{

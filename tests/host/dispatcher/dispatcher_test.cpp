@@ -152,13 +152,14 @@ TEST_F(DispatcherTest, ABugStartsOnceThePauseOfItsRepositoryIsOver) {
     EXPECT_GE(clock.steadyNow() - paused, StartPauses::shortest);
 }
 
-TEST_F(DispatcherTest, ABugWhoseMappingIsGoneFailsAndSaysSo) {
+TEST_F(DispatcherTest, ABugWhoseMappingIsGoneWaitsForANewOneAlsoWithoutAnAgent) {
+    settings.agentCommand = {"/no/such/agent"};
     const Uuid item = enqueue("11111111").id;
     run(store.database->execute("DELETE FROM app_mappings"));
     begin();
-    ASSERT_TRUE(until([&] { return status(item) == QueueItemStatus::failed; }));
-    EXPECT_EQ(this->item(item).errorMessage,
-              "The repository mapping of com.acme.shop is gone; set it again with \"map set\".");
+    ASSERT_TRUE(until([&] { return status(item) == QueueItemStatus::waitingForMapping; }));
+    EXPECT_THAT(history(item), HasSubstr("mappingGone"));
+    EXPECT_THAT(published.alerts, IsEmpty());
 }
 
 /// A run that ends when nothing is left; the backend has no bugs.

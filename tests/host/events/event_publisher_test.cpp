@@ -1,5 +1,7 @@
 #include "host/events/event_publisher.hpp"
 
+#include <stdexcept>
+
 #include <gmock/gmock.h>
 
 #include "tests/host/published_events.hpp"
@@ -73,6 +75,15 @@ TEST_F(EventPublisherTest, WhoHasLeftIsToldNothingAlsoWhenItLeavesInAHandler) {
     events.notice("Two.");
     EXPECT_EQ(told, 1);
     EXPECT_THAT(published.notices, ElementsAre("One.", "Two."));
+}
+
+TEST_F(EventPublisherTest, AHandlerThatThrowsConcernsNobodyElse) {
+    const auto throwing = events.subscribe([](const DispatchEvent&) { throw std::runtime_error("no room"); });
+    test::PublishedEvents later(events);
+    testing::internal::CaptureStderr();
+    EXPECT_NO_THROW(events.notice("One."));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "a subscriber of events: no room\n");
+    EXPECT_THAT(later.notices, ElementsAre("One."));
 }
 
 TEST(EventKindTest, EveryStoredTextIsReadBackAsItsKind) {
