@@ -16,9 +16,9 @@ class PublishedEvents {
               std::visit([this](const auto& what) { keep(what); }, event);
           })) {}
 
-    std::vector<std::string> stages;                ///< "BUG STAGE"
-    std::vector<std::string> notices;               ///< raised alerts among them
-    std::vector<std::string> history;               ///< "BUG KIND SESSION"
+    std::vector<std::string> stages;                      ///< "BUG STAGE"
+    std::vector<std::string> notices;                     ///< raised alerts among them
+    std::vector<std::string> history;                     ///< "BUG KIND SESSION"
     const std::map<host::AlertKey, std::string>& alerts;  ///< that hold
 
   private:
