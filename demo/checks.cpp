@@ -107,7 +107,7 @@ class BugCheck {
         }
         item_ = items.front();
         const auto status = queueItemStatusFromRawValue(textOf(item_, "status"));
-        finding_.outcome = status ? statusText(BugQueueItem{.status = *status}) : "unknown";
+        finding_.outcome = status ? host::statusText(BugQueueItem{.status = *status}) : "unknown";
         expect(status == (asked() ? QueueItemStatus::awaitingUserInput : QueueItemStatus::completed),
                "its status is \"" + finding_.outcome + "\".");
         expect(item_.at("active_session_id").isNull(), "it still has an active session.");

@@ -99,7 +99,7 @@ std::string summary(const ViewState& view) {
           counted(count(is(SessionStage::inReview)), "in review")}) {
         text += (text.empty() || part.empty() ? "" : ", ") + part;
     }
-    const auto attention = count(needsAttention);
+    const auto attention = count([](SessionStage stage) { return needsAttention(stage); });
     const std::string person = counted(attention, attention == 1 ? "needs attention" : "need attention");
     text += (text.empty() || person.empty() ? "" : "; ") + person;
     return view.alerts.contains({AlertTopic::backend}) ? text + "; the backend does not answer" : text;
