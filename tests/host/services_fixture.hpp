@@ -77,8 +77,8 @@ class ServicesFixture : public testing::Test {
     std::vector<std::string> diskChanges;
     DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
     RunningTime runningTime{readClocks(clock), [] {}};
-    StartPauses startPauses{[this](const std::string& repository, const std::string& sentence) {
-        events.alert({AlertTopic::starts, repository}, sentence);
+    StartPauses startPauses{[this](const std::string& scope, const std::string& sentence) {
+        events.alert({AlertTopic::starts, scope}, sentence);
     }};
     Settings settings;
     SessionServices services{
