@@ -8,16 +8,6 @@
 namespace quernlight::host {
 namespace {
 
-std::size_t widthOf(char32_t scalar) {
-    const auto character = static_cast<UChar32>(scalar);
-    const auto category = U_GET_GC_MASK(character);
-    if ((category & (U_GC_M_MASK | U_GC_CF_MASK)) != 0 || isActingCharacter(scalar)) {
-        return 0;
-    }
-    const int width = u_getIntPropertyValue(character, UCHAR_EAST_ASIAN_WIDTH);
-    return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
-}
-
 /// The first bytes, to the end of a character.
 std::string_view beginning(std::string_view text, std::size_t bytes) {
     if (text.size() <= bytes) {
@@ -34,10 +24,20 @@ std::string_view beginning(std::string_view text, std::size_t bytes) {
 
 }  // namespace
 
+std::size_t characterWidth(char32_t scalar) {
+    const auto character = static_cast<UChar32>(scalar);
+    const auto category = U_GET_GC_MASK(character);
+    if ((category & (U_GC_M_MASK | U_GC_CF_MASK)) != 0 || isActingCharacter(scalar)) {
+        return 0;
+    }
+    const int width = u_getIntPropertyValue(character, UCHAR_EAST_ASIAN_WIDTH);
+    return width == U_EA_WIDE || width == U_EA_FULLWIDTH ? 2 : 1;
+}
+
 std::size_t displayWidth(std::string_view text) {
     std::size_t width = 0;
     for (const char32_t scalar : unicodeScalars(text)) {
-        width += widthOf(scalar);
+        width += characterWidth(scalar);
     }
     return width;
 }
@@ -53,11 +53,11 @@ std::string fitted(std::string_view whole, std::size_t width) {
         if (isActingCharacter(scalar)) {
             continue;
         }
-        if (used + widthOf(scalar) > room) {
+        if (used + characterWidth(scalar) > room) {
             break;
         }
         appendUtf8(shown, scalar);
-        used += widthOf(scalar);
+        used += characterWidth(scalar);
     }
     if (cut && width > 0) {
         shown += "…";

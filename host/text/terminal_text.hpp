@@ -6,6 +6,9 @@
 
 namespace quernlight::host {
 
+/// How many columns a character takes on a terminal, 0 to 2.
+std::size_t characterWidth(char32_t scalar);
+
 /// How many columns a text takes on a terminal: wide East Asian characters two, combining marks none.
 std::size_t displayWidth(std::string_view text);
 

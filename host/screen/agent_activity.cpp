@@ -1,0 +1,150 @@
+#include "host/screen/agent_activity.hpp"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "host/screen/composer.hpp"
+#include "host/screen/screen_text.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+/// What a rule saw; nothing when it does not apply.
+using Sight = std::optional<std::string>;
+
+struct Rule {
+    std::string_view name;
+    AgentState state;
+    Sight (*look)(const ScreenPicture&);
+};
+
+/// The first line that holds one of the words, trimmed.
+Sight lineWith(const ScreenPicture& picture, std::initializer_list<std::string_view> words) {
+    for (const std::string& line : picture.lines) {
+        if (holdsAnyOf(line, words)) {
+            return std::string(trimmed(line));
+        }
+    }
+    return std::nullopt;
+}
+
+Sight seesOptions(const ScreenPicture& picture) {
+    const auto dialog = dialogOn(picture);
+    if (!dialog) {
+        return std::nullopt;
+    }
+    return std::string(nameOf(dialog->kind)) + " (" + dialog->reason + ")";
+}
+
+/// "[ ! ] Action Required": the mark blinks.
+Sight seesTitleThatAsks(const ScreenPicture& picture) {
+    const bool asks = picture.title.starts_with("[") && holdsAnyOf(picture.title, {"action required"});
+    return asks ? Sight("title \"" + picture.title + "\"") : std::nullopt;
+}
+
+Sight seesSpinner(const ScreenPicture& picture) {
+    const std::u32string title = columnsOf(picture.title);
+    const bool isBraille = !title.empty() && title.front() >= 0x2800 && title.front() <= 0x28FF;
+    return isBraille ? Sight("title \"" + picture.title + "\"") : std::nullopt;
+}
+
+Sight seesInterruptHint(const ScreenPicture& picture) {
+    return lineWith(picture, {"esc to interrupt", "ctrl+c to interrupt", "ctrl + c to interrupt"});
+}
+
+Sight seesLoading(const ScreenPicture& picture) {
+    for (const std::string& line : picture.lines) {
+        const std::string word = lowercased(trimmed(line));
+        if (word == "loading" || word == "loading…" || word == "loading...") {
+            return word;
+        }
+    }
+    return std::nullopt;
+}
+
+Sight seesComposer(const ScreenPicture& picture) {
+    const auto composer = composerOn(picture);
+    if (!composer) {
+        return std::nullopt;
+    }
+    return "row " + std::to_string(composer->row + 1) + (composer->text.empty() ? ", empty" : ", with text");
+}
+
+constexpr std::array rules{
+    Rule{"options", AgentState::dialog, seesOptions},
+    Rule{"title that asks", AgentState::dialog, seesTitleThatAsks},
+    Rule{"spinner in the title", AgentState::working, seesSpinner},
+    Rule{"hint how to interrupt", AgentState::working, seesInterruptHint},
+    Rule{"loading", AgentState::starting, seesLoading},
+    Rule{"composer", AgentState::idle, seesComposer},
+};
+
+/// The row behind what the agent has told: that of the composer, or the screen's end.
+int endOfHistory(const ScreenPicture& picture) {
+    const auto composer = composerOn(picture);
+    return composer ? composer->row : picture.rows;
+}
+
+}  // namespace
+
+std::string_view nameOf(AgentState state) {
+    constexpr std::array<std::string_view, 5> names{"unknown", "dialog", "working", "starting", "idle"};
+    return names.at(static_cast<std::size_t>(state));
+}
+
+AgentActivity agentActivity(const ScreenPicture& picture) {
+    for (const Rule& rule : rules) {
+        if (Sight sight = rule.look(picture)) {
+            return {.state = rule.state,
+                    .rule = rule.name,
+                    .reason = std::move(*sight),
+                    .dialog = rule.state == AgentState::dialog ? dialogOn(picture) : std::nullopt};
+        }
+    }
+    return {.rule = "none", .reason = "nothing that is known is on the screen"};
+}
+
+std::vector<std::string> explainActivity(const ScreenPicture& picture) {
+    std::vector<std::string> lines;
+    for (const Rule& rule : rules) {
+        lines.push_back(std::string(rule.name) + ": " + rule.look(picture).value_or("no"));
+    }
+    return lines;
+}
+
+std::optional<std::string> lastNotice(const ScreenPicture& picture) {
+    int row = endOfHistory(picture) - 1;
+    const auto lineAt = [&](int at) {
+        return std::string(trimmed(picture.lines[static_cast<std::size_t>(at)]));
+    };
+    while (row >= 0 && lineAt(row).empty()) {
+        --row;
+    }
+    std::string notice;
+    for (; row >= 0 && !lineAt(row).empty(); --row) {
+        const std::string line = lineAt(row);
+        notice = notice.empty() ? line : line + " " + notice;
+        if (line.starts_with("■")) {
+            return std::string(trimmed(std::string_view(notice).substr(std::string_view("■").size())));
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> usageLimitUntil(const ScreenPicture& picture) {
+    const auto notice = lastNotice(picture);
+    if (!notice || !holdsAnyOf(*notice, {"usage limit", "rate limit", "limit reached"})) {
+        return std::nullopt;
+    }
+    constexpr std::string_view words = "try again ";
+    const std::size_t found = notice->find(words);
+    if (found == notice->npos) {
+        return "";
+    }
+    const std::string_view behind = std::string_view(*notice).substr(found + words.size());
+    return std::string(trimmed(behind.substr(0, behind.find('.'))));
+}
+
+}  // namespace quernlight::host

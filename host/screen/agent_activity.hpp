@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/screen/dialog.hpp"
+#include "host/screen/screen_picture.hpp"
+
+namespace quernlight::host {
+
+enum class AgentState : std::uint8_t {
+    unknown,   ///< nothing that is known is on the screen, which is never "ready"
+    dialog,    ///< it asks something and takes no text
+    working,   ///< at a turn, which can be interrupted
+    starting,  ///< its composer may be there, but it still loads
+    idle,      ///< its composer takes text
+};
+
+std::string_view nameOf(AgentState state);
+
+/// What an agent does, read from its screen.
+struct AgentActivity {
+    AgentState state = AgentState::unknown;
+    std::string_view rule{};         ///< the name of the rule that said so
+    std::string reason{};            ///< what it saw
+    std::optional<Dialog> dialog{};  ///< when it is one that was made out
+};
+
+/// By an ordered table of rules, of which the first that applies counts: dialog above working, working above
+/// starting, starting above idle.
+AgentActivity agentActivity(const ScreenPicture& picture);
+
+/// What each rule says of the screen, in their order: "composer: row 8, empty" or "composer: no".
+std::vector<std::string> explainActivity(const ScreenPicture& picture);
+
+/// The last notice above the composer or at the screen's end, without its mark "■": what went wrong, as the
+/// agent tells it, on one line. Nothing when something else came after it.
+std::optional<std::string> lastNotice(const ScreenPicture& picture);
+
+/// When the agent may be used again, as a notice of a usage limit says it ("at 10:43 AM", "in 3 hours");
+/// empty when it says no time. Nothing when the last notice is none of a usage limit.
+std::optional<std::string> usageLimitUntil(const ScreenPicture& picture);
+
+}  // namespace quernlight::host

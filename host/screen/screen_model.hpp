@@ -1,0 +1,116 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/screen/screen_grid.hpp"
+#include "host/screen/screen_picture.hpp"
+#include "host/screen/terminal_parser.hpp"
+
+namespace quernlight::host {
+
+/// The model of one terminal: what a program writes goes in, split anywhere; the picture and the answers to
+/// what the program asked come out. Its memory is bounded, whatever is written. One thread at a time.
+class ScreenModel final : private TerminalActions {
+  public:
+    static constexpr TerminalSize largest{.columns = 1000, .rows = 500};
+    static constexpr std::size_t mostAnswerBytes = 4096;  ///< more than these that nobody took are left out
+
+    /// A size is brought between 1 by 1 and `largest`. `scrollBack`: how many lines are kept.
+    ScreenModel(int columns, int rows, std::size_t scrollBack = 5000);
+    ScreenModel(const ScreenModel&) = delete;
+    ScreenModel& operator=(const ScreenModel&) = delete;
+
+    void write(std::string_view bytes);
+
+    /// Any size, see `readableSize`. Lines are cut, not wrapped anew, and none comes back from the
+    /// scroll-back: programs draw again when their terminal's size changes.
+    void resize(int columns, int rows);
+
+    /// That so many bytes of output were left out here: what they would have changed is not known.
+    void skip(std::uint64_t bytes);
+
+    ScreenPicture picture() const;
+
+    /// The lines that scrolled off the top, oldest first.
+    std::vector<std::string> scrollBack() const { return {scrolledOff_.begin(), scrolledOff_.end()}; }
+
+    /// What the terminal answers to questions in what was written. Taken out.
+    std::string takeAnswers();
+
+  private:
+    using Sequence = ControlSequence;
+    using Operation = void (ScreenModel::*)(const Sequence&);
+    struct Entry;
+    struct CharacterSets {
+        std::array<bool, 2> isLineDrawing{};  // G0 and G1
+        std::size_t shown = 0;
+    };
+    struct SavedCursor {
+        int row = 0, column = 0;
+        bool isDim = false;
+        CharacterSets sets{};
+    };
+
+    // TerminalActions
+    void print(char32_t character) override;
+    void control(char character) override;
+    void escape(char intermediate, char final) override;
+    void controlSequence(const Sequence& sequence) override;
+    void operatingSystemCommand(std::string_view text, std::string_view end) override;
+
+    static Operation operationOf(const Sequence& sequence);
+    void moveCursor(const Sequence& sequence);
+    void placeCursor(const Sequence& sequence);
+    void editCells(const Sequence& sequence);
+    void editLines(const Sequence& sequence);
+    void eraseInLine(const Sequence& sequence);
+    void eraseInScreen(const Sequence& sequence);
+    void clearTabStops(const Sequence& sequence);
+    void repeat(const Sequence& sequence);
+    void setRegion(const Sequence& sequence);
+    void setStyle(const Sequence& sequence);
+    void setInsertMode(const Sequence& sequence);
+    void setModes(const Sequence& sequence);
+    void resetStyle(const Sequence& sequence = {});
+    void keepTitle(const Sequence& sequence);
+    void answerStatus(const Sequence& sequence);
+    void answerAttributes(const Sequence& sequence);
+    void answerKeyboard(const Sequence& sequence);
+    void answerMode(const Sequence& sequence);
+    void answerSize(const Sequence& sequence);
+    void saveCursor(const Sequence& sequence = {});
+    void restoreCursor(const Sequence& sequence = {});
+
+    void reset();
+    void setMode(int mode, bool isOn);
+    void showAlternate(bool isOn);
+    bool isOn(int mode) const;
+    void moveTo(int row, int column);
+    void answer(std::string_view text);
+    ScreenGrid& grid() { return isAlternate_ ? alternate_ : main_; }
+    const ScreenGrid& grid() const { return isAlternate_ ? alternate_ : main_; }
+
+    std::size_t scrollBackLines_;
+    std::deque<std::string> scrolledOff_;
+    ScreenGrid main_, alternate_;
+    bool isAlternate_ = false;
+    TerminalParser parser_;
+    std::map<int, bool> modes_;  // private ones, those that are known
+    ScreenGrid::Style style_;
+    CharacterSets sets_;
+    std::map<bool, SavedCursor> saved_;  // one a screen
+    char32_t lastPrinted_ = 0;           // 0 when something else came since
+    std::string title_;
+    std::vector<std::string> keptTitles_;
+    std::string answers_;
+    std::uint64_t bytes_ = 0, skipped_ = 0;
+};
+
+}  // namespace quernlight::host
