@@ -1,5 +1,7 @@
 #include "standin/codex/agent.hpp"
 
+#include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <thread>
 #include <utility>
@@ -10,6 +12,12 @@
 #include "standin/codex/screen.hpp"
 
 namespace quernlight::standin::codex {
+namespace {
+
+/// A terminal that does not answer is one that cannot.
+constexpr std::chrono::milliseconds longestWaitForAnswer{3100};
+
+}  // namespace
 
 Agent::Agent(Settings settings, StateDatabase& database, std::string threadID, bool resumed)
     : settings_(std::move(settings)),
@@ -21,17 +29,21 @@ void Agent::run() {
     startUp();
     while (true) {
         const auto submitted = composer_.take(terminal_.readBurst());
+        drawPrompt();
         if (submitted && handle(*submitted) == Next::leave) {
-            terminal_.write("\r\n");
+            terminal_.write("\x1b[?2004l\r\n");
             return;
         }
-        drawPrompt();
+        if (submitted) {
+            drawPrompt();
+        }
     }
 }
 
 void Agent::startUp() {
     const bool slow = settings_.behaviour == Behaviour::slowStart;
     const auto pause = settings_.stepDelay * (slow ? 10 : 1);
+    terminal_.askForCursor(std::min(settings_.stepDelay * 40, longestWaitForAnswer));
     for (const std::string& text : startupTexts(slow)) {
         terminal_.write(text);
         std::this_thread::sleep_for(pause);
@@ -39,14 +51,19 @@ void Agent::startUp() {
     if (resumed_) {
         terminal_.write(resumedLine(threadID_));
     }
+    terminal_.write("\x1b[?2004h");
     terminal_.dropPendingKeys();
     drawPrompt();
 }
 
 void Agent::drawPrompt() {
-    if (!silent_) {
-        terminal_.write(promptLine(composer_.draft()));
+    if (silent_) {
+        return;
     }
+    const Terminal::Size size = terminal_.size();
+    const ComposerDrawing drawing = composerDrawing(composer_.shown(), size.columns, size.rows - 4);
+    terminal_.write(clearedRows(composerRows_) + drawing.text);
+    composerRows_ = drawing.rows;
 }
 
 Agent::Next Agent::handle(const std::string& submitted) {
@@ -66,6 +83,9 @@ Agent::Next Agent::handle(const std::string& submitted) {
 
 /// A failure ends the agent's work, not the agent: it says so and waits, as a real one does.
 Agent::Next Agent::workOn(const std::string& command) {
+    if (!takesGoal(command)) {
+        return Next::promptAgain;
+    }
     const auto goal = parseGoal(command);
     if (!goal) {
         database_.setTitle(threadID_, command.substr(0, command.find('\n')));
@@ -82,8 +102,34 @@ Agent::Next Agent::workOn(const std::string& command) {
     } catch (const std::exception& error) {
         terminal_.write(failureLine(error.what()));
     }
+    database_.completeGoal(threadID_);
     database_.touchThread(threadID_);
     return next;
+}
+
+/// Of an earlier goal that is not complete a person is asked.
+bool Agent::takesGoal(const std::string& command) {
+    const std::string objective(trimmed(std::string_view(command).substr(command.find("/goal") + 5)));
+    if (database_.hasOtherGoal(threadID_, objective) && !mayReplaceGoal()) {
+        return false;
+    }
+    database_.setGoal(threadID_, objective);
+    return true;
+}
+
+bool Agent::mayReplaceGoal() {
+    constexpr std::size_t questionRows = 4;
+    std::size_t selected = 0;
+    terminal_.write("\x1b[?25l" + clearedLine() + replaceGoalQuestion(selected));
+    while (true) {
+        const std::string keys = terminal_.readBurst().bytes;
+        if (keys == "\r") {
+            terminal_.write(clearedRows(questionRows) + "\x1b[?25h");
+            return selected == 0;
+        }
+        selected = keys == "\x1b[B" ? 1 : keys == "\x1b[A" ? 0 : selected;
+        terminal_.write(clearedRows(questionRows) + replaceGoalQuestion(selected));
+    }
 }
 
 Agent::Next Agent::work(const Goal& goal) {

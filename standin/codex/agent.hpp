@@ -24,6 +24,8 @@ class Agent {
 
     void startUp();
     void drawPrompt();
+    bool mayReplaceGoal();
+    bool takesGoal(const std::string& command);
     Next handle(const std::string& submitted);
     Next workOn(const std::string& command);
     Next work(const Goal& goal);
@@ -37,6 +39,7 @@ class Agent {
     bool deaf_ = false;    ///< "/exit" has no effect
     Terminal terminal_;
     Composer composer_;
+    std::size_t composerRows_ = 1;  ///< as it is drawn
 };
 
 }  // namespace quernlight::standin::codex

@@ -8,7 +8,6 @@ namespace quernlight::standin::codex {
 namespace {
 
 constexpr std::string_view reset = "\x1b[0m";
-constexpr std::size_t longestShownDraft = 60;
 
 std::string coloured(std::string_view code, std::string_view text) {
     std::string result = "\x1b[";
@@ -24,14 +23,22 @@ std::string mcpLine(std::size_t started, std::size_t all) {
            std::to_string(all) + "): quernlight\r\n";
 }
 
-std::string draftSummary(std::string_view draft) {
-    const std::string_view text = trimmed(draft);
-    const bool plain = std::none_of(text.begin(), text.end(),
-                                    [](char byte) { return static_cast<unsigned char>(byte) < 0x20; });
-    if (plain && text.size() <= longestShownDraft) {
-        return std::string(text);
+/// Lines of at most so many characters.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width) {
+    std::vector<std::string> lines(1);
+    std::size_t length = 0;
+    for (const char byte : text) {
+        const bool begins = (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+        if (byte == '\n' || (begins && length == width)) {
+            lines.emplace_back();
+            length = 0;
+        }
+        if (byte != '\n') {
+            lines.back() += byte;
+            length += begins ? 1 : 0;
+        }
     }
-    return "[Pasted text, " + std::to_string(draft.size()) + " bytes]";
+    return lines;
 }
 
 }  // namespace
@@ -53,8 +60,28 @@ std::vector<std::string> startupTexts(bool slow) {
     return texts;
 }
 
-std::string promptLine(std::string_view draft) {
-    return clearedLine() + coloured("1;36", "›") + " " + draftSummary(draft);
+ComposerDrawing composerDrawing(std::string_view shown, std::size_t columns, std::size_t mostRows) {
+    const std::string glyph = coloured("1;36", "›") + " ";
+    if (shown.empty()) {
+        return {.text = glyph + coloured("2", "Type a goal") + "\r\x1b[2C", .rows = 1};
+    }
+    const std::vector<std::string> lines = wrapped(shown, columns - 3);
+    const std::size_t first = lines.size() > mostRows ? lines.size() - mostRows : 0;
+    ComposerDrawing drawing{.text = glyph + lines[first], .rows = lines.size() - first};
+    for (std::size_t line = first + 1; line < lines.size(); ++line) {
+        drawing.text += "\r\n  " + lines[line];
+    }
+    return drawing;
+}
+
+std::string replaceGoalQuestion(std::size_t selected) {
+    const auto mark = [selected](std::size_t option) { return option == selected ? "› " : "  "; };
+    return std::string("Replace goal?\r\n\r\n") + mark(0) + "1. Replace current goal\r\n" + mark(1) +
+           "2. Cancel";
+}
+
+std::string clearedRows(std::size_t rows) {
+    return "\r" + (rows > 1 ? "\x1b[" + std::to_string(rows - 1) + "A" : std::string()) + "\x1b[J";
 }
 
 std::string resumedLine(std::string_view sessionID) {

@@ -15,8 +15,19 @@ std::string versionLine();
 /// What appears one after the other before the prompt; the slow start has more servers to wait for.
 std::vector<std::string> startupTexts(bool slow);
 
-/// The prompt glyph on a fresh line, with what has been typed so far.
-std::string promptLine(std::string_view draft);
+/// The composer as it is drawn: the prompt glyph and what has been typed so far, wrapped and with its lines
+/// under each other, or a hint where that is nothing. A long text shows its end.
+struct ComposerDrawing {
+    std::string text;
+    std::size_t rows = 1;
+};
+ComposerDrawing composerDrawing(std::string_view shown, std::size_t columns, std::size_t mostRows);
+
+/// The question whether a new goal takes the old one's place, with the option that is selected (0 or 1).
+std::string replaceGoalQuestion(std::size_t selected);
+
+/// Takes away so many rows, of which the cursor is on the last.
+std::string clearedRows(std::size_t rows);
 
 std::string resumedLine(std::string_view sessionID);
 std::string unknownSessionLine(std::string_view sessionID);

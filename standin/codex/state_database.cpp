@@ -69,6 +69,24 @@ StateDatabase::StateDatabase(const std::filesystem::path& home) {
         "CREATE TABLE IF NOT EXISTS threads (id TEXT PRIMARY KEY, cwd TEXT NOT NULL, title TEXT NOT NULL, "
         "source TEXT NOT NULL, created_at INTEGER NOT NULL, updated_at INTEGER NOT NULL)",
         {});
+    run(raw,
+        "CREATE TABLE IF NOT EXISTS thread_goals (thread_id TEXT PRIMARY KEY, objective TEXT NOT NULL, "
+        "status TEXT NOT NULL)",
+        {});
+}
+
+bool StateDatabase::hasOtherGoal(const std::string& id, const std::string& objective) {
+    return run(database_.get(),
+               "SELECT 1 FROM thread_goals WHERE thread_id = ? AND objective != ? AND status != 'complete'",
+               {id, objective});
+}
+
+void StateDatabase::setGoal(const std::string& id, const std::string& objective) {
+    run(database_.get(), "INSERT OR REPLACE INTO thread_goals VALUES (?, ?, 'active')", {id, objective});
+}
+
+void StateDatabase::completeGoal(const std::string& id) {
+    run(database_.get(), "UPDATE thread_goals SET status = 'complete' WHERE thread_id = ?", {id});
 }
 
 void StateDatabase::insertThread(const std::string& id, const std::string& directory) {

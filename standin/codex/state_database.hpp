@@ -23,6 +23,13 @@ class StateDatabase {
     /// Marks the conversation as used now.
     void touchThread(const std::string& id);
 
+    /// The conversation's goal, where it has one that is neither complete nor this one.
+    bool hasOtherGoal(const std::string& id, const std::string& objective);
+
+    /// Its goal from now on, active.
+    void setGoal(const std::string& id, const std::string& objective);
+    void completeGoal(const std::string& id);
+
     void setTitle(const std::string& id, const std::string& title);
 
   private:

@@ -4,6 +4,7 @@
 #include <system_error>
 
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace quernlight::standin::codex {
@@ -38,6 +39,23 @@ void Terminal::write(std::string_view text) {
             text.remove_prefix(static_cast<std::size_t>(written));
         } else if (written < 0 && errno != EINTR) {
             throw TerminalClosed();
+        }
+    }
+}
+
+Terminal::Size Terminal::size() const {
+    winsize size{};
+    const bool isKnown = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 10 && size.ws_row > 5;
+    return isKnown ? Size{.columns = size.ws_col, .rows = size.ws_row} : Size{};
+}
+
+void Terminal::askForCursor(std::chrono::milliseconds patience) {
+    write("\x1b[6n");
+    const auto deadline = Clock::now() + patience;
+    Burst answer;
+    while (answer.bytes.find('R') == std::string::npos && Clock::now() < deadline) {
+        if (waitForKeys()) {
+            readInto(answer);
         }
     }
 }

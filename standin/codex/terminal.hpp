@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <stdexcept>
 #include <string_view>
 
@@ -26,6 +27,14 @@ class Terminal {
 
     /// Writes all of it, waiting as long as the other side does not read. Throws TerminalClosed.
     void write(std::string_view text);
+
+    struct Size {
+        std::size_t columns = 80, rows = 24;
+    };
+    Size size() const;
+
+    /// Asks where the cursor is, as a terminal program does, and waits so long for the answer.
+    void askForCursor(std::chrono::milliseconds patience);
 
     /// Forgets the keys that have arrived and were not read.
     void dropPendingKeys();

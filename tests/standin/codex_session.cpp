@@ -56,12 +56,19 @@ void CodexSession::paste(std::string text) {
 
 void CodexSession::submit(const std::string& goal) {
     paste(goal);
-    EXPECT_TRUE(terminal->sees("[Pasted text, " + std::to_string(goal.size()) + " bytes]"));
+    EXPECT_TRUE(terminal->sees("[Pasted Content " + std::to_string(goal.size()) + " chars]"));
+    terminal->type("\r");
+}
+
+void CodexSession::leave() {
+    terminal->type("/exit");
+    EXPECT_TRUE(terminal->sees("/exit"));
     terminal->type("\r");
 }
 
 void CodexSession::workOn(const std::string& goal) {
     submit(goal);
+    EXPECT_TRUE(terminal->sees("›")) << terminal->output();  // the composer, which is empty again
     EXPECT_TRUE(terminal->sees("›")) << terminal->output();
 }
 

@@ -31,6 +31,9 @@ class CodexSession : public testing::Test {
     /// Pastes a goal, waits until the agent shows the paste, and presses Enter.
     void submit(const std::string& goal);
 
+    /// Types "/exit" and, once it is shown, Enter.
+    void leave();
+
     /// Submits and waits for the prompt that follows the work.
     void workOn(const std::string& goal);
 

@@ -38,14 +38,16 @@ TEST_F(StandinCodexBehaviourTest, SilentExitEndsWellWithoutAComment) {
     EXPECT_THAT(comments(), IsEmpty());
 }
 
-TEST_F(StandinCodexBehaviourTest, IdleTakesTheGoalPrintsNothingMoreAndStillKnowsExit) {
+TEST_F(StandinCodexBehaviourTest, IdleTakesTheGoalAndPrintsNothingMore) {
     startAtPrompt({"STANDIN_CODEX=idle"});
     submit(fixGoal(names()));
     awaitState("SELECT title FROM threads WHERE title = 'Bug 3f2a9c1d'");
+    EXPECT_TRUE(terminal->sees("Type a goal"));
     const std::size_t printed = terminal->output().size();
-    terminal->type("/exit\r");
-    EXPECT_EQ(terminal->exitCode(), 0);
-    EXPECT_EQ(terminal->output().substr(printed), "\r\n");
+    terminal->type("anybody there?");
+    terminal->signal(SIGINT);
+    EXPECT_EQ(terminal->exitCode(), 128 + SIGINT);
+    EXPECT_EQ(terminal->output().substr(printed), "");
     EXPECT_THAT(backend.requestLines(), IsEmpty());
 }
 
@@ -53,7 +55,7 @@ TEST_F(StandinCodexBehaviourTest, IgnoreExitWorksThenHearsNeitherExitNorInterrup
     startAtPrompt({"STANDIN_CODEX=ignore-exit"});
     workOn(fixGoal(names()));
     EXPECT_THAT(comments(), SizeIs(1));
-    terminal->type("/exit\r");
+    leave();
     EXPECT_TRUE(terminal->sees("›"));
     terminal->signal(SIGINT);
     terminal->type("still here");

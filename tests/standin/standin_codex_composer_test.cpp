@@ -39,8 +39,23 @@ TEST_F(StandinCodexComposerTest, ALateBurstThatEndsInOneReturnStillWaits) {
     EXPECT_EQ(typeLate("one\rtwo\r"), std::nullopt);
 }
 
-TEST_F(StandinCodexComposerTest, ExitWithItsEnterInOneBurstSubmits) {
-    EXPECT_EQ(type("/exit\r"), "/exit\n");
+TEST_F(StandinCodexComposerTest, ExitWithItsEnterInOneBurstDoesNotSubmit) {
+    EXPECT_EQ(type("/exit\r"), std::nullopt);
+    EXPECT_EQ(type("\r"), "/exit\n");
+}
+
+TEST_F(StandinCodexComposerTest, BracketedPastesAreShownAsTheyAreAndNeverSubmit) {
+    EXPECT_EQ(type("/goal "), std::nullopt);
+    EXPECT_EQ(type("\x1b[200~one\r\rtwo\r\x1b[201~\x1b[200~th"), std::nullopt);
+    EXPECT_EQ(type("ree\r\x1b[201~"), std::nullopt);
+    EXPECT_EQ(composer.shown(), "/goal one\n\ntwo\nthree\n");
+    EXPECT_EQ(type("\r"), "/goal one\n\ntwo\nthree\n");
+    EXPECT_EQ(composer.shown(), "");
+}
+
+TEST_F(StandinCodexComposerTest, ABurstOfKeysIsShownAsAMark) {
+    type("/goal one\rtwo");
+    EXPECT_EQ(composer.shown(), "[Pasted Content 13 chars]");
 }
 
 TEST_F(StandinCodexComposerTest, ExitTypedKeyByKeySubmitsAtItsEnter) {

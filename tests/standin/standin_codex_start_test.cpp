@@ -22,8 +22,9 @@ TEST_F(StandinCodexStartTest, ModelAndServersAreAnnouncedInOrderBeforeThePrompt)
     EXPECT_THAT(agent.output().substr(beforeServers.size()), Not(HasSubstr("loading")));
 }
 
-TEST_F(StandinCodexStartTest, ExitInOneBurstEndsItAtOnce) {
-    startAtPrompt().type("/exit\r");
+TEST_F(StandinCodexStartTest, ExitAndItsEnterAfterAPauseEndIt) {
+    startAtPrompt();
+    leave();
     EXPECT_EQ(terminal->exitCode(), 0);
 }
 
@@ -45,7 +46,8 @@ TEST_F(StandinCodexStartTest, ItsThreadIsOnRecordWhileItRuns) {
 }
 
 TEST_F(StandinCodexStartTest, AKnownSessionIsResumedWithoutANewThread) {
-    startAtPrompt().type("/exit\r");
+    startAtPrompt();
+    leave();
     EXPECT_EQ(terminal->exitCode(), 0);
     const std::string id = awaitState("SELECT id FROM threads");
     AgentTerminal& agent = start({}, {"resume", id});
