@@ -41,13 +41,4 @@ std::string unknownConversationMetadata(const Uuid& conversation) {
     return R"({"codex_session_id":")" + upperCaseText(conversation) + R"("})";
 }
 
-std::vector<std::string> agentCommandLine(std::vector<std::string> command,
-                                          const std::optional<Uuid>& conversation) {
-    if (conversation) {
-        command.push_back("resume");
-        command.push_back(lowerCaseText(*conversation));  // as the agent itself writes it
-    }
-    return command;
-}
-
 }  // namespace quernlight::host

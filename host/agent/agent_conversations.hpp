@@ -25,8 +25,4 @@ std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::op
 /// The metadata of the event that says so, which `conversationToResume` reads.
 std::string unknownConversationMetadata(const Uuid& conversation);
 
-/// The agent's command line, to go on with a conversation or (none) to begin one.
-std::vector<std::string> agentCommandLine(std::vector<std::string> command,
-                                          const std::optional<Uuid>& conversation);
-
 }  // namespace quernlight::host

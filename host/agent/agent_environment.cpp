@@ -10,23 +10,14 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::array<std::string_view, 17> allowedNames{"PATH",
-                                                        "HOME",
-                                                        "USER",
-                                                        "LOGNAME",
-                                                        "SHELL",
-                                                        "LANG",
-                                                        "LANGUAGE",
-                                                        "TZ",
-                                                        "TMPDIR",
-                                                        "CODEX_HOME",
-                                                        "COLORTERM",
-                                                        "XDG_RUNTIME_DIR",
-                                                        "SSH_AUTH_SOCK",
-                                                        "XDG_CONFIG_HOME",
-                                                        "XDG_CACHE_HOME",
-                                                        "XDG_DATA_HOME",
-                                                        "GIT_CONFIG_NOSYSTEM"};
+constexpr std::array<std::string_view, 34> allowedNames{
+    "PATH", "HOME", "USER", "LOGNAME", "SHELL", "LANG", "LANGUAGE", "TZ", "TMPDIR", "CODEX_HOME", "COLORTERM",
+    "XDG_RUNTIME_DIR", "SSH_AUTH_SOCK", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
+    "GIT_CONFIG_NOSYSTEM",
+    // how the network is reached, and whom it trusts
+    "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "NO_PROXY", "FTP_PROXY", "http_proxy", "https_proxy",
+    "all_proxy", "no_proxy", "ftp_proxy", "SSL_CERT_FILE", "SSL_CERT_DIR", "CODEX_CA_CERTIFICATE",
+    "NODE_EXTRA_CA_CERTS", "CURL_CA_BUNDLE", "REQUESTS_CA_BUNDLE", "GIT_SSL_CAINFO"};
 
 bool isAllowed(std::string_view name) {
     return name.starts_with("LC_") ||

@@ -1,6 +1,7 @@
 #include "host/agent/agent_run.hpp"
 
 #include <system_error>
+#include <utility>
 
 #include <boost/asio/this_coro.hpp>
 
@@ -14,28 +15,45 @@ namespace {
 constexpr std::chrono::milliseconds leftoverGrace{500};
 constexpr std::chrono::seconds leftoverTimeout{2};
 
-/// An agent that has exited in between, or whose terminal is gone, is not there to be asked.
-Task<void> askToStop(CodexRunner& runner, Uuid sessionID, std::optional<TerminationMode> mode) {
-    try {
-        if (mode) {
-            co_await runner.terminate(sessionID, *mode);
-        } else {
-            co_await runner.sendInput("\r", sessionID);
-        }
-    } catch (const RunnerError&) {
-    } catch (const PTYProcessError&) {
-    } catch (const std::system_error&) {
+constexpr std::string_view exitCommand = "/exit";
+/// An agent takes keys that come together for pasted text, in which Enter is a line end.
+constexpr std::chrono::milliseconds pauseBeforeEnter{350};
+constexpr std::chrono::milliseconds echoInterval{50};
+constexpr int echoLooks = 60;
+constexpr std::size_t mostAnswers = 4096;  // in bytes; what an agent asks beyond that it does not get
+
+/// Into a question or behind a draft it would be something else.
+bool mayTypeExit(const AgentReading& reading) {
+    return reading.activity.state != AgentState::dialog &&
+           (!reading.composer || reading.composer->text.empty());
+}
+
+TerminationMode modeOf(StopAction action) {
+    switch (action) {
+        case StopAction::interrupt:
+            return TerminationMode::interrupt;
+        case StopAction::terminate:
+            return TerminationMode::terminate;
+        default:
+            return TerminationMode::kill;
     }
 }
 
 }  // namespace
 
-AgentRun::AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name)
-    : runner_(runner), clock_(clock), sessionID_(sessionID), name_(std::move(name)), tree_(sessionID_) {}
+AgentRun::AgentRun(CodexRunner& runner, BackgroundExecutor& drawing, Clock& clock, Uuid sessionID,
+                   std::string name)
+    : runner_(runner),
+      drawing_(drawing),
+      clock_(clock),
+      sessionID_(sessionID),
+      name_(std::move(name)),
+      tree_(sessionID_) {}
 
 Task<StartSessionResponse> AgentRun::start(TaskSet& tasks, StartSessionRequest request) {
+    openScreen(tasks, {.columns = request.columns, .rows = request.rows});
     tasks.add("relaying events of " + name_,
-              relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation()));
+              relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation(), *screen_));
     tree_.worksIn(request.repoPath);
     const StartSessionResponse started = co_await runner_.startSession(std::move(request));
     running_ = true;
@@ -44,6 +62,35 @@ Task<StartSessionResponse> AgentRun::start(TaskSet& tasks, StartSessionRequest r
         tree_.remember(leader_);
     }
     co_return started;
+}
+
+void AgentRun::openScreen(TaskSet& tasks, TerminalSize size) {
+    const auto answer = [this](const std::string& answers) {
+        if (answers_.size() < mostAnswers) {
+            answers_ += answers;
+            answersToSend_.notify();
+        }
+    };
+    screen_ = std::make_unique<SessionScreen>(drawing_, size, SessionScreen::Observer{.answers = answer});
+    tasks.add("drawing the screen of " + name_, screen_->run());
+    tasks.add("answering the questions that the terminal of " + name_ + " is asked", sendAnswers());
+}
+
+/// One after the other: an agent that asks and does not read holds up nothing else.
+Task<void> AgentRun::sendAnswers() {
+    while (true) {
+        co_await answersToSend_.wait();
+        std::string answers = std::exchange(answers_, {});
+        try {
+            co_await runner_.sendInput(std::move(answers), sessionID_);
+        } catch (const RunnerError&) {
+        } catch (const PTYProcessError&) {
+        } catch (const std::system_error& error) {
+            if (error.code() == std::errc::operation_canceled) {
+                throw;
+            }
+        }
+    }
 }
 
 Task<std::optional<SessionEvent>> AgentRun::nextUntil(Clock::TimePoint deadline) {
@@ -65,7 +112,54 @@ void AgentRun::look() {
 Task<void> AgentRun::stop(Escalation escalation, EventHandler handler) {
     look();
     for (std::size_t step = 0; running_ && step < escalation().size(); ++step) {
-        co_await escalate(step, escalation, handler);
+        if (applies(escalation()[step].action)) {
+            co_await escalate(step, escalation, handler);
+        }
+    }
+}
+
+bool AgentRun::applies(StopAction action) const {
+    switch (action) {
+        case StopAction::typeExit:
+            return mayTypeExit(reading());
+        case StopAction::pressEnter:
+            return reading().hasTyped(exitCommand);
+        default:
+            return true;
+    }
+}
+
+/// An agent that has exited in between, or whose terminal is gone, is not there to be asked.
+Task<void> AgentRun::ask(StopAction action) {
+    try {
+        switch (action) {
+            case StopAction::typeExit:
+                co_await typeExit();
+                break;
+            case StopAction::pressEnter:
+                co_await runner_.sendInput("\n", sessionID_);
+                break;
+            default:
+                co_await runner_.terminate(sessionID_, modeOf(action));
+        }
+    } catch (const RunnerError&) {
+    } catch (const PTYProcessError&) {
+    } catch (const std::system_error&) {
+    }
+}
+
+/// An agent may show no composer for a moment.
+Task<void> AgentRun::typeExit() {
+    while (!reading().isComposerEmpty()) {
+        co_await clock_.sleepFor(echoInterval);
+    }
+    co_await runner_.sendInput(std::string(exitCommand), sessionID_);
+    co_await clock_.sleepFor(pauseBeforeEnter);
+    for (int look = 0; look < echoLooks; ++look) {
+        if (applies(StopAction::pressEnter)) {
+            co_return co_await runner_.sendInput("\n", sessionID_);
+        }
+        co_await clock_.sleepFor(echoInterval);
     }
 }
 
@@ -73,7 +167,7 @@ Task<void> AgentRun::stop(Escalation escalation, EventHandler handler) {
 /// the same.
 Task<void> AgentRun::escalate(std::size_t step, const Escalation& escalation, const EventHandler& handler) {
     ChildTask asking(co_await boost::asio::this_coro::executor, "stopping " + name_,
-                     askToStop(runner_, sessionID_, escalation()[step].mode));
+                     ask(escalation()[step].action));
     co_await awaitExit(step, escalation, handler);
     co_await asking.end();
 }

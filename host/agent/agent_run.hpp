@@ -1,23 +1,29 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "host/agent/agent_reading.hpp"
 #include "host/agent/session_mailbox.hpp"
 #include "host/agent/stop_escalation.hpp"
 #include "host/process/process_tree.hpp"
 #include "host/process/task_set.hpp"
+#include "host/screen/session_screen.hpp"
+#include "quernlight/platform/background_executor.hpp"
 #include "quernlight/runner/codex_runner.hpp"
 
 namespace quernlight::host {
 
-/// One launch of the agent: its events in one mailbox, its processes, and the way to stop it. Owned by its
-/// session; used on one executor.
+/// One launch of the agent: its events in one mailbox, its screen, its processes, and the way to stop it.
+/// Owned by its session; used on one executor.
 class AgentRun {
   public:
     /// `name` is for messages: "bug 3f2a9c1d".
-    AgentRun(CodexRunner& runner, Clock& clock, Uuid sessionID, std::string name);
+    /// `drawing` is the thread on which the screen is drawn.
+    AgentRun(CodexRunner& runner, BackgroundExecutor& drawing, Clock& clock, Uuid sessionID,
+             std::string name);
 
     /// Its events are relayed among `tasks`, which end before this does. Throws PTYProcessError; then nothing
     /// runs.
@@ -33,6 +39,10 @@ class AgentRun {
     SessionMailbox::Continuation mailbox() const { return mailbox_.continuation(); }
 
     Task<std::optional<SessionEvent>> nextUntil(Clock::TimePoint deadline);
+
+    /// Its terminal; from the start on.
+    const SessionScreen& screen() const { return *screen_; }
+    AgentReading reading() const { return readAgent(*screen_->picture()); }
 
     /// Remembers the processes that the agent has started since.
     void look();
@@ -54,14 +64,23 @@ class AgentRun {
     bool hasProcess(const ProcessEntry& process) const { return tree_.knows(process); }
 
   private:
+    void openScreen(TaskSet& tasks, TerminalSize size);
+    Task<void> sendAnswers();
+    bool applies(StopAction action) const;
+    Task<void> ask(StopAction action);
+    Task<void> typeExit();
     Task<void> escalate(std::size_t step, const Escalation& escalation, const EventHandler& handler);
     Task<void> awaitExit(std::size_t step, const Escalation& escalation, const EventHandler& handler);
 
     CodexRunner& runner_;
+    BackgroundExecutor& drawing_;
     Clock& clock_;
     const Uuid sessionID_;
     const std::string name_;
     SessionMailbox mailbox_;
+    std::unique_ptr<SessionScreen> screen_;
+    std::string answers_;  // of the terminal to the agent's questions, not sent yet
+    AsyncSignal answersToSend_;
     ProcessTree tree_;
     ProcessEntry leader_;
     std::optional<AgentExited> exit_;

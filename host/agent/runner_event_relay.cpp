@@ -18,9 +18,11 @@ OutputSeen seen(const RunnerEvent::Output& output) {
 
 }  // namespace
 
-Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox) {
+Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox,
+                             SessionScreen& screen) {
     while (const auto event = co_await events.next()) {
         if (const auto* output = event->output()) {
+            screen.feed(output->bytes);
             mailbox.deliver(seen(*output));
         } else if (const auto* exited = event->exited()) {
             mailbox.deliver(AgentExited{exited->date, exited->exitCode});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -22,15 +23,24 @@ struct AgentExited {
     std::int32_t exitCode = 0;
 };
 
+/// The goal may be typed from now on.
+struct PromptReady {};
+
 /// The goal's first key is about to be typed, and that has been stored.
 struct GoalTypingBegins {};
 
-/// All of the goal has been typed.
+/// All of the goal has been typed, its Enter included.
 struct GoalTyped {};
 
-/// The goal was not typed to its end, for the reason given.
-struct GoalNotTyped {
+/// The agent has the goal, whole.
+struct GoalAccepted {
+    std::chrono::milliseconds after{};  ///< since its prompt was ready
+};
+
+/// The agent has no goal, or not all of it, for the reason given.
+struct GoalRefused {
     std::string reason{};
+    bool isAgentUnable = false;  ///< the next goal would meet the same
 };
 
 /// A poll of the bug's comments found something that was not there at the poll before.
@@ -49,7 +59,7 @@ struct CommentTrouble {
 struct StopRequested {};
 
 /// Everything a session waits for.
-using SessionEvent = std::variant<OutputSeen, AgentExited, GoalTypingBegins, GoalTyped, GoalNotTyped,
-                                  CommentsChanged, CommentTrouble, StopRequested>;
+using SessionEvent = std::variant<OutputSeen, AgentExited, PromptReady, GoalTypingBegins, GoalTyped,
+                                  GoalAccepted, GoalRefused, CommentsChanged, CommentTrouble, StopRequested>;
 
 }  // namespace quernlight::host

@@ -11,11 +11,11 @@ std::chrono::milliseconds timeout(double seconds) {
 
 StopEscalation stopEscalation(const Settings& settings) {
     return {{
-        {TerminationMode::requestExitCommand, timeout(settings.stopExitSeconds)},
-        {std::nullopt, timeout(settings.stopEnterSeconds)},
-        {TerminationMode::interrupt, timeout(settings.stopInterruptSeconds)},
-        {TerminationMode::terminate, timeout(settings.stopTerminateSeconds)},
-        {TerminationMode::kill, timeout(settings.stopKillSeconds)},
+        {StopAction::typeExit, timeout(settings.stopExitSeconds)},
+        {StopAction::pressEnter, timeout(settings.stopEnterSeconds)},
+        {StopAction::interrupt, timeout(settings.stopInterruptSeconds)},
+        {StopAction::terminate, timeout(settings.stopTerminateSeconds)},
+        {StopAction::kill, timeout(settings.stopKillSeconds)},
     }};
 }
 
@@ -34,7 +34,7 @@ StopEscalation shortened(StopEscalation escalation, std::chrono::milliseconds to
 
 StopEscalation killOnly(StopEscalation escalation) {
     for (StopStep& step : escalation) {
-        step.timeout = step.mode == TerminationMode::kill ? step.timeout : std::chrono::milliseconds(0);
+        step.timeout = step.action == StopAction::kill ? step.timeout : std::chrono::milliseconds(0);
     }
     return escalation;
 }

@@ -2,24 +2,30 @@
 
 #include <array>
 #include <chrono>
-#include <optional>
 
 #include "host/process/stop_request.hpp"
 #include "host/settings/settings.hpp"
-#include "quernlight/runner/termination_mode.hpp"
 
 namespace quernlight::host {
 
+enum class StopAction {
+    typeExit,    ///< "/exit", and Enter once the composer shows it
+    pressEnter,  ///< again, while "/exit" still stands there
+    interrupt,   ///< SIGINT; the others likewise
+    terminate,
+    kill,
+};
+
 /// One step of the way to stop an agent: what is done, and how long its exit is then awaited.
 struct StopStep {
-    std::optional<TerminationMode> mode{};  ///< absent: a lone Enter
+    StopAction action{};
     std::chrono::milliseconds timeout{};
 
     bool operator==(const StopStep&) const = default;
 };
 
-/// From polite to final: "/exit", Enter, interrupt, terminate, kill. The lone Enter is for agents that take a
-/// burst of keys for pasted text, in which "/exit" and its Enter are a line of text and not yet a command.
+/// From polite to final. What is typed is typed only where the screen says that it will be taken as it is
+/// meant; a step that does not apply is left out and awaits nothing.
 using StopEscalation = std::array<StopStep, 5>;
 
 StopEscalation stopEscalation(const Settings& settings);

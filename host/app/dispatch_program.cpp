@@ -43,9 +43,10 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     QueueManager manager(store.items, store.mappings, backend);
     const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
     SystemClock clock;
-    GoalDelivery goalDelivery(executor, store, clock);
-    LocalPTYCodexRunner runner(goalDelivery);
+    ReadyPrompts readyPrompts(executor);
+    LocalPTYCodexRunner runner(readyPrompts);
     BackgroundExecutor background;
+    BackgroundExecutor drawing;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter(commentRequestsPerSecond, commentRequestsAtOnce);
     BackendHealth health([&events, backend](const std::string& trouble) {
@@ -82,8 +83,9 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .manager = manager,
         .client = QuernlightClient(backend, options.adminToken, std::make_shared<HttpSession>()),
         .runner = runner,
-        .goalDelivery = goalDelivery,
+        .readyPrompts = readyPrompts,
         .background = background,
+        .drawing = drawing,
         .repositories = repositories,
         .clock = clock,
         .stop = stop,

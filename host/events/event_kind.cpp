@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 31> texts{"enqueued",
+constexpr std::array<std::string_view, 34> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -28,7 +28,10 @@ constexpr std::array<std::string_view, 31> texts{"enqueued",
                                                  "agentStarted",
                                                  "typing",
                                                  "typed",
+                                                 "goalAccepted",
+                                                 "goalRefused",
                                                  "goalNotTyped",
+                                                 "needsPerson",
                                                  "agentExited",
                                                  "agentLeftovers",
                                                  "agentSurvived",

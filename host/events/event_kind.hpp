@@ -28,7 +28,10 @@ enum class EventKind {
     agentStarted,  ///< metadata: "pid" and "birth"
     typing,        ///< before the goal's first key
     typed,         ///< after its last Enter
+    goalAccepted,  ///< the agent has it, whole
+    goalRefused,   ///< the agent has none, or not all of it
     goalNotTyped,  ///< the session ended without it
+    needsPerson,   ///< the agent asks something that is not answered for a person
     agentExited,
     agentLeftovers,       ///< processes that had to be killed
     agentSurvived,        ///< processes that could not be ended

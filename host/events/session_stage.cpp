@@ -7,7 +7,7 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::array<std::pair<SessionStage, std::string_view>, 18> texts{{
+constexpr std::array<std::pair<SessionStage, std::string_view>, 19> texts{{
     {SessionStage::queued, "queued"},
     {SessionStage::needsMapping, "needs mapping"},
     {SessionStage::needsStart, "needs start"},
@@ -17,6 +17,7 @@ constexpr std::array<std::pair<SessionStage, std::string_view>, 18> texts{{
     {SessionStage::resumingAgent, "resuming codex"},
     {SessionStage::waitingForPrompt, "waiting for prompt"},
     {SessionStage::working, "working"},
+    {SessionStage::needsPerson, "needs you"},
     {SessionStage::askingBackend, "asking backend"},
     {SessionStage::agentExited, "codex exited"},
     {SessionStage::stoppingAgent, "stopping codex"},
@@ -66,8 +67,9 @@ bool hasEnded(SessionStage stage) {
 }
 
 bool needsAttention(SessionStage stage) {
-    return stage == SessionStage::failed || stage == SessionStage::needsReply ||
-           stage == SessionStage::needsMapping || stage == SessionStage::needsStart;
+    return stage == SessionStage::needsPerson || stage == SessionStage::failed ||
+           stage == SessionStage::needsReply || stage == SessionStage::needsMapping ||
+           stage == SessionStage::needsStart;
 }
 
 bool needsAttention(const BugQueueItem& item) {

@@ -17,6 +17,7 @@ enum class SessionStage {
     resumingAgent,
     waitingForPrompt,
     working,
+    needsPerson,    ///< its agent asks something
     askingBackend,  ///< whether the agent has reported, before its silence fails it
     agentExited,    ///< its comment may still come
     stoppingAgent,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <optional>
 #include <string>
@@ -9,8 +10,9 @@ namespace quernlight::host {
 
 /// Why a bug could not be started that has nothing to do with the bug: it would meet the next one as well.
 struct OutsideFailure {
-    std::optional<std::string> repository{};  ///< only its bugs are met; absent: all are
-    std::string cause{};                      ///< one line, with the next step where there is one
+    std::optional<std::string> repository{};      ///< only its bugs are met; absent: all are
+    std::string cause{};                          ///< one line, with the next step where there is one
+    std::optional<std::chrono::seconds> lasts{};  ///< if that is known
 };
 
 /// What is known of the git commands that were to prepare a worktree.

@@ -16,10 +16,11 @@ std::string describe(const std::string& scope, const std::string& cause, std::ch
 void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
     const std::string scope = failure.repository.value_or(everything);
     Pause& pause = pauses_[scope];
-    if (now < pause.end) {
+    if (now < pause.end && now + failure.lasts.value_or(std::chrono::seconds(0)) <= pause.end) {
         return;
     }
-    pause.length = std::clamp(pause.length * 2, shortest, longest);
+    pause.length =
+        failure.lasts ? std::max(*failure.lasts, shortest) : std::clamp(pause.length * 2, shortest, longest);
     pause.end = now + pause.length;
     pause.cause = failure.cause;
     listener_(scope, describe(scope, pause.cause, pause.length));

@@ -20,7 +20,8 @@ struct StartPause {
 };
 
 /// Which bugs are not started for a while because one that was could not be, for a cause outside of it. The
-/// first pause is 5 seconds; each further failure doubles it, up to 5 minutes, until a start succeeds. Pure
+/// first pause is 5 seconds, or as long as the cause lasts where that is known; each further failure doubles
+/// it, up to 5 minutes, until a start succeeds. Pure
 /// but for its listener, which is told of each pause and of its end. Used on one executor.
 class StartPauses {
   public:
@@ -34,7 +35,8 @@ class StartPauses {
 
     explicit StartPauses(Listener listener) : listener_(std::move(listener)) {}
 
-    /// A start has failed. While starts pause already it is one that began before, and counts for nothing.
+    /// A start has failed. While starts pause already it is one that began before, and counts for nothing,
+    /// unless its cause is known to last longer.
     void failed(const OutsideFailure& failure, TimePoint now);
 
     /// The repository has given a bug its worktree.

@@ -32,6 +32,8 @@ struct ScreenPicture {
     std::string title{};
     std::uint64_t bytes = 0;    ///< of output that it is drawn from
     std::uint64_t skipped = 0;  ///< bytes of it that were left out, see SessionScreen
+
+    bool operator==(const ScreenPicture&) const = default;
 };
 
 }  // namespace quernlight::host

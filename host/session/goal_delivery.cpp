@@ -1,94 +1,217 @@
 #include "host/session/goal_delivery.hpp"
 
-#include <chrono>
-#include <stdexcept>
+#include <algorithm>
+#include <utility>
 
-#include <boost/asio/co_spawn.hpp>
-#include <boost/asio/use_awaitable.hpp>
-
-#include "host/events/item_history.hpp"
-#include "quernlight/platform/task.hpp"
-#include "quernlight/storage/database_error.hpp"
+#include "quernlight/platform/text.hpp"
+#include "quernlight/runner/terminal_input.hpp"
 
 namespace quernlight::host {
 namespace {
 
-constexpr std::chrono::seconds pauseBeforeStoring{1};
+constexpr std::string_view pasteBegins = "\x1b[200~";
+constexpr std::string_view pasteEnds = "\x1b[201~";
+constexpr std::string_view enterKey = "\n";  // as the runner takes it
+constexpr std::string_view downKey = "\x1b[B";
+constexpr std::string_view upKey = "\x1b[A";
 
-Task<std::optional<DatabaseError>> troubleToTell(DispatchStore store, ItemEvent event) {
-    try {
-        co_await appendEvent(store.items, std::move(event));
-    } catch (const DatabaseError& error) {
-        co_return error;
+bool continuesCharacter(char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
+}
+
+/// The bytes of the first so many characters.
+std::size_t sizeOfCharacters(std::string_view text, std::size_t count) {
+    std::size_t size = 0;
+    while (size < text.size() && (continuesCharacter(text[size]) || count-- > 0)) {
+        ++size;
     }
-    co_return std::nullopt;
+    return size;
+}
+
+/// The composer shows all of the goal, or so much of its end as there is room for.
+bool holds(const AgentReading& screen, const GoalKeys& goal) {
+    if (!screen.composer) {
+        return false;
+    }
+    const ComposerContent content = composerContent(*screen.composer, goal.command + goal.objective);
+    return content == ComposerContent::whole || content == ComposerContent::end;
+}
+
+std::string onScreen(const AgentReading& screen) {
+    return screen.summary.empty() ? "; its screen is empty." : "; its screen shows: " + screen.summary;
+}
+
+GoalRefused refused(std::string sentence, const AgentReading& screen) {
+    return {.reason = std::move(sentence) + onScreen(screen)};
+}
+
+/// One key nearer to the option, or Enter on it.
+std::string keysTowards(std::size_t option, std::size_t selected) {
+    return std::string(option == selected ? enterKey : option > selected ? downKey : upKey);
+}
+
+std::optional<std::size_t> firstOption(const Dialog& dialog, const auto& fits) {
+    const auto option = std::ranges::find_if(dialog.options, fits);
+    return option == dialog.options.end()
+               ? std::nullopt
+               : std::optional(static_cast<std::size_t>(option - dialog.options.begin()));
 }
 
 }  // namespace
 
-GoalDelivery::GoalDelivery(boost::asio::any_io_executor executor, DispatchStore store, Clock& clock)
-    : executor_(std::move(executor)),
-      store_(std::move(store)),
-      clock_(clock),
-      followers_(std::make_shared<Followers>()) {}
-
-void GoalDelivery::follow(const Uuid& sessionID, Followed session) {
-    followers_->emplace(sessionID, std::move(session));
+GoalKeys goalKeys(std::string_view goal) {
+    const std::string typeable = typeableText(goal);
+    const std::size_t end = std::min(typeable.find_first_of(" \n"), typeable.size());
+    GoalKeys keys{.command = typeable.substr(0, end),
+                  .objective = std::string(trimmed(typeable.substr(end)))};
+    for (std::string_view rest = keys.objective; !rest.empty();) {
+        const std::size_t size = sizeOfCharacters(rest, GoalKeys::longestPaste);
+        keys.pastes.emplace_back(rest.substr(0, size));
+        rest.remove_prefix(size);
+    }
+    return keys;
 }
 
-void GoalDelivery::forget(const Uuid& sessionID) {
-    followers_->erase(sessionID);
-}
+GoalDelivery::GoalDelivery(GoalKeys goal, bool answersDialogs, TimePoint now, GoalDeliveryTimes times)
+    : goal_(std::move(goal)),
+      answersDialogs_(answersDialogs),
+      times_(times),
+      begun_(now),
+      since_(now),
+      notBefore_(now) {}
 
-void GoalDelivery::waiting(Uuid) {}  // the session's own stage says so
-
-Task<void> GoalDelivery::aboutToType(Uuid sessionID) {
-    co_await boost::asio::co_spawn(executor_, storeTyping(followers_, store_, clock_, sessionID),
-                                   boost::asio::use_awaitable);
-}
-
-void GoalDelivery::typed(Uuid sessionID) {
-    spawnLogged(executor_, "noting a typed goal", pass(followers_, sessionID, GoalTyped{}));
-}
-
-void GoalDelivery::gaveUp(Uuid sessionID, std::string reason) {
-    spawnLogged(executor_, "noting a goal that was not typed",
-                pass(followers_, sessionID, GoalNotTyped{std::move(reason)}));
-}
-
-/// Without the event nothing is typed: what cannot be stored could be done twice. While the disk is full the
-/// goal waits.
-Task<void> GoalDelivery::storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Clock& clock,
-                                     Uuid sessionID) {
-    while (true) {
-        const ItemEvent event{.itemID = followedIn(*followers, sessionID).itemID,
-                              .kind = EventKind::typing,
-                              .message = "Typing the goal.",
-                              .sessionID = sessionID};
-        const auto trouble = co_await troubleToTell(store, event);
-        Followed& followed = followedIn(*followers, sessionID);
-        if (!trouble) {
-            co_return followed.mailbox.deliver(GoalTypingBegins{});
+DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
+    if (seen.record == GoalRecord::whole) {
+        return accepted(now);
+    }
+    if (seen.screen.activity.state == AgentState::dialog) {
+        const auto& dialog = seen.screen.activity.dialog;
+        const auto answer = answersDialogs_ && dialog ? dialogAnswer(*dialog) : std::nullopt;
+        if (!answer || now < notBefore_) {
+            since_ = answer ? since_ : now;
+            return KeepLooking{};  // whoever watches the session tells a person
         }
-        followed.onTrouble(*trouble);
-        co_await clock.sleepFor(pauseBeforeStoring);
+        notBefore_ = now + times_.beforeEnter;
+        since_ = now;
+        return TypeKeys{.keys = *answer};
     }
+    if (now < notBefore_) {
+        return KeepLooking{};
+    }
+    switch (stage_) {
+        case Stage::awaitingComposer:
+            return awaitComposer(seen, now);
+        case Stage::commandTyped:
+            return checkCommand(seen, now);
+        case Stage::pasting:
+            return paste(now);
+        case Stage::pasted:
+            return checkText(seen, now);
+        case Stage::handedOver:
+            break;
+    }
+    return checkAcceptance(seen, now);
 }
 
-GoalDelivery::Followed& GoalDelivery::followedIn(Followers& followers, const Uuid& sessionID) {
-    const auto followed = followers.find(sessionID);
-    if (followed == followers.end()) {
-        throw std::runtime_error("The session is ending.");
+DeliveryStep GoalDelivery::awaitComposer(const AgentSight& seen, TimePoint now) {
+    const bool isEmpty = seen.screen.isComposerEmpty();
+    if (isEmpty && seen.screen.activity.state != AgentState::starting && seen.screen.bracketedPaste) {
+        reach(Stage::commandTyped, now);
+        return TypeKeys{.keys = goal_.command, .areFirst = true};
     }
-    return followed->second;
+    if (now - since_ < times_.composer) {
+        return KeepLooking{};
+    }
+    if (isEmpty) {
+        return GoalRefused{
+            .reason =
+                "The agent does not take pasted text (bracketed paste), so no goal can be typed to it; "
+                "use a newer release.",
+            .isAgentUnable = true};
+    }
+    return refused("The agent shows no empty composer to type the goal into", seen.screen);
 }
 
-Task<void> GoalDelivery::pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionEvent news) {
-    const auto followed = followers->find(sessionID);
-    if (followed != followers->end()) {
-        followed->second.mailbox.deliver(std::move(news));
+/// An agent that knows the command offers it, or keeps records of goals.
+DeliveryStep GoalDelivery::checkCommand(const AgentSight& seen, TimePoint now) {
+    const bool isThere = seen.screen.hasTyped(goal_.command);
+    if (isThere && (seen.screen.offers(goal_.command) || seen.record != GoalRecord::unknown)) {
+        reach(Stage::pasting, now);
+        notBefore_ = now + times_.afterCommand;
+        return TypeKeys{.keys = " "};
     }
-    co_return;
+    if (now - since_ < times_.echo) {
+        return KeepLooking{};
+    }
+    if (isThere) {
+        return GoalRefused{.reason = "The agent knows no command " + goal_.command +
+                                     ", so it cannot be given a goal; use a newer release.",
+                           .isAgentUnable = true};
+    }
+    return refused("What was typed does not stand in the agent's composer", seen.screen);
+}
+
+DeliveryStep GoalDelivery::paste(TimePoint now) {
+    if (pasted_ == goal_.pastes.size()) {
+        reach(Stage::pasted, now);
+        notBefore_ = now + times_.beforeEnter - times_.betweenPastes;
+        return KeepLooking{};
+    }
+    notBefore_ = now + times_.betweenPastes;
+    std::string keys(pasteBegins);
+    keys += goal_.pastes[pasted_++];
+    keys += pasteEnds;
+    return TypeKeys{.keys = std::move(keys)};
+}
+
+DeliveryStep GoalDelivery::checkText(const AgentSight& seen, TimePoint now) {
+    if (holds(seen.screen, goal_)) {
+        return enter(now);
+    }
+    return now - since_ < times_.echo
+               ? DeliveryStep(KeepLooking{})
+               : refused("The goal does not stand whole in the agent's composer", seen.screen);
+}
+
+DeliveryStep GoalDelivery::enter(TimePoint now) {
+    reach(Stage::handedOver, now);
+    ++enters_;
+    return TypeKeys{.keys = std::string(enterKey), .areLast = true};
+}
+
+DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now) {
+    if (seen.record == GoalRecord::part) {
+        return refused("The agent took only a part of the goal", seen.screen);
+    }
+    const bool isAtWork = seen.screen.activity.state == AgentState::working;
+    if (seen.record == GoalRecord::unknown && isAtWork && seen.screen.isComposerEmpty()) {
+        return accepted(now);
+    }
+    if (enters_ < 2 && now - since_ >= times_.beforeSecondEnter && holds(seen.screen, goal_)) {
+        return enter(now);
+    }
+    return now - since_ < times_.acceptance ? DeliveryStep(KeepLooking{})
+                                            : refused("The agent has not taken the goal", seen.screen);
+}
+
+GoalAccepted GoalDelivery::accepted(TimePoint now) const {
+    return {.after = std::chrono::duration_cast<std::chrono::milliseconds>(now - begun_)};
+}
+
+void GoalDelivery::reach(Stage stage, TimePoint now) {
+    stage_ = stage;
+    since_ = now;
+}
+
+std::optional<std::string> dialogAnswer(const Dialog& dialog) {
+    const std::string_view wanted = dialog.kind == DialogKind::replaceGoal  ? "replace"
+                                    : dialog.kind == DialogKind::resumeGoal ? "leave"
+                                                                            : "";
+    const auto option = firstOption(dialog, [wanted](const DialogOption& known) {
+        return !wanted.empty() && lowercased(known.text).find(wanted) != std::string::npos;
+    });
+    const auto selected = firstOption(dialog, [](const DialogOption& known) { return known.isSelected; });
+    return option && selected ? std::optional(keysTowards(*option, *selected)) : std::nullopt;
 }
 
 }  // namespace quernlight::host

@@ -1,57 +1,103 @@
 #pragma once
 
-#include <functional>
-#include <map>
-#include <memory>
+#include <chrono>
+#include <cstddef>
+#include <optional>
 #include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
 
-#include <boost/asio/any_io_executor.hpp>
-
-#include "host/agent/session_mailbox.hpp"
-#include "host/store/dispatch_store.hpp"
-#include "quernlight/runner/initial_input_observer.hpp"
-#include "quernlight/storage/database_error.hpp"
+#include "host/agent/agent_reading.hpp"
+#include "host/agent/goal_records.hpp"
+#include "host/agent/session_event.hpp"
 
 namespace quernlight::host {
 
-/// Stands between the runner's typist and the sessions: stores that a goal is about to be typed before its
-/// first key is, so that a restart can tell, and passes the news on to the session's mailbox. The sessions'
-/// side is used on the executor given, the observer's side by the runner on its own thread.
-class GoalDelivery final : public InitialInputObserver {
+/// A goal as it is typed: the command as keys, then the text in bracketed pastes, which the agent takes as
+/// they are, whatever their timing.
+struct GoalKeys {
+    std::string command{};              ///< "/goal"
+    std::vector<std::string> pastes{};  ///< at most `longestPaste` characters each
+    std::string objective{};            ///< the text as the agent records it, without blanks at its ends
+
+    /// Longer ones an agent keeps in a file, or shows as a placeholder.
+    static constexpr std::size_t longestPaste = 700;
+};
+
+/// Only line feeds are left of the control characters of `goal`, which begins with its command.
+GoalKeys goalKeys(std::string_view goal);
+
+/// What is known of the agent at one look.
+struct AgentSight {
+    AgentReading screen{};
+    GoalRecord record = GoalRecord::unknown;  ///< of the goal's text
+};
+
+/// How long each step of a delivery may take. What waits for the agent has room for a busy machine.
+struct GoalDeliveryTimes {
+    std::chrono::milliseconds afterCommand{300};
+    std::chrono::milliseconds betweenPastes{200};
+    std::chrono::milliseconds beforeEnter{400};
+    std::chrono::milliseconds beforeSecondEnter{3000};
+    std::chrono::seconds composer{60};    ///< until an agent that shows no dialog has one
+    std::chrono::seconds echo{20};        ///< until what was typed stands in the composer
+    std::chrono::seconds acceptance{20};  ///< after each Enter
+};
+
+/// What to do next for the goal.
+struct KeepLooking {};
+
+struct TypeKeys {
+    std::string keys;
+    bool areFirst = false;  ///< of the goal: from here on the agent may know of it
+    bool areLast = false;   ///< the Enter that hands it over
+};
+
+using DeliveryStep = std::variant<KeepLooking, TypeKeys, GoalAccepted, GoalRefused>;
+
+/// The delivery of one goal into the agent's composer, decided from what was seen: each step waits until the
+/// one before it shows on the screen, so that nothing is typed into a dialog or twice, and the end is proved
+/// by the agent's own records, or by its screen where it keeps none.
+class GoalDelivery {
   public:
-    /// Where a session's news go, and its events.
-    struct Followed {
-        Uuid itemID;
-        SessionMailbox::Continuation mailbox;
-        std::function<void(const DatabaseError&)>
-            onTrouble;  ///< an event that cannot be stored at the moment
-    };
+    using TimePoint = std::chrono::steady_clock::time_point;
 
-    GoalDelivery(boost::asio::any_io_executor executor, DispatchStore store, Clock& clock);
+    /// `answersDialogs`: whether the agent's questions about goals are answered.
+    GoalDelivery(GoalKeys goal, bool answersDialogs, TimePoint now, GoalDeliveryTimes times = {});
 
-    /// From now on the session is followed. Before startSession.
-    void follow(const Uuid& sessionID, Followed session);
+    /// What to do at `now`; called again and again until the goal is accepted or refused. A refusal says in a
+    /// sentence what was on the screen.
+    DeliveryStep next(const AgentSight& seen, TimePoint now);
 
-    /// A goal that is not yet being typed will not be.
-    void forget(const Uuid& sessionID);
-
-    void waiting(Uuid sessionID) override;
-    Task<void> aboutToType(Uuid sessionID) override;
-    void typed(Uuid sessionID) override;
-    void gaveUp(Uuid sessionID, std::string reason) override;
+    /// Whether the next step asks for the agent's records of goals.
+    bool wantsRecord() const { return stage_ == Stage::commandTyped || stage_ == Stage::handedOver; }
 
   private:
-    using Followers = std::map<Uuid, Followed>;
+    enum class Stage { awaitingComposer, commandTyped, pasting, pasted, handedOver };
 
-    static Followed& followedIn(Followers& followers, const Uuid& sessionID);
-    static Task<void> storeTyping(std::shared_ptr<Followers> followers, DispatchStore store, Clock& clock,
-                                  Uuid sessionID);
-    static Task<void> pass(std::shared_ptr<Followers> followers, Uuid sessionID, SessionEvent news);
+    DeliveryStep awaitComposer(const AgentSight& seen, TimePoint now);
+    DeliveryStep checkCommand(const AgentSight& seen, TimePoint now);
+    DeliveryStep paste(TimePoint now);
+    DeliveryStep checkText(const AgentSight& seen, TimePoint now);
+    DeliveryStep checkAcceptance(const AgentSight& seen, TimePoint now);
+    DeliveryStep enter(TimePoint now);
+    GoalAccepted accepted(TimePoint now) const;
+    void reach(Stage stage, TimePoint now);
 
-    const boost::asio::any_io_executor executor_;
-    const DispatchStore store_;
-    Clock& clock_;
-    const std::shared_ptr<Followers> followers_;  // what is under way on the executor may outlive this
+    const GoalKeys goal_;
+    const bool answersDialogs_;
+    const GoalDeliveryTimes times_;
+    Stage stage_ = Stage::awaitingComposer;
+    const TimePoint begun_;
+    TimePoint since_;      // of the stage
+    TimePoint notBefore_;  // the next keys
+    std::size_t pasted_ = 0;
+    int enters_ = 0;
 };
+
+/// The keys that answer a dialog about goals, one step at a time: the old goal gives way to the new one, and
+/// a paused one stays so. Nothing for any other dialog.
+std::optional<std::string> dialogAnswer(const Dialog& dialog);
 
 }  // namespace quernlight::host

@@ -13,6 +13,9 @@ namespace {
 constexpr int cannotBeRun = 126;  // env(1)'s codes
 constexpr int isNotThere = 127;
 
+constexpr std::chrono::seconds untilAQuestionStands{3};  // and is not one that passes
+constexpr std::chrono::seconds untilAPersonAnswers{120};
+
 NextStep stepAfter(const CompletionDetection& detection) {
     if (detection.outcome == CompletionOutcome::completed) {
         return WorkCompleted{detection.comment};
@@ -90,8 +93,11 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (refusedToResume(session)) {
         return ConversationUnknown{*session.resumes};
     }
-    if (!session.goalTrouble.empty() && !session.activity.exitedAt) {
-        return SessionFailed{"The goal could not be typed: " + session.goalTrouble};
+    if (auto blocked = agentBlocked(session, now)) {
+        return *blocked;
+    }
+    if (session.goalRefused && !session.activity.exitedAt) {
+        return GoalNotTaken{session.goalRefused->reason};
     }
     auto reason = overdueAt(session, now, settings);
     if (!reason) {
@@ -116,6 +122,25 @@ std::optional<AgentNotFound> agentNotFound(const WatchedSession& session) {
         return std::nullopt;
     }
     return AgentNotFound{.exitCode = exitCode, .words = line};
+}
+
+std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant now) {
+    if (session.activity.exitedAt) {
+        return std::nullopt;
+    }
+    if (session.goalRefused && session.goalRefused->isAgentUnable) {
+        return AgentBlocked{.cause = session.goalRefused->reason};
+    }
+    if (!session.question) {
+        return std::nullopt;
+    }
+    const StandingQuestion& question = *session.question;
+    const bool isHopeless = question.kind == DialogKind::login || question.kind == DialogKind::usageLimit;
+    const auto patience = isHopeless ? untilAQuestionStands : untilAPersonAnswers;
+    const bool isOver = now - question.since >= patience;
+    return isOver && (isHopeless || !session.goalAccepted)
+               ? std::optional(AgentBlocked{.cause = question.sentence, .until = question.until})
+               : std::nullopt;
 }
 
 std::string describeUncleanExit(int exitCode) {

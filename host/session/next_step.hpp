@@ -5,6 +5,8 @@
 #include <string_view>
 #include <variant>
 
+#include "host/agent/session_event.hpp"
+#include "host/session/standing_question.hpp"
 #include "quernlight/dispatch/completion_detector.hpp"
 #include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/instant.hpp"
@@ -20,8 +22,10 @@ struct WatchedSession {
     std::string commentTrouble{};   ///< why the backend, though it answers, shows none; empty while it may
     std::optional<Uuid> resumes{};  ///< the agent's conversation that it was told to go on with
     bool goalTyped = false;         ///< at least its first key
-    std::string goalTrouble{};      ///< why the goal will not be typed; empty while it may be
-    std::string lastWords{};        ///< the end of what the agent wrote, readable text
+    bool goalAccepted = false;      ///< the agent has it, whole
+    std::optional<GoalRefused> goalRefused{};
+    std::optional<StandingQuestion> question{};
+    std::string lastWords{};  ///< the end of what the agent wrote, readable text
     bool stopRequested = false;
     bool superseded = false;  ///< the queue item is no longer this session's
 };
@@ -68,11 +72,23 @@ struct AgentNotFound {
     std::string words{};  ///< the launcher's own line
 };
 
+/// The agent cannot go on, or cannot begin, for something that the next bug's agent would meet as well.
+struct AgentBlocked {
+    std::string cause{};
+    std::optional<Instant> until{};
+};
+
+/// The agent has not taken its goal; the bug gets one fresh attempt.
+struct GoalNotTaken {
+    std::string reason{};
+};
+
 /// Somebody took the item away (cancelled it, say): the agent is stopped and nothing is reported.
 struct SessionSuperseded {};
 
-using NextStep = std::variant<KeepWatching, LookForComment, WorkCompleted, UserAsked, SessionFailed,
-                              SessionInterrupted, ConversationUnknown, AgentNotFound, SessionSuperseded>;
+using NextStep =
+    std::variant<KeepWatching, LookForComment, WorkCompleted, UserAsked, SessionFailed, SessionInterrupted,
+                 ConversationUnknown, AgentNotFound, AgentBlocked, GoalNotTaken, SessionSuperseded>;
 
 /// What to do with the session now. Reports of a session that lost its item count for nothing; then a
 /// completion comment counts above all, and a wish to stop above the rules that fail a session, since an
@@ -83,6 +99,10 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
 /// Whether the session ended as env(1) does when it cannot run the program: with code 126 or 127 and a line
 /// of its own, before any key was typed. Whatever an agent does once its goal was begun is its own affair.
 std::optional<AgentNotFound> agentNotFound(const WatchedSession& session);
+
+/// Whether a question keeps the agent from its work in a way that no answer in its terminal mends (it is not
+/// logged in, or its use is limited), or has kept its goal from it for two minutes.
+std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant now);
 
 /// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's
 /// name.

@@ -5,7 +5,9 @@
 
 #include "host/agent/agent_conversations.hpp"
 #include "host/agent/agent_environment.hpp"
+#include "host/agent/agent_launch.hpp"
 #include "host/process/process_metadata.hpp"
+#include "host/text/clock_time.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -26,7 +28,7 @@ SessionAgent::SessionAgent(Uses uses, SessionState& state, SessionLog& log)
     : uses_(std::move(uses)),
       state_(state),
       log_(log),
-      run_(uses_.runner, uses_.clock, state_.sessionID, "bug " + state_.item.bugID) {}
+      run_(uses_.runner, uses_.drawing, uses_.clock, state_.sessionID, "bug " + state_.item.bugID) {}
 
 Task<void> SessionAgent::recordAttempt(std::string goal) {
     co_await uses_.manager.markStarting(state_.item.id, state_.sessionID);
@@ -43,11 +45,8 @@ Task<void> SessionAgent::recordAttempt(std::string goal) {
 
 Task<std::optional<OutsideFailure>> SessionAgent::start(TaskSet& tasks) {
     log_.show(state_.watched.resumes ? SessionStage::resumingAgent : SessionStage::startingAgent);
-    DiskHealth& disk = uses_.disk;
-    GoalDelivery::Followed followed{.itemID = state_.item.id,
-                                    .mailbox = run_.mailbox(),
-                                    .onTrouble = [&disk](const DatabaseError& error) { disk.failed(error); }};
-    uses_.goalDelivery.follow(state_.sessionID, std::move(followed));
+    tasks_ = &tasks;
+    uses_.readyPrompts.follow(state_.sessionID, run_.mailbox());
     std::string trouble;
     std::optional<StartSessionResponse> started;
     try {
@@ -83,13 +82,24 @@ StartSessionRequest SessionAgent::startRequest() const {
     return {.sessionID = state_.sessionID,
             .queueItemID = state_.item.id,
             .repoPath = *state_.attempt.agentWorkspacePath,
-            .launchCommand = agentCommandLine(uses_.settings.agentCommand, state_.watched.resumes),
+            .launchCommand = agentCommandLine(launch()),
             .environment = environment(),
             .initialInput = state_.attempt.goalText,
             .transcriptANSIPath = state_.attempt.transcriptANSIPath,
             .transcriptTextPath = state_.attempt.transcriptTextPath,
             .columns = uses_.settings.terminalColumns,
             .rows = uses_.settings.terminalRows};
+}
+
+AgentLaunch SessionAgent::launch() const {
+    const std::string& worktree = *state_.attempt.agentWorkspacePath;
+    return {.command = uses_.settings.agentCommand,
+            .repository = state_.mapping.repoPath,
+            .worktree = worktree,
+            .writable = gitDirectoriesOf(worktree),
+            .trustsRepository = uses_.settings.agentTrust,
+            .profile = state_.mapping.codexProfile,
+            .conversation = state_.watched.resumes};
 }
 
 EnvironmentMap SessionAgent::environment() const {
@@ -100,15 +110,46 @@ EnvironmentMap SessionAgent::environment() const {
 }
 
 Task<void> SessionAgent::noteTyping(SessionEvent event) {
-    if (std::holds_alternative<GoalTypingBegins>(event)) {
+    if (std::holds_alternative<PromptReady>(event)) {
+        beginTyping();
+    } else if (std::holds_alternative<GoalTypingBegins>(event)) {
         state_.watched.goalTyped = true;
-        uses_.startPauses.agentStarted();
     } else if (std::holds_alternative<GoalTyped>(event)) {
         isGoalTypedWhole_ = true;
         co_await log_.tellIfPossible(EventKind::typed, "The goal has been typed.");
-    } else if (const auto* failure = std::get_if<GoalNotTyped>(&event)) {
-        state_.watched.goalTrouble = failure->reason;
+    } else if (const auto* accepted = std::get_if<GoalAccepted>(&event)) {
+        co_await noteAcceptance(*accepted);
+    } else if (auto* refused = std::get_if<GoalRefused>(&event)) {
+        state_.watched.goalRefused = std::move(*refused);
     }
+}
+
+void SessionAgent::beginTyping() {
+    if (!isGoalWanted_ || !run_.isRunning()) {
+        return;
+    }
+    DiskHealth& disk = uses_.disk;
+    tasks_->add("typing the goal of bug " + state_.item.bugID,
+                typeGoal({.itemID = state_.item.id,
+                          .sessionID = state_.sessionID,
+                          .goal = state_.attempt.goalText,
+                          .answersDialogs = uses_.settings.agentAnswerDialogs,
+                          .runner = uses_.runner,
+                          .screen = run_.screen(),
+                          .items = uses_.store.items,
+                          .clock = uses_.clock,
+                          .findRecord = uses_.findGoalRecord,
+                          .mailbox = run_.mailbox(),
+                          .isWanted = [this] { return isGoalWanted_; },
+                          .onTrouble = [&disk](const DatabaseError& error) { disk.failed(error); }}));
+}
+
+Task<void> SessionAgent::noteAcceptance(GoalAccepted accepted) {
+    state_.watched.goalAccepted = true;
+    uses_.startPauses.agentStarted();
+    co_await log_.tellIfPossible(
+        EventKind::goalAccepted,
+        "The agent has its goal, " + secondsText(accepted.after) + " after its prompt was ready.");
 }
 
 Task<void> SessionAgent::stop() {
@@ -137,9 +178,6 @@ Task<void> SessionAgent::noteWhileStopping(SessionEvent event) {
 Task<void> SessionAgent::recordExit() {
     if (isExitRecorded_ || !run_.exit()) {
         co_return;
-    }
-    if (!agentNotFound(state_.watched)) {
-        uses_.startPauses.agentStarted();
     }
     isExitRecorded_ = true;
     forgetGoal();

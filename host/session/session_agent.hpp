@@ -3,10 +3,12 @@
 #include <optional>
 #include <string>
 
+#include "host/agent/agent_launch.hpp"
 #include "host/agent/agent_run.hpp"
+#include "host/agent/ready_prompts.hpp"
 #include "host/health/start_pauses.hpp"
 #include "host/process/stop_request.hpp"
-#include "host/session/goal_delivery.hpp"
+#include "host/session/goal_typist.hpp"
 #include "host/session/session_log.hpp"
 #include "host/settings/settings.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -20,7 +22,8 @@ class SessionAgent {
   public:
     struct Uses {
         CodexRunner& runner;
-        GoalDelivery& goalDelivery;
+        ReadyPrompts& readyPrompts;
+        BackgroundExecutor& drawing;
         DispatchStore store;
         QueueManager& manager;
         StartPauses& startPauses;
@@ -29,6 +32,7 @@ class SessionAgent {
         Clock& clock;
         const EnvironmentMap& environment;  ///< the program's own, from which the agent's is chosen
         const Settings& settings;
+        const FindGoalRecord& findGoalRecord;
     };
 
     SessionAgent(Uses uses, SessionState& state, SessionLog& log);
@@ -43,8 +47,11 @@ class SessionAgent {
     /// Records that the goal was not typed since no agent was started.
     Task<void> noteUnstarted();
 
-    /// Takes what was told of its goal.
+    /// Takes what was told of its goal; types it once the prompt is ready.
     Task<void> noteTyping(SessionEvent event);
+
+    /// What stands on its terminal.
+    const SessionScreen& screen() const { return run_.screen(); }
 
     /// Runs the stop escalation until the agent has exited, and records that.
     Task<void> stop();
@@ -52,8 +59,11 @@ class SessionAgent {
     /// Once the agent has exited: records that it has, and sees to it that nothing of it lives on.
     Task<void> recordExit();
 
-    /// A goal that is not yet being typed will not be.
-    void forgetGoal() { uses_.goalDelivery.forget(state_.sessionID); }
+    /// What of the goal is not typed yet will not be.
+    void forgetGoal() {
+        uses_.readyPrompts.forget(state_.sessionID);
+        isGoalWanted_ = false;
+    }
 
     SessionMailbox::Continuation mailbox() const { return run_.mailbox(); }
     Task<std::optional<SessionEvent>> nextUntil(Clock::TimePoint deadline) {
@@ -65,8 +75,11 @@ class SessionAgent {
   private:
     Task<void> recordStart(StartSessionResponse started);
     Task<void> noteWhileStopping(SessionEvent event);
+    Task<void> noteAcceptance(GoalAccepted accepted);
+    void beginTyping();
     Task<void> noteLeftovers();
     StartSessionRequest startRequest() const;
+    AgentLaunch launch() const;
     EnvironmentMap environment() const;
 
     const Uses uses_;
@@ -75,6 +88,8 @@ class SessionAgent {
     AgentRun run_;
     bool isStopped_ = false;      // the escalation has been run
     bool isExitRecorded_ = true;  // from the start on only once its end is stored and nothing of it is left
+    TaskSet* tasks_ = nullptr;    // from the start on
+    bool isGoalWanted_ = true;
     bool isGoalTypedWhole_ = false;
 };
 

@@ -1,6 +1,8 @@
 #include "host/session/session_end.hpp"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 #include "host/agent/agent_conversations.hpp"
 #include "host/health/failure_policy.hpp"
@@ -130,6 +132,34 @@ Task<void> SessionEnd::end(ConversationUnknown end) {
 Task<void> SessionEnd::end(AgentNotFound end) {
     OutsideFailure failure = unstartableAgent(uses_.settings.agentCommand.front(), end.exitCode, end.words);
     co_await putBack(std::move(failure));
+}
+
+Task<void> SessionEnd::end(AgentBlocked end) {
+    OutsideFailure failure{.cause = std::move(end.cause)};
+    if (end.until) {
+        failure.lasts = std::chrono::ceil<std::chrono::seconds>(*end.until - uses_.clock.now());
+    }
+    co_await putBack(std::move(failure));
+}
+
+/// Back into the queue once; the event tells the next attempt that it is the last.
+Task<void> SessionEnd::end(GoalNotTaken end) {
+    const bool isSecond = co_await hasBeenRefusedBefore();
+    if (isSecond) {
+        co_return co_await fail(std::move(end.reason));
+    }
+    co_await log_.tell(EventKind::goalRefused, end.reason);
+    co_await interrupt(std::move(end.reason));
+}
+
+/// Since a goal of the bug's was last accepted.
+Task<bool> SessionEnd::hasBeenRefusedBefore() {
+    const std::vector<QueueEvent> events = co_await uses_.store.items.events(state_.item.id);
+    const auto last = std::find_if(events.rbegin(), events.rend(), [](const QueueEvent& event) {
+        return isOfKind(event, EventKind::goalRefused) || isOfKind(event, EventKind::goalAccepted) ||
+               isOfKind(event, EventKind::retried);
+    });
+    co_return last != events.rend() && isOfKind(*last, EventKind::goalRefused);
 }
 
 Task<void> SessionEnd::end(SessionSuperseded) {

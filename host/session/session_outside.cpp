@@ -15,6 +15,13 @@ Task<std::optional<CodexSessionRecord>> findBeside(SessionServices& services, st
     co_return co_await services.background.run(std::move(find));
 }
 
+Task<GoalRecord> recordBeside(SessionServices& services, std::string objective) {
+    auto find = [environment = services.environment, objective = std::move(objective)] {
+        return findGoalRecord(environment, objective);
+    };
+    co_return co_await services.background.run(std::move(find));
+}
+
 }  // namespace
 
 SessionOutside outsideOf(SessionServices& services) {
@@ -29,7 +36,9 @@ SessionOutside outsideOf(SessionServices& services) {
         .findConversation =
             [&services](std::string directory, Instant startedAt) {
                 return findBeside(services, std::move(directory), startedAt);
-            }};
+            },
+        .findGoalRecord =
+            [&services](std::string objective) { return recordBeside(services, std::move(objective)); }};
 }
 
 }  // namespace quernlight::host

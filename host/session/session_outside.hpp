@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/session/comment_poll.hpp"
+#include "host/session/goal_typist.hpp"
 #include "host/session/session_services.hpp"
 #include "host/worktree/worktree_preparation.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
@@ -21,6 +22,9 @@ struct SessionOutside {
     /// The conversation that the agent has begun in `directory` since `startedAt`; see findConversation.
     std::function<Task<std::optional<CodexSessionRecord>>(std::string directory, Instant startedAt)>
         findConversation;
+
+    /// What the agent's records say of a goal's text; see findGoalRecord.
+    FindGoalRecord findGoalRecord;
 };
 
 /// The real ones. They borrow the services.

@@ -4,6 +4,7 @@
 #include <functional>
 
 #include "host/agent/instruction_files.hpp"
+#include "host/agent/ready_prompts.hpp"
 #include "host/events/item_history.hpp"
 #include "host/health/backend_health.hpp"
 #include "host/health/disk_health.hpp"
@@ -12,7 +13,6 @@
 #include "host/health/start_pauses.hpp"
 #include "host/process/clock.hpp"
 #include "host/process/stop_request.hpp"
-#include "host/session/goal_delivery.hpp"
 #include "host/settings/settings.hpp"
 #include "host/store/dispatch_store.hpp"
 #include "host/worktree/repository_locks.hpp"
@@ -31,8 +31,9 @@ struct SessionServices {
     QueueManager& manager;
     QuernlightClient client;
     CodexRunner& runner;
-    GoalDelivery& goalDelivery;
+    ReadyPrompts& readyPrompts;
     BackgroundExecutor& background;
+    BackgroundExecutor& drawing;  ///< of the agents' screens
     RepositoryLocks& repositories;
     Clock& clock;
     StopRequest& stop;

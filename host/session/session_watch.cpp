@@ -55,7 +55,7 @@ Task<void> SessionWatch::take(SessionEvent event) {
     } else if (const auto* trouble = std::get_if<CommentTrouble>(&event)) {
         comments_.take(*trouble);
     } else {
-        if (std::holds_alternative<GoalTyped>(event) && !state_.progress.exitCode) {
+        if (std::holds_alternative<GoalAccepted>(event) && !state_.progress.exitCode) {
             log_.show(SessionStage::working, state_.progress.detail);
         }
         co_await agent_.noteTyping(std::move(event));
@@ -94,10 +94,34 @@ Task<void> SessionWatch::noteExit(AgentExited exit) {
 /// What has to be looked at because nobody tells: whose the item is, the agent's own records, its processes.
 Task<void> SessionWatch::lookAround() {
     agent_.look();
+    co_await lookForQuestion();
     const bool ours = co_await log_.isStillOurs();
     state_.watched.superseded = !ours;
     if (!state_.isConversationKnown) {
         co_await log_.ifPossible(noteConversation());
+    }
+}
+
+/// A question that the agent's screen still shows at the second look is one that stands.
+Task<void> SessionWatch::lookForQuestion() {
+    std::optional<StandingQuestion> seen =
+        questionOn(*agent_.screen().picture(), uses_.clock.now(), state_.watched.goalAccepted,
+                   uses_.settings.agentAnswerDialogs);
+    if (state_.watched.activity.exitedAt) {
+        seen.reset();
+    }
+    std::optional<StandingQuestion>& known = state_.watched.question;
+    const bool isSame = seen && known && seen->sentence == known->sentence;
+    if (isSame && !isQuestionTold_) {
+        isQuestionTold_ = true;
+        log_.show(SessionStage::needsPerson, known->sentence);
+        co_await log_.tellIfPossible(EventKind::needsPerson, known->sentence);
+    } else if (!seen && isQuestionTold_) {
+        log_.show(state_.watched.goalAccepted ? SessionStage::working : SessionStage::waitingForPrompt);
+    }
+    if (!isSame) {
+        isQuestionTold_ = false;
+        known = std::move(seen);
     }
 }
 

@@ -36,6 +36,7 @@ class SessionWatch {
     Task<void> noteOutput(OutputSeen output);
     Task<void> noteExit(AgentExited exit);
     Task<void> lookAround();
+    Task<void> lookForQuestion();
     Task<void> noteConversation();
     SessionTimeoutSettings timeouts() const;
 
@@ -46,6 +47,7 @@ class SessionWatch {
     SessionComments& comments_;
     Clock::TimePoint nextLook_{};
     std::optional<Instant> lastOutputStoredAt_;
+    bool isQuestionTold_ = false;
 };
 
 }  // namespace quernlight::host

@@ -45,6 +45,12 @@ const std::array descriptions{
                        "double quotes."},
     SettingDescription{"agent.environment", &Settings::agentEnvironment, "", 0, 256, withTheNextSession,
                        "Names of environment variables that the agent gets besides the usual ones."},
+    SettingDescription{"agent.trust", &Settings::agentTrust, "", 0, 0, withTheNextSession,
+                       "Whether the agent is told to trust mapped repositories and their worktrees; else it "
+                       "asks a person in each."},
+    SettingDescription{"agent.answer_dialogs", &Settings::agentAnswerDialogs, "", 0, 0, withTheNextSession,
+                       "Whether the agent's questions about goals (replace an old one, resume a paused one) "
+                       "are answered."},
     SettingDescription{"terminal.columns", &Settings::terminalColumns, "characters", 20, 65535,
                        withTheNextSession, "Width of the agent's terminal."},
     SettingDescription{"terminal.rows", &Settings::terminalRows, "lines", 5, 65535, withTheNextSession,
@@ -57,9 +63,9 @@ const std::array descriptions{
                        "Whether bugs leave the queue, and their worktrees the disk, once their pull request "
                        "is merged."},
     SettingDescription{"stop.exit_seconds", &Settings::stopExitSeconds, "s", 0, 600, atOnce,
-                       "Patience after an agent was asked to exit."},
+                       "Patience after an agent was told to exit (/exit)."},
     SettingDescription{"stop.enter_seconds", &Settings::stopEnterSeconds, "s", 0, 600, atOnce,
-                       "Patience after the Enter key that follows."},
+                       "Patience after one more Enter key, pressed while /exit still stands there."},
     SettingDescription{"stop.interrupt_seconds", &Settings::stopInterruptSeconds, "s", 0, 600, atOnce,
                        "Patience after an interrupt."},
     SettingDescription{"stop.terminate_seconds", &Settings::stopTerminateSeconds, "s", 0, 600, atOnce,

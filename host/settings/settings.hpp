@@ -24,6 +24,8 @@ struct Settings {
 
     std::vector<std::string> agentCommand{"codex"};
     std::vector<std::string> agentEnvironment{};
+    bool agentTrust = true;
+    bool agentAnswerDialogs = true;
     int terminalColumns = 120;
     int terminalRows = 40;
 
@@ -32,7 +34,7 @@ struct Settings {
 
     bool retireEnabled = true;
 
-    double stopExitSeconds = 2;
+    double stopExitSeconds = 5;
     double stopEnterSeconds = 2;
     double stopInterruptSeconds = 3;
     double stopTerminateSeconds = 5;

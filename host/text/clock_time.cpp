@@ -1,5 +1,6 @@
 #include "host/text/clock_time.hpp"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 
@@ -12,6 +13,11 @@ std::string clockTime(Instant instant) {
     std::array<char, 16> text{};
     std::strftime(text.data(), text.size(), "%H:%M:%S", &local);
     return text.data();
+}
+
+std::string secondsText(std::chrono::milliseconds duration) {
+    const auto tenths = (std::max(duration.count(), std::chrono::milliseconds::rep{0}) + 50) / 100;
+    return std::to_string(tenths / 10) + "." + std::to_string(tenths % 10) + " s";
 }
 
 }  // namespace quernlight::host

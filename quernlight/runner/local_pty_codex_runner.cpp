@@ -47,15 +47,10 @@ struct InitialInput {
     std::string text;
     std::shared_ptr<PromptReadinessMonitor> monitor;
     std::weak_ptr<SessionRegistry> registry;
-    InitialInputObserver* observer;
+    InitialInputDelivery* delivery;  // null: typed here
 };
 
-Task<void> typeWhenReady(InitialInput input) {
-    co_await input.monitor->waitUntilReady(LocalPTYCodexRunner::readinessPollInterval);
-    input.monitor.reset();
-    if (input.observer) {
-        co_await input.observer->aboutToType(input.sessionID);
-    }
+Task<void> typeInChunks(InitialInput input) {
     asio::steady_timer rest(co_await asio::this_coro::executor);
     const auto chunks = InitialPromptSendPlan::chunks(typeableText(input.text));
     for (std::size_t index = 0; index < chunks.size(); ++index) {
@@ -68,20 +63,21 @@ Task<void> typeWhenReady(InitialInput input) {
     }
 }
 
-/// A failure is nobody's but the observer's: the session goes on, or has said by `exited` that it does not.
+Task<void> typeWhenReady(InitialInput input) {
+    co_await input.monitor->waitUntilReady(LocalPTYCodexRunner::readinessPollInterval);
+    input.monitor.reset();
+    if (input.delivery) {
+        input.delivery->deliver(input.sessionID, std::move(input.text));
+    } else {
+        co_await typeInChunks(std::move(input));
+    }
+}
+
+/// A failure is nobody's: the session goes on, or has said by `exited` that it does not.
 Task<void> typeInitialInput(InitialInput input) {
-    InitialInputObserver* const observer = input.observer;
-    const Uuid sessionID = input.sessionID;
-    std::optional<std::string> trouble;
     try {
         co_await typeWhenReady(std::move(input));
-    } catch (const std::exception& error) {
-        trouble = error.what();
-    }
-    if (observer && !trouble) {
-        observer->typed(sessionID);
-    } else if (observer) {
-        observer->gaveUp(sessionID, *std::move(trouble));
+    } catch (const std::exception&) {
     }
 }
 
@@ -89,10 +85,10 @@ Task<void> typeInitialInput(InitialInput input) {
 
 LocalPTYCodexRunner::LocalPTYCodexRunner() : LocalPTYCodexRunner(nullptr) {}
 
-LocalPTYCodexRunner::LocalPTYCodexRunner(InitialInputObserver& observer) : LocalPTYCodexRunner(&observer) {}
+LocalPTYCodexRunner::LocalPTYCodexRunner(InitialInputDelivery& delivery) : LocalPTYCodexRunner(&delivery) {}
 
-LocalPTYCodexRunner::LocalPTYCodexRunner(InitialInputObserver* observer)
-    : observer_(observer), registry_(std::make_shared<SessionRegistry>()) {}
+LocalPTYCodexRunner::LocalPTYCodexRunner(InitialInputDelivery* delivery)
+    : delivery_(delivery), registry_(std::make_shared<SessionRegistry>()) {}
 
 LocalPTYCodexRunner::~LocalPTYCodexRunner() {
     readerQueue_.stop();
@@ -113,10 +109,7 @@ Task<StartSessionResponse> LocalPTYCodexRunner::startSession(StartSessionRequest
     const StartSessionResponse response = process->start();
     registry_->add(sessionID, std::move(process));
     if (!initialInput.empty()) {
-        if (observer_) {
-            observer_->waiting(sessionID);
-        }
-        InitialInput input{sessionID, initialInput, std::move(monitor), registry_, observer_};
+        InitialInput input{sessionID, initialInput, std::move(monitor), registry_, delivery_};
         spawnLogged(readerQueue_.get_executor(), "typing an initial input",
                     typeInitialInput(std::move(input)));
     }

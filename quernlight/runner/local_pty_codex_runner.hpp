@@ -8,7 +8,7 @@
 #include <boost/asio/thread_pool.hpp>
 
 #include "quernlight/runner/codex_runner.hpp"
-#include "quernlight/runner/initial_input_observer.hpp"
+#include "quernlight/runner/initial_input_delivery.hpp"
 
 namespace quernlight {
 
@@ -25,8 +25,8 @@ class LocalPTYCodexRunner final : public CodexRunner {
 
     LocalPTYCodexRunner();
 
-    /// The observer is told of every session's initial input; it outlives the runner.
-    explicit LocalPTYCodexRunner(InitialInputObserver& observer);
+    /// Initial inputs are delivered so, and not typed by the runner; it outlives the runner.
+    explicit LocalPTYCodexRunner(InitialInputDelivery& delivery);
 
     LocalPTYCodexRunner(const LocalPTYCodexRunner&) = delete;
     LocalPTYCodexRunner& operator=(const LocalPTYCodexRunner&) = delete;
@@ -40,9 +40,9 @@ class LocalPTYCodexRunner final : public CodexRunner {
     EventStream<RunnerEvent> events(Uuid sessionID) override;
 
   private:
-    explicit LocalPTYCodexRunner(InitialInputObserver* observer);
+    explicit LocalPTYCodexRunner(InitialInputDelivery* delivery);
 
-    InitialInputObserver* const observer_;       // null: nobody wants to know
+    InitialInputDelivery* const delivery_;       // null: the runner types them itself
     std::shared_ptr<SessionRegistry> registry_;  // tasks and terminals on the reader queue hold it weakly
     boost::asio::thread_pool readerQueue_{1};    // after the registry, so that it ends before it
 };

@@ -5,28 +5,30 @@
 #include <utility>
 #include <vector>
 
+#include "host/agent/goal_records.hpp"
 #include "host/process/clock.hpp"
 #include "quernlight/runner/codex_runner.hpp"
-#include "quernlight/runner/initial_input_observer.hpp"
+#include "quernlight/runner/initial_input_delivery.hpp"
 #include "quernlight/runner/runner_error.hpp"
 
 namespace quernlight::host::test {
 
-/// A runner of one agent that does what the test says, without a process or a terminal. Used on one executor.
+/// A runner of one agent that does what the test says, without a process or a terminal: it has a screen with
+/// a composer, and records of goals. Used on one executor.
 class FakeCodexRunner final : public CodexRunner {
   public:
     /// No process of any system has this number.
     static constexpr std::int32_t pid = 1 << 30;
 
-    FakeCodexRunner(InitialInputObserver& observer, const Clock& clock)
-        : observer_(observer), clock_(clock) {}
+    FakeCodexRunner(InitialInputDelivery& delivery, const Clock& clock)
+        : delivery_(delivery), clock_(clock) {}
 
     // What the agent is like.
 
     void refuseToStart() { refuses_ = true; }
 
-    /// It ends with this code on that step of a stop: "requestExitCommand", "enter",
-    /// "interrupt", "terminate", "kill". Without it no step ends it.
+    /// It ends with this code on that step of a stop: "enter" (after "/exit"), "interrupt", "terminate",
+    /// "kill". Without it no step ends it, and "/exit" stays where it is.
     void endOn(std::string step, int exitCode = 0) {
         endsOn_ = std::move(step);
         codeOnStop_ = exitCode;
@@ -34,11 +36,25 @@ class FakeCodexRunner final : public CodexRunner {
 
     // What it does.
 
-    /// Its prompt is ready, and the goal is typed.
-    Task<void> typeGoal() {
-        const Uuid session = request.value().sessionID;
-        co_await observer_.aboutToType(session);
-        observer_.typed(session);
+    /// Its prompt is ready, so that the goal can be typed.
+    void showPrompt() {
+        write("\x1b[?2004h");
+        draw();
+        delivery_.deliver(request.value().sessionID, request->initialInput);
+    }
+    /// Something else stands on its screen from now on, and it takes no keys.
+    void showInstead(const std::string& screen) {
+        covered_ = screen;
+        draw();
+    }
+    void showAgain() {
+        covered_.clear();
+        draw();
+    }
+    /// It writes that above its composer.
+    void say(const std::string& text) {
+        said_ = text;
+        draw();
     }
     void write(std::string bytes) {
         events_.value().deliver(RunnerEvent::Output{
@@ -56,6 +72,15 @@ class FakeCodexRunner final : public CodexRunner {
     std::optional<StartSessionRequest> request;
     bool isRunning = false;
     std::vector<std::pair<std::string, Clock::TimePoint>> steps;  // of its stop, and when
+    std::vector<std::string> goals;                               // that were submitted
+    std::size_t cutsGoalsAt = std::string::npos;                  // as an agent does that takes keys late
+
+    GoalRecord recordOf(const std::string& objective) const {
+        if (goals.empty()) {
+            return GoalRecord::absent;
+        }
+        return goals.back() == objective ? GoalRecord::whole : GoalRecord::part;
+    }
 
     Task<StartSessionResponse> startSession(StartSessionRequest asked) override {
         if (refuses_) {
@@ -65,12 +90,16 @@ class FakeCodexRunner final : public CodexRunner {
         isRunning = true;
         events_.value().deliver(
             RunnerEvent::Started{.sessionID = request->sessionID, .pid = pid, .date = clock_.now()});
-        observer_.waiting(request->sessionID);
         co_return StartSessionResponse{
             .sessionID = request->sessionID, .pid = pid, .startedAt = clock_.now()};
     }
-    Task<void> sendInput(std::string, Uuid sessionID) override {
-        take("enter", sessionID);
+    Task<void> sendInput(std::string data, Uuid sessionID) override {
+        if (!isRunning) {
+            throw RunnerError::missingSession(sessionID);
+        }
+        if (covered_.empty()) {
+            type(data);
+        }
         co_return;
     }
     Task<void> resize(Uuid, int, int) override { co_return; }
@@ -88,6 +117,42 @@ class FakeCodexRunner final : public CodexRunner {
     }
 
   private:
+    void type(const std::string& data) {
+        if (data != "\n") {
+            draft_ += withoutPasteMarks(data);
+            if (draft_ == "/exit") {
+                steps.emplace_back("exit", clock_.steadyNow());
+            }
+        } else if (draft_ == "/exit") {
+            take("enter", request->sessionID);
+        } else if (draft_.starts_with("/goal ")) {
+            goals.push_back(draft_.substr(6, cutsGoalsAt));
+            draft_.clear();
+        }
+        if (isRunning) {
+            draw();
+        }
+    }
+    static std::string withoutPasteMarks(std::string data) {
+        for (const std::string mark : {"\x1b[200~", "\x1b[201~"}) {
+            const auto at = data.find(mark);
+            data = at == data.npos ? data : data.erase(at, mark.size());
+        }
+        return data;
+    }
+    void draw() {
+        std::string screen = covered_.empty() ? "\x1b[?25h" : "\x1b[?25l";
+        screen += "\x1b[H\x1b[2J" + said_ + "\r";
+        screen += goals.empty() ? "" : "Working (esc to interrupt)\r\n";
+        std::size_t column = 0;
+        for (const char byte : covered_.empty() ? "\u203A " + draft_ : covered_) {
+            const bool breaks = byte == '\n' || column == 100;  // of the 120 columns
+            screen += breaks ? "\r\n  " : "";
+            screen += byte == '\n' ? "" : std::string(1, byte);
+            column = breaks ? 0 : column + 1;
+        }
+        write(screen);
+    }
     void take(const std::string& step, const Uuid& sessionID) {
         if (!isRunning) {
             throw RunnerError::missingSession(sessionID);
@@ -98,9 +163,12 @@ class FakeCodexRunner final : public CodexRunner {
         }
     }
 
-    InitialInputObserver& observer_;
+    InitialInputDelivery& delivery_;
     const Clock& clock_;
     bool refuses_ = false;
+    std::string draft_;  // in its composer
+    std::string said_;
+    std::string covered_;  // what stands in the composer's place
     std::string endsOn_;
     int codeOnStop_ = 0;
     std::optional<EventStream<RunnerEvent>::Continuation> events_;

@@ -66,9 +66,10 @@ class ServicesFixture : public testing::Test {
     SystemClock systemClock;
     Clock& clock = systemClock;
     StopRequest stop;
-    GoalDelivery goalDelivery{io.get_executor(), store, clock};
-    LocalPTYCodexRunner runner{goalDelivery};
+    ReadyPrompts readyPrompts{io.get_executor()};
+    LocalPTYCodexRunner runner{readyPrompts};
     BackgroundExecutor background;
+    BackgroundExecutor drawing;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter{1000, 1000};
     quernlight::test::PublishedEvents published{events};
@@ -87,8 +88,9 @@ class ServicesFixture : public testing::Test {
         .manager = manager,
         .client = QuernlightClient(*Url::parse(server.address()), "token", std::make_shared<HttpSession>()),
         .runner = runner,
-        .goalDelivery = goalDelivery,
+        .readyPrompts = readyPrompts,
         .background = background,
+        .drawing = drawing,
         .repositories = repositories,
         .clock = clock,
         .stop = stop,

@@ -92,8 +92,10 @@ TEST_F(LocalPTYCodexRunnerTest, SeveralLinesArriveAsAWholeAndThenASeparateEnter)
     request.initialInput = "/goal first\nsecond";
     EventLog log = listen();
     shell(prompt("head -c 19 >text; printf '[text]'; head -c 1 >enter; printf '[enter]'; head -c 1 >next"));
+    const Instant promptAt = log.dateOf("\u203A");
     log.outputWith("[text]");
-    log.outputWith("[enter]");
+    // The quiet period before the text, and the pause after it.
+    EXPECT_GE(log.dateOf("[enter]") - promptAt, std::chrono::milliseconds(1500 + 350));
     send("x");
     log.wholeOutput();
     EXPECT_EQ(readFile(directory / "text"), "/goal first\rsecond\r");

@@ -51,12 +51,5 @@ TEST_F(ConversationToResumeTest, IsTheFreshOneAfterTheFirstWasDenied) {
     EXPECT_EQ(resumed(first), second);
 }
 
-TEST(AgentCommandLineTest, AsksToResumeInTheAgentsOwnSpelling) {
-    EXPECT_EQ(agentCommandLine({"codex"}, std::nullopt), (std::vector<std::string>{"codex"}));
-    EXPECT_EQ(
-        agentCommandLine({"codex", "--full-auto"}, first),
-        (std::vector<std::string>{"codex", "--full-auto", "resume", "11111111-0000-4000-8000-000000000001"}));
-}
-
 }  // namespace
 }  // namespace quernlight::host

@@ -16,11 +16,11 @@ milliseconds total(const StopEscalation& escalation) {
 }
 
 TEST(StopEscalationTest, ClimbsFromTheExitCommandOverALoneEnterToAKill) {
-    const StopEscalation expected{{{TerminationMode::requestExitCommand, milliseconds(2000)},
-                                   {std::nullopt, milliseconds(2000)},
-                                   {TerminationMode::interrupt, milliseconds(3000)},
-                                   {TerminationMode::terminate, milliseconds(5000)},
-                                   {TerminationMode::kill, milliseconds(10000)}}};
+    const StopEscalation expected{{{StopAction::typeExit, milliseconds(5000)},
+                                   {StopAction::pressEnter, milliseconds(2000)},
+                                   {StopAction::interrupt, milliseconds(3000)},
+                                   {StopAction::terminate, milliseconds(5000)},
+                                   {StopAction::kill, milliseconds(10000)}}};
     EXPECT_EQ(stopEscalation(Settings{}), expected);
 }
 
@@ -35,14 +35,14 @@ TEST(StopEscalationTest, AtAShutdownItWaitsNoLongerThanItMayHoweverPatientTheSet
     const StopEscalation escalation = shortened(stopEscalation(patient), escalationTimeAtShutdown);
     EXPECT_LE(total(escalation), escalationTimeAtShutdown);
     EXPECT_LT(escalationTimeAtShutdown, std::chrono::seconds(20));
-    EXPECT_EQ(escalation.front().mode, TerminationMode::requestExitCommand);
+    EXPECT_EQ(escalation.front().action, StopAction::typeExit);
     EXPECT_GT(escalation.front().timeout, escalation[2].timeout);
 }
 
 TEST(StopEscalationTest, ASecondSignalLeavesPatienceWithTheKillOnly) {
     const StopEscalation escalation = killOnly(stopEscalation(Settings{}));
     EXPECT_EQ(total(escalation), milliseconds(10000));
-    EXPECT_EQ(escalation.back(), (StopStep{TerminationMode::kill, milliseconds(10000)}));
+    EXPECT_EQ(escalation.back(), (StopStep{StopAction::kill, milliseconds(10000)}));
 }
 
 TEST(StopEscalationTest, OneThatIsQuickEnoughIsNotShrunk) {

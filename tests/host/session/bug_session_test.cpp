@@ -33,9 +33,9 @@ TEST_F(BugSessionTest, AGoalThatIsTypedAndAReportBringTheBugIntoReview) {
     EXPECT_EQ(attempt().state, SessionAttemptState::completed);
     EXPECT_EQ(
         history(),
-        "enqueued worktreeReady startingCodex running agentStarted typing typed codexCompleted agentExited "
-        "completed");
-    EXPECT_THAT(steps(), ElementsAre("requestExitCommand 0"));
+        "enqueued worktreeReady startingCodex running agentStarted typing typed goalAccepted codexCompleted "
+        "agentExited completed");
+    EXPECT_THAT(steps(), ElementsAre("exit 0", "enter 0"));
 }
 
 TEST_F(BugSessionTest, AQuestionOfTheAgentsWaitsForTheUser) {
@@ -91,7 +91,7 @@ TEST_F(BugSessionTest, AReportThatComesWhileASilentAgentIsAlreadyBeingStoppedCom
     agent.endOn("never");
     work();
     advance(seconds(65));
-    ASSERT_THAT(steps(), ElementsAre("requestExitCommand 0"));
+    ASSERT_THAT(steps(), ElementsAre("exit 0", "enter 0"));
     reports("in_review");
     exits(0);
     EXPECT_EQ(status(), QueueItemStatus::completed);
@@ -160,7 +160,7 @@ TEST_F(BugSessionTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsSt
 TEST_F(BugSessionTest, AnItemThatIsTakenAwayIsLeftAsItIs) {
     work();
     run(manager.cancel(bug));
-    advance(seconds(1));
+    advance(seconds(2));
     EXPECT_TRUE(hasEnded);
     EXPECT_EQ(status(), QueueItemStatus::cancelled);
     EXPECT_FALSE(agent.isRunning);
@@ -229,21 +229,56 @@ TEST_F(BugSessionTest, WhatElseGoesWrongFailsTheBugWithTheReason) {
 TEST_F(BugSessionTest, AConversationThatTheAgentDeniesIsBegunAnew) {
     run(manager.setCodexSession(bug, reportID, true));
     begin();
-    EXPECT_THAT(agent.request->launchCommand, ElementsAre("/bin/true", "resume", lowerCaseText(reportID)));
-    writes("No saved session found\n");
+    const auto& command = agent.request->launchCommand;
+    EXPECT_THAT(std::vector(command.end() - 2, command.end()),
+                ElementsAre("resume", lowerCaseText(reportID)));
+    agent.write("No saved session found\n");
     exits(1);
     EXPECT_TRUE(hasEnded);
     EXPECT_EQ(status(), QueueItemStatus::queued);
     EXPECT_THAT(history(), HasSubstr(" conversationUnknown resumable"));
 }
 
-TEST_F(BugSessionTest, AGoalThatIsNotTypedToItsEndFailsTheBug) {
-    begin();
-    goals.gaveUp(agent.request->sessionID, "the terminal is gone");
-    advance(seconds(0));
+TEST_F(BugSessionTest, AGoalThatTheAgentTookInPartIsGivenToItOnceMoreInAFreshAttempt) {
+    agent.cutsGoalsAt = 200;
+    work();
     EXPECT_TRUE(hasEnded);
-    EXPECT_EQ(item(bug).errorMessage, "The goal could not be typed: the terminal is gone");
-    EXPECT_THAT(history(), HasSubstr(" agentExited goalNotTyped"));
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(history(), HasSubstr(" typing typed goalRefused agentExited resumable"));
+    EXPECT_THAT(attempt().failureReason.value_or(""),
+                HasSubstr("The agent took only a part of the goal; its screen shows: "));
+}
+
+TEST_F(BugSessionTest, AGoalThatIsRefusedTwiceInARowFailsTheBug) {
+    run(appendEvent(store.items, {.itemID = bug, .kind = EventKind::goalRefused, .message = "No."}));
+    agent.cutsGoalsAt = 200;
+    work();
+    EXPECT_EQ(status(), QueueItemStatus::failed);
+    EXPECT_THAT(item(bug).errorMessage.value_or(""), HasSubstr("only a part of the goal"));
+}
+
+TEST_F(BugSessionTest, NothingIsTypedIntoADialogAndAPersonIsToldAtOnce) {
+    begin();
+    agent.showInstead("Do you trust this folder?\n\n\u203A 1. Yes\n  2. No");
+    agent.showPrompt();
+    advance(seconds(3));
+    EXPECT_THAT(agent.goals, IsEmpty());
+    EXPECT_THAT(lastShown(), HasSubstr("needs you"));
+    EXPECT_THAT(history(), HasSubstr(" needsPerson"));
+    agent.showAgain();
+    advance(seconds(5));
+    EXPECT_EQ(agent.goals.size(), 1U);
+    EXPECT_EQ(lastShown(), "3f2a9c1d working");
+}
+
+TEST_F(BugSessionTest, AnAgentThatIsNotLoggedInPutsTheBugBackAndPausesStarts) {
+    begin();
+    agent.showInstead("Welcome\n\n\u203A 1. Sign in with an account\n  2. Provide your own API key");
+    agent.showPrompt();
+    advance(seconds(6));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("not logged in"));
 }
 
 /// What cannot be stored of a session's end is reconciled later; until then the item stays live.
@@ -275,7 +310,7 @@ TEST_F(BugSessionTest, TheAgentIsStoppedStepByStepWithTheTimesOfTheSettings) {
     reports("in_review");
     advance(seconds(60));
     EXPECT_THAT(steps(),
-                ElementsAre("requestExitCommand 0", "enter 2", "interrupt 3", "terminate 6", "kill 11"));
+                ElementsAre("exit 0", "enter 0", "enter 5", "interrupt 6", "terminate 9", "kill 14"));
     EXPECT_EQ(status(), QueueItemStatus::completed);
 }
 
@@ -283,7 +318,7 @@ TEST_F(BugSessionTest, AKillWhileTheAgentIsBeingStoppedKillsItAtOnce) {
     agent.endOn("kill", 137);
     work();
     raise(StopLevel::stop);
-    EXPECT_THAT(steps(), ElementsAre("requestExitCommand 0"));
+    EXPECT_THAT(steps(), ElementsAre("exit 0", "enter 0"));
     raise(StopLevel::kill);
     EXPECT_EQ(steps().back(), "kill 0");
     EXPECT_TRUE(hasEnded);

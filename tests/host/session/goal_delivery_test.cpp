@@ -1,48 +1,208 @@
 #include "host/session/goal_delivery.hpp"
 
 #include <gmock/gmock.h>
-
-#include "quernlight/storage/connection.hpp"
-#include "tests/host/services_fixture.hpp"
+#include <gtest/gtest.h>
 
 namespace quernlight::host {
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
-/// The goal of a session on bug 3f2a9c1d, about to be typed.
-class GoalDeliveryTest : public test::ServicesFixture {
+constexpr auto goal =
+    "/goal\nFix bug 3f2a9c1d.\n\nThe session's id is 0A000000-0000-4000-8000-00000000000A.\n";
+constexpr auto text = "Fix bug 3f2a9c1d.\n\nThe session's id is 0A000000-0000-4000-8000-00000000000A.";
+
+/// A delivery against a screen that a test sets, looked at every tenth of a second.
+class GoalDeliveryTest : public testing::Test {
   protected:
-    GoalDeliveryTest() {
-        goalDelivery.follow(session,
-                            {.itemID = bug,
-                             .mailbox = mailbox.continuation(),
-                             .onTrouble = [this](const DatabaseError& error) { meet(error.what()); }});
+    GoalDeliveryTest() { empty(); }
+
+    // The screen
+    void empty() { hold(""); }
+    void hold(const std::string& draft) {
+        seen.screen.activity = {.state = AgentState::idle};
+        seen.screen.bracketedPaste = true;
+        seen.screen.composer = Composer{.text = draft};
+        seen.screen.summary = "› " + draft;
     }
-    /// No event can be stored until one was tried.
-    void fillDiskUntilTried() {
-        run(
-            store.database->execute("CREATE TRIGGER full BEFORE INSERT ON queue_events BEGIN"
-                                    " SELECT RAISE(ABORT, 'disk is full'); END"));
-    }
-    void meet(const std::string& trouble) {
-        troubles.push_back(trouble);
-        Connection(directory / "queue.sqlite").executeOneShot("DROP TRIGGER full");
+    void ask(DialogKind kind, std::vector<DialogOption> options) {
+        seen.screen.activity = {
+            .state = AgentState::dialog,
+            .dialog = Dialog{.kind = kind, .question = "Well?", .options = std::move(options)}};
+        seen.screen.composer.reset();
     }
 
-    const Uuid bug = enqueue("3f2a9c1d").id;
-    const Uuid session = randomUuid();
-    SessionMailbox mailbox;
-    std::vector<std::string> troubles;
+    /// What is typed in so much time, each piece as a word or two.
+    std::vector<std::string> typedIn(milliseconds time) {
+        std::vector<std::string> typed;
+        for (const auto end = now + time; now < end && !ended(); now += milliseconds(100)) {
+            step = delivery.next(seen, now);
+            if (const auto* keys = std::get_if<TypeKeys>(&step)) {
+                typed.push_back(keys->keys);
+                if (echoes) {
+                    echo(keys->keys);
+                }
+            }
+        }
+        return typed;
+    }
+    bool ended() const { return isAccepted() || std::holds_alternative<GoalRefused>(step); }
+    bool isAccepted() const { return std::holds_alternative<GoalAccepted>(step); }
+    std::string refusal() const {
+        const auto* refused = std::get_if<GoalRefused>(&step);
+        return refused ? refused->reason : "";
+    }
+
+    AgentSight seen{.record = GoalRecord::absent};
+    bool echoes = true;                    // the composer shows what is typed
+    bool takesEnter = true;                // and gives it to the agent
+    GoalRecord after = GoalRecord::whole;  // what the records say then
+    GoalDelivery::TimePoint now{};
+    DeliveryStep step = KeepLooking{};
+    GoalDelivery delivery{goalKeys(goal), true, now};
+
+  private:
+    void echo(std::string keys) {
+        if (keys == "\n") {
+            if (takesEnter) {
+                empty();
+                seen.record = after;
+            }
+            return;
+        }
+        for (const std::string mark : {"\x1b[200~", "\x1b[201~"}) {
+            const auto at = keys.find(mark);
+            keys = at == keys.npos ? keys : keys.erase(at, mark.size());
+        }
+        draft_ += keys;
+        hold(draft_ == "/goal " ? "/goal" : draft_);
+    }
+
+    std::string draft_;
 };
 
-TEST_F(GoalDeliveryTest, AGoalThatMetAFullDiskIsTypedOnceThereIsRoom) {
-    fillDiskUntilTried();
-    run(goalDelivery.aboutToType(session));
-    EXPECT_THAT(troubles, ElementsAre(HasSubstr("disk is full")));
-    EXPECT_EQ(history(bug), "enqueued typing");
-    EXPECT_TRUE(std::holds_alternative<GoalTypingBegins>(run(mailbox.next())));
+TEST_F(GoalDeliveryTest, TheCommandIsTypedAsKeysAndTheTextPastedBeforeASeparateEnter) {
+    EXPECT_THAT(typedIn(seconds(5)),
+                ElementsAre("/goal", " ", std::string("\x1b[200~") + text + "\x1b[201~", "\n"));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, ALongTextIsPastedInPiecesThatNoCharacterIsCutBy) {
+    const GoalKeys keys = goalKeys("/goal " + std::string(699, 'a') + "öß" + std::string(800, 'b'));
+    ASSERT_EQ(keys.pastes.size(), 3U);
+    EXPECT_EQ(keys.pastes[0], std::string(699, 'a') + "ö");
+    EXPECT_EQ(keys.pastes[1], "ß" + std::string(699, 'b'));
+    EXPECT_EQ(keys.pastes[0] + keys.pastes[1] + keys.pastes[2], keys.objective);
+}
+
+TEST_F(GoalDeliveryTest, NoTextCanLeaveItsPaste) {
+    const GoalKeys keys = goalKeys("/goal a\x1b[201~\rb\x03");
+    EXPECT_THAT(keys.pastes, ElementsAre("a [201~ b"));
+}
+
+TEST_F(GoalDeliveryTest, NothingIsTypedBeforeThereIsAnEmptyComposerThatTakesPastes) {
+    seen.screen.composer.reset();
+    EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
+    hold("somebody's draft");
+    EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
+    empty();
+    seen.screen.bracketedPaste = false;
+    EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
+    seen.screen.bracketedPaste = true;
+    seen.screen.activity.state = AgentState::starting;
+    EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
+    empty();
+    EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"/goal"});
+}
+
+TEST_F(GoalDeliveryTest, AComposerThatNeverComesIsToldWithWhatIsOnTheScreen) {
+    seen.screen.composer.reset();
+    seen.screen.summary = "$ _";
+    typedIn(seconds(70));
+    EXPECT_EQ(refusal(), "The agent shows no empty composer to type the goal into; its screen shows: $ _");
+}
+
+TEST_F(GoalDeliveryTest, AnAgentWithoutTheCommandIsNotGivenAGoal) {
+    seen.record = GoalRecord::unknown;
+    EXPECT_THAT(typedIn(seconds(30)), ElementsAre("/goal"));
+    EXPECT_THAT(refusal(), HasSubstr("knows no command /goal"));
+    EXPECT_TRUE(std::get<GoalRefused>(step).isAgentUnable);
+}
+
+TEST_F(GoalDeliveryTest, AnAgentThatKeepsNoRecordsHasTheGoalWhenItWorksAndItsComposerIsEmpty) {
+    seen.record = GoalRecord::unknown;
+    after = GoalRecord::unknown;
+    seen.screen.lines = {"  /goal  set a goal"};
+    EXPECT_EQ(typedIn(seconds(4)).back(), "\n");
+    EXPECT_FALSE(ended());
+    seen.screen.activity.state = AgentState::working;
+    typedIn(milliseconds(100));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, AGoalOfWhichThereIsOnlyAPartIsRefused) {
+    after = GoalRecord::part;
+    typedIn(seconds(5));
+    EXPECT_THAT(refusal(), HasSubstr("took only a part"));
+}
+
+TEST_F(GoalDeliveryTest, WithoutTheWholeTextInTheComposerThereIsNoEnter) {
+    EXPECT_EQ(typedIn(milliseconds(700)).size(), 3U);
+    hold("/goal Fix bug 3f2a9c1d.");
+    EXPECT_THAT(typedIn(seconds(30)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("does not stand whole"));
+}
+
+TEST_F(GoalDeliveryTest, AComposerWithRoomOnlyForTheEndIsEnough) {
+    EXPECT_EQ(typedIn(milliseconds(700)).size(), 3U);
+    hold("The session's id is 0A000000-0000-4000-8000-00000000000A.");
+    EXPECT_THAT(typedIn(seconds(2)), ElementsAre("\n"));
+}
+
+TEST_F(GoalDeliveryTest, EnterIsPressedOnceMoreOnlyWhileTheComposerHoldsTheText) {
+    takesEnter = false;
+    EXPECT_THAT(typedIn(seconds(3)), testing::SizeIs(4));
+    EXPECT_THAT(typedIn(seconds(3)), ElementsAre("\n"));
+    EXPECT_THAT(typedIn(seconds(30)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("has not taken the goal"));
+}
+
+TEST_F(GoalDeliveryTest, NothingIsTypedIntoADialogHoweverLongItStands) {
+    ask(DialogKind::trust, {{1, "Yes", true}, {2, "No", false}});
+    EXPECT_THAT(typedIn(seconds(300)), IsEmpty());
+    EXPECT_FALSE(ended());
+    empty();
+    EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"/goal"});
+}
+
+TEST_F(GoalDeliveryTest, AnOldGoalGivesWayToTheNewOne) {
+    after = GoalRecord::absent;
+    EXPECT_EQ(typedIn(milliseconds(1500)).back(), "\n");
+    ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
+    EXPECT_EQ(typedIn(milliseconds(300)), std::vector<std::string>{"\n"});
+    empty();
+    seen.record = GoalRecord::whole;
+    typedIn(milliseconds(100));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, APausedGoalStaysSo) {
+    echoes = false;
+    ask(DialogKind::resumeGoal, {{1, "Resume goal", true}, {2, "Leave paused", false}});
+    EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"\x1b[B"});
+    EXPECT_THAT(typedIn(milliseconds(300)), IsEmpty());
+    ask(DialogKind::resumeGoal, {{1, "Resume goal", false}, {2, "Leave paused", true}});
+    EXPECT_EQ(typedIn(milliseconds(300)), std::vector<std::string>{"\n"});
+}
+
+TEST_F(GoalDeliveryTest, WhoeverAnswersDialogsByHandIsLeftToDoSo) {
+    GoalDelivery byHand{goalKeys(goal), false, now};
+    ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
+    EXPECT_TRUE(std::holds_alternative<KeepLooking>(byHand.next(seen, now + seconds(60))));
 }
 
 }  // namespace

@@ -194,9 +194,33 @@ TEST_F(NextStepTest, AFreshRunOrACleanExitOrOtherWordsNeverDenyAConversation) {
     EXPECT_TRUE(goesOnAt(2));
 }
 
-TEST_F(NextStepTest, AGoalThatCannotBeTypedFailsTheSessionWithTheReason) {
-    session.goalTrouble = "database or disk is full";
-    EXPECT_EQ(failureAt(1), "The goal could not be typed: database or disk is full");
+TEST_F(NextStepTest, AGoalThatTheAgentDoesNotTakeIsGivenToItInAFreshAttempt) {
+    session.goalRefused = GoalRefused{.reason = "It took only a part."};
+    EXPECT_EQ(std::get<GoalNotTaken>(stepAt(1)).reason, "It took only a part.");
+}
+
+TEST_F(NextStepTest, AnAgentThatCannotTakeAnyGoalBlocksMoreThanThisBug) {
+    session.goalRefused = GoalRefused{.reason = "It knows no /goal.", .isAgentUnable = true};
+    EXPECT_EQ(std::get<AgentBlocked>(stepAt(1)).cause, "It knows no /goal.");
+}
+
+TEST_F(NextStepTest, AQuestionBlocksAgentsAtOnceOrAfterTwoMinutesByItsKind) {
+    struct Row {
+        DialogKind kind;
+        bool hasGoal;
+        int blocksAfter;  // seconds; 0: never
+    };
+    for (const Row& row : {Row{DialogKind::login, false, 3}, Row{DialogKind::login, true, 3},
+                           Row{DialogKind::usageLimit, true, 3}, Row{DialogKind::trust, false, 120},
+                           Row{DialogKind::unknown, false, 120}, Row{DialogKind::approval, true, 0}}) {
+        session.question = StandingQuestion{.kind = row.kind, .sentence = "It asks.", .since = at(0)};
+        session.goalAccepted = row.hasGoal;
+        session.activity.lastOutputAt = at(200);
+        const int last = row.blocksAfter > 0 ? row.blocksAfter : 200;
+        EXPECT_TRUE(std::holds_alternative<KeepWatching>(stepAt(last - 1))) << nameOf(row.kind);
+        EXPECT_EQ(std::holds_alternative<AgentBlocked>(stepAt(last)), row.blocksAfter > 0)
+            << nameOf(row.kind);
+    }
 }
 
 struct LastWords {

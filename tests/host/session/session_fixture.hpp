@@ -21,7 +21,7 @@ class SessionFixture : public ServicesFixture {
         settings.agentCommand = {"/bin/true"};
         settings.idleTimeoutSeconds = 60;
         settings.postExitGraceSeconds = 20;
-        agent.endOn("requestExitCommand");
+        agent.endOn("enter");
     }
 
     /// The session begins and goes on until it waits, or has ended.
@@ -37,20 +37,22 @@ class SessionFixture : public ServicesFixture {
     /// The same up to an agent that has its goal.
     void work() {
         begin();
-        run(agent.typeGoal());
-        settle();
+        agent.showPrompt();
+        advance(std::chrono::seconds(4));
     }
     void advance(std::chrono::nanoseconds duration) { time.advance(duration); }
+    /// And so long afterwards that "/exit" is typed.
     void raise(StopLevel level) {
         stop.raise(level);
         settle();
+        advance(std::chrono::milliseconds(500));
     }
     void exits(int code) {
         agent.exit(code);
         settle();
     }
     void writes(const std::string& text) {
-        agent.write(text);
+        agent.say(text);
         settle();
     }
     /// The agent's comment is there from now on; the session sees it when it looks.
@@ -90,8 +92,8 @@ class SessionFixture : public ServicesFixture {
     const Uuid bug = enqueue("3f2a9c1d").id;
     const Uuid reportID = *parseUuid("0A000000-0000-4000-8000-00000000000A");
     SteppedClock time{[this] { settle(); }};
-    GoalDelivery goals{io.get_executor(), store, time};
-    FakeCodexRunner agent{goals, time};
+    ReadyPrompts prompts{io.get_executor()};
+    FakeCodexRunner agent{prompts, time};
     RunningTime running{readClocks(time), [] {}};
     GitWorktreePrepareResult worktree = WorktreeCreated{};
     std::vector<QLCommentDTO> comments;
@@ -114,32 +116,33 @@ class SessionFixture : public ServicesFixture {
     }
     static Task<std::optional<Url>> noPullRequest() { co_return std::nullopt; }
     static Task<std::optional<CodexSessionRecord>> noConversation() { co_return std::nullopt; }
+    Task<GoalRecord> recorded(std::string objective) { co_return agent.recordOf(objective); }
 
     SessionOutside outside() {
         return {
             .prepareWorktree = [this](PrepareBugRequest, PreparationGit, WorktreeUse) { return prepared(); },
             .fetchComments = [this](std::string) { return fetched(); },
             .pullRequestURL = [](std::string) { return noPullRequest(); },
-            .findConversation = [](std::string, Instant) { return noConversation(); }};
+            .findConversation = [](std::string, Instant) { return noConversation(); },
+            .findGoalRecord = [this](std::string objective) { return recorded(std::move(objective)); }};
     }
 
-    /// It waits when its wait and that of its poll are all that sleeps.
-    bool waitsOrHasEnded() const { return !session || hasEnded || time.sleepers() == 2; }
+    std::size_t poll() {
+        io.restart();
+        return io.poll();
+    }
 
+    /// Nothing is left to do before the time goes on: not here, nor on the threads of database and screens.
     void settle() {
         const auto deadline = std::chrono::steady_clock::now() + quernlight::test::generousBound;
-        while (true) {
-            io.restart();
-            io.poll();
-            if (waitsOrHasEnded()) {
-                return;
-            }
+        do {
+            poll();
+            quernlight::test::runTask(store.database->query("SELECT 1"));  // on a loop of its own
+            quernlight::test::runTask(drawing.run([] { return true; }));
             if (std::chrono::steady_clock::now() > deadline) {
-                throw std::runtime_error("the session neither waits nor ends");
+                throw std::runtime_error("the session does not come to rest");
             }
-            io.restart();
-            io.run_one_for(std::chrono::milliseconds(5));  // for what the database's thread hands back
-        }
+        } while (poll() > 0);
     }
 
     SessionServices sessionServices{.home = directory / "home",
@@ -147,8 +150,9 @@ class SessionFixture : public ServicesFixture {
                                     .manager = manager,
                                     .client = services.client,
                                     .runner = agent,
-                                    .goalDelivery = goals,
+                                    .readyPrompts = prompts,
                                     .background = background,
+                                    .drawing = drawing,
                                     .repositories = repositories,
                                     .clock = time,
                                     .stop = stop,

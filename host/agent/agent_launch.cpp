@@ -1,0 +1,186 @@
+#include "host/agent/agent_launch.hpp"
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include <toml++/toml.h>
+
+#include "quernlight/dispatch/codex_session_resolver.hpp"
+#include "quernlight/platform/identifiers.hpp"
+
+namespace quernlight::host {
+namespace fs = std::filesystem;
+namespace {
+
+/// A value as TOML writes it on one line.
+template <class Node>
+std::string tomlText(const Node& node) {
+    std::ostringstream text;
+    text << toml::toml_formatter{node, toml::format_flags::none};
+    return text.str();
+}
+
+/// Of words or of paths.
+toml::array arrayOf(const auto& values) {
+    toml::array array;
+    for (const auto& value : values) {
+        array.push_back(fs::path(value).string());
+    }
+    return array;
+}
+
+toml::table inlineTable() {
+    toml::table table;
+    table.is_inline(true);
+    return table;
+}
+
+std::string trustIn(const std::vector<fs::path>& directories) {
+    toml::table projects = inlineTable();
+    for (const fs::path& directory : directories) {
+        toml::table trust = inlineTable();
+        trust.insert("trust_level", "trusted");
+        projects.insert_or_assign(directory.string(), std::move(trust));
+    }
+    return tomlText(projects);
+}
+
+/// The agent's command while the options that it lacks are added.
+class CommandLine {
+  public:
+    explicit CommandLine(std::vector<std::string> words) : words_(std::move(words)), own_(words_) {}
+
+    /// Unless the person's words set that key, or one under it.
+    void configure(std::string_view key, const std::string& value) {
+        if (!setsKey(key)) {
+            words_.insert(words_.end(), {"-c", std::string(key) + "=" + value});
+        }
+    }
+    void add(const std::string& word) { words_.push_back(word); }
+
+    bool hasAnyOf(const auto& options) const {
+        return std::ranges::any_of(own_, [&](const std::string& word) {
+            const std::string_view name = std::string_view(word).substr(0, word.find('='));
+            return std::ranges::find(options, name) != options.end();
+        });
+    }
+    bool setsKey(std::string_view key) const {
+        return std::ranges::any_of(own_, [&](std::string_view word) {
+            for (const std::string_view option : {"--config=", "-c"}) {
+                word = word.starts_with(option) ? word.substr(option.size()) : word;
+            }
+            return word.starts_with(key) && word.size() > key.size() &&
+                   (word[key.size()] == '=' || word[key.size()] == '.');
+        });
+    }
+
+    std::vector<std::string> words() && { return std::move(words_); }
+
+  private:
+    std::vector<std::string> words_;
+    const std::vector<std::string> own_;
+};
+
+/// A person's choice of how freely the agent works is left as it is.
+bool choosesFreedom(const CommandLine& line) {
+    constexpr std::array<std::string_view, 8> options{"-a",
+                                                      "--ask-for-approval",
+                                                      "-s",
+                                                      "--sandbox",
+                                                      "--full-auto",
+                                                      "--yolo",
+                                                      "--dangerously-bypass-approvals-and-sandbox",
+                                                      "--approve-for-me"};
+    return line.hasAnyOf(options) || line.setsKey("approval_policy") || line.setsKey("sandbox_mode");
+}
+
+/// It writes its worktree, what git writes for it, and to the network, since it has to push; and nobody is
+/// there to be asked for more.
+void addFreedom(CommandLine& line, const AgentLaunch& launch) {
+    if (choosesFreedom(line)) {
+        return;
+    }
+    line.configure("approval_policy", "\"never\"");
+    line.configure("sandbox_mode", "\"workspace-write\"");
+    line.configure("sandbox_workspace_write.network_access", "true");
+    if (!launch.writable.empty()) {
+        line.configure("sandbox_workspace_write.writable_roots", tomlText(arrayOf(launch.writable)));
+    }
+}
+
+void addToolServer(CommandLine& line, const std::vector<std::string>& command) {
+    const std::string server = "mcp_servers." + std::string(toolServerName);
+    if (command.empty() || line.setsKey(server)) {
+        return;
+    }
+    line.configure(server + ".command", tomlText(toml::value<std::string>(command.front())));
+    line.configure(server + ".args",
+                   tomlText(arrayOf(std::vector<std::string>(command.begin() + 1, command.end()))));
+    line.configure(server + ".default_tools_approval_mode", "\"approve\"");
+}
+
+std::optional<std::string> firstLineOf(const fs::path& file) {
+    std::ifstream stream(file);
+    std::string line;
+    return std::getline(stream, line) ? std::optional(line) : std::nullopt;
+}
+
+}  // namespace
+
+std::vector<std::string> agentCommandLine(const AgentLaunch& launch) {
+    CommandLine line(launch.command);
+    if (launch.trustsRepository) {
+        line.configure("projects", trustIn({launch.repository, launch.worktree}));
+    }
+    addFreedom(line, launch);
+    line.configure("features.goals", "true");
+    line.configure("features.daemon_auto_start", "false");
+    line.configure("check_for_update_on_startup", "false");
+    line.configure("notice.hide_rate_limit_model_nudge", "true");
+    addToolServer(line, launch.toolServer);
+    constexpr std::array<std::string_view, 1> scrollBack{"--no-alt-screen"};
+    constexpr std::array<std::string_view, 2> profile{"--profile", "-p"};
+    if (!line.hasAnyOf(scrollBack)) {
+        line.add("--no-alt-screen");
+    }
+    if (!launch.profile.empty() && launch.profile != "default" && !line.hasAnyOf(profile)) {
+        line.add("--profile");
+        line.add(launch.profile);
+    }
+    if (launch.conversation) {
+        line.add("resume");
+        line.add(lowerCaseText(*launch.conversation));  // as the agent itself writes it
+    }
+    return std::move(line).words();
+}
+
+std::vector<fs::path> gitDirectoriesOf(const fs::path& worktree) {
+    constexpr std::string_view prefix = "gitdir: ";
+    const auto link = firstLineOf(worktree / ".git");
+    if (!link || !link->starts_with(prefix)) {
+        return {};
+    }
+    const fs::path own = (worktree / link->substr(prefix.size())).lexically_normal();
+    const auto shared = firstLineOf(own / "commondir");
+    if (!shared) {
+        return {};
+    }
+    const fs::path common = (own / *shared).lexically_normal();
+    return {own, common / "objects", common / "refs", common / "logs"};
+}
+
+bool hasOwnToolServer(const EnvironmentMap& agentEnvironment) {
+    const fs::path home = CodexSessionResolver::stateDatabaseURL(agentEnvironment).parent_path();
+    try {
+        const toml::table configuration = toml::parse_file((home / "config.toml").string());
+        return configuration["mcp_servers"][toolServerName].is_table();
+    } catch (const toml::parse_error&) {
+        return false;  // there is none, or the agent will say what is wrong with it
+    }
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "quernlight/platform/identifiers.hpp"
+#include "quernlight/platform/user_directories.hpp"
+
+namespace quernlight::host {
+
+/// The name under which the agent knows our tool server.
+inline constexpr std::string_view toolServerName = "quernlight";
+
+/// What one launch of the agent is made of.
+struct AgentLaunch {
+    std::vector<std::string> command{};             ///< the setting agent.command; not empty
+    std::filesystem::path repository{};             ///< the app's checkout
+    std::filesystem::path worktree{};               ///< where the agent works
+    std::vector<std::filesystem::path> writable{};  ///< what it writes besides, see gitDirectoriesOf
+    bool trustsRepository = true;                   ///< else the agent asks a person
+    std::string profile{};                          ///< of its configuration; "default" or empty: none
+    std::vector<std::string> toolServer{};          ///< our tool server's command; empty: none
+    std::optional<Uuid> conversation{};             ///< to go on with; absent: a new one
+};
+
+/// The agent's command line. What lets it work without a person (trust, a sandbox in which it can commit and
+/// push, no questions, no background service, goals, our tool server) is added as options of its
+/// configuration behind the person's own words, but for those that the person sets.
+std::vector<std::string> agentCommandLine(const AgentLaunch& launch);
+
+/// The directories outside of a worktree that git writes when work in it is committed; none when `worktree`
+/// is no linked worktree. gitrepository-layout(5).
+std::vector<std::filesystem::path> gitDirectoriesOf(const std::filesystem::path& worktree);
+
+/// Whether the agent's own configuration names a tool server like ours, which then stays in force.
+bool hasOwnToolServer(const EnvironmentMap& agentEnvironment);
+
+}  // namespace quernlight::host

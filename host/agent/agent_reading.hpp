@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/screen/agent_activity.hpp"
+#include "host/screen/composer.hpp"
+
+namespace quernlight::host {
+
+/// What a session needs to know of its agent's screen.
+struct AgentReading {
+    AgentActivity activity{};
+    std::optional<Composer> composer{};  ///< absent when there is none, or a question covers it
+    bool bracketedPaste = false;
+    std::vector<std::string> lines{};  ///< of the screen
+    std::string summary{};             ///< its last lines with something to read, on one line
+
+    /// Whether the screen lists the command with what it does.
+    bool offers(std::string_view command) const;
+
+    bool isComposerEmpty() const { return composer && composer->text.empty(); }
+
+    /// Whether nothing but the command stands in the composer.
+    bool hasTyped(std::string_view command) const { return composer && composer->text == command; }
+};
+
+AgentReading readAgent(const ScreenPicture& picture);
+
+}  // namespace quernlight::host

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "host/screen/dialog.hpp"
+#include "host/screen/screen_picture.hpp"
+#include "quernlight/platform/instant.hpp"
+
+namespace quernlight::host {
+
+/// Something on the agent's screen that it does not get past by itself.
+struct StandingQuestion {
+    DialogKind kind = DialogKind::unknown;
+    std::string sentence{};          ///< what it is, for people
+    Instant since{};                 ///< when it was seen first
+    std::optional<Instant> until{};  ///< of a limit of use: when it ends, if that is known
+
+    bool operator==(const StandingQuestion&) const = default;
+};
+
+/// What stands in the agent's way, if anything. `hasGoal`: whether it works on its goal, since a limit that
+/// an earlier run has met is still told on the screen of a conversation that goes on. `answersDialogs`: its
+/// questions about goals are answered by whoever types the goal.
+std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now, bool hasGoal,
+                                           bool answersDialogs);
+
+/// The moment that the agent names as "in 2 hours 5 minutes" or "at 10:43 PM", a time of this machine's day
+/// that is still to come; nothing for what else it may say.
+std::optional<Instant> namedMoment(std::string_view words, Instant now);
+
+}  // namespace quernlight::host
