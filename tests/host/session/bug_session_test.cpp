@@ -272,6 +272,7 @@ TEST_F(BugSessionTest, NothingIsTypedIntoADialogAndAPersonIsToldAtOnce) {
 }
 
 TEST_F(BugSessionTest, AnAgentThatIsNotLoggedInPutsTheBugBackAndPausesStarts) {
+    agent.endOn("interrupt");
     begin();
     agent.showInstead("Welcome\n\n\u203A 1. Sign in with an account\n  2. Provide your own API key");
     agent.showPrompt();
@@ -279,6 +280,7 @@ TEST_F(BugSessionTest, AnAgentThatIsNotLoggedInPutsTheBugBackAndPausesStarts) {
     EXPECT_TRUE(hasEnded);
     EXPECT_EQ(status(), QueueItemStatus::queued);
     EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("not logged in"));
+    EXPECT_THAT(steps(), ElementsAre("interrupt 0"));
 }
 
 /// What cannot be stored of a session's end is reconciled later; until then the item stays live.
