@@ -32,6 +32,13 @@ std::string durationText(std::chrono::milliseconds duration) {
                              : std::to_string(count) + " milliseconds";
 }
 
+/// Whether it failed before there was a connection over which to send.
+bool isUnconnected(CURLcode code) {
+    return code == CURLE_COULDNT_RESOLVE_PROXY || code == CURLE_COULDNT_RESOLVE_HOST ||
+           code == CURLE_COULDNT_CONNECT || code == CURLE_SSL_CONNECT_ERROR ||
+           code == CURLE_PEER_FAILED_VERIFICATION;
+}
+
 }  // namespace
 
 CurlTransfer::CurlTransfer(HttpRequest request, const HttpSession::Options& options,
@@ -161,7 +168,8 @@ TransportError CurlTransfer::failure(CURLcode code) const {
     const bool notHTTP = strange || code == CURLE_WEIRD_SERVER_REPLY;
     const char* message = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
     return {notHTTP ? Reason::notHTTP : Reason::failed,
-            std::string("The HTTP request failed: ") + message + "."};
+            std::string("The HTTP request failed: ") + message + ".",
+            isUnconnected(code) ? TransportError::Sent::no : TransportError::Sent::maybe};
 }
 
 TransportError CurlTransfer::timeoutError() const {

@@ -15,7 +15,8 @@ void refuseLineBreaks(const HttpRequest& request) {
     for (const auto& [name, value] : request.headers) {
         if ((name + value).find_first_of("\r\n\0"sv) != std::string::npos) {
             throw TransportError(TransportError::Reason::lineBreakInHeader,
-                                 "The HTTP header \"" + name + "\" contains a line break.");
+                                 "The HTTP header \"" + name + "\" contains a line break.",
+                                 TransportError::Sent::no);
         }
     }
 }
@@ -23,7 +24,8 @@ void refuseLineBreaks(const HttpRequest& request) {
 void refuseLargeBody(const HttpRequest& request, std::size_t limit) {
     if (request.body && request.body->size() > limit) {
         throw TransportError(TransportError::Reason::requestTooLarge,
-                             "The request is larger than " + std::to_string(limit) + " bytes.");
+                             "The request is larger than " + std::to_string(limit) + " bytes.",
+                             TransportError::Sent::no);
     }
 }
 

@@ -37,6 +37,7 @@ class JSONValue {
 
     const Object* objectValue() const { return std::get_if<Object>(&storage_); }
     const Array* arrayValue() const { return std::get_if<Array>(&storage_); }
+    const double* numberValue() const { return std::get_if<double>(&storage_); }
     std::optional<std::string_view> stringValue() const;
     std::optional<bool> boolValue() const;
 

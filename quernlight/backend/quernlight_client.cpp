@@ -163,9 +163,17 @@ Task<QLCreateBugResponse> QuernlightClient::createBug(QLAppDTO app, CreateBugReq
 
 Task<QLCommentDTO> QuernlightClient::createComment(std::string bugID, CreateCommentRequest comment,
                                                    std::vector<std::filesystem::path> files) const {
-    HttpRequest request = requests().createComment(bugID, comment);
+    std::vector<Attachment> attachments;
     if (!files.empty()) {
-        const auto attachments = co_await readAttachments(std::move(files));
+        attachments = co_await readAttachments(std::move(files));
+    }
+    co_return co_await createCommentWith(std::move(attachments), std::move(bugID), std::move(comment));
+}
+
+Task<QLCommentDTO> QuernlightClient::createCommentWith(std::vector<Attachment> attachments, std::string bugID,
+                                                       CreateCommentRequest comment) const {
+    HttpRequest request = requests().createComment(bugID, comment);
+    if (!attachments.empty()) {
         request = requests().createComment(bugID, comment, attachments, freshBoundary());
     }
     auto response = co_await load<QLCreateCommentResponse>(session_, std::move(request));

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "quernlight/backend/attachment.hpp"
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/http_session.hpp"
 #include "quernlight/backend/readable_list.hpp"
@@ -76,6 +77,10 @@ class QuernlightClient {
     /// sent.
     Task<QLCommentDTO> createComment(std::string bugID, CreateCommentRequest comment,
                                      std::vector<std::filesystem::path> attachments = {}) const;
+
+    /// The same with files that have been read already.
+    Task<QLCommentDTO> createCommentWith(std::vector<Attachment> attachments, std::string bugID,
+                                         CreateCommentRequest comment) const;
 
     /// When PATCH is refused with 401 or 403, once more as POST to the bug's status.
     Task<void> updateBugStatus(std::string bugID, std::string status) const;

@@ -21,13 +21,19 @@ class TransportError : public std::runtime_error {
         sessionClosed,      // the session was destroyed meanwhile
     };
 
-    TransportError(Reason reason, const std::string& message)
-        : std::runtime_error(message), reason_(reason) {}
+    enum class Sent { maybe, no };
+
+    TransportError(Reason reason, const std::string& message, Sent sent = Sent::maybe)
+        : std::runtime_error(message), reason_(reason), sent_(sent) {}
 
     Reason reason() const { return reason_; }
 
+    /// Whether the other side may have got the request; when not, it can have done nothing about it.
+    bool mayHaveArrived() const { return sent_ == Sent::maybe; }
+
   private:
     Reason reason_;
+    Sent sent_;
 };
 
 }  // namespace quernlight

@@ -98,6 +98,7 @@ const std::set<std::string> internalHeaders{
     "platform/exit_watcher.hpp",
     "platform/file_descriptor.hpp",
     "platform/operation_queue.hpp",
+    "platform/peer_user.hpp",
     "platform/process_table.hpp",
     "platform/spawn.hpp",
     "platform/spawn_session.hpp",
