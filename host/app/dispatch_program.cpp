@@ -3,11 +3,13 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/agent_environment.hpp"
+#include "host/control/control_server.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/tools/tool_calls.hpp"
 #include "quernlight/platform/process_table.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -77,6 +79,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                 events.notice("Bugs can be started again.");
             }
         });
+    ToolAccess toolAccess;
     SessionServices services{
         .home = options.home,
         .store = store,
@@ -100,11 +103,17 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .events = events,
         .history = history,
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
+    ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
+                        BugTools(services.client, store.attempts, background));
+    ControlRouter router;
+    toolCalls.offerOn(router);
+    ControlServer control(executor, options.home, router, clock);
     Dispatcher dispatcher(
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
         });
     const std::exception_ptr failure = co_await caughtException(dispatcher.run());
+    co_await control.end();
     views.close();
     if (failure) {
         std::rethrow_exception(failure);

@@ -11,6 +11,7 @@ constexpr auto commands = {
     addMapCommand,     //
     addQueueCommand,   //
     addConfigCommand,  //
+    addMcpCommand,     //
 };
 
 }  // namespace

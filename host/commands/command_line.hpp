@@ -17,6 +17,7 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen);
 void addMapCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
+void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
 
 /// Reads the program's command line and does what it asks for. Returns the exit status; throws what the
 /// command throws.

@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 34> texts{"enqueued",
+constexpr std::array<std::string_view, 35> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -40,6 +40,7 @@ constexpr std::array<std::string_view, 34> texts{"enqueued",
                                                  "startRequested",
                                                  "recovered",
                                                  "mappingGone",
+                                                 "toolRefused",
                                                  "workPreserved",
                                                  "retired"};
 static_assert(texts.size() == static_cast<std::size_t>(EventKind::retired) + 1);

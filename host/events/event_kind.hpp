@@ -40,6 +40,7 @@ enum class EventKind {
     startRequested,  ///< of an item of the manual queue
     recovered,
     mappingGone,    ///< of its app, while it waited for a place
+    toolRefused,    ///< a call of the agent's to a tool; metadata: "tool"
     workPreserved,  ///< metadata: "ref" and "commit"
     retired,        ///< merged; the last event of an item
 };

@@ -19,4 +19,12 @@ RateLimiter::TimePoint RateLimiter::reserve(TimePoint now) {
     return turn;
 }
 
+bool RateLimiter::takeNow(TimePoint now) {
+    const bool isFree = next_ <= now;
+    if (isFree) {
+        reserve(now);
+    }
+    return isFree;
+}
+
 }  // namespace quernlight::host

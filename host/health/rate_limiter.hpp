@@ -4,7 +4,7 @@
 
 namespace quernlight::host {
 
-/// How often the sessions together may ask the backend for comments: a bucket of `burst` requests that fills
+/// How often something may be asked for: a bucket of `burst` requests that fills
 /// at `perSecond`. Each request reserves its turn and waits until then; turns are given in the order of
 /// asking. A decision of times only, used on one executor.
 class RateLimiter {
@@ -15,6 +15,9 @@ class RateLimiter {
 
     /// When the request that is asked for now may be sent; at the earliest `now`.
     TimePoint reserve(TimePoint now);
+
+    /// Takes a turn if there is one at once; for requests that are refused otherwise.
+    bool takeNow(TimePoint now);
 
   private:
     const std::chrono::nanoseconds interval_;

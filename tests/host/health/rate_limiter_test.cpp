@@ -33,5 +33,14 @@ TEST(RateLimiterTest, NobodyIsSentBeforeAsking) {
     EXPECT_EQ(rateLimiter.reserve(start + milliseconds(500)), start + milliseconds(500));
 }
 
+TEST(RateLimiterTest, WhatIsRefusedTakesNoTurnFromWhatComesLater) {
+    RateLimiter rateLimiter(10, 2);
+    for (const bool taken : {true, true, false, false, false}) {
+        EXPECT_EQ(rateLimiter.takeNow(start), taken);
+    }
+    EXPECT_TRUE(rateLimiter.takeNow(start + milliseconds(100)));
+    EXPECT_FALSE(rateLimiter.takeNow(start + milliseconds(100)));
+}
+
 }  // namespace
 }  // namespace quernlight::host

@@ -1,0 +1,83 @@
+#include "host/control/control_client.hpp"
+
+#include <chrono>
+#include <string>
+#include <utility>
+
+#include <boost/asio.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+
+#include "host/control/control_socket.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using asio::local::stream_protocol;
+
+using Stream = beast::basic_stream<stream_protocol>;
+using Message = http::request<http::string_body>;
+using Parser = http::response_parser<http::string_body>;
+
+constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
+constexpr std::chrono::minutes longestAnswer{15};  // beyond what the owner gives the backend
+constexpr std::uint64_t largestAnswer = std::uint64_t{128} << 20U;
+
+Message messageOf(const ControlRequest& request) {
+    Message message(http::string_to_verb(request.method), request.target, 11);
+    message.set(http::field::host, "localhost");
+    message.set(http::field::content_type, "application/json");
+    if (!request.secret.empty()) {
+        message.set(http::field::authorization, "Bearer " + request.secret);
+    }
+    message.keep_alive(false);
+    message.body() = request.body;
+    message.prepare_payload();
+    return message;
+}
+
+Task<void> connect(Stream& stream, const std::filesystem::path& home) {
+    boost::system::error_code error;
+    const std::string path = controlSocketPath(home).string();
+    if (isTooLongForSocket(path)) {
+        error = asio::error::name_too_long;
+    } else {
+        const stream_protocol::endpoint endpoint(path);
+        std::tie(error) = co_await stream.async_connect(endpoint, quietly);
+    }
+    if (error) {
+        throw OwnerNotRunning("The dispatcher is not running (" + path + ": " + error.message() +
+                              "). Start it with: quernlight-dispatch run");
+    }
+}
+
+void throwUnanswered(const boost::system::error_code& error) {
+    if (error) {
+        throw OwnerDidNotAnswer("The dispatcher went away before it answered (" + error.message() + ").");
+    }
+}
+
+}  // namespace
+
+Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request) {
+    Stream stream(co_await asio::this_coro::executor);
+    stream.expires_after(longestAnswer);
+    co_await connect(stream, home);
+    const Message message = messageOf(request);
+    // Also when it fails: an owner that refuses a request before it has read all of it has answered.
+    co_await http::async_write(stream, message, quietly);
+    beast::flat_buffer buffer;
+    Parser parser;
+    parser.body_limit(largestAnswer);
+    const auto [unread, received] = co_await http::async_read(stream, buffer, parser, quietly);
+    throwUnanswered(unread);
+    auto answer = parser.release();
+    co_return ControlResponse{.status = answer.result_int(),
+                              .contentType = std::string(answer[http::field::content_type]),
+                              .body = std::move(answer.body())};
+}
+
+}  // namespace quernlight::host

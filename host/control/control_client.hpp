@@ -1,0 +1,27 @@
+#pragma once
+
+#include <filesystem>
+
+#include "host/control/control_message.hpp"
+#include "host/process/user_error.hpp"
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight::host {
+
+/// Nobody listens on the home's socket, so the request has reached nobody.
+class OwnerNotRunning : public UserError {
+  public:
+    using UserError::UserError;
+};
+
+/// The owner went away, or took too long, before it answered.
+class OwnerDidNotAnswer : public UserError {
+  public:
+    using UserError::UserError;
+};
+
+/// Sends a request to the owner of a home on a connection of its own, and returns what it answers, errors
+/// included. Throws OwnerNotRunning or OwnerDidNotAnswer.
+Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request);
+
+}  // namespace quernlight::host

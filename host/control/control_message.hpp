@@ -1,0 +1,33 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace quernlight::host {
+
+/// One request on the control socket.
+struct ControlRequest {
+    std::string method = "GET";
+    std::string target{};                   ///< the path, percent-encoded: "/v1/sessions/…"
+    std::string secret{};                   ///< what stands behind "Authorization: Bearer"; may be empty
+    std::string body{};                     ///< JSON, or nothing
+    std::vector<std::string> parameters{};  ///< what stands for the "*" of its route; the router fills it in
+};
+
+struct ControlResponse {
+    unsigned status = 200;
+    std::string contentType = "application/json";
+    std::string body{};
+};
+
+/// An error as `application/problem+json` (RFC 9457). `detail` is a sentence for whoever asked.
+ControlResponse problem(unsigned status, const std::string& detail);
+
+/// The sentence of an error; nothing for any other response.
+std::optional<std::string> problemDetail(const ControlResponse& response);
+
+/// The path of these segments, each percent-encoded.
+std::string controlTarget(const std::vector<std::string>& segments);
+
+}  // namespace quernlight::host

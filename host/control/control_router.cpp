@@ -1,0 +1,91 @@
+#include "host/control/control_router.hpp"
+
+#include <exception>
+#include <optional>
+#include <utility>
+
+#include <boost/asio/error.hpp>
+#include <boost/system/system_error.hpp>
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
+
+#include "host/text/failure_sentence.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+/// The decoded segments of a request's path; nothing when it is none.
+std::optional<std::vector<std::string>> segmentsOf(const std::string& target) {
+    const auto parsed = boost::urls::parse_origin_form(target);
+    if (!parsed) {
+        return std::nullopt;
+    }
+    std::vector<std::string> segments;
+    for (const auto& segment : parsed->segments()) {
+        segments.emplace_back(segment);
+    }
+    return segments;
+}
+
+/// What stands for the pattern's "*"; nothing when the path does not fit it.
+std::optional<std::vector<std::string>> match(const std::vector<std::string>& pattern,
+                                              const std::vector<std::string>& path) {
+    if (pattern.size() != path.size()) {
+        return std::nullopt;
+    }
+    std::vector<std::string> parameters;
+    for (std::size_t index = 0; index < path.size(); ++index) {
+        if (pattern[index] == "*" && !path[index].empty()) {
+            parameters.push_back(path[index]);
+        } else if (pattern[index] != path[index]) {
+            return std::nullopt;
+        }
+    }
+    return parameters;
+}
+
+Task<ControlResponse> answered(Task<ControlResponse> handling) {
+    std::string failure;
+    try {
+        co_return co_await std::move(handling);
+    } catch (const boost::system::system_error& error) {
+        if (error.code() == boost::asio::error::operation_aborted) {
+            throw;
+        }
+        failure = failureSentence(error);
+    } catch (const std::exception& error) {
+        failure = failureSentence(error);
+    }
+    co_return problem(500, failure);
+}
+
+}  // namespace
+
+void ControlRouter::add(std::string method, std::string path, Handler handler) {
+    std::vector<std::string> segments;
+    for (const std::string_view piece : piecesBetweenSlashes(path)) {
+        segments.emplace_back(piece);
+    }
+    routes_.push_back({std::move(method), std::move(segments), std::move(handler)});
+}
+
+Task<ControlResponse> ControlRouter::respond(ControlRequest request) const {
+    const auto path = segmentsOf(request.target);
+    if (!path) {
+        co_return problem(400, "The request names no path.");
+    }
+    bool isKnown = false;
+    for (const Route& route : routes_) {
+        auto parameters = match(route.segments, *path);
+        isKnown = isKnown || parameters;
+        if (parameters && route.method == request.method) {
+            request.parameters = std::move(*parameters);
+            co_return co_await answered(route.handler(std::move(request)));
+        }
+    }
+    co_return isKnown ? problem(405, "This resource does not take " + request.method + ".")
+                      : problem(404, "There is no such resource.");
+}
+
+}  // namespace quernlight::host

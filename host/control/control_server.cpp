@@ -1,0 +1,178 @@
+#include "host/control/control_server.hpp"
+
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include <unistd.h>
+#include <boost/asio.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+
+#include "host/control/control_socket.hpp"
+#include "host/health/rate_limiter.hpp"
+#include "host/process/task_set.hpp"
+#include "quernlight/platform/async_signal.hpp"
+#include "quernlight/platform/peer_user.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using asio::local::stream_protocol;
+using boost::system::error_code;
+
+using Stream = beast::basic_stream<stream_protocol>;
+using Parser = http::request_parser<http::string_body>;
+using Message = http::response<http::string_body>;
+
+constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
+
+ControlRequest requestOf(http::request<http::string_body> message) {
+    constexpr std::string_view scheme = "Bearer ";
+    ControlRequest request{.method = std::string(message.method_string()),
+                           .target = std::string(message.target())};
+    const std::string authorization(message[http::field::authorization]);
+    if (authorization.starts_with(scheme)) {
+        request.secret = authorization.substr(scheme.size());
+    }
+    request.body = std::move(message.body());
+    return request;
+}
+
+Message messageOf(ControlResponse response, bool keepAlive) {
+    Message message(http::int_to_status(response.status), 11);
+    message.set(http::field::content_type, response.contentType);
+    message.set(http::field::cache_control, "no-store");
+    message.keep_alive(keepAlive);
+    message.body() = std::move(response.body);
+    message.prepare_payload();
+    return message;
+}
+
+bool isOfThisUser(stream_protocol::socket& socket) {
+    return peerUser(socket.native_handle()) == geteuid();
+}
+
+}  // namespace
+
+/// The socket, its connections, and the loop that accepts them.
+class ControlServer::Service {
+  public:
+    Service(const asio::any_io_executor& executor, const std::filesystem::path& home,
+            const ControlRouter& router, Clock& clock, ControlLimits limits)
+        : socket_(std::make_unique<ControlSocket>(executor, home)),
+          router_(router),
+          clock_(clock),
+          limits_(limits),
+          rate_(limits.requestsPerSecond, limits.burst),
+          tasks_(executor, reportFailure) {
+        tasks_.add("accepting control connections", accept());
+    }
+
+    Task<void> end() {
+        isEnding_ = true;
+        for (Stream* stream : streams_) {
+            stream->close();
+        }
+        co_await tasks_.end();
+        socket_.reset();
+    }
+
+  private:
+    Task<void> accept() {
+        while (!isEnding_) {
+            while (streams_.size() >= limits_.connections) {
+                co_await freed_.wait();
+            }
+            auto [error, socket] = co_await socket_->acceptor().async_accept(quietly);
+            if (error) {
+                // The peer may have gone already, or descriptors may be short for a moment.
+                co_await clock_.sleepFor(std::chrono::milliseconds(100));
+            } else if (isOfThisUser(socket)) {
+                auto stream = std::make_unique<Stream>(std::move(socket));
+                streams_.insert(stream.get());
+                tasks_.add("a control connection", serve(std::move(stream)));
+            }
+        }
+    }
+
+    Task<void> serve(std::unique_ptr<Stream> stream) {
+        const std::shared_ptr<void> atEnd(nullptr, [this, raw = stream.get()](void*) {
+            streams_.erase(raw);
+            freed_.notify();
+        });
+        beast::flat_buffer buffer;
+        bool isOpen = true;
+        while (isOpen && !isEnding_) {
+            isOpen = co_await exchange(*stream, buffer);
+        }
+    }
+
+    /// One request and its answer. Whether the connection stays open.
+    Task<bool> exchange(Stream& stream, beast::flat_buffer& buffer) {
+        stream.expires_after(limits_.idleTimeout);
+        Parser parser;
+        parser.body_limit(limits_.largestBody);
+        const auto [error, size] = co_await http::async_read(stream, buffer, parser, quietly);
+        if (error) {
+            co_return co_await refuse(stream, error);
+        }
+        const bool keepAlive = parser.get().keep_alive();
+        stream.expires_never();
+        ControlRequest request = requestOf(parser.release());
+        ControlResponse response = co_await answer(std::move(request));
+        const bool isSent = co_await send(stream, messageOf(std::move(response), keepAlive));
+        co_return isSent&& keepAlive;
+    }
+
+    Task<ControlResponse> answer(ControlRequest request) {
+        if (!rate_.takeNow(clock_.steadyNow())) {
+            co_return problem(429, "The dispatcher is asked too often; wait a second, then ask again.");
+        }
+        co_return co_await router_.respond(std::move(request));
+    }
+
+    Task<bool> send(Stream& stream, Message message) {
+        stream.expires_after(limits_.idleTimeout);
+        const auto [error, size] = co_await http::async_write(stream, message, quietly);
+        co_return !error;
+    }
+
+    /// A request that could not be read: a peer that only hung up needs no answer.
+    Task<bool> refuse(Stream& stream, error_code error) {
+        const bool isHTTP = error.category() == error_code(http::error::body_limit).category();
+        if (isHTTP && error != http::error::end_of_stream && error != http::error::partial_message) {
+            const bool isLarge = error == http::error::body_limit;
+            ControlResponse response = isLarge ? problem(413, "The request is too large.")
+                                               : problem(400, "The request is not HTTP.");
+            co_await send(stream, messageOf(std::move(response), false));
+        }
+        co_return false;
+    }
+
+    std::unique_ptr<ControlSocket> socket_;
+    const ControlRouter& router_;
+    Clock& clock_;
+    const ControlLimits limits_;
+    RateLimiter rate_;
+    std::set<Stream*> streams_;  // of the connections that are open
+    AsyncSignal freed_;
+    bool isEnding_ = false;
+    TaskSet tasks_;
+};
+
+ControlServer::ControlServer(asio::any_io_executor executor, const std::filesystem::path& home,
+                             const ControlRouter& router, Clock& clock, ControlLimits limits)
+    : service_(std::make_unique<Service>(executor, home, router, clock, limits)) {}
+
+ControlServer::~ControlServer() = default;
+
+Task<void> ControlServer::end() {
+    co_await service_->end();
+}
+
+}  // namespace quernlight::host

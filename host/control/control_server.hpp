@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <filesystem>
+#include <memory>
+
+#include <boost/asio/any_io_executor.hpp>
+
+#include "host/control/control_router.hpp"
+#include "host/process/clock.hpp"
+#include "quernlight/platform/task.hpp"
+
+namespace quernlight::host {
+
+/// What one owner takes on its socket at most.
+struct ControlLimits {
+    std::size_t largestBody = std::size_t{4} << 20U;  ///< of a request, in bytes; a larger one is 413
+    std::size_t connections = 64;                     ///< at the same time; others wait
+    double requestsPerSecond = 200;                   ///< of all together; beyond it is 429
+    int burst = 400;
+    std::chrono::seconds idleTimeout{30};  ///< of a connection on which nothing comes
+};
+
+/// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, on the owner's event
+/// loop. A request is answered also when whoever sent it has gone meanwhile.
+class ControlServer {
+  public:
+    /// Listens, and serves, from now on; router and clock outlive it. Throws UserError (see ControlSocket).
+    ControlServer(boost::asio::any_io_executor executor, const std::filesystem::path& home,
+                  const ControlRouter& router, Clock& clock, ControlLimits limits = {});
+    ~ControlServer();
+
+    /// Cancels what is under way and returns once all of it has ended; the socket's file goes.
+    Task<void> end();
+
+  private:
+    class Service;
+
+    std::unique_ptr<Service> service_;
+};
+
+}  // namespace quernlight::host

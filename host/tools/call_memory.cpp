@@ -1,0 +1,48 @@
+#include "host/tools/call_memory.hpp"
+
+#include <utility>
+
+namespace quernlight::host {
+
+Task<CallMemory::Answer> CallMemory::once(std::string key, Task<ToolResult> call) {
+    const auto known = calls_.find(key);
+    if (known != calls_.end()) {
+        const std::shared_ptr<Call> made = known->second;
+        while (!made->hasEnded) {
+            const AsyncSignal ended = made->waiting.emplace_back();
+            co_await ended.wait();
+        }
+        co_return Answer{made->result, true};
+    }
+    const auto mine = std::make_shared<Call>();
+    calls_[key] = mine;
+    // A call that is thrown out of, or cancelled, leaves this behind.
+    const std::shared_ptr<void> atEnd(nullptr, [this, mine, &key](void*) {
+        if (!mine->hasEnded) {
+            end(key, *mine, {ToolOutcome::unknown, "The call was cut off."});
+        }
+    });
+    ToolResult result = co_await std::move(call);
+    end(key, *mine, result);
+    co_return Answer{std::move(result), false};
+}
+
+void CallMemory::end(const std::string& key, Call& call, ToolResult result) {
+    if (!mayHaveChanged(result.outcome)) {
+        calls_.erase(key);
+    }
+    call.result = std::move(result);
+    call.hasEnded = true;
+    for (const AsyncSignal& waiting : call.waiting) {
+        waiting.notify();
+    }
+}
+
+void CallMemory::correct(const std::string& key, ToolResult result) {
+    const auto known = calls_.find(key);
+    if (known != calls_.end()) {
+        known->second->result = std::move(result);
+    }
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,108 @@
+#include "host/tools/tool_access.hpp"
+
+#include <array>
+#include <fstream>
+#include <system_error>
+#include <utility>
+
+#include <sys/random.h>
+#include <unistd.h>
+
+#include "host/process/private_files.hpp"
+#include "host/process/user_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+constexpr double callsPerSecond = 10;
+constexpr int callsAtOnce = 30;
+constexpr std::size_t mostEnded = 200;
+
+/// 256 bits as 64 digits.
+std::string randomSecret() {
+    constexpr const char* digits = "0123456789abcdef";
+    std::array<unsigned char, 32> bytes{};
+    if (getentropy(bytes.data(), bytes.size()) != 0) {
+        throw UserError("The system has no random numbers for the secret of a session.");
+    }
+    std::string secret;
+    for (const unsigned char byte : bytes) {
+        secret += digits[byte >> 4U];
+        secret += digits[byte & 15U];
+    }
+    return secret;
+}
+
+/// Takes as long whatever the texts have in common.
+bool areEqual(const std::string& known, const std::string& given) {
+    unsigned difference = known.size() == given.size() ? 0U : 1U;
+    for (std::size_t index = 0; index < known.size(); ++index) {
+        const char other = given.empty() ? '\0' : given[index % given.size()];
+        difference |= static_cast<unsigned char>(known[index]) ^ static_cast<unsigned char>(other);
+    }
+    return difference == 0;
+}
+
+void writePrivate(const std::filesystem::path& file, const std::string& text) {
+    std::error_code none;
+    std::filesystem::remove(file, none);
+    makePrivateFile(file);
+    std::ofstream stream(file, std::ios::binary);
+    stream << text << "\n";
+    if (!stream.flush()) {
+        throw UserError("The session's secret " + file.string() +
+                        " cannot be written; check the directory's permissions or free some disk space.");
+    }
+}
+
+}  // namespace
+
+std::filesystem::path ToolAccess::grant(ToolGrant grant) {
+    const std::filesystem::path file = toolSecretFile(grant.attemptDirectory);
+    std::string secret = randomSecret();
+    writePrivate(file, secret);
+    const Uuid id = grant.sessionID;
+    sessions_[id] =
+        std::make_shared<ToolSession>(ToolSession{.grant = std::move(grant),
+                                                  .secret = std::move(secret),
+                                                  .rate = RateLimiter(callsPerSecond, callsAtOnce)});
+    return file;
+}
+
+void ToolAccess::revoke(const Uuid& sessionID) {
+    const auto session = this->session(sessionID);
+    if (!session || !session->isLive) {
+        return;
+    }
+    session->isLive = false;
+    session->grant.reported = [](const QLCommentDTO&) {};
+    std::error_code none;
+    std::filesystem::remove(toolSecretFile(session->grant.attemptDirectory), none);
+    ended_.push_back(sessionID);
+    if (ended_.size() > mostEnded) {
+        sessions_.erase(ended_.front());
+        ended_.pop_front();
+    }
+}
+
+std::shared_ptr<ToolSession> ToolAccess::session(const Uuid& sessionID) const {
+    const auto found = sessions_.find(sessionID);
+    return found == sessions_.end() ? nullptr : found->second;
+}
+
+bool ToolAccess::opens(const ToolSession& session, const std::string& secret) {
+    return session.isLive && areEqual(session.secret, secret);
+}
+
+std::filesystem::path toolSecretFile(const std::filesystem::path& attemptDirectory) {
+    return attemptDirectory / "tool-secret";
+}
+
+std::vector<std::string> toolServerCommand(const std::filesystem::path& program,
+                                           const std::filesystem::path& home, const Uuid& sessionID,
+                                           const std::filesystem::path& secretFile) {
+    return {program.string(),         "mcp",           "--home",           home.string(), "--session",
+            upperCaseText(sessionID), "--secret-file", secretFile.string()};
+}
+
+}  // namespace quernlight::host
