@@ -10,6 +10,7 @@
 #include "standin/codex/goal_log.hpp"
 #include "standin/codex/goal_worker.hpp"
 #include "standin/codex/screen.hpp"
+#include "standin/codex/tool_server.hpp"
 
 namespace quernlight::standin::codex {
 namespace {
@@ -144,8 +145,16 @@ Agent::Next Agent::work(const Goal& goal) {
         std::signal(SIGINT, SIG_IGN);
     }
     terminal_.write("\r\n");
-    GoalWorker(goal, behaviour, settings_, access, terminal_).run();
+    GoalWorker(goal, behaviour, settings_, bugAccess(access), terminal_).run();
     return behaviour == Behaviour::silentExit ? Next::leave : Next::promptAgain;
+}
+
+/// Through the tools that the agent was given, if any.
+std::unique_ptr<BugAccess> Agent::bugAccess(const BackendAccess& access) const {
+    if (settings_.toolServer.empty()) {
+        return std::make_unique<Backend>(access.url, access.token);
+    }
+    return std::make_unique<ToolServer>(settings_.toolServer);
 }
 
 Behaviour Agent::behaviourFor(const Goal& goal, const BackendAccess& access) const {

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
+#include "standin/codex/backend.hpp"
 #include "standin/codex/composer.hpp"
 #include "standin/codex/goal.hpp"
 #include "standin/codex/settings.hpp"
@@ -29,6 +31,7 @@ class Agent {
     Next handle(const std::string& submitted);
     Next workOn(const std::string& command);
     Next work(const Goal& goal);
+    std::unique_ptr<BugAccess> bugAccess(const BackendAccess& access) const;
     Behaviour behaviourFor(const Goal& goal, const BackendAccess& access) const;
 
     Settings settings_;

@@ -47,7 +47,7 @@ Backend::Backend(std::string url, std::string token) : url_(std::move(url)), tok
     }
 }
 
-std::string Backend::fetchBug(const std::string& bugID) const {
+std::string Backend::fetchBug(const std::string& bugID) {
     Answer answer = send("GET", bugPath(bugID), "");
     if (!succeeded(answer.status)) {
         throw std::runtime_error("The bug cannot be read: HTTP " + std::to_string(answer.status) + ".");
@@ -55,7 +55,7 @@ std::string Backend::fetchBug(const std::string& bugID) const {
     return std::move(answer.body);
 }
 
-void Backend::setStatus(const std::string& bugID, const std::string& statusJSON) const {
+void Backend::setStatus(const std::string& bugID, const std::string& statusJSON) {
     Answer answer = send("PATCH", bugPath(bugID), statusJSON);
     if (answer.status == 401 || answer.status == 403) {
         answer = send("POST", bugPath(bugID) + "/status", statusJSON);
@@ -66,7 +66,7 @@ void Backend::setStatus(const std::string& bugID, const std::string& statusJSON)
     }
 }
 
-void Backend::postComment(const std::string& bugID, const std::string& commentJSON) const {
+void Backend::postComment(const std::string& bugID, const std::string& commentJSON) {
     const Answer answer = send("POST", bugPath(bugID) + "/comments", commentJSON);
     if (!succeeded(answer.status)) {
         throw std::runtime_error("The comment cannot be posted: HTTP " + std::to_string(answer.status) + ".");

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include <sys/resource.h>
 
@@ -28,11 +29,11 @@ constexpr std::size_t floodBytes = std::size_t{24} << 20U;
 }  // namespace
 
 GoalWorker::GoalWorker(const Goal& goal, Behaviour behaviour, const Settings& settings,
-                       const BackendAccess& access, Terminal& terminal)
+                       std::unique_ptr<BugAccess> access, Terminal& terminal)
     : goal_(goal),
       behaviour_(behaviour),
       settings_(settings),
-      backend_(access.url, access.token),
+      access_(std::move(access)),
       terminal_(terminal) {}
 
 void GoalWorker::run() {
@@ -51,10 +52,10 @@ void GoalWorker::run() {
 
 void GoalWorker::investigate() {
     if (goal_.flow == GoalFlow::fixBug) {
-        backend_.setStatus(goal_.bugID, statusBody("investigate"));
+        access_->setStatus(goal_.bugID, statusBody("investigate"));
         step("Set bug " + goal_.bugID + " to investigate");
     }
-    const auto bug = parseBugReport(backend_.fetchBug(goal_.bugID));
+    const auto bug = parseBugReport(access_->fetchBug(goal_.bugID));
     if (!bug) {
         throw std::runtime_error("The backend's answer describes no bug.");
     }
@@ -110,7 +111,7 @@ void GoalWorker::change() {
 void GoalWorker::report(const Report& report) {
     const bool readable = std::ifstream(goal_.completionInstructionsPath).good();
     step((readable ? "Read " : "Cannot read ") + goal_.completionInstructionsPath);
-    backend_.postComment(goal_.bugID, commentBody(goal_, report));
+    access_->postComment(goal_.bugID, commentBody(goal_, report));
 }
 
 void GoalWorker::step(std::string_view text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -16,8 +17,8 @@ namespace quernlight::standin::codex {
 /// std::runtime_error with a sentence.
 class GoalWorker {
   public:
-    GoalWorker(const Goal& goal, Behaviour behaviour, const Settings& settings, const BackendAccess& access,
-               Terminal& terminal);
+    GoalWorker(const Goal& goal, Behaviour behaviour, const Settings& settings,
+               std::unique_ptr<BugAccess> access, Terminal& terminal);
 
     /// Returns once the comment is posted; with a behaviour that posts none, does not return or returns
     /// early.
@@ -35,7 +36,7 @@ class GoalWorker {
     const Goal& goal_;
     Behaviour behaviour_;
     const Settings& settings_;
-    Backend backend_;
+    const std::unique_ptr<BugAccess> access_;
     Terminal& terminal_;
     BugReport bug_;
 };

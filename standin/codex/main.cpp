@@ -38,7 +38,8 @@ int converse(const codex::CommandLine& commandLine) {
     if (!isatty(STDIN_FILENO)) {
         throw std::runtime_error("Standard input is no terminal.");
     }
-    const codex::Settings settings = codex::settingsFromEnvironment();
+    codex::Settings settings = codex::settingsFromEnvironment();
+    settings.toolServer = commandLine.toolServer;
     codex::StateDatabase database(settings.home);
     const auto thread = openThread(database, commandLine);
     if (!thread) {

@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "standin/codex/behaviour.hpp"
 
@@ -18,11 +19,12 @@ struct BackendAccess {
     std::map<std::string, Behaviour> behaviours;  ///< by short bug id; they win over STANDIN_CODEX
 };
 
-/// What this run of the agent was given besides its command line.
+/// What this run of the agent was given.
 struct Settings {
     std::filesystem::path home;               ///< CODEX_HOME, or ~/.codex
     Behaviour behaviour{};                    ///< STANDIN_CODEX
     std::chrono::milliseconds stepDelay{75};  ///< STANDIN_CODEX_DELAY_MS: between two start-up lines
+    std::vector<std::string> toolServer{};    ///< from the command line
 };
 
 /// Reads the environment. Throws std::runtime_error with a sentence for a value that means nothing.

@@ -73,5 +73,27 @@ TEST(StandinCodexReportTest, ResumeTakesTheFirstWordBehindItAndUnknownOptionsAre
     EXPECT_TRUE(parseCommandLine({"--version"}).showVersion);
 }
 
+TEST(StandinCodexReportTest, AToolServerIsTakenFromTheConfigurationOnTheCommandLine) {
+    const CommandLine given =
+        parseCommandLine({"-c", "mcp_servers.quernlight.command=\"/opt/a b\"", "-c",
+                          R"(mcp_servers.quernlight.args=["mcp", '--home', "/h\\\"\u00e9"])", "-c",
+                          "features.goals=true", "resume", "-c", "resume=1", "abc"});
+    EXPECT_EQ(given.toolServer, (std::vector<std::string>{"/opt/a b", "mcp", "--home", "/h\\\"\u00e9"}));
+    EXPECT_EQ(given.resumeID, "abc");
+    EXPECT_TRUE(parseCommandLine({"-c", "mcp_servers.other.command=\"x\""}).toolServer.empty());
+}
+
+TEST(StandinCodexReportTest, WhatIsNoTomlTextIsToldApart) {
+    EXPECT_EQ(parseTomlText(R"( 'a\b' )"), "a\\b");
+    EXPECT_EQ(parseTomlTexts("[ ]"), std::vector<std::string>{});
+    EXPECT_EQ(parseTomlTexts(R"(["a",])"), std::vector<std::string>{"a"});
+    for (const char* text : {"", "a", "\"a", "\"\\x\"", "'a' b", "\"\\u12\""}) {
+        EXPECT_EQ(parseTomlText(text), std::nullopt) << text;
+    }
+    for (const char* text : {"[", "[a]", "['a' 'b']", "['a'", "['a'] x", "\"a\""}) {
+        EXPECT_EQ(parseTomlTexts(text), std::nullopt) << text;
+    }
+}
+
 }  // namespace
 }  // namespace quernlight::standin::codex
