@@ -13,11 +13,11 @@ namespace {
 constexpr std::string_view investigationText =
     R"(# How to investigate a bug
 
-1. Load the whole bug: description, comments, attachments, logs and metadata.
+1. Load the whole bug with `get_bug`: description, comments, attachments, logs and metadata.
 2. Write down in one sentence what the user did, what they expected and what happened.
 3. The report has sufficient information when that sentence has no gap that you cannot close from the logs,
-   the attachments or the code. When it has one, ask: post a comment with the one question that closes it, with
-   the metadata described in completion.md and the status "investigate", and stop.
+   the attachments or the code. When it has one, ask: post a comment with the one question that closes it, as
+   completion.md describes, with the status "investigate", and stop.
 4. Otherwise name the code you suspect, and why, before you change anything.
 )";
 
@@ -33,15 +33,16 @@ constexpr std::string_view reproductionText =
 constexpr std::string_view completionText =
     R"(# How to report completion
 
-Post one comment on the bug through the Quernlight tools, as the last thing you do:
+Post one comment on the bug with the tool `create_comment` of the server `quernlight`, as the last thing you do:
 
-- author type: agent
+- bug_id: the bug
 - body: the root cause in one or two sentences, what was changed, and how it was shown to work
+- status: "in_review" when the work is in a pull request, "investigate" when the user must answer a question
 - pr_url: the pull request, when there is one
-- metadata, all values texts:
-  - queue_item_id and session_id, exactly as the goal gives them
-  - status: "in_review" when the work is in a pull request, "investigate" when the user must answer a question
+- metadata: queue_item_id and session_id, exactly as the goal gives them
+- attachments: the paths of the recordings or logs that show it, when there are any; they must lie in the worktree
 
+A call that fails says why; do what it says. The same call twice posts one comment.
 The dispatcher ends the session when it sees this comment. Nothing done after it is kept.
 )";
 
