@@ -43,8 +43,9 @@ AgentTerminal& CodexSession::start(const std::vector<std::string>& variables,
     return *terminal;
 }
 
-AgentTerminal& CodexSession::startAtPrompt(const std::vector<std::string>& variables) {
-    AgentTerminal& started = start(variables);
+AgentTerminal& CodexSession::startAtPrompt(const std::vector<std::string>& variables,
+                                           const std::vector<std::string>& arguments) {
+    AgentTerminal& started = start(variables, arguments);
     EXPECT_TRUE(started.sees("›")) << started.output();
     return started;
 }

@@ -23,7 +23,8 @@ class CodexSession : public testing::Test {
                          const std::vector<std::string>& arguments = {});
 
     /// Starts it and waits for its prompt.
-    AgentTerminal& startAtPrompt(const std::vector<std::string>& variables = {});
+    AgentTerminal& startAtPrompt(const std::vector<std::string>& variables = {},
+                                 const std::vector<std::string>& arguments = {});
 
     /// Types a text in one write, its line ends as the carriage returns that a terminal gets.
     void paste(std::string text);

@@ -53,6 +53,28 @@ TEST_F(StandinCodexWorkTest, TheBackendIsEnteredWithTheAgentsOwnToken) {
     EXPECT_EQ(backend.requests().at(0).body, R"({"status":"investigate"})");
 }
 
+TEST_F(StandinCodexWorkTest, AToolServerThatItIsGivenTakesThePlaceOfTheBackend) {
+    const auto script = repository.scratch("tools.sh");
+    const auto log = repository.scratch("tools.log");
+    quernlight::test::writeFile(script, R"(while read -r line; do
+        printf '%s\n' "$line" >> "$1"
+        id=$(printf '%s' "$line" | sed -n 's/^.*"id":\([0-9]*\),.*$/\1/p')
+        [ -z "$id" ] || printf '{"jsonrpc":"2.0","id":%s,"result":{"content":[{"type":"text","text":%s}]}}\n' "$id" \
+            '"{\"bug\":{\"title\":\"Crash\",\"description\":\"Tap.\"}}"'
+    done)");
+    startAtPrompt({}, {"-c", "mcp_servers.quernlight.command=\"/bin/sh\"", "-c",
+                       "mcp_servers.quernlight.args=['" + script.string() + "', '" + log.string() + "']"});
+    workOn(fixGoal(names()));
+    const std::string calls = quernlight::test::readFile(log);
+    EXPECT_THAT(backend.requestLines(), IsEmpty());
+    EXPECT_THAT(
+        calls,
+        HasSubstr(R"("name":"update_bug_status","arguments":{"status":"investigate","bug_id":"3f2a9c1d"})"));
+    EXPECT_THAT(calls, HasSubstr(R"("name":"get_bug","arguments":{"bug_id":"3f2a9c1d"})"));
+    EXPECT_THAT(calls, HasSubstr(R"("name":"create_comment")"));
+    EXPECT_THAT(calls, HasSubstr("\"session_id\":\"" + names().sessionID + "\""));
+}
+
 TEST_F(StandinCodexWorkTest, AWorktreeThatIsMissingIsMadeOffTheLatestBase) {
     startAtPrompt();
     workOn(fixGoal(names()));
