@@ -76,6 +76,7 @@ headers: setup
 
 # The long one, before something is called done.
 check-all: check-format headers clang test
+	@packaging/install-mcp-clients
 	@ctest --preset clang
 	@cmake --preset release
 	@cmake --build --preset release -j $(JOBS)

@@ -23,7 +23,7 @@ struct ControlLimits {
 };
 
 /// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, on the owner's event
-/// loop. A request is answered also when whoever sent it has gone meanwhile.
+/// loop. A request is answered also when whoever sent it has gone meanwhile. `end` is awaited before it goes.
 class ControlServer {
   public:
     /// Listens, and serves, from now on; router and clock outlive it. Throws UserError (see ControlSocket).

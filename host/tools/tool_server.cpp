@@ -23,6 +23,7 @@ namespace asio = boost::asio;
 
 constexpr std::size_t mostCalls = 16;
 constexpr std::chrono::seconds timeForTheLast{5};
+constexpr std::size_t largestText = std::size_t{4} << 20U;  // public clients take ten MiB, escaped, in a line
 
 std::string secretIn(const std::filesystem::path& file) {
     constexpr std::size_t longest = 1024;
@@ -49,6 +50,10 @@ Task<ToolAnswer> callThroughOwner(ToolServerSession session, std::string tool, j
     try {
         ControlResponse response = co_await askOwner(session.home, std::move(request));
         auto detail = problemDetail(response);
+        if (response.body.size() > largestText) {
+            co_return error("The answer has " + std::to_string(response.body.size()) +
+                            " bytes, too many to be shown; ask for less.");
+        }
         co_return detail ? error(std::move(*detail)) : ToolAnswer{.text = std::move(response.body)};
     } catch (const OwnerDidNotAnswer& failure) {
         co_return error(std::string(failure.what()) +

@@ -21,7 +21,7 @@ class LostHomeTest : public test::DispatchFixture {
     }
     std::unique_ptr<test::DispatchProcess> waitingDispatcher() {
         auto program = start(runWith());
-        EXPECT_TRUE(test::eventually([&] { return fs::exists(home() / "instructions/completion.md"); }));
+        EXPECT_TRUE(test::eventually([&] { return fs::exists(home() / "control.sock"); }));
         return program;
     }
     static void stop(test::DispatchProcess& program) {

@@ -30,6 +30,7 @@ class ToolsFixture : public testing::Test {
         std::filesystem::path worktree{};
         std::filesystem::path secretFile{};
         std::vector<QLCommentDTO> reported{};
+        std::function<void()> whenReported = [] {};
     };
 
     ToolsFixture() {
@@ -57,6 +58,7 @@ class ToolsFixture : public testing::Test {
                                           .attemptDirectory = attempt,
                                           .reported = [raw = agent.get()](const QLCommentDTO& comment) {
                                               raw->reported.push_back(comment);
+                                              raw->whenReported();
                                           }});
         return agent;
     }
