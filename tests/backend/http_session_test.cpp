@@ -49,6 +49,7 @@ class HttpSessionTest : public testing::Test {
             runTask(with.send(std::move(toSend)));
         } catch (const TransportError& error) {
             message = error.what();
+            mayHaveArrived = error.mayHaveArrived();
             EXPECT_EQ(message.find("secret-token"), std::string::npos);
             return error.reason();
         }
@@ -59,6 +60,7 @@ class HttpSessionTest : public testing::Test {
     RecordingServer server;
     HttpSession session;
     std::string message;  // of the last failure
+    bool mayHaveArrived = false;
 };
 
 TEST_F(HttpSessionTest, ARequestArrivesAsItWasGivenAndItsAnswerComesBack) {
@@ -123,6 +125,20 @@ TEST_F(HttpSessionTest, NobodyListeningIsATransportError) {
     HttpRequest toSend = request("/");
     toSend.url = Url::parse(free).value();
     EXPECT_EQ(failure(session, toSend), Reason::failed);
+}
+
+TEST_F(HttpSessionTest, AFailureTellsWhetherTheRequestMayHaveArrived) {
+    const auto free = std::make_unique<RecordingServer>()->address();
+    HttpRequest nowhere = post("/", "{}");
+    nowhere.url = Url::parse(free).value();
+    failure(session, nowhere);
+    EXPECT_FALSE(mayHaveArrived);
+    HttpSession small(HttpSession::Options{.maximumRequestSize = 1});
+    failure(small, post("/", "{}"));
+    EXPECT_FALSE(mayHaveArrived);
+    server.answer({.fault = Fault::noAnswer});
+    failure(session, post("/", "{}"));
+    EXPECT_TRUE(mayHaveArrived);
 }
 
 TEST_F(HttpSessionTest, AnAnswerThatIsNotHTTPIsToldApart) {
