@@ -1,5 +1,6 @@
 #include "host/control/control_server.hpp"
 
+#include <list>
 #include <set>
 #include <string>
 #include <tuple>
@@ -86,7 +87,8 @@ class ControlServer::Service {
     Task<void> accept() {
         while (!isEnding_) {
             while (streams_.size() >= limits_.connections) {
-                co_await freed_.wait();
+                closeTheIdlest();
+                co_await changed_.wait();
             }
             auto [error, socket] = co_await socket_->acceptor().async_accept(quietly);
             if (error) {
@@ -100,10 +102,17 @@ class ControlServer::Service {
         }
     }
 
+    /// So that nobody keeps others out with connections on which nothing comes.
+    void closeTheIdlest() {
+        if (!idle_.empty()) {
+            idle_.front()->close();
+        }
+    }
+
     Task<void> serve(std::unique_ptr<Stream> stream) {
         const std::shared_ptr<void> atEnd(nullptr, [this, raw = stream.get()](void*) {
             streams_.erase(raw);
-            freed_.notify();
+            changed_.notify();
         });
         beast::flat_buffer buffer;
         bool isOpen = true;
@@ -117,7 +126,10 @@ class ControlServer::Service {
         stream.expires_after(limits_.idleTimeout);
         Parser parser;
         parser.body_limit(limits_.largestBody);
+        const auto place = idle_.insert(idle_.end(), &stream);
+        changed_.notify();
         const auto [error, size] = co_await http::async_read(stream, buffer, parser, quietly);
+        idle_.erase(place);
         if (error) {
             co_return co_await refuse(stream, error);
         }
@@ -160,7 +172,8 @@ class ControlServer::Service {
     const ControlLimits limits_;
     RateLimiter rate_;
     std::set<Stream*> streams_;  // of the connections that are open
-    AsyncSignal freed_;
+    std::list<Stream*> idle_;    // of those on which no whole request has come, the longest idle first
+    AsyncSignal changed_;        // there are fewer of the first, or more of the second
     bool isEnding_ = false;
     TaskSet tasks_;
 };

@@ -16,9 +16,9 @@ namespace quernlight::host {
 /// What one owner takes on its socket at most.
 struct ControlLimits {
     std::size_t largestBody = std::size_t{4} << 20U;  ///< of a request, in bytes; a larger one is 413
-    std::size_t connections = 64;                     ///< at the same time; others wait
-    double requestsPerSecond = 200;                   ///< of all together; beyond it is 429
-    int burst = 400;
+    std::size_t connections = 64;                     ///< at the same time; then the idlest is closed
+    double requestsPerSecond = 2000;                  ///< of all together; beyond it is 429
+    int burst = 2000;
     std::chrono::seconds idleTimeout{30};  ///< of a connection on which nothing comes
 };
 

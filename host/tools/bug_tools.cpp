@@ -67,6 +67,10 @@ Task<ToolResult> reading(Task<ToolResult> call) {
         co_return co_await std::move(call);
     } catch (const std::exception& error) {
         rethrowIfCancelled(error);
+        const auto* answer = dynamic_cast<const BackendError*>(&error);
+        if (answer && answer->isServer(404)) {
+            co_return ToolResult{ToolOutcome::badArguments, "The backend knows no such bug."};
+        }
         co_return ToolResult{ToolOutcome::failed, "The backend could not be asked: " +
                                                       failureSentence(error) + " Try again in a moment."};
     }

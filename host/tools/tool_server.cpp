@@ -22,7 +22,7 @@ namespace json = boost::json;
 namespace asio = boost::asio;
 
 constexpr std::size_t mostCalls = 16;
-constexpr std::chrono::seconds timeForTheLast{5};
+constexpr std::chrono::seconds timeForTheLast{1};
 constexpr std::size_t largestText = std::size_t{4} << 20U;  // public clients take ten MiB, escaped, in a line
 
 std::string secretIn(const std::filesystem::path& file) {

@@ -23,6 +23,13 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
 
+sockaddr_un addressOf(const std::filesystem::path& socket) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socket.c_str(), sizeof address.sun_path - 1);
+    return address;
+}
+
 Task<ControlResponse> echoed(ControlRequest request) {
     co_return ControlResponse{.body = request.parameters.at(0) + " " + request.secret + " " + request.body};
 }
@@ -56,12 +63,17 @@ class ControlSocketTest : public testing::Test {
     }
     std::filesystem::path socket() const { return controlSocketPath(home.path()); }
 
+    FileDescriptor connected() const {
+        FileDescriptor end(::socket(AF_UNIX, SOCK_STREAM, 0));
+        const sockaddr_un address = addressOf(socket());
+        EXPECT_EQ(connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+        return end;
+    }
+
     /// A socket that nobody listens on any more, as a killed owner leaves it.
     void leaveDeadSocket() {
         const FileDescriptor dead(::socket(AF_UNIX, SOCK_STREAM, 0));
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, socket().c_str(), sizeof address.sun_path - 1);
+        const sockaddr_un address = addressOf(socket());
         ASSERT_EQ(bind(dead.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     }
 
@@ -107,6 +119,15 @@ TEST_F(ControlSocketTest, TooManyRequestsAreToldSo) {
     EXPECT_EQ(ask("/v1/echo/1").status, 200U);
     EXPECT_EQ(ask("/v1/echo/2").status, 200U);
     EXPECT_EQ(ask("/v1/echo/3").status, 429U);
+}
+
+TEST_F(ControlSocketTest, ConnectionsOnWhichNothingComesKeepNobodyOut) {
+    serve({.connections = 3});
+    std::vector<FileDescriptor> idle;
+    for (int count = 0; count < 10; ++count) {
+        idle.push_back(connected());
+    }
+    EXPECT_EQ(ask("/v1/echo/x").status, 200U);
 }
 
 TEST_F(ControlSocketTest, TheSocketIsForItsUserAloneAndGoesWithItsServer) {

@@ -28,6 +28,7 @@ TEST_F(ToolCallsTest, AnAgentReadsItsAppsBugsAndNoOthers) {
     EXPECT_THAT(call(*agent, "list_bugs").text,
                 AllOf(HasSubstr("Crash"), HasSubstr("Hang"), Not(HasSubstr("Theft"))));
     EXPECT_THAT(call(*agent, "list_bugs", R"({"status":"in_review"})").text, "{\"bugs\":[]}");
+    EXPECT_THAT(call(*agent, "get_bug", R"({"bug_id":"0badbad0"})").text, "The backend knows no such bug.");
 }
 
 TEST_F(ToolCallsTest, WhatIsRefusedIsToldToTheAgentAndInTheItemsHistory) {
