@@ -2,6 +2,9 @@
 
 #include <array>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 
 #include "standin/backend/object_reader.hpp"
 
@@ -74,6 +77,15 @@ std::string base64(std::string_view bytes) {
         }
     }
     return text;
+}
+
+std::string readTextFile(const std::filesystem::path& path, const std::string& name) {
+    std::ifstream file(path, std::ios::binary);
+    std::string content{std::istreambuf_iterator<char>(file), {}};
+    if (!file || std::filesystem::is_directory(path)) {
+        throw std::runtime_error(name + " " + path.string() + " cannot be read.");
+    }
+    return content;
 }
 
 }  // namespace quernlight::standin

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 #include <string_view>
 
@@ -15,5 +16,8 @@ std::string prettyJson(const boost::json::value& value);
 
 /// Base64 with padding (RFC 4648).
 std::string base64(std::string_view bytes);
+
+/// A whole file. Throws std::runtime_error with one sentence.
+std::string readTextFile(const std::filesystem::path& path, const std::string& name);
 
 }  // namespace quernlight::standin

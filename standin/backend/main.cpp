@@ -1,25 +1,17 @@
 // standin-backend: a bug backend for the demo and the tests, a real HTTP server in a process of its own.
 
-#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <iostream>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <tuple>
 #include <variant>
 
-#include <unistd.h>
-#include <boost/asio/as_tuple.hpp>
-#include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/posix/stream_descriptor.hpp>
-#include <boost/asio/signal_set.hpp>
-#include <boost/asio/use_awaitable.hpp>
 
-#include "quernlight/platform/task.hpp"
 #include "standin/backend/bug_store.hpp"
+#include "standin/backend/json_text.hpp"
 #include "standin/backend/object_reader.hpp"
 #include "standin/backend/options.hpp"
 #include "standin/backend/router.hpp"
@@ -74,43 +66,12 @@ class Backend {
     std::optional<StateFile> stateFile_;
 };
 
-Task<void> stopAtEndOfInput(asio::io_context& io) {
-    asio::posix::stream_descriptor input(io, ::dup(STDIN_FILENO));
-    std::string discarded(4096, '\0');
-    for (boost::system::error_code error; !error;) {
-        std::size_t size = 0;
-        std::tie(error, size) =
-            co_await input.async_read_some(asio::buffer(discarded), asio::as_tuple(asio::use_awaitable));
-    }
-    io.stop();
-}
-
-Server listen(asio::io_context& io, const Options& options, Backend& backend) {
-    try {
-        return Server(io, {.port = options.port, .largestBody = options.largestBody},
-                      [&backend](const Request& request) { return backend.handle(request); });
-    } catch (const boost::system::system_error& error) {
-        throw std::runtime_error("The port " + std::to_string(options.port) +
-                                 " on 127.0.0.1 cannot be used: " + error.code().message() + ".");
-    }
-}
-
 void serve(const Options& options) {
     Backend backend(options);
     asio::io_context io(1);
-    asio::signal_set signals(io, SIGINT, SIGTERM);
-    signals.async_wait([&io](const boost::system::error_code& error, int) {
-        if (!error) {
-            io.stop();
-        }
-    });
-    Server server = listen(io, options, backend);
-    if (options.exitWithStdin) {
-        spawnLogged(io.get_executor(), "watching standard input", stopAtEndOfInput(io));
-    }
-    spawnLogged(io.get_executor(), "accepting connections", server.run());
-    std::cout << "listening on http://127.0.0.1:" << server.port() << std::endl;
-    io.run();
+    Server server = listenOn(io, {.port = options.port, .largestBody = options.largestBody},
+                             [&backend](const Request& request) { return backend.handle(request); });
+    serveUntilStopped(io, server, options.exitWithStdin);
 }
 
 int run(int argc, const char* const* argv) {

@@ -1,7 +1,5 @@
 #include "standin/backend/options.hpp"
 
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 
 #include <CLI/CLI.hpp>
@@ -106,15 +104,6 @@ std::variant<Options, int> parseOptions(int argc, const char* const* argv) {
         throw std::runtime_error("The command line is wrong: " + oneLine(error.what()));
     }
     return resolved(std::move(line));
-}
-
-std::string readTextFile(const std::filesystem::path& path, const std::string& name) {
-    std::ifstream file(path, std::ios::binary);
-    std::string content{std::istreambuf_iterator<char>(file), {}};
-    if (!file || std::filesystem::is_directory(path)) {
-        throw std::runtime_error(name + " " + path.string() + " cannot be read.");
-    }
-    return content;
 }
 
 }  // namespace quernlight::standin

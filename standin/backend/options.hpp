@@ -27,7 +27,4 @@ struct Options {
 /// Throws std::runtime_error with one sentence for a command line that makes no sense.
 std::variant<Options, int> parseOptions(int argc, const char* const* argv);
 
-/// A whole file. Throws std::runtime_error with one sentence.
-std::string readTextFile(const std::filesystem::path& path, const std::string& name);
-
 }  // namespace quernlight::standin

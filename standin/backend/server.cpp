@@ -1,11 +1,14 @@
 #include "standin/backend/server.hpp"
 
+#include <csignal>
 #include <iostream>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <tuple>
 #include <utility>
 
+#include <unistd.h>
 #include <boost/asio.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
@@ -37,9 +40,9 @@ Request requestOf(http::request<http::string_body> message) {
     return request;
 }
 
-Message messageOf(Response response, bool keepAlive) {
+Message messageOf(Response response, bool keepAlive, const std::string& server) {
     Message message(http::int_to_status(response.status), 11);
-    message.set(http::field::server, "standin-backend");
+    message.set(http::field::server, server);
     for (const auto& [name, value] : response.headers) {
         message.set(name, value);
     }
@@ -51,11 +54,11 @@ Message messageOf(Response response, bool keepAlive) {
     return message;
 }
 
-Response answerTo(const Server::Handler& handler, const Request& request) {
+Response answerTo(const ServerOptions& options, const Server::Handler& handler, const Request& request) {
     try {
         return handler(request);
     } catch (const std::exception& error) {
-        std::cerr << "standin-backend: " << error.what() << std::endl;
+        std::cerr << options.name << ": " << error.what() << std::endl;
         return errorResponse(500, error.what());
     }
 }
@@ -129,13 +132,13 @@ class Connection {
     /// Whether the connection stays open.
     Task<bool> answer(Parser& parser) {
         const bool keepAlive = parser.get().keep_alive();
-        Response response = answerTo(handler_, requestOf(parser.release()));
+        Response response = answerTo(options_, handler_, requestOf(parser.release()));
         stream_.expires_never();
         if (response.delay.count() > 0) {
             co_await wait(response.delay);
         }
         const bool cut = response.cutConnection;
-        Message message = messageOf(std::move(response), keepAlive);
+        Message message = messageOf(std::move(response), keepAlive, options_.name);
         if (cut) {
             co_await sendHalf(stream_, message);
             co_return false;
@@ -153,7 +156,7 @@ class Connection {
         const bool large = error == http::error::body_limit;
         Message message = messageOf(large ? errorResponse(413, "The body is too large.")
                                           : errorResponse(400, "The request is not HTTP."),
-                                    false);
+                                    false, options_.name);
         co_await http::async_write(stream_, message, quietly);
         co_await drain(stream_);
     }
@@ -167,6 +170,16 @@ class Connection {
     const ServerOptions& options_;
     const Server::Handler& handler_;
 };
+
+Task<void> stopAtEndOfInput(asio::io_context& io) {
+    asio::posix::stream_descriptor input(io, ::dup(STDIN_FILENO));
+    std::string discarded(4096, '\0');
+    for (error_code error; !error;) {
+        std::size_t size = 0;
+        std::tie(error, size) = co_await input.async_read_some(asio::buffer(discarded), quietly);
+    }
+    io.stop();
+}
 
 Task<void> serveConnection(tcp::socket socket, const ServerOptions& options, const Server::Handler& handler) {
     Connection connection(std::move(socket), options, handler);
@@ -196,6 +209,30 @@ Task<void> Server::run() {
         spawnLogged(acceptor_.get_executor(), "a connection",
                     serveConnection(std::move(socket), options_, handler_));
     }
+}
+
+Server listenOn(asio::io_context& io, const ServerOptions& options, Server::Handler handler) {
+    try {
+        return Server(io, options, std::move(handler));
+    } catch (const boost::system::system_error& error) {
+        throw std::runtime_error("The port " + std::to_string(options.port) +
+                                 " on 127.0.0.1 cannot be used: " + error.code().message() + ".");
+    }
+}
+
+void serveUntilStopped(asio::io_context& io, Server& server, bool exitWithStdin) {
+    asio::signal_set signals(io, SIGINT, SIGTERM);
+    signals.async_wait([&io](const error_code& error, int) {
+        if (!error) {
+            io.stop();
+        }
+    });
+    if (exitWithStdin) {
+        spawnLogged(io.get_executor(), "watching standard input", stopAtEndOfInput(io));
+    }
+    spawnLogged(io.get_executor(), "accepting connections", server.run());
+    std::cout << "listening on http://127.0.0.1:" << server.port() << std::endl;
+    io.run();
 }
 
 }  // namespace quernlight::standin

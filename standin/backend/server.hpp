@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <string>
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
@@ -13,6 +14,7 @@
 namespace quernlight::standin {
 
 struct ServerOptions {
+    std::string name = "standin-backend";            ///< as it calls itself
     std::uint16_t port = 0;                          ///< 0: a free one
     std::uint64_t largestBody = 64 * 1024 * 1024;    ///< in bytes; a larger one is answered with 413
     std::chrono::milliseconds idleTimeout{120'000};  ///< after which a silent connection is closed
@@ -38,5 +40,12 @@ class Server {
     ServerOptions options_;
     Handler handler_;
 };
+
+/// The server. Throws std::runtime_error with one sentence when the port cannot be had.
+Server listenOn(boost::asio::io_context& io, const ServerOptions& options, Server::Handler handler);
+
+/// Says where it listens on standard output and serves until SIGINT, SIGTERM or, with `exitWithStdin`, the
+/// end of standard input.
+void serveUntilStopped(boost::asio::io_context& io, Server& server, bool exitWithStdin);
 
 }  // namespace quernlight::standin

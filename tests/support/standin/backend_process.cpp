@@ -64,13 +64,13 @@ FileDescriptor connectedTo(unsigned port) {
 
 }  // namespace
 
-BackendProcess::BackendProcess(std::vector<std::string> arguments) {
+BackendProcess::BackendProcess(std::vector<std::string> arguments, const std::string& program) {
     auto [childInput, input] = makePipe();
     auto [output, childOutput] = makePipe();
     auto [error, childError] = makePipe();
-    arguments.insert(arguments.begin(), "standin-backend");
+    arguments.insert(arguments.begin(), std::filesystem::path(program).filename());
     SpawnRequest request;
-    request.executable = STANDIN_BACKEND_PATH;
+    request.executable = program;
     request.arguments = std::move(arguments);
     request.environment = currentEnvironment();
     request.streams = DescriptorStreams{childInput.get(), childOutput.get(), childError.get()};

@@ -10,11 +10,12 @@
 
 namespace quernlight::test {
 
-/// A `standin-backend` started for a test: a process of its own whose standard streams are pipes to the test.
-/// It ends with the fixture.
+/// A `standin-backend`, or another server of the stand-ins, started for a test: a process of its own whose
+/// standard streams are pipes to the test. It ends with the fixture.
 class BackendProcess {
   public:
-    explicit BackendProcess(std::vector<std::string> arguments);
+    explicit BackendProcess(std::vector<std::string> arguments,
+                            const std::string& program = STANDIN_BACKEND_PATH);
     BackendProcess(const BackendProcess&) = delete;
     BackendProcess& operator=(const BackendProcess&) = delete;
     ~BackendProcess();
