@@ -4,17 +4,20 @@ JOBS ?= $(shell nproc)
 ROUNDS ?= 100
 SECONDS_EACH ?= 10
 TSAN_TARGETS ?= all
+BUGS ?= 30
+RELEASES ?= 0.169.0 0.145.0
 FORMATTER = clang-format-14
 # The lines of a folder that ran; fails when they are less than so many of a hundred.
 COVERED = gcovr --root . --filter '$(1)' --exclude-throw-branches --gcov-ignore-parse-errors \
     --fail-under-line $(2) --sort-uncovered build/coverage
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
-.PHONY: help setup demo test flaky soak clang cross fuzz tsan coverage headers check-all release format check-format clean
+.PHONY: help setup demo test agents flaky soak clang cross fuzz tsan coverage headers check-all release format check-format clean
 
 help:
 	@echo 'make demo          set up, build, and run three sample bugs end to end'
 	@echo 'make test          set up, build with sanitizers, and run every test'
+	@echo 'make agents        send BUGS bugs (default 30) down the whole road with released agents, on a busy machine'
 	@echo 'make release       build the program into build/release/bin'
 	@echo 'make clang         build everything with clang 19, warnings as errors'
 	@echo 'make headers       compile every header of the library alone'
@@ -43,6 +46,11 @@ demo: setup
 test: setup build/dev/build.ninja
 	@cmake --build --preset dev -j $(JOBS)
 	@ctest --preset dev
+
+agents: setup build/dev/build.ninja
+	@packaging/install-agents $(RELEASES)
+	@cmake --build --preset dev --target agents_tests -j $(JOBS)
+	@BUGS=$(BUGS) RELEASES='$(RELEASES)' packaging/run-on-a-busy-machine build/dev/tests/agents_tests
 
 flaky: setup build/dev/build.ninja
 	@cmake --build --preset dev -j $(JOBS)

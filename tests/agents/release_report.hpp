@@ -1,0 +1,23 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace quernlight::test {
+
+/// What became of the bugs that were sent down the road with one release.
+struct ReleaseReport {
+    std::string release{};
+    int bugs = 0;
+    int reported = 0;
+    int wholeGoals = 0;
+    int goals = 0;                     ///< accepted ones, whole or not
+    std::vector<double> acceptance{};  ///< seconds from a session's start to its goal's acceptance
+    int resumed = 0;
+    int interrupted = 0;
+};
+
+/// A line of headings and a line for each release.
+std::string table(const std::vector<ReleaseReport>& reports);
+
+}  // namespace quernlight::test
