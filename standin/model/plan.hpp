@@ -24,7 +24,7 @@ namespace quernlight::standin::model {
 ///     {"do": "refuse", "status": 429, "resets_in_seconds": 60}  a usage limit that ends then
 ///     {"do": "refuse", "status": 429, "retry_after": 20}   any other error; 401 is a wrong key
 ///
-/// "wait" and "refuse" happen once in a conversation, or as often as "times" says. In texts {bug_id},
+/// "wait" and "refuse" happen once for a bug, or as often as "times" says. In texts {bug_id},
 /// {session_id}, {queue_item_id}, {branch} and {worktree} stand for what the goal says.
 struct Step {
     enum class Kind { shell, tool, say, complete, wait, refuse };

@@ -50,9 +50,9 @@ std::optional<OfferedTool> shellTool(const Conversation& conversation) {
     return std::nullopt;
 }
 
-/// What was said counts for one goal, what was waited and refused for the whole conversation.
+/// What was said counts for one goal, what was waited and refused for the bug.
 std::string scopeOf(const Step& step, const Conversation& conversation) {
-    return step.kind == Kind::say ? callPrefix(conversation) : conversation.thread;
+    return step.kind == Kind::say ? callPrefix(conversation) : conversation.bugID();
 }
 
 bool leavesATrace(Kind kind) {

@@ -26,7 +26,7 @@ class Player {
     Turn answer(const Plan& plan, const Conversation& conversation, Instant now);
 
   private:
-    using Place = std::pair<std::string, std::size_t>;  // a conversation, or a goal in it, and a step
+    using Place = std::pair<std::string, std::size_t>;  // a bug, or one of its goals, and a step
 
     Turn play(const Step& step, const Conversation& conversation, std::size_t index, Instant now);
     Turn call(const Conversation& conversation, const OfferedTool& tool, const boost::json::object& arguments,

@@ -59,9 +59,10 @@ std::set<std::string> ModelLog::threadsOf(const std::string& bugID) const {
     return threads;
 }
 
-bool ModelLog::hasWaited(const std::string& bugID) const {
-    return std::any_of(records_.begin(), records_.end(),
-                       [&](const ModelRecord& record) { return record.bugID == bugID && record.wait > 0; });
+int ModelLog::timesWaited(const std::string& bugID) const {
+    return static_cast<int>(std::count_if(records_.begin(), records_.end(), [&](const ModelRecord& record) {
+        return record.bugID == bugID && record.wait > 0;
+    }));
 }
 
 bool ModelLog::hasCalled(const std::string& bugID, const std::string& tool) const {

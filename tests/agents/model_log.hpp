@@ -30,8 +30,8 @@ class ModelLog {
     std::vector<ModelRecord> goalsOf(const std::string& sessionID) const;
     /// The conversations in which a bug was worked on.
     std::set<std::string> threadsOf(const std::string& bugID) const;
-    /// Whether the model has been made to wait while it worked on the bug.
-    bool hasWaited(const std::string& bugID) const;
+    /// How often the model has been made to wait while it worked on the bug.
+    int timesWaited(const std::string& bugID) const;
     /// Whether the model has made such a call for the bug.
     bool hasCalled(const std::string& bugID, const std::string& tool) const;
     /// What agents took for the words of a person: a goal that was not taken as one.

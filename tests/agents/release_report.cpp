@@ -24,7 +24,7 @@ std::string middleAndMost(std::vector<double> seconds) {
 }
 
 void addRow(std::ostringstream& text, const std::vector<std::string>& cells) {
-    const int widths[] = {10, 10, 13, 30, 10};
+    const int widths[] = {12, 8, 13, 26, 0};
     for (std::size_t column = 0; column < cells.size(); ++column) {
         text << std::left << std::setw(widths[column]) << cells[column];
     }

@@ -8,6 +8,7 @@
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/json.hpp>
 
+#include "quernlight/platform/text.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/agents/token_search.hpp"
 
@@ -35,19 +36,24 @@ std::string textIn(const Row& row, const char* column) {
     return text ? *text : "";
 }
 
-/// The usual road with a wait in its middle.
-json::array waitingSteps() {
-    return json::parse(R"([
+/// The usual road with two waits in its middle, one for each time that it is interrupted. What follows comes
+/// at once, before a new goal can be typed, or late, while one is being worked on.
+json::array waitingSteps(bool late) {
+    json::array steps = json::parse(R"([
       {"do": "tool", "tool": "update_bug_status", "arguments": {"bug_id": "{bug_id}", "status": "investigate"}},
       {"do": "shell", "command": "echo begun >> FIXED"},
-      {"do": "wait", "seconds": 3600},
+      {"do": "wait", "seconds": 3600, "times": 2},
       {"do": "shell", "command": "git add FIXED && git commit --quiet --message 'Fix {bug_id}'"},
       {"do": "tool", "tool": "create_comment", "arguments": {
         "bug_id": "{bug_id}", "body": "It works again.", "status": "in_review",
         "metadata": {"queue_item_id": "{queue_item_id}", "session_id": "{session_id}", "status": "in_review"}}},
       {"do": "complete"},
       {"do": "say", "text": "Bug {bug_id} is in review."}])")
-        .as_array();
+                            .as_array();
+    if (late) {
+        steps.insert(steps.begin() + 3, json::object{{"do", "wait"}, {"seconds", 12}});
+    }
+    return steps;
 }
 
 }  // namespace
@@ -76,7 +82,7 @@ ReleasedAgentsFixture::~ReleasedAgentsFixture() {
 void ReleasedAgentsFixture::writePlan() {
     json::object ofBugs;
     for (const std::string& bugID : interrupted) {
-        ofBugs[bugID] = waitingSteps();
+        ofBugs[bugID] = waitingSteps(ofBugs.size() % 2 == 1);
     }
     writeFile(repository.scratch("plan.json"), json::serialize(json::object{{"bugs", ofBugs}}));
 }
@@ -113,12 +119,12 @@ bool ReleasedAgentsFixture::waitUntil(DispatchProcess& program, std::chrono::min
     return holds();
 }
 
-void ReleasedAgentsFixture::runAndInterrupt(const std::vector<std::string>& waiting, int signal) {
+void ReleasedAgentsFixture::runAndInterrupt(const std::vector<std::string>& waiting, int time, int signal) {
     const auto program = start(runWith());
     const bool allWait = waitUntil(*program, longestWayToTheMiddle, [&] {
         const ModelLog log = modelLog();
         return std::all_of(waiting.begin(), waiting.end(),
-                           [&](const std::string& bugID) { return log.hasWaited(bugID); });
+                           [&](const std::string& bugID) { return log.timesWaited(bugID) >= time; });
     });
     ASSERT_TRUE(allWait) << "the agents did not get into the middle\n"
                          << program->output() << program->errorText();
@@ -141,7 +147,7 @@ std::vector<StoredAttempt> ReleasedAgentsFixture::attempts() {
     for (const auto& row : database.query("SELECT * FROM session_attempts ORDER BY started_at, rowid", {})) {
         const std::optional<std::int64_t> exitCode = row.at("exit_code").asInteger();
         all.push_back({.bugID = textIn(row, "bug_id"),
-                       .sessionID = textIn(row, "completion_marker"),
+                       .sessionID = lowercased(textIn(row, "completion_marker")),
                        .goal = withoutCommand(textIn(row, "goal_text")),
                        .exitCode = exitCode ? std::to_string(*exitCode) : "",
                        .conversation = textIn(row, "codex_session_id"),
@@ -176,8 +182,7 @@ void ReleasedAgentsFixture::keepForALook() {
     const fs::path place = fs::path(AGENTS_DIRECTORY) / ("failed-" + release());
     std::error_code ignored;
     fs::remove_all(place, ignored);
-    fs::copy(repository.scratch("."), place, fs::copy_options::recursive | fs::copy_options::copy_symlinks,
-             ignored);
+    fs::copy(everything(), place, fs::copy_options::recursive | fs::copy_options::copy_symlinks, ignored);
     std::cout << release() << ": the files of this run are in " << place.string() << std::endl;
 }
 

@@ -25,7 +25,7 @@ struct StoredAttempt {
 };
 
 /// The real program with a released agent, whose model is played: nothing of the agent is set up but its
-/// model. A third of the bugs, at most ten, wait in the middle until they have been interrupted.
+/// model. A third of the bugs, at most ten, wait in the middle until they have been interrupted twice.
 class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamInterface<std::string> {
   protected:
     ReleasedAgentsFixture();
@@ -33,8 +33,8 @@ class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamI
 
     void mapAndConfigure();
 
-    /// `run` until these bugs wait in the middle, ended by the signal.
-    void runAndInterrupt(const std::vector<std::string>& waiting, int signal);
+    /// `run` until each of these bugs waits in the middle for the time of that number, ended by the signal.
+    void runAndInterrupt(const std::vector<std::string>& waiting, int time, int signal);
     /// `run --once` to its end.
     void runToTheEnd();
 
@@ -45,6 +45,8 @@ class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamI
     /// What the database says of the bug, for the message of a failure.
     std::string story(const std::string& bugID);
 
+    /// The directory in which all of this happens.
+    std::filesystem::path everything() const { return tokenFile().parent_path(); }
     ModelLog modelLog() const { return ModelLog(repository.scratch("model.log")); }
     const std::string& release() const { return GetParam(); }
 

@@ -43,16 +43,14 @@ ReleaseReport& begun(const std::string& release, std::size_t bugs, std::size_t i
 
 class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
   protected:
-    /// Interrupts the bugs that wait, up to three at a time, in turn by a person and by a crash.
+    /// Interrupts the bugs that wait, as many at a time as work at once: first a person does, then a crash.
     void interruptSome() {
-        const std::size_t most = std::min<std::size_t>(3, std::max<std::size_t>(1, interrupted.size() / 2));
-        int signal = SIGINT;
-        for (std::size_t first = 0; first < interrupted.size(); first += most) {
-            const std::size_t last = std::min(first + most, interrupted.size());
-            ASSERT_NO_FATAL_FAILURE(runAndInterrupt({interrupted.begin() + static_cast<long>(first),
-                                                     interrupted.begin() + static_cast<long>(last)},
-                                                    signal));
-            signal = signal == SIGINT ? SIGKILL : SIGINT;
+        for (std::size_t first = 0; first < interrupted.size(); first += 3) {
+            const std::vector<std::string> waiting(
+                interrupted.begin() + static_cast<long>(first),
+                interrupted.begin() + static_cast<long>(std::min(first + 3, interrupted.size())));
+            ASSERT_NO_FATAL_FAILURE(runAndInterrupt(waiting, 1, SIGINT));
+            ASSERT_NO_FATAL_FAILURE(runAndInterrupt(waiting, 2, SIGKILL));
         }
     }
 
@@ -88,9 +86,9 @@ class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
         const auto sessions =
             std::count_if(attempts.begin(), attempts.end(),
                           [&](const StoredAttempt& attempt) { return attempt.bugID == bugID; });
-        EXPECT_GE(sessions, 2) << story(bugID);
+        EXPECT_GE(sessions, 3) << story(bugID);
         EXPECT_EQ(log.threadsOf(bugID).size(), 1U) << story(bugID);
-        report.resumed += sessions >= 2 && log.threadsOf(bugID).size() == 1 ? 1 : 0;
+        report.resumed += sessions >= 3 && log.threadsOf(bugID).size() == 1 ? 1 : 0;
     }
 
     ReleaseReport& report = begun(release(), bugs.size(), interrupted.size());
@@ -114,9 +112,9 @@ TEST_P(ReleasedAgentsTest, EveryBugGoesDownTheWholeRoadHoweverOftenItIsInterrupt
     }
     EXPECT_THAT(log.strayTexts(), IsEmpty());
     EXPECT_THAT(leaks, IsEmpty());
-    EXPECT_THAT(filesHolding(token, repository.scratch(".")), ElementsAre(tokenFile()));
+    EXPECT_THAT(filesHolding(token, everything()), ElementsAre(tokenFile()));
     EXPECT_THAT(test::processesWithEnvironment("CODEX_HOME=" + environment.at("CODEX_HOME")), IsEmpty());
-    EXPECT_THAT(test::processesWorkingIn(repository.scratch(".")), IsEmpty());
+    EXPECT_THAT(test::processesWorkingIn(everything()), IsEmpty());
 }
 
 INSTANTIATE_TEST_SUITE_P(Agents, ReleasedAgentsTest, testing::ValuesIn(releases()), [](const auto& row) {
