@@ -49,6 +49,12 @@ std::vector<ModelRecord> ModelLog::goalsOf(const std::string& sessionID) const {
     return goals;
 }
 
+bool ModelLog::hasGoal(const std::string& bugID) const {
+    return std::any_of(records_.begin(), records_.end(), [&](const ModelRecord& record) {
+        return record.event == "goal" && record.bugID == bugID;
+    });
+}
+
 std::set<std::string> ModelLog::threadsOf(const std::string& bugID) const {
     std::set<std::string> threads;
     for (const ModelRecord& record : records_) {
@@ -74,7 +80,7 @@ bool ModelLog::hasCalled(const std::string& bugID, const std::string& tool) cons
 std::vector<std::string> ModelLog::strayTexts() const {
     std::vector<std::string> texts;
     for (const ModelRecord& record : records_) {
-        if (record.event == "user") {
+        if (record.event == "user" || (record.event == "goal" && record.sessionID.empty())) {
             texts.push_back(record.text);
         }
     }

@@ -28,13 +28,16 @@ class ModelLog {
 
     /// The goals of one session, as the model was told them.
     std::vector<ModelRecord> goalsOf(const std::string& sessionID) const;
+    /// Whether the model was told a goal for the bug.
+    bool hasGoal(const std::string& bugID) const;
     /// The conversations in which a bug was worked on.
     std::set<std::string> threadsOf(const std::string& bugID) const;
     /// How often the model has been made to wait while it worked on the bug.
     int timesWaited(const std::string& bugID) const;
     /// Whether the model has made such a call for the bug.
     bool hasCalled(const std::string& bugID, const std::string& tool) const;
-    /// What agents took for the words of a person: a goal that was not taken as one.
+    /// What agents took for the words of a person, and goals that are none of the dispatcher's: a goal that
+    /// was not taken as one, or not whole.
     std::vector<std::string> strayTexts() const;
 
   private:

@@ -2,15 +2,17 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
+#include <sstream>
 #include <thread>
 
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/json.hpp>
 
+#include "quernlight/platform/process_table.hpp"
 #include "quernlight/platform/text.hpp"
 #include "quernlight/storage/connection.hpp"
-#include "tests/agents/token_search.hpp"
 
 namespace quernlight::test {
 namespace fs = std::filesystem;
@@ -34,6 +36,26 @@ template <class Row>
 std::string textIn(const Row& row, const char* column) {
     const std::string* text = row.at(column).asText();
     return text ? *text : "";
+}
+
+/// Empty for a process that has ended.
+std::string contentOf(pid_t process, const char* name) {
+    std::ostringstream content;
+    content << std::ifstream("/proc/" + std::to_string(process) + "/" + name, std::ios::binary).rdbuf();
+    return content.str();
+}
+
+/// The processes that name this directory in their arguments or their environment, and there have the text,
+/// too; each as "PID NAME".
+std::vector<std::string> processesThatHold(const std::string& text, const fs::path& directory) {
+    std::vector<std::string> found;
+    for (const ProcessEntry& entry : processTable()) {
+        const std::string given = contentOf(entry.pid, "cmdline") + contentOf(entry.pid, "environ");
+        if (given.find(directory) != std::string::npos && given.find(text) != std::string::npos) {
+            found.push_back(std::to_string(entry.pid) + " " + contentOf(entry.pid, "comm"));
+        }
+    }
+    return found;
 }
 
 /// The usual road with two waits in its middle, one for each time that it is interrupted. What follows comes
@@ -111,7 +133,7 @@ bool ReleasedAgentsFixture::waitUntil(DispatchProcess& program, std::chrono::min
                                       Condition holds) {
     const auto deadline = std::chrono::steady_clock::now() + atMost;
     while (!holds() && !program.hasEnded() && std::chrono::steady_clock::now() < deadline) {
-        for (std::string& place : processesThatHold(token)) {
+        for (std::string& place : processesThatHold(token, everything())) {
             leaks.push_back(std::move(place));
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(250));

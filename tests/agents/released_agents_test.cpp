@@ -71,6 +71,7 @@ class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
     void checkBug(const std::string& bugID, const ModelLog& log) {
         EXPECT_EQ(status(bugID), "completed") << story(bugID);
         EXPECT_EQ(reportedSessions(bugID).size(), 1U) << story(bugID);
+        EXPECT_TRUE(log.hasGoal(bugID)) << story(bugID);
         EXPECT_TRUE(log.hasCalled(bugID, "create_comment")) << story(bugID);
         EXPECT_EQ(subjectOfBranch(bugID), "Fix " + bugID) << story(bugID);
         report.reported += status(bugID) == "completed" ? 1 : 0;
