@@ -1,0 +1,161 @@
+#include "host/screen/agent_activity.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host/screen/composer.hpp"
+#include "tests/host/screen/recordings.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// What a recorded screen says; of the recordings of all releases.
+struct Recorded {
+    std::string name;
+    AgentState state;
+    std::optional<DialogKind> dialog;
+    std::optional<std::string> composer;  // the beginning of its text
+};
+
+const std::string goal =
+    "/goal Fix the bug in a.txt. It says x where y is wanted, and this line is long enough to be "
+    "wrapped on a hundred columns, I think.";
+
+std::vector<Recorded> recordedScreens() {
+    using enum AgentState;
+    std::vector<Recorded> rows;
+    for (const std::string release : {"-0.145.0", "-0.169.0"}) {
+        const auto add = [&](const std::string& name, AgentState state, std::optional<DialogKind> dialog,
+                             std::optional<std::string> composer) {
+            rows.push_back({name + release, state, dialog, std::move(composer)});
+        };
+        add("trust", dialog, DialogKind::trust, {});
+        add("login", dialog, DialogKind::login, {});
+        add("update", dialog, DialogKind::update, {});
+        add("approval", dialog, DialogKind::approval, {});
+        add("replace-goal", dialog, DialogKind::replaceGoal, {});
+        add("resume-goal", dialog, DialogKind::resumeGoal, {});
+        add("idle", idle, {}, "");
+        add("goal-command", idle, {}, "/goal");
+        add("goal-typed", idle, {}, goal);
+        add("list-typed", idle, {}, "1. First");
+        add("list-sent", idle, {}, "");
+        add("pasted", idle, {}, "[Pasted Content 1500 chars]");
+        add("ultra-typed", idle, {}, "hello");
+        add("alternate-typed", idle, {}, "do it with 日本 and e");
+        add("working", working, {}, "");
+        add("working-typed", working, {}, "hold on");
+        add("usage-limit", idle, {}, "");
+        add("denied", idle, {}, "");
+        add("exit-typed", idle, {}, "/exit");
+        add("exited", unknown, {}, {});
+    }
+    return rows;
+}
+
+class RecordedScreenTest : public testing::TestWithParam<Recorded> {};
+
+TEST_P(RecordedScreenTest, IsRead) {
+    const ScreenPicture picture = recordedScreen(GetParam().name);
+    const AgentActivity activity = agentActivity(picture);
+    EXPECT_EQ(activity.state, GetParam().state) << activity.rule << ": " << activity.reason;
+    const auto kind = activity.dialog ? std::optional(activity.dialog->kind) : std::nullopt;
+    EXPECT_EQ(kind, GetParam().dialog) << activity.reason;
+    const auto text = composerText(picture);
+    EXPECT_EQ(text.has_value(), GetParam().composer.has_value());
+    EXPECT_THAT(text.value_or(""), StartsWith(GetParam().composer.value_or("")));
+    EXPECT_EQ(text.value_or("").empty(), GetParam().composer.value_or("").empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RecordedScreenTest, testing::ValuesIn(recordedScreens()),
+                         [](const auto& row) { return testName(row.param.name); });
+
+TEST(RecordedScreenTableTest, NamesEveryRecording) {
+    std::vector<std::string> named;
+    for (const Recorded& row : recordedScreens()) {
+        named.push_back(row.name);
+    }
+    EXPECT_THAT(recordingNames(), testing::UnorderedElementsAreArray(named));
+}
+
+/// A screen of lines, and what is said of it.
+struct Screen {
+    std::string name;
+    ScreenPicture picture;
+    AgentState state;
+    std::string_view rule;
+};
+
+std::vector<Screen> screens() {
+    using enum AgentState;
+    const auto titled = [](ScreenPicture picture, std::string title) {
+        picture.title = std::move(title);
+        return picture;
+    };
+    const std::vector<std::string> options{"Shall it be?", "", "› 1. Yes", "  2. No"};
+    const ScreenPicture composer = screenOf({"› ", "", "  hints"}, 0, 2);
+    return {
+        {"ABlankScreen", screenOf({}), unknown, "none"},
+        {"TextAlone", screenOf({"Hello"}), unknown, "none"},
+        {"AComposer", composer, idle, "composer"},
+        {"APromptWithoutACursor", screenOf({"› "}), unknown, "none"},
+        {"AShell", screenOf({"$ "}, 0, 2), unknown, "none"},
+        {"AnEndedAgentsScreen", screenOf({"› old", "", "Bye"}, 3, 0), unknown, "none"},
+        {"Options", screenOf(options), dialog, "options"},
+        {"OptionsAboveWorking", titled(screenOf(options), "⠋ app"), dialog, "options"},
+        {"ATitleThatAsks", titled(composer, "[ ! ] Action Required | app"), dialog, "title that asks"},
+        {"ASpinnerAboveAComposer", titled(composer, "⠋ app"), working, "spinner in the title"},
+        {"AHintHowToInterrupt", screenOf({"• Working (2s • ESC to interrupt)", "", "› "}, 2, 2), working,
+         "hint how to interrupt"},
+        {"ALoadingAgent", screenOf({"  Agent", "  loading", "", "› "}, 3, 2), starting, "loading"},
+        {"OneOptionAlone", screenOf({"› 1. Yes"}), unknown, "none"},
+        {"AListInTheComposer", screenOf({"› 1. Yes", "  2. No"}, 1, 7), idle, "composer"},
+        {"AListThatWasSent", screenOf({"› 1. Yes", "  2. No", "", "› "}, 3, 2), idle, "composer"},
+        {"AListThatWasSentUnderAHiddenCursor", screenOf({"› 1. Yes", "  2. No", "", "› "}), unknown, "none"},
+        {"AListInAnAnswer", screenOf({"• 1. Yes", "  2. No", "", "› "}, 3, 2), idle, "composer"},
+        {"TheSecondOptionSelected", screenOf({"  1. Yes", "", "› 2. No"}), dialog, "options"},
+        {"OptionsFarApart", screenOf({"> 1. Yes", "     why", "", "  2. No", "     why"}), dialog, "options"},
+        {"OptionsInABoxOverTheComposer",
+         screenOf({"› Ask", "  model  Well?", "       › 1. Yes", "  hin    2. No"}), dialog, "options"},
+    };
+}
+
+class ScreenTest : public testing::TestWithParam<Screen> {};
+
+TEST_P(ScreenTest, IsReadByTheFirstRuleThatApplies) {
+    const AgentActivity activity = agentActivity(GetParam().picture);
+    EXPECT_EQ(activity.state, GetParam().state) << activity.reason;
+    EXPECT_EQ(activity.rule, GetParam().rule) << activity.reason;
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ScreenTest, testing::ValuesIn(screens()),
+                         [](const auto& row) { return row.param.name; });
+
+TEST(AgentActivityTest, EveryRuleSaysWhatItSees) {
+    EXPECT_THAT(explainActivity(recordedScreen("working-typed-0.169.0")),
+                ElementsAre("options: no", "title that asks: no", "spinner in the title: title \"⠏ app\"",
+                            HasSubstr("esc to interrupt"), "loading: no", "composer: row 17, with text"));
+}
+
+TEST(LastNoticeTest, SaysWhatWentWrong) {
+    EXPECT_THAT(lastNotice(recordedScreen("denied-0.169.0")).value(),
+                StartsWith("unexpected status 401 Unauthorized"));
+    EXPECT_EQ(lastNotice(screenOf({"■ It broke", "into two.", "", "• But went on", "", "› "}, 5, 2)),
+              std::nullopt);
+    EXPECT_EQ(lastNotice(screenOf({"■ It broke", "into two.", "", "› "}, 3, 2)), "It broke into two.");
+    EXPECT_EQ(lastNotice(screenOf({})), std::nullopt);
+}
+
+TEST(UsageLimitTest, SaysWhenTheAgentMayBeUsedAgain) {
+    EXPECT_EQ(usageLimitUntil(recordedScreen("usage-limit-0.145.0")), "at 10:42 AM");
+    EXPECT_EQ(usageLimitUntil(recordedScreen("usage-limit-0.169.0")), "at 10:43 AM");
+    EXPECT_EQ(usageLimitUntil(screenOf({"■ You've hit your Usage Limit."})), "");
+    EXPECT_EQ(usageLimitUntil(recordedScreen("denied-0.169.0")), std::nullopt);
+}
+
+}  // namespace
+}  // namespace quernlight::host

@@ -1,0 +1,78 @@
+#include "host/screen/dialog.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/screen/recordings.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using testing::ElementsAre;
+using testing::Field;
+
+DialogKind kindOf(std::vector<std::string> lines) {
+    const auto dialog = dialogOn(screenOf(std::move(lines)));
+    if (!dialog) {
+        throw std::runtime_error("no dialog");
+    }
+    return dialog->kind;
+}
+
+/// A question with its two options.
+struct Asked {
+    std::string name;
+    std::string question, first, second;
+    DialogKind kind;
+};
+
+class DialogKindTest : public testing::TestWithParam<Asked> {};
+
+TEST_P(DialogKindTest, IsToldByItsWords) {
+    const auto& [name, question, first, second, kind] = GetParam();
+    EXPECT_EQ(kindOf({"  " + question, "", "› 1. " + first, "  2. " + second}), kind);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, DialogKindTest,
+    testing::Values(
+        Asked{"ReplaceGoal", "REPLACE GOAL?", "Replace current goal", "Cancel", DialogKind::replaceGoal},
+        Asked{"ResumeGoal", "Go on with the paused goal?", "Resume", "Leave", DialogKind::resumeGoal},
+        Asked{"Trust", "Do you trust this folder?", "Yes", "No", DialogKind::trust},
+        Asked{"Login", "Welcome", "Sign in", "Use an API key", DialogKind::login},
+        Asked{"Update", "Update available!", "Update now", "Skip", DialogKind::update},
+        Asked{"Command", "Would you like to run it? $ rm trust", "Yes", "No", DialogKind::approval},
+        Asked{"CommandAboutUpdates", "Would you like to run it? $ npm update", "Yes", "No",
+              DialogKind::approval},
+        Asked{"Edit", "Would you like to make these changes?", "Yes", "No", DialogKind::approval},
+        Asked{"Tool", "The tool wants to run.", "Allow once", "Decline", DialogKind::approval},
+        Asked{"UsageLimit", "Approaching rate limits", "Switch", "Keep", DialogKind::usageLimit},
+        Asked{"Other", "Which colour?", "Red", "Blue", DialogKind::unknown}),
+    [](const auto& row) { return row.param.name; });
+
+TEST(DialogTest, NamesItsOptionsAndWhichOneIsSelected) {
+    const auto dialog =
+        dialogOn(screenOf({"  1. One", "     more", "", "› 2. Two", "  3. Three", "", "  Enter"}));
+    ASSERT_TRUE(dialog);
+    EXPECT_THAT(dialog->options, ElementsAre(DialogOption{1, "One", false}, DialogOption{2, "Two", true},
+                                             DialogOption{3, "Three", false}));
+}
+
+TEST(DialogTest, ABoxOverOtherTextHasItsOwnQuestion) {
+    const auto dialog = dialogOn(recordedScreen("resume-goal-0.169.0"));
+    ASSERT_TRUE(dialog);
+    EXPECT_THAT(dialog->question, testing::StartsWith("Resume paused goal? Goal: Fix the bug"));
+    EXPECT_THAT(dialog->options,
+                ElementsAre(Field(&DialogOption::text, testing::StartsWith("Resume goal")),
+                            Field(&DialogOption::text, testing::StartsWith("Leave paused"))));
+}
+
+TEST(DialogTest, TheQuestionIsWhatStandsAboveTheOptionsAlone) {
+    const auto dialog =
+        dialogOn(screenOf({"• Earlier", "", "", "  May I?", "", "  Please.", "", "› 1. Y", "  2. N"}));
+    ASSERT_TRUE(dialog);
+    EXPECT_EQ(dialog->question, "May I? Please.");
+}
+
+}  // namespace
+}  // namespace quernlight::host
