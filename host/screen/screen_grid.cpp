@@ -92,10 +92,12 @@ void ScreenGrid::clear() {
 
 void ScreenGrid::print(char32_t character, int width, Style style) {
     if (column_ + width > columns_) {
-        if (style.wraps && width <= columns_) {
-            wrap();
-        } else if (width > 1) {
+        if (width > columns_ || (!style.wraps && width > 1)) {
+            column_ = cursorColumn();
             return;
+        }
+        if (style.wraps) {
+            wrap();
         } else {
             column_ = columns_ - 1;
         }
@@ -112,6 +114,7 @@ void ScreenGrid::print(char32_t character, int width, Style style) {
 }
 
 void ScreenGrid::wrap() {
+    erase(row_, column_, columns_);  // the last column, which has no room for a wide character
     column_ = 0;
     lineFeed();
 }
@@ -165,10 +168,9 @@ void ScreenGrid::backspace() {
 void ScreenGrid::tabulate(int stops) {
     const int step = stops < 0 ? -1 : 1;
     const int last = stops < 0 ? 0 : columns_ - 1;
-    if (column_ >= columns_ && step > 0) {
+    if (column_ >= columns_) {
         return;
     }
-    column_ = cursorColumn();
     for (int left = std::abs(stops); left > 0 && column_ != last;) {
         column_ += step;
         left -= tabStops_[static_cast<std::size_t>(column_)] ? 1 : 0;
@@ -191,6 +193,7 @@ void ScreenGrid::setRegion(int top, int bottom) {
 }
 
 void ScreenGrid::lineFeed() {
+    column_ = cursorColumn();
     if (row_ != bottom_) {
         row_ = std::min(row_ + 1, rows() - 1);
         return;
@@ -202,6 +205,7 @@ void ScreenGrid::lineFeed() {
 }
 
 void ScreenGrid::reverseLineFeed() {
+    column_ = cursorColumn();
     if (row_ == top_) {
         scrollDown(1);
     } else {
@@ -218,6 +222,7 @@ void ScreenGrid::scrollDown(int count) {
 }
 
 void ScreenGrid::insertLines(int count) {
+    column_ = cursorColumn();
     if (isInRegion()) {
         rotate(row_, bottom_, -count);
         column_ = 0;
@@ -225,6 +230,7 @@ void ScreenGrid::insertLines(int count) {
 }
 
 void ScreenGrid::deleteLines(int count) {
+    column_ = cursorColumn();
     if (isInRegion()) {
         rotate(row_, bottom_, count);
         column_ = 0;

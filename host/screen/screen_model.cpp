@@ -254,7 +254,7 @@ void ScreenModel::placeCursor(const Sequence& sequence) {
         case 'd':
             return moveTo(first, grid().cursorColumn());
         case 'e':
-            return grid().moveBy(first + 1, 0);
+            return grid().moveTo(grid().cursorRow() + first + 1, grid().cursorColumn());
         default:
             return moveTo(first, sequence.count(1) - 1);
     }
@@ -388,7 +388,7 @@ void ScreenModel::setMode(int mode, bool isOn) {
     }
 }
 
-/// The alternate screen is blank whenever it comes up; the cursor stays where it is.
+/// The alternate screen comes up blank and without a scrolling region; the cursor stays where it is.
 void ScreenModel::showAlternate(bool isOn) {
     if (isOn == isAlternate_) {
         return;
@@ -396,6 +396,7 @@ void ScreenModel::showAlternate(bool isOn) {
     const int row = grid().cursorRow(), column = grid().cursorColumn();
     isAlternate_ = isOn;
     alternate_.clear();
+    alternate_.setRegion(0, alternate_.rows() - 1);
     grid().moveTo(row, column);
 }
 
@@ -405,7 +406,7 @@ void ScreenModel::saveCursor(const Sequence& /*sequence*/) {
 }
 
 void ScreenModel::restoreCursor(const Sequence& /*sequence*/) {
-    const SavedCursor saved = saved_[isAlternate_];
+    const SavedCursor saved = saved_.try_emplace(isAlternate_, SavedCursor{.sets = sets_}).first->second;
     grid().moveTo(saved.row, saved.column);
     style_.isDim = saved.isDim;
     sets_ = saved.sets;

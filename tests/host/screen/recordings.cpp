@@ -12,7 +12,8 @@
 namespace quernlight::host {
 namespace {
 
-const std::filesystem::path directory = SCREEN_RECORDINGS_PATH;
+const std::filesystem::path root = PROJECT_ROOT;
+const std::filesystem::path directory = root / "tests/host/screen/recordings";
 
 }  // namespace
 
@@ -50,6 +51,11 @@ ScreenPicture recordedScreen(const std::string& name) {
     ScreenModel model(size.columns, size.rows);
     model.write(recording(name));
     return model.picture();
+}
+
+ComparisonPaths comparisonPaths() {
+    return {.modules = root / "build/comparison/node_modules",
+            .script = root / "tests/host/screen/other_emulator.js"};
 }
 
 ScreenPicture screenOf(std::vector<std::string> lines) {

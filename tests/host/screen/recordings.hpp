@@ -20,6 +20,12 @@ std::string testName(std::string name);
 /// The screen at the end of a recording.
 ScreenPicture recordedScreen(const std::string& name);
 
+/// Where another emulator is installed, and the script that runs it.
+struct ComparisonPaths {
+    std::string modules, script;
+};
+ComparisonPaths comparisonPaths();
+
 /// A screen with these lines, the cursor hidden.
 ScreenPicture screenOf(std::vector<std::string> lines);
 
