@@ -54,14 +54,25 @@ Sight seesInterruptHint(const ScreenPicture& picture) {
     return lineWith(picture, {"esc to interrupt", "ctrl+c to interrupt", "ctrl + c to interrupt"});
 }
 
+/// "loading" alone in its place, as of a model or a directory that is not known yet.
 Sight seesLoading(const ScreenPicture& picture) {
+    constexpr std::string_view word = "  loading";
     for (const std::string& line : picture.lines) {
-        const std::string word = lowercased(trimmed(line));
-        if (word == "loading" || word == "loading…" || word == "loading...") {
-            return word;
+        const std::string text = lowercased(line);
+        const std::size_t at = text.find(word);
+        const std::string_view behind =
+            at == text.npos ? "." : std::string_view(text).substr(at + word.size());
+        if (behind.empty() || behind.starts_with("  ") || behind.starts_with("…")) {
+            return std::string(trimmed(line));
         }
     }
     return std::nullopt;
+}
+
+/// An agent names its folder in the title once it knows what it works with. Before that it shows a composer,
+/// too, and a dialog may still cover it.
+Sight seesNoTitle(const ScreenPicture& picture) {
+    return picture.title.empty() && composerOn(picture) ? Sight("a composer, but no title") : std::nullopt;
 }
 
 Sight seesComposer(const ScreenPicture& picture) {
@@ -78,6 +89,7 @@ constexpr std::array rules{
     Rule{"spinner in the title", AgentState::working, seesSpinner},
     Rule{"hint how to interrupt", AgentState::working, seesInterruptHint},
     Rule{"loading", AgentState::starting, seesLoading},
+    Rule{"no title yet", AgentState::starting, seesNoTitle},
     Rule{"composer", AgentState::idle, seesComposer},
 };
 

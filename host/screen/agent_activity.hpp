@@ -15,7 +15,8 @@ enum class AgentState : std::uint8_t {
     unknown,   ///< nothing that is known is on the screen, which is never "ready"
     dialog,    ///< it asks something and takes no text
     working,   ///< at a turn, which can be interrupted
-    starting,  ///< its composer may be there, but it still loads
+    starting,  ///< its composer may be there, but it still loads, or sets no title: after some time of quiet,
+               ///< idle
     idle,      ///< its composer takes text
 };
 

@@ -157,8 +157,8 @@ void ScreenGrid::moveBy(int rows, int columns) {
     moveTo(std::clamp(row_ + rows, highest, lowest), cursorColumn() + columns);
 }
 
-void ScreenGrid::moveToOrigin(int row, int column) {
-    moveTo(std::clamp(top_ + row, top_, bottom_), column);
+void ScreenGrid::place(int row, int column) {
+    moveTo(isOriginInRegion_ ? std::clamp(top_ + row, top_, bottom_) : row, column);
 }
 
 void ScreenGrid::backspace() {

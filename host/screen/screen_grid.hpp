@@ -54,7 +54,10 @@ class ScreenGrid {
     // The cursor, which stays on the screen
     void moveTo(int row, int column);
     void moveBy(int rows, int columns);
-    void moveToOrigin(int row, int column);  ///< counted from the scrolling region's top, and kept within it
+    /// As a program gives a place: with the origin in the scrolling region, counted from its top and kept in
+    /// it.
+    void place(int row, int column);
+    void setOrigin(bool isInRegion) { isOriginInRegion_ = isInRegion; }
     void carriageReturn() { column_ = 0; }
     void backspace();
     void tabulate(int stops);
@@ -93,6 +96,7 @@ class ScreenGrid {
     std::vector<bool> tabStops_;
     int row_ = 0, column_ = 0;
     int top_ = 0, bottom_;  // of the scrolling region
+    bool isOriginInRegion_ = false;
 };
 
 }  // namespace quernlight::host

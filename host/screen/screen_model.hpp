@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -11,6 +10,7 @@
 
 #include "host/screen/screen_grid.hpp"
 #include "host/screen/screen_picture.hpp"
+#include "host/screen/terminal_modes.hpp"
 #include "host/screen/terminal_parser.hpp"
 
 namespace quernlight::host {
@@ -46,12 +46,6 @@ class ScreenModel final : private TerminalActions {
 
   private:
     using Sequence = ControlSequence;
-    using Operation = void (ScreenModel::*)(const Sequence&);
-    struct Entry;
-    struct CharacterSets {
-        std::array<bool, 2> isLineDrawing{};  // G0 and G1
-        std::size_t shown = 0;
-    };
     struct SavedCursor {
         int row = 0, column = 0;
         bool isDim = false;
@@ -65,34 +59,16 @@ class ScreenModel final : private TerminalActions {
     void controlSequence(const Sequence& sequence) override;
     void operatingSystemCommand(std::string_view text, std::string_view end) override;
 
-    static Operation operationOf(const Sequence& sequence);
-    void moveCursor(const Sequence& sequence);
-    void placeCursor(const Sequence& sequence);
-    void editCells(const Sequence& sequence);
-    void editLines(const Sequence& sequence);
-    void eraseInLine(const Sequence& sequence);
-    void eraseInScreen(const Sequence& sequence);
-    void clearTabStops(const Sequence& sequence);
-    void repeat(const Sequence& sequence);
-    void setRegion(const Sequence& sequence);
-    void setStyle(const Sequence& sequence);
-    void setInsertMode(const Sequence& sequence);
-    void setModes(const Sequence& sequence);
-    void resetStyle(const Sequence& sequence = {});
+    void applyPlain(const Sequence& sequence);
+    void applyPrivate(const Sequence& sequence);
+    void repeat(int count);
     void keepTitle(const Sequence& sequence);
-    void answerStatus(const Sequence& sequence);
-    void answerAttributes(const Sequence& sequence);
-    void answerKeyboard(const Sequence& sequence);
-    void answerMode(const Sequence& sequence);
-    void answerSize(const Sequence& sequence);
-    void saveCursor(const Sequence& sequence = {});
-    void restoreCursor(const Sequence& sequence = {});
-
+    void saveCursor();
+    void restoreCursor();
+    void resetStyle();
     void reset();
     void setMode(int mode, bool isOn);
     void showAlternate(bool isOn);
-    bool isOn(int mode) const;
-    void moveTo(int row, int column);
     void answer(std::string_view text);
     ScreenGrid& grid() { return isAlternate_ ? alternate_ : main_; }
     const ScreenGrid& grid() const { return isAlternate_ ? alternate_ : main_; }
@@ -102,7 +78,7 @@ class ScreenModel final : private TerminalActions {
     ScreenGrid main_, alternate_;
     bool isAlternate_ = false;
     TerminalParser parser_;
-    std::map<int, bool> modes_;  // private ones, those that are known
+    TerminalModes modes_;
     ScreenGrid::Style style_;
     CharacterSets sets_;
     std::map<bool, SavedCursor> saved_;  // one a screen

@@ -39,6 +39,7 @@ std::vector<Recorded> recordedScreens() {
         add("approval", dialog, DialogKind::approval, {});
         add("replace-goal", dialog, DialogKind::replaceGoal, {});
         add("resume-goal", dialog, DialogKind::resumeGoal, {});
+        add("starting", starting, {}, "");
         add("idle", idle, {}, "");
         add("goal-command", idle, {}, "/goal");
         add("goal-typed", idle, {}, goal);
@@ -97,11 +98,12 @@ std::vector<Screen> screens() {
         return picture;
     };
     const std::vector<std::string> options{"Shall it be?", "", "› 1. Yes", "  2. No"};
-    const ScreenPicture composer = screenOf({"› ", "", "  hints"}, 0, 2);
+    const ScreenPicture untitled = screenOf({"› ", "", "  hints"}, 0, 2), composer = titled(untitled, "app");
     return {
         {"ABlankScreen", screenOf({}), unknown, "none"},
         {"TextAlone", screenOf({"Hello"}), unknown, "none"},
         {"AComposer", composer, idle, "composer"},
+        {"AComposerWithoutATitle", untitled, starting, "no title yet"},
         {"APromptWithoutACursor", screenOf({"› "}), unknown, "none"},
         {"AShell", screenOf({"$ "}, 0, 2), unknown, "none"},
         {"AnEndedAgentsScreen", screenOf({"› old", "", "Bye"}, 3, 0), unknown, "none"},
@@ -111,12 +113,19 @@ std::vector<Screen> screens() {
         {"ASpinnerAboveAComposer", titled(composer, "⠋ app"), working, "spinner in the title"},
         {"AHintHowToInterrupt", screenOf({"• Working (2s • ESC to interrupt)", "", "› "}, 2, 2), working,
          "hint how to interrupt"},
-        {"ALoadingAgent", screenOf({"  Agent", "  loading", "", "› "}, 3, 2), starting, "loading"},
+        {"ALoadingAgent", titled(screenOf({"  Agent", "  loading", "", "› "}, 3, 2), "app"), starting,
+         "loading"},
+        {"ALoadingModel", titled(screenOf({"│ model:  loading   /model │", "", "› "}, 2, 2), "app"), starting,
+         "loading"},
+        {"TextAboutLoading", titled(screenOf({"  loading takes long", "", "› "}, 2, 2), "app"), idle,
+         "composer"},
         {"OneOptionAlone", screenOf({"› 1. Yes"}), unknown, "none"},
-        {"AListInTheComposer", screenOf({"› 1. Yes", "  2. No"}, 1, 7), idle, "composer"},
-        {"AListThatWasSent", screenOf({"› 1. Yes", "  2. No", "", "› "}, 3, 2), idle, "composer"},
+        {"AListInTheComposer", titled(screenOf({"› 1. Yes", "  2. No"}, 1, 7), "app"), idle, "composer"},
+        {"AListThatWasSent", titled(screenOf({"› 1. Yes", "  2. No", "", "› "}, 3, 2), "app"), idle,
+         "composer"},
         {"AListThatWasSentUnderAHiddenCursor", screenOf({"› 1. Yes", "  2. No", "", "› "}), unknown, "none"},
-        {"AListInAnAnswer", screenOf({"• 1. Yes", "  2. No", "", "› "}, 3, 2), idle, "composer"},
+        {"AListInAnAnswer", titled(screenOf({"• 1. Yes", "  2. No", "", "› "}, 3, 2), "app"), idle,
+         "composer"},
         {"TheSecondOptionSelected", screenOf({"  1. Yes", "", "› 2. No"}), dialog, "options"},
         {"OptionsFarApart", screenOf({"> 1. Yes", "     why", "", "  2. No", "     why"}), dialog, "options"},
         {"OptionsInABoxOverTheComposer",
@@ -138,7 +147,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, ScreenTest, testing::ValuesIn(screens()),
 TEST(AgentActivityTest, EveryRuleSaysWhatItSees) {
     EXPECT_THAT(explainActivity(recordedScreen("working-typed-0.169.0")),
                 ElementsAre("options: no", "title that asks: no", "spinner in the title: title \"⠏ app\"",
-                            HasSubstr("esc to interrupt"), "loading: no", "composer: row 17, with text"));
+                            HasSubstr("esc to interrupt"), "loading: no", "no title yet: no",
+                            "composer: row 17, with text"));
 }
 
 TEST(LastNoticeTest, SaysWhatWentWrong) {
