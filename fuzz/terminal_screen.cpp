@@ -4,6 +4,7 @@
 #include "host/screen/agent_activity.hpp"
 #include "host/screen/composer.hpp"
 #include "host/screen/screen_model.hpp"
+#include "host/screen/usage_limit.hpp"
 #include "quernlight/platform/text.hpp"
 
 using namespace quernlight;
@@ -33,6 +34,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::require(std::cmp_equal(picture.lines.size(), picture.rows), "there is a line for each row");
     fuzz::require(agentActivity(picture).rule.size() > 0, "every picture is read");
     composerText(picture);
-    lastNotice(picture);
+    instantOfUsageLimit(usageLimitUntil(picture).value_or(""), Instant{});
     return 0;
 }

@@ -145,18 +145,4 @@ std::optional<std::string> lastNotice(const ScreenPicture& picture) {
     return std::nullopt;
 }
 
-std::optional<std::string> usageLimitUntil(const ScreenPicture& picture) {
-    const auto notice = lastNotice(picture);
-    if (!notice || !holdsAnyOf(*notice, {"usage limit", "rate limit", "limit reached"})) {
-        return std::nullopt;
-    }
-    constexpr std::string_view words = "try again ";
-    const std::size_t found = notice->find(words);
-    if (found == notice->npos) {
-        return "";
-    }
-    const std::string_view behind = std::string_view(*notice).substr(found + words.size());
-    return std::string(trimmed(behind.substr(0, behind.find('.'))));
-}
-
 }  // namespace quernlight::host

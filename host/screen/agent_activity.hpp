@@ -41,8 +41,4 @@ std::vector<std::string> explainActivity(const ScreenPicture& picture);
 /// agent tells it, on one line. Nothing when something else came after it.
 std::optional<std::string> lastNotice(const ScreenPicture& picture);
 
-/// When the agent may be used again, as a notice of a usage limit says it ("at 10:43 AM", "in 3 hours");
-/// empty when it says no time. Nothing when the last notice is none of a usage limit.
-std::optional<std::string> usageLimitUntil(const ScreenPicture& picture);
-
 }  // namespace quernlight::host

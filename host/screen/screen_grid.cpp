@@ -43,7 +43,11 @@ std::string rowText(const ScreenRow& row, bool withDim) {
             text.append(cell.width, ' ');
             continue;
         }
-        appendUtf8(text, cell.character);
+        if (cell.character < 0x80) {
+            text += static_cast<char>(cell.character);  // most of what there is
+        } else {
+            appendUtf8(text, cell.character);
+        }
         for (const char32_t mark : cell.marks) {
             if (mark != 0) {
                 appendUtf8(text, mark);

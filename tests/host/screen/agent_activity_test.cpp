@@ -160,12 +160,5 @@ TEST(LastNoticeTest, SaysWhatWentWrong) {
     EXPECT_EQ(lastNotice(screenOf({})), std::nullopt);
 }
 
-TEST(UsageLimitTest, SaysWhenTheAgentMayBeUsedAgain) {
-    EXPECT_EQ(usageLimitUntil(recordedScreen("usage-limit-0.145.0")), "at 10:42 AM");
-    EXPECT_EQ(usageLimitUntil(recordedScreen("usage-limit-0.169.0")), "at 10:43 AM");
-    EXPECT_EQ(usageLimitUntil(screenOf({"■ You've hit your Usage Limit."})), "");
-    EXPECT_EQ(usageLimitUntil(recordedScreen("denied-0.169.0")), std::nullopt);
-}
-
 }  // namespace
 }  // namespace quernlight::host
