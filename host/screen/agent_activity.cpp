@@ -11,17 +11,17 @@
 namespace quernlight::host {
 namespace {
 
-/// What a rule saw; nothing when it does not apply.
-using Sight = std::optional<std::string>;
+/// What a rule found; nothing when it does not apply.
+using Finding = std::optional<std::string>;
 
 struct Rule {
     std::string_view name;
     AgentState state;
-    Sight (*look)(const ScreenPicture&);
+    Finding (*look)(const ScreenPicture&);
 };
 
 /// The first line that holds one of the words, trimmed.
-Sight lineWith(const ScreenPicture& picture, std::initializer_list<std::string_view> words) {
+Finding lineWith(const ScreenPicture& picture, std::initializer_list<std::string_view> words) {
     for (const std::string& line : picture.lines) {
         if (holdsAnyOf(line, words)) {
             return std::string(trimmed(line));
@@ -30,7 +30,7 @@ Sight lineWith(const ScreenPicture& picture, std::initializer_list<std::string_v
     return std::nullopt;
 }
 
-Sight seesOptions(const ScreenPicture& picture) {
+Finding findOptions(const ScreenPicture& picture) {
     const auto dialog = dialogOn(picture);
     if (!dialog) {
         return std::nullopt;
@@ -39,23 +39,23 @@ Sight seesOptions(const ScreenPicture& picture) {
 }
 
 /// "[ ! ] Action Required": the mark blinks.
-Sight seesTitleThatAsks(const ScreenPicture& picture) {
+Finding findTitleThatAsks(const ScreenPicture& picture) {
     const bool asks = picture.title.starts_with("[") && holdsAnyOf(picture.title, {"action required"});
-    return asks ? Sight("title \"" + picture.title + "\"") : std::nullopt;
+    return asks ? Finding("title \"" + picture.title + "\"") : std::nullopt;
 }
 
-Sight seesSpinner(const ScreenPicture& picture) {
+Finding findSpinner(const ScreenPicture& picture) {
     const std::u32string title = columnsOf(picture.title);
     const bool isBraille = !title.empty() && title.front() >= 0x2800 && title.front() <= 0x28FF;
-    return isBraille ? Sight("title \"" + picture.title + "\"") : std::nullopt;
+    return isBraille ? Finding("title \"" + picture.title + "\"") : std::nullopt;
 }
 
-Sight seesInterruptHint(const ScreenPicture& picture) {
+Finding findInterruptHint(const ScreenPicture& picture) {
     return lineWith(picture, {"esc to interrupt", "ctrl+c to interrupt", "ctrl + c to interrupt"});
 }
 
 /// "loading" alone in its place, as of a model or a directory that is not known yet.
-Sight seesLoading(const ScreenPicture& picture) {
+Finding findLoading(const ScreenPicture& picture) {
     constexpr std::string_view word = "  loading";
     for (const std::string& line : picture.lines) {
         const std::string text = lowercased(line);
@@ -71,11 +71,11 @@ Sight seesLoading(const ScreenPicture& picture) {
 
 /// An agent names its folder in the title once it knows what it works with. Before that it shows a composer,
 /// too, and a dialog may still cover it.
-Sight seesNoTitle(const ScreenPicture& picture) {
-    return picture.title.empty() && composerOn(picture) ? Sight("a composer, but no title") : std::nullopt;
+Finding findNoTitle(const ScreenPicture& picture) {
+    return picture.title.empty() && composerOn(picture) ? Finding("a composer, but no title") : std::nullopt;
 }
 
-Sight seesComposer(const ScreenPicture& picture) {
+Finding findComposer(const ScreenPicture& picture) {
     const auto composer = composerOn(picture);
     if (!composer) {
         return std::nullopt;
@@ -84,13 +84,13 @@ Sight seesComposer(const ScreenPicture& picture) {
 }
 
 constexpr std::array rules{
-    Rule{"options", AgentState::dialog, seesOptions},
-    Rule{"title that asks", AgentState::dialog, seesTitleThatAsks},
-    Rule{"spinner in the title", AgentState::working, seesSpinner},
-    Rule{"hint how to interrupt", AgentState::working, seesInterruptHint},
-    Rule{"loading", AgentState::starting, seesLoading},
-    Rule{"no title yet", AgentState::starting, seesNoTitle},
-    Rule{"composer", AgentState::idle, seesComposer},
+    Rule{"options", AgentState::dialog, findOptions},
+    Rule{"title that asks", AgentState::dialog, findTitleThatAsks},
+    Rule{"spinner in the title", AgentState::working, findSpinner},
+    Rule{"hint how to interrupt", AgentState::working, findInterruptHint},
+    Rule{"loading", AgentState::starting, findLoading},
+    Rule{"no title yet", AgentState::starting, findNoTitle},
+    Rule{"composer", AgentState::idle, findComposer},
 };
 
 /// The row behind what the agent has told: that of the composer, or the screen's end.
@@ -108,10 +108,10 @@ std::string_view nameOf(AgentState state) {
 
 AgentActivity agentActivity(const ScreenPicture& picture) {
     for (const Rule& rule : rules) {
-        if (Sight sight = rule.look(picture)) {
+        if (Finding finding = rule.look(picture)) {
             return {.state = rule.state,
                     .rule = rule.name,
-                    .reason = std::move(*sight),
+                    .reason = std::move(*finding),
                     .dialog = rule.state == AgentState::dialog ? dialogOn(picture) : std::nullopt};
         }
     }

@@ -26,7 +26,7 @@ std::string_view nameOf(AgentState state);
 struct AgentActivity {
     AgentState state = AgentState::unknown;
     std::string_view rule{};         ///< the name of the rule that said so
-    std::string reason{};            ///< what it saw
+    std::string reason{};            ///< what it found
     std::optional<Dialog> dialog{};  ///< when it is one that was made out
 };
 

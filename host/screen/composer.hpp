@@ -35,7 +35,8 @@ enum class ComposerContent : std::uint8_t {
     empty,
     whole,
     beginning,  ///< the rest is missing
-    end,        ///< the rest is missing, or does not fit on the screen
+    end,  ///< the rest is missing; or does not fit, when the composer reaches from near the top to near the
+          ///< bottom
     other,
 };
 

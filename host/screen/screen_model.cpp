@@ -151,7 +151,11 @@ void ScreenModel::controlSequence(const Sequence& sequence) {
     } else if (isPlain && sequence.final == 'J' && sequence.value(0) == 3) {
         scrolledOff_.clear();
     } else if (!applyToGrid(sequence, grid())) {
-        isPlain ? applyPlain(sequence) : applyPrivate(sequence);
+        if (isPlain) {
+            applyPlain(sequence);
+        } else {
+            applyPrivate(sequence);
+        }
         answer(answerTo(sequence, grid(), modes_));
     }
 }

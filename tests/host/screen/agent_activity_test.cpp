@@ -43,6 +43,7 @@ std::vector<Recorded> recordedScreens() {
         add("idle", idle, {}, "");
         add("goal-command", idle, {}, "/goal");
         add("goal-typed", idle, {}, goal);
+        add("long-typed", idle, {}, release == "-0.145.0" ? "Paragraph 6" : "a/line/of/the/terminal");
         add("list-typed", idle, {}, "1. First");
         add("list-sent", idle, {}, "");
         add("pasted", idle, {}, "[Pasted Content 1500 chars]");

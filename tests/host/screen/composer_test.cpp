@@ -49,6 +49,22 @@ TEST(ComposerTest, AGoalIsReadWhole) {
     }
 }
 
+TEST(ComposerTest, OfAGoalThatDoesNotFitTheEndIsSeen) {
+    std::string goal = "/goal ";
+    for (int number = 0; number < 9; ++number) {
+        goal +=
+            "Paragraph " + std::to_string(number) +
+            " says what is wrong with the program, in words that fill more than two lines of a terminal of "
+            "eighty columns, so that wrapping, and scrolling, are needed; see "
+            "https://example.com/a/very/long/address/that/is/longer/than/a/line/of/the/terminal/" +
+            std::string(static_cast<std::size_t>(20 * (number % 3)), 'x') + "/end.\n\n";
+    }
+    for (const std::string release : {"0.145.0", "0.169.0"}) {
+        const auto composer = composerOn(recordedScreen("long-typed-" + release));
+        EXPECT_EQ(composerContent(composer.value(), goal), ComposerContent::end);
+    }
+}
+
 TEST(ComposerTest, APlaceholderOfAPasteIsCounted) {
     EXPECT_THAT(composerOn(recordedScreen("pasted-0.169.0")).value().pastes, ElementsAre(1500));
     const auto two =

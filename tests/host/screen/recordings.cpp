@@ -36,8 +36,9 @@ std::vector<std::string> recordingNames() {
 }
 
 TerminalSize sizeOfRecording(const std::string& name) {
-    return name.starts_with("alternate") ? TerminalSize{.columns = 80, .rows = 24}
-                                         : TerminalSize{.columns = 100, .rows = 30};
+    return name.starts_with("alternate") || name.starts_with("long")
+               ? TerminalSize{.columns = 80, .rows = 24}
+               : TerminalSize{.columns = 100, .rows = 30};
 }
 
 std::string testName(std::string name) {
