@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
 #include "host/screen/composer.hpp"
@@ -20,14 +21,15 @@ struct Rule {
     Finding (*look)(const ScreenPicture&);
 };
 
-/// The first line that holds one of the words, trimmed.
-Finding lineWith(const ScreenPicture& picture, std::initializer_list<std::string_view> words) {
-    for (const std::string& line : picture.lines) {
-        if (holdsAnyOf(line, words)) {
-            return std::string(trimmed(line));
-        }
-    }
-    return std::nullopt;
+/// The row behind what the agent has told: that of the composer, or the screen's end.
+int endOfHistory(const ScreenPicture& picture) {
+    const auto composer = composerOn(picture);
+    return composer ? composer->row : picture.rows;
+}
+
+/// The lines above the composer, whose text may hold anything.
+std::span<const std::string> historyOf(const ScreenPicture& picture) {
+    return std::span(picture.lines).first(static_cast<std::size_t>(endOfHistory(picture)));
 }
 
 Finding findOptions(const ScreenPicture& picture) {
@@ -51,13 +53,18 @@ Finding findSpinner(const ScreenPicture& picture) {
 }
 
 Finding findInterruptHint(const ScreenPicture& picture) {
-    return lineWith(picture, {"esc to interrupt", "ctrl+c to interrupt", "ctrl + c to interrupt"});
+    for (const std::string& line : historyOf(picture)) {
+        if (holdsAnyOf(line, {"esc to interrupt", "ctrl+c to interrupt", "ctrl + c to interrupt"})) {
+            return std::string(trimmed(line));
+        }
+    }
+    return std::nullopt;
 }
 
 /// "loading" alone in its place, as of a model or a directory that is not known yet.
 Finding findLoading(const ScreenPicture& picture) {
     constexpr std::string_view word = "  loading";
-    for (const std::string& line : picture.lines) {
+    for (const std::string& line : historyOf(picture)) {
         const std::string text = lowercased(line);
         const std::size_t at = text.find(word);
         const std::string_view behind =
@@ -92,12 +99,6 @@ constexpr std::array rules{
     Rule{"no title yet", AgentState::starting, findNoTitle},
     Rule{"composer", AgentState::idle, findComposer},
 };
-
-/// The row behind what the agent has told: that of the composer, or the screen's end.
-int endOfHistory(const ScreenPicture& picture) {
-    const auto composer = composerOn(picture);
-    return composer ? composer->row : picture.rows;
-}
 
 }  // namespace
 

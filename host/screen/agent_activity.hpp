@@ -31,7 +31,7 @@ struct AgentActivity {
 };
 
 /// By an ordered table of rules, of which the first that applies counts: dialog above working, working above
-/// starting, starting above idle.
+/// starting, starting above idle. A picture that is being drawn may show half of what it will.
 AgentActivity agentActivity(const ScreenPicture& picture);
 
 /// What each rule says of the screen, in their order: "composer: row 8, empty" or "composer: no".

@@ -120,6 +120,8 @@ std::vector<Screen> screens() {
          "loading"},
         {"TextAboutLoading", titled(screenOf({"  loading takes long", "", "› "}, 2, 2), "app"), idle,
          "composer"},
+        {"TextInTheComposerThatLooksSo",
+         titled(screenOf({"› esc to interrupt", "  loading  it"}, 1, 5), "app"), idle, "composer"},
         {"OneOptionAlone", screenOf({"› 1. Yes"}), unknown, "none"},
         {"AListInTheComposer", titled(screenOf({"› 1. Yes", "  2. No"}, 1, 7), "app"), idle, "composer"},
         {"AListThatWasSent", titled(screenOf({"› 1. Yes", "  2. No", "", "› "}, 3, 2), "app"), idle,
