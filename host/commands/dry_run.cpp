@@ -2,7 +2,6 @@
 
 #include <ostream>
 
-#include "host/agent/agent_environment.hpp"
 #include "host/dispatcher/fact_gatherer.hpp"
 #include "host/events/event_publisher.hpp"
 #include "host/health/unreadable_records.hpp"
@@ -17,7 +16,6 @@
 #include "host/text/terminal_text.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/control_characters.hpp"
-#include "quernlight/platform/user_directories.hpp"
 #include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
@@ -71,28 +69,15 @@ std::string_view outlook(const std::optional<WaitReason>& reason) {
     if (!reason) {
         return "would start    ";
     }
-    switch (reason->cause) {
-        case WaitCause::running:
-            return "is under way   ";
-        case WaitCause::noPlace:
-            return "would queue    ";
-        default:
-            return "would wait     ";
-    }
+    return reason->cause == WaitCause::running ? "is under way   " : "would wait     ";
 }
 
-Task<void> tellStarts(const DispatchStore& store, const Settings& settings,
-                      std::optional<std::string> missing, std::ostream& out) {
-    auto addAgent = [missing = std::move(missing)](AdmissionFacts& facts) {
-        facts.program.missingAgent = missing;
-    };
-    const FactGatherer gatherer(store, settings, std::move(addAgent));
-    const AdmissionFacts facts = co_await gatherer.gather();
+Task<void> tellStarts(const DispatchStore& store, const Settings& settings, std::ostream& out) {
+    const AdmissionFacts facts = co_await factsWithoutOwner(store, settings);
     for (const AdmissionDecision& decision : admit(facts)) {
-        const std::string_view what = outlook(decision.reason);
-        const bool tellsWhy = what.starts_with("would wait");
-        out << what << describe(decision.item) << (tellsWhy ? " (" + sentenceOf(*decision.reason) + ")" : "")
-            << "\n";
+        const bool tellsWhy = decision.reason && decision.reason->cause != WaitCause::running;
+        out << outlook(decision.reason) << describe(decision.item)
+            << (tellsWhy ? " (" + sentenceOf(*decision.reason) + ")" : "") << "\n";
     }
 }
 
@@ -147,8 +132,7 @@ Task<void> dryRun(DryRun dry, std::ostream& out) {
         out << describeLeftForLater(choice.leftForLater, settings.now().intakePerDay) << "\n";
     }
     co_await queueFollowUps(fetched, store, client, manager, out);
-    auto missing = missingAgent(settings.now().agentCommand, currentEnvironmentMap());
-    co_await tellStarts(store, settings.now(), std::move(missing), out);
+    co_await tellStarts(store, settings.now(), out);
     out << (choice.newBugs.empty() ? "No new bugs. " : "") << "Nothing was changed." << std::endl;
 }
 

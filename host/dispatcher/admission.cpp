@@ -39,6 +39,10 @@ MaybeReason ofItem(const ItemFacts& facts) {
     if (item.queueMode == QueueMode::manual && !facts.startRequested) {
         return because(WaitCause::startNotRequested, item.bugID);
     }
+    // The manual queue has no status for it.
+    if (item.queueMode == QueueMode::manual && !facts.repository) {
+        return because(WaitCause::noMapping, item.bundleID);
+    }
     if (facts.restsAfterTrouble) {
         return because(WaitCause::restsAfterTrouble);
     }
@@ -84,6 +88,9 @@ MaybeReason reasonOf(const ItemFacts& facts, const ProgramFacts& program, int se
     if (!facts.repository) {
         return because(WaitCause::mappingGone, facts.item.bundleID);
     }
+    if (facts.repositoryTrouble) {
+        return because(WaitCause::repositoryBroken, *facts.repositoryTrouble);
+    }
     if (program.missingAgent) {
         return because(WaitCause::agentMissing, *program.missingAgent);
     }
@@ -116,6 +123,7 @@ std::vector<AdmissionDecision> admit(const AdmissionFacts& facts) {
 
 std::string sentenceOf(const WaitReason& reason) {
     constexpr std::size_t mostShown = 300;
+    constexpr std::size_t mostOfSentence = 2000;
     const std::string amount = std::to_string(reason.amount);
     const std::string limit = std::to_string(reason.limit);
     switch (reason.cause) {
@@ -126,7 +134,9 @@ std::string sentenceOf(const WaitReason& reason) {
         case WaitCause::retiring:
             return "its work is merged; it leaves the queue";
         case WaitCause::noMapping:
-            return "no repository for " + escapedLine(reason.about, mostShown);
+        case WaitCause::mappingGone:
+            return "no mapping for " + escapedLine(reason.about, mostShown) +
+                   "; add one with: quernlight-dispatch map set";
         case WaitCause::startNotRequested:
             return "until: queue start " + shellQuoted(reason.about);
         case WaitCause::restsAfterTrouble:
@@ -139,11 +149,9 @@ std::string sentenceOf(const WaitReason& reason) {
             return "the dispatch home is not in its place";
         case WaitCause::homeUnwritable:
             return "the dispatch home cannot be written";
+        case WaitCause::repositoryBroken:
         case WaitCause::agentMissing:
-            return reason.about;
-        case WaitCause::mappingGone:
-            return "the repository mapping of " + escapedLine(reason.about, mostShown) +
-                   " is gone; set it again with \"map set\"";
+            return escapedLine(reason.about, mostOfSentence);
         case WaitCause::noPlace:
             return amount + " of " + limit + " sessions run";
         case WaitCause::memoryShort:
@@ -163,6 +171,7 @@ bool passesByItself(WaitCause cause) {
         case WaitCause::homeUnwritable:
         case WaitCause::agentMissing:
         case WaitCause::mappingGone:
+        case WaitCause::repositoryBroken:
         case WaitCause::noPlace:
         case WaitCause::memoryShort:
             return true;

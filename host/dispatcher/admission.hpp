@@ -18,14 +18,15 @@ enum class WaitCause {
     running,            ///< a session works on it
     reconciling,        ///< nobody saw its last session to its end
     retiring,           ///< its work is merged, and it leaves the queue
-    noMapping,          ///< its app has no repository
+    noMapping,          ///< its app has no repository; of the manual queue once a start was asked for
     startNotRequested,  ///< it is in the manual queue
     restsAfterTrouble,  ///< its last session ended a moment ago on something that could not be stored
     startsPaused,       ///< the last start, of its repository or of any, failed for an outside cause
     stopping,           ///< the dispatcher ends
     homeAway,           ///< the dispatch home is not in its place
     homeUnwritable,     ///< the dispatch home cannot be written
-    mappingGone,        ///< it had a repository when it was queued, but has none any more
+    mappingGone,        ///< it had a repository when it was queued, and is to wait for a new one
+    repositoryBroken,   ///< its repository, or the place of its worktrees, cannot be used
     agentMissing,       ///< there is no agent program
     noPlace,            ///< as many sessions run as may
     memoryShort,        ///< less memory is available than a session should find
@@ -61,8 +62,9 @@ struct WorktreeLook {
 /// What is known of one item.
 struct ItemFacts {
     BugQueueItem item{};
-    std::optional<std::string> repository{};  ///< resolved; absent without a mapping
-    bool startRequested = false;              ///< by a person; the automatic queue asks nobody
+    std::optional<std::string> repository{};         ///< resolved; absent without a mapping
+    std::optional<std::string> repositoryTrouble{};  ///< why it cannot be used, in one sentence
+    bool startRequested = false;                     ///< by a person; the automatic queue asks nobody
     ItemWork work = ItemWork::none;
     bool restsAfterTrouble = false;
     std::optional<StartPause> pause{};

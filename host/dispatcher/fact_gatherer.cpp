@@ -4,7 +4,9 @@
 
 #include <unistd.h>
 
+#include "host/agent/agent_environment.hpp"
 #include "host/dispatcher/start_request.hpp"
+#include "host/health/outside_failure.hpp"
 #include "host/process/process_tree.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/worktree/resolved_mapping.hpp"
@@ -26,9 +28,12 @@ ItemFacts* nextToLookAt(AdmissionFacts& facts) {
     return nullptr;
 }
 
+bool isQueued(const ItemFacts& facts) {
+    return facts.item.status == QueueItemStatus::queued;
+}
+
 bool isLive(const ItemFacts& facts) {
-    return facts.item.status != QueueItemStatus::queued &&
-           facts.item.status != QueueItemStatus::waitingForMapping;
+    return !isQueued(facts) && facts.item.status != QueueItemStatus::waitingForMapping;
 }
 
 }  // namespace
@@ -48,8 +53,17 @@ std::optional<pid_t> processLeftBy(const SessionAttemptRecord& attempt) {
     return orphan ? std::optional(orphan->pid) : std::nullopt;
 }
 
-MachineLooks looksAtThisMachine() {
-    return {.availableMemory = quernlight::availableMemory, .processLeftBy = host::processLeftBy};
+MachineLooks looksAtThisMachine(EnvironmentMap environment) {
+    return {.availableMemory = quernlight::availableMemory,
+            .processLeftBy = host::processLeftBy,
+            .missingAgent =
+                [environment = std::move(environment)](const std::vector<std::string>& command) {
+                    return host::missingAgent(command, environment);
+                },
+            .repositoryTrouble =
+                [](const AppMapping& mapping) {
+                    return host::repositoryTrouble(mapping.repoPath, mapping.resolvedWorktreeRootPath());
+                }};
 }
 
 Task<AdmissionFacts> FactGatherer::gather() const {
@@ -60,7 +74,8 @@ Task<AdmissionFacts> FactGatherer::gather() const {
         const auto repository = repositories.find(item.bundleID);
         ItemFacts known{.item = std::move(item)};
         if (repository != repositories.end()) {
-            known.repository = repository->second;
+            known.repository = repository->second.path;
+            known.repositoryTrouble = repository->second.trouble;
         }
         known.startRequested = co_await isStartRequested(known.item);
         facts.items.push_back(std::move(known));
@@ -74,14 +89,19 @@ Task<AdmissionFacts> FactGatherer::gather() const {
 }
 
 /// Resolving a path may wait for a slow disk, so it is done for the apps of these items only.
-Task<std::map<std::string, std::string>> FactGatherer::repositoriesOf(
+Task<std::map<std::string, FactGatherer::Repository>> FactGatherer::repositoriesOf(
     const std::vector<BugQueueItem>& items) const {
-    std::map<std::string, std::string> repositories;
+    std::map<std::string, Repository> repositories;
     for (AppMapping& mapping : co_await store_.mappings.allMappings()) {
         const std::string bundleID = mapping.bundleID;
         const auto isOfApp = [&](const BugQueueItem& item) { return item.bundleID == bundleID; };
         if (std::ranges::any_of(items, isOfApp)) {
-            repositories.emplace(bundleID, resolved(std::move(mapping)).repoPath);
+            const AppMapping used = resolved(std::move(mapping));
+            Repository repository{.path = used.repoPath};
+            if (machine_.repositoryTrouble) {
+                repository.trouble = machine_.repositoryTrouble(used);
+            }
+            repositories.emplace(bundleID, std::move(repository));
         }
     }
     co_return repositories;
@@ -102,6 +122,9 @@ ProgramFacts FactGatherer::programFacts(const std::vector<ItemFacts>& items) con
     if (const auto available = machine_.availableMemory()) {
         program.memoryAvailableMiB = *available / mebibyte;
     }
+    if (machine_.missingAgent && std::ranges::any_of(items, isQueued)) {
+        program.missingAgent = machine_.missingAgent(settings_.agentCommand);
+    }
     return program;
 }
 
@@ -114,11 +137,15 @@ Task<void> FactGatherer::lookIntoWorktrees(AdmissionFacts& facts) const {
     }
 }
 
+Task<AdmissionFacts> factsWithoutOwner(DispatchStore store, const Settings& settings) {
+    const FactGatherer gatherer(std::move(store), settings);
+    co_return co_await gatherer.gather();
+}
+
 Task<std::optional<WaitReason>> reasonToWait(DispatchStore store, Uuid itemID) {
     const SettingsStore settingsStore(store.database);
     const StoredSettings stored = co_await settingsStore.read();
-    const FactGatherer gatherer(store, stored.settings);
-    const AdmissionFacts facts = co_await gatherer.gather();
+    const AdmissionFacts facts = co_await factsWithoutOwner(store, stored.settings);
     const auto decisions = admit(facts);
     const auto found = std::ranges::find(decisions, itemID, [](const auto& each) { return each.item.id; });
     const bool waits =

@@ -5,10 +5,12 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/dispatcher/admission.hpp"
 #include "host/settings/settings.hpp"
 #include "host/store/dispatch_store.hpp"
+#include "quernlight/platform/user_directories.hpp"
 
 namespace quernlight::host {
 
@@ -20,10 +22,14 @@ std::optional<pid_t> processLeftBy(const SessionAttemptRecord& attempt);
 struct MachineLooks {
     std::function<std::optional<std::uint64_t>()> availableMemory;  ///< in bytes
     std::function<std::optional<pid_t>(const SessionAttemptRecord&)> processLeftBy;
+    /// Why no agent can be started, or a repository used, in one sentence. Where either is empty, nothing is
+    /// missing.
+    std::function<std::optional<std::string>(const std::vector<std::string>& command)> missingAgent{};
+    std::function<std::optional<std::string>(const AppMapping& resolved)> repositoryTrouble{};
 };
 
-/// The looks at this machine.
-MachineLooks looksAtThisMachine();
+/// The looks at this machine; programs are looked for in this environment.
+MachineLooks looksAtThisMachine(EnvironmentMap environment = currentEnvironmentMap());
 
 /// Gathers what `admit` decides by: from the store, from the machine, and from the home's owner what only
 /// that knows. Worktrees are looked into only for items that would start otherwise, since that takes long.
@@ -44,7 +50,12 @@ class FactGatherer {
     Task<AdmissionFacts> gather() const;
 
   private:
-    Task<std::map<std::string, std::string>> repositoriesOf(const std::vector<BugQueueItem>& items) const;
+    struct Repository {
+        std::string path{};
+        std::optional<std::string> trouble{};
+    };
+
+    Task<std::map<std::string, Repository>> repositoriesOf(const std::vector<BugQueueItem>& items) const;
     Task<bool> isStartRequested(const BugQueueItem& item) const;
     ProgramFacts programFacts(const std::vector<ItemFacts>& items) const;
     Task<void> lookIntoWorktrees(AdmissionFacts& facts) const;
@@ -55,8 +66,11 @@ class FactGatherer {
     const MachineLooks machine_;
 };
 
-/// Why an item does not start, as far as anybody but the home's owner can tell, by the stored settings;
-/// nothing for an item that runs, has ended, or would start. `store` may be open for reading only. Throws
+/// What `admit` decides by, as far as anybody but the home's owner can tell. Throws DatabaseError.
+Task<AdmissionFacts> factsWithoutOwner(DispatchStore store, const Settings& settings);
+
+/// Why an item does not start by these, with the stored settings; nothing for an item that runs, has ended,
+/// or would start. `store` may be open for reading only. Throws
 /// DatabaseError.
 Task<std::optional<WaitReason>> reasonToWait(DispatchStore store, Uuid itemID);
 

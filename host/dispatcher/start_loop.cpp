@@ -4,7 +4,6 @@
 
 #include <boost/asio/this_coro.hpp>
 
-#include "host/agent/agent_environment.hpp"
 #include "host/process/user_error.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 
@@ -30,6 +29,13 @@ bool anyGoesOn(const std::vector<AdmissionDecision>& decisions) {
     });
 }
 
+/// Whether it waits for something that its status does not show.
+bool waitsUnseen(const AdmissionDecision& decision) {
+    const bool isHeld = decision.item.queueMode == QueueMode::manual;
+    return waitsFor(decision, WaitCause::worktreeInUse) ||
+           (isHeld && waitsFor(decision, WaitCause::noMapping));
+}
+
 }  // namespace
 
 StartLoop::StartLoop(ChoreContext& context, RunningSessions& sessions, const Reconciliation& reconciliation,
@@ -39,8 +45,9 @@ StartLoop::StartLoop(ChoreContext& context, RunningSessions& sessions, const Rec
       sessions_(sessions),
       reconciliation_(reconciliation),
       workOn_(std::move(workOn)),
-      gatherer_(services_.store, services_.settings,
-                [this](AdmissionFacts& facts) { addOwnersPart(facts); }) {}
+      gatherer_(
+          services_.store, services_.settings, [this](AdmissionFacts& facts) { addOwnersPart(facts); },
+          looksAtThisMachine(services_.environment)) {}
 
 Task<void> StartLoop::run() {
     while (!done_ && !context_.isStopping()) {
@@ -56,7 +63,7 @@ Task<void> StartLoop::startWhatMay() {
     const AdmissionFacts facts = co_await gatherer_.gather();
     const auto decisions = admit(facts);
     endUnusedPauses(facts);
-    tell(decisions);
+    tell(facts, decisions);
     for (const AdmissionDecision& decision : decisions) {
         if (decision.starts() || waitsFor(decision, WaitCause::mappingGone)) {
             co_await start(decision.item);
@@ -85,13 +92,13 @@ Task<void> StartLoop::start(BugQueueItem listed) {
     }
 }
 
-/// The manual queue knows no waiting for a mapping.
+/// In the manual queue, which has no status for it, it stays as it is, and admission lets it wait.
 Task<void> StartLoop::awaitMapping(BugQueueItem item) {
+    if (item.queueMode == QueueMode::manual) {
+        co_return;
+    }
     const std::string sentence =
         "The repository mapping of " + item.bundleID + " is gone; set it again with \"map set\".";
-    if (item.queueMode == QueueMode::manual) {
-        co_return co_await services_.manager.markFailed(item.id, sentence);
-    }
     ItemEvent event{.itemID = item.id, .kind = EventKind::mappingGone, .message = sentence};
     co_await appendEvent(services_.store.items, std::move(event));
     co_await services_.manager.markResumable(item.id);
@@ -124,10 +131,6 @@ void StartLoop::addOwnersPart(AdmissionFacts& facts) {
     program.stopping = context_.isStopping();
     program.homeIsInPlace = services_.homeIsInPlace();
     program.homeIsWritable = services_.disk.isWell();
-    const auto isQueued = [](const ItemFacts& item) { return item.item.status == QueueItemStatus::queued; };
-    if (std::ranges::any_of(facts.items, isQueued)) {
-        program.missingAgent = missingAgent(services_.settings.agentCommand, services_.environment);
-    }
 }
 
 /// With `once` what has failed is not tried again, since nobody is there to put the cause right meanwhile.
@@ -152,13 +155,17 @@ void StartLoop::endUnusedPauses(const AdmissionFacts& facts) {
     services_.startPauses.endUnused(repositories);
 }
 
-void StartLoop::tell(const std::vector<AdmissionDecision>& decisions) {
+void StartLoop::tell(const AdmissionFacts& facts, const std::vector<AdmissionDecision>& decisions) {
     tellMemory(decisions);
-    tellWorktreesInUse(decisions);
-    if (const auto* decision = firstThatWaitsFor(decisions, WaitCause::agentMissing)) {
-        const OutsideFailure failure{.cause = decision->reason->about};
-        services_.startPauses.failed(failure, services_.clock.steadyNow());
-        context_.changed.notify();
+    tellHeldBack(decisions);
+    for (std::size_t index = 0; index < decisions.size(); ++index) {
+        const bool isBroken = waitsFor(decisions[index], WaitCause::repositoryBroken);
+        if (isBroken || waitsFor(decisions[index], WaitCause::agentMissing)) {
+            OutsideFailure failure{.cause = decisions[index].reason->about};
+            failure.repository = isBroken ? facts.items[index].repository : std::nullopt;
+            services_.startPauses.failed(failure, services_.clock.steadyNow());
+            context_.changed.notify();
+        }
     }
 }
 
@@ -170,19 +177,19 @@ void StartLoop::tellMemory(const std::vector<AdmissionDecision>& decisions) {
                                                           : "");
 }
 
-/// What was told holds until another look shows that the worktree is free, or nobody waits for it.
-void StartLoop::tellWorktreesInUse(const std::vector<AdmissionDecision>& decisions) {
-    std::set<std::string> over = std::exchange(inUse_, {});
+/// What was told holds until another look shows that it is over, or nobody waits for it.
+void StartLoop::tellHeldBack(const std::vector<AdmissionDecision>& decisions) {
+    std::set<std::string> over = std::exchange(heldBack_, {});
     for (const AdmissionDecision& decision : decisions) {
         const std::string& bugID = decision.item.bugID;
-        const bool isInUse = waitsFor(decision, WaitCause::worktreeInUse);
         const bool isUnknown = decision.reason && decision.reason->cause >= WaitCause::stopping;
-        if (isInUse) {
+        const bool isHeldBack = waitsUnseen(decision);
+        if (isHeldBack) {
             services_.events.alert({AlertTopic::starting, bugID},
                                    "Bug " + bugID + " waits: " + sentenceOf(*decision.reason));
         }
-        if (isInUse || (isUnknown && over.contains(bugID))) {
-            inUse_.insert(bugID);
+        if (isHeldBack || (isUnknown && over.contains(bugID))) {
+            heldBack_.insert(bugID);
             over.erase(bugID);
         }
     }

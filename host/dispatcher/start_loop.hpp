@@ -40,9 +40,9 @@ class StartLoop {
     void addOwnersPart(AdmissionFacts& facts);
     std::optional<StartPause> pauseOf(const std::string& repository) const;
     void endUnusedPauses(const AdmissionFacts& facts);
-    void tell(const std::vector<AdmissionDecision>& decisions);
+    void tell(const AdmissionFacts& facts, const std::vector<AdmissionDecision>& decisions);
     void tellMemory(const std::vector<AdmissionDecision>& decisions);
-    void tellWorktreesInUse(const std::vector<AdmissionDecision>& decisions);
+    void tellHeldBack(const std::vector<AdmissionDecision>& decisions);
     void endWith(const std::vector<AdmissionDecision>& decisions);
 
     ChoreContext& context_;
@@ -52,7 +52,7 @@ class StartLoop {
     const WorkOn workOn_;
     const FactGatherer gatherer_;
     std::map<Uuid, Clock::TimePoint> resting_;  // until when
-    std::set<std::string> inUse_;               // bugs of whose worktrees it was told that they are in use
+    std::set<std::string> heldBack_;            // bugs of which an alert tells why they wait
     bool noneComes_ = false;
     bool done_ = false;
 };

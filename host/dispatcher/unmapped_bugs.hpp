@@ -4,6 +4,9 @@
 
 namespace quernlight::host {
 
+/// What a person types to map the bug's app.
+std::string commandToMap(const BugQueueItem& item);
+
 /// Lets the bugs go on whose apps were given a repository while no dispatcher ran. Throws DatabaseError.
 Task<void> releaseMappedBugs(SessionServices& services);
 

@@ -34,12 +34,31 @@ bool speaksOfShortage(std::string_view words) {
         shortages, [words](std::string_view shortage) { return words.find(shortage) != words.npos; });
 }
 
-std::optional<OutsideFailure> unusable(const std::string& repository, const std::string& what,
-                                       const std::error_code& error) {
-    if (isShortage(error)) {
-        return shortage(error);
+std::string unusable(const std::string& repository, const std::error_code& error) {
+    return "The repository " + repository + " cannot be used (" + error.message() +
+           "); bring it back, or map its app to another one with: quernlight-dispatch map set";
+}
+
+std::string unusableRoot(const std::string& worktreeRoot, const std::error_code& error) {
+    return "The directory for worktrees " + worktreeRoot + " cannot be made (" + error.message() +
+           "); make room for it, or choose another one with: quernlight-dispatch map set --worktrees DIR";
+}
+
+/// Why the path is no directory; nothing when it is one.
+std::error_code notADirectory(const fs::path& path) {
+    std::error_code error;
+    const bool isDirectory = fs::is_directory(path, error);
+    return isDirectory || error ? error : std::make_error_code(std::errc::not_a_directory);
+}
+
+/// The path itself, or the nearest directory above it that is there: where the rest of it would be made.
+fs::path nearestThatIsThere(fs::path path) {
+    std::error_code error;
+    while (fs::status(path, error).type() == fs::file_type::not_found && path.has_parent_path() &&
+           path != path.parent_path()) {
+        path = path.parent_path();
     }
-    return OutsideFailure{.repository = repository, .cause = what + " (" + error.message() + ")."};
+    return path;
 }
 
 }  // namespace
@@ -67,23 +86,33 @@ std::optional<OutsideFailure> shortageIn(const std::exception_ptr& failure) {
     return std::nullopt;
 }
 
+std::optional<std::string> repositoryTrouble(const std::string& repository, const std::string& worktreeRoot) {
+    if (const std::error_code error = notADirectory(repository)) {
+        return unusable(repository, error);
+    }
+    const std::error_code error = notADirectory(nearestThatIsThere(worktreeRoot));
+    return error ? std::optional(unusableRoot(worktreeRoot, error)) : std::nullopt;
+}
+
 std::optional<OutsideFailure> unusableRepository(const std::string& repository,
                                                  const std::string& worktreeRoot) {
-    std::error_code error;
-    const bool isThere = fs::is_directory(repository, error);
-    if (!isThere) {
-        const auto missing = std::make_error_code(std::errc::not_a_directory);
-        return unusable(repository, "The repository " + repository + " cannot be used",
-                        error ? error : missing);
+    if (const std::error_code error = notADirectory(repository)) {
+        return isShortage(error)
+                   ? shortage(error)
+                   : OutsideFailure{.repository = repository, .cause = unusable(repository, error)};
     }
+    std::error_code error;
     fs::create_directories(worktreeRoot, error);
     const bool isFull = error == std::errc::no_space_on_device || error == std::errc::read_only_file_system;
     if (isFull) {
         throw fs::filesystem_error("Unable to create the worktree root", worktreeRoot, error);
     }
-    return error ? unusable(repository, "The directory for worktrees " + worktreeRoot + " cannot be made",
-                            error)
-                 : std::nullopt;
+    if (!error) {
+        return std::nullopt;
+    }
+    return isShortage(error)
+               ? shortage(error)
+               : OutsideFailure{.repository = repository, .cause = unusableRoot(worktreeRoot, error)};
 }
 
 std::optional<OutsideFailure> outsideFailure(const std::string& repository, const GitTrouble& trouble) {

@@ -28,6 +28,10 @@ bool isShortage(const std::error_code& error);
 /// A shortage that ended the start of a bug; nothing when `failure` is something else.
 std::optional<OutsideFailure> shortageIn(const std::exception_ptr& failure);
 
+/// Why a repository, or the directory for its worktrees where that is there, cannot be used, in one sentence.
+/// Changes nothing.
+std::optional<std::string> repositoryTrouble(const std::string& repository, const std::string& worktreeRoot);
+
 /// What of a repository's own is missing or cannot be used, before any git is asked: its directory, or the
 /// one for its worktrees, which is made.
 std::optional<OutsideFailure> unusableRepository(const std::string& repository,

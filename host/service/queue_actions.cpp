@@ -1,5 +1,6 @@
 #include "host/service/queue_actions.hpp"
 
+#include "host/dispatcher/unmapped_bugs.hpp"
 #include "host/events/session_stage.hpp"
 #include "host/recovery/recovery_step.hpp"
 #include "host/text/shell_text.hpp"
@@ -41,6 +42,8 @@ std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
         case notHeld:
             return "only bugs that wait in the manual queue are started by hand; put it there with: " +
                    command("hold", item);
+        case needsMapping:
+            return "its app has no repository; name one first with: " + commandToMap(item);
         case sessionUnreconciled:
             return "its session has to be reconciled first; start the dispatcher once.";
         case allowed:
@@ -52,10 +55,11 @@ std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
 }  // namespace
 
 QueueActionFacts queueActionFacts(const BugQueueItem& item,
-                                  const std::optional<SessionAttemptRecord>& latestAttempt) {
+                                  const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped) {
     return {.status = item.status,
             .mode = item.queueMode,
-            .hasOpenAttempt = latestAttempt && isOpen(*latestAttempt)};
+            .hasOpenAttempt = latestAttempt && isOpen(*latestAttempt),
+            .isMapped = isMapped};
 }
 
 QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts,
@@ -66,7 +70,8 @@ QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts
     }
     const bool isUnderWay = isReorderLocked(facts.status);
     if (action == QueueAction::start) {
-        return facts.mode == QueueMode::manual && !isUnderWay ? allowed : notHeld;
+        const bool isHeld = facts.mode == QueueMode::manual && !isUnderWay;
+        return !isHeld ? notHeld : facts.isMapped ? allowed : needsMapping;
     }
     return isUnderWay ? sessionUnreconciled : allowed;
 }

@@ -34,10 +34,11 @@ struct QueueActionFacts {
     QueueItemStatus status = QueueItemStatus::queued;
     QueueMode mode = QueueMode::automatic;
     bool hasOpenAttempt = false;  ///< one whose end is not stored
+    bool isMapped = true;         ///< its app has a repository
 };
 
 QueueActionFacts queueActionFacts(const BugQueueItem& item,
-                                  const std::optional<SessionAttemptRecord>& latestAttempt);
+                                  const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped);
 
 enum class QueueActionVerdict {
     allowed,
@@ -46,6 +47,7 @@ enum class QueueActionVerdict {
     needsRetry,           ///< work that has ended is begun again by a retry alone
     needsRetryAgain,      ///< the same, and work that was finished only when a person says "again"
     notHeld,              ///< only what waits in the manual queue is started by hand
+    needsMapping,         ///< nothing is started whose app has no repository
     sessionUnreconciled,  ///< its last session runs, or the next start of a dispatcher reconciles it first
 };
 

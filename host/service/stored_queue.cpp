@@ -99,7 +99,8 @@ Task<BugState> bugState(DispatchStore store, std::string bugID) {
 Task<BugQueueItem> changeItem(OwnedStore owned, QueueChange change) {
     BugQueueItem item = co_await itemOf(owned.store, change.bugID);
     const auto attempt = co_await owned.store.attempts.latestAttempt(item.id);
-    const QueueActionFacts facts = queueActionFacts(item, attempt);
+    const auto mapping = co_await owned.store.mappings.mapping(item.bundleID);
+    const QueueActionFacts facts = queueActionFacts(item, attempt, mapping.has_value());
     requireAllowed(queueActionVerdict(change.action, facts, change.consent), item);
     co_await apply(change.action, owned, item);
     const auto changed = co_await owned.store.items.item(item.id);

@@ -39,7 +39,8 @@ TEST_F(DryRunTest, ItDoesNotEvenMakeTheHome) {
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_EQ(outcome.output,
               "would enqueue  3f2a9c1d  Shop: Crash on launch\n"
-              "would wait     3f2a9c1d  Shop: Crash on launch (no repository for com.acme.shop)\n"
+              "would wait     3f2a9c1d  Shop: Crash on launch (no mapping for com.acme.shop; "
+              "add one with: quernlight-dispatch map set)\n"
               "Nothing was changed.\n");
     EXPECT_FALSE(std::filesystem::exists(home()));
     EXPECT_TRUE(std::filesystem::is_empty(temporary()));
@@ -72,9 +73,10 @@ TEST_F(DryRunTest, ItTellsTheStartsInOrderUpToThePlaces) {
     mapApp();
     startBackend();
     wantMemory("0");
-    EXPECT_THAT(dryRun({"--max-sessions", "1"}).output, HasSubstr("would start    33333333  Shop: Third\n"
-                                                                  "would queue    22222222  Shop: Second\n"
-                                                                  "would queue    11111111  Shop: First\n"));
+    EXPECT_THAT(dryRun({"--max-sessions", "1"}).output,
+                HasSubstr("would start    33333333  Shop: Third\n"
+                          "would wait     22222222  Shop: Second (1 of 1 "
+                          "sessions run)\n"));
 }
 
 TEST_F(DryRunTest, ItTellsThatMemoryIsTooShortForAStart) {
@@ -93,6 +95,18 @@ TEST_F(DryRunTest, ItTellsThatThereIsNoAgent) {
     startBackend();
     environment["PATH"] = "/usr/bin:/bin";
     EXPECT_THAT(dryRun().output, HasSubstr("(There is no program \"codex\" on PATH; install the agent, "));
+}
+
+TEST_F(DryRunTest, ItTellsThatARepositoryOrThePlaceOfItsWorktreesCannotBeUsed) {
+    reportClearBug("3f2a9c1d");
+    mapApp();
+    startBackend();
+    wantMemory("0");
+    test::writeFile(repository.directory().string() + "-worktrees", "");
+    EXPECT_THAT(dryRun().output,
+                HasSubstr("-worktrees cannot be made (Not a directory); make room for it, "));
+    std::filesystem::rename(repository.directory(), repository.scratch("away"));
+    EXPECT_THAT(dryRun().output, HasSubstr(" cannot be used (No such file or directory); bring it back, "));
 }
 
 TEST_F(DryRunTest, ABugWhoseIdCannotNameABranchIsNamed) {

@@ -67,6 +67,9 @@ TEST_F(QueueCommandTest, EveryCommandDoesItsActionAndPrintsTheBugAsItIsThen) {
     EXPECT_EQ(queue("next", "11111111").exitCode, 0);
     EXPECT_EQ(positions(), "0 1");
     EXPECT_THAT(queue("hold", "11111111").output, HasSubstr(" (manual) "));
+    EXPECT_THAT(queue("start", "11111111").error,
+                HasSubstr("its app has no repository; name one first with: "));
+    mapApp();
     EXPECT_EQ(queue("start", "11111111").exitCode, 0);
     EXPECT_THAT(history("11111111"), EndsWith("startRequested"));
     EXPECT_EQ(queue("release", "11111111").exitCode, 0);

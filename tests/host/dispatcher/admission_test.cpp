@@ -43,7 +43,8 @@ const std::vector<WaitRow>& waitRows() {
          WaitCause::running, false, "its session runs"},
         {"NoMapping",
          [](ItemFacts& item, ProgramFacts&) { item.item.status = QueueItemStatus::waitingForMapping; },
-         WaitCause::noMapping, false, "no repository for com.acme.shop"},
+         WaitCause::noMapping, false,
+         "no mapping for com.acme.shop; add one with: quernlight-dispatch map set"},
         {"TheManualQueue", [](ItemFacts& item, ProgramFacts&) { item.item.queueMode = QueueMode::manual; },
          WaitCause::startNotRequested, false, "until: queue start 3f2a9c1d"},
         {"TroubleAMomentAgo", [](ItemFacts& item, ProgramFacts&) { item.restsAfterTrouble = true; },
@@ -61,7 +62,10 @@ const std::vector<WaitRow>& waitRows() {
          WaitCause::homeUnwritable, true, "the dispatch home cannot be written"},
         {"AMappingThatIsGone", [](ItemFacts& item, ProgramFacts&) { item.repository.reset(); },
          WaitCause::mappingGone, true,
-         "the repository mapping of com.acme.shop is gone; set it again with \"map set\""},
+         "no mapping for com.acme.shop; add one with: quernlight-dispatch map set"},
+        {"ABrokenRepository",
+         [](ItemFacts& item, ProgramFacts&) { item.repositoryTrouble = "The repository is gone."; },
+         WaitCause::repositoryBroken, true, "The repository is gone."},
         {"NoAgent", [](ItemFacts&, ProgramFacts& program) { program.missingAgent = "There is no program."; },
          WaitCause::agentMissing, true, "There is no program."},
         {"NoPlace", [](ItemFacts&, ProgramFacts& program) { program.sessionsRunning = 2; },
@@ -139,6 +143,18 @@ TEST(AdmissionOfListsTest, AManualItemStartsOnceAPersonHasAskedForIt) {
     EXPECT_EQ(startsAmong({.items = {item}}), "+");
 }
 
+/// Nothing but a person's mapping lets it go on, also while the dispatcher goes on with other things.
+TEST(AdmissionOfListsTest, AManualItemWithoutAMappingWaitsForAPersonOnceItsStartWasAskedFor) {
+    ItemFacts item = startable();
+    item.item.queueMode = QueueMode::manual;
+    item.repository.reset();
+    const auto cause = [&] { return admit({.items = {item}}).at(0).reason.value().cause; };
+    EXPECT_EQ(cause(), WaitCause::startNotRequested);
+    item.startRequested = true;
+    EXPECT_EQ(cause(), WaitCause::noMapping);
+    EXPECT_FALSE(passesByItself(cause()));
+}
+
 TEST(AdmissionOfListsTest, MemoryOfWhichNothingIsKnownHoldsNothingBack) {
     EXPECT_EQ(startsAmong({.items = {startable()}, .program = {.memoryWantedMiB = 1024}}), "+");
 }
@@ -150,7 +166,8 @@ TEST(AdmissionOfListsTest, APauseWithoutAnEndNamesItsCauseOnly) {
 
 TEST(AdmissionOfListsTest, NamesFromOutsideActOnNoTerminal) {
     EXPECT_EQ(sentenceOf({.cause = WaitCause::noMapping, .about = "a\x1b[2J"}),
-              R"(no repository for a\x1b[2J)");
+              R"(no mapping for a\x1b[2J; add one with: quernlight-dispatch map set)");
+    EXPECT_EQ(sentenceOf({.cause = WaitCause::repositoryBroken, .about = "a\x1b[2J"}), R"(a\x1b[2J)");
     EXPECT_EQ(sentenceOf({.cause = WaitCause::startNotRequested, .about = "a;b"}),
               "until: queue start 'a;b'");
 }

@@ -67,6 +67,7 @@ class DispatcherFixture : private SteppedTime, public ServicesFixture {
     DispatcherFixture() : ServicesFixture(steppedClock) {
         settings.agentCommand = {"/bin/sh"};
         settings.memoryFloorMiB = 0;
+        std::filesystem::create_directories(repository);
     }
 
     void begin(DispatcherSettings options = {}) {

@@ -162,6 +162,34 @@ TEST_F(DispatcherTest, ABugWhoseMappingIsGoneWaitsForANewOneAlsoWithoutAnAgent) 
     EXPECT_THAT(published.alerts, IsEmpty());
 }
 
+TEST_F(DispatcherTest, AStartedBugOfTheManualQueueWhoseMappingIsGoneWaitsForANewOneAndIsNamed) {
+    const Uuid item = enqueue("11111111").id;
+    run(manager.move(item, QueueMode::manual, std::nullopt));
+    run(appendEvent(store.items, {.itemID = item, .kind = EventKind::startRequested, .message = "Asked."}));
+    run(store.database->execute("DELETE FROM app_mappings"));
+    begin();
+    const AlertKey subject{AlertTopic::starting, "11111111"};
+    ASSERT_TRUE(until([&] { return published.alerts.contains(subject); }));
+    EXPECT_THAT(published.alerts.at(subject),
+                HasSubstr("Bug 11111111 waits: no mapping for com.acme.shop; "));
+    EXPECT_EQ(status(item), QueueItemStatus::queued);
+    run(store.mappings.upsert({.bundleID = "com.acme.shop", .appName = "Shop", .repoPath = repository}));
+    EXPECT_TRUE(untilStarted({"11111111"}));
+    EXPECT_FALSE(published.alerts.contains(subject));
+}
+
+TEST_F(DispatcherTest, ARepositoryThatIsGoneHoldsItsBugsBackUntilItIsThere) {
+    enqueue("11111111");
+    std::filesystem::remove(repository);
+    begin();
+    const AlertKey subject{AlertTopic::starts, repository};
+    ASSERT_TRUE(until([&] { return published.alerts.contains(subject); }));
+    EXPECT_THAT(published.alerts.at(subject), HasSubstr("cannot be used (No such file or directory); "));
+    EXPECT_THAT(script.started, IsEmpty());
+    std::filesystem::create_directories(repository);
+    EXPECT_TRUE(untilStarted({"11111111"}));
+}
+
 /// A run that ends when nothing is left; the backend has no bugs.
 class DispatcherOnceTest : public test::DispatcherFixture {
   protected:
@@ -205,6 +233,16 @@ TEST_F(DispatcherOnceTest, ItTriesNothingTwiceAndSaysWhatWasNotStarted) {
     beginOnce();
     EXPECT_TRUE(untilEnd());
     EXPECT_EQ(failureText(), "2 bugs could not be started: git fetch fails.");
+}
+
+TEST_F(DispatcherOnceTest, ARepositoryThatIsGoneIsItsEndAndNamesTheNextStep) {
+    enqueue("11111111");
+    std::filesystem::remove(repository);
+    beginOnce();
+    EXPECT_TRUE(untilEnd());
+    EXPECT_EQ(failureText(), "1 bug could not be started: The repository " + repository +
+                                 " cannot be used (No such file or directory); bring it back, or map its app "
+                                 "to another one with: quernlight-dispatch map set");
 }
 
 TEST_F(DispatcherOnceTest, ABackendThatGivesNoListEndsIt) {

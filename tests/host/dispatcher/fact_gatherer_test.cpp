@@ -3,12 +3,14 @@
 #include <gmock/gmock.h>
 
 #include "host/events/item_history.hpp"
+#include "host/settings/settings_store.hpp"
 #include "tests/host/services_fixture.hpp"
 
 namespace quernlight::host {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 /// A real store, and a machine of which the test says what it shows.
@@ -138,6 +140,15 @@ TEST_F(FactGathererTest, AnybodyMayAskWhyOneItemWaits) {
     run(manager.move(held.id, QueueMode::manual, std::nullopt));
     EXPECT_EQ(run(reasonToWait(store, live.id)), std::nullopt);
     EXPECT_EQ(run(reasonToWait(store, held.id)).value().cause, WaitCause::startNotRequested);
+}
+
+TEST_F(FactGathererTest, WhoeverAsksHearsOfABrokenRepositoryAndThenOfAMissingAgent) {
+    const BugQueueItem item = enqueue("11111111");
+    run(SettingsStore(store.database).set("agent.command", "/no/such/agent"));
+    const auto sentence = [&] { return sentenceOf(run(reasonToWait(store, item.id)).value()); };
+    EXPECT_THAT(sentence(), HasSubstr("The repository " + repository + " cannot be used (No such file"));
+    std::filesystem::create_directories(repository);
+    EXPECT_THAT(sentence(), HasSubstr("There is no program /no/such/agent that may be run"));
 }
 
 TEST_F(FactGathererTest, AnItemThatHasEndedWaitsForNothing) {

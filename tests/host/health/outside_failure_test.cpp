@@ -84,10 +84,15 @@ TEST(OutsideFailureTest, AShortageIsKnownWhateverThrowsIt) {
 TEST(OutsideFailureTest, ARepositoryOrARootForWorktreesThatIsNotThereConcernsTheRepository) {
     const quernlight::test::TemporaryDirectory directory;
     const std::string gone = directory / "gone";
+    EXPECT_TRUE(repositoryTrouble(gone, directory.path()));
     EXPECT_EQ(unusableRepository(gone, directory.path())->repository, gone);
     quernlight::test::writeFile(directory / "file", "");
     EXPECT_EQ(unusableRepository(directory.path(), directory / "file/worktrees")->repository,
               directory.path());
+    EXPECT_TRUE(repositoryTrouble(directory.path(), directory / "file/worktrees"));
+    EXPECT_TRUE(repositoryTrouble(directory.path(), directory / "file"));
+    EXPECT_FALSE(repositoryTrouble(directory.path(), directory / "new/worktrees"));
+    EXPECT_FALSE(std::filesystem::exists(directory / "new"));
     EXPECT_FALSE(unusableRepository(directory.path(), directory / "new/worktrees"));
     EXPECT_TRUE(std::filesystem::is_directory(directory / "new/worktrees"));
 }

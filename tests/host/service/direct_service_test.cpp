@@ -88,10 +88,17 @@ TEST_F(DirectServiceTest, CancelTakesAnItemOutAndRetryBringsItBackAtTheEnd) {
 
 TEST_F(DirectServiceTest, AnItemMovesBetweenTheQueuesAndIsStartedFromTheManualOne) {
     const BugQueueItem item = enqueue("11111111");
+    mapApp();
     EXPECT_EQ(change(QueueAction::moveToManual, item).queueMode, QueueMode::manual);
     EXPECT_EQ(change(QueueAction::start, item), stored(item));
     EXPECT_EQ(lastKind(item), "startRequested");
     EXPECT_EQ(change(QueueAction::moveToAuto, item).queueMode, QueueMode::automatic);
+}
+
+TEST_F(DirectServiceTest, NothingIsStartedThatHasNoMappingAndThenNothingIsStored) {
+    const BugQueueItem item = enqueue("11111111", QueueMode::manual);
+    EXPECT_EQ(codeOf(service->change({.action = QueueAction::start, .bugID = "11111111"})), refused);
+    EXPECT_EQ(lastKind(item), "enqueued");
 }
 
 TEST_F(DirectServiceTest, WhatTheItemsStateForbidsIsRefusedAndChangesNothing) {

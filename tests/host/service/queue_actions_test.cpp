@@ -71,6 +71,8 @@ INSTANTIATE_TEST_SUITE_P(
         StateRow{"queued, held",             {queued, manual},             {}, {allowed,    allowed,    allowed,  allowed,   allowed,    allowed}},
         StateRow{"waitingForMapping, held",  {waitingForMapping, manual},  {}, {allowed,    allowed,    allowed,  allowed,   allowed,    allowed}},
         StateRow{"waitingForCapacity, held", {waitingForCapacity, manual}, {}, {allowed,    allowed,    allowed,  allowed,   allowed,    allowed}},
+        StateRow{"queued, held, unmapped",   {queued, manual, false, false}, {}, {needsMapping, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"queued, unmapped",         {queued, automatic, false, false}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed}},
         StateRow{"startingCodex, held",      {startingCodex, manual},      {}, {notHeld,    toSettle,   toSettle, toSettle,  toSettle,   toSettle}},
         StateRow{"running, held",            {running, manual},            {}, {notHeld,    toSettle,   toSettle, toSettle,  toSettle,   toSettle}},
         StateRow{"codexCompleted, held",     {codexCompleted, manual},     {}, {notHeld,    toSettle,   toSettle, toSettle,  toSettle,   toSettle}},
@@ -99,7 +101,10 @@ void PrintTo(const SentenceRow& row, std::ostream* out) {
 class QueueActionSentenceTest : public testing::TestWithParam<SentenceRow> {};
 
 TEST_P(QueueActionSentenceTest, SaysWhatToDoInstead) {
-    const BugQueueItem item{.bugID = "3f2a9c1d", .status = QueueItemStatus::failed};
+    const BugQueueItem item{.bugID = "3f2a9c1d",
+                            .appName = "Shop",
+                            .bundleID = "com.acme.shop",
+                            .status = QueueItemStatus::failed};
     EXPECT_EQ(queueActionSentence(GetParam().verdict, item),
               std::string("Bug 3f2a9c1d (failed): ") + GetParam().sentence);
 }
@@ -118,6 +123,9 @@ INSTANTIATE_TEST_SUITE_P(
         SentenceRow{notHeld,
                     "only bugs that wait in the manual queue are started by hand; put it there with: "
                     "quernlight-dispatch queue hold 3f2a9c1d"},
+        SentenceRow{needsMapping,
+                    "its app has no repository; name one first with: quernlight-dispatch map set --bundle "
+                    "com.acme.shop --app Shop --repo PATH"},
         SentenceRow{sessionUnreconciled,
                     "its session has to be reconciled first; start the dispatcher once."}));
 
@@ -128,13 +136,14 @@ TEST(QueueActionSentence, QuotesAnIdThatAShellWouldTakeForMore) {
 
 TEST(QueueActionFactsTest, AnAttemptIsOpenUntilItsEndIsStored) {
     const BugQueueItem item{.queueMode = manual, .status = QueueItemStatus::failed};
-    EXPECT_FALSE(queueActionFacts(item, std::nullopt).hasOpenAttempt);
+    EXPECT_FALSE(queueActionFacts(item, std::nullopt, true).hasOpenAttempt);
     for (const SessionAttemptState state : allSessionAttemptStates) {
         const bool hasEnded = state == SessionAttemptState::completed || state == SessionAttemptState::failed;
         const SessionAttemptRecord attempt{.state = state};
-        EXPECT_EQ(queueActionFacts(item, attempt).hasOpenAttempt, !hasEnded) << rawValue(state);
+        EXPECT_EQ(queueActionFacts(item, attempt, true).hasOpenAttempt, !hasEnded) << rawValue(state);
     }
-    EXPECT_EQ(queueActionFacts(item, std::nullopt).mode, manual);
+    EXPECT_EQ(queueActionFacts(item, std::nullopt, true).mode, manual);
+    EXPECT_FALSE(queueActionFacts(item, std::nullopt, false).isMapped);
 }
 
 }  // namespace
