@@ -19,8 +19,8 @@ void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
 
-/// Reads the program's command line and does what it asks for. Returns the exit status; throws what the
-/// command throws.
+/// Reads the program's command line and does what it asks for. Returns the exit status, which is 2 when the
+/// line cannot be meant; throws what the command throws.
 int runCommandLine(int argc, char** argv);
 
 }  // namespace quernlight::host

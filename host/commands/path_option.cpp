@@ -27,4 +27,11 @@ std::string withUserHome(std::string path) {
     return home.empty() ? path : home + path.substr(end);
 }
 
+std::string givenPath(const std::string& path) {
+    if (path.empty()) {
+        throw CLI::ValidationError("the path is empty");
+    }
+    return withUserHome(path);
+}
+
 }  // namespace quernlight::host

@@ -10,11 +10,15 @@ namespace quernlight::host {
 /// and "~name" that of another user. What names no user stays as it is.
 std::string withUserHome(std::string path);
 
-/// An option for a path; `target` is a std::filesystem::path, a std::string, or an optional one.
+/// The same; throws CLI::ValidationError when there is no path.
+std::string givenPath(const std::string& path);
+
+/// An option for a path, which is never empty; `target` is a std::filesystem::path, a std::string, or an
+/// optional one.
 template <class Target>
 CLI::Option* addPathOption(CLI::App& app, const std::string& names, Target& target, const std::string& help) {
     return app.add_option(names, target, help)->transform([](const std::string& path) {
-        return withUserHome(path);
+        return givenPath(path);
     });
 }
 

@@ -1,0 +1,72 @@
+#include <ostream>
+
+#include <gmock/gmock.h>
+
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using testing::HasSubstr;
+
+struct UsageRow {
+    std::vector<std::string> words;
+    const char* sentence;
+};
+
+void PrintTo(const UsageRow& row, std::ostream* out) {
+    for (const std::string& word : row.words) {
+        *out << word << ' ';
+    }
+}
+
+/// Command lines that cannot be meant.
+class UsageTest : public test::DispatchFixture, public testing::WithParamInterface<UsageRow> {};
+
+TEST_P(UsageTest, NamesTheWordThatIsWrongAndEndsWithStatusTwo) {
+    const auto outcome = dispatch(GetParam().words);
+    EXPECT_EQ(outcome.exitCode, 2);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_EQ(outcome.error, "quernlight-dispatch: " + std::string(GetParam().sentence) + "\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, UsageTest,
+    testing::Values(
+        UsageRow{{}, "a command is missing; there are: run, map, queue, config"},
+        UsageRow{{"rnu"}, "unknown command \"rnu\"; did you mean \"run\"?"},
+        UsageRow{{"rnu", "--once"}, "unknown command \"rnu\"; did you mean \"run\"?"},
+        UsageRow{{"status"}, "unknown command \"status\"; there are: run, map, queue, config"},
+        UsageRow{{"queue"},
+                 "a command is missing; there are: list, show, start, next, retry, cancel, hold, release"},
+        UsageRow{{"queue", "lst"}, "unknown command \"lst\"; did you mean \"list\"?"},
+        UsageRow{{"run", "--onse"}, "unknown option \"--onse\"; did you mean \"--once\"?"},
+        UsageRow{{"run", "--max-sesions=3"},
+                 "unknown option \"--max-sesions\"; did you mean \"--max-sessions\"?"},
+        UsageRow{{"run", "--verbose"}, "unknown option \"--verbose\"; see: quernlight-dispatch run --help"},
+        UsageRow{{"run"}, "--token-file is required; see: quernlight-dispatch run --help"},
+        UsageRow{{"queue", "show", "1", "2"},
+                 "unexpected word \"2\"; see: quernlight-dispatch queue show --help"},
+        UsageRow{{"queue", "lis\x1b[2J"},
+                 "unknown command \"lis\\x1b[2J\"; there are: list, show, start, "
+                 "next, retry, cancel, hold, release"},
+        UsageRow{{"queue", "list", "--home", ""},
+                 "--home: the path is empty; see: quernlight-dispatch queue list --help"},
+        UsageRow{{"run", "--token-file", ""},
+                 "--token-file: the path is empty; see: quernlight-dispatch run --help"},
+        UsageRow{{"run", "--token-file", "token", "--log-file", ""},
+                 "--log-file: the path is empty; see: quernlight-dispatch run --help"}));
+
+using AskedForTest = test::DispatchFixture;
+
+TEST_F(AskedForTest, HelpAndVersionGoToStandardOutput) {
+    const auto help = dispatch({"--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_THAT(help.output, HasSubstr("queue"));
+    const auto version = dispatch({"--version"});
+    EXPECT_EQ(version.exitCode, 0);
+    EXPECT_THAT(version.output, testing::MatchesRegex("quernlight-dispatch [0-9.]+\n"));
+}
+
+}  // namespace
+}  // namespace quernlight
