@@ -1,8 +1,22 @@
 #include "host/settings/backend_address.hpp"
 
+#include <charconv>
+#include <system_error>
+
 #include "host/process/user_error.hpp"
 
 namespace quernlight::host {
+namespace {
+
+/// Of digits, or absent.
+bool isPort(std::string_view text) {
+    unsigned port = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), port);
+    return text.empty() ||
+           (error == std::errc() && end == text.data() + text.size() && port > 0 && port < 65536);
+}
+
+}  // namespace
 
 bool holdsCredentials(std::string_view address) {
     const std::size_t scheme = address.find("://");
@@ -10,16 +24,24 @@ bool holdsCredentials(std::string_view address) {
     return rest.substr(0, rest.find_first_of("/?#")).find('@') != std::string_view::npos;
 }
 
+std::optional<Url> usableAddress(std::string_view text) {
+    auto url = Url::parse(text);
+    const bool isUsable = url && (url->scheme() == "http" || url->scheme() == "https") &&
+                          !url->host().empty() && isPort(url->port()) &&
+                          url->withoutQueryAndFragment() == url;
+    return isUsable ? std::move(url) : std::nullopt;
+}
+
 Url parseBackendAddress(const std::string& text) {
     if (holdsCredentials(text)) {
         throw UserError(credentialsRefusal);
     }
-    const auto url = Url::parse(text);
-    if (!url || (url->scheme() != "http" && url->scheme() != "https") || url->host().empty()) {
+    auto url = usableAddress(text);
+    if (!url) {
         throw UserError("The backend \"" + text +
                         "\" is not a valid URL; give one like https://bugs.example.");
     }
-    return *url;
+    return *std::move(url);
 }
 
 Url backendAddress(const std::optional<Url>& given, const Settings& settings) {

@@ -1,5 +1,6 @@
 #include "host/settings/setting_descriptions.hpp"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -10,7 +11,6 @@
 #include "host/settings/backend_address.hpp"
 #include "host/settings/word_list.hpp"
 #include "quernlight/platform/text.hpp"
-#include "quernlight/platform/url.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -90,19 +90,34 @@ std::optional<Number> parseInRange(std::string_view text, const SettingDescripti
 }
 
 std::optional<bool> parseFlag(std::string_view text) {
-    if (text == "true" || text == "yes" || text == "on") {
+    const std::string word = lowercased(text);
+    if (word == "true" || word == "yes" || word == "on") {
         return true;
     }
-    return text == "false" || text == "no" || text == "off" ? std::optional(false) : std::nullopt;
+    return word == "false" || word == "no" || word == "off" ? std::optional(false) : std::nullopt;
 }
 
 std::optional<std::string> parseAddress(std::string_view text) {
     if (holdsCredentials(text)) {
         throw UserError(credentialsRefusal);
     }
-    const auto url = Url::parse(std::string(text));
-    const bool usable = url && (url->scheme() == "http" || url->scheme() == "https") && !url->host().empty();
-    return usable ? std::optional(std::string(text)) : std::nullopt;
+    return usableAddress(text) ? std::optional(std::string(text)) : std::nullopt;
+}
+
+bool namesVariables(const SettingDescription& description) {
+    return description.member == SettingMember(&Settings::agentEnvironment);
+}
+
+/// Of an environment: letters, digits and underscores, no digit first.
+bool isVariable(const std::string& name) {
+    const auto isLetter = [](char character) {
+        return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
+               character == '_';
+    };
+    const auto isAllowed = [&](char character) {
+        return isLetter(character) || (character >= '0' && character <= '9');
+    };
+    return !name.empty() && isLetter(name.front()) && std::ranges::all_of(name, isAllowed);
 }
 
 std::optional<std::vector<std::string>> parseWords(std::string_view text,
@@ -110,7 +125,9 @@ std::optional<std::vector<std::string>> parseWords(std::string_view text,
     auto words = splitWords(text);
     const bool inRange = words && static_cast<double>(words->size()) >= description.least &&
                          static_cast<double>(words->size()) <= description.most;
-    return inRange ? words : std::nullopt;
+    const bool isAllowed =
+        inRange && (!namesVariables(description) || std::ranges::all_of(*words, isVariable));
+    return isAllowed ? words : std::nullopt;
 }
 
 /// Reads the text as the type of the member that it is for.
@@ -156,6 +173,9 @@ struct Allowed {
     std::string operator()(double Settings::*) const { return "a number" + rangeText(description); }
     std::string operator()(bool Settings::*) const { return "true or false"; }
     std::string operator()(std::vector<std::string> Settings::*) const {
+        if (namesVariables(description)) {
+            return "space-separated names of variables";
+        }
         return description.least > 0 ? "one or more space-separated words" : "space-separated words";
     }
 };
@@ -195,7 +215,7 @@ void assignSetting(Settings& settings, const SettingDescription& description, st
     std::visit(
         [&](auto member) {
             auto parsed = Reader{value, description}(member);
-            if (!parsed) {
+            if (!parsed || !isValidUtf8(value)) {
                 throw UserError(std::string(description.key) + " must be " + describeAllowed(description) +
                                 "; \"" + std::string(text) + "\" is not.");
             }
