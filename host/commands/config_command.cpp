@@ -7,6 +7,7 @@
 #include "host/commands/command_line.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "quernlight/platform/control_characters.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -17,9 +18,15 @@ struct ConfigOptions {
     std::string text;
 };
 
+constexpr std::size_t mostShown = 1 << 16;
+
+std::string shown(const SettingValue& value) {
+    return escapedLine(shownSetting(value.text, value.unit), mostShown);
+}
+
 void tell(const SettingValue& value) {
-    std::cout << std::left << std::setw(34) << value.key << shownSetting(value.text, value.unit)
-              << (value.isSet ? "" : "  (default)") << "\n    " << value.help << "\n";
+    std::cout << std::left << std::setw(34) << value.key << shown(value) << (value.isSet ? "" : "  (default)")
+              << "\n    " << value.help << "\n";
 }
 
 Task<void> list(DispatchService& service) {
@@ -28,17 +35,17 @@ Task<void> list(DispatchService& service) {
         tell(value);
     }
     for (const std::string& trouble : settings.troubles) {
-        std::cout << "Stored, but not heeded: " << trouble << "\n";
+        std::cout << "Stored, but not heeded: " << escapedLine(trouble, mostShown) << "\n";
     }
 }
 
 Task<void> get(DispatchService& service, std::string key) {
     const SettingValue value = co_await service.setting(std::move(key));
-    std::cout << value.text << std::endl;
+    std::cout << escapedLine(value.text, mostShown) << std::endl;
 }
 
 void tellNow(const SettingValue& value) {
-    std::cout << value.key << " is now " << shownSetting(value.text, value.unit) << "; that takes effect "
+    std::cout << value.key << " is now " << shown(value) << "; that takes effect "
               << describe(value.takesEffect) << "." << std::endl;
 }
 

@@ -19,15 +19,16 @@ struct MapOptions {
 Task<void> set(DispatchService& service, MappingRequest request) {
     const AppMapping mapping = co_await service.setMapping(std::move(request));
     std::cout << withoutControls(mapping.bundleID + " (" + mapping.appName) << ") is worked on in "
-              << mapping.repoPath << ", from branch " << mapping.baseBranch << ", with worktrees in "
-              << *mapping.worktreeRootPath << std::endl;
+              << withoutControls(mapping.repoPath) << ", from branch " << withoutControls(mapping.baseBranch)
+              << ", with worktrees in " << withoutControls(*mapping.worktreeRootPath) << std::endl;
 }
 
 Task<void> list(DispatchService& service) {
     const auto mappings = co_await service.mappings();
     for (const AppMapping& mapping : mappings) {
-        std::cout << withoutControls(mapping.bundleID + "  " + mapping.appName) << "  " << mapping.repoPath
-                  << "  " << mapping.baseBranch << "  " << mapping.resolvedWorktreeRootPath() << "\n";
+        std::cout << withoutControls(mapping.bundleID + "  " + mapping.appName + "  " + mapping.repoPath +
+                                     "  " + mapping.baseBranch + "  " + mapping.resolvedWorktreeRootPath())
+                  << "\n";
     }
     if (mappings.empty()) {
         std::cout

@@ -26,21 +26,22 @@ struct ChangeOptions {
     QueueChange change{};
 };
 
-std::string describe(const BugQueueItem& item) {
+std::string describe(const BugQueueItem& item, SessionStage stage) {
     const std::string queue = item.queueMode == QueueMode::manual ? " (manual)" : "";
     return fitted(item.bugID, 8) + "  " + fitted(item.appName, 12) + "  " +
-           fitted(std::string(statusText(item)) + queue, 20) + "  " +
+           fitted(std::string(statusText(stage)) + queue, 20) + "  " +
            withoutControls(item.errorMessage.value_or(item.title));
 }
 
 Task<void> list(DispatchService& service) {
-    const auto items = co_await service.queue();
+    const auto entries = co_await service.queue();
     for (const bool forPerson : {true, false}) {
-        for (const BugQueueItem& item : items) {
-            std::cout << (needsAttention(item) == forPerson ? describe(item) + "\n" : "");
+        for (const QueueEntry& entry : entries) {
+            const bool isShown = needsAttention(entry.stage) == forPerson;
+            std::cout << (isShown ? describe(entry.item, entry.stage) + "\n" : "");
         }
     }
-    if (items.empty()) {
+    if (entries.empty()) {
         std::cout << "The queue is empty; bugs come in with: quernlight-dispatch run\n";
     }
     std::cout.flush();
@@ -48,30 +49,32 @@ Task<void> list(DispatchService& service) {
 
 Task<void> show(DispatchService& service, std::string bugID) {
     const QueueItemDetails details = co_await service.queueItem(std::move(bugID));
-    std::cout << describe(details.item) << "\n" << details.item.bugURL.text() << "\n";
+    std::cout << describe(details.item, details.stage) << "\n"
+              << withoutControls(details.item.bugURL.text()) << "\n";
     for (const QueueEvent& event : details.history) {
         std::cout << "  " << formatInstant(event.createdAt) << "  " << std::left << std::setw(18)
-                  << event.kind << " " << withoutControls(event.message) << "\n";
+                  << withoutControls(event.kind) << " " << withoutControls(event.message) << "\n";
     }
     if (details.waits) {
         std::cout << "waits: " << sentenceOf(*details.waits) << "\n";
     }
     if (!details.attempts.empty()) {
         const SessionAttemptRecord& latest = details.attempts.back();
-        std::cout << "Attempt " << latest.attemptNumber << ", transcript: " << latest.transcriptTextPath
-                  << "\n";
+        std::cout << "Attempt " << latest.attemptNumber
+                  << ", transcript: " << withoutControls(latest.transcriptTextPath) << "\n";
     }
     std::cout.flush();
 }
 
 Task<void> change(DispatchService& service, QueueChange change) {
-    const BugQueueItem changed = co_await service.change(std::move(change));
-    std::cout << describe(changed) << std::endl;
+    const QueueEntry changed = co_await service.change(std::move(change));
+    std::cout << describe(changed.item, changed.stage) << std::endl;
 }
 
 /// Whether a person wants finished work done again.
 bool isConfirmed(const QueueChange& change) {
-    const std::string bug = "The work on bug " + BugID::normalized(change.bugID) + " is in review";
+    const std::string bug =
+        "The work on bug " + withoutControls(BugID::normalized(change.bugID)) + " is in review";
     if (!canAsk()) {
         throw UserError(bug + ", and there is no terminal to ask on; add --yes to have it worked on again.");
     }

@@ -76,9 +76,12 @@ bool needsAttention(const BugQueueItem& item) {
     return needsAttention(stageOf(item));
 }
 
-/// Of an item whose session may still run, only its owner knows more.
 std::string_view statusText(const BugQueueItem& item) {
-    const SessionStage stage = stageOf(item);
+    return statusText(stageOf(item));
+}
+
+/// Of an item whose session may still run, only its owner knows more.
+std::string_view statusText(SessionStage stage) {
     return stage == SessionStage::toReconcile ? "running" : stageText(stage);
 }
 

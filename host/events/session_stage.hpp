@@ -48,5 +48,6 @@ bool needsAttention(const BugQueueItem& item);
 /// The item's status in the words that people are shown everywhere: queued, running, in review, needs reply,
 /// needs mapping, needs start, failed or cancelled.
 std::string_view statusText(const BugQueueItem& item);
+std::string_view statusText(SessionStage stage);
 
 }  // namespace quernlight::host

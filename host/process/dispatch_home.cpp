@@ -16,6 +16,17 @@ EnvironmentMap environmentWithHome(const std::optional<std::filesystem::path>& c
     return environment;
 }
 
+/// A home that may not be looked into, or that is a file, is not one that is absent.
+bool holdsQueue(const std::filesystem::path& home) {
+    std::error_code error;
+    const auto queue = std::filesystem::status(FileLocations::databaseURL(home), error);
+    if (error && error != std::errc::no_such_file_or_directory) {
+        throw UserError("The dispatch home " + home.string() + " cannot be read (" + error.message() +
+                        "); choose another with --home or check its permissions.");
+    }
+    return std::filesystem::exists(queue);
+}
+
 }  // namespace
 
 std::filesystem::path openDispatchHome(const std::optional<std::filesystem::path>& chosen) {
@@ -31,8 +42,7 @@ std::filesystem::path openDispatchHome(const std::optional<std::filesystem::path
 
 std::filesystem::path findDispatchHome(const std::optional<std::filesystem::path>& chosen) {
     const auto home = locateDispatchHome(chosen);
-    std::error_code none;
-    if (!std::filesystem::exists(FileLocations::databaseURL(home), none)) {
+    if (!holdsQueue(home)) {
         throw UserError("There is no dispatch home at " + home.string() +
                         ", for no queue is there; choose another with --home, or make this one with: "
                         "quernlight-dispatch map set");
@@ -41,7 +51,9 @@ std::filesystem::path findDispatchHome(const std::optional<std::filesystem::path
 }
 
 std::filesystem::path locateDispatchHome(const std::optional<std::filesystem::path>& chosen) {
-    return FileLocations::dispatchHomePath(environmentWithHome(chosen));
+    auto home = FileLocations::dispatchHomePath(environmentWithHome(chosen));
+    holdsQueue(home);
+    return home;
 }
 
 }  // namespace quernlight::host

@@ -13,7 +13,7 @@ std::filesystem::path openDispatchHome(const std::optional<std::filesystem::path
 /// holds no queue.
 std::filesystem::path findDispatchHome(const std::optional<std::filesystem::path>& chosen);
 
-/// The same place whether it is there or not.
+/// The same place whether it is there or not. Throws UserError when that cannot be told.
 std::filesystem::path locateDispatchHome(const std::optional<std::filesystem::path>& chosen);
 
 }  // namespace quernlight::host

@@ -15,9 +15,20 @@ void requireSetting(const std::string& key) {
     }
 }
 
-Task<std::vector<BugQueueItem>> listQueue(StoreAccess& access) {
-    const DispatchStore store = co_await access.forReading();
-    co_return co_await store.items.items(wholeQueue);
+void requireAllowed(const std::string& key, const std::optional<std::string>& text) {
+    try {
+        Settings checked;
+        if (text) {
+            assignSetting(checked, settingDescription(key), *text);
+        }
+    } catch (const UserError& error) {
+        throw ServiceError(ServiceErrorCode::invalid, error.what());
+    }
+}
+
+Task<std::vector<QueueEntry>> listQueue(StoreAccess& access) {
+    DispatchStore store = co_await access.forReading();
+    co_return co_await queueEntries(std::move(store));
 }
 
 Task<QueueItemDetails> showItem(StoreAccess& access, std::string bugID) {
@@ -25,7 +36,7 @@ Task<QueueItemDetails> showItem(StoreAccess& access, std::string bugID) {
     co_return co_await queueItemDetails(std::move(store), std::move(bugID));
 }
 
-Task<BugQueueItem> changeQueue(StoreAccess& access, QueueChange change) {
+Task<QueueEntry> changeQueue(StoreAccess& access, QueueChange change) {
     OwnedStore owned = co_await access.forQueue();
     co_return co_await changeItem(std::move(owned), std::move(change));
 }
@@ -59,19 +70,16 @@ Task<SettingValue> showSetting(StoreAccess& access, std::string key) {
     co_return settingValue(stored, key);
 }
 
-/// `text` absent: the default.
+/// `text` absent: the default. A request that nobody can mean makes no home.
 Task<SettingValue> changeSetting(StoreAccess& access, std::string key, std::optional<std::string> text) {
-    const DispatchStore store = co_await access.forSettings();
     requireSetting(key);
+    requireAllowed(key, text);
+    const DispatchStore store = co_await access.forSettings(text ? MissingHome::made : MissingHome::refused);
     const SettingsStore settings(store.database);
-    try {
-        if (text) {
-            co_await settings.set(key, *text);
-        } else {
-            co_await settings.unset(key);
-        }
-    } catch (const UserError& error) {
-        throw ServiceError(ServiceErrorCode::invalid, error.what());
+    if (text) {
+        co_await settings.set(key, *text);
+    } else {
+        co_await settings.unset(key);
     }
     const StoredSettings stored = co_await settings.read();
     co_return settingValue(stored, key);
@@ -110,7 +118,7 @@ Task<HealthReport> showHealth(StoreAccess& access, const LiveSources& live) {
 
 }  // namespace
 
-Task<std::vector<BugQueueItem>> DirectService::queue() {
+Task<std::vector<QueueEntry>> DirectService::queue() {
     return withServiceErrors(listQueue(*access_));
 }
 
@@ -118,7 +126,7 @@ Task<QueueItemDetails> DirectService::queueItem(std::string bugID) {
     return withServiceErrors(showItem(*access_, std::move(bugID)));
 }
 
-Task<BugQueueItem> DirectService::change(QueueChange change) {
+Task<QueueEntry> DirectService::change(QueueChange change) {
     return withServiceErrors(changeQueue(*access_, std::move(change)));
 }
 

@@ -23,9 +23,9 @@ class DirectService final : public DispatchService {
     explicit DirectService(std::unique_ptr<StoreAccess> access, LiveSources live = {})
         : access_(std::move(access)), live_(std::move(live)) {}
 
-    Task<std::vector<BugQueueItem>> queue() override;
+    Task<std::vector<QueueEntry>> queue() override;
     Task<QueueItemDetails> queueItem(std::string bugID) override;
-    Task<BugQueueItem> change(QueueChange change) override;
+    Task<QueueEntry> change(QueueChange change) override;
 
     Task<std::vector<AppMapping>> mappings() override;
     Task<AppMapping> setMapping(MappingRequest request) override;

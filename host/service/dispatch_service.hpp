@@ -21,14 +21,14 @@ class DispatchService {
     // The queue. `notFound`: no such bug, or one whose work was merged, of which the sentence tells.
 
     /// All items: by queue (the automatic one first), then position; also those that have left their queue.
-    virtual Task<std::vector<BugQueueItem>> queue() = 0;
+    virtual Task<std::vector<QueueEntry>> queue() = 0;
 
     virtual Task<QueueItemDetails> queueItem(std::string bugID) = 0;
 
     /// Returns the item as it is then. `refused` where the item's state forbids it, with what to do instead;
     /// `needsConfirmation` for finished work that is to be done again; `busy` while another process owns the
     /// home.
-    virtual Task<BugQueueItem> change(QueueChange change) = 0;
+    virtual Task<QueueEntry> change(QueueChange change) = 0;
 
     // The mappings of apps to repositories.
 

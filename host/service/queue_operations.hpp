@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "host/dispatcher/admission.hpp"
+#include "host/events/session_stage.hpp"
 #include "host/service/queue_actions.hpp"
 #include "host/store/retired_bugs.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
@@ -13,9 +14,17 @@ namespace quernlight::host {
 
 // What is asked of the queue and answered, as values. Bug ids are taken in any written form.
 
+/// An item, and where it is on its way. In the manual queue the item alone does not tell: a start may have
+/// been asked for.
+struct QueueEntry {
+    BugQueueItem item{};
+    SessionStage stage{};
+};
+
 /// An item with all that is stored of it.
 struct QueueItemDetails {
     BugQueueItem item{};
+    SessionStage stage{};
     std::optional<WaitReason> waits{};             ///< absent when it runs, has ended, or would start
     std::vector<QueueEvent> history{};             ///< oldest first
     std::vector<SessionAttemptRecord> attempts{};  ///< oldest first

@@ -15,8 +15,9 @@ Task<DispatchStore> HomeAccess::forReading() {
     co_return co_await DispatchStore::openForReading(findDispatchHome(chosen_));
 }
 
-Task<DispatchStore> HomeAccess::forSettings() {
-    co_return co_await DispatchStore::openBesideOwner(openDispatchHome(chosen_));
+Task<DispatchStore> HomeAccess::forSettings(MissingHome missing) {
+    auto home = missing == MissingHome::made ? openDispatchHome(chosen_) : findDispatchHome(chosen_);
+    co_return co_await DispatchStore::openBesideOwner(std::move(home));
 }
 
 Task<OwnedStore> HomeAccess::forQueue() {
@@ -43,7 +44,7 @@ Task<DispatchStore> OwnerAccess::forReading() {
     co_return owned_.store;
 }
 
-Task<DispatchStore> OwnerAccess::forSettings() {
+Task<DispatchStore> OwnerAccess::forSettings(MissingHome) {
     co_return owned_.store;
 }
 

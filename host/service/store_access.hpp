@@ -22,6 +22,9 @@ struct OwnedStore {
 /// Opens the store of a home whose lock this process holds.
 Task<OwnedStore> openOwned(std::filesystem::path home);
 
+/// What becomes of a home that is not there: without one there is nothing to put back, say.
+enum class MissingHome { made, refused };
+
 /// How an operation gets at the store: the one place that decides what it takes to open it. Operations throw
 /// UserError that says why it cannot be had.
 class StoreAccess {
@@ -29,7 +32,7 @@ class StoreAccess {
     virtual ~StoreAccess() = default;
 
     virtual Task<DispatchStore> forReading() = 0;
-    virtual Task<DispatchStore> forSettings() = 0;
+    virtual Task<DispatchStore> forSettings(MissingHome missing) = 0;
     virtual Task<OwnedStore> forQueue() = 0;
     virtual Task<OwnedStore> forMappings() = 0;
 };
@@ -37,13 +40,13 @@ class StoreAccess {
 /// Opens the store anew for each operation, as a short command does. Reading needs neither the home's lock
 /// nor the right to write; settings may change beside an owner; what changes the queue or the mappings owns
 /// the home from then on until this object ends, so that nobody else changes it before a person has answered.
-/// Only settings and mappings make a home that is not there.
+/// Only settings that are set and mappings make a home that is not there.
 class HomeAccess final : public StoreAccess {
   public:
     explicit HomeAccess(ChosenHome chosen) : chosen_(std::move(chosen)) {}
 
     Task<DispatchStore> forReading() override;
-    Task<DispatchStore> forSettings() override;
+    Task<DispatchStore> forSettings(MissingHome missing) override;
     Task<OwnedStore> forQueue() override;
     Task<OwnedStore> forMappings() override;
 
@@ -61,7 +64,7 @@ class OwnerAccess final : public StoreAccess {
     OwnerAccess(std::filesystem::path home, DispatchStore store, QueueManager& manager);
 
     Task<DispatchStore> forReading() override;
-    Task<DispatchStore> forSettings() override;
+    Task<DispatchStore> forSettings(MissingHome missing) override;
     Task<OwnedStore> forQueue() override;
     Task<OwnedStore> forMappings() override;
 

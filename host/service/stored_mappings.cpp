@@ -1,3 +1,4 @@
+#include "host/health/outside_failure.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
 #include "host/text/terminal_text.hpp"
@@ -18,6 +19,10 @@ ServiceError invalid(const std::string& sentence) {
 void requireName(const std::string& option, const std::string& value) {
     if (displayWidth(withoutControls(trimmed(value))) == 0) {  // nobody could see it
         throw invalid("The option " + option + " is empty; give it a value. Nothing was changed.");
+    }
+    if (!isValidUtf8(value)) {
+        throw invalid("The option " + option +
+                      " is not valid UTF-8; give it a text that is. Nothing was changed.");
     }
 }
 
@@ -50,6 +55,9 @@ Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest reque
     const std::string worktrees =
         resolvedPath(request.worktrees ? *request.worktrees : WorktreeNaming::defaultRootPath(root));
     requireOutside(worktrees, root);
+    if (const auto trouble = repositoryTrouble(root, worktrees)) {
+        throw invalid(*trouble);
+    }
     co_return AppMapping{.bundleID = request.bundleID,
                          .appName = request.appName,
                          .repoPath = root,

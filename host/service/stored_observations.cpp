@@ -76,9 +76,9 @@ Task<HealthReport> storedHealth(DispatchStore store) {
     const SettingsStore settings(store.database);
     const StoredSettings stored = co_await settings.read();
     HealthReport report{.alerts = stored.troubles};
-    for (BugQueueItem& item : co_await store.items.items(wholeQueue)) {
-        if (needsAttention(item)) {
-            report.needPerson.push_back(std::move(item));
+    for (QueueEntry& entry : co_await queueEntries(store)) {
+        if (needsAttention(entry.stage)) {
+            report.needPerson.push_back(std::move(entry.item));
         }
     }
     co_return report;

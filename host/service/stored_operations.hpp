@@ -13,11 +13,15 @@ namespace quernlight::host {
 // The service's operations on an open store. They throw ServiceError where the request cannot be met, and
 // DatabaseError.
 
+/// All items: by queue (the automatic one first), then position.
+Task<std::vector<QueueEntry>> queueEntries(DispatchStore store);
+Task<QueueEntry> queueEntry(DispatchStore store, BugQueueItem item);
+
 Task<QueueItemDetails> queueItemDetails(DispatchStore store, std::string bugID);
 Task<BugState> bugState(DispatchStore store, std::string bugID);
 
 /// Does what queueActionVerdict allows, and returns the item as it is then.
-Task<BugQueueItem> changeItem(OwnedStore owned, QueueChange change);
+Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change);
 
 /// Throws the one that names the first part of the request that is empty, or that nobody could see.
 void requireNames(const MappingRequest& request);

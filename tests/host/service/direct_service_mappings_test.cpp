@@ -105,27 +105,34 @@ constexpr const char* chooseBeside = "; choose a directory beside it with --work
 
 INSTANTIATE_TEST_SUITE_P(
     Table, MappingRefusalTest,
-    testing::Values(Refusal{"no repository", [](MappingRequest& request) { request.repository += "-away"; },
-                            "There is no git repository at CHECKOUT-away (",
-                            "); give the path of a checkout with --repo."},
-                    Refusal{"no branch", [](MappingRequest& request) { request.baseBranch = "nope"; },
-                            "The repository CHECKOUT has no branch \"nope\" (", "); name one with --base."},
-                    Refusal{"in place of the checkout",
-                            [](MappingRequest& request) { request.worktrees = request.repository; }, isInside,
-                            chooseBeside},
-                    Refusal{"in place of the checkout, as a directory",
-                            [](MappingRequest& request) { request.worktrees = request.repository + "/"; },
-                            isInside, chooseBeside},
-                    Refusal{"inside the checkout",
-                            [](MappingRequest& request) {
-                                request.worktrees = request.repository + "/worktrees";
-                            },
-                            isInside, chooseBeside},
-                    Refusal{"inside the checkout, the long way round",
-                            [](MappingRequest& request) {
-                                request.worktrees = request.repository + "/../shop/worktrees";
-                            },
-                            isInside, chooseBeside}));
+    testing::Values(
+        Refusal{"no repository", [](MappingRequest& request) { request.repository += "-away"; },
+                "There is no git repository at CHECKOUT-away (",
+                "); give the path of a checkout with --repo."},
+        Refusal{"no branch", [](MappingRequest& request) { request.baseBranch = "nope"; },
+                "The repository CHECKOUT has no branch \"nope\" (", "); name one with --base."},
+        Refusal{"in place of the checkout",
+                [](MappingRequest& request) { request.worktrees = request.repository; }, isInside,
+                chooseBeside},
+        Refusal{"in place of the checkout, as a directory",
+                [](MappingRequest& request) { request.worktrees = request.repository + "/"; }, isInside,
+                chooseBeside},
+        Refusal{"inside the checkout",
+                [](MappingRequest& request) { request.worktrees = request.repository + "/worktrees"; },
+                isInside, chooseBeside},
+        Refusal{
+            "inside the checkout, the long way round",
+            [](MappingRequest& request) { request.worktrees = request.repository + "/../shop/worktrees"; },
+            isInside, chooseBeside},
+        Refusal{"in place of a file",
+                [](MappingRequest& request) {
+                    request.worktrees = request.repository + "-file";
+                    quernlight::test::writeFile(*request.worktrees, "");
+                },
+                "The directory for worktrees CHECKOUT-file cannot be made (Not a directory); ",
+                "quernlight-dispatch map set --worktrees DIR"},
+        Refusal{"a name that is no text", [](MappingRequest& request) { request.appName = "\xff"; },
+                "The option --app is not valid UTF-8; ", " Nothing was changed."}));
 
 constexpr const char* invisible = " \x01\u200b";
 

@@ -14,12 +14,12 @@ using enum ServiceErrorCode;
 class DirectServiceTest : public test::ServiceFixture {
   protected:
     BugQueueItem change(QueueAction action, const BugQueueItem& item, RetryConsent consent = {}) {
-        return run(service->change({.action = action, .bugID = item.bugID, .consent = consent}));
+        return run(service->change({.action = action, .bugID = item.bugID, .consent = consent})).item;
     }
     std::vector<std::string> queuedIDs() {
         std::vector<std::string> ids;
-        for (const BugQueueItem& item : run(service->queue())) {
-            ids.push_back(item.bugID);
+        for (const QueueEntry& entry : run(service->queue())) {
+            ids.push_back(entry.item.bugID);
         }
         return ids;
     }
@@ -93,6 +93,21 @@ TEST_F(DirectServiceTest, AnItemMovesBetweenTheQueuesAndIsStartedFromTheManualOn
     EXPECT_EQ(change(QueueAction::start, item), stored(item));
     EXPECT_EQ(lastKind(item), "startRequested");
     EXPECT_EQ(change(QueueAction::moveToAuto, item).queueMode, QueueMode::automatic);
+}
+
+/// It waits for no person any more, unless its mapping is gone.
+TEST_F(DirectServiceTest, AManualItemWhoseStartWasAskedForIsQueuedInEveryAnswer) {
+    const BugQueueItem item = enqueue("11111111", QueueMode::manual);
+    mapApp();
+    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsStart);
+    EXPECT_EQ(run(service->change({.action = QueueAction::start, .bugID = "11111111"})).stage,
+              SessionStage::queued);
+    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::queued);
+    EXPECT_EQ(run(service->queueItem("11111111")).stage, SessionStage::queued);
+    EXPECT_THAT(run(service->health()).needPerson, IsEmpty());
+    run(store().database->execute("DELETE FROM app_mappings"));
+    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsMapping);
+    EXPECT_THAT(run(service->health()).needPerson, ElementsAre(item));
 }
 
 TEST_F(DirectServiceTest, NothingIsStartedThatHasNoMappingAndThenNothingIsStored) {
@@ -216,14 +231,35 @@ TEST_F(DirectServiceTest, WhoHasBegunToChangeTheQueueOwnsTheHomeUntilItLeaves) {
 }
 
 TEST_F(DirectServiceTest, AHomeThatIsNotThereIsToldByEveryOperationAndNotMade) {
-    for (const ServiceError& error : errorsOfEveryOperation()) {
+    auto errors = errorsOfEveryOperation();
+    errors.push_back(errorOf(service->unsetSetting("sessions.max")));
+    for (const ServiceError& error : errors) {
         EXPECT_EQ(error.code(), unavailable);
         EXPECT_EQ(error.what(), "There is no dispatch home at " + home.string() +
                                     ", for no queue is there; choose another with --home, or make this one "
                                     "with: quernlight-dispatch map set");
     }
+    EXPECT_EQ(codeOf(service->setSetting("sessions.max", "lots")), invalid);
     EXPECT_FALSE(std::filesystem::exists(home));
     EXPECT_EQ(run(service->setSetting("sessions.max", "4")).text, "4");
+}
+
+TEST_F(DirectServiceTest, AHomeThatCannotBeLookedIntoIsNoHomeThatIsNotThere) {
+    const std::string sentence = "The dispatch home " + home.string() + " cannot be read (";
+    quernlight::test::writeFile(home, "a file in the way");
+    EXPECT_EQ(errorOf(service->queue()).what(),
+              sentence + "Not a directory); choose another with --home or check its permissions.");
+    std::filesystem::remove(home);
+    std::filesystem::create_symlink(home, home);
+    for (const ServiceError& error : errorsOfEveryOperation()) {
+        EXPECT_EQ(error.code(), unavailable);
+        EXPECT_THAT(error.what(), HasSubstr(sentence + "Too many levels of symbolic links); "));
+    }
+}
+
+TEST_F(DirectServiceTest, AnIdThatIsNoTextIsInvalid) {
+    enqueue("11111111");
+    EXPECT_EQ(codeOf(service->queueItem("\xff")), invalid);
 }
 
 TEST_F(DirectServiceTest, ANewerVersionsQueueIsToldByEveryOperationAndLeftAsItIs) {
