@@ -7,6 +7,7 @@
 #include "host/commands/command_line.hpp"
 #include "host/commands/dry_run.hpp"
 #include "host/commands/path_option.hpp"
+#include "host/events/run_tally.hpp"
 #include "host/process/core_dumps.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/process/event_loop.hpp"
@@ -35,6 +36,9 @@ std::optional<Url> givenBackend(const RunOptions& options) {
 }
 
 int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, const std::string& token) {
+    if (options.logFile) {
+        checkLogFile(*options.logFile);
+    }
     boost::asio::io_context io;
     DryRun dry{.home = locateDispatchHome(options.home),
                .backend = backend,
@@ -60,6 +64,8 @@ int runCommand(const RunOptions& options) {
     const ViewOptions viewOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
                                   .logFile = options.logFile};
     EventPublisher events;
+    RunTally tally;
+    const auto counting = events.subscribe([&tally](const DispatchEvent& event) { tally.handle(event); });
     Views views(io.get_executor(), events, viewOptions);
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,
@@ -70,10 +76,14 @@ int runCommand(const RunOptions& options) {
                                    .dispatcher = {.once = options.once}};
     const StopSignals wishes =
         runWithSignals(io, dispatchBugs(std::move(program), events, views, stop), [&](int count) {
-            events.notice(count == 1 ? "Stopping sessions; press Ctrl-C again to kill them."
+            events.notice(count == 1 ? "Stopping sessions; Ctrl-C or SIGTERM once more kills them."
                                      : "Killing the sessions.");
             stop.raise(count == 1 ? StopLevel::stop : StopLevel::kill);
         });
+    const auto failures = tally.failureSentence();
+    if (options.once && failures && !stop.isStopping()) {
+        throw UserError(*failures);
+    }
     return wishes.exitStatus();
 }
 

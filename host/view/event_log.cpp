@@ -33,15 +33,17 @@ int openingMode(const std::string& file) {
     return isPipe ? O_RDWR : O_WRONLY;
 }
 
+UserError unwritableLog(const std::string& file, int error) {
+    return UserError("The log file " + file + " cannot be written (" +
+                     std::generic_category().message(error) + "); choose another with --log-file.");
+}
+
 FileDescriptor openedLog(const std::string& file) {
-    std::error_code ignored;  // opening the file tells
-    std::filesystem::create_directories(std::filesystem::path(file).parent_path(), ignored);
     makePrivateFile(file);
     const int flags = openingMode(file) | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC;
     FileDescriptor opened(open(file.c_str(), flags, 0600));
     if (!opened) {
-        throw UserError("The log file " + file + " cannot be written (" +
-                        std::generic_category().message(errno) + "); choose another with --log-file.");
+        throw unwritableLog(file, errno);
     }
     return opened;
 }
@@ -104,6 +106,18 @@ std::string textLine(const ItemChanged& logged) {
 }
 
 }  // namespace
+
+void checkLogFile(const std::string& file) {
+    struct stat found {};
+    const bool isThere = stat(file.c_str(), &found) == 0;
+    const auto directory = std::filesystem::absolute(file).parent_path() / ".";
+    if (isThere && S_ISDIR(found.st_mode)) {
+        throw unwritableLog(file, EISDIR);
+    }
+    if (access(isThere ? file.c_str() : directory.c_str(), W_OK) != 0) {
+        throw unwritableLog(file, errno);
+    }
+}
 
 EventLog::EventLog(LogFormat format) : EventLog(format, STDOUT_FILENO) {}
 

@@ -46,6 +46,10 @@ class EventLog final : public View {
     BackgroundWriter writer_;
 };
 
+/// Throws UserError when the file could not be written, as far as that can be told without making it: its
+/// directory has to be there.
+void checkLogFile(const std::string& file);
+
 /// The line for an event or (without bug and kind) a note, no line end.
 std::string logLine(LogFormat format, const ItemChanged& logged);
 

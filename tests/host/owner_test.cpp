@@ -353,7 +353,8 @@ TEST_F(OwnerTest, TwelveBugsOfEveryKindEndEachAsItShould) {
         agentDoes(bugID, behaviour);
     }
     const auto outcome = workAll({"--max-sessions", "4", "--idle-timeout", "12", "--exit-grace", "2"});
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.output << outcome.error;
+    EXPECT_EQ(outcome.exitCode, 1) << outcome.output;
+    EXPECT_THAT(outcome.error, HasSubstr("Of 12 bugs worked on 4 failed; "));
     for (const auto& [bugID, behaviour] : kinds) {
         const std::string expected = eventsOfBehaviour(behaviour);
         EXPECT_EQ(events(bugID), expected) << bugID << " " << behaviour;

@@ -107,10 +107,15 @@ TEST_F(RunBadInputTest, AQueueThatIsNoDatabaseIsNamedAndLeftAsItIs) {
     EXPECT_EQ(test::readFile(queueFile()), std::string(4096, 'x'));
 }
 
-TEST_F(RunBadInputTest, UnknownOptionsAndMissingOnesAreNotSuccess) {
-    EXPECT_NE(dispatch({}).exitCode, 0);
-    EXPECT_NE(dispatch({"run", "--once"}).exitCode, 0);
-    EXPECT_NE(dispatch(runWith({"--max-sessions", "0"})).exitCode, 0);
+TEST_F(RunBadInputTest, ASettingThatIsNotAllowedIsRefused) {
+    EXPECT_THAT(complaint(dispatch(runWith({"--max-sessions", "0"}))), StartsWith("sessions.max must be "));
+}
+
+TEST_F(RunBadInputTest, ALogFilesDirectoryIsNotMade) {
+    startBackend();
+    EXPECT_THAT(complaint(runOnce({"--log-file", repository.scratch("none/log")})),
+                HasSubstr("none/log cannot be written (No such file or directory); choose another with "));
+    EXPECT_FALSE(std::filesystem::exists(repository.scratch("none")));
 }
 
 }  // namespace

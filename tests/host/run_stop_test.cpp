@@ -55,7 +55,7 @@ TEST_F(RunStopTest, ASecondControlCKillsAnAgentThatDoesNotLeave) {
     startWorking();
     kill(agent("3f2a9c1d"), SIGSTOP);
     program->signal(SIGINT);
-    ASSERT_TRUE(program->says("Stopping sessions; press Ctrl-C again to kill them."));
+    ASSERT_TRUE(program->says("Stopping sessions; Ctrl-C or SIGTERM once more kills them."));
     program->signal(SIGINT);
     EXPECT_EQ(program->exitCode(), 130);
     EXPECT_EQ(status("3f2a9c1d"), "queued");

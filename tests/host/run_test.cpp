@@ -92,7 +92,7 @@ TEST_F(RunTest, ANewMappingReleasesTheBugsThatWaitedForIt) {
 TEST_F(RunTest, AnAgentThatCrashesFailsItsBugWithTheSignalsName) {
     reportClearBug("3f2a9c1d");
     agentDoes("3f2a9c1d", "crash");
-    EXPECT_EQ(workAll({"--exit-grace", "1"}).exitCode, 0);
+    EXPECT_EQ(workAll({"--exit-grace", "1"}).exitCode, 1);
     EXPECT_EQ(status("3f2a9c1d"), "failed");
     EXPECT_EQ(item("3f2a9c1d", "error_message"),
               "Codex was ended by SIGSEGV without posting a completion comment.");
@@ -102,7 +102,7 @@ TEST_F(RunTest, AnAgentThatCrashesFailsItsBugWithTheSignalsName) {
 TEST_F(RunTest, AnAgentThatLeavesWithoutAWordFailsItsBug) {
     reportClearBug("3f2a9c1d");
     agentDoes("3f2a9c1d", "silent-exit");
-    EXPECT_EQ(workAll({"--exit-grace", "1"}).exitCode, 0);
+    EXPECT_EQ(workAll({"--exit-grace", "1"}).exitCode, 1);
     EXPECT_EQ(status("3f2a9c1d"), "failed");
     EXPECT_EQ(attempt("3f2a9c1d", "failure_reason"), "Codex exited without posting a completion comment.");
 }
@@ -110,7 +110,7 @@ TEST_F(RunTest, AnAgentThatLeavesWithoutAWordFailsItsBug) {
 TEST_F(RunTest, AnAgentThatFallsSilentFailsItsBugAndIsStopped) {
     reportClearBug("3f2a9c1d");
     agentDoes("3f2a9c1d", "idle");
-    EXPECT_EQ(workAll({"--idle-timeout", "3"}).exitCode, 0);
+    EXPECT_EQ(workAll({"--idle-timeout", "3"}).exitCode, 1);
     EXPECT_EQ(status("3f2a9c1d"), "failed");
     EXPECT_EQ(attempt("3f2a9c1d", "failure_reason"), "Idle timeout elapsed before completion.");
     EXPECT_FALSE(test::isAlive(agent("3f2a9c1d")));
@@ -159,7 +159,7 @@ TEST_F(RunTest, ABugThatFailsWhileACommentOfItsCannotBeReadNamesThatComment) {
     startBackend({"--fault", R"({"kind": "status", "status": 200, "method": "GET",)"
                              R"( "path_prefix": "/v1/bugs/3f2a9c1d/comments",)"
                              R"( "body": "{\"comments\": [{\"id\": \"of-old\"}]}"})"});
-    EXPECT_EQ(runOnce({"--exit-grace", "1"}).exitCode, 0);
+    EXPECT_EQ(runOnce({"--exit-grace", "1"}).exitCode, 1);
     EXPECT_EQ(status("3f2a9c1d"), "failed");
     EXPECT_THAT(item("3f2a9c1d", "error_message"), HasSubstr("cannot be read: of-old (id: "));
 }
@@ -184,7 +184,11 @@ TEST_F(RunTest, OneBugThatFailsDoesNotHoldUpAnother) {
     reportClearBug("3f2a9c1d");
     report("77777777", "It does not work");
     agentDoes("3f2a9c1d", "crash");
-    EXPECT_EQ(workAll({"--exit-grace", "1", "--max-sessions", "1"}).exitCode, 0);
+    const auto outcome = workAll({"--exit-grace", "1", "--max-sessions", "1"});
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_EQ(outcome.error,
+              "quernlight-dispatch: Of 2 bugs worked on 1 failed; see why with: "
+              "quernlight-dispatch queue list\n");
     EXPECT_EQ(status("3f2a9c1d"), "failed");
     EXPECT_EQ(status("77777777"), "awaitingUserInput");
 }

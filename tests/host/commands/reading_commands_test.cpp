@@ -13,6 +13,7 @@ namespace quernlight {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 using Words = std::vector<std::string>;
 
@@ -89,6 +90,31 @@ TEST_F(ReadingCommandsTest, ANewerVersionsQueueIsRefusedByTheDispatcherAndLeftAs
     EXPECT_THAT(command({"queue", "list"}).error,
                 HasSubstr("was written by a newer version of this program"));
     EXPECT_EQ(version(), SQLValue::integer(8));
+}
+
+/// No file that a command opens may take the place of what its caller has closed.
+TEST_F(ReadingCommandsTest, OutputThatCannotBeWrittenIsAnErrorOfEveryCommand) {
+    queueOneBug();
+    for (const char* output : {"/dev/full", "&-"}) {
+        startedBy = {"/bin/bash", "-c", "exec \"$@\" >" + std::string(output), "bash"};
+        for (const Words& words : {onHome({"queue", "list"}), onHome({"queue", "show", "3f2a9c1d"}),
+                                   onHome({"config", "get", "sessions.max"}), Words{"config", "reference"},
+                                   onHome({"map", "list"}), runWith({"--dry-run"}), Words{"--help"}}) {
+            const auto outcome = dispatch(words);
+            EXPECT_EQ(outcome.exitCode, 1) << words[0] << " " << output;
+            EXPECT_THAT(outcome.error, StartsWith("quernlight-dispatch: Standard output cannot be written ("))
+                << words[0] << " " << output;
+        }
+    }
+}
+
+TEST_F(ReadingCommandsTest, ADryRunRefusesAHomeThatIsAFileAndALogFileThatCannotBeWritten) {
+    startBackend();
+    EXPECT_THAT(dispatch(runWith({"--dry-run", "--log-file", repository.scratch("none/log")})).error,
+                HasSubstr("none/log cannot be written (No such file or directory); choose another with "));
+    EXPECT_FALSE(std::filesystem::exists(repository.scratch("none")));
+    test::writeFile(home(), "a file in the way");
+    EXPECT_THAT(dispatch(runWith({"--dry-run"})).error, HasSubstr(" cannot be read (Not a directory); "));
 }
 
 /// The home lies on a file system that cannot be written; as root, for whom permissions do not count, by a
