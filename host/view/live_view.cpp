@@ -49,8 +49,12 @@ void actAsUsual(boost::asio::signal_set& signals, int number) {
 
 }  // namespace
 
-LiveView::LiveView(const boost::asio::any_io_executor& executor, int terminal, bool history)
-    : executor_(executor), terminal_(terminal), writer_(terminal, noLossNotice), history_(history) {}
+LiveView::LiveView(const boost::asio::any_io_executor& executor, int terminal, bool history, bool coloured)
+    : executor_(executor),
+      terminal_(terminal),
+      writer_(terminal, noLossNotice),
+      history_(history),
+      coloured_(coloured) {}
 
 void LiveView::handle(const DispatchEvent& event) {
     std::visit([this](const auto& what) { take(what); }, event);
@@ -87,7 +91,7 @@ void LiveView::take(const ItemChanged& changed) {
     }
     const std::string text = clockTime(changed.event.createdAt) + "  " + fitted(changed.bugID, 8) + "  " +
                              withoutControls(changed.event.message);
-    scroll(dim + text + plain);
+    scroll(coloured_ ? dim + text + plain : text);
 }
 
 void LiveView::scroll(const std::string& line) {
@@ -177,7 +181,8 @@ void LiveView::draw() {
     }
     const TerminalSize size = terminal_.size();
     std::string text = eraseDrawn() + unkeptNotice(std::exchange(unkept_, 0)) + scrolled_;
-    const PictureFrame frame{.columns = size.columns, .rows = size.rows - 1, .number = frame_};
+    const PictureFrame frame{
+        .columns = size.columns, .rows = size.rows - 1, .number = frame_, .coloured = coloured_};
     const auto drawn = pictureOf(state_, frame, currentInstant());
     for (const std::string& line : drawn) {
         text += line + "\n";

@@ -23,7 +23,7 @@ namespace quernlight::host {
 class LiveView final : public View {
   public:
     /// `terminal` is the descriptor of the terminal to draw on; `history`: whether events scroll by.
-    LiveView(const boost::asio::any_io_executor& executor, int terminal, bool history);
+    LiveView(const boost::asio::any_io_executor& executor, int terminal, bool history, bool coloured = true);
 
     void handle(const DispatchEvent& event) override;
     void close() override;
@@ -51,6 +51,7 @@ class LiveView final : public View {
     ViewTerminal terminal_;
     BackgroundWriter writer_;
     const bool history_;
+    const bool coloured_;
     std::string scrolled_;    // lines that are still to go above the picture
     std::size_t unkept_ = 0;  // lines that were to go above those
     ViewState state_;

@@ -107,6 +107,17 @@ std::string summary(const ViewState& view) {
 
 }  // namespace
 
+std::string withoutColours(std::string_view text) {
+    std::string plainText;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t escape = std::min(text.find('\x1b', begin), text.size());
+        plainText += text.substr(begin, escape - begin);
+        const std::size_t end = text.find('m', escape);
+        begin = end == std::string_view::npos ? text.size() : end + 1;
+    }
+    return plainText;
+}
+
 std::vector<std::string> pictureOf(const ViewState& view, const PictureFrame& frame, Instant now) {
     std::vector<std::string> text;
     for (const auto& [topic, sentence] : view.alerts) {
@@ -125,6 +136,9 @@ std::vector<std::string> pictureOf(const ViewState& view, const PictureFrame& fr
     }
     if (!lines.empty()) {
         text.push_back(std::string(dim) + fitted("  " + summary(view), frame.columns - 1) + plain);
+    }
+    if (!frame.coloured) {
+        std::ranges::transform(text, text.begin(), withoutColours);
     }
     return text;
 }

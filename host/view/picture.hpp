@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/events/dispatch_event.hpp"
@@ -27,12 +28,16 @@ struct PictureFrame {
     std::size_t columns = 80;
     std::size_t rows = 23;
     std::size_t number = 0;
+    bool coloured = true;
 };
 
 /// The view as lines of a terminal: what holds now; the bugs, those that run first, then those that wait,
 /// then those that ended, as far as there is room; and the sum. Never taller than the frame has rows, since
 /// what is above a screen's top cannot be drawn over.
 std::vector<std::string> pictureOf(const ViewState& view, const PictureFrame& frame, Instant now);
+
+/// The text without what sets colours; it holds nothing else that acts on a terminal.
+std::string withoutColours(std::string_view text);
 
 /// For text that stays in the background; `plain` ends it.
 inline constexpr const char* dim = "\x1b[2m";

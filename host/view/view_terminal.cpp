@@ -7,6 +7,17 @@
 
 namespace quernlight::host {
 
+TerminalStyle terminalStyle(const EnvironmentMap& environment) {
+    const auto value = [&](const char* name) {
+        const auto found = environment.find(name);
+        return found == environment.end() ? "" : found->second;
+    };
+    if (value("TERM") == "dumb") {
+        return TerminalStyle::lines;
+    }
+    return value("NO_COLOR").empty() ? TerminalStyle::colouredPicture : TerminalStyle::picture;
+}
+
 TerminalSize ViewTerminal::size() const {
     winsize size{};
     if (ioctl(terminal_, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {

@@ -5,12 +5,25 @@
 
 #include <termios.h>
 
+#include "quernlight/platform/user_directories.hpp"
+
 namespace quernlight::host {
 
 struct TerminalSize {
     std::size_t columns = 80;
     std::size_t rows = 24;
 };
+
+/// What may be sent to a terminal besides lines of text.
+enum class TerminalStyle {
+    lines,           ///< nothing: it moves no cursor
+    picture,         ///< what moves the cursor, and no colours
+    colouredPicture  ///< both
+};
+
+/// As the environment asks for it: TERM=dumb says that the terminal moves no cursor, and NO_COLOR, when it is
+/// not empty, that a person wants no colours (no-color.org).
+TerminalStyle terminalStyle(const EnvironmentMap& environment);
 
 /// The terminal that a view is drawn on: its size, and what it does with keys. While it is taken, keys are
 /// neither echoed nor gathered into lines, since what is echoed would lie in the picture; those that send a

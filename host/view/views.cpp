@@ -9,8 +9,10 @@ namespace quernlight::host {
 Views::Views(const boost::asio::any_io_executor& executor, EventPublisher& events,
              const ViewOptions& options) {
     const bool wantsPicture = options.format == LogFormat::text || options.logFile;
-    if (wantsPicture && isatty(STDOUT_FILENO) != 0) {
-        views_.push_back(std::make_unique<LiveView>(executor, STDOUT_FILENO, options.history));
+    const TerminalStyle style = terminalStyle(currentEnvironmentMap());
+    if (wantsPicture && isatty(STDOUT_FILENO) != 0 && style != TerminalStyle::lines) {
+        views_.push_back(std::make_unique<LiveView>(executor, STDOUT_FILENO, options.history,
+                                                    style == TerminalStyle::colouredPicture));
     } else {
         views_.push_back(std::make_unique<EventLog>(options.format));
     }

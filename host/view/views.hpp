@@ -19,8 +19,9 @@ struct ViewOptions {
     bool history = true;                   ///< on a terminal: events scroll by above the live view
 };
 
-/// What a person sees of a running dispatcher: the live view where standard output is a terminal, log lines
-/// otherwise or when JSON is asked for and has no file of its own; and the log file. Used on one executor.
+/// What a person sees of a running dispatcher: the live view where standard output is a terminal (with
+/// colours unless the environment asks for none), log lines otherwise, where that terminal moves no cursor,
+/// or when JSON is asked for and has no file of its own; and the log file. Used on one executor.
 class Views {
   public:
     /// Subscribes to `events`, which gets failures of background work as well. Throws UserError when the log

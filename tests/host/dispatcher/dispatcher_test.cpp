@@ -235,6 +235,17 @@ TEST_F(DispatcherOnceTest, ItTriesNothingTwiceAndSaysWhatWasNotStarted) {
     EXPECT_EQ(failureText(), "2 bugs could not be started: git fetch fails.");
 }
 
+TEST_F(DispatcherOnceTest, AStartedBugWithoutAMappingIsNamedAtTheEndWithWhatToType) {
+    const Uuid item = enqueue("11111111").id;
+    run(manager.move(item, QueueMode::manual, std::nullopt));
+    run(appendEvent(store.items, {.itemID = item, .kind = EventKind::startRequested, .message = "Asked."}));
+    run(store.database->execute("DELETE FROM app_mappings"));
+    beginOnce();
+    EXPECT_TRUE(untilEnd());
+    EXPECT_THAT(published.notices,
+                Contains(HasSubstr("quernlight-dispatch map set --bundle com.acme.shop ")));
+}
+
 TEST_F(DispatcherOnceTest, ARepositoryThatIsGoneIsItsEndAndNamesTheNextStep) {
     enqueue("11111111");
     std::filesystem::remove(repository);
