@@ -16,6 +16,17 @@ bool isPort(std::string_view text) {
            (error == std::errc() && end == text.data() + text.size() && port > 0 && port < 65536);
 }
 
+/// Why it is no address of a backend; nullptr when it may be one.
+const char* troubleOf(const std::optional<Url>& url) {
+    if (!url || (url->scheme() != "http" && url->scheme() != "https") || url->host().empty()) {
+        return "is not a valid URL";
+    }
+    if (!isPort(url->port())) {
+        return "has a port that does not exist";
+    }
+    return url->withoutQueryAndFragment() == *url ? nullptr : "holds a query or a fragment";
+}
+
 }  // namespace
 
 bool holdsCredentials(std::string_view address) {
@@ -24,22 +35,13 @@ bool holdsCredentials(std::string_view address) {
     return rest.substr(0, rest.find_first_of("/?#")).find('@') != std::string_view::npos;
 }
 
-std::optional<Url> usableAddress(std::string_view text) {
-    auto url = Url::parse(text);
-    const bool isUsable = url && (url->scheme() == "http" || url->scheme() == "https") &&
-                          !url->host().empty() && isPort(url->port()) &&
-                          url->withoutQueryAndFragment() == url;
-    return isUsable ? std::move(url) : std::nullopt;
-}
-
 Url parseBackendAddress(const std::string& text) {
     if (holdsCredentials(text)) {
         throw UserError(credentialsRefusal);
     }
-    auto url = usableAddress(text);
-    if (!url) {
-        throw UserError("The backend \"" + text +
-                        "\" is not a valid URL; give one like https://bugs.example.");
+    auto url = Url::parse(text);
+    if (const char* trouble = troubleOf(url)) {
+        throw UserError("The backend \"" + text + "\" " + trouble + "; give one like https://bugs.example.");
     }
     return *std::move(url);
 }

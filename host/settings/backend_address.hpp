@@ -9,12 +9,9 @@
 
 namespace quernlight::host {
 
-/// The address, if it is one that a backend can have: an http or https URL with a host, a port that there is,
-/// and neither a query nor a fragment, since paths are added to it.
-std::optional<Url> usableAddress(std::string_view text);
-
-/// Throws UserError when the text is no usable address, or holds a user name or password: an address is
-/// stored, shown and told to agents.
+/// Throws UserError when the text is not an http or https URL with a host and a port that there is, holds a
+/// query or a fragment, since paths are added to it, or a user name or password: an address is stored, shown
+/// and told to agents.
 Url parseBackendAddress(const std::string& text);
 
 /// Whether the address, or what is meant to be one, holds a user name or password.

@@ -97,11 +97,9 @@ std::optional<bool> parseFlag(std::string_view text) {
     return word == "false" || word == "no" || word == "off" ? std::optional(false) : std::nullopt;
 }
 
+/// Its refusal says more than that it is not allowed.
 std::optional<std::string> parseAddress(std::string_view text) {
-    if (holdsCredentials(text)) {
-        throw UserError(credentialsRefusal);
-    }
-    return usableAddress(text) ? std::optional(std::string(text)) : std::nullopt;
+    return parseBackendAddress(std::string(text)).text();
 }
 
 bool namesVariables(const SettingDescription& description) {
@@ -211,11 +209,15 @@ const SettingDescription& settingDescription(std::string_view key) {
 }
 
 void assignSetting(Settings& settings, const SettingDescription& description, std::string_view text) {
+    if (!isValidUtf8(text)) {
+        throw UserError(std::string(description.key) + " must be a text in UTF-8; \"" + std::string(text) +
+                        "\" is not.");
+    }
     const std::string_view value = trimmed(text);
     std::visit(
         [&](auto member) {
             auto parsed = Reader{value, description}(member);
-            if (!parsed || !isValidUtf8(value)) {
+            if (!parsed) {
                 throw UserError(std::string(description.key) + " must be " + describeAllowed(description) +
                                 "; \"" + std::string(text) + "\" is not.");
             }

@@ -98,6 +98,23 @@ TEST(SettingDescriptionsTest, ARefusalSaysWhatIsAllowed) {
     }
 }
 
+TEST(SettingDescriptionsTest, ARefusedAddressOrTextIsToldWhatIsWrongWithIt) {
+    const auto refusal = [](const char* key, const char* text) -> std::string {
+        try {
+            Settings settings;
+            assignSetting(settings, settingDescription(key), text);
+        } catch (const UserError& error) {
+            return error.what();
+        }
+        return "taken";
+    };
+    EXPECT_EQ(refusal("backend.url", "http://bugs.example:70000"),
+              "The backend \"http://bugs.example:70000\" has a port that does not exist; give one like "
+              "https://bugs.example.");
+    EXPECT_THAT(refusal("backend.url", "http://bugs.example/?a"), HasSubstr("holds a query or a fragment"));
+    EXPECT_THAT(refusal("agent.command", "codex \xff"), HasSubstr("agent.command must be a text in UTF-8"));
+}
+
 TEST(SettingDescriptionsTest, AnUnknownKeyIsAnsweredWithThoseOfItsGroup) {
     try {
         settingDescription("intake.daily");
