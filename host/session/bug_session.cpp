@@ -22,6 +22,8 @@ BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQue
       log_(state_, services.store, services.disk, services.events),
       agent_({.runner = services.runner,
               .readyPrompts = services.readyPrompts,
+              .tools = services.tools,
+              .home = services.home,
               .drawing = services.drawing,
               .store = services.store,
               .manager = services.manager,
@@ -73,6 +75,7 @@ Task<void> BugSession::run() {
     std::exception_ptr failure = co_await caughtException(runToItsEnd(tasks));
     failure = co_await applyPolicy(failure);
     const std::exception_ptr stopping = co_await caughtException(agent_.stop());
+    agent_.endTools();
     co_await tasks.end();
     comments_.end();
     if (failure || stopping) {

@@ -115,7 +115,9 @@ DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
 
 DeliveryStep GoalDelivery::awaitComposer(const AgentSight& seen, TimePoint now) {
     const bool isEmpty = seen.screen.isComposerEmpty();
-    if (isEmpty && seen.screen.activity.state != AgentState::starting && seen.screen.bracketedPaste) {
+    const bool isStarting =
+        seen.screen.activity.state == AgentState::starting && now - since_ < times_.starting;
+    if (isEmpty && !isStarting && seen.screen.bracketedPaste) {
         reach(Stage::commandTyped, now);
         return TypeKeys{.keys = goal_.command, .areFirst = true};
     }

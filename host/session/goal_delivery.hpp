@@ -40,6 +40,7 @@ struct GoalDeliveryTimes {
     std::chrono::milliseconds betweenPastes{200};
     std::chrono::milliseconds beforeEnter{400};
     std::chrono::milliseconds beforeSecondEnter{3000};
+    std::chrono::seconds starting{10};    ///< an agent may seem to start for ever, say when it sets no title
     std::chrono::seconds composer{60};    ///< until an agent that shows no dialog has one
     std::chrono::seconds echo{20};        ///< until what was typed stands in the composer
     std::chrono::seconds acceptance{20};  ///< after each Enter

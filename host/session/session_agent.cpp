@@ -7,7 +7,10 @@
 #include "host/agent/agent_environment.hpp"
 #include "host/agent/agent_launch.hpp"
 #include "host/process/process_metadata.hpp"
+#include "host/process/user_error.hpp"
+#include "host/session/report_search.hpp"
 #include "host/text/clock_time.hpp"
+#include "quernlight/platform/process_table.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -52,12 +55,13 @@ Task<std::optional<OutsideFailure>> SessionAgent::start(TaskSet& tasks) {
     try {
         started = co_await run_.start(tasks, startRequest());
     } catch (const PTYProcessError& error) {
+        trouble = std::string(error.what()) + "; check the setting agent.command and the system's limits.";
+    } catch (const UserError& error) {
         trouble = error.what();
     }
     if (!started) {
         co_await noteUnstarted();
-        co_return OutsideFailure{.cause =
-                                     trouble + "; check the setting agent.command and the system's limits."};
+        co_return OutsideFailure{.cause = std::move(trouble)};
     }
     isExitRecorded_ = false;
     co_await recordStart(*started);
@@ -78,7 +82,7 @@ Task<void> SessionAgent::noteUnstarted() {
                                  "The agent was not started, so its goal was not typed.");
 }
 
-StartSessionRequest SessionAgent::startRequest() const {
+StartSessionRequest SessionAgent::startRequest() {
     return {.sessionID = state_.sessionID,
             .queueItemID = state_.item.id,
             .repoPath = *state_.attempt.agentWorkspacePath,
@@ -91,7 +95,32 @@ StartSessionRequest SessionAgent::startRequest() const {
             .rows = uses_.settings.terminalRows};
 }
 
-AgentLaunch SessionAgent::launch() const {
+/// A tool server of that name in the agent's own configuration stays in force. What is posted through ours is
+/// known without waiting for a poll.
+std::vector<std::string> SessionAgent::grantTools() {
+    if (hasOwnToolServer(environment())) {
+        log_.note("its agent uses the tool server \"" + std::string(toolServerName) +
+                  "\" of its own configuration");
+        return {};
+    }
+    // A call may end after the session, which must not be touched then.
+    auto reported = [mailbox = run_.mailbox(), &clock = uses_.clock,
+                     sought = reportOf(state_.item, state_.sessionID, state_.attempt.startedAt)](
+                        const QLCommentDTO& posted) {
+        mailbox.deliver(CommentsChanged{.at = clock.now(),
+                                        .newest = posted.createdAt,
+                                        .detection = CompletionDetector::detectOutcome({posted}, sought)});
+    };
+    const std::filesystem::path secret = uses_.tools.grant(
+        {.sessionID = state_.sessionID,
+         .item = state_.item,
+         .worktree = *state_.attempt.agentWorkspacePath,
+         .attemptDirectory = std::filesystem::path(state_.attempt.transcriptTextPath).parent_path(),
+         .reported = std::move(reported)});
+    return toolServerCommand(programLocation(), uses_.home, state_.sessionID, secret);
+}
+
+AgentLaunch SessionAgent::launch() {
     const std::string& worktree = *state_.attempt.agentWorkspacePath;
     return {.command = uses_.settings.agentCommand,
             .repository = state_.mapping.repoPath,
@@ -99,6 +128,7 @@ AgentLaunch SessionAgent::launch() const {
             .writable = gitDirectoriesOf(worktree),
             .trustsRepository = uses_.settings.agentTrust,
             .profile = state_.mapping.codexProfile,
+            .toolServer = grantTools(),
             .conversation = state_.watched.resumes};
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/agent/agent_launch.hpp"
 #include "host/agent/agent_run.hpp"
@@ -11,6 +13,7 @@
 #include "host/session/goal_typist.hpp"
 #include "host/session/session_log.hpp"
 #include "host/settings/settings.hpp"
+#include "host/tools/tool_access.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/user_directories.hpp"
 
@@ -23,6 +26,8 @@ class SessionAgent {
     struct Uses {
         CodexRunner& runner;
         ReadyPrompts& readyPrompts;
+        ToolAccess& tools;
+        std::filesystem::path home;
         BackgroundExecutor& drawing;
         DispatchStore store;
         QueueManager& manager;
@@ -59,6 +64,9 @@ class SessionAgent {
     /// Once the agent has exited: records that it has, and sees to it that nothing of it lives on.
     Task<void> recordExit();
 
+    /// From now on its tools do nothing.
+    void endTools() { uses_.tools.revoke(state_.sessionID); }
+
     /// What of the goal is not typed yet will not be.
     void forgetGoal() {
         uses_.readyPrompts.forget(state_.sessionID);
@@ -78,8 +86,9 @@ class SessionAgent {
     Task<void> noteAcceptance(GoalAccepted accepted);
     void beginTyping();
     Task<void> noteLeftovers();
-    StartSessionRequest startRequest() const;
-    AgentLaunch launch() const;
+    StartSessionRequest startRequest();
+    AgentLaunch launch();
+    std::vector<std::string> grantTools();
     EnvironmentMap environment() const;
 
     const Uses uses_;

@@ -15,6 +15,7 @@
 #include "host/process/stop_request.hpp"
 #include "host/settings/settings.hpp"
 #include "host/store/dispatch_store.hpp"
+#include "host/tools/tool_access.hpp"
 #include "host/worktree/repository_locks.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -32,6 +33,7 @@ struct SessionServices {
     QuernlightClient client;
     CodexRunner& runner;
     ReadyPrompts& readyPrompts;
+    ToolAccess& tools;
     BackgroundExecutor& background;
     BackgroundExecutor& drawing;  ///< of the agents' screens
     RepositoryLocks& repositories;

@@ -2,7 +2,6 @@
 
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "host/screen/dialog.hpp"
 #include "host/screen/screen_picture.hpp"
@@ -25,9 +24,5 @@ struct StandingQuestion {
 /// questions about goals are answered by whoever types the goal.
 std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now, bool hasGoal,
                                            bool answersDialogs);
-
-/// The moment that the agent names as "in 2 hours 5 minutes" or "at 10:43 PM", a time of this machine's day
-/// that is still to come; nothing for what else it may say.
-std::optional<Instant> namedMoment(std::string_view words, Instant now);
 
 }  // namespace quernlight::host

@@ -52,7 +52,7 @@ void Agent::startUp() {
     if (resumed_) {
         terminal_.write(resumedLine(threadID_));
     }
-    terminal_.write("\x1b[?2004h");
+    terminal_.write("\x1b[?2004h\x1b]0;standin\x07");
     terminal_.dropPendingKeys();
     drawPrompt();
 }

@@ -38,7 +38,7 @@ class FakeCodexRunner final : public CodexRunner {
 
     /// Its prompt is ready, so that the goal can be typed.
     void showPrompt() {
-        write("\x1b[?2004h");
+        write("\x1b[?2004h\x1b]0;shop\x07");
         draw();
         delivery_.deliver(request.value().sessionID, request->initialInput);
     }

@@ -67,6 +67,7 @@ class ServicesFixture : public testing::Test {
     Clock& clock = systemClock;
     StopRequest stop;
     ReadyPrompts readyPrompts{io.get_executor()};
+    ToolAccess tools;
     LocalPTYCodexRunner runner{readyPrompts};
     BackgroundExecutor background;
     BackgroundExecutor drawing;
@@ -89,6 +90,7 @@ class ServicesFixture : public testing::Test {
         .client = QuernlightClient(*Url::parse(server.address()), "token", std::make_shared<HttpSession>()),
         .runner = runner,
         .readyPrompts = readyPrompts,
+        .tools = tools,
         .background = background,
         .drawing = drawing,
         .repositories = repositories,
