@@ -1,7 +1,13 @@
 #include "standin/codex/goal.hpp"
 
+#include <algorithm>
+
+#include "quernlight/platform/text.hpp"
+
 namespace quernlight::standin::codex {
 namespace {
+
+constexpr std::string_view goalCommand = "/goal";
 
 /// Walks a text from one fixed phrase to the next; a phrase that does not come makes the whole reading fail.
 class PhraseReader {
@@ -77,15 +83,16 @@ Goal readFollowup(PhraseReader& reader) {
 }  // namespace
 
 bool isGoalCommand(std::string_view text) {
-    return text.starts_with("/goal");
+    return text.starts_with(goalCommand);
 }
 
 std::optional<Goal> parseGoal(std::string_view text) {
     PhraseReader reader(text);
     Goal goal;
-    if (text.starts_with("/goal\n1. First, before reading or acting on the bug,")) {
+    const std::string_view objective = trimmed(text.substr(std::min(text.size(), goalCommand.size())));
+    if (objective.starts_with("1. First, before reading or acting on the bug,")) {
         goal = readFix(reader);
-    } else if (text.starts_with("/goal\n1. This is an in-review follow-up.")) {
+    } else if (objective.starts_with("1. This is an in-review follow-up.")) {
         goal = readFollowup(reader);
     } else {
         return std::nullopt;

@@ -55,7 +55,8 @@ std::vector<std::string> startupTexts(bool slow) {
     for (std::size_t started = 0; started < servers; ++started) {
         texts.push_back(mcpLine(started, servers));
     }
-    texts.push_back(coloured("2", "model:") + "     standin-1   ready\r\n");
+    texts.push_back("\x1b[H\x1b[2J" + coloured("2", "model:") +
+                    "     standin-1   ready\r\n");  // in its place
     texts.push_back(coloured("32", "✔") + " MCP startup complete\r\n");
     return texts;
 }
