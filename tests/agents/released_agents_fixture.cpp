@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::size_t mostInterrupted = 10;
 constexpr std::chrono::minutes longestRun{20};
-constexpr std::chrono::minutes longestWayToTheMiddle{2};
+constexpr std::chrono::minutes longestWayToTheMiddle{5};
 
 std::size_t numberOfBugs() {
     const char* text = std::getenv("BUGS");
