@@ -172,10 +172,23 @@ std::vector<StoredAttempt> ReleasedAgentsFixture::attempts() {
                        .sessionID = lowercased(textIn(row, "completion_marker")),
                        .goal = withoutCommand(textIn(row, "goal_text")),
                        .exitCode = exitCode ? std::to_string(*exitCode) : "",
-                       .conversation = textIn(row, "codex_session_id"),
                        .startedAt = parseInstant(textIn(row, "started_at")).value_or(Instant())});
     }
     return all;
+}
+
+std::vector<std::string> ReleasedAgentsFixture::recordedGoals() {
+    std::vector<std::string> goals;
+    for (const auto& file : fs::directory_iterator(repository.scratch("codex-home"))) {
+        const std::string name = file.path().filename();
+        if (name.starts_with("goals_") && name.ends_with(".sqlite")) {
+            Connection database(file.path(), Connection::Access::readOnly);
+            for (const auto& row : database.query("SELECT objective FROM thread_goals", {})) {
+                goals.push_back(textIn(row, "objective"));
+            }
+        }
+    }
+    return goals;
 }
 
 std::vector<std::string> ReleasedAgentsFixture::reportedSessions(const std::string& bugID) {

@@ -20,7 +20,6 @@ struct StoredAttempt {
     std::string sessionID{};
     std::string goal{};  ///< as it was to be typed, without "/goal" and white space around it
     std::string exitCode{};
-    std::string conversation{};
     Instant startedAt{};
 };
 
@@ -39,6 +38,8 @@ class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamI
     void runToTheEnd();
 
     std::vector<StoredAttempt> attempts();
+    /// The goals in the agent's own records.
+    std::vector<std::string> recordedGoals();
     /// The metadata of the bug's reports: comments with a session's id.
     std::vector<std::string> reportedSessions(const std::string& bugID);
     std::string subjectOfBranch(const std::string& bugID);

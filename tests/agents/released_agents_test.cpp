@@ -16,6 +16,8 @@ using test::ModelLog;
 using test::ReleaseReport;
 using test::StoredAttempt;
 using testing::AnyOf;
+using testing::AnyOfArray;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -67,6 +69,15 @@ class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
         }
     }
 
+    /// What stands in the agent's own records is whole, whether the model was asked with it or not.
+    void checkRecords(const std::vector<StoredAttempt>& attempts) {
+        std::vector<std::string> typed;
+        for (const StoredAttempt& attempt : attempts) {
+            typed.push_back(attempt.goal);
+        }
+        EXPECT_THAT(recordedGoals(), Each(AnyOfArray(typed)));
+    }
+
     /// Nobody but the owner has the token, so that a comment which is there came through the tool server.
     void checkBug(const std::string& bugID, const ModelLog& log) {
         EXPECT_EQ(status(bugID), "completed") << story(bugID);
@@ -105,6 +116,7 @@ TEST_P(ReleasedAgentsTest, EveryBugGoesDownTheWholeRoadHoweverOftenItIsInterrupt
         checkGoal(attempt, log);
         checkEnding(attempt);
     }
+    checkRecords(stored);
     for (const std::string& bugID : bugs) {
         checkBug(bugID, log);
     }
