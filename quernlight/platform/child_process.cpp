@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -88,7 +89,7 @@ class RunningChild {
     pid_t processID_;
 };
 
-pid_t spawnWithOutput(const ChildProcessRequest& request, int output, int errors) {
+pid_t spawn(const ChildProcessRequest& request, DescriptorStreams streams) {
     SpawnRequest spawn;
     spawn.executable = request.executable;
     spawn.arguments = request.arguments;
@@ -97,8 +98,26 @@ pid_t spawnWithOutput(const ChildProcessRequest& request, int output, int errors
     if (!request.workingDirectory.empty()) {
         spawn.workingDirectory = request.workingDirectory;
     }
-    spawn.streams = DescriptorStreams{.output = output, .error = errors};
+    spawn.streams = streams;
     return spawnProcess(spawn);
+}
+
+/// The reading end of a pipe that holds the text and then ends, so that nobody has to write while the child
+/// reads, or to mind that it does not; no descriptor for an empty text.
+FileDescriptor pipeHolding(const std::string& text) {
+    if (text.empty()) {
+        return {};
+    }
+    Pipe pipe = openPipe();
+    const bool isPatient = ::fcntl(pipe.writing.get(), F_SETFL, O_NONBLOCK) < 0;
+    const ssize_t written = isPatient ? -1 : ::write(pipe.writing.get(), text.data(), text.size());
+    if (written < 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    if (static_cast<std::size_t>(written) < text.size()) {
+        throw std::system_error(std::make_error_code(std::errc::message_size));
+    }
+    return std::move(pipe.reading);
 }
 
 /// Asio's own error type is not the standard's, which is what this file throws.
@@ -201,7 +220,14 @@ Task<ChildProcessResult> run(ChildProcessRequest request) {
         errors.emplace(executor);
     }
     FileDescriptor& errorEnd = errors ? errors->childsEnd : output.childsEnd;
-    RunningChild child(spawnWithOutput(request, output.childsEnd.get(), errorEnd.get()));
+    FileDescriptor input = pipeHolding(request.input);
+    DescriptorStreams streams{.input = input.get()};
+    if (!request.dropsOutput) {
+        streams.output = output.childsEnd.get();
+        streams.error = errorEnd.get();
+    }
+    RunningChild child(spawn(request, streams));
+    input.close();
     errorEnd.close();
     output.childsEnd.close();
     Descriptor watcher = adopt(executor, watchExit(child.processID()));

@@ -127,6 +127,24 @@ TEST_F(ChildProcessTest, BothStreamsAreReadWhileItRunsSoThatNeitherFullPipeStops
     EXPECT_EQ(run(request), (ChildProcessResult{0, std::string(1048576, 'y'), std::string(1048576, 'x')}));
 }
 
+TEST_F(ChildProcessTest, ItReadsItsInputAndThenTheEnd) {
+    ChildProcessRequest request = shell("cat; echo done");
+    request.input = std::string(16384, 'x');
+    EXPECT_EQ(run(request).output, request.input + "done\n");
+}
+
+TEST_F(ChildProcessTest, AnInputThatNoPipeHoldsStartsNothing) {
+    ChildProcessRequest request = shell("cat");
+    request.input = std::string(1 << 24, 'x');
+    EXPECT_THROW(run(request), std::system_error);
+}
+
+TEST_F(ChildProcessTest, OutputThatIsDroppedGoesNowhere) {
+    ChildProcessRequest request = shell("echo one; echo two >&2; [ -p /dev/fd/1 ] || exit 4");
+    request.dropsOutput = true;
+    EXPECT_EQ(run(request), (ChildProcessResult{4, ""}));
+}
+
 TEST_F(ChildProcessTest, ADeathBySignalIsAnExitCodeAbove128) {
     EXPECT_EQ(run(shell("kill -TERM $$")).exitCode, 128 + SIGTERM);
 }
