@@ -4,6 +4,7 @@
 
 #include "host/agent/agent_environment.hpp"
 #include "host/control/control_server.hpp"
+#include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 #include "host/session/bug_session.hpp"
@@ -19,6 +20,9 @@ namespace {
 
 constexpr double commentRequestsPerSecond = 5;
 constexpr int commentRequestsAtOnce = 5;
+
+/// What a command that shows notifications on the desktop needs besides.
+const std::vector<std::string> desktopVariables{"DBUS_SESSION_BUS_ADDRESS", "DISPLAY", "WAYLAND_DISPLAY"};
 
 std::string describeSilence(const Url& backend, const std::string& trouble) {
     return "The backend at " + backend.text() + " cannot be asked (" + trouble +
@@ -109,11 +113,18 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     ControlRouter router;
     toolCalls.offerOn(router);
     ControlServer control(executor, options.home, router, clock);
+    const Notifier::Uses notified{.events = events,
+                                  .settings = settings.now(),
+                                  .clock = clock,
+                                  .home = options.home,
+                                  .environment = agentEnvironment(options.environment, desktopVariables)};
+    Notifier notifier(executor, notified, co_await store.items.items(wholeQueue));
     Dispatcher dispatcher(
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
         });
     const std::exception_ptr failure = co_await caughtException(dispatcher.run());
+    co_await notifier.end(stop);
     co_await control.end();
     views.close();
     if (failure) {

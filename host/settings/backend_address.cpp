@@ -16,13 +16,18 @@ bool isPort(std::string_view text) {
            (error == std::errc() && end == text.data() + text.size() && port > 0 && port < 65536);
 }
 
-/// Why it is no address of a backend; nullptr when it may be one.
-const char* troubleOf(const std::optional<Url>& url) {
+/// Why it is no address of a server; nullptr when it may be one.
+const char* serverTroubleOf(const std::optional<Url>& url) {
     if (!url || (url->scheme() != "http" && url->scheme() != "https") || url->host().empty()) {
         return "is not a valid URL";
     }
-    if (!isPort(url->port())) {
-        return "has a port that does not exist";
+    return isPort(url->port()) ? nullptr : "has a port that does not exist";
+}
+
+/// The same for a backend.
+const char* troubleOf(const std::optional<Url>& url) {
+    if (const char* trouble = serverTroubleOf(url)) {
+        return trouble;
     }
     return url->withoutQueryAndFragment() == *url ? nullptr : "holds a query or a fragment";
 }
@@ -42,6 +47,19 @@ Url parseBackendAddress(const std::string& text) {
     auto url = Url::parse(text);
     if (const char* trouble = troubleOf(url)) {
         throw UserError("The backend \"" + text + "\" " + trouble + "; give one like https://bugs.example.");
+    }
+    return *std::move(url);
+}
+
+Url parseWebhookAddress(const std::string& text) {
+    if (holdsCredentials(text)) {
+        throw UserError(
+            "notify.webhook must not hold a user name or password, since settings are shown; give it without.");
+    }
+    auto url = Url::parse(text);
+    if (const char* trouble = serverTroubleOf(url)) {
+        throw UserError("The webhook \"" + text + "\" " + trouble +
+                        "; give one like https://hooks.example/bugs.");
     }
     return *std::move(url);
 }

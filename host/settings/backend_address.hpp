@@ -22,6 +22,10 @@ inline constexpr const char* credentialsRefusal =
     "The backend's address (setting backend.url, option --backend) must not hold a user name or password, since it "
     "is stored, shown and told to agents; give it without, and the token in the token file.";
 
+/// Throws UserError when the text is not an http or https URL with a host and a port that there is, or holds
+/// a user name or password, since settings are shown.
+Url parseWebhookAddress(const std::string& text);
+
 /// The one that was given, else the setting. Throws UserError when there is neither.
 Url backendAddress(const std::optional<Url>& given, const Settings& settings);
 

@@ -62,6 +62,12 @@ const std::array descriptions{
     SettingDescription{"retire.enabled", &Settings::retireEnabled, "", 0, 0, atOnce,
                        "Whether bugs leave the queue, and their worktrees the disk, once their pull request "
                        "is merged."},
+    SettingDescription{"notify.command", &Settings::notifyCommand, "", 0, 64, atOnce,
+                       "Program and arguments, never run through a shell, that get one line of JSON on "
+                       "standard input when a bug needs you, is completed, failed or merged, and when starts "
+                       "pause."},
+    SettingDescription{"notify.webhook", &Settings::notifyWebhook, "", 0, 0, atOnce,
+                       "Address to which the same JSON is posted."},
     SettingDescription{"stop.exit_seconds", &Settings::stopExitSeconds, "s", 0, 600, atOnce,
                        "Patience after an agent was told to exit (/exit)."},
     SettingDescription{"stop.enter_seconds", &Settings::stopEnterSeconds, "s", 0, 600, atOnce,
@@ -97,9 +103,16 @@ std::optional<bool> parseFlag(std::string_view text) {
     return word == "false" || word == "no" || word == "off" ? std::optional(false) : std::nullopt;
 }
 
+bool isWebhook(const SettingDescription& description) {
+    return description.member == SettingMember(&Settings::notifyWebhook);
+}
+
 /// Its refusal says more than that it is not allowed.
-std::optional<std::string> parseAddress(std::string_view text) {
-    return parseBackendAddress(std::string(text)).text();
+std::optional<std::string> parseAddress(std::string_view text, const SettingDescription& description) {
+    if (!isWebhook(description)) {
+        return parseBackendAddress(std::string(text)).text();
+    }
+    return text.empty() ? "" : parseWebhookAddress(std::string(text)).text();
 }
 
 bool namesVariables(const SettingDescription& description) {
@@ -133,7 +146,9 @@ struct Reader {
     std::string_view text;
     const SettingDescription& description;
 
-    std::optional<std::string> operator()(std::string Settings::*) const { return parseAddress(text); }
+    std::optional<std::string> operator()(std::string Settings::*) const {
+        return parseAddress(text, description);
+    }
     std::optional<int> operator()(int Settings::*) const { return parseInRange<int>(text, description); }
     std::optional<double> operator()(double Settings::*) const {
         return parseInRange<double>(text, description);
@@ -166,7 +181,10 @@ std::string rangeText(const SettingDescription& description) {
 struct Allowed {
     const SettingDescription& description;
 
-    std::string operator()(std::string Settings::*) const { return "an address like https://bugs.example"; }
+    std::string operator()(std::string Settings::*) const {
+        return isWebhook(description) ? "an http or https address, or nothing"
+                                      : "an address like https://bugs.example";
+    }
     std::string operator()(int Settings::*) const { return "a whole number" + rangeText(description); }
     std::string operator()(double Settings::*) const { return "a number" + rangeText(description); }
     std::string operator()(bool Settings::*) const { return "true or false"; }

@@ -34,6 +34,9 @@ struct Settings {
 
     bool retireEnabled = true;
 
+    std::vector<std::string> notifyCommand{};
+    std::string notifyWebhook{};
+
     double stopExitSeconds = 5;
     double stopEnterSeconds = 2;
     double stopInterruptSeconds = 3;

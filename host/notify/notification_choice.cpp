@@ -1,0 +1,91 @@
+#include "host/notify/notification_choice.hpp"
+
+#include "host/events/event_kind.hpp"
+
+namespace quernlight::host {
+namespace {
+
+std::optional<NotificationKind> notificationKind(EventKind kind) {
+    switch (kind) {
+        case EventKind::needsPerson:
+        case EventKind::awaitingUserInput:
+            return NotificationKind::needsYou;
+        case EventKind::completed:
+            return NotificationKind::completed;
+        case EventKind::failed:
+            return NotificationKind::failed;
+        case EventKind::retired:
+            return NotificationKind::merged;
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known) {
+    for (const BugQueueItem& item : known) {
+        names_[item.bugID] = {.appName = item.appName, .title = item.title};
+    }
+}
+
+std::optional<Notification> NotificationChoice::notificationOf(const DispatchEvent& event, Instant now) {
+    return std::visit([&](const auto& what) { return chosen(what, now); }, event);
+}
+
+/// A retirement that could not be done to its end tells of it again.
+std::optional<Notification> NotificationChoice::chosen(const ItemChanged& changed, Instant) {
+    moved_.insert(changed.bugID);
+    const auto event = parseEventKind(changed.event.kind);
+    const auto kind = event ? notificationKind(*event) : std::nullopt;
+    const bool isNews = kind && (*kind != NotificationKind::merged || merged_.insert(changed.bugID).second);
+    if (!isNews) {
+        return std::nullopt;
+    }
+    Notification notification = aboutBug(*kind, changed.bugID);
+    notification.message = changed.event.message;
+    notification.time = changed.event.createdAt;
+    notification.sessionID = changed.event.sessionID;
+    return notification;
+}
+
+std::optional<Notification> NotificationChoice::chosen(const ItemRemoved& removed, Instant) {
+    names_.erase(removed.bugID);
+    moved_.erase(removed.bugID);
+    return std::nullopt;
+}
+
+/// No event of an item's history says that it waits for a mapping; that it has one at all in this run tells a
+/// bug that waits from now on from one that waited before.
+std::optional<Notification> NotificationChoice::chosen(const StageChanged& changed, Instant now) {
+    const BugProgress& progress = changed.progress;
+    names_[progress.bugID] = {.appName = progress.appName, .title = progress.title};
+    if (progress.stage != SessionStage::needsMapping || moved_.erase(progress.bugID) == 0) {
+        return std::nullopt;
+    }
+    Notification notification = aboutBug(NotificationKind::needsYou, progress.bugID);
+    notification.message = "The bug waits for a repository; name one with: quernlight-dispatch map set";
+    notification.time = now;
+    return notification;
+}
+
+std::optional<Notification> NotificationChoice::chosen(const AlertRaised& raised, Instant now) {
+    const bool isNews = raised.key.topic == AlertTopic::starts && pauses_.insert(raised.key).second;
+    if (!isNews) {
+        return std::nullopt;
+    }
+    return Notification{.kind = NotificationKind::paused, .message = raised.sentence, .time = now};
+}
+
+std::optional<Notification> NotificationChoice::chosen(const AlertCleared& cleared, Instant) {
+    pauses_.erase(cleared.key);
+    return std::nullopt;
+}
+
+Notification NotificationChoice::aboutBug(NotificationKind kind, const std::string& bugID) const {
+    const auto name = names_.find(bugID);
+    const BugName known = name == names_.end() ? BugName{} : name->second;
+    return {.kind = kind, .bugID = bugID, .appName = known.appName, .title = known.title};
+}
+
+}  // namespace quernlight::host
