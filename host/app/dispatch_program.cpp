@@ -11,6 +11,7 @@
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/tools/tool_calls.hpp"
+#include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/process_table.hpp"
 #include "quernlight/runner/local_pty_codex_runner.hpp"
 #include "quernlight/storage/file_locations.hpp"
@@ -50,6 +51,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
     SystemClock clock;
     ReadyPrompts readyPrompts(executor);
+    FirstLaunch firstLaunch(
+        !std::filesystem::exists(CodexSessionResolver::stateDatabaseURL(options.environment)));
     LocalPTYCodexRunner runner(readyPrompts);
     BackgroundExecutor background;
     BackgroundExecutor drawing;
@@ -91,6 +94,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .client = QuernlightClient(backend, options.adminToken, std::make_shared<HttpSession>()),
         .runner = runner,
         .readyPrompts = readyPrompts,
+        .firstLaunch = firstLaunch,
         .tools = toolAccess,
         .background = background,
         .drawing = drawing,

@@ -22,6 +22,7 @@ BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQue
       log_(state_, services.store, services.disk, services.events),
       agent_({.runner = services.runner,
               .readyPrompts = services.readyPrompts,
+              .firstLaunch = services.firstLaunch,
               .tools = services.tools,
               .home = services.home,
               .drawing = services.drawing,
@@ -90,6 +91,7 @@ Task<void> BugSession::runToItsEnd(TaskSet& tasks) {
         co_return co_await end_.finish(std::move(prepared));
     }
     co_await agent_.recordAttempt(std::move(ready->goal));
+    co_await agent_.awaitTurn();
     if (stop_.isStopping()) {
         co_await agent_.noteUnstarted();
         NextStep interrupted = SessionInterrupted{};

@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "host/agent/last_line.hpp"
+#include "host/text/terminal_text.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/platform/text.hpp"
 
@@ -93,6 +95,9 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (refusedToResume(session)) {
         return ConversationUnknown{*session.resumes};
     }
+    if (!session.goalTyped && crashed(session.activity)) {
+        return AgentBlocked{.cause = describeEarlyExit(*session.activity.exitCode, session.lastWords)};
+    }
     if (auto blocked = agentBlocked(session, now)) {
         return *blocked;
     }
@@ -141,6 +146,12 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
     return isOver && (isHopeless || !session.goalAccepted)
                ? std::optional(AgentBlocked{.cause = question.sentence, .until = question.until})
                : std::nullopt;
+}
+
+std::string describeEarlyExit(int exitCode, const std::string& lastWords) {
+    const std::string line = lastReadableLine(lastWords);
+    return "The agent ended with code " + std::to_string(exitCode) + " before its goal was typed" +
+           (line.empty() ? "." : ": " + withoutControls(line));
 }
 
 std::string describeUncleanExit(int exitCode) {

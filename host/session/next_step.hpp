@@ -108,6 +108,9 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
 /// name.
 std::string describeUncleanExit(int exitCode);
 
+/// One sentence on an exit before the goal's first key, which no bug can have caused.
+std::string describeEarlyExit(int exitCode, const std::string& lastWords);
+
 /// Whether an agent's last words say that it has no such conversation: they name its id, or speak of a
 /// session, and say that it is not there.
 bool deniesConversation(const std::string& lastWords, const Uuid& conversation);

@@ -17,6 +17,10 @@
 namespace quernlight::host {
 namespace {
 
+constexpr std::chrono::milliseconds turnInterval{100};
+constexpr std::chrono::milliseconds leftoverInterval{100};
+constexpr int leftoverLooks = 15;
+
 std::string pidsOf(const std::vector<ProcessEntry>& processes) {
     std::ostringstream text;
     for (const ProcessEntry& process : processes) {
@@ -43,6 +47,12 @@ Task<void> SessionAgent::recordAttempt(std::string goal) {
     if (state_.watched.resumes) {
         co_await uses_.manager.setCodexSession(state_.item.id, *state_.watched.resumes, true);
         state_.isConversationKnown = true;
+    }
+}
+
+Task<void> SessionAgent::awaitTurn() {
+    while (!uses_.stop.isStopping() && !uses_.firstLaunch.take()) {
+        co_await uses_.clock.sleepFor(turnInterval);
     }
 }
 
@@ -78,6 +88,7 @@ Task<void> SessionAgent::recordStart(StartSessionResponse started) {
 }
 
 Task<void> SessionAgent::noteUnstarted() {
+    uses_.firstLaunch.ended();
     co_await log_.tellIfPossible(EventKind::goalNotTyped,
                                  "The agent was not started, so its goal was not typed.");
 }
@@ -141,6 +152,7 @@ EnvironmentMap SessionAgent::environment() const {
 
 Task<void> SessionAgent::noteTyping(SessionEvent event) {
     if (std::holds_alternative<PromptReady>(event)) {
+        uses_.firstLaunch.succeeded();
         beginTyping();
     } else if (std::holds_alternative<GoalTypingBegins>(event)) {
         state_.watched.goalTyped = true;
@@ -210,6 +222,7 @@ Task<void> SessionAgent::recordExit() {
         co_return;
     }
     isExitRecorded_ = true;
+    uses_.firstLaunch.ended();
     forgetGoal();
     const AgentExited exit = *run_.exit();
     co_await noteLeftovers();
@@ -225,6 +238,10 @@ Task<void> SessionAgent::recordExit() {
 }
 
 Task<void> SessionAgent::noteLeftovers() {
+    // What the agent had started may need a moment to see that it is gone.
+    for (int look = 0; look < leftoverLooks && !uses_.stop.isKilling() && !run_.leftovers().empty(); ++look) {
+        co_await uses_.clock.sleepFor(leftoverInterval);
+    }
     const auto leftovers = run_.leftovers();
     const auto survivors = co_await run_.endLeftovers();
     if (leftovers.empty()) {

@@ -7,6 +7,7 @@
 
 #include "host/agent/agent_launch.hpp"
 #include "host/agent/agent_run.hpp"
+#include "host/agent/first_launch.hpp"
 #include "host/agent/ready_prompts.hpp"
 #include "host/health/start_pauses.hpp"
 #include "host/process/stop_request.hpp"
@@ -26,6 +27,7 @@ class SessionAgent {
     struct Uses {
         CodexRunner& runner;
         ReadyPrompts& readyPrompts;
+        FirstLaunch& firstLaunch;
         ToolAccess& tools;
         std::filesystem::path home;
         BackgroundExecutor& drawing;
@@ -48,6 +50,9 @@ class SessionAgent {
     /// Starts the agent, whose goal is typed by itself, and records that it runs. Why it cannot be started,
     /// or nothing. Throws DatabaseError.
     Task<std::optional<OutsideFailure>> start(TaskSet& tasks);
+
+    /// Returns when it may be started, or the program is to stop.
+    Task<void> awaitTurn();
 
     /// Records that the goal was not typed since no agent was started.
     Task<void> noteUnstarted();

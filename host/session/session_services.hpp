@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "host/agent/first_launch.hpp"
 #include "host/agent/instruction_files.hpp"
 #include "host/agent/ready_prompts.hpp"
 #include "host/events/item_history.hpp"
@@ -33,6 +34,7 @@ struct SessionServices {
     QuernlightClient client;
     CodexRunner& runner;
     ReadyPrompts& readyPrompts;
+    FirstLaunch& firstLaunch;
     ToolAccess& tools;
     BackgroundExecutor& background;
     BackgroundExecutor& drawing;  ///< of the agents' screens

@@ -55,8 +55,13 @@ Task<void> SessionWatch::take(SessionEvent event) {
     } else if (const auto* trouble = std::get_if<CommentTrouble>(&event)) {
         comments_.take(*trouble);
     } else {
-        if (std::holds_alternative<GoalAccepted>(event) && !state_.progress.exitCode) {
+        const bool isAccepted = std::holds_alternative<GoalAccepted>(event);
+        if (isAccepted && !state_.progress.exitCode) {
             log_.show(SessionStage::working, state_.progress.detail);
+        }
+        if (isAccepted &&
+            !state_.isConversationKnown) {  // before anything can end it, so that it can be resumed
+            co_await log_.ifPossible(noteConversation());
         }
         co_await agent_.noteTyping(std::move(event));
     }

@@ -67,6 +67,7 @@ class ServicesFixture : public testing::Test {
     Clock& clock = systemClock;
     StopRequest stop;
     ReadyPrompts readyPrompts{io.get_executor()};
+    FirstLaunch firstLaunch{false};
     ToolAccess tools;
     LocalPTYCodexRunner runner{readyPrompts};
     BackgroundExecutor background;
@@ -90,6 +91,7 @@ class ServicesFixture : public testing::Test {
         .client = QuernlightClient(*Url::parse(server.address()), "token", std::make_shared<HttpSession>()),
         .runner = runner,
         .readyPrompts = readyPrompts,
+        .firstLaunch = firstLaunch,
         .tools = tools,
         .background = background,
         .drawing = drawing,

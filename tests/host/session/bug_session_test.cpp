@@ -26,7 +26,7 @@ TEST_F(BugSessionTest, AGoalThatIsTypedAndAReportBringTheBugIntoReview) {
     EXPECT_EQ(lastShown(), "3f2a9c1d working");
     EXPECT_THAT(agent.request->initialInput, HasSubstr("3f2a9c1d"));
     reports("in_review");
-    advance(seconds(5));
+    advance(seconds(6));
     EXPECT_TRUE(hasEnded);
     EXPECT_FALSE(failure);
     EXPECT_EQ(status(), QueueItemStatus::completed);

@@ -33,13 +33,16 @@ class NextStepTest : public testing::Test {
         session.detection = CompletionDetection{.comment = {}, .outcome = outcome};
         session.detection->comment.body = "Done.";
     }
-    void resumes(const Uuid& conversation) { session.resumes = conversation; }
+    void resumes(const Uuid& conversation) {
+        session.resumes = conversation;
+        session.goalTyped = false;
+    }
     template <class Step>
     bool is(int second) const {
         return std::holds_alternative<Step>(stepAt(second));
     }
 
-    WatchedSession session{.activity = {.startedAt = at(0)}};
+    WatchedSession session{.activity = {.startedAt = at(0)}, .goalTyped = true};
 };
 
 TEST_F(NextStepTest, ASessionThatWorksGoesOn) {
@@ -67,7 +70,16 @@ TEST_F(NextStepTest, AStopCountsAboveTheRulesThatFailASession) {
     EXPECT_TRUE(is<SessionInterrupted>(1000));
 }
 
+TEST_F(NextStepTest, AnAgentThatCrashesBeforeItsGoalIsTypedBlocksMoreThanThisBug) {
+    session.goalTyped = false;
+    session.lastWords = "Error: failed to initialize\n";
+    exits(2, 1);
+    EXPECT_EQ(std::get<AgentBlocked>(stepAt(2)).cause,
+              "The agent ended with code 1 before its goal was typed: Error: failed to initialize");
+}
+
 TEST_F(NextStepTest, AnAgentThatItsLauncherDoesNotFindIsNotTheBugsFailure) {
+    session.goalTyped = false;
     for (const char* words : {"/usr/bin/env: ‘codex’: No such file or directory\n\n",
                               "env: node: No such file or directory\nmore"}) {
         session.lastWords = words;
@@ -86,9 +98,6 @@ TEST_F(NextStepTest, AnAgentThatRanAndExitsAsItsLauncherWouldFails) {
     session.lastWords = "env: node: No such file or directory\n";
     session.goalTyped = true;
     EXPECT_EQ(failureAt(20), "Codex exited with code 127 without posting a completion comment.");
-    session.goalTyped = false;
-    exits(1, 1);
-    EXPECT_EQ(failureAt(20), "Codex exited with code 1 without posting a completion comment.");
 }
 
 TEST_F(NextStepTest, ACrashFailsTheSessionOnlyAfterTheGraceForItsComment) {
@@ -191,7 +200,7 @@ TEST_F(NextStepTest, AFreshRunOrACleanExitOrOtherWordsNeverDenyAConversation) {
     EXPECT_TRUE(goesOnAt(2));
     session.activity.exitCode = 1;
     session.lastWords = "panicked: index out of bounds";
-    EXPECT_TRUE(goesOnAt(2));
+    EXPECT_FALSE(is<ConversationUnknown>(2));
 }
 
 TEST_F(NextStepTest, AGoalThatTheAgentDoesNotTakeIsGivenToItInAFreshAttempt) {

@@ -151,6 +151,7 @@ class SessionFixture : public ServicesFixture {
                                     .client = services.client,
                                     .runner = agent,
                                     .readyPrompts = prompts,
+                                    .firstLaunch = firstLaunch,
                                     .tools = tools,
                                     .background = background,
                                     .drawing = drawing,
