@@ -18,12 +18,13 @@ struct MapOptions {
 
 Task<void> set(DispatchService& service, MappingRequest request) {
     const AppMapping mapping = co_await service.setMapping(std::move(request));
-    std::cout << withoutControls(mapping.bundleID + " (" + mapping.appName) << ") is worked on in "
-              << withoutControls(mapping.repoPath) << ", from branch " << withoutControls(mapping.baseBranch)
-              << ", with worktrees in " << withoutControls(*mapping.worktreeRootPath) << "\n"
-              << "Its agents are told to trust both; to have them ask instead: quernlight-dispatch config set "
-                 "agent.trust false"
-              << std::endl;
+    std::cout
+        << withoutControls(mapping.bundleID + " (" + mapping.appName) << ") is worked on in "
+        << withoutControls(mapping.repoPath) << ", from branch " << withoutControls(mapping.baseBranch)
+        << ", with worktrees in " << withoutControls(*mapping.worktreeRootPath) << "\n"
+        << "Its agents are told to trust both; to have them ask instead: quernlight-dispatch config set "
+           "agent.trust false"
+        << std::endl;
 }
 
 Task<void> list(DispatchService& service) {

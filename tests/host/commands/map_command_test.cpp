@@ -26,7 +26,9 @@ TEST_F(MapCommandTest, WorktreesGoBesideTheRepositoryUnlessToldOtherwise) {
     const auto outcome = dispatch(mapWith({"--repo", checkout()}));
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_EQ(outcome.output, "com.acme.shop (Shop) is worked on in " + checkout() +
-                                  ", from branch main, with worktrees in " + checkout() + "-worktrees\n");
+                                  ", from branch main, with worktrees in " + checkout() +
+                                  "-worktrees\nIts agents are told to trust both; to have them ask instead: "
+                                  "quernlight-dispatch config set agent.trust false\n");
     EXPECT_EQ(listed(), "com.acme.shop  Shop  " + checkout() + "  main  " + checkout() + "-worktrees\n");
 }
 
