@@ -1,5 +1,8 @@
 #include "host/text/terminal_text.hpp"
 
+#include <array>
+#include <cstdio>
+
 #include <unicode/uchar.h>
 
 #include "quernlight/platform/control_characters.hpp"
@@ -81,6 +84,20 @@ std::string withoutControls(std::string_view whole) {
         appendUtf8(line, scalar);
     }
     return text.size() < whole.size() ? line + "…" : line;
+}
+
+std::string escapedJson(std::string_view json) {
+    std::string escaped;
+    for (const char32_t scalar : unicodeScalars(json)) {
+        if (isActingCharacter(scalar)) {
+            std::array<char, 8> code{};
+            std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(scalar));
+            escaped += code.data();
+        } else {
+            appendUtf8(escaped, scalar);
+        }
+    }
+    return escaped;
 }
 
 }  // namespace quernlight::host

@@ -21,4 +21,8 @@ std::string fitted(std::string_view text, std::size_t width);
 /// kilobytes is cut with "…".
 std::string withoutControls(std::string_view text);
 
+/// JSON with the acting characters escaped that JSON leaves as they are. In JSON they only occur within
+/// texts.
+std::string escapedJson(std::string_view json);
+
 }  // namespace quernlight::host

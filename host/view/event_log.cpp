@@ -1,8 +1,6 @@
 #include "host/view/event_log.hpp"
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
@@ -16,9 +14,7 @@
 #include "host/process/private_files.hpp"
 #include "host/process/user_error.hpp"
 #include "host/text/terminal_text.hpp"
-#include "quernlight/platform/control_characters.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
-#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace json = boost::json;
@@ -61,22 +57,6 @@ BackgroundWriter::LossNotice lossNotice(LogFormat format) {
         return logLine(format, noticeNow(what + " left out here, since nobody took what was written.")) +
                "\n";
     };
-}
-
-/// JSON with the characters escaped that a terminal acts on and JSON leaves as they are. In JSON they only
-/// occur within texts.
-std::string escapedJson(const std::string& line) {
-    std::string escaped;
-    for (const char32_t scalar : unicodeScalars(line)) {
-        if (isActingCharacter(scalar)) {
-            std::array<char, 8> code{};
-            std::snprintf(code.data(), code.size(), "\\u%04x", static_cast<unsigned>(scalar));
-            escaped += code.data();
-        } else {
-            appendUtf8(escaped, scalar);
-        }
-    }
-    return escaped;
 }
 
 std::string jsonLine(const ItemChanged& logged) {
