@@ -7,6 +7,7 @@
 #include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/session_resource.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
@@ -56,6 +57,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     LocalPTYCodexRunner runner(readyPrompts);
     BackgroundExecutor background;
     BackgroundExecutor drawing;
+    LiveScreens screens;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter(commentRequestsPerSecond, commentRequestsAtOnce);
     BackendHealth health([&events, backend](const std::string& trouble) {
@@ -98,6 +100,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .tools = toolAccess,
         .background = background,
         .drawing = drawing,
+        .screens = screens,
         .repositories = repositories,
         .clock = clock,
         .stop = stop,
@@ -114,8 +117,10 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
                         BugTools(services.client, store.attempts, background));
+    SessionResource sessionResource(events, screens);
     ControlRouter router;
     toolCalls.offerOn(router);
+    sessionResource.offerOn(router);
     ControlServer control(executor, options.home, router, clock);
     const Notifier::Uses notified{.events = events,
                                   .settings = settings.now(),

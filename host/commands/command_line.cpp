@@ -12,11 +12,12 @@ namespace {
 
 /// In the order in which the program's help lists them.
 constexpr auto commands = {
-    addRunCommand,     //
-    addMapCommand,     //
-    addQueueCommand,   //
-    addConfigCommand,  //
-    addMcpCommand,     //
+    addRunCommand,       //
+    addMapCommand,       //
+    addQueueCommand,     //
+    addConfigCommand,    //
+    addSessionsCommand,  //
+    addMcpCommand,       //
 };
 
 }  // namespace

@@ -16,6 +16,7 @@ using ChosenCommand = std::function<int()>;
 void addRunCommand(CLI::App& program, ChosenCommand& chosen);
 void addMapCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
+void addSessionsCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
 

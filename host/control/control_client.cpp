@@ -1,6 +1,5 @@
 #include "host/control/control_client.hpp"
 
-#include <chrono>
 #include <string>
 #include <utility>
 
@@ -23,7 +22,6 @@ using Message = http::request<http::string_body>;
 using Parser = http::response_parser<http::string_body>;
 
 constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
-constexpr std::chrono::minutes longestAnswer{15};  // beyond what the owner gives the backend
 constexpr std::uint64_t largestAnswer = std::uint64_t{128} << 20U;
 
 Message messageOf(const ControlRequest& request) {
@@ -62,9 +60,10 @@ void throwUnanswered(const boost::system::error_code& error) {
 
 }  // namespace
 
-Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request) {
+Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request,
+                               std::chrono::seconds timeout) {
     Stream stream(co_await asio::this_coro::executor);
-    stream.expires_after(longestAnswer);
+    stream.expires_after(timeout);
     co_await connect(stream, home);
     const Message message = messageOf(request);
     // Also when it fails: an owner that refuses a request before it has read all of it has answered.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 
 #include "host/control/control_message.hpp"
@@ -20,8 +21,12 @@ class OwnerDidNotAnswer : public UserError {
     using UserError::UserError;
 };
 
+/// Beyond what the owner gives the backend.
+constexpr std::chrono::minutes longestAnswer{15};
+
 /// Sends a request to the owner of a home on a connection of its own, and returns what it answers, errors
 /// included. Throws OwnerNotRunning or OwnerDidNotAnswer.
-Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request);
+Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request,
+                               std::chrono::seconds timeout = longestAnswer);
 
 }  // namespace quernlight::host

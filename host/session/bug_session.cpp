@@ -26,6 +26,7 @@ BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQue
               .tools = services.tools,
               .home = services.home,
               .drawing = services.drawing,
+              .screens = services.screens,
               .store = services.store,
               .manager = services.manager,
               .startPauses = services.startPauses,

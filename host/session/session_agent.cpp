@@ -80,11 +80,19 @@ Task<std::optional<OutsideFailure>> SessionAgent::start(TaskSet& tasks) {
 
 Task<void> SessionAgent::recordStart(StartSessionResponse started) {
     state_.attempt.pid = started.pid;
+    shownScreen_ = uses_.screens.enter(state_.item.bugID, [this] { return liveAgent(); });
     co_await uses_.manager.markRunning(state_.item.id, state_.sessionID);
     co_await uses_.store.attempts.markRunning(state_.attempt.id, started.pid);
     const std::string pid = std::to_string(started.pid);
     co_await log_.tell(EventKind::agentStarted, "The agent runs as process " + pid + ".",
                        processMetadata(started.pid, run_.leader().startTime));
+}
+
+LiveAgent SessionAgent::liveAgent() const {
+    return {.attemptNumber = state_.attempt.attemptNumber,
+            .pid = run_.isRunning() ? state_.attempt.pid : std::nullopt,
+            .since = state_.attempt.startedAt,
+            .picture = run_.screen().picture()};
 }
 
 Task<void> SessionAgent::noteUnstarted() {

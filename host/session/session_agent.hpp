@@ -8,6 +8,7 @@
 #include "host/agent/agent_launch.hpp"
 #include "host/agent/agent_run.hpp"
 #include "host/agent/first_launch.hpp"
+#include "host/agent/live_screens.hpp"
 #include "host/agent/ready_prompts.hpp"
 #include "host/health/start_pauses.hpp"
 #include "host/process/stop_request.hpp"
@@ -31,6 +32,7 @@ class SessionAgent {
         ToolAccess& tools;
         std::filesystem::path home;
         BackgroundExecutor& drawing;
+        LiveScreens& screens;
         DispatchStore store;
         QueueManager& manager;
         StartPauses& startPauses;
@@ -86,6 +88,7 @@ class SessionAgent {
     bool hasProcess(const ProcessEntry& process) const { return run_.hasProcess(process); }
 
   private:
+    LiveAgent liveAgent() const;
     Task<void> recordStart(StartSessionResponse started);
     Task<void> noteWhileStopping(SessionEvent event);
     Task<void> noteAcceptance(GoalAccepted accepted);
@@ -100,7 +103,8 @@ class SessionAgent {
     SessionState& state_;
     SessionLog& log_;
     AgentRun run_;
-    bool isStopped_ = false;      // the escalation has been run
+    LiveScreens::Entry shownScreen_;  // from the start on
+    bool isStopped_ = false;          // the escalation has been run
     bool isExitRecorded_ = true;  // from the start on only once its end is stored and nothing of it is left
     TaskSet* tasks_ = nullptr;    // from the start on
     bool isGoalWanted_ = true;

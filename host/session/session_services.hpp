@@ -5,6 +5,7 @@
 
 #include "host/agent/first_launch.hpp"
 #include "host/agent/instruction_files.hpp"
+#include "host/agent/live_screens.hpp"
 #include "host/agent/ready_prompts.hpp"
 #include "host/events/item_history.hpp"
 #include "host/health/backend_health.hpp"
@@ -38,6 +39,7 @@ struct SessionServices {
     ToolAccess& tools;
     BackgroundExecutor& background;
     BackgroundExecutor& drawing;  ///< of the agents' screens
+    LiveScreens& screens;
     RepositoryLocks& repositories;
     Clock& clock;
     StopRequest& stop;

@@ -72,6 +72,7 @@ class ServicesFixture : public testing::Test {
     LocalPTYCodexRunner runner{readyPrompts};
     BackgroundExecutor background;
     BackgroundExecutor drawing;
+    LiveScreens screens;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter{1000, 1000};
     quernlight::test::PublishedEvents published{events};
@@ -95,6 +96,7 @@ class ServicesFixture : public testing::Test {
         .tools = tools,
         .background = background,
         .drawing = drawing,
+        .screens = screens,
         .repositories = repositories,
         .clock = clock,
         .stop = stop,

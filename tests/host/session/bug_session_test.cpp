@@ -38,6 +38,18 @@ TEST_F(BugSessionTest, AGoalThatIsTypedAndAReportBringTheBugIntoReview) {
     EXPECT_THAT(steps(), ElementsAre("exit 0", "enter 0"));
 }
 
+TEST_F(BugSessionTest, ItsAgentsScreenCanBeLookedAtFromTheStartOn) {
+    EXPECT_FALSE(screens.look("3f2a9c1d"));
+    work();
+    writes("Looking into it\n");
+    const LiveAgent seen = screens.look("3f2a9c1d").value();
+    EXPECT_EQ(seen.pid, agent.pid);
+    EXPECT_EQ(seen.attemptNumber, 1);
+    EXPECT_THAT(seen.picture->lines, testing::Contains(HasSubstr("Looking into it")));
+    exits(0);
+    EXPECT_EQ(screens.look("3f2a9c1d").value().pid, std::nullopt);
+}
+
 TEST_F(BugSessionTest, AQuestionOfTheAgentsWaitsForTheUser) {
     work();
     reports("investigate");

@@ -155,6 +155,7 @@ class SessionFixture : public ServicesFixture {
                                     .tools = tools,
                                     .background = background,
                                     .drawing = drawing,
+                                    .screens = screens,
                                     .repositories = repositories,
                                     .clock = time,
                                     .stop = stop,

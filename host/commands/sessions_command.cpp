@@ -1,0 +1,198 @@
+#include <iostream>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+#include <boost/json/array.hpp>
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "host/commands/command_line.hpp"
+#include "host/commands/path_option.hpp"
+#include "host/commands/service_call.hpp"
+#include "host/control/control_client.hpp"
+#include "host/process/dispatch_home.hpp"
+#include "host/process/user_error.hpp"
+#include "host/service/session_json.hpp"
+#include "host/service/session_text.hpp"
+#include "host/text/terminal_text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace json = boost::json;
+
+struct SessionsOptions {
+    ChosenHome home{};
+    std::string bugID{};
+    bool screen = false, explain = false, json = false;
+};
+
+constexpr std::chrono::seconds timeout{20};
+
+UserError noDispatcher(const std::filesystem::path& home) {
+    return UserError("No dispatcher is running for " + home.string() +
+                     ". Start it with: quernlight-dispatch run");
+}
+
+UserError misunderstood() {
+    return UserError(
+        "The dispatcher answers in a form that is not known here; it must be of the same version.");
+}
+
+/// What the owner answers to a GET. Throws OwnerNotRunning, and UserError with the sentence of its refusal.
+Task<json::value> answerOf(std::filesystem::path home, std::vector<std::string> segments) {
+    ControlRequest request{.target = controlTarget(segments)};
+    const ControlResponse response = co_await askOwner(std::move(home), std::move(request), timeout);
+    if (const auto refusal = problemDetail(response)) {
+        throw UserError(*refusal);
+    }
+    boost::system::error_code error;
+    json::value answer = json::parse(response.body, error);
+    if (error) {
+        throw misunderstood();
+    }
+    co_return answer;
+}
+
+Task<json::array> runningSessions(std::filesystem::path home) {
+    std::vector<std::string> segments{"v1", "sessions"};
+    const json::value answer = co_await answerOf(std::move(home), std::move(segments));
+    if (!answer.is_array()) {
+        throw misunderstood();
+    }
+    co_return answer.get_array();
+}
+
+/// With its agent's picture.
+Task<json::object> seenSession(std::filesystem::path home, std::string bugID) {
+    std::vector<std::string> segments{"v1", "sessions", std::move(bugID), "screen"};
+    const json::value answer = co_await answerOf(std::move(home), std::move(segments));
+    if (!answer.is_object()) {
+        throw misunderstood();
+    }
+    co_return answer.get_object();
+}
+
+/// The bug among those that run; empty when it is not.
+Task<json::object> runningSession(std::filesystem::path home, std::string bugID) {
+    for (const json::value& session : co_await runningSessions(std::move(home))) {
+        const json::object* object = session.if_object();
+        const json::value* id = object ? object->if_contains("bug") : nullptr;
+        if (id && id->is_string() && id->get_string() == bugID) {
+            co_return *object;
+        }
+    }
+    co_return json::object();
+}
+
+json::object storedSession(const QueueItemDetails& details) {
+    BugProgress progress = restingProgress(details.item);
+    progress.stage = details.stage;
+    json::object session = shownSession(progress, std::nullopt);
+    session["attempt"] =
+        details.attempts.empty() ? json::value(nullptr) : json::value(shownAttempt(details.attempts.back()));
+    session["dispatcher_runs"] = false;
+    return session;
+}
+
+/// What a dispatcher that runs knows of it counts above what is stored.
+json::object merged(json::object stored, const json::object& live) {
+    for (const auto& [name, value] : live) {
+        stored[name] = value;
+    }
+    stored["dispatcher_runs"] = true;
+    return stored;
+}
+
+Task<json::object> wholeSession(DispatchService& service, SessionsOptions given) {
+    const QueueItemDetails details = co_await service.queueItem(given.bugID);
+    const std::filesystem::path home = findDispatchHome(given.home);
+    const bool needsPicture = given.screen || given.explain;
+    json::object live;
+    try {
+        if (needsPicture) {
+            live = co_await seenSession(home, details.item.bugID);
+        } else {
+            live = co_await runningSession(home, details.item.bugID);
+        }
+    } catch (const OwnerNotRunning&) {
+        if (needsPicture) {
+            throw noDispatcher(home);
+        }
+        co_return storedSession(details);
+    }
+    co_return merged(storedSession(details), live);
+}
+
+void print(const json::value& value) {
+    std::cout << escapedJson(json::serialize(value)) << std::endl;
+}
+
+Task<void> list(SessionsOptions given) {
+    const std::filesystem::path home = findDispatchHome(given.home);
+    json::array sessions;
+    try {
+        sessions = co_await runningSessions(home);
+    } catch (const OwnerNotRunning&) {
+        throw noDispatcher(home);
+    }
+    if (given.json) {
+        co_return print(sessions);
+    }
+    for (const json::value& session : sessions) {
+        std::cout << (session.is_object() ? sessionLine(session.get_object()) : "");
+    }
+    std::cout << (sessions.empty() ? "No session runs; see: quernlight-dispatch queue list\n" : "")
+              << std::flush;
+}
+
+Task<void> show(DispatchService& service, SessionsOptions given) {
+    const json::object session = co_await wholeSession(service, given);
+    if (given.json) {
+        co_return print(session);
+    }
+    if (!given.screen && !given.explain) {
+        std::cout << sessionStatus(session);
+    }
+    std::cout << (given.screen ? pictureText(session) : "") << (given.screen && given.explain ? "\n" : "")
+              << (given.explain ? explanationText(session) : "") << std::flush;
+}
+
+int sessionsList(const SessionsOptions& given) {
+    return statusOf(list(given));
+}
+
+int sessionsShow(const SessionsOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(show(*service, given));
+}
+
+void addList(CLI::App& sessions, ChosenCommand& chosen) {
+    const auto options = std::make_shared<SessionsOptions>();
+    CLI::App* app = sessions.add_subcommand("list", "List those that run, and what their agents do");
+    app->add_flag("--json", options->json, "As JSON: an array");
+    addHomeOption(*app, options->home);
+    app->callback([options, &chosen] { chosen = [options] { return sessionsList(*options); }; });
+}
+
+void addShow(CLI::App& sessions, ChosenCommand& chosen) {
+    const auto options = std::make_shared<SessionsOptions>();
+    CLI::App* app = sessions.add_subcommand("show", "Show a bug's session, or what is on its agent's screen");
+    app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
+    app->add_flag("--screen", options->screen, "What stands on its agent's screen now");
+    app->add_flag("--explain", options->explain, "What that screen is taken for, and why");
+    app->add_flag("--json", options->json, "As JSON: an object");
+    addHomeOption(*app, options->home);
+    app->callback([options, &chosen] { chosen = [options] { return sessionsShow(*options); }; });
+}
+
+}  // namespace
+
+void addSessionsCommand(CLI::App& program, ChosenCommand& chosen) {
+    CLI::App* sessions = program.add_subcommand("sessions", "The sessions that run");
+    sessions->require_subcommand(1);
+    addList(*sessions, chosen);
+    addShow(*sessions, chosen);
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,61 @@
+#include "host/service/session_resource.hpp"
+
+#include <utility>
+
+#include <boost/json/array.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "host/service/session_json.hpp"
+#include "host/text/terminal_text.hpp"
+#include "quernlight/platform/identifiers.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace json = boost::json;
+
+std::string noAgent(const BugProgress& progress) {
+    return "No agent works on bug " + withoutControls(progress.bugID) +
+           " now; it is: " + stageText(progress) + ".";
+}
+
+std::string notInQueue(const std::string& bugID) {
+    return "Bug " + withoutControls(bugID) + " is not in the queue; see: quernlight-dispatch queue list";
+}
+
+}  // namespace
+
+void SessionResource::offerOn(ControlRouter& router) {
+    router.add("GET", "/v1/sessions", [this](const ControlRequest&) { return list(); });
+    router.add("GET", "/v1/sessions/*/screen",
+               [this](const ControlRequest& request) { return screen(request.parameters.at(0)); });
+}
+
+Task<ControlResponse> SessionResource::list() const {
+    json::array sessions;
+    for (const auto& [bugID, progress] : events_.bugs()) {
+        if (isRunning(progress.stage)) {
+            sessions.push_back(shownSession(progress, screens_.look(bugID)));
+        }
+    }
+    co_return ControlResponse{.body = json::serialize(sessions)};
+}
+
+Task<ControlResponse> SessionResource::screen(std::string bugID) const {
+    const std::string shortID = BugID::normalized(bugID);
+    const auto progress = events_.bugs().find(shortID);
+    if (progress == events_.bugs().end()) {
+        co_return problem(404, notInQueue(shortID));
+    }
+    const auto agent = screens_.look(shortID);
+    if (!agent) {
+        co_return problem(404, noAgent(progress->second));
+    }
+    json::object shown = shownSession(progress->second, agent);
+    for (auto& [name, value] : shownPicture(*agent->picture)) {
+        shown[name] = std::move(value);
+    }
+    co_return ControlResponse{.body = json::serialize(shown)};
+}
+
+}  // namespace quernlight::host
