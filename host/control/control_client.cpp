@@ -53,6 +53,10 @@ Task<void> connect(Stream& stream, const std::filesystem::path& home) {
 }
 
 void throwUnanswered(const boost::system::error_code& error) {
+    if (error == beast::error::timeout) {
+        throw OwnerDidNotAnswer(
+            "The dispatcher does not answer: it may be suspended, or the machine very busy. Try again.");
+    }
     if (error) {
         throw OwnerDidNotAnswer("The dispatcher went away before it answered (" + error.message() + ").");
     }
@@ -61,7 +65,7 @@ void throwUnanswered(const boost::system::error_code& error) {
 }  // namespace
 
 Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request,
-                               std::chrono::seconds timeout) {
+                               std::chrono::milliseconds timeout) {
     Stream stream(co_await asio::this_coro::executor);
     stream.expires_after(timeout);
     co_await connect(stream, home);

@@ -27,6 +27,6 @@ constexpr std::chrono::minutes longestAnswer{15};
 /// Sends a request to the owner of a home on a connection of its own, and returns what it answers, errors
 /// included. Throws OwnerNotRunning or OwnerDidNotAnswer.
 Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request,
-                               std::chrono::seconds timeout = longestAnswer);
+                               std::chrono::milliseconds timeout = longestAnswer);
 
 }  // namespace quernlight::host

@@ -184,5 +184,13 @@ TEST(PeerUserTest, ThePeerOfASocketIsTheUserAsWhomItRuns) {
     EXPECT_EQ(peerUser(pipe.reading.get()), std::nullopt);
 }
 
+TEST_F(ControlSocketTest, AnOwnerThatDoesNotAnswerIsNotWaitedForLongerThanWanted) {
+    const ControlSocket suspended(io.get_executor(), home.path());
+    const auto asking = [this] {
+        test::runTask(io, askOwner(home.path(), {.target = "/v1"}, std::chrono::milliseconds(20)));
+    };
+    EXPECT_THAT(asking, ThrowsMessage<OwnerDidNotAnswer>(HasSubstr("does not answer: it may be suspended")));
+}
+
 }  // namespace
 }  // namespace quernlight::host
