@@ -26,7 +26,7 @@ TEST_F(BugSessionTest, AGoalThatIsTypedAndAReportBringTheBugIntoReview) {
     EXPECT_EQ(lastShown(), "3f2a9c1d working");
     EXPECT_THAT(agent.request->initialInput, HasSubstr("3f2a9c1d"));
     reports("in_review");
-    advance(seconds(6));
+    advance(seconds(7));
     EXPECT_TRUE(hasEnded);
     EXPECT_FALSE(failure);
     EXPECT_EQ(status(), QueueItemStatus::completed);
@@ -53,7 +53,7 @@ TEST_F(BugSessionTest, ItsAgentsScreenCanBeLookedAtFromTheStartOn) {
 TEST_F(BugSessionTest, AQuestionOfTheAgentsWaitsForTheUser) {
     work();
     reports("investigate");
-    advance(seconds(5));
+    advance(seconds(7));
     EXPECT_EQ(status(), QueueItemStatus::awaitingUserInput);
     EXPECT_EQ(attempt().state, SessionAttemptState::completed);
 }
@@ -119,7 +119,7 @@ TEST_F(BugSessionTest, NothingFailsWhileTheBackendCannotBeAsked) {
     EXPECT_FALSE(hasEnded);
     reports("in_review");
     backendTrouble = nullptr;
-    advance(seconds(5));
+    advance(seconds(7));
     EXPECT_EQ(status(), QueueItemStatus::completed);
 }
 
@@ -162,7 +162,7 @@ TEST_F(BugSessionTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsSt
     agent.endOn("terminate");
     work();
     reports("in_review");
-    advance(seconds(5));
+    advance(seconds(7));
     ASSERT_EQ(status(), QueueItemStatus::codexCompleted);
     raise(StopLevel::stop);
     advance(seconds(20));
@@ -311,7 +311,7 @@ TEST_F(BugSessionTest, ACompletionThatCannotBeStoredIsNeverTurnedIntoAFailure) {
     work();
     failWritesOf("completed");
     reports("in_review");
-    advance(seconds(5));
+    advance(seconds(7));
     ASSERT_TRUE(failure);
     EXPECT_EQ(status(), QueueItemStatus::codexCompleted);
     EXPECT_FALSE(agent.isRunning);
