@@ -123,7 +123,7 @@ class BugCheck {
         const std::string expected = std::string("enqueued startingCodex running codexSessionStored ") +
                                      (asked() ? "awaitingUserInput" : "codexCompleted completed");
         expect(kinds(events, false) == expected, "its events are: " + kinds(events, false) + ".");
-        expect(kinds(events, true) == "worktreeReady agentStarted typing typed agentExited",
+        expect(kinds(events, true) == "worktreeReady agentStarted typing typed goalAccepted agentExited",
                "the session's own events are: " + kinds(events, true) + ".");
     }
 

@@ -57,6 +57,7 @@ DispatchProgramOptions programOptions(const DemoDirectory& directory, const Home
                                    .lock = &lock,
                                    .backend = backend,
                                    .adminToken = readToken(directory.tokenFile()),
+                                   .toolServer = StandInPrograms::locate().dispatcher,
                                    .environment = currentEnvironmentMap()};
     options.settings = {
         {"sessions.max", "2"}, {"sessions.memory_floor_mib", "0"}, {"poll.comments_seconds", "0.4"}};

@@ -26,8 +26,10 @@ StandInPrograms StandInPrograms::locate() {
     const fs::path programs = programLocation().parent_path();
     StandInPrograms found{.backend = programs / "standin-backend",
                           .agentDirectory = programs.parent_path() / "standin-codex",
-                          .gitTransport = programs / "standin-git-transport"};
-    for (const fs::path& needed : {found.backend, found.agentDirectory / "codex", found.gitTransport}) {
+                          .gitTransport = programs / "standin-git-transport",
+                          .dispatcher = programs / "quernlight-dispatch"};
+    for (const fs::path& needed :
+         {found.backend, found.agentDirectory / "codex", found.gitTransport, found.dispatcher}) {
         if (!fs::exists(needed)) {
             throw host::UserError(
                 "The demo needs " + needed.string() +

@@ -7,11 +7,13 @@
 
 namespace quernlight::demo {
 
-/// The programs that stand in for a backend, an agent and a git host, beside this program in the build tree.
+/// The programs that stand in for a backend, an agent and a git host, and the dispatcher whose tools the
+/// agent uses, beside this program in the build tree.
 struct StandInPrograms {
     std::filesystem::path backend;
     std::filesystem::path agentDirectory;  ///< holds the agent under the name "codex"
     std::filesystem::path gitTransport;
+    std::filesystem::path dispatcher;
 
     /// Throws UserError when they are not there.
     static StandInPrograms locate();

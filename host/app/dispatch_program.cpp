@@ -98,6 +98,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .readyPrompts = readyPrompts,
         .firstLaunch = firstLaunch,
         .tools = toolAccess,
+        .toolServer = options.toolServer,
         .background = background,
         .drawing = drawing,
         .screens = screens,
@@ -115,6 +116,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .events = events,
         .history = history,
         .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
+    // Whatever can throw comes before the socket is served.
+    auto known = co_await store.items.items(wholeQueue);
     ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
                         BugTools(services.client, store.attempts, background));
     SessionResource sessionResource(events, screens);
@@ -127,7 +130,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                                   .clock = clock,
                                   .home = options.home,
                                   .environment = agentEnvironment(options.environment, desktopVariables)};
-    Notifier notifier(executor, notified, co_await store.items.items(wholeQueue));
+    Notifier notifier(executor, notified, std::move(known));
     Dispatcher dispatcher(
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));

@@ -21,8 +21,9 @@ struct DispatchProgramOptions {
     const HomeLock* lock = nullptr;  ///< on the home; outlives the program
     std::optional<Url> backend{};    ///< absent: the setting
     std::string adminToken;
-    EnvironmentMap environment;   ///< the caller's; what the agent gets of it is chosen here
-    SettingOverrides settings{};  ///< above what is stored
+    std::filesystem::path toolServer{};  ///< the program with the command mcp; empty: agents get no tools
+    EnvironmentMap environment;          ///< the caller's; what the agent gets of it is chosen here
+    SettingOverrides settings{};         ///< above what is stored
     DispatcherSettings dispatcher{};
 };
 

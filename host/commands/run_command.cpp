@@ -16,6 +16,7 @@
 #include "host/process/token_file.hpp"
 #include "host/process/user_error.hpp"
 #include "host/settings/backend_address.hpp"
+#include "quernlight/platform/process_table.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -71,6 +72,7 @@ int runCommand(const RunOptions& options) {
                                    .lock = &lock,
                                    .backend = backend,
                                    .adminToken = token,
+                                   .toolServer = programLocation(),
                                    .environment = currentEnvironmentMap(),
                                    .settings = options.settings,
                                    .dispatcher = {.once = options.once}};

@@ -19,11 +19,13 @@ void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
     if (now < pause.end && now + failure.lasts.value_or(std::chrono::seconds(0)) <= pause.end) {
         return;
     }
-    pause.length =
-        failure.lasts ? std::max(*failure.lasts, shortest) : std::clamp(pause.length * 2, shortest, longest);
-    pause.end = now + pause.length;
+    if (!failure.lasts) {
+        pause.length = std::clamp(pause.length * 2, shortest, longest);
+    }
+    const std::chrono::seconds length = failure.lasts ? std::max(*failure.lasts, shortest) : pause.length;
+    pause.end = now + length;
     pause.cause = failure.cause;
-    listener_(scope, describe(scope, pause.cause, pause.length));
+    listener_(scope, describe(scope, pause.cause, length));
 }
 
 void StartPauses::endUnused(const std::set<std::string>& repositories) {

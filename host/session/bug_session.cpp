@@ -24,6 +24,7 @@ BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQue
               .readyPrompts = services.readyPrompts,
               .firstLaunch = services.firstLaunch,
               .tools = services.tools,
+              .toolServer = services.toolServer,
               .home = services.home,
               .drawing = services.drawing,
               .screens = services.screens,

@@ -13,6 +13,7 @@ constexpr std::string_view pasteBegins = "\x1b[200~";
 constexpr std::string_view pasteEnds = "\x1b[201~";
 constexpr std::string_view enterKey = "\n";  // as the runner takes it
 constexpr std::string_view downKey = "\x1b[B";
+constexpr int mostAnswers = 10;
 constexpr std::string_view upKey = "\x1b[A";
 
 bool continuesCharacter(char byte) {
@@ -34,7 +35,8 @@ bool holds(const AgentReading& screen, const GoalKeys& goal) {
         return false;
     }
     const ComposerContent content = composerContent(*screen.composer, goal.command + goal.objective);
-    return content == ComposerContent::whole || content == ComposerContent::end;
+    const bool isFromTheTop = 4 * static_cast<std::size_t>(screen.composer->row) <= screen.lines.size();
+    return content == ComposerContent::whole || (content == ComposerContent::end && isFromTheTop);
 }
 
 std::string onScreen(const AgentReading& screen) {
@@ -87,12 +89,13 @@ DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
     if (seen.screen.activity.state == AgentState::dialog) {
         const auto& dialog = seen.screen.activity.dialog;
         const auto answer = answersDialogs_ && dialog ? dialogAnswer(*dialog) : std::nullopt;
-        if (!answer || now < notBefore_) {
+        if (!answer || answers_ == mostAnswers || now < notBefore_) {
             since_ = answer ? since_ : now;
             return KeepLooking{};  // whoever watches the session tells a person
         }
         notBefore_ = now + times_.beforeEnter;
         since_ = now;
+        ++answers_;
         return TypeKeys{.keys = *answer};
     }
     if (now < notBefore_) {
@@ -104,7 +107,7 @@ DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
         case Stage::commandTyped:
             return checkCommand(seen, now);
         case Stage::pasting:
-            return paste(now);
+            return paste(seen, now);
         case Stage::pasted:
             return checkText(seen, now);
         case Stage::handedOver:
@@ -138,6 +141,7 @@ DeliveryStep GoalDelivery::awaitComposer(const AgentSight& seen, TimePoint now) 
 DeliveryStep GoalDelivery::checkCommand(const AgentSight& seen, TimePoint now) {
     const bool isThere = seen.screen.hasTyped(goal_.command);
     if (isThere && (seen.screen.offers(goal_.command) || seen.record != GoalRecord::unknown)) {
+        wasPartRecordedBefore_ = seen.record == GoalRecord::part;
         reach(Stage::pasting, now);
         notBefore_ = now + times_.afterCommand;
         return TypeKeys{.keys = " "};
@@ -153,7 +157,12 @@ DeliveryStep GoalDelivery::checkCommand(const AgentSight& seen, TimePoint now) {
     return refused("What was typed does not stand in the agent's composer", seen.screen);
 }
 
-DeliveryStep GoalDelivery::paste(TimePoint now) {
+DeliveryStep GoalDelivery::paste(const AgentSight& seen, TimePoint now) {
+    if (!seen.screen.composer || !seen.screen.bracketedPaste) {
+        return now - since_ < times_.echo
+                   ? DeliveryStep(KeepLooking{})
+                   : refused("The agent's composer is gone while the goal is typed", seen.screen);
+    }
     if (pasted_ == goal_.pastes.size()) {
         reach(Stage::pasted, now);
         notBefore_ = now + times_.beforeEnter - times_.betweenPastes;
@@ -182,7 +191,7 @@ DeliveryStep GoalDelivery::enter(TimePoint now) {
 }
 
 DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now) {
-    if (seen.record == GoalRecord::part) {
+    if (seen.record == GoalRecord::part && !wasPartRecordedBefore_) {
         return refused("The agent took only a part of the goal", seen.screen);
     }
     const bool isAtWork = seen.screen.activity.state == AgentState::working;

@@ -71,6 +71,12 @@ class GoalDelivery {
     /// sentence what was on the screen.
     DeliveryStep next(const AgentSight& seen, TimePoint now);
 
+    /// Keys have been sent, which may have taken a while; the agent's time to show them begins now.
+    void sent(TimePoint now) { since_ = now; }
+
+    /// The goal's first keys were not sent after all.
+    void startAgain(TimePoint now) { reach(Stage::awaitingComposer, now); }
+
     /// Whether the next step asks for the agent's records of goals.
     bool wantsRecord() const { return stage_ == Stage::commandTyped || stage_ == Stage::handedOver; }
 
@@ -79,7 +85,7 @@ class GoalDelivery {
 
     DeliveryStep awaitComposer(const AgentSight& seen, TimePoint now);
     DeliveryStep checkCommand(const AgentSight& seen, TimePoint now);
-    DeliveryStep paste(TimePoint now);
+    DeliveryStep paste(const AgentSight& seen, TimePoint now);
     DeliveryStep checkText(const AgentSight& seen, TimePoint now);
     DeliveryStep checkAcceptance(const AgentSight& seen, TimePoint now);
     DeliveryStep enter(TimePoint now);
@@ -95,6 +101,8 @@ class GoalDelivery {
     TimePoint notBefore_;  // the next keys
     std::size_t pasted_ = 0;
     int enters_ = 0;
+    int answers_ = 0;                     // to questions
+    bool wasPartRecordedBefore_ = false;  // by an earlier attempt, say
 };
 
 /// The keys that answer a dialog about goals, one step at a time: the old goal gives way to the new one, and

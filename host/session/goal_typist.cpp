@@ -48,11 +48,16 @@ class GoalTypist {
     Task<void> take(TypeKeys typed) {
         if (typed.areFirst) {
             co_await storeTyping();
+            if (!readAgent(*typing_.screen.picture()).isComposerEmpty()) {
+                delivery_.startAgain(typing_.clock.steadyNow());
+                co_return;
+            }
         }
         if (!typing_.isWanted()) {
             co_return;
         }
         const auto trouble = co_await send(std::move(typed.keys));
+        delivery_.sent(typing_.clock.steadyNow());
         if (trouble) {
             end(GoalRefused{.reason = "The terminal takes no keys: " + *trouble + "."});
         } else if (typed.areLast) {

@@ -10,7 +10,6 @@
 #include "host/process/user_error.hpp"
 #include "host/session/report_search.hpp"
 #include "host/text/clock_time.hpp"
-#include "quernlight/platform/process_table.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -117,6 +116,9 @@ StartSessionRequest SessionAgent::startRequest() {
 /// A tool server of that name in the agent's own configuration stays in force. What is posted through ours is
 /// known without waiting for a poll.
 std::vector<std::string> SessionAgent::grantTools() {
+    if (uses_.toolServer.empty()) {
+        return {};
+    }
     if (hasOwnToolServer(environment())) {
         log_.note("its agent uses the tool server \"" + std::string(toolServerName) +
                   "\" of its own configuration");
@@ -136,7 +138,7 @@ std::vector<std::string> SessionAgent::grantTools() {
          .worktree = *state_.attempt.agentWorkspacePath,
          .attemptDirectory = std::filesystem::path(state_.attempt.transcriptTextPath).parent_path(),
          .reported = std::move(reported)});
-    return toolServerCommand(programLocation(), uses_.home, state_.sessionID, secret);
+    return toolServerCommand(uses_.toolServer, uses_.home, state_.sessionID, secret);
 }
 
 AgentLaunch SessionAgent::launch() {

@@ -30,6 +30,7 @@ class SessionAgent {
         ReadyPrompts& readyPrompts;
         FirstLaunch& firstLaunch;
         ToolAccess& tools;
+        std::filesystem::path toolServer;
         std::filesystem::path home;
         BackgroundExecutor& drawing;
         LiveScreens& screens;

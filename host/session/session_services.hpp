@@ -37,6 +37,7 @@ struct SessionServices {
     ReadyPrompts& readyPrompts;
     FirstLaunch& firstLaunch;
     ToolAccess& tools;
+    std::filesystem::path toolServer{};  ///< the program with the command mcp; empty: agents get no tools
     BackgroundExecutor& background;
     BackgroundExecutor& drawing;  ///< of the agents' screens
     LiveScreens& screens;

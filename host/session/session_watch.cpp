@@ -116,7 +116,7 @@ Task<void> SessionWatch::lookForQuestion() {
         seen.reset();
     }
     std::optional<StandingQuestion>& known = state_.watched.question;
-    const bool isSame = seen && known && seen->sentence == known->sentence;
+    const bool isSame = seen && known && isSameQuestion(*seen, *known);
     if (isSame && !isQuestionTold_) {
         isQuestionTold_ = true;
         log_.show(SessionStage::needsPerson, known->sentence);

@@ -12,6 +12,11 @@ namespace {
 
 constexpr std::size_t longestQuestion = 300;  // in characters
 
+std::string withoutDigits(std::string text) {
+    std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
+    return text;
+}
+
 std::string sentenceOn(const Dialog& dialog) {
     if (dialog.kind == DialogKind::login) {
         return "The agent is not logged in; run it by hand once and log in.";
@@ -51,6 +56,10 @@ std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant
         return std::nullopt;
     }
     return StandingQuestion{.kind = dialog.kind, .sentence = sentenceOn(dialog), .since = now};
+}
+
+bool isSameQuestion(const StandingQuestion& left, const StandingQuestion& right) {
+    return left.kind == right.kind && withoutDigits(left.sentence) == withoutDigits(right.sentence);
 }
 
 }  // namespace quernlight::host

@@ -25,4 +25,7 @@ struct StandingQuestion {
 std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now, bool hasGoal,
                                            bool answersDialogs);
 
+/// Whether both are one question that stands: numbers in it, such as a time that is counted, tell nothing.
+bool isSameQuestion(const StandingQuestion& left, const StandingQuestion& right);
+
 }  // namespace quernlight::host

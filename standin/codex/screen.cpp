@@ -77,7 +77,7 @@ ComposerDrawing composerDrawing(std::string_view shown, std::size_t columns, std
 
 std::string replaceGoalQuestion(std::size_t selected) {
     const auto mark = [selected](std::size_t option) { return option == selected ? "› " : "  "; };
-    return std::string("Replace goal?\r\n\r\n") + mark(0) + "1. Replace current goal\r\n" + mark(1) +
+    return std::string("  Replace goal?\r\n\r\n") + mark(0) + "1. Replace current goal\r\n" + mark(1) +
            "2. Cancel";
 }
 

@@ -82,6 +82,15 @@ TEST_F(StartPausesTest, AFailureOfAStartThatBeganBeforeThePauseCountsForNothing)
     EXPECT_EQ(resumesAt(4, "/shop"), 5);
 }
 
+TEST_F(StartPausesTest, ACauseThatIsKnownToLastPausesAsLongAndGrowsNothing) {
+    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(7200)}, at(0));
+    EXPECT_EQ(resumesAt(0, "/shop"), 7200);
+    failsAt(7200, std::nullopt);
+    EXPECT_EQ(resumesAt(7200, "/shop"), 7205);
+    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(60)}, at(7201));
+    EXPECT_EQ(resumesAt(7201, "/shop"), 7261);
+}
+
 TEST_F(StartPausesTest, ASuccessEndsThePauseAndTheNextOneIsShortAgain) {
     failsAt(0, "/shop");
     failsAt(5, "/shop");

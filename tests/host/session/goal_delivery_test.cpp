@@ -154,6 +154,23 @@ TEST_F(GoalDeliveryTest, AGoalOfWhichThereIsOnlyAPartIsRefused) {
     EXPECT_THAT(refusal(), HasSubstr("took only a part"));
 }
 
+TEST_F(GoalDeliveryTest, APartThatAnEarlierAttemptLeftBehindTellsNothing) {
+    seen.record = GoalRecord::part;
+    after = GoalRecord::part;
+    typedIn(seconds(3));
+    EXPECT_FALSE(ended());
+    seen.record = GoalRecord::whole;
+    typedIn(milliseconds(100));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, NothingIsPastedWhereTheComposerIsGone) {
+    EXPECT_THAT(typedIn(milliseconds(200)), ElementsAre("/goal", " "));
+    seen.screen.composer.reset();
+    EXPECT_THAT(typedIn(seconds(30)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("composer is gone"));
+}
+
 TEST_F(GoalDeliveryTest, WithoutTheWholeTextInTheComposerThereIsNoEnter) {
     EXPECT_EQ(typedIn(milliseconds(700)).size(), 3U);
     hold("/goal Fix bug 3f2a9c1d.");
@@ -201,6 +218,12 @@ TEST_F(GoalDeliveryTest, APausedGoalStaysSo) {
     EXPECT_THAT(typedIn(milliseconds(300)), IsEmpty());
     ask(DialogKind::resumeGoal, {{1, "Resume goal", false}, {2, "Leave paused", true}});
     EXPECT_EQ(typedIn(milliseconds(300)), std::vector<std::string>{"\n"});
+}
+
+TEST_F(GoalDeliveryTest, AQuestionThatNoAnswerEndsIsNotAnsweredForEver) {
+    echoes = false;
+    ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
+    EXPECT_THAT(typedIn(seconds(60)), testing::SizeIs(10));
 }
 
 TEST_F(GoalDeliveryTest, WhoeverAnswersDialogsByHandIsLeftToDoSo) {
