@@ -21,7 +21,9 @@ class LostHomeTest : public test::DispatchFixture {
     }
     std::unique_ptr<test::DispatchProcess> waitingDispatcher() {
         auto program = start(runWith());
-        EXPECT_TRUE(test::eventually([&] { return fs::exists(home() / "control.sock"); }));
+        EXPECT_TRUE(test::eventually([&] {
+            return dispatch({"sessions", "list", "--home", home()}).exitCode == 0;
+        }));
         return program;
     }
     static void stop(test::DispatchProcess& program) {
