@@ -28,13 +28,13 @@ Words configured(const AgentLaunch& launch) {
 }
 
 AgentLaunch launchOf(Words command) {
-    return {.command = std::move(command), .repository = "/work/shop", .worktree = "/work/shop-3f2a"};
+    return {.command = std::move(command), .repository = "/src/shop", .worktree = "/src/shop-3f2a"};
 }
 
 TEST(AgentLaunchTest, WithoutAnythingSetByHandTheAgentWorksWithoutAPerson) {
     EXPECT_THAT(configured(launchOf({"codex"})),
-                ElementsAre("projects={ \"/work/shop\" = { trust_level = \"trusted\" }, "
-                            "\"/work/shop-3f2a\" = { trust_level = \"trusted\" } }",
+                ElementsAre("projects={ \"/src/shop\" = { trust_level = \"trusted\" }, "
+                            "\"/src/shop-3f2a\" = { trust_level = \"trusted\" } }",
                             "approval_policy=\"never\"", "sandbox_mode=\"workspace-write\"",
                             "sandbox_workspace_write.network_access=true", "features.goals=true",
                             "features.daemon_auto_start=false", "check_for_update_on_startup=false",
@@ -44,8 +44,8 @@ TEST(AgentLaunchTest, WithoutAnythingSetByHandTheAgentWorksWithoutAPerson) {
 
 TEST(AgentLaunchTest, APathCannotLeaveItsQuotes) {
     AgentLaunch launch = launchOf({"codex"});
-    launch.worktree = "/work/a\" = {} }\n# \\ \x01";
-    EXPECT_THAT(configured(launch), Contains(HasSubstr("\"/work/a\\\" = {} }\\n# \\\\ \\u0001\" = {")));
+    launch.worktree = "/src/a\" = {} }\n# \\ \x01";
+    EXPECT_THAT(configured(launch), Contains(HasSubstr("\"/src/a\\\" = {} }\\n# \\\\ \\u0001\" = {")));
 }
 
 TEST(AgentLaunchTest, WhatThePersonSetsIsNotSetAgain) {
