@@ -28,7 +28,7 @@ std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::op
     const auto isKnown = [&](const std::optional<Uuid>& conversation) {
         return conversation && std::none_of(events.begin(), events.end(), [&](const QueueEvent& event) {
                    return isOfKind(event, EventKind::conversationUnknown) &&
-                          event.metadataJSON == unknownConversationMetadata(*conversation);
+                          event.metadataJSON == conversationMetadata(*conversation);
                });
     };
     if (!item.codexSessionID) {
@@ -37,7 +37,20 @@ std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::op
     return isKnown(canonical) ? canonical : isKnown(item.codexSessionID) ? item.codexSessionID : std::nullopt;
 }
 
-std::string unknownConversationMetadata(const Uuid& conversation) {
+bool wasResumedInVain(const Uuid& conversation, const std::vector<QueueEvent>& events) {
+    int inVain = 0;
+    for (auto event = events.rbegin(); event != events.rend() && inVain < 2; ++event) {
+        const bool isBlocked = isOfKind(*event, EventKind::agentBlocked);
+        const bool isOfThis = isBlocked && event->metadataJSON == conversationMetadata(conversation);
+        if (isOfKind(*event, EventKind::goalAccepted) || isBlocked != isOfThis) {
+            return false;
+        }
+        inVain += isOfThis ? 1 : 0;
+    }
+    return inVain == 2;
+}
+
+std::string conversationMetadata(const Uuid& conversation) {
     return R"({"codex_session_id":")" + upperCaseText(conversation) + R"("})";
 }
 

@@ -18,11 +18,15 @@ std::optional<CodexSessionRecord> findConversation(const EnvironmentMap& environ
 
 /// Which of its conversations the agent is told to go on with: the bug's first one (`canonical`), else the
 /// one that the item is bound to; none that the agent has said not to know, and none for an item that knows
-/// none.
+/// none. Which of them the events tell.
 std::optional<Uuid> conversationToResume(const BugQueueItem& item, const std::optional<Uuid>& canonical,
                                          const std::vector<QueueEvent>& events);
 
-/// The metadata of the event that says so, which `conversationToResume` reads.
-std::string unknownConversationMetadata(const Uuid& conversation);
+/// Whether the agent has ended twice in a row as soon as it was told to go on with the conversation. Then a
+/// fresh one is tried once: it shows whether that, or something else, ends the agent.
+bool wasResumedInVain(const Uuid& conversation, const std::vector<QueueEvent>& events);
+
+/// The metadata of the events that tell both: `conversationUnknown` and `agentBlocked`.
+std::string conversationMetadata(const Uuid& conversation);
 
 }  // namespace quernlight::host

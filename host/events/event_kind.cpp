@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 35> texts{"enqueued",
+constexpr std::array<std::string_view, 36> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -31,6 +31,7 @@ constexpr std::array<std::string_view, 35> texts{"enqueued",
                                                  "goalAccepted",
                                                  "goalRefused",
                                                  "goalNotTyped",
+                                                 "agentBlocked",
                                                  "needsPerson",
                                                  "agentExited",
                                                  "agentLeftovers",

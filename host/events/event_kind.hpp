@@ -31,6 +31,8 @@ enum class EventKind {
     goalAccepted,  ///< the agent has it, whole
     goalRefused,   ///< the agent has none, or not all of it
     goalNotTyped,  ///< the session ended without it
+    agentBlocked,  ///< the session ended for no fault of its bug's; metadata: "codex_session_id" resumed in
+                   ///< vain
     needsPerson,   ///< the agent asks something that is not answered for a person
     agentExited,
     agentLeftovers,       ///< processes that had to be killed

@@ -13,6 +13,7 @@ struct OutsideFailure {
     std::optional<std::string> repository{};      ///< only its bugs are met; absent: all are
     std::string cause{};                          ///< one line, with the next step where there is one
     std::optional<std::chrono::seconds> lasts{};  ///< if that is known
+    bool limitsUse = false;                       ///< of the agent, which starts and takes goals nevertheless
 };
 
 /// What is known of the git commands that were to prepare a worktree.

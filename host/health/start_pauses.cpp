@@ -7,20 +7,22 @@ namespace quernlight::host {
 namespace {
 
 std::string describe(const std::string& scope, const std::string& cause, std::chrono::seconds length) {
-    const std::string who = scope.empty() ? "No bug is started" : "No bug of " + scope + " is started";
+    const bool isOfAll = scope == StartPauses::everything || scope == StartPauses::agentsUse;
+    const std::string who = isOfAll ? "No bug is started" : "No bug of " + scope + " is started";
     return who + " for the next " + std::to_string(length.count()) + " s, then it is tried again: " + cause;
 }
 
 }  // namespace
 
 void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
-    const std::string scope = failure.repository.value_or(everything);
+    const std::string scope = failure.limitsUse ? agentsUse : failure.repository.value_or(everything);
     Pause& pause = pauses_[scope];
     if (now < pause.end && now + failure.lasts.value_or(std::chrono::seconds(0)) <= pause.end) {
         return;
     }
     if (!failure.lasts) {
-        pause.length = std::clamp(pause.length * 2, shortest, longest);
+        pause.length = failure.limitsUse ? std::clamp(pause.length * 2, longest, longestOfUse)
+                                         : std::clamp(pause.length * 2, shortest, longest);
     }
     const std::chrono::seconds length = failure.lasts ? std::max(*failure.lasts, shortest) : pause.length;
     pause.end = now + length;
@@ -28,10 +30,28 @@ void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
     listener_(scope, describe(scope, pause.cause, length));
 }
 
+void StartPauses::agentStarted() {
+    refused_.clear();
+    end(everything);
+}
+
+void StartPauses::agentWorked(TimePoint since) {
+    const auto pause = pauses_.find(agentsUse);
+    if (pause != pauses_.end() && since >= pause->second.end) {
+        end(agentsUse);
+    }
+}
+
+std::size_t StartPauses::goalRefused(const std::string& bugID) {
+    refused_.insert(bugID);
+    return refused_.size();
+}
+
 void StartPauses::endUnused(const std::set<std::string>& repositories) {
     std::vector<std::string> unused;
     for (const auto& [scope, pause] : pauses_) {
-        const bool isUsed = scope == everything ? !repositories.empty() : repositories.contains(scope);
+        const bool isOfAll = scope == everything || scope == agentsUse;
+        const bool isUsed = isOfAll ? !repositories.empty() : repositories.contains(scope);
         if (!isUsed) {
             unused.push_back(scope);
         }
@@ -41,10 +61,10 @@ void StartPauses::endUnused(const std::set<std::string>& repositories) {
     }
 }
 
-/// Of the repository's own pause and that of all starts the one that ends last.
+/// Of the pauses that hold for the repository the one that ends last.
 std::optional<StartPause> StartPauses::pauseOf(const std::string& repository, TimePoint now) const {
     const Pause* last = nullptr;
-    for (const std::string& scope : {everything, repository}) {
+    for (const std::string& scope : {everything, agentsUse, repository}) {
         const auto pause = pauses_.find(scope);
         const bool holds = pause != pauses_.end() && now < pause->second.end;
         if (holds && (!last || pause->second.end > last->end)) {
@@ -58,7 +78,7 @@ std::optional<StartPause> StartPauses::pauseOf(const std::string& repository, Ti
 }
 
 std::optional<std::string> StartPauses::trouble(const std::string& repository) const {
-    for (const std::string& scope : {everything, repository}) {
+    for (const std::string& scope : {everything, agentsUse, repository}) {
         const auto pause = pauses_.find(scope);
         if (pause != pauses_.end()) {
             return pause->second.cause;

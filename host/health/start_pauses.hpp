@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
@@ -21,17 +22,23 @@ struct StartPause {
 
 /// Which bugs are not started for a while because one that was could not be, for a cause outside of it. The
 /// first pause is 5 seconds, or as long as the cause lasts where that is known; each further failure doubles
-/// it, up to 5 minutes, until a start succeeds. Pure
-/// but for its listener, which is told of each pause and of its end. Used on one executor.
+/// it, up to 5 minutes, until a start succeeds. While the agent's use is limited nobody knows until when, it
+/// is 5 to 30 minutes. Pure but for its listener, which is told of each pause and of its end. Used on one
+/// executor.
 class StartPauses {
   public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `repository`: whose bugs are held back, empty where all are. An empty sentence says that it is over.
-    using Listener = std::function<void(const std::string& repository, const std::string& sentence)>;
+    /// `scope`: the repository whose bugs are held back, or `everything`, or `agentsUse`. An empty sentence
+    /// says that it is over.
+    using Listener = std::function<void(const std::string& scope, const std::string& sentence)>;
+
+    static inline const std::string everything{};
+    static inline const std::string agentsUse{"the agent's use"};
 
     static constexpr std::chrono::seconds shortest{5};
     static constexpr std::chrono::seconds longest{300};
+    static constexpr std::chrono::seconds longestOfUse{1800};
 
     explicit StartPauses(Listener listener) : listener_(std::move(listener)) {}
 
@@ -42,8 +49,15 @@ class StartPauses {
     /// The repository has given a bug its worktree.
     void prepared(const std::string& repository) { end(repository); }
 
-    /// An agent has shown that it runs: it takes its goal, or ended as one.
-    void agentStarted() { end(everything); }
+    /// An agent has taken its goal.
+    void agentStarted();
+
+    /// An agent that has had its goal since `since` does its work: its use, if it was limited until then, is
+    /// not any more.
+    void agentWorked(TimePoint since);
+
+    /// The agent has not taken the goal of that bug. How many bugs that has happened to since one was taken.
+    std::size_t goalRefused(const std::string& bugID);
 
     /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all.
     void endUnused(const std::set<std::string>& repositories);
@@ -63,12 +77,11 @@ class StartPauses {
         TimePoint end{};
     };
 
-    static inline const std::string everything{};
-
     void end(const std::string& scope);
 
     Listener listener_;
-    std::map<std::string, Pause> pauses_;  // by repository, or of all starts
+    std::map<std::string, Pause> pauses_;  // by scope
+    std::set<std::string> refused_{};      // bugs
 };
 
 }  // namespace quernlight::host

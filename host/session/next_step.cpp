@@ -95,8 +95,12 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (refusedToResume(session)) {
         return ConversationUnknown{*session.resumes};
     }
-    if (!session.goalTyped && crashed(session.activity)) {
-        return AgentBlocked{.cause = describeEarlyExit(*session.activity.exitCode, session.lastWords)};
+    if (!session.goalTyped && session.activity.exitedAt) {
+        return AgentBlocked{.cause = describeEarlyExit(session.activity, "typed", session.lastWords),
+                            .endedEarly = true};
+    }
+    if (session.endedWithoutGoal) {
+        return GoalNotTaken{describeEarlyExit(session.activity, "taken", session.lastWords)};
     }
     if (auto blocked = agentBlocked(session, now)) {
         return *blocked;
@@ -107,6 +111,9 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     auto reason = overdueAt(session, now, settings);
     if (!reason) {
         return KeepWatching{};
+    }
+    if (session.question) {
+        *reason += " " + session.question->sentence;
     }
     if (!session.commentTrouble.empty()) {
         return SessionFailed{*reason + " Its comments cannot be read: " + session.commentTrouble};
@@ -144,14 +151,17 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
     const auto patience = isHopeless ? untilAQuestionStands : untilAPersonAnswers;
     const bool isOver = now - question.since >= patience;
     return isOver && (isHopeless || !session.goalAccepted)
-               ? std::optional(AgentBlocked{.cause = question.sentence, .until = question.until})
+               ? std::optional(AgentBlocked{.cause = question.sentence,
+                                            .until = question.until,
+                                            .limitsUse = question.kind == DialogKind::usageLimit})
                : std::nullopt;
 }
 
-std::string describeEarlyExit(int exitCode, const std::string& lastWords) {
+std::string describeEarlyExit(const SessionTimeoutState& activity, std::string_view was,
+                              const std::string& lastWords) {
     const std::string line = lastReadableLine(lastWords);
-    return "The agent ended with code " + std::to_string(exitCode) + " before its goal was typed" +
-           (line.empty() ? "." : ": " + withoutControls(line));
+    return "The agent ended with code " + std::to_string(activity.exitCode.value_or(0)) +
+           " before its goal was " + std::string(was) + (line.empty() ? "." : ": " + withoutControls(line));
 }
 
 std::string describeUncleanExit(int exitCode) {

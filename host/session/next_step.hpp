@@ -23,6 +23,7 @@ struct WatchedSession {
     std::optional<Uuid> resumes{};  ///< the agent's conversation that it was told to go on with
     bool goalTyped = false;         ///< at least its first key
     bool goalAccepted = false;      ///< the agent has it, whole
+    bool endedWithoutGoal = false;  ///< it has exited, and was not given all of it
     std::optional<GoalRefused> goalRefused{};
     std::optional<StandingQuestion> question{};
     std::string lastWords{};  ///< the end of what the agent wrote, readable text
@@ -76,6 +77,8 @@ struct AgentNotFound {
 struct AgentBlocked {
     std::string cause{};
     std::optional<Instant> until{};
+    bool limitsUse = false;   ///< what it may use of its model, though it runs
+    bool endedEarly = false;  ///< it has exited before its goal was typed
 };
 
 /// The agent has not taken its goal; the bug gets one fresh attempt.
@@ -108,8 +111,10 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
 /// name.
 std::string describeUncleanExit(int exitCode);
 
-/// One sentence on an exit before the goal's first key, which no bug can have caused.
-std::string describeEarlyExit(int exitCode, const std::string& lastWords);
+/// One sentence on an exit before the agent had its goal, which no bug can have caused. `was`: what had not
+/// been done with the goal.
+std::string describeEarlyExit(const SessionTimeoutState& activity, std::string_view was,
+                              const std::string& lastWords);
 
 /// Whether an agent's last words say that it has no such conversation: they name its id, or speak of a
 /// session, and say that it is not there.

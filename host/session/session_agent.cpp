@@ -19,6 +19,7 @@ namespace {
 constexpr std::chrono::milliseconds turnInterval{100};
 constexpr std::chrono::milliseconds leftoverInterval{100};
 constexpr int leftoverLooks = 15;
+constexpr std::chrono::minutes untilItWorks{2};  // a limit of its use shows within moments of the goal
 
 std::string pidsOf(const std::vector<ProcessEntry>& processes) {
     std::ostringstream text;
@@ -198,10 +199,32 @@ void SessionAgent::beginTyping() {
 
 Task<void> SessionAgent::noteAcceptance(GoalAccepted accepted) {
     state_.watched.goalAccepted = true;
+    hasGoalSince_ = uses_.clock.steadyNow();
     uses_.startPauses.agentStarted();
     co_await log_.tellIfPossible(
         EventKind::goalAccepted,
         "The agent has its goal, " + secondsText(accepted.after) + " after its prompt was ready.");
+    if (state_.leftAlone) {
+        std::optional<std::string> metadata = conversationMetadata(*state_.leftAlone);
+        co_await log_.tellIfPossible(EventKind::conversationUnknown,
+                                     "The agent ends whenever it is to go on with its conversation " +
+                                         lowerCaseText(*state_.leftAlone) + "; a fresh one was begun.",
+                                     std::move(metadata));
+    }
+}
+
+void SessionAgent::look() {
+    run_.look();
+    const bool isHeldUp = state_.watched.question || !run_.isRunning();
+    if (hasGoalSince_ && !isHeldUp && uses_.clock.steadyNow() - *hasGoalSince_ >= untilItWorks) {
+        noteWork();
+    }
+}
+
+void SessionAgent::noteWork() {
+    if (hasGoalSince_) {
+        uses_.startPauses.agentWorked(*hasGoalSince_);
+    }
 }
 
 Task<void> SessionAgent::stop() {
@@ -235,6 +258,7 @@ Task<void> SessionAgent::recordExit() {
     uses_.firstLaunch.ended();
     forgetGoal();
     const AgentExited exit = *run_.exit();
+    co_await noteWhetherItHadItsGoal();
     co_await noteLeftovers();
     co_await log_.ifPossible(uses_.store.attempts.markExited(state_.attempt.id, exit.exitCode, exit.at));
     co_await log_.tellIfPossible(EventKind::agentExited,
@@ -245,6 +269,18 @@ Task<void> SessionAgent::recordExit() {
                                          ? "The agent ended before all of the goal was typed."
                                          : "The agent ended before its goal was typed.");
     }
+}
+
+/// It may have taken its goal and ended before anybody saw that it had.
+Task<void> SessionAgent::noteWhetherItHadItsGoal() {
+    WatchedSession& watched = state_.watched;
+    if (!watched.goalTyped || watched.goalAccepted || watched.goalRefused) {
+        co_return;
+    }
+    const GoalRecord record = co_await uses_.findGoalRecord(goalKeys(state_.attempt.goalText).objective);
+    isGoalTypedWhole_ = isGoalTypedWhole_ || record == GoalRecord::whole;
+    watched.endedWithoutGoal =
+        !isGoalTypedWhole_ || record == GoalRecord::absent || record == GoalRecord::part;
 }
 
 Task<void> SessionAgent::noteLeftovers() {

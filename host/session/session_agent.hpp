@@ -60,6 +60,9 @@ class SessionAgent {
     /// Records that the goal was not typed since no agent was started.
     Task<void> noteUnstarted();
 
+    /// It does its work, so that nothing limits its use.
+    void noteWork();
+
     /// Takes what was told of its goal; types it once the prompt is ready.
     Task<void> noteTyping(SessionEvent event);
 
@@ -85,7 +88,7 @@ class SessionAgent {
     Task<std::optional<SessionEvent>> nextUntil(Clock::TimePoint deadline) {
         return run_.nextUntil(deadline);
     }
-    void look() { run_.look(); }
+    void look();
     bool hasProcess(const ProcessEntry& process) const { return run_.hasProcess(process); }
 
   private:
@@ -93,6 +96,7 @@ class SessionAgent {
     Task<void> recordStart(StartSessionResponse started);
     Task<void> noteWhileStopping(SessionEvent event);
     Task<void> noteAcceptance(GoalAccepted accepted);
+    Task<void> noteWhetherItHadItsGoal();
     void beginTyping();
     Task<void> noteLeftovers();
     StartSessionRequest startRequest();
@@ -110,6 +114,7 @@ class SessionAgent {
     TaskSet* tasks_ = nullptr;    // from the start on
     bool isGoalWanted_ = true;
     bool isGoalTypedWhole_ = false;
+    std::optional<Clock::TimePoint> hasGoalSince_{};
 };
 
 }  // namespace quernlight::host

@@ -35,6 +35,7 @@ Task<void> SessionEnd::end(SessionReady) {
 
 /// The comment has been seen: from here on the item ends completed, whatever the agent still does.
 Task<void> SessionEnd::end(WorkCompleted end) {
+    agent_.noteWork();
     log_.show(SessionStage::stoppingAgent);
     co_await uses_.manager.markCodexCompleted(state_.item.id, end.comment.id);
     co_await agent_.stop();
@@ -45,6 +46,7 @@ Task<void> SessionEnd::end(WorkCompleted end) {
 
 /// The question is stored before the agent is stopped, so that a crash in between cannot run the bug again.
 Task<void> SessionEnd::end(UserAsked end) {
+    agent_.noteWork();
     log_.show(SessionStage::stoppingAgent);
     co_await uses_.manager.markAwaitingUserInput(state_.item.id, end.comment.id);
     co_await agent_.stop();
@@ -122,8 +124,7 @@ Task<void> SessionEnd::end(ConversationUnknown end) {
     const std::string sentence = "The agent does not know its conversation " +
                                  lowerCaseText(end.conversation) + " any more; a fresh one is begun.";
     co_await agent_.stop();
-    co_await log_.tell(EventKind::conversationUnknown, sentence,
-                       unknownConversationMetadata(end.conversation));
+    co_await log_.tell(EventKind::conversationUnknown, sentence, conversationMetadata(end.conversation));
     co_await uses_.manager.markResumable(state_.item.id);
     co_await markAttemptFailed(sentence);
     log_.show(SessionStage::queued, sentence);
@@ -135,15 +136,26 @@ Task<void> SessionEnd::end(AgentNotFound end) {
 }
 
 Task<void> SessionEnd::end(AgentBlocked end) {
-    OutsideFailure failure{.cause = std::move(end.cause)};
+    std::optional<std::string> metadata;
+    if (end.endedEarly && state_.watched.resumes) {
+        metadata = conversationMetadata(*state_.watched.resumes);
+    }
+    co_await log_.tell(EventKind::agentBlocked, end.cause, std::move(metadata));
+    OutsideFailure failure{.cause = std::move(end.cause), .limitsUse = end.limitsUse};
     if (end.until) {
         failure.lasts = std::chrono::ceil<std::chrono::seconds>(*end.until - uses_.clock.now());
     }
     co_await putBack(std::move(failure));
 }
 
-/// Back into the queue once; the event tells the next attempt that it is the last.
+/// Back into the queue once; the event tells the next attempt that it is the last. An agent that takes the
+/// goals of several bugs in a row as little would take the next one's.
 Task<void> SessionEnd::end(GoalNotTaken end) {
+    const bool isOthersToo = uses_.startPauses.goalRefused(state_.item.bugID) > 1;
+    if (isOthersToo) {
+        AgentBlocked blocked{.cause = std::move(end.reason)};
+        co_return co_await this->end(std::move(blocked));
+    }
     const bool isSecond = co_await hasBeenRefusedBefore();
     if (isSecond) {
         co_return co_await fail(std::move(end.reason));

@@ -25,8 +25,9 @@ Task<void> SessionLog::tell(EventKind kind, std::string message, std::optional<s
     co_await appendEvent(store_.items, std::move(event));
 }
 
-Task<void> SessionLog::tellIfPossible(EventKind kind, std::string message) {
-    co_await ifPossible(tell(kind, std::move(message)));
+Task<void> SessionLog::tellIfPossible(EventKind kind, std::string message,
+                                      std::optional<std::string> metadata) {
+    co_await ifPossible(tell(kind, std::move(message), std::move(metadata)));
 }
 
 Task<void> SessionLog::ifPossible(Task<void> write) {

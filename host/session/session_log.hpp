@@ -26,7 +26,7 @@ class SessionLog {
     Task<void> tell(EventKind kind, std::string message, std::optional<std::string> metadata = {});
 
     /// The same for an event without which the session can go on.
-    Task<void> tellIfPossible(EventKind kind, std::string message);
+    Task<void> tellIfPossible(EventKind kind, std::string message, std::optional<std::string> metadata = {});
 
     /// A write without which the session can go on: a disk that is full for a while must not end it.
     Task<void> ifPossible(Task<void> write);

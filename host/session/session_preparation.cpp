@@ -1,5 +1,8 @@
 #include "host/session/session_preparation.hpp"
 
+#include <utility>
+#include <vector>
+
 #include "host/agent/agent_conversations.hpp"
 #include "host/agent/agent_environment.hpp"
 #include "host/process/private_files.hpp"
@@ -31,8 +34,11 @@ Task<void> SessionPreparation::openAttempt() {
     const BugQueueItem& item = state_.item;
     state_.attempt = newAttempt(co_await uses_.store.attempts.nextAttemptNumber(item.id));
     const auto canonical = co_await uses_.store.attempts.canonicalCodexSessionID(item.bugID);
-    state_.watched.resumes =
-        conversationToResume(item, canonical, co_await uses_.store.items.events(item.id));
+    const std::vector<QueueEvent> events = co_await uses_.store.items.events(item.id);
+    state_.watched.resumes = conversationToResume(item, canonical, events);
+    if (state_.watched.resumes && wasResumedInVain(*state_.watched.resumes, events)) {
+        state_.leftAlone = std::exchange(state_.watched.resumes, std::nullopt);
+    }
     state_.attempt.codexSessionID = state_.watched.resumes;
 }
 

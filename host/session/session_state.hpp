@@ -27,6 +27,7 @@ struct SessionState {
     BugProgress progress;
     std::optional<Instant> newestComment{};  ///< that has counted as a sign of life
     bool isConversationKnown = false;        ///< and recorded
+    std::optional<Uuid> leftAlone{};  ///< its conversation, which ended the agent whenever it was resumed
 };
 
 }  // namespace quernlight::host

@@ -73,6 +73,7 @@ class FakeCodexRunner final : public CodexRunner {
     bool isRunning = false;
     std::vector<std::pair<std::string, Clock::TimePoint>> steps;  // of its stop, and when
     std::vector<std::string> goals;                               // that were submitted
+    bool works = true;                                            // on its goal, once it has one
     std::size_t cutsGoalsAt = std::string::npos;                  // as an agent does that takes keys late
 
     GoalRecord recordOf(const std::string& objective) const {
@@ -143,7 +144,7 @@ class FakeCodexRunner final : public CodexRunner {
     void draw() {
         std::string screen = covered_.empty() ? "\x1b[?25h" : "\x1b[?25l";
         screen += "\x1b[H\x1b[2J" + said_ + "\r";
-        screen += goals.empty() ? "" : "Working (esc to interrupt)\r\n";
+        screen += goals.empty() || !works ? "" : "Working (esc to interrupt)\r\n";
         std::size_t column = 0;
         for (const char byte : covered_.empty() ? "\u203A " + draft_ : covered_) {
             const bool breaks = byte == '\n' || column == 100;  // of the 120 columns

@@ -1,5 +1,7 @@
 #include "host/agent/agent_conversations.hpp"
 
+#include <ostream>
+
 #include <gtest/gtest.h>
 
 #include "host/events/item_history.hpp"
@@ -16,7 +18,7 @@ class ConversationToResumeTest : public testing::Test {
     void deny(const Uuid& conversation) {
         QueueEvent& event = events.emplace_back();
         event.kind = storedText(EventKind::conversationUnknown);
-        event.metadataJSON = unknownConversationMetadata(conversation);
+        event.metadataJSON = conversationMetadata(conversation);
     }
     std::optional<Uuid> resumed(const std::optional<Uuid>& canonical) const {
         return conversationToResume(item, canonical, events);
@@ -50,6 +52,47 @@ TEST_F(ConversationToResumeTest, IsTheFreshOneAfterTheFirstWasDenied) {
     item.codexSessionID = second;
     EXPECT_EQ(resumed(first), second);
 }
+
+struct Resumptions {
+    const char* name;
+    std::string
+        events;  // r: ended when resumed, o: when the other one was, e: as a fresh one, a: took a goal
+    bool areInVain;
+};
+
+void PrintTo(const Resumptions& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class WasResumedInVainTest : public testing::TestWithParam<Resumptions> {
+  protected:
+    static QueueEvent event(char what) {
+        QueueEvent event;
+        event.kind = storedText(what == 'a' ? EventKind::goalAccepted : EventKind::agentBlocked);
+        if (what == 'r' || what == 'o') {
+            event.metadataJSON = conversationMetadata(what == 'r' ? first : second);
+        }
+        return event;
+    }
+};
+
+TEST_P(WasResumedInVainTest, IsToldByTheLastTwoEndings) {
+    std::vector<QueueEvent> events;
+    for (const char what : GetParam().events) {
+        events.push_back(event(what));
+        events.emplace_back().kind = storedText(EventKind::resumable);
+    }
+    EXPECT_EQ(wasResumedInVain(first, events), GetParam().areInVain);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, WasResumedInVainTest,
+                         testing::Values(Resumptions{"never", "", false}, Resumptions{"once", "r", false},
+                                         Resumptions{"twice", "rr", true},
+                                         Resumptions{"twice, then a fresh one was tried", "rre", false},
+                                         Resumptions{"once more after that", "rrer", false},
+                                         Resumptions{"twice more after that", "rrerr", true},
+                                         Resumptions{"with a goal taken in between", "rar", false},
+                                         Resumptions{"another one", "oo", false}));
 
 }  // namespace
 }  // namespace quernlight::host

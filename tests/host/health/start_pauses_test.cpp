@@ -20,6 +20,9 @@ class StartPausesTest : public testing::Test {
     void failsAt(int second, std::optional<std::string> repository) {
         pauses.failed({.repository = std::move(repository), .cause = "The remote is away."}, at(second));
     }
+    void limitIsReachedAt(int second) {
+        pauses.failed({.cause = "The agent's use is limited.", .limitsUse = true}, at(second));
+    }
     /// The first second, from `begin`, at which a bug of the repository may be started.
     int resumesAt(int begin, const std::string& repository) {
         int second = begin;
@@ -89,6 +92,39 @@ TEST_F(StartPausesTest, ACauseThatIsKnownToLastPausesAsLongAndGrowsNothing) {
     EXPECT_EQ(resumesAt(7200, "/shop"), 7205);
     pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(60)}, at(7201));
     EXPECT_EQ(resumesAt(7201, "/shop"), 7261);
+}
+
+TEST_F(StartPausesTest, NoGoalThatIsTakenEndsAPauseForALimitOfUse) {
+    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(600), .limitsUse = true}, at(0));
+    pauses.agentStarted();
+    EXPECT_EQ(resumesAt(0, "/shop"), 600);
+    EXPECT_EQ(alerts.size(), 1U);
+}
+
+TEST_F(StartPausesTest, AnAgentThatGotItsGoalAfterThePauseAndWorksEndsTheLimitOfUse) {
+    limitIsReachedAt(0);
+    pauses.agentWorked(at(299));
+    EXPECT_TRUE(pauses.areAny());
+    pauses.agentWorked(at(300));
+    EXPECT_FALSE(pauses.areAny());
+    EXPECT_THAT(alerts, IsEmpty());
+}
+
+TEST_F(StartPausesTest, ALimitOfUseThatNamesNoTimeIsTriedAgainEveryFiveToThirtyMinutes) {
+    int second = 0;
+    for (const int length : {300, 600, 1200, 1800, 1800}) {
+        limitIsReachedAt(second);
+        EXPECT_EQ(resumesAt(second, "/shop"), second + length);
+        second += length;
+    }
+}
+
+TEST_F(StartPausesTest, TellsToHowManyBugsItHappenedThatTheirGoalWasNotTaken) {
+    EXPECT_EQ(pauses.goalRefused("a"), 1U);
+    EXPECT_EQ(pauses.goalRefused("a"), 1U);
+    EXPECT_EQ(pauses.goalRefused("b"), 2U);
+    pauses.agentStarted();
+    EXPECT_EQ(pauses.goalRefused("b"), 1U);
 }
 
 TEST_F(StartPausesTest, ASuccessEndsThePauseAndTheNextOneIsShortAgain) {

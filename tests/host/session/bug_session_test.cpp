@@ -269,6 +269,60 @@ TEST_F(BugSessionTest, AGoalThatIsRefusedTwiceInARowFailsTheBug) {
     EXPECT_THAT(item(bug).errorMessage.value_or(""), HasSubstr("only a part of the goal"));
 }
 
+TEST_F(BugSessionTest, AGoalThatIsRefusedAfterThatOfAnotherBugPutsTheBugBackAndPausesStarts) {
+    startPauses.goalRefused("7b1e0d5c");
+    run(appendEvent(store.items, {.itemID = bug, .kind = EventKind::goalRefused, .message = "No."}));
+    agent.cutsGoalsAt = 200;
+    work();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(history(), HasSubstr(" agentBlocked agentExited resumable"));
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("only a part of the goal"));
+}
+
+TEST_F(BugSessionTest, AnAgentThatExitsBeforeItsGoalIsTypedPutsTheBugBackAndPausesStarts) {
+    begin();
+    agent.write("Good-bye.\n");
+    exits(0);
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("ended with code 0 before its goal"));
+}
+
+TEST_F(BugSessionTest, AnAgentThatExitsWithItsGoalHalfTypedIsGivenItInAFreshAttempt) {
+    begin();
+    agent.showPrompt();
+    advance(std::chrono::milliseconds(400));
+    ASSERT_THAT(history(), HasSubstr(" typing"));
+    exits(0);
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(history(), HasSubstr(" agentExited goalNotTyped goalRefused resumable"));
+}
+
+TEST_F(BugSessionTest, AConversationThatEndsTheAgentTwiceInARowIsGivenUpOnceAFreshOneIsBegun) {
+    run(manager.setCodexSession(bug, reportID, true));
+    for (int attempt = 1; attempt <= 2; ++attempt) {
+        begin();
+        EXPECT_EQ(agent.request->launchCommand.back(), lowerCaseText(reportID));
+        exits(0);
+    }
+    work();
+    EXPECT_NE(agent.request->launchCommand.back(), lowerCaseText(reportID));
+    EXPECT_THAT(history(), HasSubstr(" goalAccepted conversationUnknown"));
+}
+
+TEST_F(BugSessionTest, ALimitOfUseHoldsBackStartsThoughOtherAgentsTakeTheirGoals) {
+    work();
+    agent.works = false;
+    writes("\u25A0 You've hit your usage limit.\r\n\r\n");
+    advance(seconds(8));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    startPauses.agentStarted();
+    EXPECT_EQ(startPauses.pauseOf(repository, time.steadyNow()).value().cause, "The agent's use is limited.");
+}
+
 TEST_F(BugSessionTest, NothingIsTypedIntoADialogAndAPersonIsToldAtOnce) {
     begin();
     agent.showInstead("Do you trust this folder?\n\n\u203A 1. Yes\n  2. No");

@@ -70,12 +70,33 @@ TEST_F(NextStepTest, AStopCountsAboveTheRulesThatFailASession) {
     EXPECT_TRUE(is<SessionInterrupted>(1000));
 }
 
-TEST_F(NextStepTest, AnAgentThatCrashesBeforeItsGoalIsTypedBlocksMoreThanThisBug) {
+TEST_F(NextStepTest, AnAgentThatExitsBeforeItsGoalIsTypedBlocksMoreThanThisBug) {
     session.goalTyped = false;
     session.lastWords = "Error: failed to initialize\n";
-    exits(2, 1);
-    EXPECT_EQ(std::get<AgentBlocked>(stepAt(2)).cause,
-              "The agent ended with code 1 before its goal was typed: Error: failed to initialize");
+    for (const int code : {0, 1}) {
+        exits(2, code);
+        const NextStep step = stepAt(2);
+        EXPECT_EQ(std::get<AgentBlocked>(step).cause,
+                  "The agent ended with code " + std::to_string(code) +
+                      " before its goal was typed: Error: failed to initialize");
+        EXPECT_TRUE(std::get<AgentBlocked>(step).endedEarly);
+    }
+}
+
+TEST_F(NextStepTest, AnAgentThatExitsBeforeItHasItsGoalIsGivenItInAFreshAttempt) {
+    exits(2, 0);
+    session.endedWithoutGoal = true;
+    EXPECT_EQ(std::get<GoalNotTaken>(stepAt(2)).reason,
+              "The agent ended with code 0 before its goal was taken.");
+    comments(CompletionOutcome::completed);
+    EXPECT_TRUE(is<WorkCompleted>(2));
+}
+
+TEST_F(NextStepTest, AnIdleTimeoutNamesTheQuestionThatStands) {
+    session.goalAccepted = true;
+    session.question = StandingQuestion{
+        .kind = DialogKind::approval, .sentence = "The agent asks (approval): Run make?", .since = at(5)};
+    EXPECT_EQ(failureAt(101), "Idle timeout elapsed before completion. The agent asks (approval): Run make?");
 }
 
 TEST_F(NextStepTest, AnAgentThatItsLauncherDoesNotFindIsNotTheBugsFailure) {
@@ -197,7 +218,7 @@ TEST_F(NextStepTest, AFreshRunOrACleanExitOrOtherWordsNeverDenyAConversation) {
     EXPECT_TRUE(goesOnAt(2));
     resumes(randomUuid());
     session.activity.exitCode = 0;
-    EXPECT_TRUE(goesOnAt(2));
+    EXPECT_FALSE(is<ConversationUnknown>(2));
     session.activity.exitCode = 1;
     session.lastWords = "panicked: index out of bounds";
     EXPECT_FALSE(is<ConversationUnknown>(2));
@@ -227,8 +248,10 @@ TEST_F(NextStepTest, AQuestionBlocksAgentsAtOnceOrAfterTwoMinutesByItsKind) {
         session.activity.lastOutputAt = at(200);
         const int last = row.blocksAfter > 0 ? row.blocksAfter : 200;
         EXPECT_TRUE(std::holds_alternative<KeepWatching>(stepAt(last - 1))) << nameOf(row.kind);
-        EXPECT_EQ(std::holds_alternative<AgentBlocked>(stepAt(last)), row.blocksAfter > 0)
-            << nameOf(row.kind);
+        const NextStep step = stepAt(last);
+        const auto* blocked = std::get_if<AgentBlocked>(&step);
+        EXPECT_EQ(blocked != nullptr, row.blocksAfter > 0) << nameOf(row.kind);
+        EXPECT_EQ(blocked && blocked->limitsUse, row.kind == DialogKind::usageLimit) << nameOf(row.kind);
     }
 }
 
