@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "host/dispatcher/chore_failure.hpp"
+#include "host/health/failure_policy.hpp"
 #include "host/intake/bug_source.hpp"
 #include "host/process/caught_exception.hpp"
 
@@ -27,13 +27,13 @@ struct Handling {
         context.services.health.heed(away.retryAfter);
         context.services.health.failed(std::runtime_error(away.cause));
     }
-    void operator()(const ProgramFails&) const { context.endProgram(failure); }
+    void operator()(const PermanentFailure&) const { context.endProgram(failure); }
 };
 
 }  // namespace
 
 void handleFailure(ChoreContext& context, const std::exception_ptr& failure) {
-    std::visit(Handling{.context = context, .failure = failure}, choreFailure(failure));
+    std::visit(Handling{.context = context, .failure = failure}, meaningOf(failure));
 }
 
 Task<std::exception_ptr> failureOf(ChoreContext& context, Task<void> round) {

@@ -13,7 +13,7 @@ constexpr std::chrono::seconds step{1};
 }  // namespace
 
 Interruption interruptionBy(const std::exception_ptr& failure) {
-    const FailurePolicy policy = failurePolicy(failure, FailureScope::session);
+    const SessionPolicy policy = sessionPolicy(failure);
     return {.reason = reasonToReconcile(policy), .failsItem = policy.kind == FailureKind::reportUnknown};
 }
 

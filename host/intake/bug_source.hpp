@@ -8,29 +8,12 @@
 #include <utility>
 #include <vector>
 
+#include "host/health/failure_policy.hpp"
 #include "host/intake/list_limit.hpp"
 #include "host/process/user_error.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 
 namespace quernlight::host {
-
-/// The backend gave no usable list; the next time it may.
-class BackendUnavailable : public UserError {
-  public:
-    BackendUnavailable(const std::string& sentence, std::string cause,
-                       std::optional<std::chrono::seconds> retryAfter)
-        : UserError(sentence), cause_(std::move(cause)), retryAfter_(retryAfter) {}
-
-    /// What the sentence gives as the reason.
-    const std::string& cause() const { return cause_; }
-
-    /// How long the backend wants to be left alone, if it said so.
-    const std::optional<std::chrono::seconds>& retryAfter() const { return retryAfter_; }
-
-  private:
-    std::string cause_;
-    std::optional<std::chrono::seconds> retryAfter_;
-};
 
 /// Bugs of each status that are asked for at first.
 inline constexpr int firstListLimit = 200;

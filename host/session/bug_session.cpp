@@ -116,7 +116,7 @@ Task<std::exception_ptr> BugSession::applyPolicy(std::exception_ptr failure) {
         if (!failure || state_.watched.detection) {
             break;
         }
-        FailurePolicy policy = failurePolicy(failure, FailureScope::session);
+        SessionPolicy policy = sessionPolicy(failure);
         if (policy.kind != kind) {
             continue;
         }

@@ -5,24 +5,28 @@
 #include <ostream>
 #include <system_error>
 
+#include <boost/asio/error.hpp>
+#include <boost/system/system_error.hpp>
 #include <gtest/gtest.h>
 
 #include "host/process/user_error.hpp"
 #include "quernlight/storage/connection.hpp"
-#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
 namespace {
 
-struct Met {
-    const char* name;
-    std::exception_ptr failure;
-    FailureKind inSession;
-    FailureKind inProgram;
-};
+template <class Error>
+std::exception_ptr thrown(const Error& error) {
+    return std::make_exception_ptr(error);
+}
 
-void PrintTo(const Met& met, std::ostream* out) {
-    *out << met.name;
+std::exception_ptr systemError(std::errc code) {
+    return thrown(std::system_error(std::make_error_code(code)));
+}
+
+std::exception_ptr fileError(std::errc code) {
+    return thrown(
+        std::filesystem::filesystem_error("Unable to write", "/home/q", std::make_error_code(code)));
 }
 
 /// What SQLite throws.
@@ -35,35 +39,58 @@ std::exception_ptr databaseError() {
     return nullptr;
 }
 
+enum Meaning : std::size_t { cancelled, shortage, database, file, reportPending, backendAway, permanent };
+
+struct Met {
+    const char* name;
+    std::exception_ptr failure;
+    Meaning meaning;
+    FailureKind inSession;
+};
+
+void PrintTo(const Met& met, std::ostream* out) {
+    *out << met.name;
+}
+
 class FailurePolicyTest : public testing::TestWithParam<Met> {};
 
-TEST_P(FailurePolicyTest, SaysWhatIsToBeDoneAboutIt) {
+TEST_P(FailurePolicyTest, HasOneMeaningAndSaysWhatBecomesOfASession) {
     const Met& met = GetParam();
-    EXPECT_EQ(failurePolicy(met.failure, FailureScope::session).kind, met.inSession);
-    EXPECT_EQ(failurePolicy(met.failure, FailureScope::program).kind, met.inProgram);
+    EXPECT_EQ(meaningOf(met.failure).index(), std::size_t{met.meaning});
+    EXPECT_EQ(sessionPolicy(met.failure).kind, met.inSession);
+    EXPECT_NE(sessionPolicy(met.failure).sentence, "");
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Failures, FailurePolicyTest,
     testing::Values(
-        Met{"no memory", std::make_exception_ptr(std::bad_alloc()), FailureKind::shortage,
+        Met{"cancelled", thrown(boost::system::system_error(boost::asio::error::operation_aborted)),
+            cancelled, FailureKind::failsBug},
+        Met{"no memory", thrown(std::bad_alloc()), shortage, FailureKind::shortage},
+        Met{"no descriptors", systemError(std::errc::too_many_files_open), shortage, FailureKind::shortage},
+        Met{"no descriptors for a file", fileError(std::errc::too_many_files_open), shortage,
             FailureKind::shortage},
-        Met{"no descriptors",
-            std::make_exception_ptr(std::system_error(std::make_error_code(std::errc::too_many_files_open))),
-            FailureKind::shortage, FailureKind::shortage},
-        Met{"the database", databaseError(), FailureKind::unwritable, FailureKind::unwritable},
-        Met{"a file of the home",
-            std::make_exception_ptr(std::filesystem::filesystem_error(
-                "no room", std::make_error_code(std::errc::no_space_on_device))),
-            FailureKind::unwritable, FailureKind::unwritable},
-        Met{"a report nobody knows of", std::make_exception_ptr(ReportUnknown("silent")),
-            FailureKind::reportUnknown, FailureKind::reportUnknown},
-        Met{"a wrong setting", std::make_exception_ptr(UserError("wrong")), FailureKind::failsBug,
-            FailureKind::endsProgram},
-        Met{"no exception of the library's", std::make_exception_ptr(7), FailureKind::failsBug,
-            FailureKind::endsProgram},
-        Met{"anything else", std::make_exception_ptr(std::runtime_error("odd")), FailureKind::failsBug,
-            FailureKind::endsProgram}));
+        Met{"the database", databaseError(), database, FailureKind::unwritable},
+        Met{"a full disk", fileError(std::errc::no_space_on_device), file, FailureKind::unwritable},
+        Met{"a report nobody knows of", thrown(ReportUnknown("silent")), reportPending,
+            FailureKind::reportUnknown},
+        Met{"the backend", thrown(BackendUnavailable("No list.", "HTTP 503", std::nullopt)), backendAway,
+            FailureKind::failsBug},
+        Met{"a refused token", thrown(UserError("The token is refused.")), permanent, FailureKind::failsBug},
+        Met{"another error of the system",
+            thrown(boost::system::system_error(boost::asio::error::connection_refused)), permanent,
+            FailureKind::failsBug},
+        Met{"a mistake", thrown(std::logic_error("out of order")), permanent, FailureKind::failsBug},
+        Met{"no exception of the library's", std::make_exception_ptr(7), permanent, FailureKind::failsBug}));
+
+TEST(MeaningOfTest, KeepsWhatTheBackendSaid) {
+    const FailureMeaning meaning =
+        meaningOf(thrown(BackendUnavailable("No list.", "HTTP 429", std::chrono::seconds(7))));
+    const auto* away = std::get_if<BackendAway>(&meaning);
+    ASSERT_TRUE(away);
+    EXPECT_EQ(away->cause, "HTTP 429");
+    EXPECT_EQ(away->retryAfter, std::chrono::seconds(7));
+}
 
 TEST(ReasonToReconcileTest, NamesWhatCouldNotBeRecordedOrWhyTheSessionFailed) {
     EXPECT_EQ(reasonToReconcile({.kind = FailureKind::unwritable, .sentence = "disk is full"}),

@@ -356,7 +356,7 @@ TEST_F(BugSessionTest, AnEndThatCannotBeStoredLeavesTheItemToBeReconciled) {
     exits(3);
     advance(seconds(25));
     ASSERT_TRUE(failure);
-    EXPECT_EQ(failurePolicy(failure, FailureScope::session).kind, FailureKind::unwritable);
+    EXPECT_EQ(sessionPolicy(failure).kind, FailureKind::unwritable);
     EXPECT_EQ(status(), QueueItemStatus::running);
     EXPECT_TRUE(isOpen(attempt()));
 }
