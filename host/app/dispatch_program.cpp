@@ -60,13 +60,13 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     LiveScreens screens;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter(commentRequestsPerSecond, commentRequestsAtOnce);
-    BackendHealth health([&events, backend](const std::string& trouble) {
+    BackendHealth health(clock, [&events, backend](const std::string& trouble) {
         events.alert({AlertTopic::backend}, trouble.empty() ? "" : describeSilence(backend, trouble));
         if (trouble.empty()) {
             events.notice("The backend answers again.");
         }
     });
-    DiskHealth disk([&events](const std::string& trouble) {
+    DiskHealth disk(clock, [&events](const std::string& trouble) {
         events.alert({AlertTopic::disk}, trouble);
         if (trouble.empty()) {
             events.notice("The dispatch home can be written again.");

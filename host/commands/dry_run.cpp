@@ -89,7 +89,7 @@ Task<IntakeChoice> choose(std::vector<QLBugSummaryDTO> fetched, const DispatchSt
         co_return choice;
     }
     const auto known = co_await knownBugIDs(store);
-    const int room = co_await roomForNewBugs(store, settings);
+    const int room = co_await roomForNewBugs(store, settings, currentInstant());
     const IntakeRules rules{.room = room};
     co_return chooseIntake(fetched, known, rules);
 }
@@ -99,7 +99,8 @@ Task<std::vector<QLBugSummaryDTO>> listBugs(const QuernlightClient& client, cons
                                             std::ostream& out) {
     EventPublisher events;
     const auto printing = printNotices(events, out);
-    BugSource source(client, firstListLimit);
+    const SystemClock clock;
+    BugSource source(client, firstListLimit, clock);
     BugListing listing = co_await source.list();
     const auto queue = co_await store.items.items(wholeQueue);
     const auto retired = co_await store.retired.titles();

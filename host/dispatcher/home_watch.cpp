@@ -27,7 +27,7 @@ void HomeWatch::lookForHome() {
 }
 
 Task<void> HomeWatch::tryWriting() {
-    if (!services_.homeIsInPlace() || !services_.disk.isTrialDue(services_.clock.steadyNow())) {
+    if (!services_.homeIsInPlace() || !services_.disk.isTrialDue()) {
         co_return;
     }
     const bool isWritable = co_await canBeWritten(services_.store, services_.background, services_.home,

@@ -42,8 +42,7 @@ bool BackendHealth::failed(const std::exception& error) {
 
 void BackendHealth::heed(const std::optional<std::chrono::seconds>& pause) {
     if (pause) {
-        const auto until =
-            std::chrono::steady_clock::now() + std::min<std::chrono::seconds>(*pause, longestPause);
+        const auto until = clock_.steadyNow() + std::min<std::chrono::seconds>(*pause, longestPause);
         askAgainAt_ = std::max(askAgainAt_, until);
     }
 }

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "host/process/clock.hpp"
+
 namespace quernlight::host {
 
 /// What is known of the backend, from everything that asks it. Tells once when it stops answering and once
@@ -14,12 +16,13 @@ class BackendHealth {
   public:
     /// Called with the trouble in one sentence, and with an empty text when it is over.
     using Listener = std::function<void(const std::string& trouble)>;
-    using TimePoint = std::chrono::steady_clock::time_point;
+    using TimePoint = Clock::TimePoint;
 
     /// The backend is left alone no longer than this at a time, whatever it asks for.
     static constexpr std::chrono::minutes longestPause{10};
 
-    explicit BackendHealth(Listener listener) : listener_(std::move(listener)) {}
+    /// `clock` outlives this.
+    BackendHealth(const Clock& clock, Listener listener) : clock_(clock), listener_(std::move(listener)) {}
 
     void answered();
 
@@ -43,6 +46,7 @@ class BackendHealth {
   private:
     void note(const std::string& trouble);
 
+    const Clock& clock_;
     Listener listener_;
     std::string trouble_;
     bool refusesToken_ = false;

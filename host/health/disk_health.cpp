@@ -6,30 +6,31 @@ namespace quernlight::host {
 
 using std::chrono::seconds;
 
-void DiskHealth::failed(const DatabaseError& error, TimePoint now) {
-    fail("queue", error, now);
+void DiskHealth::failed(const DatabaseError& error) {
+    fail("queue", error);
 }
 
-void DiskHealth::failed(const std::filesystem::filesystem_error& error, TimePoint now) {
+void DiskHealth::failed(const std::filesystem::filesystem_error& error) {
     if (!error.path1().empty()) {
         unwritten_.insert(error.path1());
     }
-    fail("dispatch home", error, now);
+    fail("dispatch home", error);
 }
 
-void DiskHealth::recovered(TimePoint now) {
+void DiskHealth::recovered() {
     unwritten_.clear();
     isWell_ = true;
-    recoveredAt_ = now;
+    recoveredAt_ = clock_.steadyNow();
     listener_("");
 }
 
-void DiskHealth::fail(const std::string& what, const std::exception& error, TimePoint now) {
+void DiskHealth::fail(const std::string& what, const std::exception& error) {
     constexpr seconds soon{60};
     constexpr seconds longest{300};
     if (!isWell_) {
         return;
     }
+    const auto now = clock_.steadyNow();
     const bool isBack = recoveredAt_ && now - *recoveredAt_ < soon + timeout_;
     timeout_ = isBack ? std::min(longest, std::max(seconds(1), timeout_ * 2)) : seconds(0);
     nextTrial_ = now + timeout_;

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "host/process/clock.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
@@ -18,23 +19,21 @@ namespace quernlight::host {
 /// executor.
 class DiskHealth {
   public:
-    using TimePoint = std::chrono::steady_clock::time_point;
-
     /// Called with the trouble in one sentence, and with an empty text when it is over.
     using Listener = std::function<void(const std::string& trouble)>;
 
-    explicit DiskHealth(Listener listener) : listener_(std::move(listener)) {}
+    /// `clock` outlives this.
+    DiskHealth(const Clock& clock, Listener listener) : clock_(clock), listener_(std::move(listener)) {}
 
-    void failed(const DatabaseError& error, TimePoint now = std::chrono::steady_clock::now());
-    void failed(const std::filesystem::filesystem_error& error,
-                TimePoint now = std::chrono::steady_clock::now());
+    void failed(const DatabaseError& error);
+    void failed(const std::filesystem::filesystem_error& error);
 
     /// Whether it is time to try. Trouble that comes back soon after it was over is tried ever more seldom,
     /// from a second to five minutes, so that what trying cannot see is not told day and night.
-    bool isTrialDue(TimePoint now) const { return !isWell_ && now >= nextTrial_; }
+    bool isTrialDue() const { return !isWell_ && clock_.steadyNow() >= nextTrial_; }
 
     /// Everything that could not be written can be.
-    void recovered(TimePoint now = std::chrono::steady_clock::now());
+    void recovered();
 
     bool isWell() const { return isWell_; }
 
@@ -42,14 +41,15 @@ class DiskHealth {
     const std::set<std::filesystem::path>& unwritten() const { return unwritten_; }
 
   private:
-    void fail(const std::string& what, const std::exception& error, TimePoint now);
+    void fail(const std::string& what, const std::exception& error);
 
+    const Clock& clock_;
     Listener listener_;
     std::set<std::filesystem::path> unwritten_;
     bool isWell_ = true;
-    std::optional<TimePoint> recoveredAt_;
+    std::optional<Clock::TimePoint> recoveredAt_;
     std::chrono::seconds timeout_{0};  // before the first trial of this trouble
-    TimePoint nextTrial_{};
+    Clock::TimePoint nextTrial_{};
 };
 
 }  // namespace quernlight::host

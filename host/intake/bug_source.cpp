@@ -11,8 +11,6 @@
 namespace quernlight::host {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr std::chrono::minutes betweenWholeLists{10};  // of one status
 
 BackendUnavailable unavailable(const QuernlightClient& client, const std::exception& cause,
@@ -111,7 +109,7 @@ Task<BugListing> BugSource::look(bool all) {
     for (const char* status : {"open", "investigate", "in_review"}) {
         const Known& listed = known(status);
         const bool isListed =
-            !listed.bugs.empty() && steady_clock::now() < listed.listedAt + betweenWholeLists;
+            !listed.bugs.empty() && clock_.steadyNow() < listed.listedAt + betweenWholeLists;
         if (isListed && !all) {
             co_await addNewest(status, listing, remembered);
         } else {
@@ -129,7 +127,7 @@ BugSource::Known& BugSource::known(const std::string& status) {
 Task<void> BugSource::addAll(std::string status, BugListing& listing) {
     Known& listed = known(status);
     Page page = co_await wholeList(status, listed.limit);
-    listed.listedAt = steady_clock::now();
+    listed.listedAt = clock_.steadyNow();
     listed.bugs.clear();
     if (listed.limit.isLong()) {
         listed.bugs = page.records;
@@ -157,7 +155,7 @@ Task<void> BugSource::addNewest(std::string status, BugListing& listing,
 
 Task<BugSource::Page> BugSource::wholeList(std::string status, ListLimit& limit) {
     Page largest;
-    limit.begin(steady_clock::now());
+    limit.begin(clock_.steadyNow());
     while (!limit.isDone()) {
         auto page = co_await pageIfAny(status, limit);
         if (page) {
@@ -178,15 +176,15 @@ Task<std::optional<BugSource::Page>> BugSource::pageIfAny(std::string status, Li
         if (refusesToken(error)) {
             throw tokenRefused(client_, error.status());
         }
-        if (willPass(error) || !limit.failed(steady_clock::now())) {
+        if (willPass(error) || !limit.failed(clock_.steadyNow())) {
             throw unavailable(client_, error, error.retryAfter());
         }
     } catch (const TransportError& error) {
-        if (!isTooMuch(error) || !limit.failed(steady_clock::now())) {
+        if (!isTooMuch(error) || !limit.failed(clock_.steadyNow())) {
             throw unavailable(client_, error);
         }
     } catch (const DecodingError& error) {
-        if (!limit.failed(steady_clock::now())) {
+        if (!limit.failed(clock_.steadyNow())) {
             throw unavailable(client_, error);
         }
     }

@@ -10,6 +10,7 @@
 
 #include "host/health/failure_policy.hpp"
 #include "host/intake/list_limit.hpp"
+#include "host/process/clock.hpp"
 #include "host/process/user_error.hpp"
 #include "quernlight/backend/quernlight_client.hpp"
 
@@ -47,7 +48,9 @@ struct BugListing {
 class BugSource {
   public:
     /// `firstLimit`: bugs of each status that are asked for at first.
-    BugSource(const QuernlightClient& client, int firstLimit) : client_(client), firstLimit_(firstLimit) {}
+    /// `clock` outlives this.
+    BugSource(const QuernlightClient& client, int firstLimit, const Clock& clock)
+        : client_(client), clock_(clock), firstLimit_(firstLimit) {}
 
     // Both throw UserError when the backend refuses the token, since no waiting mends that, and
     // BackendUnavailable when it gives no usable list.
@@ -59,13 +62,12 @@ class BugSource {
     Task<BugListing> listAll();
 
   private:
-    using TimePoint = std::chrono::steady_clock::time_point;
     using Page = ReadableList<QLBugSummaryDTO>;
 
     /// What is known of one status's list.
     struct Known {
         ListLimit limit;
-        TimePoint listedAt{};                 ///< all of it
+        Clock::TimePoint listedAt{};          ///< all of it
         std::vector<QLBugSummaryDTO> bugs{};  ///< of a list for which the first limit is not enough
     };
 
@@ -77,6 +79,7 @@ class BugSource {
     Known& known(const std::string& status);
 
     const QuernlightClient client_;
+    const Clock& clock_;
     const int firstLimit_;
     std::map<std::string, Known> known_;  // by status
 };

@@ -20,7 +20,10 @@ constexpr int mostFollowUpLooks = 20;  // in a round
 }  // namespace
 
 Intake::Intake(SessionServices& services, IntakeScope scope, int limit, BusyTest isBusy)
-    : services_(services), scope_(scope), source_(services.client, limit), isBusy_(std::move(isBusy)) {}
+    : services_(services),
+      scope_(scope),
+      source_(services.client, limit, services.clock),
+      isBusy_(std::move(isBusy)) {}
 
 Task<void> Intake::takeIn() {
     BugListing listing = co_await look();
@@ -58,7 +61,7 @@ Task<DistinctBugs> Intake::distinct(std::vector<QLBugSummaryDTO> bugs) {
 
 Task<IntakeChoice> Intake::choose(std::vector<QLBugSummaryDTO> listed) {
     const auto known = co_await knownBugIDs(services_.store);
-    const int room = co_await roomForNewBugs(services_.store, services_.settings);
+    const int room = co_await roomForNewBugs(services_.store, services_.settings, services_.clock.now());
     const IntakeRules rules{.scope = scope_, .room = room};
     co_return chooseIntake(listed, known, rules);
 }
@@ -143,7 +146,7 @@ Task<std::vector<Intake::FinishedBug>> Intake::changedSinceRead(std::vector<QLBu
 }
 
 bool Intake::mayAskBackend() const {
-    return services_.health.isWell() && std::chrono::steady_clock::now() >= services_.health.askAgainAt();
+    return services_.health.isWell() && services_.clock.steadyNow() >= services_.health.askAgainAt();
 }
 
 /// Whether the comments could be read and what they wish for was done.

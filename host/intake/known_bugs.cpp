@@ -10,8 +10,8 @@ Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
     co_return known;
 }
 
-Task<int> roomForNewBugs(DispatchStore store, Settings settings) {
-    const Instant midnight = std::chrono::floor<std::chrono::days>(currentInstant());
+Task<int> roomForNewBugs(DispatchStore store, Settings settings, Instant now) {
+    const Instant midnight = std::chrono::floor<std::chrono::days>(now);
     int taken = co_await store.retired.countAddedSince(midnight);
     for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
         taken += item.addedAt >= midnight ? 1 : 0;

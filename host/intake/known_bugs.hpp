@@ -12,7 +12,7 @@ namespace quernlight::host {
 Task<std::set<std::string>> knownBugIDs(DispatchStore store);
 
 /// How many new bugs may still be taken today (UTC).
-Task<int> roomForNewBugs(DispatchStore store, Settings settings);
+Task<int> roomForNewBugs(DispatchStore store, Settings settings, Instant now);
 
 /// What to tell when a day's share of new bugs is used up.
 std::string describeLeftForLater(int bugs, int perDay);

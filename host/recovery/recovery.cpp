@@ -61,7 +61,7 @@ Task<std::string> Recovery::reconcile(BugQueueItem item, Interruption cause) con
     }
     RecoveryStep step = recoveryStep(interrupted, std::nullopt);
     if (std::holds_alternative<AskBackend>(step)) {
-        if (std::chrono::steady_clock::now() < services_.health.askAgainAt()) {
+        if (services_.clock.steadyNow() < services_.health.askAgainAt()) {
             co_return backendIsAway;
         }
         std::optional<AgentReport> report;
@@ -143,7 +143,7 @@ Task<void> Recovery::take(BugQueueItem item, std::optional<SessionAttemptRecord>
     co_await tellRecovered(item, attempt, "The agent had reported before the dispatcher ended.");
     if (attempt) {
         co_await services_.store.attempts.markCompleted(attempt->id, report.commentID, report.createdAt,
-                                                        currentInstant());
+                                                        services_.clock.now());
     }
 }
 
@@ -157,7 +157,7 @@ Task<void> Recovery::close(BugQueueItem item, std::optional<SessionAttemptRecord
     co_await tellRecovered(item, attempt, step.reason);
     co_await tellUntypedGoal(item, attempt, std::move(events));
     if (attempt) {
-        co_await services_.store.attempts.markFailed(attempt->id, step.reason, currentInstant());
+        co_await services_.store.attempts.markFailed(attempt->id, step.reason, services_.clock.now());
     }
 }
 

@@ -173,7 +173,7 @@ Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
                     .kind = EventKind::retired,
                     .message = "Merged: the bug leaves the queue, and its worktree is gone."};
     co_await appendEvent(services_.store.items, std::move(event));
-    co_await services_.store.retired.remember(item, reference, currentInstant());
+    co_await services_.store.retired.remember(item, reference, services_.clock.now());
     co_await services_.manager.removeImplementedReviewItem(item.bugID);
     tellBlocker(item.bugID, "");
     services_.events.removed(item.bugID);

@@ -77,9 +77,9 @@ class ServicesFixture : public testing::Test {
     RateLimiter commentRateLimiter{1000, 1000};
     quernlight::test::PublishedEvents published{events};
     std::vector<std::string> healthChanges;
-    BackendHealth health{[this](const std::string& trouble) { healthChanges.push_back(trouble); }};
+    BackendHealth health{clock, [this](const std::string& trouble) { healthChanges.push_back(trouble); }};
     std::vector<std::string> diskChanges;
-    DiskHealth disk{[this](const std::string& trouble) { diskChanges.push_back(trouble); }};
+    DiskHealth disk{clock, [this](const std::string& trouble) { diskChanges.push_back(trouble); }};
     RunningTime runningTime{readClocks(clock), [] {}};
     StartPauses startPauses{[this](const std::string& scope, const std::string& sentence) {
         events.alert({AlertTopic::starts, scope}, sentence);

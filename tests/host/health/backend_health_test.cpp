@@ -14,7 +14,8 @@ using testing::IsEmpty;
 class BackendHealthTest : public testing::Test {
   protected:
     std::vector<std::string> told;
-    BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
+    SystemClock clock;
+    BackendHealth health{clock, [this](const std::string& trouble) { told.push_back(trouble); }};
 };
 
 TEST_F(BackendHealthTest, TellsOnceWhenTheBackendGoesAndOnceWhenItIsBack) {

@@ -6,6 +6,7 @@
 
 #include "host/health/disk_probe.hpp"
 #include "tests/host/services_fixture.hpp"
+#include "tests/host/stepped_clock.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -20,7 +21,8 @@ class DiskHealthTest : public testing::Test {
     }
 
     std::vector<std::string> events_;
-    DiskHealth health_{[this](const std::string& trouble) { events_.push_back(trouble); }};
+    test::SteppedClock clock_{[] {}};
+    DiskHealth health_{clock_, [this](const std::string& trouble) { events_.push_back(trouble); }};
 };
 
 TEST_F(DiskHealthTest, TellsOnceWhenWritesFailHoweverManyDo) {
@@ -45,20 +47,16 @@ TEST_F(DiskHealthTest, TellsWhenItIsOverAndTheNextTimeToo) {
 
 TEST_F(DiskHealthTest, TroubleThatComesBackIsTriedEverMoreSeldom) {
     using std::chrono::seconds;
-    const DiskHealth::TimePoint start{};
-    const DatabaseError error(DatabaseError::Kind::stepFailed, "database disk image is malformed");
-    auto now = start;
-    const auto timeout = [&] {
-        health_.failed(error, now);
-        seconds waited{0};
-        while (!health_.isTrialDue(now + waited)) {
-            waited += seconds(1);
+    const auto timeout = [this] {
+        fails();
+        int waited = 0;
+        for (; !health_.isTrialDue(); ++waited) {
+            clock_.advance(seconds(1));
         }
-        now += waited;
-        health_.recovered(now);
-        return waited.count();
+        health_.recovered();
+        return waited;
     };
-    EXPECT_FALSE(health_.isTrialDue(now));
+    EXPECT_FALSE(health_.isTrialDue());
     EXPECT_EQ(timeout(), 0);
     EXPECT_EQ(timeout(), 1);
     EXPECT_EQ(timeout(), 2);
@@ -67,7 +65,7 @@ TEST_F(DiskHealthTest, TroubleThatComesBackIsTriedEverMoreSeldom) {
         timeout();
     }
     EXPECT_EQ(timeout(), 300);
-    now += seconds(400);
+    clock_.advance(seconds(400));
     EXPECT_EQ(timeout(), 0);
 }
 

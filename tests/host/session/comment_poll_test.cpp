@@ -73,12 +73,12 @@ class CommentPollTest : public testing::Test {
     };
     RateLimiter rateLimiter{1000, 1000};
     RateLimiter oneForNow{0.001, 1};  // the next one in a quarter of an hour
+    SystemClock clock;
     std::vector<std::string> told;    // of the backend's health
-    BackendHealth health{[this](const std::string& trouble) { told.push_back(trouble); }};
+    BackendHealth health{clock, [this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
     EventPublisher events;
     quernlight::test::PublishedEvents published{events};
-    SystemClock clock;
     SessionMailbox mailbox;
     CompletionPollState state{.sessionID = randomUuid(),
                               .queueItemID = randomUuid(),
@@ -220,7 +220,7 @@ class CommentPollTimesTest : public testing::Test {
     boost::asio::io_context io;
     test::SteppedClock clock{io};
     RateLimiter rateLimiter{1000, 1000};
-    BackendHealth health{[](const std::string&) {}};
+    BackendHealth health{clock, [](const std::string&) {}};
     Settings settings{.pollCommentsSeconds = 5};
     EventPublisher events;
     quernlight::test::PublishedEvents published{events};
