@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <ctime>
 #include <thread>
 #include <utility>
 
@@ -20,37 +21,42 @@ constexpr std::chrono::milliseconds longestWaitForAnswer{3100};
 
 }  // namespace
 
-Agent::Agent(Settings settings, StateDatabase& database, std::string threadID, bool resumed)
-    : settings_(std::move(settings)),
-      database_(database),
-      threadID_(std::move(threadID)),
-      resumed_(resumed) {}
+Agent::Agent(Settings settings, Conduct conduct, StateDatabase& database, Thread thread)
+    : settings_(std::move(settings)), conduct_(conduct), database_(database), thread_(std::move(thread)) {}
 
-void Agent::run() {
+int Agent::run() {
     startUp();
-    while (true) {
-        const auto submitted = composer_.take(terminal_.readBurst());
+    while (conduct_.behaviour != Behaviour::earlyExit) {
+        const Burst burst = terminal_.readBurst();
+        const auto submitted = composer_.take(burst);
         drawPrompt();
+        if (conduct_.behaviour == Behaviour::exitWhileTyping) {
+            return exitStatus();
+        }
         if (submitted && handle(*submitted) == Next::leave) {
             terminal_.write("\x1b[?2004l\r\n");
-            return;
+            return 0;
         }
         if (submitted) {
             drawPrompt();
         }
     }
+    return exitStatus();
 }
 
 void Agent::startUp() {
-    const bool slow = settings_.behaviour == Behaviour::slowStart;
+    const bool slow = conduct_.behaviour == Behaviour::slowStart;
     const auto pause = settings_.stepDelay * (slow ? 10 : 1);
     terminal_.askForCursor(std::min(settings_.stepDelay * 40, longestWaitForAnswer));
     for (const std::string& text : startupTexts(slow)) {
         terminal_.write(text);
         std::this_thread::sleep_for(pause);
     }
-    if (resumed_) {
-        terminal_.write(resumedLine(threadID_));
+    if (conduct_.behaviour == Behaviour::lateComposer) {
+        std::this_thread::sleep_for(std::chrono::seconds(conduct_.number.value_or(5)));
+    }
+    if (thread_.isResumed) {
+        terminal_.write(resumedLine(thread_.id));
     }
     terminal_.write("\x1b[?2004h\x1b]0;standin\x07");
     terminal_.dropPendingKeys();
@@ -63,16 +69,21 @@ void Agent::drawPrompt() {
     }
     const Terminal::Size size = terminal_.size();
     const ComposerDrawing drawing = composerDrawing(composer_.shown(), size.columns, size.rows - 4);
-    terminal_.write(clearedRows(composerRows_) + drawing.text);
+    terminal_.write(clearedRows(composerRows_) + drawing.text +
+                    offeredCommands(composer_.shown(), conduct_.behaviour != Behaviour::noGoal));
     composerRows_ = drawing.rows;
 }
 
 Agent::Next Agent::handle(const std::string& submitted) {
-    database_.touchThread(threadID_);
+    database_.touchThread(thread_.id);
     if (trimmed(submitted) == "/exit") {
-        return deaf_ || settings_.behaviour == Behaviour::ignoreExit ? Next::promptAgain : Next::leave;
+        return deaf_ || conduct_.behaviour == Behaviour::ignoreExit ? Next::promptAgain : Next::leave;
     }
     if (silent_) {
+        return Next::promptAgain;
+    }
+    if (conduct_.behaviour == Behaviour::noGoal) {
+        terminal_.write(failureLine("Unrecognized command: " + submitted.substr(0, submitted.find(' '))));
         return Next::promptAgain;
     }
     if (isGoalCommand(submitted)) {
@@ -89,11 +100,11 @@ Agent::Next Agent::workOn(const std::string& command) {
     }
     const auto goal = parseGoal(command);
     if (!goal) {
-        database_.setTitle(threadID_, command.substr(0, command.find('\n')));
+        database_.setTitle(thread_.id, command.substr(0, command.find('\n')));
         terminal_.write(stepLine("There is nothing to change for this goal."));
         return Next::promptAgain;
     }
-    database_.setTitle(threadID_, "Bug " + goal->bugID);
+    database_.setTitle(thread_.id, "Bug " + goal->bugID);
     Next next = Next::promptAgain;
     try {
         logGoal(settings_.home, *goal);
@@ -103,50 +114,87 @@ Agent::Next Agent::workOn(const std::string& command) {
     } catch (const std::exception& error) {
         terminal_.write(failureLine(error.what()));
     }
-    database_.completeGoal(threadID_);
-    database_.touchThread(threadID_);
+    database_.completeGoal(thread_.id);
+    database_.touchThread(thread_.id);
     return next;
 }
 
 /// Of an earlier goal that is not complete a person is asked.
 bool Agent::takesGoal(const std::string& command) {
     const std::string objective(trimmed(std::string_view(command).substr(command.find("/goal") + 5)));
-    if (database_.hasOtherGoal(threadID_, objective) && !mayReplaceGoal()) {
+    if (database_.hasOtherGoal(thread_.id, objective) && choose(replaceGoalQuestion()) > 0) {
         return false;
     }
-    database_.setGoal(threadID_, objective);
+    database_.setGoal(thread_.id, objective);
     return true;
 }
 
-bool Agent::mayReplaceGoal() {
-    constexpr std::size_t questionRows = 4;
+/// The option that was chosen, from 0.
+std::size_t Agent::choose(const Question& question) {
     std::size_t selected = 0;
-    terminal_.write("\x1b[?25l" + clearedLine() + replaceGoalQuestion(selected));
+    terminal_.write("\x1b[?25l" + clearedLine() + questionDrawing(question, selected));
     while (true) {
         const std::string keys = terminal_.readBurst().bytes;
-        if (keys == "\r") {
-            terminal_.write(clearedRows(questionRows) + "\x1b[?25h");
-            return selected == 0;
+        const bool isNumber =
+            keys.size() == 1 && keys[0] > '0' && keys[0] <= static_cast<char>('0' + question.options.size());
+        selected = isNumber ? static_cast<std::size_t>(keys[0] - '1') : selected;
+        if (keys == "\r" || isNumber) {
+            terminal_.write(clearedRows(question.rows()) + "\x1b[?25h");
+            return selected;
         }
         selected = keys == "\x1b[B" ? 1 : keys == "\x1b[A" ? 0 : selected;
-        terminal_.write(clearedRows(questionRows) + replaceGoalQuestion(selected));
+        terminal_.write(clearedRows(question.rows()) + questionDrawing(question, selected));
     }
 }
 
 Agent::Next Agent::work(const Goal& goal) {
     const BackendAccess access = readBackendAccess(settings_.home);
-    const Behaviour behaviour = behaviourFor(goal, access);
-    if (behaviour == Behaviour::idle) {
+    const Conduct conduct = conductOn(goal.bugID, settings_, access);
+    if (conduct.behaviour == Behaviour::idle) {
         silent_ = true;
         return Next::promptAgain;
     }
-    if (behaviour == Behaviour::ignoreExit) {
+    if (conduct.behaviour == Behaviour::usageLimit) {
+        showUsageLimit(conduct);
+        return Next::promptAgain;
+    }
+    if (conduct.behaviour == Behaviour::ignoreExit) {
         deaf_ = true;
         std::signal(SIGINT, SIG_IGN);
     }
     terminal_.write("\r\n");
-    GoalWorker(goal, behaviour, settings_, bugAccess(access), terminal_).run();
-    return behaviour == Behaviour::silentExit ? Next::leave : Next::promptAgain;
+    if (!isAllowed(conduct)) {
+        return Next::promptAgain;
+    }
+    GoalWorker(goal, conduct.behaviour, settings_, bugAccess(access), terminal_).run();
+    return conduct.behaviour == Behaviour::silentExit ? Next::leave : Next::promptAgain;
+}
+
+/// Whether nobody need be asked, or a person says yes.
+bool Agent::isAllowed(const Conduct& conduct) {
+    const bool isForEver = conduct.behaviour == Behaviour::approvalForEver;
+    if (conduct.behaviour != Behaviour::approval && !isForEver) {
+        return true;
+    }
+    std::size_t chosen = choose(approvalQuestion());
+    while (isForEver) {
+        chosen = choose(approvalQuestion());
+    }
+    if (chosen > 0) {
+        terminal_.write(failureLine("The command was not allowed. Tell the agent what to do differently."));
+    }
+    return chosen == 0;
+}
+
+void Agent::showUsageLimit(const Conduct& conduct) {
+    char until[16] = "";
+    if (conduct.number) {
+        const std::time_t end = std::time(nullptr) + 60L * *conduct.number;
+        std::tm local{};
+        std::strftime(until, sizeof until, "%I:%M %p", localtime_r(&end, &local));
+    }
+    database_.limitGoal(thread_.id);
+    terminal_.write("\r\n" + usageLimitLine(until) + "\r\n");
 }
 
 /// Through the tools that the agent was given, if any.
@@ -155,11 +203,6 @@ std::unique_ptr<BugAccess> Agent::bugAccess(const BackendAccess& access) const {
         return std::make_unique<Backend>(access.url, access.token);
     }
     return std::make_unique<ToolServer>(settings_.toolServer);
-}
-
-Behaviour Agent::behaviourFor(const Goal& goal, const BackendAccess& access) const {
-    const auto chosen = access.behaviours.find(goal.bugID);
-    return chosen == access.behaviours.end() ? settings_.behaviour : chosen->second;
 }
 
 }  // namespace quernlight::standin::codex

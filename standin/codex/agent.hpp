@@ -6,6 +6,7 @@
 #include "standin/codex/backend.hpp"
 #include "standin/codex/composer.hpp"
 #include "standin/codex/goal.hpp"
+#include "standin/codex/screen.hpp"
 #include "standin/codex/settings.hpp"
 #include "standin/codex/state_database.hpp"
 #include "standin/codex/terminal.hpp"
@@ -15,29 +16,37 @@ namespace quernlight::standin::codex {
 /// One conversation on a terminal: start-up, the prompt, and a goal whenever one is submitted.
 class Agent {
   public:
-    /// `threadID` is known to the state database; `resumed` tells that it is an earlier conversation.
-    Agent(Settings settings, StateDatabase& database, std::string threadID, bool resumed);
+    /// A conversation that the state database knows.
+    struct Thread {
+        std::string id;
+        bool isResumed = false;
+    };
 
-    /// Returns at "/exit", or when the behaviour wants it. Throws TerminalClosed.
-    void run();
+    /// `conduct` counts until there is a goal.
+    Agent(Settings settings, Conduct conduct, StateDatabase& database, Thread thread);
+
+    /// Returns the exit status, at "/exit" or when the behaviour wants it. Throws TerminalClosed.
+    int run();
 
   private:
     enum class Next { promptAgain, leave };
 
     void startUp();
     void drawPrompt();
-    bool mayReplaceGoal();
+    std::size_t choose(const Question& question);
+    bool isAllowed(const Conduct& conduct);
+    void showUsageLimit(const Conduct& conduct);
+    int exitStatus() const { return conduct_.number.value_or(0); }
     bool takesGoal(const std::string& command);
     Next handle(const std::string& submitted);
     Next workOn(const std::string& command);
     Next work(const Goal& goal);
     std::unique_ptr<BugAccess> bugAccess(const BackendAccess& access) const;
-    Behaviour behaviourFor(const Goal& goal, const BackendAccess& access) const;
 
     Settings settings_;
+    Conduct conduct_;  ///< until there is a goal
     StateDatabase& database_;
-    std::string threadID_;
-    bool resumed_;
+    Thread thread_;
     bool silent_ = false;  ///< nothing is drawn any more
     bool deaf_ = false;    ///< "/exit" has no effect
     Terminal terminal_;

@@ -13,6 +13,7 @@
 #include "quernlight/platform/identifiers.hpp"
 #include "standin/codex/agent.hpp"
 #include "standin/codex/command_line.hpp"
+#include "standin/codex/goal_log.hpp"
 #include "standin/codex/screen.hpp"
 
 namespace codex = quernlight::standin::codex;
@@ -34,6 +35,12 @@ std::optional<std::string> openThread(codex::StateDatabase& database, const code
     return quernlight::lowerCaseText(*id);
 }
 
+/// A dispatcher names the directory for app and bug: "Shop-3f2a9c1d".
+std::string bugOfDirectory(const std::filesystem::path& directory) {
+    const std::string name = directory.filename().string();
+    return name.substr(name.rfind('-') + 1);
+}
+
 int converse(const codex::CommandLine& commandLine) {
     if (!isatty(STDIN_FILENO)) {
         throw std::runtime_error("Standard input is no terminal.");
@@ -41,13 +48,22 @@ int converse(const codex::CommandLine& commandLine) {
     codex::Settings settings = codex::settingsFromEnvironment();
     settings.toolServer = commandLine.toolServer;
     codex::StateDatabase database(settings.home);
+    const std::string bugID = bugOfDirectory(std::filesystem::current_path());
+    settings.session = codex::logStart(settings.home, bugID);
+    const codex::Conduct conduct = codex::conductAtStart(bugID, settings);
+    if (commandLine.resume && conduct.behaviour == codex::Behaviour::resumeDies) {
+        std::cout << codex::damagedLine() << std::endl;
+        return 1;
+    }
+    if (conduct.behaviour != codex::Behaviour::noGoal) {
+        database.keepGoals();
+    }
     const auto thread = openThread(database, commandLine);
     if (!thread) {
         std::cout << codex::unknownSessionLine(commandLine.resumeID) << std::endl;
         return 1;
     }
-    codex::Agent(settings, database, *thread, commandLine.resume).run();
-    return 0;
+    return codex::Agent(settings, conduct, database, {.id = *thread, .isResumed = commandLine.resume}).run();
 }
 
 }  // namespace

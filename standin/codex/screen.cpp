@@ -1,6 +1,7 @@
 #include "standin/codex/screen.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "quernlight/platform/text.hpp"
 
@@ -75,10 +76,50 @@ ComposerDrawing composerDrawing(std::string_view shown, std::size_t columns, std
     return drawing;
 }
 
-std::string replaceGoalQuestion(std::size_t selected) {
-    const auto mark = [selected](std::size_t option) { return option == selected ? "› " : "  "; };
-    return std::string("  Replace goal?\r\n\r\n") + mark(0) + "1. Replace current goal\r\n" + mark(1) +
-           "2. Cancel";
+std::string offeredCommands(std::string_view shown, bool hasGoals) {
+    constexpr std::pair<std::string_view, std::string_view> commands[] = {
+        {"/exit", "  /exit    end the agent"}, {"/goal", "  /goal    set the goal to work for"}};
+    std::string rows;
+    std::size_t count = 1;
+    for (const auto& [command, row] : commands) {
+        if (!shown.empty() && command.starts_with(shown) && (hasGoals || command != "/goal")) {
+            rows += "\r\n" + coloured("2", row);
+            ++count;
+        }
+    }
+    const std::string column = std::to_string(shown.size() + 3);
+    return rows.empty() ? "" : "\r\n" + rows + "\x1b[" + std::to_string(count) + "A\x1b[" + column + "G";
+}
+
+Question replaceGoalQuestion() {
+    return {.lines = {"  Replace goal?", ""}, .options = {"Replace current goal", "Cancel"}};
+}
+
+Question approvalQuestion() {
+    return {.lines = {"  Would you like to run the following command?", "", "  $ touch /etc/probe", ""},
+            .options = {"Yes, proceed", "No, and tell the agent what to do differently"}};
+}
+
+std::string questionDrawing(const Question& question, std::size_t selected) {
+    std::string text;
+    for (const std::string& line : question.lines) {
+        text += line + "\r\n";
+    }
+    for (std::size_t option = 0; option < question.options.size(); ++option) {
+        text += option == 0 ? "" : "\r\n";
+        text += (option == selected ? "› " : "  ") + std::to_string(option + 1) + ". ";
+        text += question.options[option];
+    }
+    return text;
+}
+
+std::string usageLimitLine(std::string_view until) {
+    const std::string when = until.empty() ? "later" : "at " + std::string(until);
+    return failureLine("You've hit your usage limit. Upgrade your plan, or try again " + when + ".");
+}
+
+std::string damagedLine() {
+    return "The journal does not fit the ledger (E7731).";
 }
 
 std::string clearedRows(std::size_t rows) {

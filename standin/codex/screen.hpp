@@ -23,8 +23,29 @@ struct ComposerDrawing {
 };
 ComposerDrawing composerDrawing(std::string_view shown, std::size_t columns, std::size_t mostRows);
 
-/// The question whether a new goal takes the old one's place, with the option that is selected (0 or 1).
-std::string replaceGoalQuestion(std::size_t selected);
+/// The commands that begin with what is typed so far, as they are offered below the composer with a blank
+/// line between, and the way back to its text; empty where none does.
+std::string offeredCommands(std::string_view shown, bool hasGoals);
+
+/// A question of several rows, with one option a row.
+struct Question {
+    std::vector<std::string> lines{};
+    std::vector<std::string> options{};
+
+    std::size_t rows() const { return lines.size() + options.size(); }
+};
+
+/// Whether a new goal takes the old one's place.
+Question replaceGoalQuestion();
+/// Whether a command may be run.
+Question approvalQuestion();
+std::string questionDrawing(const Question& question, std::size_t selected);
+
+/// That the agent's use is limited, until the time where there is one ("10:43 AM").
+std::string usageLimitLine(std::string_view until);
+
+/// What ends an agent that cannot open a conversation which it has.
+std::string damagedLine();
 
 /// Takes away so many rows, of which the cursor is on the last.
 std::string clearedRows(std::size_t rows);

@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <utility>
 
 #include <boost/json.hpp>
 
@@ -17,11 +18,11 @@ std::string valueOr(const EnvironmentMap& environment, const std::string& name, 
     return entry == environment.end() || entry->second.empty() ? fallback : entry->second;
 }
 
-Behaviour behaviourNamed(std::string_view name) {
-    if (const auto behaviour = parseBehaviour(name)) {
-        return *behaviour;
+Conducts conductsNamed(std::string_view names) {
+    if (auto conducts = parseConducts(names)) {
+        return std::move(*conducts);
     }
-    throw std::runtime_error("There is no behaviour named '" + std::string(name) + "'.");
+    throw std::runtime_error("There is no behaviour named '" + std::string(names) + "'.");
 }
 
 std::chrono::milliseconds milliseconds(const std::string& text) {
@@ -38,8 +39,8 @@ BackendAccess parseAccess(const boost::json::object& members) {
                          .token = std::string(members.at("token").as_string()),
                          .behaviours = {}};
     if (const boost::json::value* behaviours = members.if_contains("behaviours")) {
-        for (const auto& [bugID, name] : behaviours->as_object()) {
-            access.behaviours[std::string(bugID)] = behaviourNamed(name.as_string());
+        for (const auto& [bugID, names] : behaviours->as_object()) {
+            access.behaviours[std::string(bugID)] = conductsNamed(names.as_string());
         }
     }
     return access;
@@ -51,7 +52,7 @@ Settings settingsFromEnvironment() {
     const EnvironmentMap environment = currentEnvironmentMap();
     const std::filesystem::path ownHome = userHomeDirectory(environment) / ".codex";
     return {.home = valueOr(environment, "CODEX_HOME", ownHome.string()),
-            .behaviour = behaviourNamed(valueOr(environment, "STANDIN_CODEX", "")),
+            .conducts = conductsNamed(valueOr(environment, "STANDIN_CODEX", "")),
             .stepDelay = milliseconds(valueOr(environment, "STANDIN_CODEX_DELAY_MS", "75"))};
 }
 
@@ -67,6 +68,20 @@ BackendAccess readBackendAccess(const std::filesystem::path& home) {
     } catch (const std::exception& error) {
         throw std::runtime_error(path.string() + " cannot be used: " + error.what());
     }
+}
+
+Conduct conductOn(const std::string& bugID, const Settings& settings, const BackendAccess& access) {
+    for (const std::string& key : {bugID, std::string("*")}) {
+        if (const auto chosen = access.behaviours.find(key); chosen != access.behaviours.end()) {
+            return conductOf(chosen->second, settings.session);
+        }
+    }
+    return conductOf(settings.conducts, settings.session);
+}
+
+Conduct conductAtStart(const std::string& bugID, const Settings& settings) {
+    const bool isConfigured = std::filesystem::exists(settings.home / "standin.json");
+    return conductOn(bugID, settings, isConfigured ? readBackendAccess(settings.home) : BackendAccess());
 }
 
 }  // namespace quernlight::standin::codex

@@ -69,7 +69,10 @@ StateDatabase::StateDatabase(const std::filesystem::path& home) {
         "CREATE TABLE IF NOT EXISTS threads (id TEXT PRIMARY KEY, cwd TEXT NOT NULL, title TEXT NOT NULL, "
         "source TEXT NOT NULL, created_at INTEGER NOT NULL, updated_at INTEGER NOT NULL)",
         {});
-    run(raw,
+}
+
+void StateDatabase::keepGoals() {
+    run(database_.get(),
         "CREATE TABLE IF NOT EXISTS thread_goals (thread_id TEXT PRIMARY KEY, objective TEXT NOT NULL, "
         "status TEXT NOT NULL)",
         {});
@@ -86,7 +89,12 @@ void StateDatabase::setGoal(const std::string& id, const std::string& objective)
 }
 
 void StateDatabase::completeGoal(const std::string& id) {
-    run(database_.get(), "UPDATE thread_goals SET status = 'complete' WHERE thread_id = ?", {id});
+    run(database_.get(),
+        "UPDATE thread_goals SET status = 'complete' WHERE thread_id = ? AND status = 'active'", {id});
+}
+
+void StateDatabase::limitGoal(const std::string& id) {
+    run(database_.get(), "UPDATE thread_goals SET status = 'usage_limited' WHERE thread_id = ?", {id});
 }
 
 void StateDatabase::insertThread(const std::string& id, const std::string& directory) {

@@ -15,6 +15,9 @@ class StateDatabase {
     /// Creates what is missing, the home included.
     explicit StateDatabase(const std::filesystem::path& home);
 
+    /// Creates the records of goals, where they are missing.
+    void keepGoals();
+
     /// Notes a conversation that begins now in `directory`.
     void insertThread(const std::string& id, const std::string& directory);
 
@@ -28,7 +31,9 @@ class StateDatabase {
 
     /// Its goal from now on, active.
     void setGoal(const std::string& id, const std::string& objective);
+    /// Completes it where it is still active.
     void completeGoal(const std::string& id);
+    void limitGoal(const std::string& id);
 
     void setTitle(const std::string& id, const std::string& title);
 

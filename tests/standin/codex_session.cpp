@@ -29,6 +29,12 @@ std::optional<std::string> firstText(const std::filesystem::path& database, cons
 
 AgentTerminal& CodexSession::start(const std::vector<std::string>& variables,
                                    const std::vector<std::string>& arguments) {
+    return startIn(repository.directory(), variables, arguments);
+}
+
+AgentTerminal& CodexSession::startIn(const std::filesystem::path& directory,
+                                     const std::vector<std::string>& variables,
+                                     const std::vector<std::string>& arguments) {
     if (!std::filesystem::exists(home() / "standin.json")) {
         configure();
     }
@@ -39,7 +45,7 @@ AgentTerminal& CodexSession::start(const std::vector<std::string>& variables,
     terminal.emplace(AgentTerminal::Launch{.executable = STANDIN_CODEX_PATH,
                                            .arguments = arguments,
                                            .environment = environment,
-                                           .directory = repository.directory()});
+                                           .directory = directory});
     return *terminal;
 }
 

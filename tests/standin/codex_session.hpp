@@ -22,6 +22,11 @@ class CodexSession : public testing::Test {
     AgentTerminal& start(const std::vector<std::string>& variables = {},
                          const std::vector<std::string>& arguments = {});
 
+    /// Starts it elsewhere than in the repository.
+    AgentTerminal& startIn(const std::filesystem::path& directory,
+                           const std::vector<std::string>& variables = {},
+                           const std::vector<std::string>& arguments = {});
+
     /// Starts it and waits for its prompt.
     AgentTerminal& startAtPrompt(const std::vector<std::string>& variables = {},
                                  const std::vector<std::string>& arguments = {});
