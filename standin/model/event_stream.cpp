@@ -21,14 +21,19 @@ json::object usage() {
             {"total_tokens", 15}};
 }
 
+std::int64_t secondsOf(Instant moment) {
+    return std::chrono::floor<std::chrono::seconds>(moment.time_since_epoch()).count();
+}
+
 json::object errorOf(const Step& step, Instant now) {
-    if (step.resetsInSeconds > 0) {
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now.time_since_epoch()).count();
+    const auto seconds = secondsOf(now);
+    const auto left = step.until ? secondsOf(*step.until) - seconds : step.resetsInSeconds;
+    if (left > 0) {
         return {{"type", "usage_limit_reached"},
                 {"message", "The usage limit has been reached"},
                 {"plan_type", "plus"},
-                {"resets_at", seconds + step.resetsInSeconds},
-                {"resets_in_seconds", step.resetsInSeconds}};
+                {"resets_at", seconds + left},
+                {"resets_in_seconds", left}};
     }
     const bool key = step.status == 401;
     const std::string message = key ? "Incorrect API key provided" : "The model refuses to answer";

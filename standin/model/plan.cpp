@@ -13,6 +13,7 @@ namespace {
 namespace json = boost::json;
 
 constexpr std::int64_t longest = 24 * 3600;
+constexpr std::int64_t latest = 4'000'000'000;  // in seconds since 1970
 
 /// Works in the worktree whoever the agent's git believes to be, and reports as a dispatcher's goal asks.
 constexpr std::string_view usualSteps = R"([
@@ -31,6 +32,9 @@ std::chrono::seconds secondsOf(const ObjectReader& reader) {
 void readRefusal(Step& step, const ObjectReader& reader) {
     step.status = static_cast<unsigned>(reader.optionalInteger("status", 400, 599).value_or(500));
     step.resetsInSeconds = reader.optionalInteger("resets_in_seconds", 1, longest).value_or(0);
+    if (const auto until = reader.optionalInteger("until", 1, latest)) {
+        step.until = Instant(std::chrono::seconds(*until));
+    }
     step.retryAfter = reader.optionalInteger("retry_after", 1, longest).value_or(0);
     step.text = reader.optionalText("text").value_or("");
 }
@@ -38,7 +42,7 @@ void readRefusal(Step& step, const ObjectReader& reader) {
 Step stepFrom(const json::value& value) {
     const ObjectReader reader(value, "A step");
     reader.refuseOthersThan({"do", "command", "tool", "arguments", "text", "seconds", "status",
-                             "resets_in_seconds", "retry_after", "times"});
+                             "resets_in_seconds", "until", "retry_after", "times"});
     const std::string kind = reader.text("do");
     Step step{.times = reader.optionalInteger("times", 1, longest).value_or(1)};
     if (kind == "shell") {

@@ -2,12 +2,14 @@
 
 #include <chrono>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include <boost/json.hpp>
 
+#include "quernlight/platform/instant.hpp"
 #include "standin/model/conversation.hpp"
 
 namespace quernlight::standin::model {
@@ -22,10 +24,11 @@ namespace quernlight::standin::model {
 ///     {"do": "wait", "seconds": 60}                        sends nothing for so long, then does the next
 ///     step
 ///     {"do": "refuse", "status": 429, "resets_in_seconds": 60}  a usage limit that ends then
+///     {"do": "refuse", "status": 429, "until": 1782000000} the same, for as long as it is earlier than that
 ///     {"do": "refuse", "status": 429, "retry_after": 20}   any other error; 401 is a wrong key
 ///
-/// "wait" and "refuse" happen once for a bug, or as often as "times" says. In texts {bug_id},
-/// {session_id}, {queue_item_id}, {branch} and {worktree} stand for what the goal says.
+/// "wait" and "refuse" happen once for a bug, or as often as "times" says; with "until" always. In texts
+/// {bug_id}, {session_id}, {queue_item_id}, {branch} and {worktree} stand for what the goal says.
 struct Step {
     enum class Kind { shell, tool, say, complete, wait, refuse };
 
@@ -35,6 +38,7 @@ struct Step {
     std::chrono::seconds length{0};
     unsigned status = 0;
     std::int64_t resetsInSeconds = 0;  ///< 0: no usage limit
+    std::optional<Instant> until{};    ///< a usage limit that holds until then, for everybody
     std::int64_t retryAfter = 0;       ///< 0: not said
     std::int64_t times = 1;
 };

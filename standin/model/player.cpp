@@ -69,7 +69,10 @@ Turn Player::answer(const Plan& plan, const Conversation& conversation, Instant 
     std::chrono::seconds wait{0};
     for (std::size_t index = stepsBehind(conversation); index < steps.size(); ++index) {
         const Step& step = steps[index];
-        if (!leavesATrace(step.kind)) {
+        if (step.until && now >= *step.until) {
+            continue;
+        }
+        if (!leavesATrace(step.kind) && !step.until) {
             std::int64_t& times = done_[{scopeOf(step, conversation), index}];
             if (times >= step.times) {
                 continue;
@@ -85,7 +88,10 @@ Turn Player::answer(const Plan& plan, const Conversation& conversation, Instant 
             return turn;
         }
     }
-    return rest(conversation, "There is nothing left to do.");
+    Turn turn = rest(conversation, "There is nothing left to do.");
+    turn.wait = wait;
+    turn.response.delay += wait;
+    return turn;
 }
 
 Turn Player::play(const Step& step, const Conversation& conversation, std::size_t index, Instant now) {

@@ -29,7 +29,7 @@ class StandinModelPlayerTest : public testing::Test {
 
     /// What the model does next.
     std::string next() {
-        turn = player_.answer(plan_, request.conversation(), Instant(1'000'000s));
+        turn = player_.answer(plan_, request.conversation(), now);
         const std::size_t begin = turn.response.body.find("step-");
         if (turn.step.starts_with("call ")) {
             request.output(turn.response.body.substr(begin, turn.response.body.find('"', begin) - begin),
@@ -40,6 +40,7 @@ class StandinModelPlayerTest : public testing::Test {
 
     ModelRequest request;
     Turn turn;
+    Instant now{1'000'000s};
 
   private:
     Plan plan_;
@@ -84,6 +85,21 @@ TEST_F(StandinModelPlayerTest, ARefusalHappensAsOftenAsThePlanSays) {
     EXPECT_EQ(turn.response.status, 429U);
     EXPECT_THAT(turn.response.body, HasSubstr(R"("resets_at":1000060)"));
     EXPECT_EQ(next(), "refuse 429");
+    EXPECT_EQ(next(), "say");
+}
+
+TEST_F(StandinModelPlayerTest, AWaitAtTheEndOfThePlanIsWaited) {
+    plan(R"([{"do": "wait", "seconds": 3600}])");
+    EXPECT_EQ(next(), "rest: There is nothing left to do.");
+    EXPECT_EQ(turn.response.delay, 3600s);
+}
+
+TEST_F(StandinModelPlayerTest, AUsageLimitHoldsUntilItsTime) {
+    plan(R"([{"do": "refuse", "status": 429, "until": 1000001}, {"do": "say", "text": "a"}])");
+    EXPECT_EQ(next(), "refuse 429");
+    EXPECT_THAT(turn.response.body, HasSubstr(R"("resets_at":1000001,"resets_in_seconds":1)"));
+    EXPECT_EQ(next(), "refuse 429");
+    now += 1s;
     EXPECT_EQ(next(), "say");
 }
 
