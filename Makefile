@@ -6,6 +6,7 @@ SECONDS_EACH ?= 10
 TSAN_TARGETS ?= all
 BUGS ?= 30
 RELEASES ?= 0.169.0 0.145.0
+AGENTS_TESTS ?= *
 FORMATTER = clang-format-14
 # The lines of a folder that ran; fails when they are less than so many of a hundred.
 COVERED = gcovr --root . --filter '$(1)' --exclude-throw-branches --gcov-ignore-parse-errors \
@@ -50,7 +51,8 @@ test: setup build/dev/build.ninja
 agents: setup build/dev/build.ninja
 	@packaging/install-agents $(RELEASES)
 	@cmake --build --preset dev --target agents_tests -j $(JOBS)
-	@BUGS=$(BUGS) RELEASES='$(RELEASES)' packaging/run-on-a-busy-machine build/dev/tests/agents_tests
+	@BUGS=$(BUGS) RELEASES='$(RELEASES)' packaging/run-on-a-busy-machine \
+	    build/dev/tests/agents_tests --gtest_filter='$(AGENTS_TESTS)'
 
 flaky: setup build/dev/build.ninja
 	@cmake --build --preset dev -j $(JOBS)

@@ -33,6 +33,11 @@ void addRow(std::ostringstream& text, const std::vector<std::string>& cells) {
 
 }  // namespace
 
+std::vector<ReleaseReport>& reports() {
+    static std::vector<ReleaseReport> all;
+    return all;
+}
+
 std::string table(const std::vector<ReleaseReport>& reports) {
     std::ostringstream text;
     addRow(text, {"release", "bugs", "whole goals", "seconds until acceptance", "resumed"});

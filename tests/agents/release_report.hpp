@@ -17,6 +17,9 @@ struct ReleaseReport {
     int interrupted = 0;
 };
 
+/// Of the releases tried so far.
+std::vector<ReleaseReport>& reports();
+
 /// A line of headings and a line for each release.
 std::string table(const std::vector<ReleaseReport>& reports);
 

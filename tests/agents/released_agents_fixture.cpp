@@ -1,32 +1,28 @@
 #include "tests/agents/released_agents_fixture.hpp"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <thread>
 
 #include <boost/algorithm/string/trim.hpp>
 #include <boost/json.hpp>
+#include <gmock/gmock.h>
 
 #include "quernlight/platform/process_table.hpp"
 #include "quernlight/platform/text.hpp"
 #include "quernlight/storage/connection.hpp"
+#include "tests/agents/told_to_end.hpp"
 
 namespace quernlight::test {
 namespace fs = std::filesystem;
 namespace json = boost::json;
+using testing::IsEmpty;
 namespace {
-
-constexpr std::size_t mostInterrupted = 10;
-constexpr std::chrono::minutes longestRun{20};
-constexpr std::chrono::minutes longestWayToTheMiddle{5};
-
-std::size_t numberOfBugs() {
-    const char* text = std::getenv("BUGS");
-    return text ? std::stoul(text) : 30;
-}
 
 std::string withoutCommand(const std::string& typed) {
     return boost::trim_copy(typed.starts_with("/goal") ? typed.substr(5) : typed);
@@ -45,8 +41,21 @@ std::string contentOf(pid_t process, const char* name) {
     return content.str();
 }
 
-/// The processes that name this directory in their arguments or their environment, and there have the text,
-/// too; each as "PID NAME".
+}  // namespace
+
+std::vector<std::string> releases() {
+    const char* text = std::getenv("RELEASES");
+    std::istringstream words(text ? text : "0.169.0 0.145.0");
+    return {std::istream_iterator<std::string>(words), {}};
+}
+
+std::string nameOfRelease(const testing::TestParamInfo<std::string>& release) {
+    std::string name = release.param;
+    std::replace_if(
+        name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
+    return name;
+}
+
 std::vector<std::string> processesThatHold(const std::string& text, const fs::path& directory) {
     std::vector<std::string> found;
     for (const ProcessEntry& entry : processTable()) {
@@ -58,62 +67,55 @@ std::vector<std::string> processesThatHold(const std::string& text, const fs::pa
     return found;
 }
 
-/// The usual road with two waits in its middle, one for each time that it is interrupted. What follows comes
-/// at once, before a new goal can be typed, or late, while one is being worked on.
-json::array waitingSteps(bool late) {
-    json::array steps = json::parse(R"([
-      {"do": "tool", "tool": "update_bug_status", "arguments": {"bug_id": "{bug_id}", "status": "investigate"}},
-      {"do": "shell", "command": "echo begun >> FIXED"},
-      {"do": "wait", "seconds": 3600, "times": 2},
-      {"do": "shell", "command": "git add FIXED && git commit --quiet --message 'Fix {bug_id}'"},
-      {"do": "tool", "tool": "create_comment", "arguments": {
-        "bug_id": "{bug_id}", "body": "It works again.", "status": "in_review",
-        "metadata": {"queue_item_id": "{queue_item_id}", "session_id": "{session_id}", "status": "in_review"}}},
-      {"do": "complete"},
-      {"do": "say", "text": "Bug {bug_id} is in review."}])")
-                            .as_array();
-    if (late) {
-        steps.insert(steps.begin() + 3, json::object{{"do", "wait"}, {"seconds", 12}});
-    }
-    return steps;
-}
-
-}  // namespace
-
-ReleasedAgentsFixture::ReleasedAgentsFixture()
-    : model_({"--plan", repository.scratch("plan.json"), "--log", repository.scratch("model.log"),
-              "--exit-with-stdin"},
-             STANDIN_MODEL_PATH) {
+ReleasedAgentsFixture::ReleasedAgentsFixture(std::size_t numberOfBugs) {
     environment["PATH"] = std::getenv("PATH");  // the agent's interpreter may be anywhere
-    for (std::size_t number = 0; number < numberOfBugs(); ++number) {
+    // It is told to end where this process ends without being able to.
+    if (fs::exists("/usr/bin/setpriv")) {
+        startedBy = {"/usr/bin/setpriv", "--pdeathsig", "TERM", "--"};
+    }
+    for (std::size_t number = 0; number < numberOfBugs; ++number) {
         bugs.push_back(std::to_string(10000000 + number));
         reportClearBug(bugs.back());
     }
-    interrupted.assign(bugs.begin(),
-                       bugs.begin() + static_cast<long>(std::min(bugs.size() / 3, mostInterrupted)));
-    writePlan();
+    modelPlays({});
+    startModel();
     writeAgentConfiguration();
 }
 
 ReleasedAgentsFixture::~ReleasedAgentsFixture() {
-    if (HasFailure()) {
+    if (HasFailure() && signalToEnd() == 0) {
         keepForALook();
+    }
+    endWhatIsLeft();
+}
+
+void ReleasedAgentsFixture::SetUp() {
+    if (signalToEnd() != 0) {
+        GTEST_SKIP();
     }
 }
 
-void ReleasedAgentsFixture::writePlan() {
-    json::object ofBugs;
-    for (const std::string& bugID : interrupted) {
-        ofBugs[bugID] = waitingSteps(ofBugs.size() % 2 == 1);
-    }
-    writeFile(repository.scratch("plan.json"), json::serialize(json::object{{"bugs", ofBugs}}));
+void ReleasedAgentsFixture::modelPlays(const json::object& plan) {
+    const fs::path file = repository.scratch("plan.json");
+    fs::path written = file;
+    written += ".new";  // the model reads the plan whenever it is asked
+    writeFile(written, json::serialize(plan));
+    fs::rename(written, file);
+}
+
+void ReleasedAgentsFixture::startModel() {
+    model_.emplace(
+        std::vector<std::string>{"--port", std::to_string(port_), "--plan", repository.scratch("plan.json"),
+                                 "--log", repository.scratch("model.log"), "--exit-with-stdin"},
+        STANDIN_MODEL_PATH);
+    port_ = model_->port();
 }
 
 void ReleasedAgentsFixture::writeAgentConfiguration() {
     writeFile(repository.scratch("codex-home") / "config.toml",
               "model = \"standin-1\"\nmodel_provider = \"standin\"\n\n[model_providers.standin]\n"
               "name = \"Stand-in\"\nwire_api = \"responses\"\nbase_url = \"http://127.0.0.1:" +
-                  std::to_string(model_.port()) + "/v1\"\n");
+                  std::to_string(port_) + "/v1\"\n");
 }
 
 void ReleasedAgentsFixture::mapAndConfigure() {
@@ -121,18 +123,30 @@ void ReleasedAgentsFixture::mapAndConfigure() {
     startBackend();
     const fs::path agent = fs::path(AGENTS_DIRECTORY) / release() / "node_modules/.bin/codex";
     const std::pair<std::string, std::string> values[] = {
-        {"agent.command", agent}, {"sessions.max", "3"}, {"intake.per_day", "1000"}};
+        {"agent.command", agent}, {"sessions.max", "3"}, {"intake.per_day", "100000"}};
     for (const auto& [key, value] : values) {
         const Outcome set = dispatch({"config", "set", key, value, "--home", home()});
         ASSERT_EQ(set.exitCode, 0) << set.error;
     }
 }
 
-template <class Condition>
+ReleasedAgentsFixture::Run ReleasedAgentsFixture::startRun(const std::vector<std::string>& more) {
+    return Run(start(runWith(more)).release());
+}
+
+void ReleasedAgentsFixture::EndInOrder::operator()(DispatchProcess* program) const {
+    const std::unique_ptr<DispatchProcess> owned(program);
+    if (!owned->hasEnded()) {
+        owned->signal(SIGTERM);
+        owned->exitCode();
+    }
+}
+
 bool ReleasedAgentsFixture::waitUntil(DispatchProcess& program, std::chrono::minutes atMost,
-                                      Condition holds) {
+                                      const std::function<bool()>& holds) {
     const auto deadline = std::chrono::steady_clock::now() + atMost;
-    while (!holds() && !program.hasEnded() && std::chrono::steady_clock::now() < deadline) {
+    while (!holds() && !program.hasEnded() && signalToEnd() == 0 &&
+           std::chrono::steady_clock::now() < deadline) {
         for (std::string& place : processesThatHold(token, everything())) {
             leaks.push_back(std::move(place));
         }
@@ -141,26 +155,19 @@ bool ReleasedAgentsFixture::waitUntil(DispatchProcess& program, std::chrono::min
     return holds();
 }
 
-void ReleasedAgentsFixture::runAndInterrupt(const std::vector<std::string>& waiting, int time, int signal) {
-    const auto program = start(runWith());
-    const bool allWait = waitUntil(*program, longestWayToTheMiddle, [&] {
-        const ModelLog log = modelLog();
-        return std::all_of(waiting.begin(), waiting.end(),
-                           [&](const std::string& bugID) { return log.timesWaited(bugID) >= time; });
-    });
-    ASSERT_TRUE(allWait) << "the agents did not get into the middle\n"
-                         << program->output() << program->errorText();
-    program->signal(signal);
-    program->exitCode();
-    std::cout << release() << ": interrupted " << waiting.size() << " in the middle by "
-              << (signal == SIGINT ? "Ctrl-C" : "kill -9") << std::endl;
+void ReleasedAgentsFixture::expectNoProcessLeft() {
+    EXPECT_THAT(processesWithEnvironment("CODEX_HOME=" + environment.at("CODEX_HOME")), IsEmpty());
+    EXPECT_THAT(processesWorkingIn(everything()), IsEmpty());
 }
 
-void ReleasedAgentsFixture::runToTheEnd() {
-    const auto program = start(runWith({"--once"}));
-    EXPECT_TRUE(waitUntil(*program, longestRun, [&] { return program->hasEnded(); }))
-        << "the run does not end";
-    EXPECT_EQ(program->exitCode(), 0) << program->output() << program->errorText();
+/// What a killed dispatcher has left behind, and no other has taken on.
+void ReleasedAgentsFixture::endWhatIsLeft() {
+    auto left = processesWithEnvironment("CODEX_HOME=" + environment.at("CODEX_HOME"));
+    const auto working = processesWorkingIn(everything());
+    left.insert(left.end(), working.begin(), working.end());
+    for (const pid_t process : left) {
+        kill(process, SIGKILL);
+    }
 }
 
 std::vector<StoredAttempt> ReleasedAgentsFixture::attempts() {
@@ -214,9 +221,11 @@ std::string ReleasedAgentsFixture::story(const std::string& bugID) {
 }
 
 void ReleasedAgentsFixture::keepForALook() {
-    const fs::path place = fs::path(AGENTS_DIRECTORY) / ("failed-" + release());
+    const fs::path test = testing::UnitTest::GetInstance()->current_test_info()->name();
+    const fs::path place = fs::path(AGENTS_DIRECTORY) / ("failed-" + release()) / test.parent_path();
     std::error_code ignored;
     fs::remove_all(place, ignored);
+    fs::create_directories(place, ignored);
     fs::copy(everything(), place, fs::copy_options::recursive | fs::copy_options::copy_symlinks, ignored);
     std::cout << release() << ": the files of this run are in " << place.string() << std::endl;
 }

@@ -1,10 +1,13 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include <boost/json/object.hpp>
 #include <gtest/gtest.h>
 
 #include "tests/agents/model_log.hpp"
@@ -23,19 +26,41 @@ struct StoredAttempt {
     Instant startedAt{};
 };
 
+/// The releases to try, from RELEASES, and the names of their tests.
+std::vector<std::string> releases();
+std::string nameOfRelease(const testing::TestParamInfo<std::string>& release);
+
+/// The processes that name this directory in their arguments or their environment, and there have the text,
+/// too; each as "PID NAME".
+std::vector<std::string> processesThatHold(const std::string& text, const std::filesystem::path& directory);
+
 /// The real program with a released agent, whose model is played: nothing of the agent is set up but its
-/// model. A third of the bugs, at most ten, wait in the middle until they have been interrupted twice.
+/// model.
 class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamInterface<std::string> {
   protected:
-    ReleasedAgentsFixture();
+    explicit ReleasedAgentsFixture(std::size_t numberOfBugs);
     ~ReleasedAgentsFixture() override;
+
+    /// Nothing more is begun once this process is to end.
+    void SetUp() override;
 
     void mapAndConfigure();
 
-    /// `run` until each of these bugs waits in the middle for the time of that number, ended by the signal.
-    void runAndInterrupt(const std::vector<std::string>& waiting, int time, int signal);
-    /// `run --once` to its end.
-    void runToTheEnd();
+    /// What the model does from its next answer on; an empty plan is the usual road.
+    void modelPlays(const boost::json::object& plan);
+    /// Nobody listens on the model's port any more; requests that it has not answered are cut off.
+    void stopModel() { model_.reset(); }
+    /// It listens on the same port again.
+    void startModel();
+
+    /// A run of the program; whatever becomes of the test, it is told to end, and awaited.
+    struct EndInOrder {
+        void operator()(DispatchProcess* program) const;
+    };
+    using Run = std::unique_ptr<DispatchProcess, EndInOrder>;
+    Run startRun(const std::vector<std::string>& more = {});
+    /// Waits, looking for the token meanwhile; false when the program ends before, or this process is to.
+    bool waitUntil(DispatchProcess& program, std::chrono::minutes atMost, const std::function<bool()>& holds);
 
     std::vector<StoredAttempt> attempts();
     /// The goals in the agent's own records.
@@ -51,19 +76,19 @@ class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamI
     ModelLog modelLog() const { return ModelLog(repository.scratch("model.log")); }
     const std::string& release() const { return GetParam(); }
 
+    /// Processes of the dispatcher, of agents or of what they have started.
+    void expectNoProcessLeft();
+
     std::vector<std::string> bugs;
-    std::vector<std::string> interrupted;  // the first of the bugs
-    std::vector<std::string> leaks;        // where the token was seen while the program ran
+    std::vector<std::string> leaks;  // where the token was seen while the program ran
 
   private:
-    void writePlan();
     void writeAgentConfiguration();
-    /// Waits, looking for the token meanwhile; false when the program ends before.
-    template <class Condition>
-    bool waitUntil(DispatchProcess& program, std::chrono::minutes atMost, Condition holds);
     void keepForALook();
+    void endWhatIsLeft();
 
-    BackendProcess model_;
+    unsigned port_ = 0;  // the model's
+    std::optional<BackendProcess> model_;
 };
 
 }  // namespace quernlight::test

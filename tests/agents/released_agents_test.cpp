@@ -1,15 +1,16 @@
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
-#include <map>
-#include <sstream>
 
+#include <boost/json.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/agents/released_agents_fixture.hpp"
 
 namespace quernlight {
+namespace json = boost::json;
 namespace {
 
 using test::ModelLog;
@@ -21,30 +22,84 @@ using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::string> releases() {
-    const char* text = std::getenv("RELEASES");
-    std::istringstream words(text ? text : "0.169.0 0.145.0");
-    std::vector<std::string> all;
-    for (std::string word; words >> word;) {
-        all.push_back(word);
-    }
-    return all;
+constexpr std::size_t mostInterrupted = 10;
+
+std::size_t numberOfBugs() {
+    const char* text = std::getenv("BUGS");
+    return text ? std::stoul(text) : 30;
 }
 
-/// Of the releases tried so far, for the table at the end.
-std::vector<ReleaseReport>& reports() {
-    static std::vector<ReleaseReport> all;
-    return all;
+/// Others may go first.
+std::chrono::minutes longestWayToTheMiddle(std::size_t bugs) {
+    return std::chrono::minutes(5 + bugs / 10);
+}
+
+std::chrono::minutes longestRun(std::size_t bugs) {
+    return std::chrono::minutes(10 + bugs / 2);
 }
 
 ReleaseReport& begun(const std::string& release, std::size_t bugs, std::size_t interrupted) {
-    reports().push_back(
+    std::vector<ReleaseReport>& reports = test::reports();
+    reports.push_back(
         {.release = release, .bugs = static_cast<int>(bugs), .interrupted = static_cast<int>(interrupted)});
-    return reports().back();
+    return reports.back();
 }
 
+/// The usual road with two waits in its middle, one for each time that it is interrupted. What follows comes
+/// at once, before a new goal can be typed, or late, while one is being worked on.
+json::array waitingSteps(bool late) {
+    json::array steps = json::parse(R"([
+      {"do": "tool", "tool": "update_bug_status", "arguments": {"bug_id": "{bug_id}", "status": "investigate"}},
+      {"do": "shell", "command": "echo begun >> FIXED"},
+      {"do": "wait", "seconds": 3600, "times": 2},
+      {"do": "shell", "command": "git add FIXED && git commit --quiet --message 'Fix {bug_id}'"},
+      {"do": "tool", "tool": "create_comment", "arguments": {
+        "bug_id": "{bug_id}", "body": "It works again.", "status": "in_review",
+        "metadata": {"queue_item_id": "{queue_item_id}", "session_id": "{session_id}", "status": "in_review"}}},
+      {"do": "complete"},
+      {"do": "say", "text": "Bug {bug_id} is in review."}])")
+                            .as_array();
+    if (late) {
+        steps.insert(steps.begin() + 3, json::object{{"do", "wait"}, {"seconds", 12}});
+    }
+    return steps;
+}
+
+/// A third of the bugs, at most ten, wait in the middle until they have been interrupted twice.
 class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
   protected:
+    ReleasedAgentsTest() : ReleasedAgentsFixture(numberOfBugs()) {
+        json::object ofBugs;
+        for (const std::string& bugID : interrupted) {
+            ofBugs[bugID] = waitingSteps(ofBugs.size() % 2 == 1);
+        }
+        modelPlays({{"bugs", ofBugs}});
+    }
+
+    /// `run` until each of these bugs waits in the middle for the time of that number, ended by the signal.
+    void runAndInterrupt(const std::vector<std::string>& waiting, int time, int signal) {
+        const Run program = startRun();
+        const bool allWait = waitUntil(*program, longestWayToTheMiddle(bugs.size()), [&] {
+            const ModelLog log = modelLog();
+            return std::all_of(waiting.begin(), waiting.end(),
+                               [&](const std::string& bugID) { return log.timesWaited(bugID) >= time; });
+        });
+        ASSERT_TRUE(allWait) << "the agents did not get into the middle\n"
+                             << program->output() << program->errorText();
+        program->signal(signal);
+        program->exitCode();
+        std::cout << release() << ": interrupted " << waiting.size() << " in the middle by "
+                  << (signal == SIGINT ? "Ctrl-C" : "kill -9") << std::endl;
+    }
+
+    /// `run --once` to its end.
+    void runToTheEnd() {
+        const Run program = startRun({"--once"});
+        const bool ends = waitUntil(*program, longestRun(bugs.size()), [&] { return program->hasEnded(); });
+        EXPECT_TRUE(ends) << "the run does not end";
+        EXPECT_EQ(program->exitCode(), 0) << program->output() << program->errorText();
+    }
+
     /// Interrupts the bugs that wait, as many at a time as work at once: first a person does, then a crash.
     void interruptSome() {
         for (std::size_t first = 0; first < interrupted.size(); first += 3) {
@@ -103,6 +158,8 @@ class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
         report.resumed += sessions >= 3 && log.threadsOf(bugID).size() == 1 ? 1 : 0;
     }
 
+    const std::vector<std::string> interrupted{
+        bugs.begin(), bugs.begin() + static_cast<long>(std::min(bugs.size() / 3, mostInterrupted))};
     ReleaseReport& report = begun(release(), bugs.size(), interrupted.size());
 };
 
@@ -126,23 +183,11 @@ TEST_P(ReleasedAgentsTest, EveryBugGoesDownTheWholeRoadHoweverOftenItIsInterrupt
     EXPECT_THAT(log.strayTexts(), IsEmpty());
     EXPECT_THAT(leaks, IsEmpty());
     EXPECT_THAT(filesHolding(token, everything()), ElementsAre(tokenFile()));
-    EXPECT_THAT(test::processesWithEnvironment("CODEX_HOME=" + environment.at("CODEX_HOME")), IsEmpty());
-    EXPECT_THAT(test::processesWorkingIn(everything()), IsEmpty());
+    expectNoProcessLeft();
 }
 
-INSTANTIATE_TEST_SUITE_P(Agents, ReleasedAgentsTest, testing::ValuesIn(releases()), [](const auto& row) {
-    std::string name = row.param;
-    std::replace_if(
-        name.begin(), name.end(), [](unsigned char c) { return std::isalnum(c) == 0; }, '_');
-    return name;
-});
+INSTANTIATE_TEST_SUITE_P(Agents, ReleasedAgentsTest, testing::ValuesIn(test::releases()),
+                         test::nameOfRelease);
 
 }  // namespace
 }  // namespace quernlight
-
-int main(int argc, char** argv) {
-    testing::InitGoogleTest(&argc, argv);
-    const int result = RUN_ALL_TESTS();
-    std::cout << '\n' << quernlight::test::table(quernlight::reports()) << std::flush;
-    return result;
-}
