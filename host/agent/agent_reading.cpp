@@ -50,4 +50,9 @@ AgentReading readAgent(const ScreenPicture& picture) {
     return reading;
 }
 
+AgentReading unknownReading() {
+    return {.activity = {.rule = "none", .reason = "not all of the agent's output is drawn"},
+            .summary = "(the agent writes faster than its screen is drawn)"};
+}
+
 }  // namespace quernlight::host

@@ -29,4 +29,7 @@ struct AgentReading {
 
 AgentReading readAgent(const ScreenPicture& picture);
 
+/// The reading of a screen of which nothing is known: the agent writes faster than it is drawn.
+AgentReading unknownReading();
+
 }  // namespace quernlight::host

@@ -118,12 +118,21 @@ Task<void> AgentRun::stop(Escalation escalation, EventHandler handler) {
     }
 }
 
+/// Of the screen as it is now; nothing while it shows less than the agent has written, on which no key is
+/// decided.
+std::optional<AgentReading> AgentRun::reading() const {
+    const auto picture = screen_->pictureOfAll();
+    return picture && !picture->beingDrawn ? std::optional(readAgent(*picture)) : std::nullopt;
+}
+
+/// Where the screen cannot tell yet, the step itself waits until it does.
 bool AgentRun::applies(StopAction action) const {
+    const auto screen = reading();
     switch (action) {
         case StopAction::typeExit:
-            return mayTypeExit(reading());
+            return !screen || mayTypeExit(*screen);
         case StopAction::pressEnter:
-            return reading().hasTyped(exitCommand);
+            return !screen || screen->hasTyped(exitCommand);
         default:
             return true;
     }
@@ -137,7 +146,7 @@ Task<void> AgentRun::ask(StopAction action) {
                 co_await typeExit();
                 break;
             case StopAction::pressEnter:
-                co_await runner_.sendInput("\n", sessionID_);
+                co_await pressEnter();
                 break;
             default:
                 co_await runner_.terminate(sessionID_, modeOf(action));
@@ -150,13 +159,19 @@ Task<void> AgentRun::ask(StopAction action) {
 
 /// An agent may show no composer for a moment.
 Task<void> AgentRun::typeExit() {
-    while (!reading().isComposerEmpty()) {
+    for (auto screen = reading(); !screen || !screen->isComposerEmpty(); screen = reading()) {
         co_await clock_.sleepFor(echoInterval);
     }
     co_await runner_.sendInput(std::string(exitCommand), sessionID_);
     co_await clock_.sleepFor(pauseBeforeEnter);
+    co_await pressEnter();
+}
+
+/// Once the composer shows the command.
+Task<void> AgentRun::pressEnter() {
     for (int look = 0; look < echoLooks; ++look) {
-        if (applies(StopAction::pressEnter)) {
+        const auto screen = reading();
+        if (screen && screen->hasTyped(exitCommand)) {
             co_return co_await runner_.sendInput("\n", sessionID_);
         }
         co_await clock_.sleepFor(echoInterval);

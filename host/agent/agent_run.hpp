@@ -42,7 +42,6 @@ class AgentRun {
 
     /// Its terminal; from the start on.
     const SessionScreen& screen() const { return *screen_; }
-    AgentReading reading() const { return readAgent(*screen_->picture()); }
 
     /// Remembers the processes that the agent has started since.
     void look();
@@ -66,9 +65,11 @@ class AgentRun {
   private:
     void openScreen(TaskSet& tasks, TerminalSize size);
     Task<void> sendAnswers();
+    std::optional<AgentReading> reading() const;
     bool applies(StopAction action) const;
     Task<void> ask(StopAction action);
     Task<void> typeExit();
+    Task<void> pressEnter();
     Task<void> escalate(std::size_t step, const Escalation& escalation, const EventHandler& handler);
     Task<void> awaitExit(std::size_t step, const Escalation& escalation, const EventHandler& handler);
 

@@ -64,6 +64,11 @@ std::shared_ptr<const ScreenPicture> SessionScreen::picture() const {
     return picture_;
 }
 
+std::shared_ptr<const ScreenPicture> SessionScreen::pictureOfAll() const {
+    const std::lock_guard guard(mutex_);
+    return picture_->bytes == fed_ ? picture_ : nullptr;
+}
+
 std::uint64_t SessionScreen::fedBytes() const {
     const std::lock_guard guard(mutex_);
     return fed_;

@@ -48,6 +48,10 @@ class SessionScreen {
     /// The newest picture. From any thread.
     std::shared_ptr<const ScreenPicture> picture() const;
 
+    /// The newest picture, but only once all that was fed so far is on it: what keys are decided on. From any
+    /// thread.
+    std::shared_ptr<const ScreenPicture> pictureOfAll() const;
+
     /// How many bytes were fed; the picture shows all when its `bytes` are as many.
     std::uint64_t fedBytes() const;
 

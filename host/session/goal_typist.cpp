@@ -11,7 +11,7 @@ namespace quernlight::host {
 namespace {
 
 constexpr std::chrono::milliseconds lookInterval{100};
-constexpr int mostLooksAtHalfPictures = 10;
+constexpr int mostLooksAtUnfinishedPictures = 10;
 constexpr std::chrono::seconds pauseBeforeStoring{1};
 
 class GoalTypist {
@@ -23,24 +23,34 @@ class GoalTypist {
 
     Task<void> run() {
         while (typing_.isWanted() && !isDone_) {
-            const auto picture = typing_.screen.picture();
-            if (!picture->beingDrawn || ++looksAtHalfPictures_ > mostLooksAtHalfPictures) {
-                co_await takeStep(*picture);
-            }
+            co_await takeStep();
             co_await typing_.clock.sleepFor(lookInterval);
         }
     }
 
   private:
-    Task<void> takeStep(const ScreenPicture& picture) {
-        looksAtHalfPictures_ = 0;
-        AgentSight seen{.screen = readAgent(picture)};
+    /// What takes its time comes first, so that the step is decided on the screen as it is now.
+    Task<void> takeStep() {
+        AgentSight seen;
         if (delivery_.wantsRecord()) {
             seen.record = co_await typing_.findRecord(keys_.objective);
         }
+        seen.screen = co_await look();
         DeliveryStep step = delivery_.next(seen, typing_.clock.steadyNow());
         Task<void> doing = std::visit([this](auto known) { return take(std::move(known)); }, std::move(step));
         co_await std::move(doing);
+    }
+
+    /// Waits for a picture that shows all the agent has written, and not only half of it, but not for ever:
+    /// some agent may never finish one, and of a screen that stays behind nothing is known.
+    Task<AgentReading> look() {
+        auto picture = typing_.screen.pictureOfAll();
+        for (int looks = 0; looks < mostLooksAtUnfinishedPictures && (!picture || picture->beingDrawn);
+             ++looks) {
+            co_await typing_.clock.sleepFor(lookInterval);
+            picture = typing_.screen.pictureOfAll();
+        }
+        co_return picture ? readAgent(*picture) : unknownReading();
     }
 
     static Task<void> take(KeepLooking) { co_return; }
@@ -48,7 +58,8 @@ class GoalTypist {
     Task<void> take(TypeKeys typed) {
         if (typed.areFirst) {
             co_await storeTyping();
-            if (!readAgent(*typing_.screen.picture()).isComposerEmpty()) {
+            const AgentReading screen = co_await look();
+            if (!screen.isComposerEmpty()) {
                 delivery_.startAgain(typing_.clock.steadyNow());
                 co_return;
             }
@@ -118,7 +129,6 @@ class GoalTypist {
     const GoalTyping typing_;
     const GoalKeys keys_;
     GoalDelivery delivery_;
-    int looksAtHalfPictures_ = 0;  // in a row
     bool isDone_ = false;
 };
 

@@ -74,7 +74,8 @@ class FakeCodexRunner final : public CodexRunner {
     std::vector<std::pair<std::string, Clock::TimePoint>> steps;  // of its stop, and when
     std::vector<std::string> goals;                               // that were submitted
     bool works = true;                                            // on its goal, once it has one
-    std::size_t cutsGoalsAt = std::string::npos;                  // as an agent does that takes keys late
+    std::string keysWhileCovered;                 // that came while something else stood there
+    std::size_t cutsGoalsAt = std::string::npos;  // as an agent does that takes keys late
 
     GoalRecord recordOf(const std::string& objective) const {
         if (goals.empty()) {
@@ -100,6 +101,8 @@ class FakeCodexRunner final : public CodexRunner {
         }
         if (covered_.empty()) {
             type(data);
+        } else {
+            keysWhileCovered += data;
         }
         co_return;
     }

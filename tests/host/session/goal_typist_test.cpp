@@ -1,0 +1,107 @@
+#include "host/session/goal_typist.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/host/agent_screen_fixture.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class GoalTypistTest : public test::AgentScreenFixture {
+  protected:
+    void type() {
+        const QueueRepository items =
+            store.items.observedBy([this](const QueueEvent&, const std::string&) { whenStored(); });
+        tasks.add("typing", typeGoal({.itemID = bug,
+                                      .sessionID = sessionID,
+                                      .goal = "/goal Fix bug 3f2a9c1d.",
+                                      .answersDialogs = true,
+                                      .runner = agent,
+                                      .screen = launch.screen(),
+                                      .items = items,
+                                      .clock = time,
+                                      .findRecord = [this](std::string) { return recorded(); },
+                                      .mailbox = launch.mailbox(),
+                                      .isWanted = [] { return true; },
+                                      .onTrouble = [](const DatabaseError&) {}}));
+        settle();
+    }
+
+    std::function<void()> whenStored = [] {};
+    std::function<void()> whileAskingRecords = [] {};
+
+  private:
+    /// The agent's databases take their time.
+    Task<GoalRecord> recorded() {
+        std::exchange(whileAskingRecords, [] {})();
+        co_await time.sleepFor(seconds(1));
+        co_return agent.goals.empty() ? GoalRecord::absent : GoalRecord::whole;
+    }
+};
+
+TEST_F(GoalTypistTest, TypesTheGoalOnceTheScreenIsDrawn) {
+    stopDrawing();
+    agent.say("Looking into it\n");
+    type();
+    advance(seconds(5));
+    EXPECT_EQ(history(bug), "enqueued");
+    drawAgain();
+    advance(seconds(10));
+    EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
+}
+
+TEST_F(GoalTypistTest, NothingIsTypedIntoAQuestionThatIsNotDrawnYet) {
+    stopDrawing();
+    askInstead();
+    type();
+    advance(seconds(5));
+    drawAgain();
+    advance(seconds(5));
+    EXPECT_EQ(agent.keysWhileCovered, "");
+    agent.showAgain();
+    advance(seconds(10));
+    EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
+}
+
+TEST_F(GoalTypistTest, NothingIsTypedIntoAQuestionThatComesWhileTheRecordsAreAsked) {
+    whileAskingRecords = [this] { askInstead(); };
+    type();
+    advance(seconds(5));
+    EXPECT_EQ(agent.keysWhileCovered, "");
+}
+
+TEST_F(GoalTypistTest, NothingIsTypedIntoAQuestionThatComesWhileTheTypingIsStored) {
+    bool isAsked = false;
+    whenStored = [this, &isAsked] {
+        if (!std::exchange(isAsked, true)) {
+            stopDrawing();
+            askInstead();
+        }
+    };
+    type();
+    advance(seconds(5));
+    EXPECT_TRUE(isAsked);
+    EXPECT_EQ(agent.keysWhileCovered, "");
+}
+
+TEST_F(GoalTypistTest, AScreenThatStaysBehindIsToldAsSuch) {
+    stopDrawing();
+    agent.say("Looking into it\n");
+    type();
+    advance(seconds(120));
+    auto event = run(launch.nextUntil(time.steadyNow()));
+    while (event && !std::holds_alternative<GoalRefused>(*event)) {
+        event = run(launch.nextUntil(time.steadyNow()));
+    }
+    ASSERT_TRUE(event);
+    EXPECT_THAT(std::get<GoalRefused>(*event).reason, testing::HasSubstr("faster than its screen is drawn"));
+}
+
+}  // namespace
+}  // namespace quernlight::host
