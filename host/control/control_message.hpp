@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "host/control/control_peer.hpp"
+
 namespace quernlight::host {
 
 /// One request on the control socket.
@@ -13,6 +15,7 @@ struct ControlRequest {
     std::string secret{};                   ///< what stands behind "Authorization: Bearer"; may be empty
     std::string body{};                     ///< JSON, or nothing
     std::vector<std::string> parameters{};  ///< what stands for the "*" of its route; the router fills it in
+    ControlPeer peer{};                     ///< who asks; the server fills it in
 };
 
 struct ControlResponse {

@@ -62,12 +62,12 @@ Task<ControlResponse> answered(Task<ControlResponse> handling) {
 
 }  // namespace
 
-void ControlRouter::add(std::string method, std::string path, Handler handler) {
+void ControlRouter::add(std::string method, std::string path, Audience audience, Handler handler) {
     std::vector<std::string> segments;
     for (const std::string_view piece : piecesBetweenSlashes(path)) {
         segments.emplace_back(piece);
     }
-    routes_.push_back({std::move(method), std::move(segments), std::move(handler)});
+    routes_.push_back({std::move(method), std::move(segments), audience, std::move(handler)});
 }
 
 Task<ControlResponse> ControlRouter::respond(ControlRequest request) const {
@@ -79,6 +79,13 @@ Task<ControlResponse> ControlRouter::respond(ControlRequest request) const {
     for (const Route& route : routes_) {
         auto parameters = match(route.segments, *path);
         isKnown = isKnown || parameters;
+        const bool isForPeer = route.audience == Audience::anybody || request.peer.isPerson;
+        if (parameters && !isForPeer) {
+            co_await refused_(std::move(request));
+            co_return problem(403,
+                              "This is for people only: an agent's processes may call the tools of their own "
+                              "session, and nothing else.");
+        }
         if (parameters && route.method == request.method) {
             request.parameters = std::move(*parameters);
             co_return co_await answered(route.handler(std::move(request)));

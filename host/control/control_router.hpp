@@ -9,27 +9,45 @@
 
 namespace quernlight::host {
 
+/// Whom something is offered to.
+enum class Audience {
+    people,   ///< agents' processes are refused
+    anybody,  ///< the handler sees to it who may
+};
+
 /// Which request goes to whom. Filled by those who offer something, before the server begins; used on one
 /// executor.
 class ControlRouter {
   public:
     using Handler = std::function<Task<ControlResponse>(ControlRequest)>;
+    using Listener = std::function<Task<void>(ControlRequest)>;
+    using SecretTest = std::function<bool(const std::string& secret)>;
 
     /// `path` is like "/v1/sessions/*/tools/*"; a "*" is one segment that is not empty.
-    void add(std::string method, std::string path, Handler handler);
+    void add(std::string method, std::string path, Audience audience, Handler handler);
 
-    /// What the handler answers. A path that nobody offers is 404, another method 405, what a handler throws
-    /// 500 with its sentence; only a cancellation goes on.
+    /// `refused` is told of each request of an agent's process for what is for people; it must not throw.
+    void whenRefused(Listener refused) { refused_ = std::move(refused); }
+
+    /// Which secrets are anybody's.
+    void knowsSecretsBy(SecretTest isKnown) { isKnown_ = std::move(isKnown); }
+    bool knows(const std::string& secret) const { return isKnown_(secret); }
+
+    /// What the handler answers. A path that nobody offers is 404, another method 405, what is not for the
+    /// peer 403, what a handler throws 500 with its sentence; only a cancellation goes on.
     Task<ControlResponse> respond(ControlRequest request) const;
 
   private:
     struct Route {
         std::string method;
         std::vector<std::string> segments;
+        Audience audience;
         Handler handler;
     };
 
     std::vector<Route> routes_;
+    Listener refused_ = [](ControlRequest) -> Task<void> { co_return; };
+    SecretTest isKnown_ = [](const std::string&) { return false; };
 };
 
 }  // namespace quernlight::host

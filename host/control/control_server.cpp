@@ -1,5 +1,6 @@
 #include "host/control/control_server.hpp"
 
+#include <algorithm>
 #include <list>
 #include <set>
 #include <string>
@@ -11,8 +12,9 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
+#include "host/control/asker_rates.hpp"
+#include "host/control/control_peer.hpp"
 #include "host/control/control_socket.hpp"
-#include "host/health/rate_limiter.hpp"
 #include "host/process/task_set.hpp"
 #include "quernlight/platform/async_signal.hpp"
 #include "quernlight/platform/peer_user.hpp"
@@ -32,10 +34,18 @@ using Message = http::response<http::string_body>;
 
 constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
 
-ControlRequest requestOf(http::request<http::string_body> message) {
+/// What somebody has connected, who is known by then.
+struct Connection {
+    Stream stream;
+    const ControlPeer peer;
+    const std::string asker = nameOf(peer);
+};
+
+ControlRequest requestOf(http::request<http::string_body> message, const ControlPeer& peer) {
     constexpr std::string_view scheme = "Bearer ";
     ControlRequest request{.method = std::string(message.method_string()),
-                           .target = std::string(message.target())};
+                           .target = std::string(message.target()),
+                           .peer = peer};
     const std::string authorization(message[http::field::authorization]);
     if (authorization.starts_with(scheme)) {
         request.secret = authorization.substr(scheme.size());
@@ -69,15 +79,15 @@ class ControlServer::Service {
           router_(router),
           clock_(clock),
           limits_(limits),
-          rate_(limits.requestsPerSecond, limits.burst),
+          rates_(limits.requestsPerSecond, limits.burst),
           tasks_(executor, reportFailure) {
         tasks_.add("accepting control connections", accept());
     }
 
     Task<void> end() {
         isEnding_ = true;
-        for (Stream* stream : streams_) {
-            stream->close();
+        for (Connection* connection : connections_) {
+            connection->stream.close();
         }
         co_await tasks_.end();
         socket_.reset();
@@ -86,8 +96,8 @@ class ControlServer::Service {
   private:
     Task<void> accept() {
         while (!isEnding_) {
-            while (streams_.size() >= limits_.connections) {
-                closeTheIdlest();
+            while (connections_.size() >= limits_.connections) {
+                closeTheIdlest(idle_.begin());
                 co_await changed_.wait();
             }
             auto [error, socket] = co_await socket_->acceptor().async_accept(quietly);
@@ -95,38 +105,54 @@ class ControlServer::Service {
                 // The peer may have gone already, or descriptors may be short for a moment.
                 co_await clock_.sleepFor(std::chrono::milliseconds(100));
             } else if (isOfThisUser(socket)) {
-                auto stream = std::make_unique<Stream>(std::move(socket));
-                streams_.insert(stream.get());
-                tasks_.add("a control connection", serve(std::move(stream)));
+                const ControlPeer peer = peerOf(socket.native_handle());
+                take(std::make_unique<Connection>(Stream(std::move(socket)), peer));
             }
         }
     }
 
+    /// One that has as many as it may have loses its idlest or, where it waits for answers on all of them,
+    /// the new one.
+    void take(std::unique_ptr<Connection> connection) {
+        const auto isOfSame = [&](const Connection* other) { return other->asker == connection->asker; };
+        const auto count = std::ranges::count_if(connections_, isOfSame);
+        if (static_cast<std::size_t>(count) >= limits_.connectionsOfOne) {
+            const auto idlest = std::ranges::find_if(idle_, isOfSame);
+            if (idlest == idle_.end()) {
+                return;
+            }
+            closeTheIdlest(idlest);
+        }
+        connections_.insert(connection.get());
+        tasks_.add("a control connection", serve(std::move(connection)));
+    }
+
     /// So that nobody keeps others out with connections on which nothing comes.
-    void closeTheIdlest() {
-        if (!idle_.empty()) {
-            idle_.front()->close();
+    void closeTheIdlest(std::list<Connection*>::iterator idlest) {
+        if (idlest != idle_.end()) {
+            (*idlest)->stream.close();
         }
     }
 
-    Task<void> serve(std::unique_ptr<Stream> stream) {
-        const std::shared_ptr<void> atEnd(nullptr, [this, raw = stream.get()](void*) {
-            streams_.erase(raw);
+    Task<void> serve(std::unique_ptr<Connection> connection) {
+        const std::shared_ptr<void> atEnd(nullptr, [this, raw = connection.get()](void*) {
+            connections_.erase(raw);
             changed_.notify();
         });
         beast::flat_buffer buffer;
         bool isOpen = true;
         while (isOpen && !isEnding_) {
-            isOpen = co_await exchange(*stream, buffer);
+            isOpen = co_await exchange(*connection, buffer);
         }
     }
 
     /// One request and its answer. Whether the connection stays open.
-    Task<bool> exchange(Stream& stream, beast::flat_buffer& buffer) {
+    Task<bool> exchange(Connection& connection, beast::flat_buffer& buffer) {
+        Stream& stream = connection.stream;
         stream.expires_after(limits_.idleTimeout);
         Parser parser;
         parser.body_limit(limits_.largestBody);
-        const auto place = idle_.insert(idle_.end(), &stream);
+        const auto place = idle_.insert(idle_.end(), &connection);
         changed_.notify();
         const auto [error, size] = co_await http::async_read(stream, buffer, parser, quietly);
         idle_.erase(place);
@@ -135,14 +161,22 @@ class ControlServer::Service {
         }
         const bool keepAlive = parser.get().keep_alive();
         stream.expires_never();
-        ControlRequest request = requestOf(parser.release());
+        ControlRequest request = requestOf(parser.release(), connection.peer);
         ControlResponse response = co_await answer(std::move(request));
         const bool isSent = co_await send(stream, messageOf(std::move(response), keepAlive));
         co_return isSent&& keepAlive;
     }
 
+    /// A secret that is nobody's is not worth a bucket.
+    std::string askerOf(const ControlRequest& request) const {
+        if (request.secret.empty()) {
+            return nameOf(request.peer);
+        }
+        return router_.knows(request.secret) ? "secret " + request.secret : "wrong secrets";
+    }
+
     Task<ControlResponse> answer(ControlRequest request) {
-        if (!rate_.takeNow(clock_.steadyNow())) {
+        if (!rates_.takeNow(askerOf(request), clock_.steadyNow())) {
             co_return problem(429, "The dispatcher is asked too often; wait a second, then ask again.");
         }
         co_return co_await router_.respond(std::move(request));
@@ -170,10 +204,10 @@ class ControlServer::Service {
     const ControlRouter& router_;
     Clock& clock_;
     const ControlLimits limits_;
-    RateLimiter rate_;
-    std::set<Stream*> streams_;  // of the connections that are open
-    std::list<Stream*> idle_;    // of those on which no whole request has come, the longest idle first
-    AsyncSignal changed_;        // there are fewer of the first, or more of the second
+    AskerRates rates_;
+    std::set<Connection*> connections_;  // that are open
+    std::list<Connection*> idle_;        // on which no whole request has come, the longest idle first
+    AsyncSignal changed_;                // there are fewer of the first, or more of the second
     bool isEnding_ = false;
     TaskSet tasks_;
 };

@@ -16,14 +16,16 @@ namespace quernlight::host {
 /// What one owner takes on its socket at most.
 struct ControlLimits {
     std::size_t largestBody = std::size_t{4} << 20U;  ///< of a request, in bytes; a larger one is 413
-    std::size_t connections = 64;                     ///< at the same time; then the idlest is closed
-    double requestsPerSecond = 2000;                  ///< of all together; beyond it is 429
+    std::size_t connections = 128;                    ///< at the same time; then the idlest is closed
+    std::size_t connectionsOfOne = 32;                ///< of one who asks, the same
+    double requestsPerSecond = 2000;                  ///< of one who asks; beyond it is 429
     int burst = 2000;
     std::chrono::seconds idleTimeout{30};  ///< of a connection on which nothing comes
 };
 
 /// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, on the owner's event
-/// loop. A request is answered also when whoever sent it has gone meanwhile. `end` is awaited before it goes.
+/// loop. Nobody who asks too much, people or one session, takes anything from the others. A request is
+/// answered also when whoever sent it has gone meanwhile. `end` is awaited before it goes.
 class ControlServer {
   public:
     /// Listens, and serves, from now on; router and clock outlive it. Throws UserError (see ControlSocket).

@@ -17,6 +17,8 @@ namespace {
 
 using std::chrono::steady_clock;
 
+constexpr const char* sessionMark = "QUERNLIGHT_DISPATCH_SESSION";
+
 bool isRemembered(const ProcessEntry& process, const std::vector<ProcessEntry>& remembered) {
     return std::any_of(remembered.begin(), remembered.end(),
                        [&](const ProcessEntry& known) { return isSameProcess(known, process); });
@@ -62,7 +64,17 @@ bool isWithin(const std::filesystem::path& path, const std::filesystem::path& di
 }  // namespace
 
 ProcessMark markOf(const Uuid& sessionID) {
-    return {.name = "QUERNLIGHT_DISPATCH_SESSION", .value = upperCaseText(sessionID)};
+    return {.name = sessionMark, .value = upperCaseText(sessionID)};
+}
+
+std::string sessionMarkOf(pid_t pid) {
+    const std::string beginning = std::string(sessionMark) + "=";
+    for (const std::string& entry : startingEnvironmentOf(pid)) {
+        if (entry.starts_with(beginning)) {
+            return entry.substr(beginning.size());
+        }
+    }
+    return "";
 }
 
 std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,

@@ -24,6 +24,9 @@ struct ProcessMark {
 
 ProcessMark markOf(const Uuid& sessionID);
 
+/// The session whose mark the process carries; empty when it carries none that can be seen.
+std::string sessionMarkOf(pid_t pid);
+
 /// The processes that belong to a session, out of all: those in `remembered` that are still the same, those
 /// whose session (setsid(2)) one of `remembered` led when it was seen, those that carry the mark, and the
 /// descendants of all of these. Without zombies and without `self`.

@@ -26,8 +26,8 @@ std::string notInQueue(const std::string& bugID) {
 }  // namespace
 
 void SessionResource::offerOn(ControlRouter& router) {
-    router.add("GET", "/v1/sessions", [this](const ControlRequest&) { return list(); });
-    router.add("GET", "/v1/sessions/*/screen",
+    router.add("GET", "/v1/sessions", Audience::people, [this](const ControlRequest&) { return list(); });
+    router.add("GET", "/v1/sessions/*/screen", Audience::people,
                [this](const ControlRequest& request) { return screen(request.parameters.at(0)); });
 }
 

@@ -18,7 +18,7 @@ class SessionResource {
     SessionResource(const EventPublisher& events, const LiveScreens& screens)
         : events_(events), screens_(screens) {}
 
-    /// Offers GET /v1/sessions, an array of what shownSession makes of each, and
+    /// Offers, to people, GET /v1/sessions, an array of what shownSession makes of each, and
     /// GET /v1/sessions/{bug}/screen, the same of one with what shownPicture makes of its screen; 404 when no
     /// agent works on the bug.
     void offerOn(ControlRouter& router);

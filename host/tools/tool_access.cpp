@@ -1,5 +1,6 @@
 #include "host/tools/tool_access.hpp"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <system_error>
@@ -88,6 +89,10 @@ void ToolAccess::revoke(const Uuid& sessionID) {
 std::shared_ptr<ToolSession> ToolAccess::session(const Uuid& sessionID) const {
     const auto found = sessions_.find(sessionID);
     return found == sessions_.end() ? nullptr : found->second;
+}
+
+bool ToolAccess::knows(const std::string& secret) const {
+    return std::ranges::any_of(sessions_, [&](const auto& named) { return opens(*named.second, secret); });
 }
 
 bool ToolAccess::opens(const ToolSession& session, const std::string& secret) {

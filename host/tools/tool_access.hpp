@@ -35,6 +35,7 @@ struct ToolSession {
     CallMemory calls{};
     std::string lastStatus{};                                  ///< that was set; empty: none yet
     std::map<std::string, RateLimiter::TimePoint> refusals{};  ///< when each was told of last
+    bool isIntrusionTold = false;                              ///< that it asked for what is not for it
 };
 
 /// Which sessions may use the tools, and by which secret. Owned by the program, used on one executor.
@@ -49,6 +50,9 @@ class ToolAccess {
 
     /// A session that has, or had, access; null when there was none.
     std::shared_ptr<ToolSession> session(const Uuid& sessionID) const;
+
+    /// Whether the secret is that of any session that lives.
+    bool knows(const std::string& secret) const;
 
     /// Whether the secret is that of the session, and the session lives.
     static bool opens(const ToolSession& session, const std::string& secret);

@@ -53,11 +53,17 @@ bool isNews(ToolSession& session, const std::string& sentence, Clock::TimePoint 
 }  // namespace
 
 void ToolCalls::offerOn(ControlRouter& router) {
-    router.add("POST", "/v1/sessions/*/tools/*",
+    router.add("POST", "/v1/sessions/*/tools/*", Audience::anybody,
                [this](ControlRequest request) { return respond(std::move(request)); });
+    router.whenRefused([this](ControlRequest request) { return tellIntrusion(std::move(request)); });
+    router.knowsSecretsBy([this](const std::string& secret) { return uses_.access.knows(secret); });
 }
 
 Task<ControlResponse> ToolCalls::respond(ControlRequest request) {
+    if (request.peer.session && request.peer.session != parseUuid(request.parameters.at(0))) {
+        co_await tellIntrusion(std::move(request));
+        co_return problem(403, "These tools are another session's; an agent may call those of its own only.");
+    }
     boost::system::error_code error;
     const json::value arguments = request.body.empty() ? json::object() : json::parse(request.body, error);
     if (error || !arguments.is_object()) {
@@ -113,12 +119,35 @@ Task<void> ToolCalls::tellRefusal(BugTools::Session session, std::string tool, T
     if (!isNews(*session, name + " " + result.text, uses_.clock.steadyNow())) {
         co_return;
     }
+    co_await record(session, "The agent's call of " + name + " was refused: " + result.text, name);
+}
+
+/// Of a process whose session is not known any more, or was never told, there is no history.
+Task<void> ToolCalls::tellIntrusion(ControlRequest request) {
+    constexpr std::size_t mostOfARequest = 200;
+    const std::string asked = escapedLine(request.method + " " + request.target, mostOfARequest);
+    const auto session = request.peer.session ? uses_.access.session(*request.peer.session) : nullptr;
+    if (!session) {
+        uses_.events.noticeOnce(
+            "A process that an agent has started asked the dispatcher for what is not for agents, and was "
+            "refused.");
+    } else if (!std::exchange(session->isIntrusionTold, true)) {
+        co_await record(session,
+                        "A process of the agent asked the dispatcher for what is not its session's (" +
+                            asked + "), and was refused.",
+                        "");
+    }
+}
+
+Task<void> ToolCalls::record(BugTools::Session session, std::string message, std::string tool) {
     try {
         ItemEvent event{.itemID = session->grant.item.id,
                         .kind = EventKind::toolRefused,
-                        .message = "The agent's call of " + name + " was refused: " + result.text,
-                        .sessionID = session->grant.sessionID,
-                        .metadataJSON = json::serialize(json::object{{"tool", name}})};
+                        .message = std::move(message),
+                        .sessionID = session->grant.sessionID};
+        if (!tool.empty()) {
+            event.metadataJSON = json::serialize(json::object{{"tool", tool}});
+        }
         co_await appendEvent(uses_.items, std::move(event));
     } catch (const std::exception& error) {
         uses_.events.notice("A refused call of bug " + session->grant.item.bugID +

@@ -26,7 +26,9 @@ class ToolCalls {
     ToolCalls(Uses uses, BugTools tools) : uses_(std::move(uses)), tools_(std::move(tools)) {}
 
     /// Offers POST /v1/sessions/{session}/tools/{tool}, with the session's secret and the tool's arguments:
-    /// 200 with what the tool says, or a problem with a sentence for the agent.
+    /// 200 with what the tool says, or a problem with a sentence for the agent. A process of another
+    /// session's agent is refused whatever its secret. What such processes ask for that is not theirs is an
+    /// event of their session's, once.
     void offerOn(ControlRouter& router);
 
     struct Call {
@@ -42,6 +44,8 @@ class ToolCalls {
     Task<ControlResponse> respond(ControlRequest request);
     ToolResult accessTrouble(const BugTools::Session& session, const std::string& secret);
     Task<void> tellRefusal(BugTools::Session session, std::string tool, ToolResult result);
+    Task<void> tellIntrusion(ControlRequest request);
+    Task<void> record(BugTools::Session session, std::string message, std::string tool);
 
     const Uses uses_;
     BugTools tools_;

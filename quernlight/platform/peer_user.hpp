@@ -10,4 +10,7 @@ namespace quernlight {
 /// when the system does not say.
 std::optional<uid_t> peerUser(int connectedSocket);
 
+/// That process, which may have ended since; nothing when the system does not say.
+std::optional<pid_t> peerProcess(int connectedSocket);
+
 }  // namespace quernlight

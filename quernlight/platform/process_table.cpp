@@ -24,6 +24,11 @@ bool isGone(const ProcessEntry& process) {
 
 }  // namespace
 
+bool startedWith(pid_t pid, std::string_view assignment) {
+    const auto environment = startingEnvironmentOf(pid);
+    return std::ranges::find(environment, assignment) != environment.end();
+}
+
 bool isStartedHere(const ProcessEntry& process) {
     const std::lock_guard guard(started().lock);
     return std::ranges::any_of(started().entries,

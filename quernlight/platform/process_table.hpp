@@ -36,8 +36,11 @@ std::vector<ProcessEntry> processTable();
 /// The process of that pid; pid is -1 in the answer when there is none.
 ProcessEntry processEntry(pid_t pid);
 
-/// Whether the environment with which the process was started holds exactly `assignment` ("NAME=value").
-/// False for zombies and where the system does not let this user look.
+/// The environment with which the process was started ("NAME=value"). Empty for zombies and where the system
+/// does not let this user look.
+std::vector<std::string> startingEnvironmentOf(pid_t pid);
+
+/// Whether that environment holds exactly `assignment`.
 bool startedWith(pid_t pid, std::string_view assignment);
 
 /// Where the process works now, links resolved; empty when it has ended or the system does not tell this

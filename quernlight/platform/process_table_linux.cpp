@@ -110,17 +110,15 @@ std::vector<ProcessEntry> processTable() {
     return table;
 }
 
-bool startedWith(pid_t pid, std::string_view assignment) {
+std::vector<std::string> startingEnvironmentOf(pid_t pid) {
     const std::string environment = environmentOf(pid);
-    std::string_view rest = environment;
-    while (!rest.empty()) {
+    std::vector<std::string> entries;
+    for (std::string_view rest = environment; !rest.empty();) {
         const auto end = std::min(rest.find('\0'), rest.size());
-        if (rest.substr(0, end) == assignment) {
-            return true;
-        }
+        entries.emplace_back(rest.substr(0, end));
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    return false;
+    return entries;
 }
 
 std::filesystem::path workingDirectoryOf(pid_t pid) {

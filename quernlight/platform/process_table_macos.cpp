@@ -76,10 +76,10 @@ std::vector<ProcessEntry> processTable() {
     return table;
 }
 
-bool startedWith(pid_t pid, std::string_view assignment) {
+std::vector<std::string> startingEnvironmentOf(pid_t pid) {
     const std::string content = argumentsAndEnvironment(pid);
     if (content.size() < sizeof(std::int32_t)) {
-        return false;
+        return {};
     }
     std::int32_t arguments = 0;
     std::memcpy(&arguments, content.data(), sizeof arguments);
@@ -89,12 +89,11 @@ bool startedWith(pid_t pid, std::string_view assignment) {
     for (; arguments > 0; --arguments) {
         takeText(rest);
     }
+    std::vector<std::string> entries;
     while (!rest.empty()) {
-        if (takeText(rest) == assignment) {
-            return true;
-        }
+        entries.emplace_back(takeText(rest));
     }
-    return false;
+    return entries;
 }
 
 std::filesystem::path workingDirectoryOf(pid_t pid) {

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "host/control/control_server.hpp"
+#include "host/process/process_tree.hpp"
 #include "host/service/session_resource.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 #include "tests/host/screen/recordings.hpp"
@@ -104,6 +105,19 @@ TEST_F(SessionsCommandTest, ShowPrintsThePictureAndWhatItIsTakenFor) {
     EXPECT_TRUE(shown.at("dispatcher_runs").as_bool());
 }
 
+TEST_F(SessionsCommandTest, WhatCarriesASessionsMarkIsRefused) {
+    works("11111111", "trust-0.169.0");
+    const auto mark = host::markOf(randomUuid());
+    environment[mark.name] = mark.value;
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"list"}, {"show", "11111111", "--screen"}}) {
+        const auto refused = sessions(words);
+        EXPECT_EQ(refused.exitCode, 1);
+        EXPECT_EQ(refused.output, "");
+        EXPECT_THAT(refused.error, HasSubstr("This is for people only"));
+    }
+}
+
 TEST_F(SessionsCommandTest, WithoutAnOwnerShowTellsWhatIsStored) {
     EXPECT_EQ(sessions({"show", "11111111"}).output,
               "11111111  Shop          needs mapping         Crash on launch\n"
@@ -149,6 +163,19 @@ TEST_F(SessionsCommandTest, TheScreenOfAnAgentThatWorksIsShown) {
     EXPECT_EQ(program->exitCode(), 0);
     EXPECT_THAT(sessions({"show", "11111111"}).output,
                 AllOf(HasSubstr("agent:      no dispatcher is running\n"), HasSubstr("attempt:    1 (")));
+}
+
+/// Whose command looks at the others before it begins, without its environment.
+TEST_F(SessionsCommandTest, AnAgentSeesNoSessionsAndItsHistoryTellsThatItTried) {
+    const auto script = repository.scratch("curious");
+    test::writeFile(script, "#!/bin/sh\nenv -i " + executable.string() + " sessions list --home " +
+                                home().string() + " >\"$0.seen\" 2>&1\nexec codex \"$@\"\n");
+    std::filesystem::permissions(script, std::filesystem::perms::owner_all);
+    dispatch({"config", "set", "agent.command", script, "--home", home()});
+    mapApp();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_THAT(test::readFile(script.string() + ".seen"), HasSubstr("This is for people only"));
+    EXPECT_THAT(history("11111111"), HasSubstr(" toolRefused "));
 }
 
 }  // namespace

@@ -42,8 +42,8 @@ Task<ControlResponse> failing(ControlRequest) {
 class ControlSocketTest : public testing::Test {
   protected:
     ControlSocketTest() {
-        router.add("POST", "/v1/echo/*", echoed);
-        router.add("POST", "/v1/failing", failing);
+        router.add("POST", "/v1/echo/*", Audience::anybody, echoed);
+        router.add("POST", "/v1/failing", Audience::anybody, failing);
     }
     ~ControlSocketTest() override { stop(); }
 
@@ -57,8 +57,8 @@ class ControlSocketTest : public testing::Test {
         }
     }
     ControlResponse ask(const std::string& target, const std::string& body = "{}",
-                        const std::string& method = "POST") {
-        ControlRequest request{.method = method, .target = target, .secret = "s3cret", .body = body};
+                        const std::string& method = "POST", const std::string& secret = "s3cret") {
+        ControlRequest request{.method = method, .target = target, .secret = secret, .body = body};
         return test::runTask(io, askOwner(home.path(), std::move(request)));
     }
     std::filesystem::path socket() const { return controlSocketPath(home.path()); }
@@ -121,6 +121,35 @@ TEST_F(ControlSocketTest, TooManyRequestsAreToldSo) {
     EXPECT_EQ(ask("/v1/echo/3").status, 429U);
 }
 
+TEST_F(ControlSocketTest, WhoAsksTooOftenTakesNothingFromTheOthers) {
+    router.knowsSecretsBy([](const std::string& secret) { return secret != "nobody's"; });
+    serve({.requestsPerSecond = 0.001, .burst = 1});
+    for (const char* secret : {"one's", "the other's", ""}) {
+        EXPECT_EQ(ask("/v1/echo/x", "{}", "POST", secret).status, 200U) << secret;
+        EXPECT_EQ(ask("/v1/echo/x", "{}", "POST", secret).status, 429U) << secret;
+    }
+}
+
+TEST_F(ControlSocketTest, MadeUpSecretsShareOneBucket) {
+    router.knowsSecretsBy([](const std::string&) { return false; });
+    serve({.requestsPerSecond = 0.001, .burst = 1});
+    EXPECT_EQ(ask("/v1/echo/x", "{}", "POST", "1").status, 200U);
+    EXPECT_EQ(ask("/v1/echo/x", "{}", "POST", "2").status, 429U);
+}
+
+TEST_F(ControlSocketTest, WhoHasManyConnectionsLosesHisOwnIdlest) {
+    serve({.connections = 100, .connectionsOfOne = 3});
+    const FileDescriptor idlest = connected();
+    for (int count = 0; count < 3; ++count) {
+        EXPECT_EQ(ask("/v1/echo/x").status, 200U);
+    }
+    const FileDescriptor second = connected();
+    const FileDescriptor third = connected();
+    EXPECT_EQ(ask("/v1/echo/x").status, 200U);
+    char byte = 0;
+    EXPECT_EQ(read(idlest.get(), &byte, 1), 0);
+}
+
 TEST_F(ControlSocketTest, ConnectionsOnWhichNothingComesKeepNobodyOut) {
     serve({.connections = 3});
     std::vector<FileDescriptor> idle;
@@ -180,8 +209,10 @@ TEST(PeerUserTest, ThePeerOfASocketIsTheUserAsWhomItRuns) {
     const FileDescriptor one(ends[0]);
     const FileDescriptor other(ends[1]);
     EXPECT_EQ(peerUser(one.get()), geteuid());
+    EXPECT_EQ(peerProcess(one.get()), getpid());
     const Pipe pipe = openPipe();
     EXPECT_EQ(peerUser(pipe.reading.get()), std::nullopt);
+    EXPECT_EQ(peerProcess(pipe.reading.get()), std::nullopt);
 }
 
 TEST_F(ControlSocketTest, AnOwnerThatDoesNotAnswerIsNotWaitedForLongerThanWanted) {

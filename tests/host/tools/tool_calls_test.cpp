@@ -201,6 +201,27 @@ TEST_F(ToolCallsTest, AfterAFailureNoCommentIsPostedTwiceAndNoneIsLost) {
     }
 }
 
+TEST_F(ToolCallsTest, AnAgentsProcessIsAnsweredForItsOwnSessionOnly) {
+    const auto agent = begin("3f2a9c1d");
+    const auto other = begin("3f2a9c1e");
+    router.add("GET", "/v1/sessions", Audience::people,
+               [](ControlRequest) -> Task<ControlResponse> { co_return ControlResponse{}; });
+    const auto ask = [&](const char* method, const std::string& target, const Agent& whose) {
+        ControlRequest request{.method = method, .target = target};
+        request.secret = quernlight::test::readFile(whose.secretFile).substr(0, 64);
+        request.peer.session = agent->sessionID;
+        return run(router.respond(std::move(request))).status;
+    };
+    const auto tool = [](const Agent& whose) {
+        return controlTarget({"v1", "sessions", upperCaseText(whose.sessionID), "tools", "list_bugs"});
+    };
+    EXPECT_EQ(ask("POST", tool(*agent), *agent), 200U);
+    EXPECT_EQ(ask("POST", tool(*other), *other), 403U);
+    EXPECT_EQ(ask("GET", "/v1/sessions", *agent), 403U);
+    EXPECT_THAT(refusals("3f2a9c1d"), ElementsAre(HasSubstr("asked the dispatcher for what is not its")));
+    EXPECT_THAT(refusals("3f2a9c1e"), IsEmpty());
+}
+
 TEST_F(ToolCallsTest, AThousandCallsAtOnceAreLimitedAndEachIsTold) {
     const auto agent = begin("3f2a9c1d");
     const std::string secret = quernlight::test::readFile(agent->secretFile).substr(0, 64);

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "quernlight/platform/identifiers.hpp"
+#include "quernlight/platform/process_table.hpp"
+
+namespace quernlight::host {
+
+/// Who asks: a person's process, or one of an agent's, which must not see other sessions or steer the owner.
+struct ControlPeer {
+    bool isPerson = false;
+    std::optional<Uuid> session{};  ///< of an agent's process, where that can be told
+
+    bool operator==(const ControlPeer&) const = default;
+};
+
+/// A process between a peer and the owner, as far as it matters whose it is.
+struct PeerProcess {
+    ProcessEntry entry{};
+    std::string mark{};          ///< the session that its environment names
+    bool isStartedHere = false;  ///< by this program, see isStartedHere
+};
+
+/// Whose the peer is. `line`: the peer, its parent, and so on, up to the first process or to `owner`; empty
+/// when the peer is gone. An agent's is what carries another session's mark than the owner itself, what
+/// descends from such a process, and what descends from an orphan that came to the owner. What cannot be seen
+/// is no person's. Pure.
+ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& owner);
+
+/// The peer at the other end of a connected socket, of an owner that is this process.
+ControlPeer peerOf(int connectedSocket);
+
+}  // namespace quernlight::host
