@@ -51,7 +51,10 @@ AgentRun::AgentRun(CodexRunner& runner, BackgroundExecutor& drawing, Clock& cloc
       tree_(sessionID_) {}
 
 Task<StartSessionResponse> AgentRun::start(TaskSet& tasks, StartSessionRequest request) {
-    openScreen(tasks, {.columns = request.columns, .rows = request.rows});
+    const TerminalSize size = readableSize({.columns = request.columns, .rows = request.rows});
+    request.columns = size.columns;
+    request.rows = size.rows;
+    openScreen(tasks, size);
     tasks.add("relaying events of " + name_,
               relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation(), *screen_));
     tree_.worksIn(request.repoPath);

@@ -25,7 +25,8 @@ class AgentRun {
     AgentRun(CodexRunner& runner, BackgroundExecutor& drawing, Clock& clock, Uuid sessionID,
              std::string name);
 
-    /// Its events are relayed among `tasks`, which end before this does. Throws PTYProcessError; then nothing
+    /// Its terminal has the size requested, or the nearest in which its screen can be read. Its events are
+    /// relayed among `tasks`, which end before this does. Throws PTYProcessError; then nothing
     /// runs.
     Task<StartSessionResponse> start(TaskSet& tasks, StartSessionRequest request);
 

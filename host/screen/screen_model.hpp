@@ -19,7 +19,7 @@ namespace quernlight::host {
 /// what the program asked come out. Its memory is bounded, whatever is written. One thread at a time.
 class ScreenModel final : private TerminalActions {
   public:
-    static constexpr TerminalSize largest{.columns = 1000, .rows = 500};
+    static constexpr TerminalSize largest = largestReadable;
     static constexpr std::size_t mostAnswerBytes = 4096;  ///< more than these that nobody took are left out
 
     /// A size is brought between 1 by 1 and `largest`. `scrollBack`: how many lines are kept.

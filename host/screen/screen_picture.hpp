@@ -14,10 +14,14 @@ struct TerminalSize {
     bool operator==(const TerminalSize&) const = default;
 };
 
-/// The size that an agent's terminal gets when a person's has `size`: below 80 by 24 an agent leaves out what
-/// tells its state.
+/// Below 80 by 24 an agent leaves out what tells its state; above 1000 by 500 no screen is modelled.
+inline constexpr TerminalSize smallestReadable{.columns = 80, .rows = 24};
+inline constexpr TerminalSize largestReadable{.columns = 1000, .rows = 500};
+
+/// The size that an agent's terminal gets when `size` is wanted.
 inline TerminalSize readableSize(TerminalSize size) {
-    return {.columns = std::max(size.columns, 80), .rows = std::max(size.rows, 24)};
+    return {.columns = std::clamp(size.columns, smallestReadable.columns, largestReadable.columns),
+            .rows = std::clamp(size.rows, smallestReadable.rows, largestReadable.rows)};
 }
 
 /// What stands on a terminal at one moment. Nothing in its texts acts on a terminal.

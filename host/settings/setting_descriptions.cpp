@@ -52,9 +52,10 @@ const std::array descriptions{
                        "Whether the agent's questions about goals (replace an old one, resume a paused one) "
                        "are answered."},
     SettingDescription{"terminal.columns", &Settings::terminalColumns, "characters", 20, 65535,
-                       withTheNextSession, "Width of the agent's terminal."},
+                       withTheNextSession,
+                       "Width of the agent's terminal; one below 80 counts as 80, one above 1000 as 1000."},
     SettingDescription{"terminal.rows", &Settings::terminalRows, "lines", 5, 65535, withTheNextSession,
-                       "Height of the agent's terminal."},
+                       "Height of the agent's terminal; one below 24 counts as 24, one above 500 as 500."},
     SettingDescription{"git.fetch_seconds", &Settings::gitFetchSeconds, "s", 1, 86400, atOnce,
                        "How long a fetch from a repository's remote may take."},
     SettingDescription{"git.command_seconds", &Settings::gitCommandSeconds, "s", 1, 86400, atOnce,

@@ -66,5 +66,30 @@ TEST_F(AgentRunTest, EnterIsNotPressedOnAQuestionThatIsNotDrawnYet) {
     EXPECT_EQ(agent.keysWhileCovered, "");
 }
 
+/// A size that is asked for, and the one that terminal and screen get.
+struct SizeRow {
+    std::string name;
+    TerminalSize asked, given;
+};
+
+class TerminalSizeTest : public test::AgentScreenFixture, public testing::WithParamInterface<SizeRow> {};
+
+TEST_P(TerminalSizeTest, IsOneInWhichTheScreenCanBeRead) {
+    const auto [name, asked, given] = GetParam();
+    AgentRun other{agent, drawing, time, sessionID, "bug 3f2a9c1d"};
+    run(other.start(tasks, {.sessionID = sessionID, .columns = asked.columns, .rows = asked.rows}));
+    EXPECT_EQ(agent.request->columns, given.columns);
+    EXPECT_EQ(agent.request->rows, given.rows);
+    EXPECT_EQ(other.screen().picture()->columns, given.columns);
+    EXPECT_EQ(other.screen().picture()->rows, given.rows);
+    run(tasks.end());
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, TerminalSizeTest,
+                         testing::Values(SizeRow{"AsAsked", {120, 40}, {120, 40}},
+                                         SizeRow{"TooSmall", {20, 5}, {80, 24}},
+                                         SizeRow{"TooLarge", {65535, 65535}, {1000, 500}}),
+                         [](const auto& row) { return row.param.name; });
+
 }  // namespace
 }  // namespace quernlight::host

@@ -96,9 +96,10 @@ TEST_F(SessionScreenTest, InAFloodTheNewestPictureIsRightAndTheRestIsCounted) {
     EXPECT_GT(picture.skipped, 190U << 20U);
 }
 
-TEST(ReadableSizeTest, IsNeverBelowWhatAnAgentNeeds) {
+TEST(ReadableSizeTest, IsWithinWhatAnAgentNeedsAndAScreenCanShow) {
     EXPECT_EQ(readableSize({.columns = 40, .rows = 50}), (TerminalSize{.columns = 80, .rows = 50}));
     EXPECT_EQ(readableSize({.columns = 200, .rows = 5}), (TerminalSize{.columns = 200, .rows = 24}));
+    EXPECT_EQ(readableSize({.columns = 1001, .rows = 65535}), (TerminalSize{.columns = 1000, .rows = 500}));
 }
 
 }  // namespace
