@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <tuple>
 #include <utility>
 
 #include "host/screen/composer.hpp"
+#include "host/screen/dialog_kinds.hpp"
 #include "host/screen/screen_text.hpp"
 #include "quernlight/platform/text.hpp"
 
@@ -98,10 +100,10 @@ std::vector<NumberedLine> optionLines(const ScreenPicture& picture, const Rows& 
     return {};
 }
 
-/// What stands above the options: up to two blank lines, or a line that begins further left and is therefore
-/// not the dialog's.
-std::string questionAbove(const Rows& rows, const NumberedLine& first) {
-    std::string question;
+/// The lines above the options without blank ones: up to two of these in a row, or to a line that begins
+/// further left and is therefore not the dialog's.
+std::vector<std::string> questionAbove(const Rows& rows, const NumberedLine& first) {
+    std::vector<std::string> question;
     const std::size_t left = first.column - 2;
     int blanks = 0;
     for (int row = first.row - 1; row >= std::max(first.row - mostRowsOfQuestion, 0) && blanks < 2; --row) {
@@ -111,59 +113,23 @@ std::string questionAbove(const Rows& rows, const NumberedLine& first) {
             break;
         }
         const std::string text = textOf(own);
-        const std::string_view line = trimmed(text);
-        blanks = line.empty() && !question.empty() ? blanks + 1 : 0;
-        question.insert(0, line.empty() || question.empty() ? std::string(line) : std::string(line) + " ");
+        if (const std::string_view line = trimmed(text); !line.empty()) {
+            question.emplace(question.begin(), line);
+            blanks = 0;
+        } else {
+            blanks += question.empty() ? 0 : 1;
+        }
     }
     return question;
 }
 
-struct Words {
-    DialogKind kind;
-    std::string_view reason;
-    bool (*match)(std::string_view question, std::string_view options);
-};
-
-/// The first that matches tells the kind. Options are the agent's own words; a question may quote others.
-constexpr std::array kinds{
-    Words{DialogKind::replaceGoal, "an option replaces the goal",
-          [](std::string_view question, std::string_view options) {
-              return holdsAnyOf(options, {"replace"}) && holdsAnyOf(question, {"goal"});
-          }},
-    Words{DialogKind::resumeGoal, "an option resumes the goal",
-          [](std::string_view question, std::string_view options) {
-              return holdsAnyOf(options, {"resume"}) && holdsAnyOf(question, {"goal"});
-          }},
-    Words{DialogKind::login, "an option logs in",
-          [](std::string_view, std::string_view options) {
-              return holdsAnyOf(options, {"sign in", "log in", "login", "api key"});
-          }},
-    Words{DialogKind::update, "an option updates the agent",
-          [](std::string_view, std::string_view options) {
-              return holdsAnyOf(options, {"update now", "upgrade now"});
-          }},
-    Words{DialogKind::approval, "the question asks to run or change something",
-          [](std::string_view question, std::string_view options) {
-              return holdsAnyOf(options, {"yes", "allow", "approve"}) &&
-                     holdsAnyOf(question, {"would you like to", "allow ", "approve", " $ "});
-          }},
-    Words{DialogKind::trust, "the question asks for trust",
-          [](std::string_view question, std::string_view options) {
-              return holdsAnyOf(options, {"trust"}) || holdsAnyOf(question, {"trust"});
-          }},
-    Words{DialogKind::usageLimit, "the question names a limit",
-          [](std::string_view question, std::string_view) {
-              return holdsAnyOf(question, {"usage limit", "rate limit", "credits"});
-          }},
-    Words{DialogKind::update, "the question names an update",
-          [](std::string_view question, std::string_view) {
-              return holdsAnyOf(question, {"update available"});
-          }},
-    Words{DialogKind::approval, "an option allows something",
-          [](std::string_view, std::string_view options) {
-              return holdsAnyOf(options, {"allow", "approve"});
-          }},
-};
+std::string onOneLine(const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines) {
+        text += (text.empty() ? "" : " ") + line;
+    }
+    return text;
+}
 
 }  // namespace
 
@@ -184,21 +150,14 @@ std::optional<Dialog> dialogOn(const ScreenPicture& picture) {
     if (lines.empty()) {
         return std::nullopt;
     }
-    Dialog dialog{.question = questionAbove(rows, lines.front()), .reason = "options without known words"};
-    std::string options;
+    const std::vector<std::string> question = questionAbove(rows, lines.front());
+    Dialog dialog{.question = onOneLine(question)};
     for (const NumberedLine& line : lines) {
         const auto behind = std::u32string_view(rows[static_cast<std::size_t>(line.row)]).substr(line.column);
         const std::string text(trimmed(textOf(behind.substr(behind.find(U'.') + 1))));
         dialog.options.push_back({.number = line.number, .text = text, .isSelected = line.isSelected});
-        options += text + "\n";
     }
-    const auto words = std::find_if(kinds.begin(), kinds.end(), [&](const Words& known) {
-        return known.match(dialog.question, options);
-    });
-    if (words != kinds.end()) {
-        dialog.kind = words->kind;
-        dialog.reason = words->reason;
-    }
+    std::tie(dialog.kind, dialog.reason) = kindOf(question, dialog.options);
     return dialog;
 }
 

@@ -219,7 +219,7 @@ std::optional<std::string> dialogAnswer(const Dialog& dialog) {
                                     : dialog.kind == DialogKind::resumeGoal ? "leave"
                                                                             : "";
     const auto option = firstOption(dialog, [wanted](const DialogOption& known) {
-        return !wanted.empty() && lowercased(known.text).find(wanted) != std::string::npos;
+        return !wanted.empty() && lowercased(known.text).starts_with(wanted);
     });
     const auto selected = firstOption(dialog, [](const DialogOption& known) { return known.isSelected; });
     return option && selected ? std::optional(keysTowards(*option, *selected)) : std::nullopt;

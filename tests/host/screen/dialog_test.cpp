@@ -46,9 +46,42 @@ INSTANTIATE_TEST_SUITE_P(
               DialogKind::approval},
         Asked{"Edit", "Would you like to make these changes?", "Yes", "No", DialogKind::approval},
         Asked{"Tool", "The tool wants to run.", "Allow once", "Decline", DialogKind::approval},
+        Asked{"ToolByTheServersName", "Allow the x MCP server to run tool \"replace goal?\"?", "Allow",
+              "Cancel", DialogKind::approval},
+        Asked{"CommandThatTalksOfReplacing", "Would you like to run it? $ echo Replace current goal?",
+              "Yes, proceed", "No", DialogKind::approval},
+        Asked{"CommandWhoseOptionReplaces", "Allow command `sed goal`?", "Replace current goal", "Cancel",
+              DialogKind::approval},
+        Asked{"OptionThatQuotesReplacing", "Run a command for the goal?", "Replace current goal",
+              "Yes, and don't ask again for `replace goal`", DialogKind::approval},
+        Asked{"FileNamedResumeGoal", "Would you like to edit resume goal?", "Resume goal", "Leave paused",
+              DialogKind::approval},
+        Asked{"OptionThatQuotesResuming", "Resume goal?", "Allow", "Leave", DialogKind::approval},
+        Asked{"CommandThatQuotesALoginMenu", "Would you like to run it? $ echo 1. Sign in", "Yes, proceed",
+              "Yes, and don't ask again for commands that start with `codex login`", DialogKind::approval},
+        Asked{"CommandThatLogsIn", "$ codex login --api-key", "Yes", "No, log in by hand",
+              DialogKind::approval},
+        Asked{"CommandThatAsksForTrust", "Do you want to allow `echo Do you trust this`?", "Yes", "No",
+              DialogKind::approval},
+        Asked{"ApprovalThatTalksOfUpdates", "Would you like to run it? $ echo", "Yes, run it", "Update now",
+              DialogKind::approval},
+        Asked{"FileThatIsReplaced", "Replace goal.txt?", "Replace it", "Cancel", DialogKind::unknown},
+        Asked{"ReplacedAmongOtherThings", "Replace goal?", "Replace current goal", "Delete all",
+              DialogKind::unknown},
+        Asked{"GoalThatIsOnlyNamed", "What about the goal?", "Resume goal", "Leave paused",
+              DialogKind::unknown},
+        Asked{"WordsThatDoNotBegin", "Welcome", "Please log in", "I trust nobody", DialogKind::unknown},
         Asked{"UsageLimit", "Approaching rate limits", "Switch", "Keep", DialogKind::usageLimit},
         Asked{"Other", "Which colour?", "Red", "Blue", DialogKind::unknown}),
     [](const auto& row) { return row.param.name; });
+
+/// The goal's own text stands in the question, on lines of its own.
+TEST(DialogTest, AGoalWhoseTextLooksLikeAnApprovalIsReplacedAllTheSame) {
+    EXPECT_EQ(
+        kindOf({"  Replace goal?", "  New objective: Fix it, which asks", "  allow this? $ rm, and",
+                "  would you like to", "", "› 1. Replace current goal  Set it", "  2. Cancel  Keep it"}),
+        DialogKind::replaceGoal);
+}
 
 TEST(DialogTest, NamesItsOptionsAndWhichOneIsSelected) {
     const auto dialog =

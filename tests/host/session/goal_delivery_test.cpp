@@ -226,6 +226,12 @@ TEST_F(GoalDeliveryTest, AQuestionThatNoAnswerEndsIsNotAnsweredForEver) {
     EXPECT_THAT(typedIn(seconds(60)), testing::SizeIs(10));
 }
 
+TEST_F(GoalDeliveryTest, AnAnswerIsKnownByTheBeginningOfItsText) {
+    echoes = false;
+    ask(DialogKind::replaceGoal, {{1, "Cancel and replace nothing", true}, {2, "Replace it", false}});
+    EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"\x1b[B"});
+}
+
 TEST_F(GoalDeliveryTest, WhoeverAnswersDialogsByHandIsLeftToDoSo) {
     GoalDelivery byHand{goalKeys(goal), false, now};
     ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
