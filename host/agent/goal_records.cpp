@@ -1,9 +1,9 @@
 #include "host/agent/goal_records.hpp"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
-#include <optional>
-#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "quernlight/dispatch/codex_session_resolver.hpp"
@@ -14,56 +14,80 @@ namespace quernlight::host {
 namespace fs = std::filesystem;
 namespace {
 
-/// Of a goal the session's own id is part, so that no other text of an agent's can be a piece of it but one
-/// that was typed for it.
-constexpr auto query =
-    "SELECT max(CASE WHEN objective = ?1 THEN 2 ELSE 1 END) FROM thread_goals "
-    "WHERE length(objective) > 0 AND instr(?1, objective) > 0";
+constexpr auto tableQuery = "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'thread_goals'";
 
-std::vector<fs::path> databasesNamed(const fs::path& home, std::string_view prefix) {
-    std::vector<std::pair<fs::file_time_type, fs::path>> found;
-    std::error_code error;
-    for (fs::directory_iterator entry(home, error), end; !error && entry != end; entry.increment(error)) {
-        const std::string name = entry->path().filename().string();
-        std::error_code unreadable;
-        if (name.starts_with(prefix) && name.ends_with(".sqlite") && entry->is_regular_file(unreadable)) {
-            found.emplace_back(entry->last_write_time(unreadable), entry->path());
-        }
-    }
-    std::ranges::sort(found, std::ranges::greater());
-    std::vector<fs::path> paths;
-    std::ranges::transform(found, std::back_inserter(paths), [](const auto& entry) { return entry.second; });
-    return paths;
+/// Of a goal the session's own id is part, so that no other text of an agent's can be a piece of it but one
+/// that was typed for it. All columns, since not every release has those beside the text.
+constexpr auto goalQuery =
+    "SELECT *, objective = ?1 AS is_whole FROM thread_goals "
+    "WHERE length(objective) > 0 AND instr(?1, objective) > 0 ORDER BY is_whole DESC LIMIT 1";
+
+bool isName(const std::string& name) {
+    return name.ends_with(".sqlite") && (name.starts_with("goals_") || name.starts_with("state_"));
 }
 
-/// Nothing when the database has no goals.
-std::optional<GoalRecord> recordIn(const fs::path& database, const std::string& objective) {
+struct Databases {
+    std::vector<fs::path> paths{};
+    bool areAll = true;
+};
+
+Databases databasesIn(const fs::path& home) {
+    Databases found;
+    std::error_code error;
+    for (fs::directory_iterator entry(home, error), end; !error && entry != end; entry.increment(error)) {
+        if (isName(entry->path().filename().string())) {
+            found.paths.push_back(entry->path());
+        }
+    }
+    found.areAll = !error || error == std::errc::no_such_file_or_directory;
+    return found;
+}
+
+GoalRecord recordIn(const Row& row) {
+    const bool isWhole = row.at("is_whole").asInteger() == 1;
+    const auto status = row.find("status");
+    const std::string* text = isWhole && status != row.end() ? status->second.asText() : nullptr;
+    return {.match = isWhole ? GoalMatch::whole : GoalMatch::part,
+            .status = text ? parseGoalStatus(*text) : std::nullopt};
+}
+
+GoalRecord recordIn(const fs::path& database, const std::string& objective) {
     try {
         Connection connection(database, Connection::Access::readOnly);
-        Statement statement = connection.prepare(query);
-        statement.bind({SQLValue::text(objective)});
-        if (statement.step() != Statement::StepResult::row) {
-            return GoalRecord::unknown;  // busy, say: the next look tells
+        if (connection.query(tableQuery).empty()) {
+            return {};
         }
-        const auto best = statement.integerColumn(0);
-        return best == 2 ? GoalRecord::whole : best == 1 ? GoalRecord::part : GoalRecord::absent;
+        const auto rows = connection.query(goalQuery, {SQLValue::text(objective)});
+        return rows.empty() ? GoalRecord{.match = GoalMatch::absent} : recordIn(rows.front());
     } catch (const DatabaseError&) {
-        return std::nullopt;
+        return {.allRead = false};  // the next look may tell
     }
+}
+
+GoalRecord bestOf(const GoalRecord& left, const GoalRecord& right) {
+    GoalRecord best = left.match < right.match ? right : left;
+    best.allRead = left.allRead && right.allRead;
+    return best;
 }
 
 }  // namespace
 
+std::optional<GoalStatus> parseGoalStatus(std::string_view recorded) {
+    constexpr std::array<std::string_view, 6> texts{"active",        "paused",         "blocked",
+                                                    "usage_limited", "budget_limited", "complete"};
+    const auto* found = std::ranges::find(texts, recorded);
+    return found == texts.end() ? std::nullopt
+                                : std::optional(static_cast<GoalStatus>(found - texts.begin()));
+}
+
 GoalRecord findGoalRecord(const EnvironmentMap& environment, const std::string& objective) {
-    const fs::path home = CodexSessionResolver::stateDatabaseURL(environment).parent_path();
-    for (const std::string_view prefix : {"goals_", "state_"}) {
-        for (const fs::path& database : databasesNamed(home, prefix)) {
-            if (const auto record = recordIn(database, objective)) {
-                return *record;
-            }
-        }
+    const Databases databases =
+        databasesIn(CodexSessionResolver::stateDatabaseURL(environment).parent_path());
+    GoalRecord best{.allRead = databases.areAll};
+    for (const fs::path& database : databases.paths) {
+        best = bestOf(best, recordIn(database, objective));
     }
-    return GoalRecord::unknown;
+    return best;
 }
 
 }  // namespace quernlight::host

@@ -83,7 +83,7 @@ GoalDelivery::GoalDelivery(GoalKeys goal, bool answersDialogs, TimePoint now, Go
       notBefore_(now) {}
 
 DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
-    if (seen.record == GoalRecord::whole) {
+    if (seen.record.match == GoalMatch::whole) {
         return accepted(now);
     }
     if (seen.screen.activity.state == AgentState::dialog) {
@@ -137,11 +137,12 @@ DeliveryStep GoalDelivery::awaitComposer(const AgentSight& seen, TimePoint now) 
     return refused("The agent shows no empty composer to type the goal into", seen.screen);
 }
 
-/// An agent that knows the command offers it, or keeps records of goals.
+/// An agent that knows the command offers it. Records of goals do not say so: another release may have made
+/// them.
 DeliveryStep GoalDelivery::checkCommand(const AgentSight& seen, TimePoint now) {
     const bool isThere = seen.screen.hasTyped(goal_.command);
-    if (isThere && (seen.screen.offers(goal_.command) || seen.record != GoalRecord::unknown)) {
-        wasPartRecordedBefore_ = seen.record == GoalRecord::part;
+    if (isThere && seen.screen.offers(goal_.command)) {
+        wouldPartBeNew_ = seen.record.allRead && seen.record.match != GoalMatch::part;
         reach(Stage::pasting, now);
         notBefore_ = now + times_.afterCommand;
         return TypeKeys{.keys = " "};
@@ -190,19 +191,23 @@ DeliveryStep GoalDelivery::enter(TimePoint now) {
     return TypeKeys{.keys = std::string(enterKey), .areLast = true};
 }
 
+/// Records that cannot be read are asked again and again; only in the end the screen tells in their place.
 DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now) {
-    if (seen.record == GoalRecord::part && !wasPartRecordedBefore_) {
+    const auto& [match, allRead, status] = seen.record;
+    if (match == GoalMatch::part && allRead && wouldPartBeNew_) {
         return refused("The agent took only a part of the goal", seen.screen);
     }
+    const bool isLate = now - since_ >= times_.acceptance;
     const bool isAtWork = seen.screen.activity.state == AgentState::working;
-    if (seen.record == GoalRecord::unknown && isAtWork && seen.screen.isComposerEmpty()) {
+    wasSeenAtWork_ = wasSeenAtWork_ || (isAtWork && seen.screen.isComposerEmpty());
+    const bool screenTells = allRead ? match == GoalMatch::unknown : isLate && match != GoalMatch::part;
+    if (screenTells && wasSeenAtWork_) {
         return accepted(now);
     }
     if (enters_ < 2 && now - since_ >= times_.beforeSecondEnter && holds(seen.screen, goal_)) {
         return enter(now);
     }
-    return now - since_ < times_.acceptance ? DeliveryStep(KeepLooking{})
-                                            : refused("The agent has not taken the goal", seen.screen);
+    return isLate ? refused("The agent has not taken the goal", seen.screen) : DeliveryStep(KeepLooking{});
 }
 
 GoalAccepted GoalDelivery::accepted(TimePoint now) const {

@@ -31,7 +31,7 @@ GoalKeys goalKeys(std::string_view goal);
 /// What is known of the agent at one look.
 struct AgentSight {
     AgentReading screen{};
-    GoalRecord record = GoalRecord::unknown;  ///< of the goal's text
+    GoalRecord record{};  ///< of the goal's text
 };
 
 /// How long each step of a delivery may take. What waits for the agent has room for a busy machine.
@@ -101,8 +101,9 @@ class GoalDelivery {
     TimePoint notBefore_;  // the next keys
     std::size_t pasted_ = 0;
     int enters_ = 0;
-    int answers_ = 0;                     // to questions
-    bool wasPartRecordedBefore_ = false;  // by an earlier attempt, say
+    int answers_ = 0;  // to questions
+    bool wouldPartBeNew_ = false;  // none was recorded before the goal was handed over
+    bool wasSeenAtWork_ = false;   // since it was handed the goal, with nothing left in its composer
 };
 
 /// The keys that answer a dialog about goals, one step at a time: the old goal gives way to the new one, and

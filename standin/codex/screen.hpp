@@ -16,7 +16,8 @@ std::string versionLine();
 std::vector<std::string> startupTexts(bool slow);
 
 /// The composer as it is drawn: the prompt glyph and what has been typed so far, wrapped and with its lines
-/// under each other, or a hint where that is nothing. A long text shows its end.
+/// under each other, or a hint where that is nothing; under a command what it does. A long text shows its
+/// end.
 struct ComposerDrawing {
     std::string text;
     std::size_t rows = 1;

@@ -79,9 +79,9 @@ class FakeCodexRunner final : public CodexRunner {
 
     GoalRecord recordOf(const std::string& objective) const {
         if (goals.empty()) {
-            return GoalRecord::absent;
+            return {.match = GoalMatch::absent};
         }
-        return goals.back() == objective ? GoalRecord::whole : GoalRecord::part;
+        return {.match = goals.back() == objective ? GoalMatch::whole : GoalMatch::part};
     }
 
     Task<StartSessionResponse> startSession(StartSessionRequest asked) override {
@@ -154,6 +154,9 @@ class FakeCodexRunner final : public CodexRunner {
             screen += breaks ? "\r\n  " : "";
             screen += byte == '\n' ? "" : std::string(1, byte);
             column = breaks ? 0 : column + 1;
+        }
+        if (covered_.empty() && draft_ == "/goal") {
+            screen += "\r\n\r\n  /goal  set a goal\x1b[2A\x1b[8G";
         }
         write(screen);
     }

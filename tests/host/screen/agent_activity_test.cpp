@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/agent/agent_reading.hpp"
 #include "host/screen/composer.hpp"
 #include "tests/host/screen/recordings.hpp"
 
@@ -42,6 +43,7 @@ std::vector<Recorded> recordedScreens() {
         add("starting", starting, {}, "");
         add("idle", idle, {}, "");
         add("goal-command", idle, {}, "/goal");
+        add("goal-offered", idle, {}, "/goal");
         add("goal-typed", idle, {}, goal);
         add("long-typed", idle, {}, release == "-0.145.0" ? "Paragraph 6" : "a/line/of/the/terminal");
         add("list-typed", idle, {}, "1. First");
@@ -75,6 +77,13 @@ TEST_P(RecordedScreenTest, IsRead) {
 
 INSTANTIATE_TEST_SUITE_P(All, RecordedScreenTest, testing::ValuesIn(recordedScreens()),
                          [](const auto& row) { return testName(row.param.name); });
+
+TEST(OfferedCommandTest, IsListedWithWhatItDoesOnceItIsTyped) {
+    for (const std::string release : {"-0.145.0", "-0.169.0"}) {
+        EXPECT_TRUE(readAgent(recordedScreen("goal-offered" + release)).offers("/goal")) << release;
+        EXPECT_FALSE(readAgent(recordedScreen("goal-command" + release)).offers("/goal")) << release;
+    }
+}
 
 TEST(RecordedScreenTableTest, NamesEveryRecording) {
     std::vector<std::string> named;

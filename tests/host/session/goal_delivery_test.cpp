@@ -19,7 +19,10 @@ constexpr auto text = "Fix bug 3f2a9c1d.\n\nThe session's id is 0A000000-0000-40
 /// A delivery against a screen that a test sets, looked at every tenth of a second.
 class GoalDeliveryTest : public testing::Test {
   protected:
-    GoalDeliveryTest() { empty(); }
+    GoalDeliveryTest() {
+        seen.screen.lines = {"  /goal  set a goal"};
+        empty();
+    }
 
     // The screen
     void empty() { hold(""); }
@@ -57,10 +60,10 @@ class GoalDeliveryTest : public testing::Test {
         return refused ? refused->reason : "";
     }
 
-    AgentSight seen{.record = GoalRecord::absent};
-    bool echoes = true;                    // the composer shows what is typed
-    bool takesEnter = true;                // and gives it to the agent
-    GoalRecord after = GoalRecord::whole;  // what the records say then
+    AgentSight seen{.record = {.match = GoalMatch::absent}};
+    bool echoes = true;                  // the composer shows what is typed
+    bool takesEnter = true;              // and gives it to the agent
+    GoalMatch after = GoalMatch::whole;  // what the records say then
     GoalDelivery::TimePoint now{};
     DeliveryStep step = KeepLooking{};
     GoalDelivery delivery{goalKeys(goal), true, now};
@@ -70,7 +73,7 @@ class GoalDeliveryTest : public testing::Test {
         if (keys == "\n") {
             if (takesEnter) {
                 empty();
-                seen.record = after;
+                seen.record.match = after;
             }
             return;
         }
@@ -130,17 +133,16 @@ TEST_F(GoalDeliveryTest, AComposerThatNeverComesIsToldWithWhatIsOnTheScreen) {
     EXPECT_EQ(refusal(), "The agent shows no empty composer to type the goal into; its screen shows: $ _");
 }
 
-TEST_F(GoalDeliveryTest, AnAgentWithoutTheCommandIsNotGivenAGoal) {
-    seen.record = GoalRecord::unknown;
+TEST_F(GoalDeliveryTest, AnAgentWithoutTheCommandIsNotGivenAGoalWhoeverHasRecordedGoals) {
+    seen.screen.lines.clear();
     EXPECT_THAT(typedIn(seconds(30)), ElementsAre("/goal"));
     EXPECT_THAT(refusal(), HasSubstr("knows no command /goal"));
     EXPECT_TRUE(std::get<GoalRefused>(step).isAgentUnable);
 }
 
 TEST_F(GoalDeliveryTest, AnAgentThatKeepsNoRecordsHasTheGoalWhenItWorksAndItsComposerIsEmpty) {
-    seen.record = GoalRecord::unknown;
-    after = GoalRecord::unknown;
-    seen.screen.lines = {"  /goal  set a goal"};
+    seen.record.match = GoalMatch::unknown;
+    after = GoalMatch::unknown;
     EXPECT_EQ(typedIn(seconds(4)).back(), "\n");
     EXPECT_FALSE(ended());
     seen.screen.activity.state = AgentState::working;
@@ -149,19 +151,55 @@ TEST_F(GoalDeliveryTest, AnAgentThatKeepsNoRecordsHasTheGoalWhenItWorksAndItsCom
 }
 
 TEST_F(GoalDeliveryTest, AGoalOfWhichThereIsOnlyAPartIsRefused) {
-    after = GoalRecord::part;
+    after = GoalMatch::part;
     typedIn(seconds(5));
     EXPECT_THAT(refusal(), HasSubstr("took only a part"));
 }
 
 TEST_F(GoalDeliveryTest, APartThatAnEarlierAttemptLeftBehindTellsNothing) {
-    seen.record = GoalRecord::part;
-    after = GoalRecord::part;
+    seen.record.match = GoalMatch::part;
+    after = GoalMatch::part;
     typedIn(seconds(3));
     EXPECT_FALSE(ended());
-    seen.record = GoalRecord::whole;
+    seen.record.match = GoalMatch::whole;
     typedIn(milliseconds(100));
     EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, RecordsThatCannotBeReadAreAskedUntilTheyTell) {
+    after = GoalMatch::unknown;
+    seen.record.allRead = false;
+    typedIn(milliseconds(1500));
+    seen.screen.activity.state = AgentState::working;
+    typedIn(seconds(15));
+    EXPECT_FALSE(ended());
+    seen.record = {.match = GoalMatch::whole};
+    typedIn(milliseconds(100));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, WhereRecordsStayUnreadableTheScreenTellsInTheEnd) {
+    after = GoalMatch::absent;
+    seen.record.allRead = false;
+    typedIn(milliseconds(1500));
+    seen.screen.activity.state = AgentState::working;
+    typedIn(seconds(2));
+    empty();  // it is done by then
+    typedIn(seconds(15));
+    EXPECT_FALSE(ended());
+    typedIn(seconds(10));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, APartThatMayBeOlderThanTheTypingProvesNothing) {
+    seen.record.allRead = false;
+    typedIn(milliseconds(500));
+    seen.record = {.match = GoalMatch::part};
+    after = GoalMatch::part;
+    typedIn(seconds(10));
+    EXPECT_FALSE(ended());
+    typedIn(seconds(30));
+    EXPECT_THAT(refusal(), HasSubstr("has not taken the goal"));
 }
 
 TEST_F(GoalDeliveryTest, NothingIsPastedWhereTheComposerIsGone) {
@@ -201,12 +239,12 @@ TEST_F(GoalDeliveryTest, NothingIsTypedIntoADialogHoweverLongItStands) {
 }
 
 TEST_F(GoalDeliveryTest, AnOldGoalGivesWayToTheNewOne) {
-    after = GoalRecord::absent;
+    after = GoalMatch::absent;
     EXPECT_EQ(typedIn(milliseconds(1500)).back(), "\n");
     ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
     EXPECT_EQ(typedIn(milliseconds(300)), std::vector<std::string>{"\n"});
     empty();
-    seen.record = GoalRecord::whole;
+    seen.record.match = GoalMatch::whole;
     typedIn(milliseconds(100));
     EXPECT_TRUE(isAccepted());
 }
@@ -235,7 +273,7 @@ TEST_F(GoalDeliveryTest, AnAnswerIsKnownByTheBeginningOfItsText) {
 TEST_F(GoalDeliveryTest, WhoeverAnswersDialogsByHandIsLeftToDoSo) {
     GoalDelivery byHand{goalKeys(goal), false, now};
     ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
-    EXPECT_TRUE(std::holds_alternative<KeepLooking>(byHand.next(seen, now + seconds(60))));
+    EXPECT_FALSE(std::holds_alternative<TypeKeys>(byHand.next(seen, now + seconds(60))));
 }
 
 }  // namespace

@@ -41,7 +41,7 @@ class GoalTypistTest : public test::AgentScreenFixture {
     Task<GoalRecord> recorded() {
         std::exchange(whileAskingRecords, [] {})();
         co_await time.sleepFor(seconds(1));
-        co_return agent.goals.empty() ? GoalRecord::absent : GoalRecord::whole;
+        co_return agent.recordOf("Fix bug 3f2a9c1d.");
     }
 };
 
