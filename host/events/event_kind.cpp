@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 36> texts{"enqueued",
+constexpr std::array<std::string_view, 37> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -26,6 +26,7 @@ constexpr std::array<std::string_view, 36> texts{"enqueued",
                                                  "codexSessionRestored",
                                                  "worktreeReady",
                                                  "agentStarted",
+                                                 "awaitingComposer",
                                                  "typing",
                                                  "typed",
                                                  "goalAccepted",

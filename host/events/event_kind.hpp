@@ -25,15 +25,15 @@ enum class EventKind {
     codexSessionPreserved,
     codexSessionRestored,
     worktreeReady,
-    agentStarted,  ///< metadata: "pid" and "birth"
-    typing,        ///< before the goal's first key
-    typed,         ///< after its last Enter
-    goalAccepted,  ///< the agent has it, whole
-    goalRefused,   ///< the agent has none, or not all of it
-    goalNotTyped,  ///< the session ended without it
-    agentBlocked,  ///< the session ended for no fault of its bug's; metadata: "codex_session_id" resumed in
-                   ///< vain
-    needsPerson,   ///< the agent asks something that is not answered for a person
+    agentStarted,      ///< metadata: "pid" and "birth"
+    awaitingComposer,  ///< of the agent, before its goal can be typed; told once it lasts
+    typing,            ///< before the goal's first key
+    typed,             ///< after its last Enter
+    goalAccepted,      ///< the agent has it, whole
+    goalRefused,       ///< the agent has none, or not all of it
+    goalNotTyped,      ///< the session ended without it
+    agentBlocked,      ///< no fault of its bug's; metadata: "codex_session_id" that was resumed in vain
+    needsPerson,       ///< the agent asks something that is not answered for a person
     agentExited,
     agentLeftovers,       ///< processes that had to be killed
     agentSurvived,        ///< processes that could not be ended

@@ -83,6 +83,17 @@ GoalDelivery::GoalDelivery(GoalKeys goal, bool answersDialogs, TimePoint now, Go
       notBefore_(now) {}
 
 DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
+    DeliveryStep step = decide(seen, now);
+    const bool waits =
+        stage_ == Stage::awaitingComposer && std::holds_alternative<KeepLooking>(step) && !isWaitTold_;
+    if (!waits || now - begun_ < times_.untilTold) {
+        return step;
+    }
+    isWaitTold_ = true;
+    return TellWait{.sentence = "Waiting for the agent's composer" + onScreen(seen.screen)};
+}
+
+DeliveryStep GoalDelivery::decide(const AgentSight& seen, TimePoint now) {
     if (seen.record.match == GoalMatch::whole) {
         return accepted(now);
     }

@@ -40,6 +40,7 @@ struct GoalDeliveryTimes {
     std::chrono::milliseconds betweenPastes{200};
     std::chrono::milliseconds beforeEnter{400};
     std::chrono::milliseconds beforeSecondEnter{3000};
+    std::chrono::seconds untilTold{3};    ///< that there is no composer yet
     std::chrono::seconds starting{10};    ///< an agent may seem to start for ever, say when it sets no title
     std::chrono::seconds composer{60};    ///< until an agent that shows no dialog has one
     std::chrono::seconds echo{20};        ///< until what was typed stands in the composer
@@ -55,7 +56,12 @@ struct TypeKeys {
     bool areLast = false;   ///< the Enter that hands it over
 };
 
-using DeliveryStep = std::variant<KeepLooking, TypeKeys, GoalAccepted, GoalRefused>;
+/// Once: that the goal waits, and what stands on the screen in the composer's place.
+struct TellWait {
+    std::string sentence;
+};
+
+using DeliveryStep = std::variant<KeepLooking, TellWait, TypeKeys, GoalAccepted, GoalRefused>;
 
 /// The delivery of one goal into the agent's composer, decided from what was seen: each step waits until the
 /// one before it shows on the screen, so that nothing is typed into a dialog or twice, and the end is proved
@@ -83,6 +89,7 @@ class GoalDelivery {
   private:
     enum class Stage { awaitingComposer, commandTyped, pasting, pasted, handedOver };
 
+    DeliveryStep decide(const AgentSight& seen, TimePoint now);
     DeliveryStep awaitComposer(const AgentSight& seen, TimePoint now);
     DeliveryStep checkCommand(const AgentSight& seen, TimePoint now);
     DeliveryStep paste(const AgentSight& seen, TimePoint now);
@@ -102,6 +109,7 @@ class GoalDelivery {
     std::size_t pasted_ = 0;
     int enters_ = 0;
     int answers_ = 0;  // to questions
+    bool isWaitTold_ = false;
     bool wouldPartBeNew_ = false;  // none was recorded before the goal was handed over
     bool wasSeenAtWork_ = false;   // since it was handed the goal, with nothing left in its composer
 };

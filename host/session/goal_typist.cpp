@@ -55,6 +55,14 @@ class GoalTypist {
 
     static Task<void> take(KeepLooking) { co_return; }
 
+    /// Holds nothing up when it cannot be stored.
+    Task<void> take(TellWait waiting) {
+        const auto trouble = co_await troubleToStore(EventKind::awaitingComposer, waiting.sentence);
+        if (trouble) {
+            typing_.onTrouble(*trouble);
+        }
+    }
+
     Task<void> take(TypeKeys typed) {
         if (typed.areFirst) {
             co_await storeTyping();
@@ -105,7 +113,7 @@ class GoalTypist {
 
     Task<void> storeTyping() {
         while (typing_.isWanted()) {
-            const auto trouble = co_await troubleToStore();
+            const auto trouble = co_await troubleToStore(EventKind::typing, "Typing the goal.");
             if (!trouble) {
                 co_return typing_.mailbox.deliver(GoalTypingBegins{});
             }
@@ -113,10 +121,10 @@ class GoalTypist {
             co_await typing_.clock.sleepFor(pauseBeforeStoring);
         }
     }
-    Task<std::optional<DatabaseError>> troubleToStore() {
+    Task<std::optional<DatabaseError>> troubleToStore(EventKind kind, std::string message) {
         ItemEvent event{.itemID = typing_.itemID,
-                        .kind = EventKind::typing,
-                        .message = "Typing the goal.",
+                        .kind = kind,
+                        .message = std::move(message),
                         .sessionID = typing_.sessionID};
         try {
             co_await appendEvent(typing_.items, std::move(event));

@@ -44,6 +44,9 @@ class GoalDeliveryTest : public testing::Test {
         std::vector<std::string> typed;
         for (const auto end = now + time; now < end && !ended(); now += milliseconds(100)) {
             step = delivery.next(seen, now);
+            if (const auto* wait = std::get_if<TellWait>(&step)) {
+                told.push_back(wait->sentence);
+            }
             if (const auto* keys = std::get_if<TypeKeys>(&step)) {
                 typed.push_back(keys->keys);
                 if (echoes) {
@@ -61,6 +64,7 @@ class GoalDeliveryTest : public testing::Test {
     }
 
     AgentSight seen{.record = {.match = GoalMatch::absent}};
+    std::vector<std::string> told;
     bool echoes = true;                  // the composer shows what is typed
     bool takesEnter = true;              // and gives it to the agent
     GoalMatch after = GoalMatch::whole;  // what the records say then
@@ -124,6 +128,22 @@ TEST_F(GoalDeliveryTest, AnAgentThatSeemsToStartIsGivenTenSeconds) {
     seen.screen.activity.state = AgentState::starting;
     EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
     EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"/goal"});
+}
+
+TEST_F(GoalDeliveryTest, AWaitForTheComposerIsToldOnceItLasts) {
+    ask(DialogKind::trust, {{1, "Yes", true}, {2, "No", false}});
+    seen.screen.summary = "Do you trust this? / 1. Yes";
+    typedIn(seconds(3));
+    EXPECT_THAT(told, IsEmpty());
+    typedIn(seconds(60));
+    EXPECT_THAT(told, ElementsAre("Waiting for the agent's composer; its screen shows: Do you trust this? / "
+                                  "1. Yes"));
+}
+
+TEST_F(GoalDeliveryTest, AGoalThatIsTypedAtOnceTellsOfNoWait) {
+    typedIn(seconds(10));
+    EXPECT_TRUE(isAccepted());
+    EXPECT_THAT(told, IsEmpty());
 }
 
 TEST_F(GoalDeliveryTest, AComposerThatNeverComesIsToldWithWhatIsOnTheScreen) {

@@ -10,7 +10,9 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::Field;
 using testing::IsEmpty;
 
 class GoalTypistTest : public test::AgentScreenFixture {
@@ -50,10 +52,22 @@ TEST_F(GoalTypistTest, TypesTheGoalOnceTheScreenIsDrawn) {
     agent.say("Looking into it\n");
     type();
     advance(seconds(5));
-    EXPECT_EQ(history(bug), "enqueued");
+    EXPECT_EQ(history(bug), "enqueued awaitingComposer");
     drawAgain();
     advance(seconds(10));
     EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
+}
+
+TEST_F(GoalTypistTest, AnAgentWithoutAComposerIsRecordedOnce) {
+    agent.showInstead("Loading");
+    type();
+    advance(seconds(10));
+    agent.showAgain();
+    advance(seconds(10));
+    EXPECT_EQ(history(bug), "enqueued awaitingComposer typing");
+    EXPECT_THAT(
+        run(store.items.events(bug)),
+        Contains(Field(&QueueEvent::message, "Waiting for the agent's composer; its screen shows: Loading")));
 }
 
 TEST_F(GoalTypistTest, NothingIsTypedIntoAQuestionThatIsNotDrawnYet) {
