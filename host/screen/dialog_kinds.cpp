@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <initializer_list>
+#include <iterator>
 #include <string_view>
 
 #include "host/screen/screen_text.hpp"
