@@ -8,6 +8,7 @@
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/session_resource.hpp"
+#include "host/service/start_resource.hpp"
 #include "host/session/bug_session.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
@@ -120,10 +121,19 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     auto known = co_await store.items.items(wholeQueue);
     ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
                         BugTools(services.client, store.attempts, background));
+    Dispatcher dispatcher(
+        services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
+            return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
+        });
     SessionResource sessionResource(events, screens);
+    StartResource startResource(
+        {.pauses = startPauses, .clock = clock, .triesAgain = triesAgain, .lookNow = [&dispatcher] {
+             dispatcher.lookNow();
+         }});
     ControlRouter router;
     toolCalls.offerOn(router);
     sessionResource.offerOn(router);
+    startResource.offerOn(router);
     ControlServer control(executor, options.home, router, clock);
     const Notifier::Uses notified{.events = events,
                                   .settings = settings.now(),
@@ -131,10 +141,6 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                                   .home = options.home,
                                   .environment = agentEnvironment(options.environment, desktopVariables)};
     Notifier notifier(executor, notified, std::move(known));
-    Dispatcher dispatcher(
-        services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
-            return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
-        });
     const std::exception_ptr failure = co_await caughtException(dispatcher.run());
     co_await notifier.end(stop);
     co_await control.end();

@@ -17,6 +17,7 @@ constexpr auto commands = {
     addQueueCommand,     //
     addConfigCommand,    //
     addSessionsCommand,  //
+    addUnpauseCommand,   //
     addMcpCommand,       //
 };
 

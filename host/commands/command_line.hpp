@@ -17,6 +17,7 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen);
 void addMapCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
 void addSessionsCommand(CLI::App& program, ChosenCommand& chosen);
+void addUnpauseCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
 

@@ -3,15 +3,13 @@
 
 #include <CLI/CLI.hpp>
 #include <boost/json/array.hpp>
-#include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
 #include "host/commands/command_line.hpp"
+#include "host/commands/owner_call.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
-#include "host/control/control_client.hpp"
 #include "host/process/dispatch_home.hpp"
-#include "host/process/user_error.hpp"
 #include "host/service/session_json.hpp"
 #include "host/service/session_text.hpp"
 #include "host/text/terminal_text.hpp"
@@ -27,31 +25,9 @@ struct SessionsOptions {
     bool screen = false, explain = false, json = false;
 };
 
-constexpr std::chrono::seconds timeout{20};
-
-UserError noDispatcher(const std::filesystem::path& home) {
-    return UserError("No dispatcher is running for " + home.string() +
-                     ". Start it with: quernlight-dispatch run");
-}
-
-UserError misunderstood() {
-    return UserError(
-        "The dispatcher answers in a form that is not known here; it must be of the same version.");
-}
-
-/// What the owner answers to a GET. Throws OwnerNotRunning, and UserError with the sentence of its refusal.
 Task<json::value> answerOf(std::filesystem::path home, std::vector<std::string> segments) {
     ControlRequest request{.target = controlTarget(segments)};
-    const ControlResponse response = co_await askOwner(std::move(home), std::move(request), timeout);
-    if (const auto refusal = problemDetail(response)) {
-        throw UserError(*refusal);
-    }
-    boost::system::error_code error;
-    json::value answer = json::parse(response.body, error);
-    if (error) {
-        throw misunderstood();
-    }
-    co_return answer;
+    return ownersAnswer(std::move(home), std::move(request));
 }
 
 Task<json::array> runningSessions(std::filesystem::path home) {

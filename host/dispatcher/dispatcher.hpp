@@ -37,6 +37,9 @@ class Dispatcher {
     /// and `once` is set.
     Task<void> run();
 
+    /// What may be started now is looked at once more, at once.
+    void lookNow() { context_.changed.notify(); }
+
   private:
     Task<void> prepare();
     Task<void> showQueue();

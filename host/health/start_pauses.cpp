@@ -1,15 +1,23 @@
 #include "host/health/start_pauses.hpp"
 
 #include <algorithm>
-#include <vector>
 
 namespace quernlight::host {
 namespace {
 
+bool isOfAll(const std::string& scope) {
+    return scope == StartPauses::everything || scope == StartPauses::agentsUse;
+}
+
 std::string describe(const std::string& scope, const std::string& cause, std::chrono::seconds length) {
-    const bool isOfAll = scope == StartPauses::everything || scope == StartPauses::agentsUse;
-    const std::string who = isOfAll ? "No bug is started" : "No bug of " + scope + " is started";
-    return who + " for the next " + std::to_string(length.count()) + " s, then it is tried again: " + cause;
+    const std::string who = isOfAll(scope) ? "No bug is started" : "No bug of " + scope + " is started";
+    return who + " for the next " + std::to_string(length.count()) +
+           " s, then it is tried again (at once with: quernlight-dispatch unpause): " + cause;
+}
+
+std::string describeTry(const EndedPause& pause) {
+    const std::string who = pause.repository.empty() ? "Bugs are" : "A bug of " + pause.repository + " is";
+    return who + " started now, since a person says so; before that: " + pause.cause;
 }
 
 }  // namespace
@@ -47,11 +55,27 @@ std::size_t StartPauses::goalRefused(const std::string& bugID) {
     return refused_.size();
 }
 
+std::vector<EndedPause> StartPauses::tryNow(TimePoint now) {
+    std::vector<EndedPause> ended;
+    std::vector<std::string> scopes;
+    for (auto& [scope, pause] : pauses_) {
+        if (now < pause.end) {
+            const auto left = std::chrono::ceil<std::chrono::seconds>(pause.end - now);
+            ended.push_back({.repository = isOfAll(scope) ? "" : scope, .cause = pause.cause, .left = left});
+            scopes.push_back(scope);
+            pause.end = now;
+        }
+    }
+    for (std::size_t at = 0; at < ended.size(); ++at) {
+        listener_(scopes[at], describeTry(ended[at]));
+    }
+    return ended;
+}
+
 void StartPauses::endUnused(const std::set<std::string>& repositories) {
     std::vector<std::string> unused;
     for (const auto& [scope, pause] : pauses_) {
-        const bool isOfAll = scope == everything || scope == agentsUse;
-        const bool isUsed = isOfAll ? !repositories.empty() : repositories.contains(scope);
+        const bool isUsed = isOfAll(scope) ? !repositories.empty() : repositories.contains(scope);
         if (!isUsed) {
             unused.push_back(scope);
         }

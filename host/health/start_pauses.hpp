@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/health/outside_failure.hpp"
 
@@ -18,6 +19,15 @@ struct StartPause {
     std::optional<std::chrono::seconds> left{};  ///< absent: nobody tries again
 
     bool operator==(const StartPause&) const = default;
+};
+
+/// A pause of starts that a person has ended.
+struct EndedPause {
+    std::string repository{};  ///< empty: of all starts
+    std::string cause{};
+    std::chrono::seconds left{};  ///< for which it would have gone on
+
+    bool operator==(const EndedPause&) const = default;
 };
 
 /// Which bugs are not started for a while because one that was could not be, for a cause outside of it. The
@@ -58,6 +68,10 @@ class StartPauses {
 
     /// The agent has not taken the goal of that bug. How many bugs that has happened to since one was taken.
     std::size_t goalRefused(const std::string& bugID);
+
+    /// A person wants a try now: ends all pauses that hold, and says which. The next failure pauses longer
+    /// again, as if their time had passed.
+    std::vector<EndedPause> tryNow(TimePoint now);
 
     /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all.
     void endUnused(const std::set<std::string>& repositories);

@@ -152,6 +152,22 @@ TEST_F(DispatcherTest, ABugStartsOnceThePauseOfItsRepositoryIsOver) {
     EXPECT_GE(clock.steadyNow() - paused, StartPauses::shortest);
 }
 
+TEST_F(DispatcherTest, WhatAPersonWantsTriedIsTriedBeforeAnyTimePasses) {
+    enqueue("11111111");
+    startPauses.failed({.cause = "The agent's use is limited.", .lasts = std::chrono::hours(1)},
+                       clock.steadyNow());
+    begin();
+    pass(std::chrono::seconds(20));
+    EXPECT_TRUE(script.started.empty());
+    startPauses.tryNow(clock.steadyNow());
+    dispatcher->lookNow();
+    const auto deadline = std::chrono::steady_clock::now() + quernlight::test::generousBound;
+    while (script.started.empty() && std::chrono::steady_clock::now() < deadline) {
+        step(std::chrono::nanoseconds(0));
+    }
+    EXPECT_FALSE(script.started.empty());
+}
+
 TEST_F(DispatcherTest, ABugWhoseMappingIsGoneWaitsForANewOneAlsoWithoutAnAgent) {
     settings.agentCommand = {"/no/such/agent"};
     const Uuid item = enqueue("11111111").id;

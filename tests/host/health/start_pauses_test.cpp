@@ -127,6 +127,22 @@ TEST_F(StartPausesTest, TellsToHowManyBugsItHappenedThatTheirGoalWasNotTaken) {
     EXPECT_EQ(pauses.goalRefused("b"), 1U);
 }
 
+TEST_F(StartPausesTest, APersonMayHaveATryAtOnceAndThePauseGoesOnGrowing) {
+    failsAt(0, "/shop");
+    failsAt(5, "/shop");
+    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(7200)}, at(10));
+    const std::vector<EndedPause> ended{
+        {.repository = "", .cause = "The agent's use is limited.", .left = seconds(7198)},
+        {.repository = "/shop", .cause = "The remote is away.", .left = seconds(3)}};
+    EXPECT_EQ(pauses.tryNow(at(12)), ended);
+    EXPECT_EQ(resumesAt(12, "/shop"), 12);
+    EXPECT_THAT(alerts["/shop"], HasSubstr("A bug of /shop is started now, since a person says so; before"));
+    EXPECT_THAT(pauses.tryNow(at(12)), IsEmpty());
+    failsAt(13, "/shop");
+    EXPECT_EQ(resumesAt(13, "/shop"), 33);
+    EXPECT_THAT(alerts["/shop"], HasSubstr("at once with: quernlight-dispatch unpause"));
+}
+
 TEST_F(StartPausesTest, ASuccessEndsThePauseAndTheNextOneIsShortAgain) {
     failsAt(0, "/shop");
     failsAt(5, "/shop");
