@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -123,12 +122,6 @@ void addToolServer(CommandLine& line, const std::vector<std::string>& command) {
     line.configure(server + ".default_tools_approval_mode", "\"approve\"");
 }
 
-std::optional<std::string> firstLineOf(const fs::path& file) {
-    std::ifstream stream(file);
-    std::string line;
-    return std::getline(stream, line) ? std::optional(line) : std::nullopt;
-}
-
 }  // namespace
 
 std::vector<std::string> agentCommandLine(const AgentLaunch& launch) {
@@ -156,21 +149,6 @@ std::vector<std::string> agentCommandLine(const AgentLaunch& launch) {
         line.add(lowerCaseText(*launch.conversation));  // as the agent itself writes it
     }
     return std::move(line).words();
-}
-
-std::vector<fs::path> gitDirectoriesOf(const fs::path& worktree) {
-    constexpr std::string_view prefix = "gitdir: ";
-    const auto link = firstLineOf(worktree / ".git");
-    if (!link || !link->starts_with(prefix)) {
-        return {};
-    }
-    const fs::path own = (worktree / link->substr(prefix.size())).lexically_normal();
-    const auto shared = firstLineOf(own / "commondir");
-    if (!shared) {
-        return {};
-    }
-    const fs::path common = (own / *shared).lexically_normal();
-    return {own, common / "objects", common / "refs", common / "logs"};
 }
 
 bool hasOwnToolServer(const EnvironmentMap& agentEnvironment) {

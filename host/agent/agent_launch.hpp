@@ -18,7 +18,7 @@ struct AgentLaunch {
     std::vector<std::string> command{};             ///< the setting agent.command; not empty
     std::filesystem::path repository{};             ///< the app's checkout
     std::filesystem::path worktree{};               ///< where the agent works
-    std::vector<std::filesystem::path> writable{};  ///< what it writes besides, see gitDirectoriesOf
+    std::vector<std::filesystem::path> writable{};  ///< what it writes besides
     bool trustsRepository = true;                   ///< else the agent asks a person
     std::string profile{};                          ///< of its configuration; "default" or empty: none
     std::vector<std::string> toolServer{};          ///< our tool server's command; empty: none
@@ -29,10 +29,6 @@ struct AgentLaunch {
 /// push, no questions, no background service, goals, our tool server) is added as options of its
 /// configuration behind the person's own words, but for those that the person sets.
 std::vector<std::string> agentCommandLine(const AgentLaunch& launch);
-
-/// The directories outside of a worktree that git writes when work in it is committed; none when `worktree`
-/// is no linked worktree. gitrepository-layout(5).
-std::vector<std::filesystem::path> gitDirectoriesOf(const std::filesystem::path& worktree);
 
 /// Whether the agent's own configuration names a tool server like ours, which then stays in force.
 bool hasOwnToolServer(const EnvironmentMap& agentEnvironment);

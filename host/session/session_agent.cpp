@@ -10,6 +10,7 @@
 #include "host/process/user_error.hpp"
 #include "host/session/report_search.hpp"
 #include "host/text/clock_time.hpp"
+#include "host/worktree/worktree_pointers.hpp"
 #include "quernlight/runner/runner_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
@@ -147,7 +148,7 @@ AgentLaunch SessionAgent::launch() {
     return {.command = uses_.settings.agentCommand,
             .repository = state_.mapping.repoPath,
             .worktree = worktree,
-            .writable = gitDirectoriesOf(worktree),
+            .writable = gitDirectoriesOf(state_.mapping.repoPath, worktree),
             .trustsRepository = uses_.settings.agentTrust,
             .profile = state_.mapping.codexProfile,
             .toolServer = grantTools(),

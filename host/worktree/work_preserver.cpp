@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "host/worktree/worktree_pointers.hpp"
 #include "quernlight/platform/file_manager.hpp"
 #include "quernlight/platform/text.hpp"
 
@@ -50,6 +51,7 @@ class Preserving {
 
     Task<PreserveResult> work() {
         co_await requireWorktree();
+        co_await refuseInnerRepositories();  // before a git that would run in them, by their settings
         const std::string head = co_await git("rev-parse", "--verify", "HEAD^{commit}");
         co_await liftFlags();
         co_await git("add", "--all", "--sparse");
@@ -88,9 +90,22 @@ class Preserving {
     }
 
     Task<GitCommandResult> tryGitIn(std::string directory, std::vector<std::string> arguments) {
+        if (directory == worktree_.worktreePath) {
+            requireOwnPointers();
+        }
         std::vector<std::string> complete{"-C", std::move(directory)};
         complete.insert(complete.end(), arguments.begin(), arguments.end());
         return ask_(std::move(complete));
+    }
+
+    void requireOwnPointers() const {
+        const WorktreePointers pointers = pointersOf(worktree_.repoPath, worktree_.worktreePath);
+        if (pointers.state == PointerState::altered) {
+            throw Stopped{describe(pointers) + "; look at it, and remove the worktree by hand"};
+        }
+        if (pointers.state != PointerState::intact) {
+            throw Stopped{"it is no worktree of " + worktree_.repoPath};
+        }
     }
 
     /// What is saved in a repository of its own would go with the directory.

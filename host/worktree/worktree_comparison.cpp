@@ -85,7 +85,7 @@ Task<std::vector<std::string>> WorktreeComparison::differencesFromCommit(bool gi
                                  "status",
                                  "--porcelain=v2",
                                  "--untracked-files=all",
-                                 "--ignore-submodules=none",
+                                 "--ignore-submodules=dirty",  // else it runs in them, by their settings
                                  "--ignored",
                                  "--no-renames"};
     const std::string status = co_await git(std::move(ask));

@@ -4,6 +4,7 @@
 
 #include "host/worktree/worktree_comparison.hpp"
 #include "host/worktree/worktree_occupant.hpp"
+#include "host/worktree/worktree_pointers.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 #include "quernlight/platform/background_executor.hpp"
 #include "quernlight/platform/file_manager.hpp"
@@ -92,12 +93,23 @@ Task<WorktreeFacts> WorktreePlace::facts(WorktreeUse use) {
         tip_ = tip.succeeded() ? tip.output : "";
         facts.branchIsUnused = co_await branchIsUnused();
     }
-    if (facts.hasGitEntry) {
+    if (facts.hasGitEntry && mayLookInside(facts)) {
         co_await lookInside(facts);
     }
     isThere_ = facts.isThere;
     gitMayHaveBeenWriting_ = facts.isInitializing || !facts.hasIndex;
     co_return facts;
+}
+
+/// Of a repository that is none of ours git tells only that it is one; in one of ours that leads elsewhere it
+/// is asked nothing.
+bool WorktreePlace::mayLookInside(WorktreeFacts& facts) const {
+    const WorktreePointers pointers = pointersOf(names_.repository, names_.path);
+    const bool isOther = pointers.state == PointerState::foreign && !facts.isRegistered;
+    const bool isDistrusted = pointers.state == PointerState::altered ||
+                              (pointers.state == PointerState::foreign && facts.isRegistered);
+    facts.distrust = isDistrusted ? describe(pointers) : "";
+    return pointers.state == PointerState::intact || isOther;
 }
 
 Task<void> WorktreePlace::findRegistration(WorktreeFacts& facts) {

@@ -45,6 +45,7 @@ class WorktreePlace {
     Task<GitCommandResult> git(std::string directory, std::vector<std::string> arguments);
     Task<std::string> answer(std::string directory, std::vector<std::string> arguments);
     Task<void> findRegistration(WorktreeFacts& facts);
+    bool mayLookInside(WorktreeFacts& facts) const;
     Task<void> lookInside(WorktreeFacts& facts);
     Task<bool> branchIsUnused();
     Task<std::vector<std::string>> changedFilesIn(std::string directory);

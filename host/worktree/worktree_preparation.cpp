@@ -43,9 +43,9 @@ WorktreePlace::Names namesFor(const PrepareBugRequest& request) {
             .baseBranch = request.baseBranch};
 }
 
-std::string describeRefusal(const WorktreePlace::Names& names, bool isRegistered,
+std::string describeRefusal(const WorktreePlace::Names& names, bool canGitRemove,
                             const RefuseWorktree& refused) {
-    const std::string removal = isRegistered
+    const std::string removal = canGitRemove
                                     ? "with: git -C " + shellQuoted(names.repository) +
                                           " worktree remove --force --force " + shellQuoted(names.path)
                                     : "by hand.";
@@ -72,7 +72,8 @@ Task<std::optional<GitWorktreePrepareResult>> makeRoom(const PrepareBugRequest& 
     if (const auto* remake = std::get_if<RemakeWorktree>(&step)) {
         co_await place.remove(remake->branchToo);
     } else if (const auto* refused = std::get_if<RefuseWorktree>(&step)) {
-        co_return WorktreeFailed{describeRefusal(names, facts.isRegistered, *refused)};
+        const bool canGitRemove = facts.isRegistered && facts.distrust.empty();
+        co_return WorktreeFailed{describeRefusal(names, canGitRemove, *refused)};
     } else if (std::holds_alternative<UseWorktree>(step)) {
         co_return WorktreeAlreadyExists{names.path, names.branch};
     }

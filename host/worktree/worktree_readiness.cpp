@@ -61,6 +61,9 @@ WorktreeStep stepWithoutDirectory(const WorktreeFacts& facts) {
 }  // namespace
 
 WorktreeStep worktreeStep(const WorktreeFacts& facts) {
+    if (!facts.distrust.empty()) {
+        return RefuseWorktree{facts.distrust};
+    }
     if (isLeftToLibrary(facts)) {
         return LetPrepare{};
     }

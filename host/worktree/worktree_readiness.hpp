@@ -21,6 +21,7 @@ struct WorktreeFacts {
     bool isLocked = false;        ///< somebody else has locked it, see git-worktree(1)
     bool hasIndex = false;        ///< git writes it once all files are there
     bool lacksFiles = false;      ///< of those in the index
+    std::string distrust{};       ///< why no git may be run in it, as part of a sentence; empty when one may
     WorktreeUse use = WorktreeUse::first;
     bool branchIsUnused = false;  ///< a preparation has made it, and nothing was committed to it since
 

@@ -95,7 +95,7 @@ TEST(AgentLaunchTest, AProfileAndAConversationComeLast) {
     EXPECT_THAT(agentCommandLine(launch), Not(Contains("--profile")));
 }
 
-class GitDirectoriesTest : public testing::Test {
+class AgentsConfigurationTest : public testing::Test {
   protected:
     void write(const std::filesystem::path& file, const std::string& text) {
         test::writeFile(directory / file, text);
@@ -103,24 +103,7 @@ class GitDirectoriesTest : public testing::Test {
     test::TemporaryDirectory directory;
 };
 
-TEST_F(GitDirectoriesTest, OfALinkedWorktreeAreItsOwnAndWhatItSharesWithoutHooksAndConfiguration) {
-    const std::filesystem::path own = directory / "shop/.git/worktrees/w";
-    write("w/.git", "gitdir: " + own.string() + "\n");
-    write("shop/.git/worktrees/w/commondir", "../..\n");
-    const std::filesystem::path common = directory / "shop/.git";
-    EXPECT_THAT(gitDirectoriesOf(directory / "w"),
-                ElementsAre(own, common / "objects", common / "refs", common / "logs"));
-}
-
-TEST_F(GitDirectoriesTest, OfWhatIsNoLinkedWorktreeThereAreNone) {
-    write("plain/.git/HEAD", "ref: refs/heads/main\n");
-    write("odd/.git", "hello\n");
-    for (const char* name : {"plain", "odd", "missing"}) {
-        EXPECT_THAT(gitDirectoriesOf(directory / name), IsEmpty()) << name;
-    }
-}
-
-TEST_F(GitDirectoriesTest, AToolServerOfTheAgentsOwnConfigurationIsFound) {
+TEST_F(AgentsConfigurationTest, AToolServerOfTheAgentsOwnConfigurationIsFound) {
     const EnvironmentMap environment{{"CODEX_HOME", directory.path().string()}};
     EXPECT_FALSE(hasOwnToolServer(environment));
     write("config.toml", "[mcp_servers.other]\ncommand = \"a\"\n");

@@ -26,6 +26,13 @@ TEST(WorktreeReadinessTest, AFreePlaceIsTheLibrarysToPrepare) {
     EXPECT_EQ(worktreeStep({}), WorktreeStep(LetPrepare{}));
 }
 
+TEST(WorktreeReadinessTest, OneThatMayLeadGitElsewhereIsRefusedWhateverElseItIs) {
+    for (WorktreeFacts facts : {finishedWorktree(), initializingWorktree(), WorktreeFacts{}}) {
+        facts.distrust = "it leads elsewhere";
+        EXPECT_EQ(worktreeStep(facts), WorktreeStep(RefuseWorktree{"it leads elsewhere"}));
+    }
+}
+
 TEST(WorktreeReadinessTest, AFinishedWorktreeIsUsed) {
     EXPECT_EQ(worktreeStep(finishedWorktree()), WorktreeStep(UseWorktree{}));
 }

@@ -1,0 +1,172 @@
+#include "host/worktree/worktree_pointers.hpp"
+
+#include <array>
+#include <optional>
+#include <set>
+#include <string_view>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "quernlight/platform/file_descriptor.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace fs = std::filesystem;
+namespace {
+
+constexpr std::string_view linkPrefix = "gitdir: ";
+
+/// What a small file holds; nothing when there is none, or something else.
+std::optional<std::string> contentOf(const fs::path& file) {
+    constexpr std::size_t largest = std::size_t{64} << 10U;
+    const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat found {};
+    if (!descriptor || fstat(descriptor.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
+        return std::nullopt;
+    }
+    std::string content(largest, '\0');
+    const ssize_t size = read(descriptor.get(), content.data(), content.size());
+    if (size < 0 || static_cast<std::size_t>(size) == largest) {
+        return std::nullopt;
+    }
+    content.resize(static_cast<std::size_t>(size));
+    return content;
+}
+
+bool isThere(const fs::path& path) {
+    std::error_code ignored;
+    return fs::exists(fs::symlink_status(path, ignored));
+}
+
+bool isRealDirectory(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_directory(fs::symlink_status(path, ignored));
+}
+
+/// Without the line's end.
+std::string lineIn(const std::string& content) {
+    return content.ends_with('\n') ? content.substr(0, content.size() - 1) : content;
+}
+
+/// Whether the text names the path as git writes it in a file of that directory. Only word by word: a link on
+/// the way could lead elsewhere a moment later.
+bool names(const std::string& text, const fs::path& path, const fs::path& directory) {
+    return text == path.string() || text == path.lexically_relative(directory).string();
+}
+
+fs::path realPath(const fs::path& path) {
+    std::error_code error;
+    const fs::path resolved = fs::canonical(path, error);
+    return error ? path : resolved;
+}
+
+/// Of the repository that the directory is in; itself where that is bare.
+fs::path gitDirectoryOf(const fs::path& repository) {
+    for (fs::path directory = repository;; directory = directory.parent_path()) {
+        const fs::path entry = directory / ".git";
+        std::error_code ignored;
+        if (fs::is_directory(entry, ignored)) {
+            return realPath(entry);
+        }
+        const std::string link = lineIn(contentOf(entry).value_or(""));
+        if (link.starts_with(linkPrefix)) {
+            return realPath(directory / link.substr(linkPrefix.size()));
+        }
+        if (directory == directory.parent_path()) {
+            return repository;
+        }
+    }
+}
+
+fs::path commonDirectoryOf(const fs::path& repository) {
+    const fs::path own = gitDirectoryOf(realPath(repository));
+    const auto common = contentOf(own / "commondir");
+    return common ? realPath(own / lineIn(*common)) : own;
+}
+
+/// Each line behind the header of its section.
+std::set<std::string> entriesIn(const std::string& configuration) {
+    std::set<std::string> entries;
+    std::string section;
+    for (const std::string_view line : linesOf(configuration)) {
+        const std::string text(trimmed(line));
+        const bool isHeader = text.starts_with('[') && text.find(']') == text.size() - 1;
+        if (isHeader) {
+            section = text;
+        } else if (!text.empty()) {
+            entries.insert(section + " " + text);
+        }
+    }
+    return entries;
+}
+
+/// A sparse checkout's, or what `git worktree add` has copied from the repository's own.
+bool isGitsConfiguration(const fs::path& file, const fs::path& common) {
+    static const std::set<std::string> sparse{"[core] sparseCheckout = true",
+                                              "[core] sparseCheckout = false",
+                                              "[core] sparseCheckoutCone = true",
+                                              "[core] sparseCheckoutCone = false",
+                                              "[index] sparse = true",
+                                              "[index] sparse = false"};
+    const auto content = contentOf(file);
+    const auto known = entriesIn(contentOf(common / "config.worktree").value_or(""));
+    if (!content) {
+        return !isThere(file);
+    }
+    for (const std::string& entry : entriesIn(*content)) {
+        if (!sparse.contains(entry) && !known.contains(entry)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+PointerState stateOf(const fs::path& file, PointerState otherwise) {
+    const bool isMissing = !isThere(file) || contentOf(file) == "";
+    return isMissing ? PointerState::incomplete : otherwise;
+}
+
+}  // namespace
+
+WorktreePointers pointersOf(const fs::path& repository, const fs::path& worktree) {
+    const fs::path place = realPath(worktree);
+    WorktreePointers pointers{.file = place / ".git", .common = commonDirectoryOf(repository)};
+    const std::string link = lineIn(contentOf(pointers.file).value_or(""));
+    const fs::path named = link.substr(std::min(linkPrefix.size(), link.size()));
+    pointers.own = pointers.common / "worktrees" / named.filename();
+    if (!link.starts_with(linkPrefix) || !names(named.string(), pointers.own, place) ||
+        !isRealDirectory(pointers.own)) {
+        pointers.state = stateOf(pointers.file, PointerState::foreign);
+        return pointers;
+    }
+    const auto judge = [&](const char* name, bool isRight) {
+        if (pointers.state == PointerState::intact && !isRight) {
+            pointers.file = pointers.own / name;
+            pointers.state = stateOf(pointers.file, PointerState::altered);
+        }
+    };
+    const auto says = [&](const char* name, const fs::path& path) {
+        return names(lineIn(contentOf(pointers.own / name).value_or("")), path, pointers.own);
+    };
+    judge("commondir", says("commondir", pointers.common));
+    judge("gitdir", says("gitdir", place / ".git"));
+    judge("config.worktree", isGitsConfiguration(pointers.own / "config.worktree", pointers.common));
+    return pointers;
+}
+
+std::string describe(const WorktreePointers& pointers) {
+    return "what git wrote to " + pointers.file.string() +
+           " was changed, so it may lead git to a repository and to programs that are not yours";
+}
+
+std::vector<fs::path> gitDirectoriesOf(const fs::path& repository, const fs::path& worktree) {
+    const WorktreePointers pointers = pointersOf(repository, worktree);
+    if (pointers.state != PointerState::intact) {
+        return {};
+    }
+    return {pointers.own, pointers.common / "objects", pointers.common / "refs", pointers.common / "logs"};
+}
+
+}  // namespace quernlight::host
