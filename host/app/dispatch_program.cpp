@@ -32,6 +32,14 @@ std::string describeSilence(const Url& backend, const std::string& trouble) {
            "); sessions go on, and it is asked again.";
 }
 
+std::string wordsOf(const std::exception_ptr& failure) {
+    try {
+        std::rethrow_exception(failure);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+}
+
 }  // namespace
 
 Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, Views& views,
@@ -78,7 +86,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
             "The machine slept, the dispatcher was stopped, or the clock was set; agents are called silent "
             "only for what follows.");
     });
-    const bool triesAgain = !options.dispatcher.once;  // else the program's last sentence tells
+    const bool triesAgain = !options.dispatcher.once;  // else the program's last sentence tells, see below
     StartPauses startPauses(
         [&events, triesAgain](const std::string& repository, const std::string& sentence) {
             if (!triesAgain) {
@@ -142,6 +150,9 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                                   .environment = agentEnvironment(options.environment, desktopVariables)};
     Notifier notifier(executor, notified, std::move(known));
     const std::exception_ptr failure = co_await caughtException(dispatcher.run());
+    if (failure && !triesAgain && startPauses.areAny()) {
+        notifier.tell({.kind = NotificationKind::paused, .message = wordsOf(failure), .time = clock.now()});
+    }
     co_await notifier.end(stop);
     co_await control.end();
     views.close();

@@ -1,5 +1,7 @@
 #include "host/notify/notification_choice.hpp"
 
+#include <utility>
+
 #include "host/events/event_kind.hpp"
 
 namespace quernlight::host {
@@ -21,6 +23,23 @@ std::optional<NotificationKind> notificationKind(EventKind kind) {
     }
 }
 
+/// Whether the bug has come further, or a person has done something: what it asks then is asked anew. An
+/// attempt that only begins once more is no such thing.
+bool answersQuestions(EventKind kind) {
+    switch (kind) {
+        case EventKind::goalAccepted:
+        case EventKind::completed:
+        case EventKind::failed:
+        case EventKind::cancelled:
+        case EventKind::retried:
+        case EventKind::followUpWanted:
+        case EventKind::retired:
+            return true;
+        default:
+            return false;
+    }
+}
+
 }  // namespace
 
 NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known) {
@@ -34,12 +53,26 @@ std::optional<Notification> NotificationChoice::notificationOf(const DispatchEve
 }
 
 /// A retirement that could not be done to its end tells of it again.
+bool NotificationChoice::isNews(NotificationKind kind, const ItemChanged& changed) {
+    if (kind == NotificationKind::merged) {
+        return merged_.insert(changed.bugID).second;
+    }
+    if (kind == NotificationKind::needsYou) {
+        std::string& question = questions_[changed.bugID];
+        return std::exchange(question, changed.event.message) != changed.event.message;
+    }
+    return true;
+}
+
 std::optional<Notification> NotificationChoice::chosen(const ItemChanged& changed, Instant) {
     moved_.insert(changed.bugID);
     const auto event = parseEventKind(changed.event.kind);
+    goals_ += event == EventKind::goalAccepted ? 1 : 0;
+    if (event && answersQuestions(*event)) {
+        questions_.erase(changed.bugID);
+    }
     const auto kind = event ? notificationKind(*event) : std::nullopt;
-    const bool isNews = kind && (*kind != NotificationKind::merged || merged_.insert(changed.bugID).second);
-    if (!isNews) {
+    if (!kind || !isNews(*kind, changed)) {
         return std::nullopt;
     }
     Notification notification = aboutBug(*kind, changed.bugID);
@@ -52,6 +85,7 @@ std::optional<Notification> NotificationChoice::chosen(const ItemChanged& change
 std::optional<Notification> NotificationChoice::chosen(const ItemRemoved& removed, Instant) {
     names_.erase(removed.bugID);
     moved_.erase(removed.bugID);
+    questions_.erase(removed.bugID);
     return std::nullopt;
 }
 
@@ -69,16 +103,22 @@ std::optional<Notification> NotificationChoice::chosen(const StageChanged& chang
     return notification;
 }
 
+/// A pause may also end because no bug waits for its end; the next one for the same cause is no news then.
 std::optional<Notification> NotificationChoice::chosen(const AlertRaised& raised, Instant now) {
-    const bool isNews = raised.key.topic == AlertTopic::starts && pauses_.insert(raised.key).second;
-    if (!isNews) {
+    if (raised.key.topic != AlertTopic::starts) {
         return std::nullopt;
     }
+    const bool isLonger = !holding_.insert(raised.key).second;
+    const auto told = pauses_.find(raised.key);
+    if (told != pauses_.end() && (isLonger || told->second == goals_)) {
+        return std::nullopt;
+    }
+    pauses_[raised.key] = goals_;
     return Notification{.kind = NotificationKind::paused, .message = raised.sentence, .time = now};
 }
 
 std::optional<Notification> NotificationChoice::chosen(const AlertCleared& cleared, Instant) {
-    pauses_.erase(cleared.key);
+    holding_.erase(cleared.key);
     return std::nullopt;
 }
 

@@ -11,8 +11,9 @@
 
 namespace quernlight::host {
 
-/// Says which events a person is notified of. Of each once: not again when a pause is only made longer, and
-/// not of what an earlier run has left behind, since that has told it. Pure.
+/// Says which events a person is notified of. Of each once: not again of the same question that another
+/// attempt at a bug meets, nor of a pause before a start has succeeded, and not of what an earlier run has
+/// left behind, since that has told it. Pure.
 class NotificationChoice {
   public:
     /// `known`: the queue as this run finds it, for the names of its bugs.
@@ -37,12 +38,16 @@ class NotificationChoice {
         return std::nullopt;
     }
 
+    bool isNews(NotificationKind kind, const ItemChanged& changed);
     Notification aboutBug(NotificationKind kind, const std::string& bugID) const;
 
-    std::map<std::string, BugName> names_;  // by bug
-    std::set<std::string> moved_;           // bugs with an event since the queue was found so
-    std::set<std::string> merged_;          // bugs
-    std::set<AlertKey> pauses_;             // that hold
+    std::map<std::string, BugName> names_;          // by bug
+    std::set<std::string> moved_;                   // bugs with an event since the queue was found so
+    std::set<std::string> merged_;                  // bugs
+    std::map<std::string, std::string> questions_;  // by bug, of those that nothing has answered
+    int goals_ = 0;                                 // accepted so far
+    std::map<AlertKey, int> pauses_;                // told, with how many goals were accepted by then
+    std::set<AlertKey> holding_;                    // of the pauses
 };
 
 }  // namespace quernlight::host

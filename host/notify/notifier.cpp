@@ -28,11 +28,13 @@ Notifier::Notifier(const boost::asio::any_io_executor& executor, Uses uses,
       subscription_(uses_.events.subscribe([this](const DispatchEvent& event) { handle(event); })) {}
 
 void Notifier::handle(const DispatchEvent& event) {
-    const auto notification = choice_.notificationOf(event, uses_.clock.now());
-    if (!notification) {
-        return;
+    if (const auto notification = choice_.notificationOf(event, uses_.clock.now())) {
+        tell(*notification);
     }
-    const std::string line = jsonLineOf(*notification, uses_.home);
+}
+
+void Notifier::tell(const Notification& notification) {
+    const std::string line = jsonLineOf(notification, uses_.home);
     if (!uses_.settings.notifyCommand.empty()) {
         command_.add(line);
     }

@@ -31,6 +31,9 @@ class Notifier {
     /// `known`: the queue as this run finds it.
     Notifier(const boost::asio::any_io_executor& executor, Uses uses, const std::vector<BugQueueItem>& known);
 
+    /// Notifies of something that no event tells.
+    void tell(const Notification& notification);
+
     /// Takes no more events, and lets what is under way end for two seconds, unless `stop` says to end at
     /// once.
     Task<void> end(StopRequest& stop);

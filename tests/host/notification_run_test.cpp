@@ -45,5 +45,15 @@ TEST_F(NotificationRunTest, ABugWithoutARepositoryNeedsYouOnce) {
     EXPECT_THAT(told, HasSubstr(R"("event":"needs-you","bug":"77777777")"));
 }
 
+TEST_F(NotificationRunTest, ARunThatTriesNothingTwiceTellsThatStartsPause) {
+    reportClearBug("3f2a9c1d");
+    std::filesystem::rename(repository.bare(), repository.scratch("away"));
+    EXPECT_EQ(workAll().exitCode, 1);
+    const std::string told = written(".told");
+    EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 1);
+    EXPECT_THAT(told, AllOf(HasSubstr(R"("event":"paused","bug":null)"),
+                            HasSubstr("1 bug could not be started: git fetch fails in ")));
+}
+
 }  // namespace
 }  // namespace quernlight
