@@ -1,5 +1,9 @@
 #include "host/commands/path_option.hpp"
 
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+
 #include <pwd.h>
 
 #include "quernlight/platform/user_directories.hpp"
@@ -16,6 +20,32 @@ std::string homeOf(const std::string& user) {
     return entry && entry->pw_dir ? entry->pw_dir : "";
 }
 
+constexpr std::string_view option = "--home";
+
+using Word = std::vector<std::string>::const_iterator;
+
+/// The directory that "--home DIR" or "--home=DIR" names there.
+std::optional<std::string> homeAt(Word word, Word end) {
+    if (word->starts_with(std::string(option) + "=")) {
+        return word->substr(option.size() + 1);
+    }
+    const bool hasValue = *word == option && std::next(word) != end && !std::next(word)->starts_with('-');
+    return hasValue ? std::optional(*std::next(word)) : std::nullopt;
+}
+
+std::filesystem::path placeOf(const std::string& home) {
+    std::error_code error;
+    const auto place = std::filesystem::weakly_canonical(withUserHome(home), error);
+    return error ? std::filesystem::path(home) : place;
+}
+
+void refuseAnother(const std::optional<std::string>& home, const std::string& other) {
+    if (home && placeOf(*home) != placeOf(other)) {
+        throw CLI::ValidationError("--home is given twice: " + *home + " and " + other +
+                                   "; a command works on one home");
+    }
+}
+
 }  // namespace
 
 std::string withUserHome(std::string path) {
@@ -25,6 +55,28 @@ std::string withUserHome(std::string path) {
     const std::size_t end = std::min(path.find('/'), path.size());
     const std::string home = homeOf(path.substr(1, end - 1));
     return home.empty() ? path : home + path.substr(end);
+}
+
+std::vector<std::string> withHomeLast(const std::vector<std::string>& words) {
+    const auto end = std::ranges::find(words, "--");
+    std::vector<std::string> ordered;
+    std::optional<std::string> home;
+    for (auto word = words.begin(); word != end; ++word) {
+        if (const auto given = homeAt(word, end)) {
+            refuseAnother(home, *given);
+            home = given;
+            word += word->size() == option.size() ? 1 : 0;
+        } else {
+            ordered.push_back(*word);
+        }
+    }
+    if (home && home->starts_with('-')) {
+        ordered.push_back(std::string(option) + "=" + *home);
+    } else if (home) {
+        ordered.insert(ordered.end(), {std::string(option), *home});
+    }
+    ordered.insert(ordered.end(), end, words.end());
+    return ordered;
 }
 
 std::string givenPath(const std::string& path) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -26,5 +27,9 @@ template <class Target>
 void addHomeOption(CLI::App& app, Target& home) {
     addPathOption(app, "--home", home, "Dispatch home; default: the user's own");
 }
+
+/// A command line whose "--home DIR", which may stand anywhere, stands behind its other words (before "--"),
+/// once. Throws CLI::ValidationError when two different directories are given.
+std::vector<std::string> withHomeLast(const std::vector<std::string>& words);
 
 }  // namespace quernlight::host

@@ -54,10 +54,31 @@ INSTANTIATE_TEST_SUITE_P(
                  "next, retry, cancel, hold, release"},
         UsageRow{{"queue", "list", "--home", ""},
                  "--home: the path is empty; see: quernlight-dispatch queue list --help"},
+        UsageRow{{"--home", "/one", "queue", "list", "--home", "/other"},
+                 "--home is given twice: /one and /other; a command works on one home"},
+        UsageRow{{"--home", "/one"}, "a command is missing; there are: run, map, queue, config"},
+        UsageRow{{"queue", "list", "--home"},
+                 "--home: 1 required TEXT missing; see: quernlight-dispatch queue list --help"},
         UsageRow{{"run", "--token-file", ""},
                  "--token-file: the path is empty; see: quernlight-dispatch run --help"},
         UsageRow{{"run", "--token-file", "token", "--log-file", ""},
                  "--log-file: the path is empty; see: quernlight-dispatch run --help"}));
+
+using HomeTest = test::DispatchFixture;
+
+TEST_F(HomeTest, TheHomeMayStandAnywhereOnTheLine) {
+    ASSERT_EQ(dispatch({"config", "set", "sessions.max", "7", "--home", home()}).exitCode, 0);
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"--home", home(), "config", "list"},
+          {"--home=" + home().string(), "config", "list"},
+          {"config", "--home", home(), "list"},
+          {"--home", home(), "config", "list", "--home", home()},
+          {"--home", home() / "", "config", "list", "--home", home()}}) {
+        const auto listed = dispatch(words);
+        EXPECT_EQ(listed.exitCode, 0) << listed.error;
+        EXPECT_THAT(listed.output, testing::ContainsRegex("sessions\\.max +7")) << words.front();
+    }
+}
 
 using AskedForTest = test::DispatchFixture;
 
