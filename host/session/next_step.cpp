@@ -147,10 +147,9 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
         return std::nullopt;
     }
     const StandingQuestion& question = *session.question;
-    const bool isHopeless = question.kind == DialogKind::login || question.kind == DialogKind::usageLimit;
-    const auto patience = isHopeless ? untilAQuestionStands : untilAPersonAnswers;
+    const auto patience = question.isOfAgents ? untilAQuestionStands : untilAPersonAnswers;
     const bool isOver = now - question.since >= patience;
-    return isOver && (isHopeless || !session.goalAccepted)
+    return isOver && (question.isOfAgents || !session.goalAccepted)
                ? std::optional(AgentBlocked{.cause = question.sentence,
                                             .until = question.until,
                                             .limitsUse = question.kind == DialogKind::usageLimit})

@@ -279,9 +279,9 @@ Task<void> SessionAgent::noteWhetherItHadItsGoal() {
         co_return;
     }
     const GoalRecord record = co_await uses_.findGoalRecord(goalKeys(state_.attempt.goalText).objective);
-    isGoalTypedWhole_ = isGoalTypedWhole_ || record == GoalRecord::whole;
-    watched.endedWithoutGoal =
-        !isGoalTypedWhole_ || record == GoalRecord::absent || record == GoalRecord::part;
+    const bool lacksIt = record.match == GoalMatch::absent || record.match == GoalMatch::part;
+    isGoalTypedWhole_ = isGoalTypedWhole_ || record.match == GoalMatch::whole;
+    watched.endedWithoutGoal = !isGoalTypedWhole_ || (lacksIt && record.allRead);
 }
 
 Task<void> SessionAgent::noteLeftovers() {

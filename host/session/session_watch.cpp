@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/screen/agent_activity.hpp"
+#include "host/session/goal_delivery.hpp"
 #include "host/text/clock_time.hpp"
 
 namespace quernlight::host {
@@ -109,9 +111,11 @@ Task<void> SessionWatch::lookAround() {
 
 /// A question that the agent's screen still shows at the second look is one that stands.
 Task<void> SessionWatch::lookForQuestion() {
-    std::optional<StandingQuestion> seen =
-        questionOn(*agent_.screen().picture(), uses_.clock.now(), state_.watched.goalAccepted,
-                   uses_.settings.agentAnswerDialogs);
+    const auto picture = agent_.screen().picture();
+    const QuestionContext context{.hasGoal = state_.watched.goalAccepted,
+                                  .goalStatus = co_await goalStatus(*picture),
+                                  .answersDialogs = uses_.settings.agentAnswerDialogs};
+    std::optional<StandingQuestion> seen = questionOn(*picture, uses_.clock.now(), context);
     if (state_.watched.activity.exitedAt) {
         seen.reset();
     }
@@ -128,6 +132,18 @@ Task<void> SessionWatch::lookForQuestion() {
         isQuestionTold_ = false;
         known = std::move(seen);
     }
+}
+
+/// Asked for only while the agent rests: then it tells why.
+Task<std::optional<GoalStatus>> SessionWatch::goalStatus(const ScreenPicture& picture) {
+    const WatchedSession& watched = state_.watched;
+    if (!watched.goalAccepted || watched.activity.exitedAt ||
+        agentActivity(picture).state == AgentState::working) {
+        co_return std::nullopt;
+    }
+    const GoalRecord record =
+        co_await uses_.outside.findGoalRecord(goalKeys(state_.attempt.goalText).objective);
+    co_return record.status;
 }
 
 Task<void> SessionWatch::noteConversation() {

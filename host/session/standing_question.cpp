@@ -32,30 +32,57 @@ Dialog unknownDialog() {
 }
 
 StandingQuestion limitReached(const std::string& words, Instant now) {
-    StandingQuestion limit{
-        .kind = DialogKind::usageLimit, .since = now, .until = instantOfUsageLimit(words, now)};
+    StandingQuestion limit{.kind = DialogKind::usageLimit,
+                           .isOfAgents = true,
+                           .since = now,
+                           .until = instantOfUsageLimit(words, now)};
     limit.sentence = "The agent's use is limited" +
                      (limit.until ? " until " + clockTime(*limit.until) : std::string()) + ".";
     return limit;
 }
 
+/// Why the agent, which has its goal, has given up for now, though no question stands on its screen.
+std::optional<StandingQuestion> stoppedOn(const ScreenPicture& picture, Instant now,
+                                          std::optional<GoalStatus> status) {
+    if (status == GoalStatus::usageLimited) {
+        return limitReached("", now);
+    }
+    const auto notice = lastNotice(picture);
+    if (!notice || status != GoalStatus::blocked) {
+        return std::nullopt;
+    }
+    return StandingQuestion{
+        .sentence = "The agent has stopped: " +
+                    withoutControls(std::string(firstCharacters(*notice, longestQuestion))),
+        .isOfAgents = true,
+        .since = now};
+}
+
 }  // namespace
 
-std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now, bool hasGoal,
-                                           bool answersDialogs) {
+std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now,
+                                           const QuestionContext& context) {
     const AgentActivity activity = agentActivity(picture);
-    const auto limit = hasGoal ? usageLimitUntil(picture) : std::nullopt;
-    if (limit && activity.state != AgentState::working) {
+    const bool hasGoalAndRests = context.hasGoal && activity.state != AgentState::working;
+    const auto limit = hasGoalAndRests ? usageLimitUntil(picture) : std::nullopt;
+    if (limit) {
         return limitReached(*limit, now);
+    }
+    if (hasGoalAndRests && activity.state != AgentState::dialog) {
+        return stoppedOn(picture, now, context.goalStatus);
     }
     if (activity.state != AgentState::dialog) {
         return std::nullopt;
     }
     const Dialog dialog = activity.dialog.value_or(unknownDialog());
-    if (!hasGoal && answersDialogs && dialogAnswer(dialog)) {
+    if (!context.hasGoal && context.answersDialogs && dialogAnswer(dialog)) {
         return std::nullopt;
     }
-    return StandingQuestion{.kind = dialog.kind, .sentence = sentenceOn(dialog), .since = now};
+    return StandingQuestion{
+        .kind = dialog.kind,
+        .sentence = sentenceOn(dialog),
+        .isOfAgents = dialog.kind == DialogKind::login || dialog.kind == DialogKind::usageLimit,
+        .since = now};
 }
 
 bool isSameQuestion(const StandingQuestion& left, const StandingQuestion& right) {

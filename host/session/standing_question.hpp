@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "host/agent/goal_records.hpp"
 #include "host/screen/dialog.hpp"
 #include "host/screen/screen_picture.hpp"
 #include "quernlight/platform/instant.hpp"
@@ -12,18 +13,25 @@ namespace quernlight::host {
 /// Something on the agent's screen that it does not get past by itself.
 struct StandingQuestion {
     DialogKind kind = DialogKind::unknown;
-    std::string sentence{};          ///< what it is, for people
-    Instant since{};                 ///< when it was seen first
+    std::string sentence{};   ///< what it is, for people
+    bool isOfAgents = false;  ///< no answer in the terminal mends it: it would stop the next agent, too
+    Instant since{};          ///< when it was seen first
     std::optional<Instant> until{};  ///< of a limit of use: when it ends, if that is known
 
     bool operator==(const StandingQuestion&) const = default;
 };
 
-/// What stands in the agent's way, if anything. `hasGoal`: whether it works on its goal, since a limit that
-/// an earlier run has met is still told on the screen of a conversation that goes on. `answersDialogs`: its
-/// questions about goals are answered by whoever types the goal.
-std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now, bool hasGoal,
-                                           bool answersDialogs);
+/// What is known of the session beside the screen.
+struct QuestionContext {
+    bool hasGoal = false;                    ///< it has taken its goal
+    std::optional<GoalStatus> goalStatus{};  ///< then, as it has recorded it
+    bool answersDialogs = true;              ///< whoever types the goal answers the questions about goals
+};
+
+/// What stands in the agent's way, if anything. What stopped an earlier run is still told on the screen of a
+/// conversation that goes on, so it counts only once the agent has its goal.
+std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant now,
+                                           const QuestionContext& context);
 
 /// Whether both are one question that stands: numbers in it, such as a time that is counted, tell nothing.
 bool isSameQuestion(const StandingQuestion& left, const StandingQuestion& right);

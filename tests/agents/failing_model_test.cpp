@@ -74,7 +74,7 @@ TEST_P(FailingModelTest, AUsageLimitPausesStartsUntilItEnds) {
     ASSERT_NO_FATAL_FAILURE(startWith({{"do", "refuse"},
                                        {"status", 429},
                                        {"until", std::chrono::seconds(end.time_since_epoch()).count()}}));
-    EXPECT_TRUE(says("then it is tried again: The agent's use is limited until ")) << seen();
+    EXPECT_TRUE(says("unpause): The agent's use is limited until ")) << seen();
     EXPECT_TRUE(comes([&] { return attempts().size() == 2; })) << seen();
     EXPECT_GE(attempts().back().startedAt, end);
     expectNoFailure();

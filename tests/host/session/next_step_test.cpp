@@ -237,13 +237,17 @@ TEST_F(NextStepTest, AnAgentThatCannotTakeAnyGoalBlocksMoreThanThisBug) {
 TEST_F(NextStepTest, AQuestionBlocksAgentsAtOnceOrAfterTwoMinutesByItsKind) {
     struct Row {
         DialogKind kind;
+        bool isOfAgents;
         bool hasGoal;
         int blocksAfter;  // seconds; 0: never
     };
-    for (const Row& row : {Row{DialogKind::login, false, 3}, Row{DialogKind::login, true, 3},
-                           Row{DialogKind::usageLimit, true, 3}, Row{DialogKind::trust, false, 120},
-                           Row{DialogKind::unknown, false, 120}, Row{DialogKind::approval, true, 0}}) {
-        session.question = StandingQuestion{.kind = row.kind, .sentence = "It asks.", .since = at(0)};
+    for (const Row& row :
+         {Row{DialogKind::login, true, false, 3}, Row{DialogKind::login, true, true, 3},
+          Row{DialogKind::usageLimit, true, true, 3}, Row{DialogKind::trust, false, false, 120},
+          Row{DialogKind::unknown, false, false, 120}, Row{DialogKind::unknown, true, true, 3},
+          Row{DialogKind::approval, false, true, 0}}) {
+        session.question = StandingQuestion{
+            .kind = row.kind, .sentence = "It asks.", .isOfAgents = row.isOfAgents, .since = at(0)};
         session.goalAccepted = row.hasGoal;
         session.activity.lastOutputAt = at(200);
         const int last = row.blocksAfter > 0 ? row.blocksAfter : 200;

@@ -21,7 +21,7 @@ ScreenPicture drawn(const std::string& text) {
 
 std::optional<StandingQuestion> questionIn(const std::string& text, bool hasGoal = false,
                                            bool answersDialogs = true) {
-    return questionOn(drawn(text), now, hasGoal, answersDialogs);
+    return questionOn(drawn(text), now, {.hasGoal = hasGoal, .answersDialogs = answersDialogs});
 }
 
 constexpr auto replaceGoal = "  Replace goal?\r\n\r\n\u203A 1. Replace current goal\r\n  2. Cancel";
@@ -70,6 +70,42 @@ TEST(StandingQuestionTest, ATimeThatIsCountedMakesNoOtherQuestion) {
 TEST(StandingQuestionTest, ALimitThatAnEarlierRunHasMetIsNone) {
     EXPECT_FALSE(questionIn(limit, false));
 }
+
+struct Rest {
+    const char* name;
+    const char* screen;  // above an empty composer
+    bool hasGoal;
+    std::optional<GoalStatus> status;
+    const char* sentence;  // empty: nothing stands in the way
+};
+
+void PrintTo(const Rest& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class AgentAtRestTest : public testing::TestWithParam<Rest> {};
+
+TEST_P(AgentAtRestTest, HasStoppedWhereItsRecordsAndItsLastNoticeSaySo) {
+    const Rest& row = GetParam();
+    const auto question = questionOn(drawn(std::string(row.screen) + "\r\n\r\n\x1b[?25h\u203A "), now,
+                                     {.hasGoal = row.hasGoal, .goalStatus = row.status});
+    EXPECT_EQ(question ? question->sentence : "", row.sentence);
+    EXPECT_EQ(question && question->isOfAgents, question.has_value());
+}
+
+constexpr auto refusal = "\u25A0 unexpected status 401 Unauthorized";
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, AgentAtRestTest,
+    testing::Values(Rest{"blocked, with a notice", refusal, true, GoalStatus::blocked,
+                         "The agent has stopped: unexpected status 401 Unauthorized"},
+                    Rest{"before it has its goal", refusal, false, GoalStatus::blocked, ""},
+                    Rest{"a notice while the goal is active", refusal, true, GoalStatus::active, ""},
+                    Rest{"a notice and no record", refusal, true, std::nullopt, ""},
+                    Rest{"blocked, as its model has decided", "I cannot go on.", true, GoalStatus::blocked,
+                         ""},
+                    Rest{"a limit that the screen does not tell", "Hm.", true, GoalStatus::usageLimited,
+                         "The agent's use is limited."}));
 
 }  // namespace
 }  // namespace quernlight::host
