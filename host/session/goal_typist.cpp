@@ -37,7 +37,8 @@ class GoalTypist {
         }
         seen.screen = co_await look();
         DeliveryStep step = delivery_.next(seen, typing_.clock.steadyNow());
-        Task<void> doing = std::visit([this](auto known) { return take(std::move(known)); }, std::move(step));
+        Task<void> doing =
+            std::visit([this](auto known) { return this->take(std::move(known)); }, std::move(step));
         co_await std::move(doing);
     }
 
