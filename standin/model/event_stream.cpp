@@ -28,12 +28,14 @@ std::int64_t secondsOf(Instant moment) {
 json::object errorOf(const Step& step, Instant now) {
     const auto seconds = secondsOf(now);
     const auto left = step.until ? secondsOf(*step.until) - seconds : step.resetsInSeconds;
-    if (left > 0) {
-        return {{"type", "usage_limit_reached"},
-                {"message", "The usage limit has been reached"},
-                {"plan_type", "plus"},
-                {"resets_at", seconds + left},
-                {"resets_in_seconds", left}};
+    if (left > 0 || step.isUsageLimit) {
+        json::object limit{{"type", "usage_limit_reached"}, {"message", "The usage limit has been reached"}};
+        if (left > 0) {
+            limit["plan_type"] = "plus";
+            limit["resets_at"] = seconds + left;
+            limit["resets_in_seconds"] = left;
+        }
+        return limit;
     }
     const bool key = step.status == 401;
     const std::string message = key ? "Incorrect API key provided" : "The model refuses to answer";

@@ -28,8 +28,8 @@ constexpr const char* footer =
   {"do": "say", "text": "..."}
   {"do": "complete"}
   {"do": "wait", "seconds": 60, "times": 1}
-  {"do": "refuse", "status": 429, "resets_in_seconds": 60, "until": 1782000000, "retry_after": 20,
-   "text": "...", "times": 1}
+  {"do": "refuse", "status": 429, "resets_in_seconds": 60, "until": 1782000000, "limit": "usage",
+   "retry_after": 20, "text": "...", "times": 1}
 In texts {bug_id}, {session_id}, {queue_item_id}, {branch} and {worktree} stand for what the goal says.)";
 
 struct Options {

@@ -35,6 +35,12 @@ void readRefusal(Step& step, const ObjectReader& reader) {
     if (const auto until = reader.optionalInteger("until", 1, latest)) {
         step.until = Instant(std::chrono::seconds(*until));
     }
+    if (const auto limit = reader.optionalText("limit")) {
+        if (*limit != "usage") {
+            throw InvalidInput(R"(A refusal's "limit" must be usage.)");
+        }
+        step.isUsageLimit = true;
+    }
     step.retryAfter = reader.optionalInteger("retry_after", 1, longest).value_or(0);
     step.text = reader.optionalText("text").value_or("");
 }
@@ -42,7 +48,7 @@ void readRefusal(Step& step, const ObjectReader& reader) {
 Step stepFrom(const json::value& value) {
     const ObjectReader reader(value, "A step");
     reader.refuseOthersThan({"do", "command", "tool", "arguments", "text", "seconds", "status",
-                             "resets_in_seconds", "until", "retry_after", "times"});
+                             "resets_in_seconds", "until", "limit", "retry_after", "times"});
     const std::string kind = reader.text("do");
     Step step{.times = reader.optionalInteger("times", 1, longest).value_or(1)};
     if (kind == "shell") {

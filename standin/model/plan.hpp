@@ -24,6 +24,7 @@ namespace quernlight::standin::model {
 ///     {"do": "wait", "seconds": 60}                        sends nothing for so long, then does the next
 ///     step
 ///     {"do": "refuse", "status": 429, "resets_in_seconds": 60}  a usage limit that ends then
+///     {"do": "refuse", "status": 429, "limit": "usage"}    the same, without a time
 ///     {"do": "refuse", "status": 429, "until": 1782000000} the same, for as long as it is earlier than that
 ///     {"do": "refuse", "status": 429, "retry_after": 20}   any other error; 401 is a wrong key
 ///
@@ -38,6 +39,7 @@ struct Step {
     std::chrono::seconds length{0};
     unsigned status = 0;
     std::int64_t resetsInSeconds = 0;  ///< 0: no usage limit
+    bool isUsageLimit = false;         ///< without a time
     std::optional<Instant> until{};    ///< a usage limit that holds until then, for everybody
     std::int64_t retryAfter = 0;       ///< 0: not said
     std::int64_t times = 1;

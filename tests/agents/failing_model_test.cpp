@@ -80,6 +80,13 @@ TEST_P(FailingModelTest, AUsageLimitPausesStartsUntilItEnds) {
     expectNoFailure();
 }
 
+TEST_P(FailingModelTest, AUsageLimitWithoutATimePausesStarts) {
+    ASSERT_NO_FATAL_FAILURE(startWith({{"do", "refuse"}, {"status", 429}, {"limit", "usage"}}));
+    EXPECT_TRUE(says("then it is tried again: The agent's use is limited.")) << seen();
+    EXPECT_TRUE(comes([&] { return history(bug()).ends_with("resumable"); })) << seen();
+    expectNoFailure();
+}
+
 TEST_P(FailingModelTest, ASilentModelIsWaitedFor) {
     ASSERT_NO_FATAL_FAILURE(startWith({{"do", "wait"}, {"seconds", 3600}}));
     EXPECT_TRUE(comes([&] {

@@ -12,6 +12,7 @@ using test::GoalNames;
 using test::ModelRequest;
 using test::objectiveFor;
 using testing::HasSubstr;
+using testing::Not;
 using namespace std::chrono_literals;
 
 /// One conversation with the model, as an agent has it: every call comes back before the next request.
@@ -101,6 +102,13 @@ TEST_F(StandinModelPlayerTest, AUsageLimitHoldsUntilItsTime) {
     EXPECT_EQ(next(), "refuse 429");
     now += 1s;
     EXPECT_EQ(next(), "say");
+}
+
+TEST_F(StandinModelPlayerTest, AUsageLimitMayNameNoTime) {
+    plan(R"([{"do": "refuse", "status": 429, "limit": "usage"}])");
+    next();
+    EXPECT_THAT(turn.response.body, HasSubstr(R"("type":"usage_limit_reached")"));
+    EXPECT_THAT(turn.response.body, Not(HasSubstr("resets")));
 }
 
 TEST_F(StandinModelPlayerTest, ARefusalMayNameTheTimeToAskAgain) {
