@@ -8,12 +8,19 @@
 
 namespace quernlight::host {
 
+/// How long starts pause: after a first failure, and at most.
+struct PauseLengths {
+    std::chrono::seconds first{5};
+    std::chrono::seconds longest{300};
+};
+
 /// Why a bug could not be started that has nothing to do with the bug: it would meet the next one as well.
 struct OutsideFailure {
     std::optional<std::string> repository{};      ///< only its bugs are met; absent: all are
     std::string cause{};                          ///< one line, with the next step where there is one
     std::optional<std::chrono::seconds> lasts{};  ///< if that is known
-    bool limitsUse = false;                       ///< of the agent, which starts and takes goals nevertheless
+    bool stopsWork = false;                       ///< of agents that start and take their goals nevertheless
+    PauseLengths pauses{};                        ///< where it is not known how long it lasts
 };
 
 /// What is known of the git commands that were to prepare a worktree.

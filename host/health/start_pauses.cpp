@@ -6,7 +6,7 @@ namespace quernlight::host {
 namespace {
 
 bool isOfAll(const std::string& scope) {
-    return scope == StartPauses::everything || scope == StartPauses::agentsUse;
+    return scope == StartPauses::everything || scope == StartPauses::agentsWork;
 }
 
 std::string describe(const std::string& scope, const std::string& cause, std::chrono::seconds length) {
@@ -23,16 +23,16 @@ std::string describeTry(const EndedPause& pause) {
 }  // namespace
 
 void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
-    const std::string scope = failure.limitsUse ? agentsUse : failure.repository.value_or(everything);
+    const std::string scope = failure.stopsWork ? agentsWork : failure.repository.value_or(everything);
     Pause& pause = pauses_[scope];
     if (now < pause.end && now + failure.lasts.value_or(std::chrono::seconds(0)) <= pause.end) {
         return;
     }
     if (!failure.lasts) {
-        pause.length = failure.limitsUse ? std::clamp(pause.length * 2, longest, longestOfUse)
-                                         : std::clamp(pause.length * 2, shortest, longest);
+        pause.length = std::clamp(pause.length * 2, failure.pauses.first, failure.pauses.longest);
     }
-    const std::chrono::seconds length = failure.lasts ? std::max(*failure.lasts, shortest) : pause.length;
+    const std::chrono::seconds length =
+        failure.lasts ? std::max(*failure.lasts, failure.pauses.first) : pause.length;
     pause.end = now + length;
     pause.cause = failure.cause;
     listener_(scope, describe(scope, pause.cause, length));
@@ -44,9 +44,9 @@ void StartPauses::agentStarted() {
 }
 
 void StartPauses::agentWorked(TimePoint since) {
-    const auto pause = pauses_.find(agentsUse);
+    const auto pause = pauses_.find(agentsWork);
     if (pause != pauses_.end() && since >= pause->second.end) {
-        end(agentsUse);
+        end(agentsWork);
     }
 }
 
@@ -88,7 +88,7 @@ void StartPauses::endUnused(const std::set<std::string>& repositories) {
 /// Of the pauses that hold for the repository the one that ends last.
 std::optional<StartPause> StartPauses::pauseOf(const std::string& repository, TimePoint now) const {
     const Pause* last = nullptr;
-    for (const std::string& scope : {everything, agentsUse, repository}) {
+    for (const std::string& scope : {everything, agentsWork, repository}) {
         const auto pause = pauses_.find(scope);
         const bool holds = pause != pauses_.end() && now < pause->second.end;
         if (holds && (!last || pause->second.end > last->end)) {
@@ -102,7 +102,7 @@ std::optional<StartPause> StartPauses::pauseOf(const std::string& repository, Ti
 }
 
 std::optional<std::string> StartPauses::trouble(const std::string& repository) const {
-    for (const std::string& scope : {everything, agentsUse, repository}) {
+    for (const std::string& scope : {everything, agentsWork, repository}) {
         const auto pause = pauses_.find(scope);
         if (pause != pauses_.end()) {
             return pause->second.cause;

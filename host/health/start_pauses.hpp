@@ -31,24 +31,19 @@ struct EndedPause {
 };
 
 /// Which bugs are not started for a while because one that was could not be, for a cause outside of it. The
-/// first pause is 5 seconds, or as long as the cause lasts where that is known; each further failure doubles
-/// it, up to 5 minutes, until a start succeeds. While the agent's use is limited nobody knows until when, it
-/// is 5 to 30 minutes. Pure but for its listener, which is told of each pause and of its end. Used on one
-/// executor.
+/// first pause is as long as the cause lasts where that is known; else each further failure doubles it,
+/// within the lengths that fit the cause, until a start succeeds. Pure but for its listener, which is told of
+/// each pause and of its end. Used on one executor.
 class StartPauses {
   public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `scope`: the repository whose bugs are held back, or `everything`, or `agentsUse`. An empty sentence
+    /// `scope`: the repository whose bugs are held back, or `everything`, or `agentsWork`. An empty sentence
     /// says that it is over.
     using Listener = std::function<void(const std::string& scope, const std::string& sentence)>;
 
     static inline const std::string everything{};
-    static inline const std::string agentsUse{"the agent's use"};
-
-    static constexpr std::chrono::seconds shortest{5};
-    static constexpr std::chrono::seconds longest{300};
-    static constexpr std::chrono::seconds longestOfUse{1800};
+    static inline const std::string agentsWork{"the agent's work"};
 
     explicit StartPauses(Listener listener) : listener_(std::move(listener)) {}
 
@@ -62,8 +57,7 @@ class StartPauses {
     /// An agent has taken its goal.
     void agentStarted();
 
-    /// An agent that has had its goal since `since` does its work: its use, if it was limited until then, is
-    /// not any more.
+    /// An agent that has had its goal since `since` does its work: what stopped that before then is over.
     void agentWorked(TimePoint since);
 
     /// The agent has not taken the goal of that bug. How many bugs that has happened to since one was taken.

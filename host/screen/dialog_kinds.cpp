@@ -49,7 +49,8 @@ struct Words {
     bool (*match)(const Lines& question, const Lines& options);
 };
 
-/// The first that matches tells the kind.
+/// The first that matches tells the kind. The goal may be repeated between title and options, in more rows
+/// than are looked at, so that options that name a goal are enough.
 constexpr std::array kinds{
     Words{DialogKind::approval, "an option allows something",
           [](const Lines&, const Lines& options) {
@@ -67,13 +68,16 @@ constexpr std::array kinds{
           }},
     Words{DialogKind::replaceGoal, "an option replaces the goal",
           [](const Lines& question, const Lines& options) {
-              return asksAboutGoal(question, {"replace"}) && anyBegins(options, {"replace"}) &&
+              const bool isOfGoal = asksAboutGoal(question, {"replace"}) ||
+                                    anyBegins(options, {"replace goal", "replace current goal"});
+              return isOfGoal && anyBegins(options, {"replace"}) &&
                      allBegin(options, {"replace", "cancel", "keep"});
           }},
     Words{DialogKind::resumeGoal, "an option resumes the goal",
           [](const Lines& question, const Lines& options) {
-              return asksAboutGoal(question, {"resume", "continue", "go on"}) &&
-                     anyBegins(options, {"resume", "continue"}) &&
+              const bool isOfGoal = asksAboutGoal(question, {"resume", "continue", "go on"}) ||
+                                    anyBegins(options, {"resume goal"});
+              return isOfGoal && anyBegins(options, {"resume", "continue"}) &&
                      allBegin(options, {"resume", "continue", "leave", "keep", "cancel"});
           }},
     Words{DialogKind::login, "an option logs in",

@@ -98,6 +98,9 @@ bool readDay(const Words& words, std::tm& time) {
     return false;
 }
 
+/// Agents name the minute in which the limit ends, which may have begun.
+constexpr std::chrono::seconds uncertainty{60};
+
 std::optional<Instant> instantOf(std::tm time) {
     time.tm_isdst = -1;
     const std::time_t seconds = std::mktime(&time);
@@ -139,6 +142,9 @@ std::optional<Instant> instantOfUsageLimit(std::string_view until, Instant now) 
     const auto instant = instantOf(time);
     if (!instant || *instant > now || hasDay) {
         return instant;
+    }
+    if (now - *instant < uncertainty) {
+        return now + uncertainty;
     }
     ++time.tm_mday;  // that time of day has passed
     return instantOf(time);

@@ -14,7 +14,8 @@ namespace quernlight::host {
 std::optional<std::string> usageLimitUntil(const ScreenPicture& picture);
 
 /// That time, in the time zone of this process: the next such time of day, on the day that is named with it,
-/// or after so long ("in 2 days 3 hours"). Nothing when it says no time that is known.
+/// or after so long ("in 2 days 3 hours"); a minute from now where that minute has just begun. Nothing when
+/// it says no time that is known.
 std::optional<Instant> instantOfUsageLimit(std::string_view until, Instant now);
 
 }  // namespace quernlight::host

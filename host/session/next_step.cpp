@@ -152,6 +152,7 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
     return isOver && (question.isOfAgents || !session.goalAccepted)
                ? std::optional(AgentBlocked{.cause = question.sentence,
                                             .until = question.until,
+                                            .stopsWork = session.goalAccepted,
                                             .limitsUse = question.kind == DialogKind::usageLimit})
                : std::nullopt;
 }

@@ -77,7 +77,8 @@ struct AgentNotFound {
 struct AgentBlocked {
     std::string cause{};
     std::optional<Instant> until{};
-    bool limitsUse = false;   ///< what it may use of its model, though it runs
+    bool stopsWork = false;  ///< it has taken its goal, as the next one would
+    bool limitsUse = false;
     bool endedEarly = false;  ///< it has exited before its goal was typed
 };
 

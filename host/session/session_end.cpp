@@ -9,6 +9,19 @@
 
 namespace quernlight::host {
 
+namespace {
+
+/// A model that does not answer may do so soon; a limit of use takes its time.
+PauseLengths pausesAfter(const AgentBlocked& end) {
+    using std::chrono::seconds;
+    if (end.limitsUse) {
+        return {.first = seconds(300), .longest = seconds(1800)};
+    }
+    return end.stopsWork ? PauseLengths{.first = seconds(20), .longest = seconds(300)} : PauseLengths{};
+}
+
+}  // namespace
+
 Task<void> SessionEnd::finish(NextStep step) {
     Task<void> ending = std::visit([this](auto known) { return end(std::move(known)); }, std::move(step));
     co_await std::move(ending);
@@ -141,7 +154,8 @@ Task<void> SessionEnd::end(AgentBlocked end) {
         metadata = conversationMetadata(*state_.watched.resumes);
     }
     co_await log_.tell(EventKind::agentBlocked, end.cause, std::move(metadata));
-    OutsideFailure failure{.cause = std::move(end.cause), .limitsUse = end.limitsUse};
+    OutsideFailure failure{
+        .cause = std::move(end.cause), .stopsWork = end.stopsWork, .pauses = pausesAfter(end)};
     if (end.until) {
         failure.lasts = std::chrono::ceil<std::chrono::seconds>(*end.until - uses_.clock.now());
     }

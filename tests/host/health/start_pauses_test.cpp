@@ -21,7 +21,10 @@ class StartPausesTest : public testing::Test {
         pauses.failed({.repository = std::move(repository), .cause = "The remote is away."}, at(second));
     }
     void limitIsReachedAt(int second) {
-        pauses.failed({.cause = "The agent's use is limited.", .limitsUse = true}, at(second));
+        pauses.failed({.cause = "The agent's use is limited.",
+                       .stopsWork = true,
+                       .pauses = {.first = seconds(300), .longest = seconds(1800)}},
+                      at(second));
     }
     /// The first second, from `begin`, at which a bug of the repository may be started.
     int resumesAt(int begin, const std::string& repository) {
@@ -95,7 +98,7 @@ TEST_F(StartPausesTest, ACauseThatIsKnownToLastPausesAsLongAndGrowsNothing) {
 }
 
 TEST_F(StartPausesTest, NoGoalThatIsTakenEndsAPauseForALimitOfUse) {
-    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(600), .limitsUse = true}, at(0));
+    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(600), .stopsWork = true}, at(0));
     pauses.agentStarted();
     EXPECT_EQ(resumesAt(0, "/shop"), 600);
     EXPECT_EQ(alerts.size(), 1U);

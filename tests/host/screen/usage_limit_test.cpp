@@ -47,7 +47,9 @@ INSTANTIATE_TEST_SUITE_P(
     Rows, StatedTimeTest,
     testing::Values(
         Stated{"LaterToday", "at 10:43 AM", at(22, 10, 43)},
-        Stated{"InTheAfternoon", "at 3:05 PM", at(22, 15, 5)}, Stated{"AtNoon", "at 12:00 pm", at(22, 12, 0)},
+        Stated{"InTheAfternoon", "at 3:05 PM", at(22, 15, 5)},
+        Stated{"WithinThisMinute", "at 9:30 AM", at(22, 9, 31)},
+        Stated{"AMinuteAgo", "at 9:29 AM", at(23, 9, 29)}, Stated{"AtNoon", "at 12:00 pm", at(22, 12, 0)},
         Stated{"AtMidnight", "at 12:00 AM", at(23, 0, 0)}, Stated{"Tomorrow", "at 9:00 AM", at(23, 9, 0)},
         Stated{"OfAClockOfTwentyFourHours", "at 15:05", at(22, 15, 5)},
         Stated{"OnADay", "at Nov 25th, 2026 3:14 PM", at(25, 15, 14)},
