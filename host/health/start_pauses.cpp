@@ -32,7 +32,7 @@ void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
         pause.length = std::clamp(pause.length * 2, failure.pauses.first, failure.pauses.longest);
     }
     const std::chrono::seconds length =
-        failure.lasts ? std::max(*failure.lasts, failure.pauses.first) : pause.length;
+        failure.lasts ? std::max(*failure.lasts, PauseLengths{}.first) : pause.length;
     pause.end = now + length;
     pause.cause = failure.cause;
     listener_(scope, describe(scope, pause.cause, length));

@@ -20,8 +20,9 @@ class StartPausesTest : public testing::Test {
     void failsAt(int second, std::optional<std::string> repository) {
         pauses.failed({.repository = std::move(repository), .cause = "The remote is away."}, at(second));
     }
-    void limitIsReachedAt(int second) {
+    void limitIsReachedAt(int second, std::optional<seconds> lasts = {}) {
         pauses.failed({.cause = "The agent's use is limited.",
+                       .lasts = lasts,
                        .stopsWork = true,
                        .pauses = {.first = seconds(300), .longest = seconds(1800)}},
                       at(second));
@@ -98,9 +99,9 @@ TEST_F(StartPausesTest, ACauseThatIsKnownToLastPausesAsLongAndGrowsNothing) {
 }
 
 TEST_F(StartPausesTest, NoGoalThatIsTakenEndsAPauseForALimitOfUse) {
-    pauses.failed({.cause = "The agent's use is limited.", .lasts = seconds(600), .stopsWork = true}, at(0));
+    limitIsReachedAt(0, seconds(60));
     pauses.agentStarted();
-    EXPECT_EQ(resumesAt(0, "/shop"), 600);
+    EXPECT_EQ(resumesAt(0, "/shop"), 60);
     EXPECT_EQ(alerts.size(), 1U);
 }
 
