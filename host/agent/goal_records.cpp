@@ -14,6 +14,10 @@ namespace quernlight::host {
 namespace fs = std::filesystem;
 namespace {
 
+/// In the order of the enumeration.
+constexpr std::array<std::string_view, 6> texts{"active",        "paused",         "blocked",
+                                                "usage_limited", "budget_limited", "complete"};
+
 constexpr auto tableQuery = "SELECT 1 FROM sqlite_master WHERE type = 'table' AND name = 'thread_goals'";
 
 /// Of a goal the session's own id is part, so that no other text of an agent's can be a piece of it but one
@@ -72,9 +76,11 @@ GoalRecord bestOf(const GoalRecord& left, const GoalRecord& right) {
 
 }  // namespace
 
+std::string_view nameOf(GoalStatus status) {
+    return texts.at(static_cast<std::size_t>(status));
+}
+
 std::optional<GoalStatus> parseGoalStatus(std::string_view recorded) {
-    constexpr std::array<std::string_view, 6> texts{"active",        "paused",         "blocked",
-                                                    "usage_limited", "budget_limited", "complete"};
     const auto* found = std::ranges::find(texts, recorded);
     return found == texts.end() ? std::nullopt
                                 : std::optional(static_cast<GoalStatus>(found - texts.begin()));

@@ -21,11 +21,14 @@ enum class GoalMatch : std::uint8_t {
 enum class GoalStatus : std::uint8_t {
     active,
     paused,
-    blocked,        ///< the model does not answer: no network, or not logged in
+    blocked,        ///< the model does not answer (no network, not logged in), or says that it cannot go on
     usageLimited,   ///< by the provider
     budgetLimited,  ///< by the goal's own budget
     complete,
 };
+
+/// As agents record it: "usage_limited".
+std::string_view nameOf(GoalStatus status);
 
 /// Nothing for a text that no agent known here writes.
 std::optional<GoalStatus> parseGoalStatus(std::string_view recorded);

@@ -57,7 +57,7 @@ class StartPauses {
     /// An agent has taken its goal.
     void agentStarted();
 
-    /// An agent that has had its goal since `since` does its work: what stopped that before then is over.
+    /// An agent that was started at `since` does its work: what stopped that before then is over.
     void agentWorked(TimePoint since);
 
     /// The agent has not taken the goal of that bug. How many bugs that has happened to since one was taken.

@@ -127,6 +127,11 @@ std::vector<std::string> explainActivity(const ScreenPicture& picture) {
     return lines;
 }
 
+std::optional<std::string> reconnection(const ScreenPicture& picture) {
+    const Finding hint = findInterruptHint(picture);
+    return hint && holdsAnyOf(*hint, {"reconnecting", "waiting for network"}) ? hint : std::nullopt;
+}
+
 std::optional<std::string> lastNotice(const ScreenPicture& picture) {
     int row = endOfHistory(picture) - 1;
     const auto lineAt = [&](int at) {

@@ -37,6 +37,10 @@ AgentActivity agentActivity(const ScreenPicture& picture);
 /// What each rule says of the screen, in their order: "composer: row 8, empty" or "composer: no".
 std::vector<std::string> explainActivity(const ScreenPicture& picture);
 
+/// The line in which an agent that works says that it tries to reach its model again. Nothing when it does
+/// not.
+std::optional<std::string> reconnection(const ScreenPicture& picture);
+
 /// The last notice above the composer or at the screen's end, without its mark "■": what went wrong, as the
 /// agent tells it, on one line. Nothing when something else came after it.
 std::optional<std::string> lastNotice(const ScreenPicture& picture);

@@ -20,6 +20,8 @@ namespace {
 constexpr std::chrono::milliseconds turnInterval{100};
 constexpr std::chrono::milliseconds leftoverInterval{100};
 constexpr int leftoverLooks = 15;
+constexpr std::chrono::milliseconds recordInterval{100};
+constexpr int recordLooks = 20;                  // at records that an agent which ends may keep busy
 constexpr std::chrono::minutes untilItWorks{2};  // a limit of its use shows within moments of the goal
 
 std::string pidsOf(const std::vector<ProcessEntry>& processes) {
@@ -81,6 +83,7 @@ Task<std::optional<OutsideFailure>> SessionAgent::start(TaskSet& tasks) {
 
 Task<void> SessionAgent::recordStart(StartSessionResponse started) {
     state_.attempt.pid = started.pid;
+    begunAt_ = uses_.clock.steadyNow();
     shownScreen_ = uses_.screens.enter(state_.item.bugID, [this] { return liveAgent(); });
     co_await uses_.manager.markRunning(state_.item.id, state_.sessionID);
     co_await uses_.store.attempts.markRunning(state_.attempt.id, started.pid);
@@ -223,9 +226,7 @@ void SessionAgent::look() {
 }
 
 void SessionAgent::noteWork() {
-    if (hasGoalSince_) {
-        uses_.startPauses.agentWorked(*hasGoalSince_);
-    }
+    uses_.startPauses.agentWorked(begunAt_);
 }
 
 Task<void> SessionAgent::stop() {
@@ -278,7 +279,12 @@ Task<void> SessionAgent::noteWhetherItHadItsGoal() {
     if (!watched.goalTyped || watched.goalAccepted || watched.goalRefused) {
         co_return;
     }
-    const GoalRecord record = co_await uses_.findGoalRecord(goalKeys(state_.attempt.goalText).objective);
+    const std::string objective = goalKeys(state_.attempt.goalText).objective;
+    GoalRecord record = co_await uses_.findGoalRecord(objective);
+    for (int look = 0; look < recordLooks && !record.allRead && record.match != GoalMatch::whole; ++look) {
+        co_await uses_.clock.sleepFor(recordInterval);
+        record = co_await uses_.findGoalRecord(objective);
+    }
     const bool lacksIt = record.match == GoalMatch::absent || record.match == GoalMatch::part;
     isGoalTypedWhole_ = isGoalTypedWhole_ || record.match == GoalMatch::whole;
     watched.endedWithoutGoal = !isGoalTypedWhole_ || (lacksIt && record.allRead);

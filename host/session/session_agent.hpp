@@ -114,6 +114,7 @@ class SessionAgent {
     TaskSet* tasks_ = nullptr;    // from the start on
     bool isGoalWanted_ = true;
     bool isGoalTypedWhole_ = false;
+    Clock::TimePoint begunAt_{};
     std::optional<Clock::TimePoint> hasGoalSince_{};
 };
 

@@ -109,11 +109,13 @@ Task<void> SessionWatch::lookAround() {
     }
 }
 
-/// A question that the agent's screen still shows at the second look is one that stands.
+/// A question that the agent's screen still shows at the second look is one that stands. What stops every
+/// agent at its work pauses starts in a moment, which tells of it once and not with each attempt.
 Task<void> SessionWatch::lookForQuestion() {
     const auto picture = agent_.screen().picture();
+    const std::optional<GoalStatus> status = co_await goalStatus(*picture);
     const QuestionContext context{.hasGoal = state_.watched.goalAccepted,
-                                  .goalStatus = co_await goalStatus(*picture),
+                                  .goalStatus = status,
                                   .answersDialogs = uses_.settings.agentAnswerDialogs};
     std::optional<StandingQuestion> seen = questionOn(*picture, uses_.clock.now(), context);
     if (state_.watched.activity.exitedAt) {
@@ -121,7 +123,9 @@ Task<void> SessionWatch::lookForQuestion() {
     }
     std::optional<StandingQuestion>& known = state_.watched.question;
     const bool isSame = seen && known && isSameQuestion(*seen, *known);
-    if (isSame && !isQuestionTold_) {
+    const bool isDue = isSame && seen->since - known->since >= known->patience;
+    const bool isToldByThePause = seen && seen->isOfAgents && state_.watched.goalAccepted;
+    if (isDue && !isQuestionTold_ && !isToldByThePause) {
         isQuestionTold_ = true;
         log_.show(SessionStage::needsPerson, known->sentence);
         co_await log_.tellIfPossible(EventKind::needsPerson, known->sentence);

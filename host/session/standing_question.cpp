@@ -11,6 +11,11 @@ namespace quernlight::host {
 namespace {
 
 constexpr std::size_t longestQuestion = 300;  // in characters
+constexpr std::chrono::minutes untilAReconnectionIsTold{2};
+
+std::string shortened(const std::string& words) {
+    return std::string(firstCharacters(withoutControls(words), longestQuestion));
+}
 
 std::string withoutDigits(std::string text) {
     std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
@@ -21,8 +26,7 @@ std::string sentenceOn(const Dialog& dialog) {
     if (dialog.kind == DialogKind::login) {
         return "The agent is not logged in; run it by hand once and log in.";
     }
-    const std::string question(firstCharacters(withoutControls(dialog.question), longestQuestion));
-    return "The agent asks (" + std::string(nameOf(dialog.kind)) + "): " + question;
+    return "The agent asks (" + std::string(nameOf(dialog.kind)) + "): " + shortened(dialog.question);
 }
 
 /// It waits for a person, but its screen does not say in a known way for what.
@@ -48,14 +52,27 @@ std::optional<StandingQuestion> stoppedOn(const ScreenPicture& picture, Instant 
         return limitReached("", now);
     }
     const auto notice = lastNotice(picture);
-    if (!notice || status != GoalStatus::blocked) {
-        return std::nullopt;
+    if (notice && status == GoalStatus::blocked) {
+        return StandingQuestion{
+            .sentence = "The agent has stopped: " + shortened(*notice), .isOfAgents = true, .since = now};
     }
-    return StandingQuestion{
-        .sentence = "The agent has stopped: " +
-                    withoutControls(std::string(firstCharacters(*notice, longestQuestion))),
-        .isOfAgents = true,
-        .since = now};
+    if (status == GoalStatus::blocked || status == GoalStatus::paused ||
+        status == GoalStatus::budgetLimited) {
+        return StandingQuestion{.sentence = "The agent has stopped, and calls its goal " +
+                                            std::string(nameOf(*status)) + "; look at its terminal.",
+                                .since = now};
+    }
+    return std::nullopt;
+}
+
+/// It tries again by itself for as long as it takes.
+std::optional<StandingQuestion> reconnectingOn(const ScreenPicture& picture, Instant now) {
+    const auto trial = reconnection(picture);
+    return trial ? std::optional(
+                       StandingQuestion{.sentence = "The agent cannot reach its model: " + shortened(*trial),
+                                        .since = now,
+                                        .patience = untilAReconnectionIsTold})
+                 : std::nullopt;
 }
 
 }  // namespace
@@ -72,7 +89,7 @@ std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant
         return stoppedOn(picture, now, context.goalStatus);
     }
     if (activity.state != AgentState::dialog) {
-        return std::nullopt;
+        return context.hasGoal ? reconnectingOn(picture, now) : std::nullopt;
     }
     const Dialog dialog = activity.dialog.value_or(unknownDialog());
     if (!context.hasGoal && context.answersDialogs && dialogAnswer(dialog)) {

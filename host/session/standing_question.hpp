@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 
@@ -16,7 +17,8 @@ struct StandingQuestion {
     std::string sentence{};   ///< what it is, for people
     bool isOfAgents = false;  ///< no answer in the terminal mends it: it would stop the next agent, too
     Instant since{};          ///< when it was seen first
-    std::optional<Instant> until{};  ///< of a limit of use: when it ends, if that is known
+    std::chrono::seconds patience{0};  ///< for which it may pass by itself, before a person is told
+    std::optional<Instant> until{};    ///< of a limit of use: when it ends, if that is known
 
     bool operator==(const StandingQuestion&) const = default;
 };

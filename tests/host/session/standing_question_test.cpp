@@ -71,12 +71,24 @@ TEST(StandingQuestionTest, ALimitThatAnEarlierRunHasMetIsNone) {
     EXPECT_FALSE(questionIn(limit, false));
 }
 
+TEST(StandingQuestionTest, AnAgentThatTriesToReachItsModelForMinutesIsToldOf) {
+    const auto trial =
+        questionIn("\u25E6 Reconnecting... waiting for network (32s \u2022 esc to interrupt)\r\n", true);
+    ASSERT_TRUE(trial);
+    EXPECT_THAT(trial->sentence,
+                HasSubstr("cannot reach its model: \u25E6 Reconnecting... waiting for network"));
+    EXPECT_EQ(trial->patience, std::chrono::minutes(2));
+    EXPECT_FALSE(trial->isOfAgents);
+    EXPECT_FALSE(questionIn("\u25E6 Working (32s \u2022 esc to interrupt)\r\n", true));
+}
+
 struct Rest {
     const char* name;
     const char* screen;  // above an empty composer
     bool hasGoal;
     std::optional<GoalStatus> status;
     const char* sentence;  // empty: nothing stands in the way
+    bool isOfAgents = false;
 };
 
 void PrintTo(const Rest& row, std::ostream* out) {
@@ -90,7 +102,7 @@ TEST_P(AgentAtRestTest, HasStoppedWhereItsRecordsAndItsLastNoticeSaySo) {
     const auto question = questionOn(drawn(std::string(row.screen) + "\r\n\r\n\x1b[?25h\u203A "), now,
                                      {.hasGoal = row.hasGoal, .goalStatus = row.status});
     EXPECT_EQ(question ? question->sentence : "", row.sentence);
-    EXPECT_EQ(question && question->isOfAgents, question.has_value());
+    EXPECT_EQ(question && question->isOfAgents, row.isOfAgents);
 }
 
 constexpr auto refusal = "\u25A0 unexpected status 401 Unauthorized";
@@ -98,14 +110,17 @@ constexpr auto refusal = "\u25A0 unexpected status 401 Unauthorized";
 INSTANTIATE_TEST_SUITE_P(
     Rows, AgentAtRestTest,
     testing::Values(Rest{"blocked, with a notice", refusal, true, GoalStatus::blocked,
-                         "The agent has stopped: unexpected status 401 Unauthorized"},
+                         "The agent has stopped: unexpected status 401 Unauthorized", true},
                     Rest{"before it has its goal", refusal, false, GoalStatus::blocked, ""},
                     Rest{"a notice while the goal is active", refusal, true, GoalStatus::active, ""},
                     Rest{"a notice and no record", refusal, true, std::nullopt, ""},
                     Rest{"blocked, as its model has decided", "I cannot go on.", true, GoalStatus::blocked,
-                         ""},
+                         "The agent has stopped, and calls its goal blocked; look at its terminal."},
+                    Rest{"paused", "Hm.", true, GoalStatus::paused,
+                         "The agent has stopped, and calls its goal paused; look at its terminal."},
+                    Rest{"done", "Done.", true, GoalStatus::complete, ""},
                     Rest{"a limit that the screen does not tell", "Hm.", true, GoalStatus::usageLimited,
-                         "The agent's use is limited."}));
+                         "The agent's use is limited.", true}));
 
 }  // namespace
 }  // namespace quernlight::host
