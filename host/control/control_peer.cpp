@@ -1,5 +1,7 @@
 #include "host/control/control_peer.hpp"
 
+#include <algorithm>
+
 #include <unistd.h>
 
 #include "host/process/process_tree.hpp"
@@ -8,23 +10,35 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::size_t longestLine = 64;
+constexpr std::size_t longestLine = 256;  // a person's is never so long
+constexpr int mostTries = 5;
 
-PeerProcess seen(const ProcessEntry& entry) {
-    return {.entry = entry, .mark = sessionMarkOf(entry.pid), .isStartedHere = isStartedHere(entry)};
+PeerProcess seen(pid_t pid) {
+    const ProcessEntry entry = processEntry(pid);
+    return {.entry = entry, .mark = sessionMarkOf(pid), .isStartedHere = isStartedHere(entry)};
 }
 
-std::vector<PeerProcess> lineTo(pid_t owner, pid_t peer) {
+/// Up to one more than `longestLine`.
+std::vector<PeerProcess> lineAtOnce(pid_t owner, pid_t peer, const ProcessLook& look) {
     std::vector<PeerProcess> line;
-    for (pid_t next = peer; next > 0 && line.size() < longestLine;) {
-        const ProcessEntry entry = processEntry(next);
-        if (entry.pid < 0) {
+    for (pid_t next = peer; next > 0 && line.size() <= longestLine;) {
+        PeerProcess process = look(next);
+        if (process.entry.pid < 0) {
             break;
         }
-        line.push_back(seen(entry));
-        next = entry.pid == owner ? 0 : entry.parent;
+        next = process.entry.pid == owner ? 0 : process.entry.parent;
+        line.push_back(std::move(process));
     }
     return line;
+}
+
+/// A process that still has the parent that it had, had it all the time: it gets another only when that one
+/// ends.
+bool isStillSo(const std::vector<PeerProcess>& line, const ProcessLook& look) {
+    return std::ranges::all_of(line, [&](const PeerProcess& process) {
+        const ProcessEntry now = look(process.entry.pid).entry;
+        return isSameProcess(now, process.entry) && now.parent == process.entry.parent;
+    });
 }
 
 /// Of those whose environments say so the one next to the owner: what it has started may say anything.
@@ -39,6 +53,19 @@ std::optional<std::string> markIn(const std::vector<PeerProcess>& line, const st
 }
 
 }  // namespace
+
+std::vector<PeerProcess> lineTo(pid_t owner, pid_t peer, const ProcessLook& look) {
+    for (int tries = 0; tries < mostTries; ++tries) {
+        std::vector<PeerProcess> line = lineAtOnce(owner, peer, look);
+        if (line.size() > longestLine) {
+            break;
+        }
+        if (isStillSo(line, look)) {
+            return line;
+        }
+    }
+    return {};
+}
 
 ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& owner) {
     if (line.empty()) {
@@ -57,7 +84,7 @@ ControlPeer peerOf(int connectedSocket) {
     if (!peer) {
         return {};
     }
-    return judgePeer(lineTo(getpid(), *peer), seen(processEntry(getpid())));
+    return judgePeer(lineTo(getpid(), *peer, seen), seen(getpid()));
 }
 
 }  // namespace quernlight::host

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -24,10 +25,17 @@ struct PeerProcess {
     bool isStartedHere = false;  ///< by this program, see isStartedHere
 };
 
-/// Whose the peer is. `line`: the peer, its parent, and so on, up to the first process or to `owner`; empty
-/// when the peer is gone. An agent's is what carries another session's mark than the owner itself, what
-/// descends from such a process, and what descends from an orphan that came to the owner. What cannot be seen
-/// is no person's. Pure.
+/// Shows the process of that pid as it is now; the pid of its entry is -1 when it cannot be seen.
+using ProcessLook = std::function<PeerProcess(pid_t)>;
+
+/// The peer, its parent, and so on, up to `owner`, to the first process, or to one whose parent the system
+/// does not show. Empty when the peer is gone, and when its ancestors cannot all be told: they are too many,
+/// or change whenever one looks.
+std::vector<PeerProcess> lineTo(pid_t owner, pid_t peer, const ProcessLook& look);
+
+/// Whose the peer is, by its line (see lineTo). An agent's is what carries another session's mark than the
+/// owner itself, what descends from such a process, and what descends from an orphan that came to the owner.
+/// A peer whose line is not known is no person's. Pure.
 ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& owner);
 
 /// The peer at the other end of a connected socket, of an owner that is this process.

@@ -1,5 +1,6 @@
 #include "host/control/control_peer.hpp"
 
+#include <map>
 #include <ostream>
 
 #include <gmock/gmock.h>
@@ -66,6 +67,88 @@ INSTANTIATE_TEST_SUITE_P(
                 one},
         PeerRow{
             "an agent of that owner", {process(90, other, true), process(owner, one)}, false, other, one}));
+
+/// The owner 50, its agent 60, and 100, which descends from it through so many others without a mark.
+class FakeProcesses {
+  public:
+    explicit FakeProcesses(int between) {
+        add(owner, 1);
+        add(60, owner, one);
+        for (int index = 0; index < between; ++index) {
+            add(1000 + index, index == 0 ? 60 : 999 + index);
+        }
+        add(100, between == 0 ? 60 : 999 + between);
+    }
+
+    FakeProcesses& add(pid_t pid, pid_t parent, const std::string& mark = "") {
+        processes_[pid] = {.entry = {.pid = pid, .parent = parent, .startTime = "1"}, .mark = mark};
+        return *this;
+    }
+    /// Ends when it is looked at, so that its children come to the owner.
+    FakeProcesses& ending(pid_t pid) {
+        ending_.push_back(pid);
+        return *this;
+    }
+    FakeProcesses& changing() {
+        isChanging_ = true;
+        return *this;
+    }
+
+    PeerProcess look(pid_t pid) {
+        if (std::erase(ending_, pid) != 0) {
+            end(pid);
+        }
+        PeerProcess& found = processes_[pid];
+        found.entry.startTime += isChanging_ ? "1" : "";
+        return found;
+    }
+
+  private:
+    void end(pid_t pid) {
+        processes_.erase(pid);
+        for (auto& [child, process] : processes_) {
+            process.entry.parent = process.entry.parent == pid ? owner : process.entry.parent;
+        }
+    }
+
+    std::map<pid_t, PeerProcess> processes_;
+    std::vector<pid_t> ending_;
+    bool isChanging_ = false;
+};
+
+struct LineRow {
+    const char* story;
+    FakeProcesses processes;
+    ControlPeer peer;
+};
+
+void PrintTo(const LineRow& row, std::ostream* out) {
+    *out << row.story;
+}
+
+class PeerLineTest : public testing::TestWithParam<LineRow> {};
+
+TEST_P(PeerLineTest, APeerWhoseAncestorsCannotAllBeToldIsNoPersons) {
+    FakeProcesses processes = GetParam().processes;
+    const auto line = lineTo(owner, 100, [&](pid_t pid) { return processes.look(pid); });
+    EXPECT_EQ(judgePeer(line, process(owner)), GetParam().peer);
+}
+
+const ControlPeer nobodys{};
+const ControlPeer agents{.session = parseUuid(one)};
+const ControlPeer persons{.isPerson = true};
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, PeerLineTest,
+    testing::Values(LineRow{"an agent's child", FakeProcesses(0), agents},
+                    LineRow{"a hundred processes away from the agent", FakeProcesses(100), agents},
+                    LineRow{"more than anybody follows", FakeProcesses(1000), nobodys},
+                    LineRow{"its parent ends meanwhile", FakeProcesses(1).ending(1000), nobodys},
+                    LineRow{"an ancestor ends meanwhile", FakeProcesses(3).ending(1001), nobodys},
+                    LineRow{"another one at each look", FakeProcesses(0).changing(), nobodys},
+                    LineRow{"it has ended itself", FakeProcesses(0).ending(100), nobodys},
+                    LineRow{"a parent that the system does not show", FakeProcesses(0).add(100, 70), persons},
+                    LineRow{"a person's", FakeProcesses(0).add(1, 0).add(70, 1).add(100, 70), persons}));
 
 TEST(AskerRatesTest, NobodyTakesFromAnothersBucket) {
     AskerRates rates(0.001, 2);
