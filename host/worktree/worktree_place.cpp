@@ -101,13 +101,13 @@ Task<WorktreeFacts> WorktreePlace::facts(WorktreeUse use) {
     co_return facts;
 }
 
-/// Of a repository that is none of ours git tells only that it is one; in one of ours that leads elsewhere it
-/// is asked nothing.
+/// Of a repository that is none of ours, and was there before any agent, git tells only that it is one. Where
+/// git, or an agent, was at work before and something leads elsewhere now, it is asked nothing.
 bool WorktreePlace::mayLookInside(WorktreeFacts& facts) const {
     const WorktreePointers pointers = pointersOf(names_.repository, names_.path);
-    const bool isOther = pointers.state == PointerState::foreign && !facts.isRegistered;
-    const bool isDistrusted = pointers.state == PointerState::altered ||
-                              (pointers.state == PointerState::foreign && facts.isRegistered);
+    const bool isForeign = pointers.state == PointerState::foreign;
+    const bool isOther = isForeign && !facts.isRegistered && facts.use == WorktreeUse::first;
+    const bool isDistrusted = pointers.state == PointerState::altered || (isForeign && !isOther);
     facts.distrust = isDistrusted ? describe(pointers) : "";
     return pointers.state == PointerState::intact || isOther;
 }

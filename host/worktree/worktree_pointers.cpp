@@ -136,9 +136,10 @@ WorktreePointers pointersOf(const fs::path& repository, const fs::path& worktree
     const std::string link = lineIn(contentOf(pointers.file).value_or(""));
     const fs::path named = link.substr(std::min(linkPrefix.size(), link.size()));
     pointers.own = pointers.common / "worktrees" / named.filename();
-    if (!link.starts_with(linkPrefix) || !names(named.string(), pointers.own, place) ||
-        !isRealDirectory(pointers.own)) {
-        pointers.state = stateOf(pointers.file, PointerState::foreign);
+    const bool isLink = link.starts_with(linkPrefix);
+    if (!isLink || !names(named.string(), pointers.own, place) || !isRealDirectory(pointers.own)) {
+        const bool isOwn = isLink && named == pointers.own && !isThere(pointers.own);
+        pointers.state = isOwn ? PointerState::incomplete : stateOf(pointers.file, PointerState::foreign);
         return pointers;
     }
     const auto judge = [&](const char* name, bool isRight) {

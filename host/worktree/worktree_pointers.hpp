@@ -9,7 +9,7 @@ namespace quernlight::host {
 /// How the files stand by which git finds a linked worktree's repository, gitrepository-layout(5).
 enum class PointerState {
     intact,      ///< they say what git wrote for that worktree of that repository
-    incomplete,  ///< one is not there, or empty, as a git leaves it that is killed
+    incomplete,  ///< one, or the directory of the others, is not there, or empty, as a killed git leaves it
     foreign,     ///< the worktree's ".git" names something else, or is a repository of its own
     altered,     ///< one of the others says something else
 };

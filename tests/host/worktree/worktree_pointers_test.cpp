@@ -46,16 +46,16 @@ class WorktreePointersTest : public testing::Test {
         in({"commit", "--quiet", "-m", "Begin"});
         in({"config", "core.fsmonitor", program});
     }
-    GitWorktreePrepareResult prepare() {
+    GitWorktreePrepareResult prepare(WorktreeUse use = WorktreeUse::first) {
         PrepareBugRequest request{.repoPath = repository.directory(),
                                   .worktreeRootPath = root,
                                   .appName = "Shop",
                                   .bugID = "3f2a9c1d",
                                   .baseBranch = "main"};
-        return runTask(prepareUsableWorktree(std::move(request), PreparationGit{}));
+        return runTask(prepareUsableWorktree(std::move(request), PreparationGit{}, use));
     }
     std::string refusal() {
-        const auto result = prepare();
+        const auto result = prepare(WorktreeUse::again);
         const auto* failed = std::get_if<WorktreeFailed>(&result);
         return failed ? failed->message : "none";
     }
@@ -110,6 +110,8 @@ TEST_F(WorktreePointersTest, AFileThatGitHasNotFinishedIsNotTakenForAnAlteredOne
     EXPECT_EQ(state(), PointerState::incomplete);
     fs::remove(own / "commondir");
     EXPECT_EQ(state(), PointerState::incomplete);
+    fs::remove_all(own);
+    EXPECT_EQ(state(), PointerState::incomplete);
     fs::remove(worktree / ".git");
     EXPECT_EQ(state(), PointerState::incomplete);
 }
@@ -147,6 +149,12 @@ INSTANTIATE_TEST_SUITE_P(
                               }},
                     AttackRow{".git names another repository",
                               [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
+                                  writeFile(worktree / ".git",
+                                            "gitdir: " + (hostile / ".git").string() + "\n");
+                              }},
+                    AttackRow{"another repository, and git does not know of the worktree any more",
+                              [](const fs::path& worktree, const fs::path& own, const fs::path& hostile) {
+                                  fs::remove_all(own);
                                   writeFile(worktree / ".git",
                                             "gitdir: " + (hostile / ".git").string() + "\n");
                               }},
