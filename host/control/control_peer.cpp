@@ -15,7 +15,10 @@ constexpr int mostTries = 5;
 
 PeerProcess seen(pid_t pid) {
     const ProcessEntry entry = processEntry(pid);
-    return {.entry = entry, .mark = sessionMarkOf(pid), .isStartedHere = isStartedHere(entry)};
+    return {.entry = entry,
+            .mark = sessionMarkOf(pid),
+            .isStartedHere = isStartedHere(entry),
+            .isOlder = isOlderThanAgents(entry)};
 }
 
 /// Up to one more than `longestLine`.
@@ -75,8 +78,12 @@ ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& o
         return {.session = parseUuid(*mark)};
     }
     const bool descends = line.back().entry.pid == owner.entry.pid && line.size() > 1;
+    if (!descends) {
+        return {.isPerson = true};
+    }
     // What the owner itself has started without a mark is a git or a notification's command.
-    return {.isPerson = !descends || line[line.size() - 2].isStartedHere};
+    const PeerProcess& child = line[line.size() - 2];
+    return {.isPerson = child.isStartedHere || child.isOlder};
 }
 
 ControlPeer peerOf(int connectedSocket) {

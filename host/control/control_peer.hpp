@@ -23,6 +23,7 @@ struct PeerProcess {
     ProcessEntry entry{};
     std::string mark{};          ///< the session that its environment names
     bool isStartedHere = false;  ///< by this program, see isStartedHere
+    bool isOlder = false;        ///< than any agent of this program, see isOlderThanAgents
 };
 
 /// Shows the process of that pid as it is now; the pid of its entry is -1 when it cannot be seen.
@@ -34,8 +35,8 @@ using ProcessLook = std::function<PeerProcess(pid_t)>;
 std::vector<PeerProcess> lineTo(pid_t owner, pid_t peer, const ProcessLook& look);
 
 /// Whose the peer is, by its line (see lineTo). An agent's is what carries another session's mark than the
-/// owner itself, what descends from such a process, and what descends from an orphan that came to the owner.
-/// A peer whose line is not known is no person's. Pure.
+/// owner itself, what descends from such a process, and what descends from an orphan that came to the owner,
+/// unless that is older than any agent. A peer whose line is not known is no person's. Pure.
 ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& owner);
 
 /// The peer at the other end of a connected socket, of an owner that is this process.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <mutex>
 #include <set>
 
 #include <unistd.h>
@@ -57,6 +58,24 @@ void addDescendants(const std::vector<ProcessEntry>& table, std::set<pid_t>& pid
     }
 }
 
+/// Agents belong to the whole program, and so does what was there before the first of them.
+struct ProcessesBeforeAgents {
+    std::mutex lock;
+    std::optional<std::vector<ProcessEntry>> table{};
+};
+
+ProcessesBeforeAgents& beforeAgents() {
+    static ProcessesBeforeAgents processes;
+    return processes;
+}
+
+void noteFirstAgent() {
+    const std::lock_guard guard(beforeAgents().lock);
+    if (!beforeAgents().table) {
+        beforeAgents().table = processTable();
+    }
+}
+
 bool isWithin(const std::filesystem::path& path, const std::filesystem::path& directory) {
     return path == directory || path.string().starts_with(directory.string() + "/");
 }
@@ -75,6 +94,11 @@ std::string sessionMarkOf(pid_t pid) {
         }
     }
     return "";
+}
+
+bool isOlderThanAgents(const ProcessEntry& process) {
+    const std::lock_guard guard(beforeAgents().lock);
+    return !beforeAgents().table || isRemembered(process, *beforeAgents().table);
 }
 
 std::vector<ProcessEntry> sessionMembers(const std::vector<ProcessEntry>& table,
@@ -117,7 +141,9 @@ std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
     return std::nullopt;
 }
 
-ProcessTree::ProcessTree(const Uuid& sessionID) : assignment_(markOf(sessionID).assignment()) {}
+ProcessTree::ProcessTree(const Uuid& sessionID) : assignment_(markOf(sessionID).assignment()) {
+    noteFirstAgent();
+}
 
 void ProcessTree::remember(const ProcessEntry& leader) {
     leader_ = leader.pid;

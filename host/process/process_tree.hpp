@@ -27,6 +27,10 @@ ProcessMark markOf(const Uuid& sessionID);
 /// The session whose mark the process carries; empty when it carries none that can be seen.
 std::string sessionMarkOf(pid_t pid);
 
+/// Whether the process was there before the first tree of a session was made, so that no agent that this
+/// program has started can have started it. From any thread.
+bool isOlderThanAgents(const ProcessEntry& process);
+
 /// The processes that belong to a session, out of all: those in `remembered` that are still the same, those
 /// whose session (setsid(2)) one of `remembered` led when it was seen, those that carry the mark, and the
 /// descendants of all of these. Without zombies and without `self`.
@@ -45,6 +49,7 @@ std::optional<ProcessEntry> orphanIn(const std::filesystem::path& directory,
 /// whose parent has gone. Used on one executor.
 class ProcessTree {
   public:
+    /// Made before the agent is started.
     explicit ProcessTree(const Uuid& sessionID);
 
     using Choice = std::function<bool(const ProcessEntry&)>;

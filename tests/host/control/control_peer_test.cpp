@@ -19,6 +19,10 @@ PeerProcess process(pid_t pid, const std::string& mark = "", bool isStartedHere 
     return {.entry = {.pid = pid}, .mark = mark, .isStartedHere = isStartedHere};
 }
 
+PeerProcess older(pid_t pid, const std::string& mark = "") {
+    return {.entry = {.pid = pid}, .mark = mark, .isOlder = true};
+}
+
 struct PeerRow {
     const char* story;
     std::vector<PeerProcess> line;
@@ -59,6 +63,11 @@ INSTANTIATE_TEST_SUITE_P(
                 one},
         PeerRow{"a daemon of it that has kept the mark", {process(90, one)}, false, one},
         PeerRow{"a daemon of it that has dropped the mark", {process(90), process(owner)}, false},
+        PeerRow{"of an orphan older than any agent", {process(90), older(60), process(owner)}, true},
+        PeerRow{"of such an orphan, with an agent's mark",
+                {process(90, one), older(60), process(owner)},
+                false,
+                one},
         PeerRow{"what carries a mark that names nothing", {process(90, "x")}, false},
         PeerRow{"a person's command where the owner itself is an agent's work",
                 {process(90, one), process(80, one)},

@@ -134,6 +134,12 @@ class ProcessTreeTest : public testing::Test {
     pid_t agent = -1;
 };
 
+TEST_F(ProcessTreeTest, WhatWasThereBeforeTheFirstTreeIsOlderThanAnyAgent) {
+    startAgent("sleep 600");
+    EXPECT_TRUE(isOlderThanAgents(processEntry(getpid())));
+    EXPECT_FALSE(isOlderThanAgents(processEntry(agent)));
+}
+
 TEST_F(ProcessTreeTest, ChildrenInOtherGroupsAndSessionsAreEndedToo) {
     startAgent("sleep 600 & setsid sleep 600 & setsid sh -c 'sleep 600 & sleep 600' & sleep 600");
     ASSERT_TRUE(becomes(7));
