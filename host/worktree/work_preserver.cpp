@@ -100,7 +100,7 @@ class Preserving {
 
     void requireOwnPointers() const {
         const WorktreePointers pointers = pointersOf(worktree_.repoPath, worktree_.worktreePath);
-        if (pointers.state == PointerState::altered) {
+        if (pointers.state == PointerState::altered || pointers.leadsNowhere) {
             throw Stopped{describe(pointers) + "; look at it, and remove the worktree by hand"};
         }
         if (pointers.state != PointerState::intact) {

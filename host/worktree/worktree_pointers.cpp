@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "host/text/shell_text.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/text.hpp"
 
@@ -50,10 +51,26 @@ std::string lineIn(const std::string& content) {
     return content.ends_with('\n') ? content.substr(0, content.size() - 1) : content;
 }
 
-/// Whether the text names the path as git writes it in a file of that directory. Only word by word: a link on
-/// the way could lead elsewhere a moment later.
+/// By way of no link, and of no directory that it leaves again: either could be another a moment later.
+bool goesStraight(const fs::path& text, const fs::path& directory) {
+    fs::path place = directory;
+    bool isGoingUp = true;
+    for (const fs::path& name : text) {
+        place /= name;
+        isGoingUp = isGoingUp && name == "..";
+        std::error_code ignored;
+        if ((name == ".." && !isGoingUp) || fs::is_symlink(fs::symlink_status(place, ignored))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Whether the text names the path as git writes it in a file of that directory.
 bool names(const std::string& text, const fs::path& path, const fs::path& directory) {
-    return text == path.string() || text == path.lexically_relative(directory).string();
+    std::error_code isMissing;
+    return text == path.string() || text == path.lexically_relative(directory).string() ||
+           (goesStraight(text, directory) && fs::equivalent(directory / text, path, isMissing));
 }
 
 fs::path realPath(const fs::path& path) {
@@ -102,21 +119,38 @@ std::set<std::string> entriesIn(const std::string& configuration) {
     return entries;
 }
 
-/// A sparse checkout's, or what `git worktree add` has copied from the repository's own.
+/// Whether the entry makes git run nothing, read nothing else and overlook nothing, whatever its value is. A
+/// value that goes on in the next line could hide what that is.
+bool isHarmless(const std::string& entry) {
+    static const std::set<std::string> keys{"[core] bare",
+                                            "[core] sparsecheckout",
+                                            "[core] sparsecheckoutcone",
+                                            "[index] sparse",
+                                            "[user] name",
+                                            "[user] email",
+                                            "[user] useconfigonly",
+                                            "[user] signingkey",
+                                            "[author] name",
+                                            "[author] email",
+                                            "[committer] name",
+                                            "[committer] email",
+                                            "[pull] ff",
+                                            "[pull] rebase",
+                                            "[push] default",
+                                            "[push] autosetupremote"};
+    const std::string key(trimmed(std::string_view(entry).substr(0, entry.find('='))));
+    return keys.contains(lowercased(key)) && !entry.ends_with('\\');
+}
+
+/// Harmless, or what `git worktree add` has copied from the repository's own.
 bool isGitsConfiguration(const fs::path& file, const fs::path& common) {
-    static const std::set<std::string> sparse{"[core] sparseCheckout = true",
-                                              "[core] sparseCheckout = false",
-                                              "[core] sparseCheckoutCone = true",
-                                              "[core] sparseCheckoutCone = false",
-                                              "[index] sparse = true",
-                                              "[index] sparse = false"};
     const auto content = contentOf(file);
     const auto known = entriesIn(contentOf(common / "config.worktree").value_or(""));
     if (!content) {
         return !isThere(file);
     }
     for (const std::string& entry : entriesIn(*content)) {
-        if (!sparse.contains(entry) && !known.contains(entry)) {
+        if (!isHarmless(entry) && !known.contains(entry)) {
             return false;
         }
     }
@@ -132,7 +166,8 @@ PointerState stateOf(const fs::path& file, PointerState otherwise) {
 
 WorktreePointers pointersOf(const fs::path& repository, const fs::path& worktree) {
     const fs::path place = realPath(worktree);
-    WorktreePointers pointers{.file = place / ".git", .common = commonDirectoryOf(repository)};
+    WorktreePointers pointers{
+        .file = place / ".git", .place = place, .common = commonDirectoryOf(repository)};
     const std::string link = lineIn(contentOf(pointers.file).value_or(""));
     const fs::path named = link.substr(std::min(linkPrefix.size(), link.size()));
     pointers.own = pointers.common / "worktrees" / named.filename();
@@ -140,6 +175,7 @@ WorktreePointers pointersOf(const fs::path& repository, const fs::path& worktree
     if (!isLink || !names(named.string(), pointers.own, place) || !isRealDirectory(pointers.own)) {
         const bool isOwn = isLink && named == pointers.own && !isThere(pointers.own);
         pointers.state = isOwn ? PointerState::incomplete : stateOf(pointers.file, PointerState::foreign);
+        pointers.leadsNowhere = isLink && !isOwn && !isThere(place / named);
         return pointers;
     }
     const auto judge = [&](const char* name, bool isRight) {
@@ -148,16 +184,26 @@ WorktreePointers pointersOf(const fs::path& repository, const fs::path& worktree
             pointers.state = stateOf(pointers.file, PointerState::altered);
         }
     };
-    const auto says = [&](const char* name, const fs::path& path) {
-        return names(lineIn(contentOf(pointers.own / name).value_or("")), path, pointers.own);
+    const auto judgePath = [&](const char* name, const fs::path& path) {
+        const std::string text = lineIn(contentOf(pointers.own / name).value_or(""));
+        judge(name, names(text, path, pointers.own));
+        pointers.leadsNowhere |= pointers.state == PointerState::altered &&
+                                 pointers.file == pointers.own / name && !text.empty() &&
+                                 !isThere(pointers.own / text);
     };
-    judge("commondir", says("commondir", pointers.common));
-    judge("gitdir", says("gitdir", place / ".git"));
+    judgePath("commondir", pointers.common);
+    judgePath("gitdir", place / ".git");
     judge("config.worktree", isGitsConfiguration(pointers.own / "config.worktree", pointers.common));
     return pointers;
 }
 
 std::string describe(const WorktreePointers& pointers) {
+    if (pointers.leadsNowhere) {
+        return pointers.file.string() +
+               " names a place where nothing is; after a move of the repository or the worktree \"git -C " +
+               shellQuoted(pointers.common.string()) + " worktree repair " +
+               shellQuoted(pointers.place.string()) + "\" mends that";
+    }
     return "what git wrote to " + pointers.file.string() +
            " was changed, so it may lead git to a repository and to programs that are not yours";
 }

@@ -20,16 +20,19 @@ enum class PointerState {
 struct WorktreePointers {
     PointerState state = PointerState::intact;
     std::filesystem::path file{};    ///< that is not as it should be
+    bool leadsNowhere = false;       ///< it names a place where nothing is, as after a move
+    std::filesystem::path place{};   ///< of the worktree, links resolved
     std::filesystem::path own{};     ///< what git keeps for the worktree alone; where intact
     std::filesystem::path common{};  ///< and for the repository
 };
 
 /// Looks at them: the worktree's ".git", then "commondir", "gitdir" and "config.worktree", which may hold
-/// what git itself puts there, in the directory that it names. Follows no symbolic link. The repository, as a
-/// mapping names it, is believed.
+/// what git itself puts there and settings that lead it nowhere else, in the directory that it names. A path
+/// may be spelled in another way (a file system may not tell upper from lower case), but not go by symbolic
+/// links. The repository, as a mapping names it, is believed.
 WorktreePointers pointersOf(const std::filesystem::path& repository, const std::filesystem::path& worktree);
 
-/// What is wrong, as part of a sentence.
+/// What is wrong, and what mends it where that is known, as part of a sentence.
 std::string describe(const WorktreePointers& pointers);
 
 /// The directories outside of a worktree that git writes when work in it is committed; none unless its

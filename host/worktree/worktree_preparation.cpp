@@ -46,12 +46,11 @@ WorktreePlace::Names namesFor(const PrepareBugRequest& request) {
 std::string describeRefusal(const WorktreePlace::Names& names, bool canGitRemove,
                             const RefuseWorktree& refused) {
     const std::string removal = canGitRemove
-                                    ? "with: git -C " + shellQuoted(names.repository) +
+                                    ? "removed it with: git -C " + shellQuoted(names.repository) +
                                           " worktree remove --force --force " + shellQuoted(names.path)
-                                    : "by hand.";
+                                    : "mended it, or removed it by hand.";
     return "The worktree at " + names.path + " cannot be used: " + refused.reason +
-           ". It is left alone; keep what is needed of it, and retry the bug once you have removed it " +
-           removal;
+           ". It is left alone; keep what is needed of it, and retry the bug once you have " + removal;
 }
 
 /// A worktree that may be used or a reason why none can be; nothing when the place is ready to be prepared.

@@ -59,9 +59,10 @@ class WorktreePointersTest : public testing::Test {
         const auto* failed = std::get_if<WorktreeFailed>(&result);
         return failed ? failed->message : "none";
     }
-    std::string unsaved() {
-        const auto result = runTask(preserveWork(
-            {.repoPath = repository.directory(), .worktreePath = worktree, .branch = "Shop-3f2a9c1d"}));
+    std::string unsaved() { return unsavedIn(repository.directory()); }
+    std::string unsavedIn(const fs::path& mapped) {
+        const auto result =
+            runTask(preserveWork({.repoPath = mapped, .worktreePath = worktree, .branch = "Shop-3f2a9c1d"}));
         const auto* failed = std::get_if<PreservingFailed>(&result);
         return failed ? failed->reason : "none";
     }
@@ -99,6 +100,42 @@ TEST_F(WorktreePointersTest, WhatGitHasMadeIsIntactAlsoWithRelativePathsAndSpars
     EXPECT_THAT(writable(), ElementsAre(own, common / "objects", common / "refs", common / "logs"));
 }
 
+TEST_F(WorktreePointersTest, ThePathMayBeSpelledInAnotherWay) {
+    writeFile(worktree / ".git", "gitdir: " + common.string() + "/./worktrees//Shop-3f2a9c1d\n");
+    EXPECT_EQ(state(), PointerState::intact);
+    writeFile(own / "commondir", "../.././\n");
+    EXPECT_EQ(state(), PointerState::intact);
+}
+
+TEST_F(WorktreePointersTest, SettingsThatLeadGitNowhereElseAreNobodysAttack) {
+    repository.git({"config", "extensions.worktreeConfig", "true"});
+    repository.git(worktree, {"config", "--worktree", "user.email", "before@example.org"});
+    repository.git(worktree, {"config", "--worktree", "core.bare", "false"});
+    EXPECT_EQ(state(), PointerState::intact);
+}
+
+TEST_F(WorktreePointersTest, AMovedRepositoryIsToldOfWithWhatMendsIt) {
+    const fs::path moved = repository.scratch("moved");
+    fs::rename(repository.directory(), moved);
+    const WorktreePointers pointers = pointersOf(moved, worktree);
+    EXPECT_EQ(
+        describe(pointers),
+        (worktree / ".git").string() +
+            " names a place where nothing is; after a move of the repository or the worktree \"git -C " +
+            (moved / ".git").string() + " worktree repair " + worktree.string() + "\" mends that");
+    EXPECT_THAT(unsavedIn(moved), HasSubstr(describe(pointers)));
+    repository.git(moved / ".git", {"worktree", "repair", worktree});
+    EXPECT_EQ(pointersOf(moved, worktree).state, PointerState::intact);
+}
+
+TEST_F(WorktreePointersTest, AMovedWorktreeIsToldOfWithWhatMendsIt) {
+    const fs::path moved = repository.scratch("moved");
+    fs::rename(worktree, moved);
+    EXPECT_THAT(describe(pointersOf(repository.directory(), moved)), HasSubstr(" worktree repair "));
+    repository.git(common, {"worktree", "repair", moved});
+    EXPECT_EQ(pointersOf(repository.directory(), moved).state, PointerState::intact);
+}
+
 TEST_F(WorktreePointersTest, OfWhatIsNoLinkedWorktreeNothingIsWritable) {
     for (const fs::path& place : {repository.directory(), hostile, repository.scratch("missing")}) {
         EXPECT_THAT(gitDirectoriesOf(repository.directory(), place), IsEmpty()) << place;
@@ -134,7 +171,8 @@ TEST_P(HostileWorktreeTest, NoGitFollowsAPointerThatTheAgentHasChangedAndNothing
     GetParam().attack(worktree, own, hostile);
     EXPECT_THAT(unsaved(), HasSubstr("cannot be saved, so it stays"));
     EXPECT_THAT(refusal(), AllOf(HasSubstr("cannot be used: what git wrote to "),
-                                 HasSubstr(" was changed, so it may lead git to a repository")));
+                                 HasSubstr(" was changed, so it may lead git to a repository"),
+                                 HasSubstr("once you have mended it, or removed it by hand.")));
     EXPECT_THAT(writable(), IsEmpty());
     EXPECT_EQ(readFile(worktree / "work.txt"), "not yet committed\n");
     EXPECT_FALSE(fs::exists(trap));
@@ -142,46 +180,59 @@ TEST_P(HostileWorktreeTest, NoGitFollowsAPointerThatTheAgentHasChangedAndNothing
 
 INSTANTIATE_TEST_SUITE_P(
     Table, HostileWorktreeTest,
-    testing::Values(AttackRow{"a repository of its own in the place of .git",
-                              [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
-                                  fs::remove(worktree / ".git");
-                                  fs::copy(hostile / ".git", worktree / ".git", fs::copy_options::recursive);
-                              }},
-                    AttackRow{".git names another repository",
-                              [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
-                                  writeFile(worktree / ".git",
-                                            "gitdir: " + (hostile / ".git").string() + "\n");
-                              }},
-                    AttackRow{"another repository, and git does not know of the worktree any more",
-                              [](const fs::path& worktree, const fs::path& own, const fs::path& hostile) {
-                                  fs::remove_all(own);
-                                  writeFile(worktree / ".git",
-                                            "gitdir: " + (hostile / ".git").string() + "\n");
-                              }},
-                    AttackRow{".git is a link to another",
-                              [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
-                                  fs::remove(worktree / ".git");
-                                  fs::create_directory_symlink(hostile / ".git", worktree / ".git");
-                              }},
-                    AttackRow{"commondir names another repository",
-                              [](const fs::path&, const fs::path& own, const fs::path& hostile) {
-                                  writeFile(own / "commondir", (hostile / ".git").string() + "\n");
-                              }},
-                    AttackRow{"commondir goes by way of a link",
-                              [](const fs::path&, const fs::path& own, const fs::path& hostile) {
-                                  fs::create_directory_symlink(hostile / ".git/objects", own / "by");
-                                  writeFile(own / "commondir", "by/..\n");
-                              }},
-                    AttackRow{"gitdir names another place",
-                              [](const fs::path&, const fs::path& own, const fs::path& hostile) {
-                                  writeFile(own / "gitdir", (hostile / ".git").string() + "\n");
-                              }},
-                    AttackRow{"a configuration for the worktree alone",
-                              [](const fs::path&, const fs::path& own, const fs::path& hostile) {
-                                  writeFile(
-                                      own / "config.worktree",
-                                      "[core]\n\tfsmonitor = " + (hostile / "../program").string() + "\n");
-                              }}),
+    testing::Values(
+        AttackRow{"a repository of its own in the place of .git",
+                  [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
+                      fs::remove(worktree / ".git");
+                      fs::copy(hostile / ".git", worktree / ".git", fs::copy_options::recursive);
+                  }},
+        AttackRow{".git names another repository",
+                  [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
+                      writeFile(worktree / ".git", "gitdir: " + (hostile / ".git").string() + "\n");
+                  }},
+        AttackRow{"another repository, and git does not know of the worktree any more",
+                  [](const fs::path& worktree, const fs::path& own, const fs::path& hostile) {
+                      fs::remove_all(own);
+                      writeFile(worktree / ".git", "gitdir: " + (hostile / ".git").string() + "\n");
+                  }},
+        AttackRow{".git is a link to another",
+                  [](const fs::path& worktree, const fs::path&, const fs::path& hostile) {
+                      fs::remove(worktree / ".git");
+                      fs::create_directory_symlink(hostile / ".git", worktree / ".git");
+                  }},
+        AttackRow{"commondir names another repository",
+                  [](const fs::path&, const fs::path& own, const fs::path& hostile) {
+                      writeFile(own / "commondir", (hostile / ".git").string() + "\n");
+                  }},
+        AttackRow{"commondir goes by way of a link",
+                  [](const fs::path&, const fs::path& own, const fs::path& hostile) {
+                      fs::create_directory_symlink(hostile / ".git/objects", own / "by");
+                      writeFile(own / "commondir", "by/..\n");
+                  }},
+        AttackRow{"commondir goes by way of a link, still to the right one",
+                  [](const fs::path&, const fs::path& own, const fs::path&) {
+                      fs::create_directory_symlink("../../objects", own / "by");
+                      writeFile(own / "commondir", "by/..\n");
+                  }},
+        AttackRow{"commondir goes into the worktree and back, still to the right one",
+                  [](const fs::path& worktree, const fs::path& own, const fs::path&) {
+                      fs::create_directory(worktree / "by");
+                      const fs::path back = fs::relative(own / "../..", worktree / "by");
+                      writeFile(own / "commondir", (worktree / "by" / back).string() + "\n");
+                  }},
+        AttackRow{"another working tree",
+                  [](const fs::path&, const fs::path& own, const fs::path& hostile) {
+                      writeFile(own / "config.worktree", "[core]\n\tworktree = " + hostile.string() + "\n");
+                  }},
+        AttackRow{"gitdir names another place",
+                  [](const fs::path&, const fs::path& own, const fs::path& hostile) {
+                      writeFile(own / "gitdir", (hostile / ".git").string() + "\n");
+                  }},
+        AttackRow{"a configuration for the worktree alone",
+                  [](const fs::path&, const fs::path& own, const fs::path& hostile) {
+                      writeFile(own / "config.worktree",
+                                "[core]\n\tfsmonitor = " + (hostile / "../program").string() + "\n");
+                  }}),
     [](const auto& row) {
         std::string name = row.param.name;
         std::erase_if(name,
