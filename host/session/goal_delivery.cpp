@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/text/terminal_text.hpp"
 #include "quernlight/platform/text.hpp"
 #include "quernlight/runner/terminal_input.hpp"
 
@@ -13,8 +14,9 @@ constexpr std::string_view pasteBegins = "\x1b[200~";
 constexpr std::string_view pasteEnds = "\x1b[201~";
 constexpr std::string_view enterKey = "\n";  // as the runner takes it
 constexpr std::string_view downKey = "\x1b[B";
-constexpr int mostAnswers = 10;
 constexpr std::string_view upKey = "\x1b[A";
+constexpr int mostAnswers = 10;
+constexpr std::size_t longestQuestion = 300;  // in characters
 
 bool continuesCharacter(char byte) {
     return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
@@ -45,6 +47,21 @@ std::string onScreen(const AgentReading& screen) {
 
 GoalRefused refused(std::string sentence, const AgentReading& screen) {
     return {.reason = std::move(sentence) + onScreen(screen)};
+}
+
+GoalRefused unanswerable(const Dialog& dialog, const AgentReading& screen) {
+    const std::string question(firstCharacters(withoutControls(dialog.question), longestQuestion));
+    return refused("The agent asks (" + std::string(nameOf(dialog.kind)) +
+                       ") and does not go on though it was answered: " + question,
+                   screen);
+}
+
+std::vector<std::string_view> textsOf(const std::vector<DialogOption>& options) {
+    std::vector<std::string_view> texts;
+    for (const DialogOption& option : options) {
+        texts.push_back(option.text);
+    }
+    return texts;
 }
 
 /// One key nearer to the option, or Enter on it.
@@ -98,16 +115,10 @@ DeliveryStep GoalDelivery::decide(const AgentSight& seen, TimePoint now) {
         return accepted(now);
     }
     if (seen.screen.activity.state == AgentState::dialog) {
-        const auto& dialog = seen.screen.activity.dialog;
-        const auto answer = answersDialogs_ && dialog ? dialogAnswer(*dialog) : std::nullopt;
-        if (!answer || answers_ == mostAnswers || now < notBefore_) {
-            since_ = answer ? since_ : now;
-            return KeepLooking{};  // whoever watches the session tells a person
-        }
-        notBefore_ = now + times_.beforeEnter;
-        since_ = now;
-        ++answers_;
-        return TypeKeys{.keys = *answer};
+        return answerQuestion(seen, now);
+    }
+    if (seen.screen.activity.state != AgentState::unknown) {
+        answer_.reset();
     }
     if (now < notBefore_) {
         return KeepLooking{};
@@ -125,6 +136,32 @@ DeliveryStep GoalDelivery::decide(const AgentSight& seen, TimePoint now) {
             break;
     }
     return checkAcceptance(seen, now);
+}
+
+/// A key that does not show yet may still be read, and then by whatever comes next.
+DeliveryStep GoalDelivery::answerQuestion(const AgentSight& seen, TimePoint now) {
+    since_ = now;
+    const auto& dialog = seen.screen.activity.dialog;
+    auto keys = answersDialogs_ && dialog ? dialogAnswer(*dialog) : std::nullopt;
+    if (!keys) {
+        return KeepLooking{};  // whoever watches the session tells a person
+    }
+    const bool awaitsEffect = answer_ && !answer_->showsOn(*dialog);
+    if (awaitsEffect ? now - answer_->at < times_.echo : now < notBefore_) {
+        return KeepLooking{};
+    }
+    if (awaitsEffect || answers_ == mostAnswers) {
+        return unanswerable(*dialog, seen.screen);
+    }
+    ++answers_;
+    notBefore_ = now + times_.beforeEnter;
+    answer_ = Answer{.dialog = *dialog, .isFinal = *keys == enterKey, .at = now};
+    return TypeKeys{.keys = std::move(*keys)};
+}
+
+bool GoalDelivery::Answer::showsOn(const Dialog& now) const {
+    const bool isSame = now.kind == dialog.kind && textsOf(now.options) == textsOf(dialog.options);
+    return !isSame || (!isFinal && now.options != dialog.options);
 }
 
 DeliveryStep GoalDelivery::awaitComposer(const AgentSight& seen, TimePoint now) {
@@ -223,6 +260,13 @@ DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now
 
 GoalAccepted GoalDelivery::accepted(TimePoint now) const {
     return {.after = std::chrono::duration_cast<std::chrono::milliseconds>(now - begun_)};
+}
+
+void GoalDelivery::sent(TimePoint now) {
+    since_ = now;
+    if (answer_) {
+        answer_->at = now;
+    }
 }
 
 void GoalDelivery::reach(Stage stage, TimePoint now) {

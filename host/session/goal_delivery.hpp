@@ -43,7 +43,7 @@ struct GoalDeliveryTimes {
     std::chrono::seconds untilTold{3};    ///< that there is no composer yet
     std::chrono::seconds starting{10};    ///< an agent may seem to start for ever, say when it sets no title
     std::chrono::seconds composer{60};    ///< until an agent that shows no dialog has one
-    std::chrono::seconds echo{20};        ///< until what was typed stands in the composer
+    std::chrono::seconds echo{20};        ///< until what was typed shows
     std::chrono::seconds acceptance{20};  ///< after each Enter
 };
 
@@ -78,7 +78,7 @@ class GoalDelivery {
     DeliveryStep next(const AgentSight& seen, TimePoint now);
 
     /// Keys have been sent, which may have taken a while; the agent's time to show them begins now.
-    void sent(TimePoint now) { since_ = now; }
+    void sent(TimePoint now);
 
     /// The goal's first keys were not sent after all.
     void startAgain(TimePoint now) { reach(Stage::awaitingComposer, now); }
@@ -89,7 +89,18 @@ class GoalDelivery {
   private:
     enum class Stage { awaitingComposer, commandTyped, pasting, pasted, handedOver };
 
+    /// A key that was sent to a question.
+    struct Answer {
+        Dialog dialog;         // as it stood then
+        bool isFinal = false;  // Enter, and no step towards an option
+        TimePoint at;
+
+        /// Whether it has had its effect: the selection has moved, or there is another question.
+        bool showsOn(const Dialog& now) const;
+    };
+
     DeliveryStep decide(const AgentSight& seen, TimePoint now);
+    DeliveryStep answerQuestion(const AgentSight& seen, TimePoint now);
     DeliveryStep awaitComposer(const AgentSight& seen, TimePoint now);
     DeliveryStep checkCommand(const AgentSight& seen, TimePoint now);
     DeliveryStep paste(const AgentSight& seen, TimePoint now);
@@ -108,7 +119,8 @@ class GoalDelivery {
     TimePoint notBefore_;  // the next keys
     std::size_t pasted_ = 0;
     int enters_ = 0;
-    int answers_ = 0;  // to questions
+    int answers_ = 0;               // to questions
+    std::optional<Answer> answer_;  // the last, until its question is seen to be gone
     bool isWaitTold_ = false;
     bool wouldPartBeNew_ = false;  // none was recorded before the goal was handed over
     bool wasSeenAtWork_ = false;   // since it was handed the goal, with nothing left in its composer

@@ -337,6 +337,21 @@ TEST_F(BugSessionTest, NothingIsTypedIntoADialogAndAPersonIsToldAtOnce) {
     EXPECT_EQ(lastShown(), "3f2a9c1d working");
 }
 
+TEST_F(BugSessionTest, AQuestionThatIsAnsweredInVainIsToldInTheReasonAndPutsTheBugBack) {
+    agent.endOn("interrupt");
+    begin();
+    agent.showInstead("    Replace goal?\n\n\u203A 1. Replace current goal\n  2. Cancel");
+    agent.showPrompt();
+    advance(seconds(30));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(agent.keysWhileCovered, "\n");
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(history(), HasSubstr(" goalRefused agentExited goalNotTyped resumable"));
+    EXPECT_THAT(
+        attempt().failureReason.value_or(""),
+        HasSubstr("(replace goal question) and does not go on though it was answered: Replace goal?"));
+}
+
 TEST_F(BugSessionTest, AnAgentThatIsNotLoggedInPutsTheBugBackAndPausesStarts) {
     agent.endOn("interrupt");
     begin();

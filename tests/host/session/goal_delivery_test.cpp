@@ -38,6 +38,15 @@ class GoalDeliveryTest : public testing::Test {
             .dialog = Dialog{.kind = kind, .question = "Well?", .options = std::move(options)}};
         seen.screen.composer.reset();
     }
+    void askWhetherToResume(bool isResumeSelected) {
+        ask(DialogKind::resumeGoal,
+            {{1, "Resume goal", isResumeSelected}, {2, "Leave paused", !isResumeSelected}});
+    }
+    void askWhetherToReplace(bool isReplaceSelected = true) {
+        ask(DialogKind::replaceGoal,
+            {{1, "Replace current goal", isReplaceSelected}, {2, "Cancel", !isReplaceSelected}});
+    }
+    void beWithoutQuestion(AgentState state) { seen.screen.activity = {.state = state}; }
 
     /// What is typed in so much time, each piece as a word or two.
     std::vector<std::string> typedIn(milliseconds time) {
@@ -261,7 +270,7 @@ TEST_F(GoalDeliveryTest, NothingIsTypedIntoADialogHoweverLongItStands) {
 TEST_F(GoalDeliveryTest, AnOldGoalGivesWayToTheNewOne) {
     after = GoalMatch::absent;
     EXPECT_EQ(typedIn(milliseconds(1500)).back(), "\n");
-    ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
+    askWhetherToReplace();
     EXPECT_EQ(typedIn(milliseconds(300)), std::vector<std::string>{"\n"});
     empty();
     seen.record.match = GoalMatch::whole;
@@ -271,17 +280,88 @@ TEST_F(GoalDeliveryTest, AnOldGoalGivesWayToTheNewOne) {
 
 TEST_F(GoalDeliveryTest, APausedGoalStaysSo) {
     echoes = false;
-    ask(DialogKind::resumeGoal, {{1, "Resume goal", true}, {2, "Leave paused", false}});
+    askWhetherToResume(true);
     EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"\x1b[B"});
     EXPECT_THAT(typedIn(milliseconds(300)), IsEmpty());
-    ask(DialogKind::resumeGoal, {{1, "Resume goal", false}, {2, "Leave paused", true}});
+    askWhetherToResume(false);
     EXPECT_EQ(typedIn(milliseconds(300)), std::vector<std::string>{"\n"});
 }
 
-TEST_F(GoalDeliveryTest, AQuestionThatNoAnswerEndsIsNotAnsweredForEver) {
+TEST_F(GoalDeliveryTest, NoKeyFollowsAnotherBeforeTheSelectionIsSeenToMove) {
     echoes = false;
-    ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
-    EXPECT_THAT(typedIn(seconds(60)), testing::SizeIs(10));
+    askWhetherToResume(true);
+    EXPECT_THAT(typedIn(seconds(10)), ElementsAre("\x1b[B"));
+    askWhetherToResume(false);
+    EXPECT_THAT(typedIn(seconds(10)), ElementsAre("\n"));
+    EXPECT_FALSE(ended());
+}
+
+TEST_F(GoalDeliveryTest, AQuestionThatNoAnswerEndsIsAnsweredOnceAndThenToldWithTheRefusal) {
+    echoes = false;
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(20)), ElementsAre("\n"));
+    EXPECT_FALSE(ended());
+    EXPECT_THAT(typedIn(seconds(1)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("asks (replace goal question) and does not go on though it was "
+                                     "answered: Well?"));
+}
+
+TEST_F(GoalDeliveryTest, ASelectionThatDoesNotMoveIsToldWithTheRefusal) {
+    echoes = false;
+    askWhetherToResume(true);
+    EXPECT_THAT(typedIn(seconds(30)), ElementsAre("\x1b[B"));
+    EXPECT_THAT(refusal(), HasSubstr("asks (resume goal question)"));
+}
+
+TEST_F(GoalDeliveryTest, EnterIsNotPressedAgainThoughTheSelectionMoves) {
+    echoes = false;
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(1)), ElementsAre("\n"));
+    askWhetherToReplace(false);
+    EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(1)), IsEmpty());
+}
+
+TEST_F(GoalDeliveryTest, AQuestionIsNotGoneWhileNothingIsKnownOfTheScreen) {
+    echoes = false;
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(1)), ElementsAre("\n"));
+    beWithoutQuestion(AgentState::unknown);
+    EXPECT_THAT(typedIn(seconds(1)), IsEmpty());
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(10)), IsEmpty());
+}
+
+TEST_F(GoalDeliveryTest, AQuestionThatComesAgainIsAnsweredAgainButNotForEver) {
+    echoes = false;
+    for (int time = 1; time <= 10; ++time) {
+        askWhetherToReplace();
+        EXPECT_THAT(typedIn(seconds(1)), ElementsAre("\n")) << time;
+        beWithoutQuestion(AgentState::working);
+        EXPECT_THAT(typedIn(seconds(1)), IsEmpty());
+    }
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(1)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("though it was answered"));
+}
+
+TEST_F(GoalDeliveryTest, AnotherQuestionIsAnsweredThoughTheOneBeforeItWasNeverSeenToBeGone) {
+    echoes = false;
+    askWhetherToResume(false);
+    EXPECT_THAT(typedIn(seconds(1)), ElementsAre("\n"));
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(seconds(1)), ElementsAre("\n"));
+}
+
+TEST_F(GoalDeliveryTest, TheTimeOfAnAnswerBeginsOnceItHasBeenSent) {
+    echoes = false;
+    askWhetherToReplace();
+    EXPECT_THAT(typedIn(milliseconds(100)), ElementsAre("\n"));
+    now += seconds(15);
+    delivery.sent(now);
+    typedIn(seconds(19));
+    EXPECT_FALSE(ended());
 }
 
 TEST_F(GoalDeliveryTest, AnAnswerIsKnownByTheBeginningOfItsText) {
