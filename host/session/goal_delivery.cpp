@@ -269,6 +269,12 @@ void GoalDelivery::sent(TimePoint now) {
     }
 }
 
+/// What has come between is told in its turn.
+void GoalDelivery::startAgain(TimePoint now) {
+    reach(Stage::awaitingComposer, now);
+    isWaitTold_ = false;
+}
+
 void GoalDelivery::reach(Stage stage, TimePoint now) {
     stage_ = stage;
     since_ = now;

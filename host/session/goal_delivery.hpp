@@ -81,7 +81,7 @@ class GoalDelivery {
     void sent(TimePoint now);
 
     /// The goal's first keys were not sent after all.
-    void startAgain(TimePoint now) { reach(Stage::awaitingComposer, now); }
+    void startAgain(TimePoint now);
 
     /// Whether the next step asks for the agent's records of goals.
     bool wantsRecord() const { return stage_ == Stage::commandTyped || stage_ == Stage::handedOver; }

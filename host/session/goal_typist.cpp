@@ -76,6 +76,9 @@ class GoalTypist {
         if (!typing_.isWanted()) {
             co_return;
         }
+        if (typed.areFirst) {
+            typing_.mailbox.deliver(GoalTypingBegins{});
+        }
         const auto trouble = co_await send(std::move(typed.keys));
         delivery_.sent(typing_.clock.steadyNow());
         if (trouble) {
@@ -116,7 +119,7 @@ class GoalTypist {
         while (typing_.isWanted()) {
             const auto trouble = co_await troubleToStore(EventKind::typing, "Typing the goal.");
             if (!trouble) {
-                co_return typing_.mailbox.deliver(GoalTypingBegins{});
+                co_return;
             }
             typing_.onTrouble(*trouble);
             co_await typing_.clock.sleepFor(pauseBeforeStoring);

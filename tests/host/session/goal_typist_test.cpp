@@ -35,6 +35,16 @@ class GoalTypistTest : public test::AgentScreenFixture {
         settle();
     }
 
+    /// Whether the session is told that, of what it has not heard yet.
+    template <class Event>
+    bool hears() {
+        auto event = run(launch.nextUntil(time.steadyNow()));
+        while (event && !std::holds_alternative<Event>(*event)) {
+            event = run(launch.nextUntil(time.steadyNow()));
+        }
+        return event.has_value();
+    }
+
     std::function<void()> whenStored = [] {};
     std::function<void()> whileAskingRecords = [] {};
 
@@ -102,6 +112,13 @@ TEST_F(GoalTypistTest, NothingIsTypedIntoAQuestionThatComesWhileTheTypingIsStore
     advance(seconds(5));
     EXPECT_TRUE(isAsked);
     EXPECT_EQ(agent.keysWhileCovered, "");
+    EXPECT_EQ(history(bug), "enqueued typing awaitingComposer");
+    EXPECT_FALSE(hears<GoalTypingBegins>());
+    drawAgain();
+    agent.showAgain();
+    advance(seconds(10));
+    EXPECT_TRUE(hears<GoalTypingBegins>());
+    EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
 }
 
 TEST_F(GoalTypistTest, AScreenThatStaysBehindIsToldAsSuch) {
