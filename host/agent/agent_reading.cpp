@@ -1,6 +1,8 @@
 #include "host/agent/agent_reading.hpp"
 
 #include <algorithm>
+#include <array>
+#include <span>
 
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/text.hpp"
@@ -28,15 +30,56 @@ std::string summaryOf(const std::vector<std::string>& lines) {
     return std::string(lastCharacters(summary, longestSummary));
 }
 
+/// Whether the command is a word of its own, and the first one behind marks and blanks.
+bool beginsWith(std::string_view line, std::string_view command) {
+    const std::size_t at = line.find(command);
+    if (at == line.npos || saysSomething(line.substr(0, at))) {
+        return false;
+    }
+    const std::string_view behind = line.substr(at + command.size());
+    return behind.empty() || behind.front() == ' ';
+}
+
+/// The last lines in a row that are not blank, of which a list may consist: further up is what was said.
+std::span<const std::string> lastBlock(std::span<const std::string> lines) {
+    const auto isBlank = [](const std::string& line) { return trimmed(line).empty(); };
+    while (!lines.empty() && isBlank(lines.back())) {
+        lines = lines.first(lines.size() - 1);
+    }
+    std::size_t first = lines.size();
+    while (first > 0 && !isBlank(lines[first - 1])) {
+        --first;
+    }
+    return lines.subspan(first);
+}
+
 }  // namespace
 
-/// Such a line holds more than the command; the composer's own is left out by that.
 bool AgentReading::offers(std::string_view command) const {
-    return std::ranges::any_of(lines, [command](const std::string& line) {
-        const std::size_t at = line.find(command);
-        const std::size_t end = at + command.size();
-        return at != line.npos && end + 2 < line.size() && line[end] == ' ' && line[end + 1] == ' ';
-    });
+    const auto row = composer ? static_cast<std::size_t>(composer->row) : lines.size();
+    if (row >= lines.size()) {
+        return false;
+    }
+    const auto lists = [command](const std::string& line) { return beginsWith(line, command); };
+    const std::span<const std::string> all(lines);
+    return std::ranges::any_of(all.subspan(row + 1), lists) ||
+           std::ranges::any_of(lastBlock(all.first(row)), lists);
+}
+
+bool AgentReading::denies(std::string_view command) const {
+    constexpr std::array<std::string_view, 5> denials{"unrecognized command", "unrecognised command",
+                                                      "unknown command", "no such command",
+                                                      "invalid command"};
+    const auto row = composer ? static_cast<std::size_t>(composer->row) : lines.size();
+    return std::ranges::any_of(
+        std::span(lines).first(std::min(row, lines.size())), [command, &denials](const std::string& line) {
+            const std::string words = lowercased(line);
+            return words.find(command) != words.npos &&
+                   std::ranges::any_of(denials, [&words](std::string_view denial) {
+                       const std::size_t at = words.find(denial);
+                       return at != words.npos && !saysSomething(std::string_view(words).substr(0, at));
+                   });
+        });
 }
 
 AgentReading readAgent(const ScreenPicture& picture) {

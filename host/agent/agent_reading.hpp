@@ -18,8 +18,11 @@ struct AgentReading {
     std::vector<std::string> lines{};  ///< of the screen
     std::string summary{};             ///< its last lines with something to read, on one line
 
-    /// Whether the screen lists the command with what it does.
+    /// Whether the screen lists the command, below what was typed or right above it.
     bool offers(std::string_view command) const;
+
+    /// Whether the screen says, above the composer, that there is no such command.
+    bool denies(std::string_view command) const;
 
     bool isComposerEmpty() const { return composer && composer->text.empty(); }
 

@@ -56,6 +56,12 @@ GoalRefused unanswerable(const Dialog& dialog, const AgentReading& screen) {
                    screen);
 }
 
+GoalRefused unable(const GoalKeys& goal) {
+    return {.reason = "The agent knows no command " + goal.command +
+                      ", so it cannot be given a goal; use a newer release.",
+            .isAgentUnable = true};
+}
+
 std::vector<std::string_view> textsOf(const std::vector<DialogOption>& options) {
     std::vector<std::string_view> texts;
     for (const DialogOption& option : options) {
@@ -185,25 +191,23 @@ DeliveryStep GoalDelivery::awaitComposer(const AgentSight& seen, TimePoint now) 
     return refused("The agent shows no empty composer to type the goal into", seen.screen);
 }
 
-/// An agent that knows the command offers it. Records of goals do not say so: another release may have made
-/// them.
+/// An agent that knows the command offers it. Where nothing is seen of that, records of goals are reason
+/// enough to try, though another release may have made them: what follows shows whether it takes the goal.
 DeliveryStep GoalDelivery::checkCommand(const AgentSight& seen, TimePoint now) {
     const bool isThere = seen.screen.hasTyped(goal_.command);
-    if (isThere && seen.screen.offers(goal_.command)) {
+    const bool isLate = now - since_ >= times_.echo;
+    const bool keepsGoals = seen.record.match != GoalMatch::unknown;
+    if (isThere && (seen.screen.offers(goal_.command) || (isLate && keepsGoals))) {
         wouldPartBeNew_ = seen.record.allRead && seen.record.match != GoalMatch::part;
         reach(Stage::pasting, now);
         notBefore_ = now + times_.afterCommand;
         return TypeKeys{.keys = " "};
     }
-    if (now - since_ < times_.echo) {
+    if (!isLate) {
         return KeepLooking{};
     }
-    if (isThere) {
-        return GoalRefused{.reason = "The agent knows no command " + goal_.command +
-                                     ", so it cannot be given a goal; use a newer release.",
-                           .isAgentUnable = true};
-    }
-    return refused("What was typed does not stand in the agent's composer", seen.screen);
+    return isThere ? unable(goal_)
+                   : refused("What was typed does not stand in the agent's composer", seen.screen);
 }
 
 DeliveryStep GoalDelivery::paste(const AgentSight& seen, TimePoint now) {
@@ -226,6 +230,7 @@ DeliveryStep GoalDelivery::paste(const AgentSight& seen, TimePoint now) {
 
 DeliveryStep GoalDelivery::checkText(const AgentSight& seen, TimePoint now) {
     if (holds(seen.screen, goal_)) {
+        wasDenied_ = seen.screen.denies(goal_.command);
         return enter(now);
     }
     return now - since_ < times_.echo
@@ -244,6 +249,9 @@ DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now
     const auto& [match, allRead, status] = seen.record;
     if (match == GoalMatch::part && allRead && wouldPartBeNew_) {
         return refused("The agent took only a part of the goal", seen.screen);
+    }
+    if (!wasDenied_ && seen.screen.denies(goal_.command)) {
+        return unable(goal_);
     }
     const bool isLate = now - since_ >= times_.acceptance;
     const bool isAtWork = seen.screen.activity.state == AgentState::working;

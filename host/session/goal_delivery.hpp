@@ -123,6 +123,7 @@ class GoalDelivery {
     std::optional<Answer> answer_;  // the last, until its question is seen to be gone
     bool isWaitTold_ = false;
     bool wouldPartBeNew_ = false;  // none was recorded before the goal was handed over
+    bool wasDenied_ = false;       // the command, in what was on the screen before the goal was handed over
     bool wasSeenAtWork_ = false;   // since it was handed the goal, with nothing left in its composer
 };
 

@@ -85,6 +85,51 @@ TEST(OfferedCommandTest, IsListedWithWhatItDoesOnceItIsTyped) {
     }
 }
 
+/// A screen with the cursor behind a typed "/goal", and whether it offers or denies that command.
+struct CommandScreen {
+    std::string name;
+    std::vector<std::string> lines;
+    int row;  // of the composer
+    bool offers = false;
+    bool denies = false;
+};
+
+void PrintTo(const CommandScreen& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class TypedCommandTest : public testing::TestWithParam<CommandScreen> {};
+
+TEST_P(TypedCommandTest, IsOfferedInAListAndDeniedInASentence) {
+    const CommandScreen& row = GetParam();
+    const AgentReading reading = readAgent(screenOf(row.lines, row.row, 7));
+    ASSERT_TRUE(reading.hasTyped("/goal"));
+    EXPECT_EQ(reading.offers("/goal"), row.offers);
+    EXPECT_EQ(reading.denies("/goal"), row.denies);
+}
+
+const std::string typed = "\u203A /goal";
+const std::string unknown = "\u2022 Unrecognized command '/goal'. Type \"/\" for a list.";
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows, TypedCommandTest,
+    testing::Values(
+        CommandScreen{"nothing but the command", {"Hello", "", typed, "", "  a model"}, 2},
+        CommandScreen{"below, behind two blanks", {typed, "", "  /goal  set a goal"}, 0, true},
+        CommandScreen{"below, behind one blank", {typed, "", "  /goal set a goal"}, 0, true},
+        CommandScreen{"below, what it does beneath", {typed, "", "  /goal", "    set a goal"}, 0, true},
+        CommandScreen{"below, as a mark's", {typed, "", "> /goal - set a goal"}, 0, true},
+        CommandScreen{"below, in a box", {typed, "", "+------+", "| /goal |", "+------+"}, 0, true},
+        CommandScreen{"right above", {"Hello", "", "  /goal set a goal", typed}, 3, true},
+        CommandScreen{"above, among others", {"Hi", "", "  /goal set", "  /goals list", "", typed}, 5, true},
+        CommandScreen{"in what was said", {"> /goal Fix it.", "", "Done.", "", typed}, 4},
+        CommandScreen{"another command", {typed, "", "  /goals  list them"}, 0},
+        CommandScreen{"in a sentence", {typed, "", "  Goal paused (/goal resume)"}, 0},
+        CommandScreen{"unknown", {unknown, "", typed}, 2, false, true},
+        CommandScreen{"unknown, with a colon", {"\u25A0 Unknown command: /goal", "", typed}, 2, false, true},
+        CommandScreen{"another unknown", {"\u25A0 Unknown command: /plan", "", typed}, 2},
+        CommandScreen{"spoken of", {"It said: unknown command /goal", "", typed}, 2}));
+
 TEST(RecordedScreenTableTest, NamesEveryRecording) {
     std::vector<std::string> named;
     for (const Recorded& row : recordedScreens()) {

@@ -20,7 +20,7 @@ constexpr auto text = "Fix bug 3f2a9c1d.\n\nThe session's id is 0A000000-0000-40
 class GoalDeliveryTest : public testing::Test {
   protected:
     GoalDeliveryTest() {
-        seen.screen.lines = {"  /goal  set a goal"};
+        seen.screen.lines = {"\u203A /goal", "", "  /goal  set a goal"};
         empty();
     }
 
@@ -29,7 +29,7 @@ class GoalDeliveryTest : public testing::Test {
     void hold(const std::string& draft) {
         seen.screen.activity = {.state = AgentState::idle};
         seen.screen.bracketedPaste = true;
-        seen.screen.composer = Composer{.text = draft};
+        seen.screen.composer = Composer{.row = composerRow, .text = draft};
         seen.screen.summary = "› " + draft;
     }
     void ask(DialogKind kind, std::vector<DialogOption> options) {
@@ -72,6 +72,7 @@ class GoalDeliveryTest : public testing::Test {
         return refused ? refused->reason : "";
     }
 
+    int composerRow = 0;
     AgentSight seen{.record = {.match = GoalMatch::absent}};
     std::vector<std::string> told;
     bool echoes = true;                  // the composer shows what is typed
@@ -162,11 +163,38 @@ TEST_F(GoalDeliveryTest, AComposerThatNeverComesIsToldWithWhatIsOnTheScreen) {
     EXPECT_EQ(refusal(), "The agent shows no empty composer to type the goal into; its screen shows: $ _");
 }
 
-TEST_F(GoalDeliveryTest, AnAgentWithoutTheCommandIsNotGivenAGoalWhoeverHasRecordedGoals) {
+TEST_F(GoalDeliveryTest, AnAgentThatNeitherOffersTheCommandNorRecordsGoalsIsGivenNone) {
     seen.screen.lines.clear();
+    seen.record.match = GoalMatch::unknown;
     EXPECT_THAT(typedIn(seconds(30)), ElementsAre("/goal"));
     EXPECT_THAT(refusal(), HasSubstr("knows no command /goal"));
     EXPECT_TRUE(std::get<GoalRefused>(step).isAgentUnable);
+}
+
+TEST_F(GoalDeliveryTest, AnAgentThatRecordsGoalsIsGivenOneThoughItIsNotSeenToOfferTheCommand) {
+    seen.screen.lines.clear();
+    EXPECT_THAT(typedIn(seconds(20)), ElementsAre("/goal"));
+    EXPECT_THAT(typedIn(seconds(5)), ElementsAre(" ", testing::_, "\n"));
+    EXPECT_TRUE(isAccepted());
+}
+
+TEST_F(GoalDeliveryTest, AnAgentThatSaysThatItKnowsNoSuchCommandIsUnable) {
+    takesEnter = false;
+    EXPECT_EQ(typedIn(seconds(2)).back(), "\n");
+    seen.screen.lines = {"\u2022 Unrecognized command '/goal'.", "\u203A /goal Fix"};
+    seen.screen.composer->row = 1;
+    EXPECT_THAT(typedIn(seconds(5)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("knows no command /goal"));
+    EXPECT_TRUE(std::get<GoalRefused>(step).isAgentUnable);
+}
+
+TEST_F(GoalDeliveryTest, ACommandThatWasUnknownToAnEarlierRunTellsNothing) {
+    seen.screen.lines.insert(seen.screen.lines.begin(), "\u2022 Unrecognized command '/goal'.");
+    composerRow = 1;
+    empty();
+    takesEnter = false;
+    EXPECT_THAT(typedIn(seconds(10)), testing::SizeIs(5));
+    EXPECT_FALSE(ended());
 }
 
 TEST_F(GoalDeliveryTest, AnAgentThatKeepsNoRecordsHasTheGoalWhenItWorksAndItsComposerIsEmpty) {
