@@ -46,6 +46,10 @@ Finding findTitleThatAsks(const ScreenPicture& picture) {
     return asks ? Finding("title \"" + picture.title + "\"") : std::nullopt;
 }
 
+Finding findAnswerField(const ScreenPicture& picture) {
+    return hasAnswerField(picture) ? Finding("a field for an answer") : std::nullopt;
+}
+
 Finding findSpinner(const ScreenPicture& picture) {
     const std::u32string title = columnsOf(picture.title);
     const bool isBraille = !title.empty() && title.front() >= 0x2800 && title.front() <= 0x28FF;
@@ -93,6 +97,7 @@ Finding findComposer(const ScreenPicture& picture) {
 constexpr std::array rules{
     Rule{"options", AgentState::dialog, findOptions},
     Rule{"title that asks", AgentState::dialog, findTitleThatAsks},
+    Rule{"answer field", AgentState::dialog, findAnswerField},
     Rule{"spinner in the title", AgentState::working, findSpinner},
     Rule{"hint how to interrupt", AgentState::working, findInterruptHint},
     Rule{"loading", AgentState::starting, findLoading},

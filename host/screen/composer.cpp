@@ -1,6 +1,7 @@
 #include "host/screen/composer.hpp"
 
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "host/screen/screen_text.hpp"
@@ -54,8 +55,13 @@ std::u32string columnsOfRow(const std::vector<std::string>& lines, int row) {
     return columnsOf(lines[static_cast<std::size_t>(row)]);
 }
 
-/// The row of the prompt glyph to whose text the cursor belongs.
-std::optional<int> promptRow(const ScreenPicture& picture) {
+struct Prompt {
+    int row = 0;
+    std::size_t indent = 0;
+};
+
+/// The prompt glyph to whose text the cursor belongs.
+std::optional<Prompt> promptOn(const ScreenPicture& picture) {
     const auto cursorColumn = static_cast<std::size_t>(picture.cursorColumn);
     for (int row = picture.cursorShown ? picture.cursorRow : -1; row >= 0; --row) {
         const std::u32string columns = columnsOfRow(picture.lines, row);
@@ -63,7 +69,7 @@ std::optional<int> promptRow(const ScreenPicture& picture) {
         const bool isPrompt = indent < columns.size() && isPromptGlyph(columns[indent]) &&
                               (columns.size() == indent + 1 || columns[indent + 1] == U' ');
         if (isPrompt) {
-            return cursorColumn >= indent + textIndent ? std::optional(row) : std::nullopt;
+            return cursorColumn >= indent + textIndent ? std::optional(Prompt{row, indent}) : std::nullopt;
         }
         if (!isBlank(columns) && indent < textIndent) {
             return std::nullopt;  // other text is between the cursor and whatever is above
@@ -153,17 +159,27 @@ bool matchesWithPastes(const std::vector<std::string>& pieces, std::string_view 
 }  // namespace
 
 std::optional<Composer> composerOn(const ScreenPicture& picture) {
-    const auto row = promptRow(picture);
-    if (!row) {
+    const auto prompt = promptOn(picture);
+    if (!prompt || prompt->indent > 0) {
         return std::nullopt;
     }
-    const std::size_t column = indentOf(columnsOfRow(picture.lines, *row)) + textIndent;
-    std::string text = joinedText(picture, *row, column);
+    std::string text = joinedText(picture, prompt->row, textIndent);
     std::vector<std::size_t> pastes = pastesIn(text);
-    return Composer{.row = *row,
-                    .column = static_cast<int>(column),
+    return Composer{.row = prompt->row,
+                    .column = static_cast<int>(textIndent),
                     .text = std::move(text),
                     .pastes = std::move(pastes)};
+}
+
+bool hasAnswerField(const ScreenPicture& picture) {
+    const auto prompt = promptOn(picture);
+    if (!prompt) {
+        return false;
+    }
+    const auto below = std::span(picture.lines).subspan(static_cast<std::size_t>(prompt->row) + 1);
+    return prompt->indent > 0 || std::ranges::any_of(below, [](const std::string& line) {
+               return holdsAnyOf(line, {"enter to submit", "esc to cancel"});
+           });
 }
 
 std::optional<std::string> composerText(const ScreenPicture& picture) {

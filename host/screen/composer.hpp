@@ -23,9 +23,13 @@ struct Composer {
     bool operator==(const Composer&) const = default;
 };
 
-/// The composer, when it is on the screen with the cursor in it: a prompt glyph at a line's beginning, text
+/// The composer, when it is on the screen with the cursor in it: a prompt glyph in the first column, text
 /// beneath it indented alike. A dialog's list of options has no cursor.
 std::optional<Composer> composerOn(const ScreenPicture& picture);
+
+/// Whether the cursor is in the field of a question's into which an answer is written: its prompt glyph is
+/// indented, as the question is, or a line beneath says how to submit it.
+bool hasAnswerField(const ScreenPicture& picture);
 
 /// What is written in the composer; nothing when there is none on the screen.
 std::optional<std::string> composerText(const ScreenPicture& picture);

@@ -32,7 +32,7 @@ std::string sentenceOn(const Dialog& dialog) {
 /// It waits for a person, but its screen does not say in a known way for what.
 Dialog unknownDialog() {
     return {.kind = DialogKind::unknown,
-            .question = "something that is not understood; look at its terminal"};
+            .question = "something that its options do not tell; see sessions show --screen"};
 }
 
 StandingQuestion limitReached(const std::string& words, Instant now) {

@@ -203,9 +203,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, ScreenTest, testing::ValuesIn(screens()),
 
 TEST(AgentActivityTest, EveryRuleSaysWhatItSees) {
     EXPECT_THAT(explainActivity(recordedScreen("working-typed-0.169.0")),
-                ElementsAre("options: no", "title that asks: no", "spinner in the title: title \"⠏ app\"",
-                            HasSubstr("esc to interrupt"), "loading: no", "no title yet: no",
-                            "composer: row 17, with text"));
+                ElementsAre("options: no", "title that asks: no", "answer field: no",
+                            "spinner in the title: title \"⠏ app\"", HasSubstr("esc to interrupt"),
+                            "loading: no", "no title yet: no", "composer: row 17, with text"));
 }
 
 TEST(LastNoticeTest, SaysWhatWentWrong) {

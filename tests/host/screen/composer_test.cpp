@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/agent/agent_reading.hpp"
 #include "tests/host/screen/recordings.hpp"
 
 namespace quernlight::host {
@@ -29,6 +30,19 @@ TEST(ComposerTest, WhatStandsBelowIsNotItsText) {
 
 TEST(ComposerTest, TheCursorMayStandWithinTheText) {
     EXPECT_EQ(composerText(screenOf({"› one", "  two", "", "  hints"}, 0, 3)), "one\ntwo");
+}
+
+TEST(ComposerTest, AQuestionsFieldForAnAnswerIsNone) {
+    const std::string hint = "  enter to submit | esc to cancel";
+    for (const ScreenPicture& picture :
+         {screenOf({"  Field 1/1", "  Shall I delete everything?", "", "  \u203A ", "", hint}, 3, 4),
+          screenOf({"  Shall I delete everything?", "  \u203A "}, 1, 4),
+          screenOf({"Shall I delete everything?", "\u203A ", hint}, 1, 2)}) {
+        EXPECT_TRUE(hasAnswerField(picture));
+        EXPECT_EQ(agentActivity(picture).state, AgentState::dialog);
+        EXPECT_FALSE(readAgent(picture).composer);
+    }
+    EXPECT_FALSE(hasAnswerField(recordedScreen("idle-0.169.0")));
 }
 
 TEST(ComposerTest, AHintIsNoText) {
