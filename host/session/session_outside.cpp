@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/agent/agent_conversations.hpp"
+#include "host/worktree/guarded_git.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -27,6 +28,7 @@ Task<GoalRecord> recordBeside(SessionServices& services, std::string objective) 
 SessionOutside outsideOf(SessionServices& services) {
     return {
         .prepareWorktree = prepareUsableWorktree,
+        .guardGit = guarded,
         .fetchComments =
             [&services](std::string bugID) {
                 return fetchCommentsIfAny(services.client, services.events, std::move(bugID));

@@ -16,6 +16,9 @@ namespace quernlight::host {
 struct SessionOutside {
     std::function<Task<GitWorktreePrepareResult>(PrepareBugRequest, PreparationGit, WorktreeUse)>
         prepareWorktree;
+
+    /// Keeps git from programs that an agent may have written; see guarded.
+    std::function<Task<GitRunner>(GitRunner git, std::string repository)> guardGit;
     FetchComments fetchComments;
     std::function<Task<std::optional<Url>>(std::string bugID)> pullRequestURL;
 

@@ -65,11 +65,15 @@ Task<PreparationResult> SessionPreparation::prepareWorktree() {
     OperationQueue& turns = uses_.repositories.of(repository);
     SharedFetches& fetches = uses_.repositories.fetchesOf(repository);
     const ProcessMark mark = gitMarkOf(uses_.home);
-    const GitRunner run = gitWithTimeLimit(uses_.stop, uses_.clock, uses_.settings, mark);
-    const GitRunner ask = gitWithTimeLimit(uses_.stop, uses_.clock, uses_.settings, mark, GitOutput::answer);
+    GitRunner run = gitWithTimeLimit(uses_.stop, uses_.clock, uses_.settings, mark);
+    GitRunner ask = gitWithTimeLimit(uses_.stop, uses_.clock, uses_.settings, mark, GitOutput::answer);
+    const WorktreeUse use = state_.attempt.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
+    if (use == WorktreeUse::again) {  // an agent may have written what is, or will be, in the worktree
+        run = co_await uses_.outside.guardGit(std::move(run), repository);
+        ask = co_await uses_.outside.guardGit(std::move(ask), repository);
+    }
     GitTrouble trouble;
     const PreparationGit git{.run = watched(fetches.sharing(run), trouble), .ask = watchedLook(ask, trouble)};
-    const WorktreeUse use = state_.attempt.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
     const GitWorktreePrepareResult prepared =
         co_await turns.run(uses_.outside.prepareWorktree(worktreeRequest(), git, use));
     if (uses_.stop.isStopping()) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "host/worktree/guarded_git.hpp"
 #include "host/worktree/worktree_pointers.hpp"
 #include "quernlight/platform/file_manager.hpp"
 #include "quernlight/platform/text.hpp"
@@ -50,6 +51,7 @@ class Preserving {
         : worktree_(std::move(worktree)), ask_(std::move(ask)) {}
 
     Task<PreserveResult> work() {
+        ask_ = co_await guarded(ask_, worktree_.repoPath);
         co_await requireWorktree();
         co_await refuseInnerRepositories();  // before a git that would run in them, by their settings
         const std::string head = co_await git("rev-parse", "--verify", "HEAD^{commit}");
@@ -217,7 +219,7 @@ class Preserving {
     }
 
     const WorktreeToPreserve worktree_;
-    const GitRunner ask_;
+    GitRunner ask_;
 };
 
 }  // namespace

@@ -114,6 +114,7 @@ class SessionFixture : public ServicesFixture {
         }
         co_return ReadableList<QLCommentDTO>{.records = comments, .unreadable = {}};
     }
+    static Task<GitRunner> same(GitRunner git) { co_return git; }
     static Task<std::optional<Url>> noPullRequest() { co_return std::nullopt; }
     static Task<std::optional<CodexSessionRecord>> noConversation() { co_return std::nullopt; }
     Task<GoalRecord> recorded(std::string objective) { co_return agent.recordOf(objective); }
@@ -121,6 +122,7 @@ class SessionFixture : public ServicesFixture {
     SessionOutside outside() {
         return {
             .prepareWorktree = [this](PrepareBugRequest, PreparationGit, WorktreeUse) { return prepared(); },
+            .guardGit = [](GitRunner git, std::string) { return same(std::move(git)); },
             .fetchComments = [this](std::string) { return fetched(); },
             .pullRequestURL = [](std::string) { return noPullRequest(); },
             .findConversation = [](std::string, Instant) { return noConversation(); },

@@ -71,6 +71,27 @@ TEST_F(WorkPreserverTest, AGitThatWarnsSavesAllTheSame) {
     EXPECT_FALSE(preserved().isNew);
 }
 
+/// The repository's own configuration names them by relative paths, so that they lie where the agent writes.
+TEST_F(WorkPreserverTest, NoProgramInTheWorktreeIsRun) {
+    const std::filesystem::path trap = repository.scratch("trap");
+    const auto writeProgram = [&](const std::filesystem::path& path) {
+        std::filesystem::create_directories(path.parent_path());
+        writeFile(path, "#!/bin/sh\ntouch '" + trap.string() + "'\ncat\n");
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    };
+    for (const char* hook : {"reference-transaction", "post-index-change", "pre-commit"}) {
+        writeProgram(worktree / ".husky" / hook);
+    }
+    writeProgram(worktree / "clean.sh");
+    writeFile(worktree / ".gitattributes", "*.txt filter=x\n");
+    writeFile(worktree / "notes.txt", "not committed\n");
+    inMain({"config", "core.hooksPath", ".husky"});
+    inMain({"config", "filter.x.clean", "./clean.sh"});
+    inMain({"config", "filter.x.required", "true"});
+    EXPECT_TRUE(preserved().isNew);
+    EXPECT_FALSE(std::filesystem::exists(trap));
+}
+
 TEST_F(WorkPreserverTest, AWorktreeThatIsGoneNeedsNoSaving) {
     std::filesystem::remove_all(worktree);
     EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
