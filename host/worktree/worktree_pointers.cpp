@@ -46,6 +46,11 @@ bool isRealDirectory(const fs::path& path) {
     return fs::is_directory(fs::symlink_status(path, ignored));
 }
 
+bool isRealFile(const fs::path& path) {
+    std::error_code ignored;
+    return fs::is_regular_file(fs::symlink_status(path, ignored));
+}
+
 /// Without the line's end.
 std::string lineIn(const std::string& content) {
     return content.ends_with('\n') ? content.substr(0, content.size() - 1) : content;
@@ -194,6 +199,9 @@ WorktreePointers pointersOf(const fs::path& repository, const fs::path& worktree
     judgePath("commondir", pointers.common);
     judgePath("gitdir", place / ".git");
     judge("config.worktree", isGitsConfiguration(pointers.own / "config.worktree", pointers.common));
+    for (const char* name : {"index", "HEAD"}) {  // a git that opens a FIFO waits for ever
+        judge(name, !isThere(pointers.own / name) || isRealFile(pointers.own / name));
+    }
     return pointers;
 }
 

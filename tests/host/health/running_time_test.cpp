@@ -72,6 +72,7 @@ TEST_F(RunningTimeTest, AClockThatIsSetBackCountsSilenceAnew) {
 }
 
 TEST_F(RunningTimeTest, TheGraceAfterAnExitBeginsAnewToo) {
+    session.goalTyped = true;
     session.activity.exitedAt = wall(5);
     session.activity.exitCode = 0;
     goOn(6);

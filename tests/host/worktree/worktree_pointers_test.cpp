@@ -2,6 +2,8 @@
 
 #include <ostream>
 
+#include <sys/stat.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -223,6 +225,11 @@ INSTANTIATE_TEST_SUITE_P(
         AttackRow{"another working tree",
                   [](const fs::path&, const fs::path& own, const fs::path& hostile) {
                       writeFile(own / "config.worktree", "[core]\n\tworktree = " + hostile.string() + "\n");
+                  }},
+        AttackRow{"an index that never answers",
+                  [](const fs::path&, const fs::path& own, const fs::path&) {
+                      fs::remove(own / "index");
+                      ASSERT_EQ(mkfifo((own / "index").c_str(), 0600), 0);
                   }},
         AttackRow{"gitdir names another place",
                   [](const fs::path&, const fs::path& own, const fs::path& hostile) {
