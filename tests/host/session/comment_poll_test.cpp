@@ -74,7 +74,7 @@ class CommentPollTest : public testing::Test {
     RateLimiter rateLimiter{1000, 1000};
     RateLimiter oneForNow{0.001, 1};  // the next one in a quarter of an hour
     SystemClock clock;
-    std::vector<std::string> told;    // of the backend's health
+    std::vector<std::string> told;  // of the backend's health
     BackendHealth health{clock, [this](const std::string& trouble) { told.push_back(trouble); }};
     Settings settings{.pollCommentsSeconds = 0.004};
     EventPublisher events;
