@@ -67,9 +67,6 @@ ComposerDrawing composerDrawing(std::string_view shown, std::size_t columns, std
     if (shown.empty()) {
         return {.text = glyph + coloured("2", "Type a goal") + "\r\x1b[2C", .rows = 1};
     }
-    if (shown == "/goal") {  // what it does, two rows below
-        return {.text = glyph + "/goal\r\n\r\n  /goal  set the goal to work on\x1b[2A\r\x1b[7C", .rows = 1};
-    }
     const std::vector<std::string> lines = wrapped(shown, columns - 3);
     const std::size_t first = lines.size() > mostRows ? lines.size() - mostRows : 0;
     ComposerDrawing drawing{.text = glyph + lines[first], .rows = lines.size() - first};
