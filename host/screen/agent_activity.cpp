@@ -46,8 +46,15 @@ Finding findTitleThatAsks(const ScreenPicture& picture) {
     return asks ? Finding("title \"" + picture.title + "\"") : std::nullopt;
 }
 
+std::optional<Dialog> dialogIn(const ScreenPicture& picture) {
+    auto dialog = dialogOn(picture);
+    const auto question = dialog ? std::nullopt : questionOfAnswerField(picture);
+    return question ? Dialog{.kind = DialogKind::unknown, .question = *question} : std::move(dialog);
+}
+
 Finding findAnswerField(const ScreenPicture& picture) {
-    return hasAnswerField(picture) ? Finding("a field for an answer") : std::nullopt;
+    const auto question = questionOfAnswerField(picture);
+    return question ? Finding("a field for an answer to: " + *question) : std::nullopt;
 }
 
 Finding findSpinner(const ScreenPicture& picture) {
@@ -118,7 +125,7 @@ AgentActivity agentActivity(const ScreenPicture& picture) {
             return {.state = rule.state,
                     .rule = rule.name,
                     .reason = std::move(*finding),
-                    .dialog = rule.state == AgentState::dialog ? dialogOn(picture) : std::nullopt};
+                    .dialog = rule.state == AgentState::dialog ? dialogIn(picture) : std::nullopt};
         }
     }
     return {.rule = "none", .reason = "nothing that is known is on the screen"};

@@ -10,7 +10,8 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::size_t textIndent = 2;  // the prompt glyph and a blank
+constexpr std::size_t textIndent = 2;      // the prompt glyph and a blank
+constexpr std::size_t rowsOfQuestion = 4;  // above a field for its answer
 
 /// A "[Pasted Content 1507 chars]" in a text, with the "#2" that may follow it.
 struct Placeholder {
@@ -171,15 +172,26 @@ std::optional<Composer> composerOn(const ScreenPicture& picture) {
                     .pastes = std::move(pastes)};
 }
 
-bool hasAnswerField(const ScreenPicture& picture) {
+std::optional<std::string> questionOfAnswerField(const ScreenPicture& picture) {
     const auto prompt = promptOn(picture);
     if (!prompt) {
-        return false;
+        return std::nullopt;
     }
-    const auto below = std::span(picture.lines).subspan(static_cast<std::size_t>(prompt->row) + 1);
-    return prompt->indent > 0 || std::ranges::any_of(below, [](const std::string& line) {
-               return holdsAnyOf(line, {"enter to submit", "esc to cancel"});
-           });
+    const auto rows = std::span(picture.lines);
+    const auto saysHowToSubmit = [](const std::string& line) {
+        return holdsAnyOf(line, {"enter to submit", "esc to cancel"});
+    };
+    const auto row = static_cast<std::size_t>(prompt->row);
+    if (prompt->indent == 0 && std::ranges::none_of(rows.subspan(row + 1), saysHowToSubmit)) {
+        return std::nullopt;
+    }
+    std::string question;
+    for (const std::string& line :
+         rows.subspan(row - std::min(row, rowsOfQuestion), std::min(row, rowsOfQuestion))) {
+        const std::string_view text = trimmed(line);
+        question.append(question.empty() || text.empty() ? "" : " ").append(text);
+    }
+    return question;
 }
 
 std::optional<std::string> composerText(const ScreenPicture& picture) {

@@ -27,9 +27,9 @@ struct Composer {
 /// beneath it indented alike. A dialog's list of options has no cursor.
 std::optional<Composer> composerOn(const ScreenPicture& picture);
 
-/// Whether the cursor is in the field of a question's into which an answer is written: its prompt glyph is
-/// indented, as the question is, or a line beneath says how to submit it.
-bool hasAnswerField(const ScreenPicture& picture);
+/// The last lines, on one, of a question that has a field into which an answer is written, with the cursor in
+/// it: its prompt glyph is indented, as the question is, or a line beneath says how to submit it.
+std::optional<std::string> questionOfAnswerField(const ScreenPicture& picture);
 
 /// What is written in the composer; nothing when there is none on the screen.
 std::optional<std::string> composerText(const ScreenPicture& picture);

@@ -10,6 +10,7 @@ namespace quernlight::host {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 
 const std::string line(75, 'x');  // with a word behind it, too long for a row of 80
 
@@ -38,11 +39,12 @@ TEST(ComposerTest, AQuestionsFieldForAnAnswerIsNone) {
          {screenOf({"  Field 1/1", "  Shall I delete everything?", "", "  \u203A ", "", hint}, 3, 4),
           screenOf({"  Shall I delete everything?", "  \u203A "}, 1, 4),
           screenOf({"Shall I delete everything?", "\u203A ", hint}, 1, 2)}) {
-        EXPECT_TRUE(hasAnswerField(picture));
-        EXPECT_EQ(agentActivity(picture).state, AgentState::dialog);
+        const AgentActivity activity = agentActivity(picture);
+        EXPECT_EQ(activity.state, AgentState::dialog);
+        EXPECT_THAT(activity.dialog.value().question, EndsWith("Shall I delete everything?"));
         EXPECT_FALSE(readAgent(picture).composer);
     }
-    EXPECT_FALSE(hasAnswerField(recordedScreen("idle-0.169.0")));
+    EXPECT_FALSE(questionOfAnswerField(recordedScreen("idle-0.169.0")));
 }
 
 TEST(ComposerTest, AHintIsNoText) {
