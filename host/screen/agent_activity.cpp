@@ -141,7 +141,12 @@ std::vector<std::string> explainActivity(const ScreenPicture& picture) {
 
 std::optional<std::string> reconnection(const ScreenPicture& picture) {
     const Finding hint = findInterruptHint(picture);
-    return hint && holdsAnyOf(*hint, {"reconnecting", "waiting for network"}) ? hint : std::nullopt;
+    if (!hint || !holdsAnyOf(*hint, {"reconnecting", "waiting for network"})) {
+        return std::nullopt;
+    }
+    const auto isOfMark = [](char byte) { return static_cast<unsigned char>(byte) >= 0x80 || byte == ' '; };
+    const auto words = std::ranges::find_if_not(*hint, isOfMark);  // the mark before them blinks
+    return std::string(trimmed(std::string(words, std::ranges::find(words, hint->end(), '('))));
 }
 
 std::optional<std::string> lastNotice(const ScreenPicture& picture) {

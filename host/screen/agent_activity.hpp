@@ -37,8 +37,8 @@ AgentActivity agentActivity(const ScreenPicture& picture);
 /// What each rule says of the screen, in their order: "composer: row 8, empty" or "composer: no".
 std::vector<std::string> explainActivity(const ScreenPicture& picture);
 
-/// The line in which an agent that works says that it tries to reach its model again. Nothing when it does
-/// not.
+/// How an agent that works says that it tries to reach its model again, without the mark and the time, which
+/// change, around it. Nothing when it does not.
 std::optional<std::string> reconnection(const ScreenPicture& picture);
 
 /// The last notice above the composer or at the screen's end, without its mark "■": what went wrong, as the
