@@ -3,10 +3,13 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "host/agent/agent_environment.hpp"
+#include "host/app/owner_sources.hpp"
 #include "host/control/control_server.hpp"
 #include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/direct_service.hpp"
+#include "host/service/service_resource.hpp"
 #include "host/service/session_resource.hpp"
 #include "host/service/start_resource.hpp"
 #include "host/session/bug_session.hpp"
@@ -133,6 +136,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
         });
+    DirectService service(
+        std::make_unique<OwnerAccess>(options.home, store, manager),
+        ownerSources({.services = services, .dispatcher = dispatcher, .screens = screens,
+                      .backend = backend.text(), .since = clock.now()}));
+    ServiceResource serviceResource(service);
     SessionResource sessionResource(events, screens);
     StartResource startResource(
         {.pauses = startPauses, .clock = clock, .triesAgain = triesAgain, .lookNow = [&dispatcher] {
@@ -140,6 +148,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
          }});
     ControlRouter router;
     toolCalls.offerOn(router);
+    serviceResource.offerOn(router);
     sessionResource.offerOn(router);
     startResource.offerOn(router);
     ControlServer control(executor, options.home, router, clock);

@@ -23,8 +23,8 @@ UserError misunderstood() {
 
 Task<boost::json::value> ownersAnswer(std::filesystem::path home, ControlRequest request) {
     const ControlResponse response = co_await askOwner(std::move(home), std::move(request), timeout);
-    if (const auto refusal = problemDetail(response)) {
-        throw UserError(*refusal);
+    if (const auto refusal = problemOf(response)) {
+        throw UserError(refusal->detail);
     }
     boost::system::error_code error;
     boost::json::value answer = boost::json::parse(response.body, error);

@@ -136,7 +136,7 @@ void addChange(CLI::App& queue, ChosenCommand& chosen, QueueAction action, const
     addBug(*app, options->change.bugID);
     addHomeOption(*app, options->home);
     if (action == QueueAction::retry) {
-        RetryConsent& consent = options->change.consent;
+        Consent& consent = options->change.consent;
         app->add_flag("--again", consent.again, "Also a bug whose work is completed; asks first");
         app->add_flag("--yes", consent.confirmed, "Do not ask");
     }

@@ -5,13 +5,13 @@
 #include <unistd.h>
 
 #include "host/process/event_loop.hpp"
-#include "host/service/direct_service.hpp"
+#include "host/service/home_service.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 
 std::unique_ptr<DispatchService> serviceFor(const ChosenHome& home) {
-    return std::make_unique<DirectService>(std::make_unique<HomeAccess>(home));
+    return serviceForHome(home);
 }
 
 int statusOf(Task<void> work) {

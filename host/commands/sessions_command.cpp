@@ -10,6 +10,9 @@
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/process/dispatch_home.hpp"
+#include "host/service/observation_json.hpp"
+#include "host/service/queue_json.hpp"
+#include "host/service/remote_service.hpp"
 #include "host/service/session_json.hpp"
 #include "host/service/session_text.hpp"
 #include "host/text/terminal_text.hpp"
@@ -30,15 +33,6 @@ Task<json::value> answerOf(std::filesystem::path home, std::vector<std::string> 
     return ownersAnswer(std::move(home), std::move(request));
 }
 
-Task<json::array> runningSessions(std::filesystem::path home) {
-    std::vector<std::string> segments{"v1", "sessions"};
-    const json::value answer = co_await answerOf(std::move(home), std::move(segments));
-    if (!answer.is_array()) {
-        throw misunderstood();
-    }
-    co_return answer.get_array();
-}
-
 /// With its agent's picture.
 Task<json::object> seenSession(std::filesystem::path home, std::string bugID) {
     std::vector<std::string> segments{"v1", "sessions", std::move(bugID), "screen"};
@@ -49,13 +43,18 @@ Task<json::object> seenSession(std::filesystem::path home, std::string bugID) {
     co_return answer.get_object();
 }
 
+/// What its attempt tells in a member of its own.
+json::object withoutStored(json::object session) {
+    session.erase("attempt");
+    return session;
+}
+
 /// The bug among those that run; empty when it is not.
 Task<json::object> runningSession(std::filesystem::path home, std::string bugID) {
-    for (const json::value& session : co_await runningSessions(std::move(home))) {
-        const json::object* object = session.if_object();
-        const json::value* id = object ? object->if_contains("bug") : nullptr;
-        if (id && id->is_string() && id->get_string() == bugID) {
-            co_return *object;
+    RemoteService service(std::move(home));
+    for (const RunningSession& session : co_await service.sessions()) {
+        if (session.bugID == bugID) {
+            co_return withoutStored(jsonOf(session));
         }
     }
     co_return json::object();
@@ -66,7 +65,7 @@ json::object storedSession(const QueueItemDetails& details) {
     progress.stage = details.stage;
     json::object session = shownSession(progress, std::nullopt);
     session["attempt"] =
-        details.attempts.empty() ? json::value(nullptr) : json::value(shownAttempt(details.attempts.back()));
+        details.attempts.empty() ? json::value(nullptr) : json::value(jsonOf(details.attempts.back()));
     session["dispatcher_runs"] = false;
     return session;
 }
@@ -106,9 +105,12 @@ void print(const json::value& value) {
 
 Task<void> list(SessionsOptions given) {
     const std::filesystem::path home = findDispatchHome(given.home);
+    RemoteService service(home);
     json::array sessions;
     try {
-        sessions = co_await runningSessions(home);
+        for (const RunningSession& session : co_await service.sessions()) {
+            sessions.push_back(jsonOf(session));
+        }
     } catch (const OwnerNotRunning&) {
         throw noDispatcher(home);
     }
@@ -116,7 +118,7 @@ Task<void> list(SessionsOptions given) {
         co_return print(sessions);
     }
     for (const json::value& session : sessions) {
-        std::cout << (session.is_object() ? sessionLine(session.get_object()) : "");
+        std::cout << sessionLine(session.get_object());
     }
     std::cout << (sessions.empty() ? "No session runs; see: quernlight-dispatch queue list\n" : "")
               << std::flush;

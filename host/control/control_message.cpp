@@ -23,14 +23,20 @@ std::string_view titleOf(unsigned status) {
             return "Not Found";
         case 405:
             return "Method Not Allowed";
+        case 409:
+            return "Conflict";
         case 413:
             return "Content Too Large";
         case 422:
             return "Unprocessable Content";
+        case 428:
+            return "Precondition Required";
         case 429:
             return "Too Many Requests";
         case 502:
             return "Bad Gateway";
+        case 503:
+            return "Service Unavailable";
         case 504:
             return "Gateway Timeout";
         default:
@@ -40,23 +46,32 @@ std::string_view titleOf(unsigned status) {
 
 }  // namespace
 
-ControlResponse problem(unsigned status, const std::string& detail) {
-    const boost::json::object body{{"type", "about:blank"},
-                                   {"title", titleOf(status)},
-                                   {"status", status},
-                                   {"detail", validUtf8(detail)}};
+ControlResponse problem(unsigned status, const std::string& detail, const std::string& code) {
+    boost::json::object body{{"type", "about:blank"},
+                             {"title", titleOf(status)},
+                             {"status", status},
+                             {"detail", validUtf8(detail)}};
+    if (!code.empty()) {
+        body["code"] = code;
+    }
     return {.status = status, .contentType = problemType, .body = boost::json::serialize(body)};
 }
 
-std::optional<std::string> problemDetail(const ControlResponse& response) {
+std::optional<Problem> problemOf(const ControlResponse& response) {
     if (response.contentType != problemType) {
         return std::nullopt;
     }
     boost::system::error_code error;
     const boost::json::value body = boost::json::parse(response.body, error);
-    const auto* detail = !error && body.is_object() ? body.get_object().if_contains("detail") : nullptr;
-    return detail && detail->is_string() ? std::string(detail->get_string())
-                                         : "The dispatcher refused without saying why.";
+    const auto member = [&](std::string_view name) {
+        const auto* found = !error && body.is_object() ? body.get_object().if_contains(name) : nullptr;
+        return found && found->is_string() ? std::string(found->get_string()) : "";
+    };
+    Problem told{.detail = member("detail"), .code = member("code")};
+    if (told.detail.empty()) {
+        told.detail = "The dispatcher refused without saying why.";
+    }
+    return told;
 }
 
 std::string controlTarget(const std::vector<std::string>& segments) {

@@ -24,11 +24,17 @@ struct ControlResponse {
     std::string body{};
 };
 
-/// An error as `application/problem+json` (RFC 9457). `detail` is a sentence for whoever asked.
-ControlResponse problem(unsigned status, const std::string& detail);
+/// An error as `application/problem+json` (RFC 9457). `detail` is a sentence for whoever asked; `code`, where
+/// there is one, is the member of that name, for programs.
+ControlResponse problem(unsigned status, const std::string& detail, const std::string& code = "");
 
-/// The sentence of an error; nothing for any other response.
-std::optional<std::string> problemDetail(const ControlResponse& response);
+struct Problem {
+    std::string detail{};
+    std::string code{};  ///< empty when it has none
+};
+
+/// The error that a response tells; nothing for any other response.
+std::optional<Problem> problemOf(const ControlResponse& response);
 
 /// The path of these segments, each percent-encoded.
 std::string controlTarget(const std::vector<std::string>& segments);

@@ -1,10 +1,33 @@
 #include "host/dispatcher/admission.hpp"
 
+#include <algorithm>
+#include <array>
+#include <utility>
+
 #include "host/text/shell_text.hpp"
 #include "quernlight/platform/control_characters.hpp"
 
 namespace quernlight::host {
 namespace {
+
+constexpr std::array<std::pair<WaitCause, std::string_view>, 16> names{{
+    {WaitCause::running, "running"},
+    {WaitCause::reconciling, "reconciling"},
+    {WaitCause::retiring, "retiring"},
+    {WaitCause::noMapping, "no_mapping"},
+    {WaitCause::startNotRequested, "start_not_requested"},
+    {WaitCause::restsAfterTrouble, "rests_after_trouble"},
+    {WaitCause::startsPaused, "starts_paused"},
+    {WaitCause::stopping, "stopping"},
+    {WaitCause::homeAway, "home_away"},
+    {WaitCause::homeUnwritable, "home_unwritable"},
+    {WaitCause::mappingGone, "mapping_gone"},
+    {WaitCause::repositoryBroken, "repository_broken"},
+    {WaitCause::agentMissing, "agent_missing"},
+    {WaitCause::noPlace, "no_place"},
+    {WaitCause::memoryShort, "memory_short"},
+    {WaitCause::worktreeInUse, "worktree_in_use"},
+}};
 
 using MaybeReason = std::optional<WaitReason>;
 
@@ -119,6 +142,16 @@ std::vector<AdmissionDecision> admit(const AdmissionFacts& facts) {
         sessions += decisions.back().starts() ? 1 : 0;
     }
     return decisions;
+}
+
+std::string_view nameOf(WaitCause cause) {
+    return std::ranges::find(names, cause, &std::pair<WaitCause, std::string_view>::first)->second;
+}
+
+std::optional<WaitCause> parseWaitCause(std::string_view name) {
+    const auto* found =
+        std::ranges::find(names, name, &std::pair<WaitCause, std::string_view>::second);
+    return found == names.end() ? std::nullopt : std::optional(found->first);
 }
 
 std::string sentenceOf(const WaitReason& reason) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <sys/types.h>
@@ -43,6 +44,12 @@ struct WaitReason {
 
     bool operator==(const WaitReason&) const = default;
 };
+
+/// The cause's name for programs: "no_place".
+std::string_view nameOf(WaitCause cause);
+
+/// Nothing for a name that this version does not know.
+std::optional<WaitCause> parseWaitCause(std::string_view name);
 
 /// "2 of 2 sessions run"; on one line, and without a name of the bug.
 std::string sentenceOf(const WaitReason& reason);

@@ -31,7 +31,8 @@ Task<void> BackendPolling::takeBugsIn() {
         }
         context_.changed.notify();
         if (!context_.once) {
-            co_await pauseFor(&Settings::pollBugsSeconds, failures);
+            co_await pauseFor(&Settings::pollBugsSeconds, failures, &nextPollAt_);
+            nextPollAt_.reset();
         }
     } while (!context_.once && !context_.isStopping());
 }
@@ -51,13 +52,17 @@ Task<void> BackendPolling::retireMerged() {
 
 /// Longer after failures, and until the backend wants to be asked again. In short steps, so that a changed
 /// setting counts for the pause that has begun.
-Task<void> BackendPolling::pauseFor(double Settings::*seconds, int failures) {
+Task<void> BackendPolling::pauseFor(double Settings::*seconds, int failures,
+                                    std::optional<Clock::TimePoint>* shownEnd) {
     const auto begun = services_.clock.steadyNow();
     const auto end = [&]() -> Clock::TimePoint {
         const milliseconds pause = pauseBeforePoll(intervalOf(services_.settings.*seconds), failures, 0);
         return std::max<Clock::TimePoint>(begun + pause, services_.health.askAgainAt());
     };
     for (auto rest = timeUntil(end()); rest > rest.zero(); rest = timeUntil(end())) {
+        if (shownEnd) {
+            *shownEnd = end();
+        }
         co_await services_.clock.sleepFor(std::min<milliseconds>(rest, longestStep));
     }
 }

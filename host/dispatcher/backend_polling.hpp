@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "host/dispatcher/chore.hpp"
 #include "host/intake/intake.hpp"
 #include "host/retirement/retirement.hpp"
@@ -20,14 +22,19 @@ class BackendPolling {
     /// Until it is cancelled; not at all with `once`.
     Task<void> retireMerged();
 
+    /// When bugs are asked for next; nothing while they are being asked for, and when they are not any more.
+    std::optional<Clock::TimePoint> nextPollAt() const { return nextPollAt_; }
+
   private:
-    Task<void> pauseFor(double Settings::*seconds, int failures = 0);
+    Task<void> pauseFor(double Settings::*seconds, int failures = 0,
+                        std::optional<Clock::TimePoint>* shownEnd = nullptr);
     std::chrono::milliseconds timeUntil(Clock::TimePoint time) const;
 
     ChoreContext& context_;
     SessionServices& services_;
     Intake& intake_;
     Retirement& retirement_;
+    std::optional<Clock::TimePoint> nextPollAt_{};
 };
 
 }  // namespace quernlight::host

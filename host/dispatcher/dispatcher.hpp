@@ -40,6 +40,21 @@ class Dispatcher {
     /// What may be started now is looked at once more, at once.
     void lookNow() { context_.changed.notify(); }
 
+    /// Ends the item's session politely and has the item held. Whether it has a session.
+    bool stopSession(const Uuid& itemID) { return sessions_.stop(itemID); }
+
+    ItemWork workOn(const Uuid& itemID) const;
+
+    /// Why the item did not start when that was last decided; nothing for one that did, or was not waiting.
+    std::optional<WaitReason> reasonToWait(const Uuid& itemID) const { return starts_.reasonToWait(itemID); }
+
+    int sessionsRunning() const { return sessions_.count(); }
+
+    /// When the backend is asked for bugs next; nothing when it is not, or is being asked.
+    std::optional<Clock::TimePoint> nextPollAt() const { return polling_.nextPollAt(); }
+
+    const ListedBugs& listed() const { return intake_.listed(); }
+
   private:
     Task<void> prepare();
     Task<void> showQueue();
@@ -47,7 +62,6 @@ class Dispatcher {
     Task<void> takeBugsIn();
     Task<void> endingAllWithIt(Task<void> chore);
     void sessionEnded(const BugQueueItem& item, const std::exception_ptr& failure);
-    ItemWork workOn(const Uuid& itemID) const;
     void endWith(std::exception_ptr failure);
     void beginStopping();
     void throwFailure() const;

@@ -23,6 +23,15 @@ Task<void> RunningSessions::run(std::shared_ptr<Session> session) {
     ended_(session->item(), failure);
 }
 
+bool RunningSessions::stop(const Uuid& itemID) const {
+    const auto found = sessions_.find(itemID);
+    if (found == sessions_.end()) {
+        return false;
+    }
+    found->second->stop();
+    return true;
+}
+
 bool RunningSessions::haveProcess(const ProcessEntry& process) const {
     return std::ranges::any_of(sessions_,
                                [&](const auto& session) { return session.second->hasProcess(process); });

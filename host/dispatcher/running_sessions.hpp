@@ -25,6 +25,9 @@ class RunningSessions {
     void start(const boost::asio::any_io_executor& executor, const BugQueueItem& item,
                const AppMapping& mapping);
 
+    /// Ends the item's session politely, see Session::stop. Whether it has one.
+    bool stop(const Uuid& itemID) const;
+
     bool isEmpty() const { return sessions_.empty(); }
     int count() const { return static_cast<int>(sessions_.size()); }
     bool contains(const Uuid& itemID) const { return sessions_.contains(itemID); }

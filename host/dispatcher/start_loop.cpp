@@ -158,6 +158,7 @@ void StartLoop::endUnusedPauses(const AdmissionFacts& facts) {
 void StartLoop::tell(const AdmissionFacts& facts, const std::vector<AdmissionDecision>& decisions) {
     tellMemory(decisions);
     tellHeldBack(decisions);
+    keepReasons(decisions);
     for (std::size_t index = 0; index < decisions.size(); ++index) {
         const bool isBroken = waitsFor(decisions[index], WaitCause::repositoryBroken);
         if (isBroken || waitsFor(decisions[index], WaitCause::agentMissing)) {
@@ -167,6 +168,21 @@ void StartLoop::tell(const AdmissionFacts& facts, const std::vector<AdmissionDec
             context_.changed.notify();
         }
     }
+}
+
+void StartLoop::keepReasons(const std::vector<AdmissionDecision>& decisions) {
+    reasons_.clear();
+    for (const AdmissionDecision& decision : decisions) {
+        if (decision.reason) {
+            reasons_.emplace(decision.item.id, *decision.reason);
+        }
+    }
+}
+
+std::optional<WaitReason> StartLoop::reasonToWait(const Uuid& itemID) const {
+    const auto found = reasons_.find(itemID);
+    return found == reasons_.end() || found->second.cause == WaitCause::running ? std::nullopt
+                                                                                : std::optional(found->second);
 }
 
 void StartLoop::tellMemory(const std::vector<AdmissionDecision>& decisions) {

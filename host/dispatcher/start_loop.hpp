@@ -32,6 +32,9 @@ class StartLoop {
     /// at once.
     void letRest(const Uuid& itemID);
 
+    /// Why the item did not start when that was last decided; nothing for one that did, or was not waiting.
+    std::optional<WaitReason> reasonToWait(const Uuid& itemID) const;
+
   private:
     Task<void> startWhatMay();
     Task<void> start(BugQueueItem listed);
@@ -41,6 +44,7 @@ class StartLoop {
     std::optional<StartPause> pauseOf(const std::string& repository) const;
     void endUnusedPauses(const AdmissionFacts& facts);
     void tell(const AdmissionFacts& facts, const std::vector<AdmissionDecision>& decisions);
+    void keepReasons(const std::vector<AdmissionDecision>& decisions);
     void tellMemory(const std::vector<AdmissionDecision>& decisions);
     void tellHeldBack(const std::vector<AdmissionDecision>& decisions);
     void endWith(const std::vector<AdmissionDecision>& decisions);
@@ -53,6 +57,7 @@ class StartLoop {
     const FactGatherer gatherer_;
     std::map<Uuid, Clock::TimePoint> resting_;  // until when
     std::set<std::string> heldBack_;            // bugs of which an alert tells why they wait
+    std::map<Uuid, WaitReason> reasons_;        // of the last decisions
     bool noneComes_ = false;
     bool done_ = false;
 };

@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 37> texts{"enqueued",
+constexpr std::array<std::string_view, 38> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -40,6 +40,7 @@ constexpr std::array<std::string_view, 37> texts{"enqueued",
                                                  "conversationUnknown",
                                                  "followUpWanted",
                                                  "startRequested",
+                                                 "sessionStopped",
                                                  "recovered",
                                                  "mappingGone",
                                                  "toolRefused",

@@ -40,6 +40,7 @@ enum class EventKind {
     conversationUnknown,  ///< metadata: "codex_session_id"
     followUpWanted,
     startRequested,  ///< of an item of the manual queue
+    sessionStopped,  ///< by a person; the item is held
     recovered,
     mappingGone,    ///< of its app, while it waited for a place
     toolRefused,    ///< a call of the agent's to a tool; metadata: "tool"

@@ -2,39 +2,51 @@
 
 #include <algorithm>
 #include <array>
-#include <utility>
 
 namespace quernlight::host {
 namespace {
 
-constexpr std::array<std::pair<SessionStage, std::string_view>, 19> texts{{
-    {SessionStage::queued, "queued"},
-    {SessionStage::needsMapping, "needs mapping"},
-    {SessionStage::needsStart, "needs start"},
-    {SessionStage::toReconcile, "to be reconciled"},
-    {SessionStage::preparingWorktree, "preparing worktree"},
-    {SessionStage::startingAgent, "starting codex"},
-    {SessionStage::resumingAgent, "resuming codex"},
-    {SessionStage::waitingForPrompt, "waiting for prompt"},
-    {SessionStage::working, "working"},
-    {SessionStage::needsPerson, "needs you"},
-    {SessionStage::askingBackend, "asking backend"},
-    {SessionStage::agentExited, "codex exited"},
-    {SessionStage::stoppingAgent, "stopping codex"},
-    {SessionStage::queuedToResume, "queued to resume"},
-    {SessionStage::superseded, "superseded"},
-    {SessionStage::inReview, "in review"},
-    {SessionStage::needsReply, "needs reply"},
-    {SessionStage::failed, "failed"},
-    {SessionStage::cancelled, "cancelled"},
+struct StageTexts {
+    SessionStage stage;
+    std::string_view text;
+    std::string_view name;
+};
+
+constexpr std::array<StageTexts, 19> texts{{
+    {SessionStage::queued, "queued", "queued"},
+    {SessionStage::needsMapping, "needs mapping", "needs_mapping"},
+    {SessionStage::needsStart, "needs start", "needs_start"},
+    {SessionStage::toReconcile, "to be reconciled", "to_reconcile"},
+    {SessionStage::preparingWorktree, "preparing worktree", "preparing_worktree"},
+    {SessionStage::startingAgent, "starting codex", "starting_agent"},
+    {SessionStage::resumingAgent, "resuming codex", "resuming_agent"},
+    {SessionStage::waitingForPrompt, "waiting for prompt", "waiting_for_prompt"},
+    {SessionStage::working, "working", "working"},
+    {SessionStage::needsPerson, "needs you", "needs_person"},
+    {SessionStage::askingBackend, "asking backend", "asking_backend"},
+    {SessionStage::agentExited, "codex exited", "agent_exited"},
+    {SessionStage::stoppingAgent, "stopping codex", "stopping_agent"},
+    {SessionStage::queuedToResume, "queued to resume", "queued_to_resume"},
+    {SessionStage::superseded, "superseded", "superseded"},
+    {SessionStage::inReview, "in review", "in_review"},
+    {SessionStage::needsReply, "needs reply", "needs_reply"},
+    {SessionStage::failed, "failed", "failed"},
+    {SessionStage::cancelled, "cancelled", "cancelled"},
 }};
 
 }  // namespace
 
 std::string_view stageText(SessionStage stage) {
-    const auto* found =
-        std::find_if(texts.begin(), texts.end(), [stage](const auto& text) { return text.first == stage; });
-    return found->second;
+    return std::ranges::find(texts, stage, &StageTexts::stage)->text;
+}
+
+std::string_view stageName(SessionStage stage) {
+    return std::ranges::find(texts, stage, &StageTexts::stage)->name;
+}
+
+std::optional<SessionStage> parseStageName(std::string_view name) {
+    const auto* found = std::ranges::find(texts, name, &StageTexts::name);
+    return found == texts.end() ? std::nullopt : std::optional(found->stage);
 }
 
 SessionStage stageOf(const BugQueueItem& item) {

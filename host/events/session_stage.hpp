@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
 #include "quernlight/queue/bug_queue_item.hpp"
@@ -31,6 +32,12 @@ enum class SessionStage {
 
 /// The words for it.
 std::string_view stageText(SessionStage stage);
+
+/// Its name for programs: "in_review".
+std::string_view stageName(SessionStage stage);
+
+/// Nothing for a name that this version does not know.
+std::optional<SessionStage> parseStageName(std::string_view name);
 
 /// The stage of an item that no session works on.
 SessionStage stageOf(const BugQueueItem& item);

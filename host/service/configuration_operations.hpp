@@ -21,6 +21,12 @@ struct MappingRequest {
     std::optional<std::string> worktrees{};  ///< absent: beside the repository
 };
 
+/// A mapping, looked at.
+struct MappingCheck {
+    AppMapping mapping{};
+    std::string trouble{};  ///< in one sentence; empty when bugs can be worked on there
+};
+
 /// One setting as it is stored, with what is known of it.
 struct SettingValue {
     std::string key{};

@@ -1,5 +1,8 @@
 #include "host/service/direct_service.hpp"
 
+#include <algorithm>
+
+#include "host/events/session_stage.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
@@ -26,19 +29,72 @@ void requireAllowed(const std::string& key, const std::optional<std::string>& te
     }
 }
 
-Task<std::vector<QueueEntry>> listQueue(StoreAccess& access) {
-    DispatchStore store = co_await access.forReading();
-    co_return co_await queueEntries(std::move(store));
+std::map<std::string, BugProgress> progressOf(const LiveSources& live) {
+    return live.progress ? live.progress() : std::map<std::string, BugProgress>();
 }
 
-Task<QueueItemDetails> showItem(StoreAccess& access, std::string bugID) {
-    DispatchStore store = co_await access.forReading();
-    co_return co_await queueItemDetails(std::move(store), std::move(bugID));
+/// What a session does with it, where one works on it, counts above what is stored.
+SessionStage stageNow(const std::map<std::string, BugProgress>& progress, const std::string& bugID,
+                      SessionStage stored) {
+    const auto live = progress.find(bugID);
+    return live != progress.end() && isRunning(live->second.stage) ? live->second.stage : stored;
 }
 
-Task<QueueEntry> changeQueue(StoreAccess& access, QueueChange change) {
+Task<std::vector<QueueEntry>> listQueue(StoreAccess& access, const LiveSources& live) {
+    DispatchStore store = co_await access.forReading();
+    auto entries = co_await queueEntries(std::move(store));
+    const auto progress = progressOf(live);
+    for (QueueEntry& entry : entries) {
+        entry.stage = stageNow(progress, entry.item.bugID, entry.stage);
+    }
+    co_return entries;
+}
+
+void addLive(QueueItemDetails& details, const LiveSources& live) {
+    details.stage = stageNow(progressOf(live), details.item.bugID, details.stage);
+    if (live.waits) {
+        details.waits = live.waits(details.item.id);
+    }
+}
+
+Task<QueueItemDetails> showItem(StoreAccess& access, const LiveSources& live, std::string bugID) {
+    DispatchStore store = co_await access.forReading();
+    QueueItemDetails details = co_await queueItemDetails(std::move(store), std::move(bugID));
+    addLive(details, live);
+    co_return details;
+}
+
+WorkOnItem workOn(const LiveSources& live) {
+    if (!live.workOn) {
+        return {};
+    }
+    return [&live](const Uuid& itemID) { return std::optional(live.workOn(itemID)); };
+}
+
+Task<QueueEntry> changeQueue(StoreAccess& access, const LiveSources& live, QueueChange change) {
     OwnedStore owned = co_await access.forQueue();
-    co_return co_await changeItem(std::move(owned), std::move(change));
+    const QueueAction action = change.action;
+    QueueEntry entry = co_await changeItem(std::move(owned), std::move(change), workOn(live));
+    entry.stage = stageNow(progressOf(live), entry.item.bugID, entry.stage);
+    if (action == QueueAction::remove && live.removed) {
+        live.removed(entry.item.bugID);
+    } else if (live.changed) {
+        live.changed(entry);
+    }
+    co_return entry;
+}
+
+Task<QueueEntry> endSession(StoreAccess& access, const LiveSources& live, std::string bugID) {
+    DispatchStore store = co_await access.forReading();
+    BugQueueItem item = co_await itemNamed(store, std::move(bugID));
+    if (!live.stopSession || !live.stopSession(item.id)) {
+        throw ServiceError(ServiceErrorCode::refused,
+                           "No session works on bug " + item.bugID + " (" + std::string(statusText(item)) +
+                               "), so there is nothing to stop.");
+    }
+    QueueEntry entry = co_await queueEntry(std::move(store), std::move(item));
+    entry.stage = stageNow(progressOf(live), entry.item.bugID, entry.stage);
+    co_return entry;
 }
 
 Task<std::vector<AppMapping>> listMappings(StoreAccess& access) {
@@ -46,11 +102,31 @@ Task<std::vector<AppMapping>> listMappings(StoreAccess& access) {
     co_return co_await store.mappings.allMappings();
 }
 
+void tellChanged(const LiveSources& live) {
+    if (live.changed) {
+        live.changed(std::nullopt);
+    }
+}
+
 /// A request that nobody can mean makes no home.
-Task<AppMapping> changeMapping(StoreAccess& access, MappingRequest request) {
+Task<AppMapping> changeMapping(StoreAccess& access, const LiveSources& live, MappingRequest request) {
     requireNames(request);
     OwnedStore owned = co_await access.forMappings();
-    co_return co_await storeMapping(std::move(owned), std::move(request));
+    AppMapping mapping = co_await storeMapping(std::move(owned), std::move(request));
+    tellChanged(live);
+    co_return mapping;
+}
+
+Task<AppMapping> forgetMapping(StoreAccess& access, const LiveSources& live, std::string bundleID) {
+    OwnedStore owned = co_await access.forQueue();
+    AppMapping mapping = co_await removeMapping(std::move(owned), std::move(bundleID));
+    tellChanged(live);
+    co_return mapping;
+}
+
+Task<std::vector<MappingCheck>> checkAllMappings(StoreAccess& access) {
+    DispatchStore store = co_await access.forReading();
+    co_return co_await quernlight::host::checkMappings(access.home(), std::move(store));
 }
 
 Task<StoredSettings> readSettings(StoreAccess& access) {
@@ -85,14 +161,42 @@ Task<SettingValue> changeSetting(StoreAccess& access, std::string key, std::opti
     co_return settingValue(stored, key);
 }
 
-Task<std::vector<RunningSession>> listSessions(StoreAccess& access) {
-    DispatchStore store = co_await access.forReading();
-    co_return co_await runningSessions(std::move(store));
+RunningSession& sessionOf(std::vector<RunningSession>& sessions, const BugProgress& progress) {
+    const auto found = std::ranges::find(sessions, progress.bugID, &RunningSession::bugID);
+    if (found != sessions.end()) {
+        return *found;
+    }
+    sessions.push_back({.bugID = progress.bugID,
+                        .appName = progress.appName,
+                        .title = progress.title,
+                        .status = QueueItemStatus::queued});
+    return sessions.back();
 }
 
-Task<BugState> showBug(StoreAccess& access, std::string bugID) {
+/// One that is being prepared is not stored yet.
+Task<std::vector<RunningSession>> listSessions(StoreAccess& access, const LiveSources& live) {
     DispatchStore store = co_await access.forReading();
-    co_return co_await bugState(std::move(store), std::move(bugID));
+    auto sessions = co_await runningSessions(std::move(store));
+    for (const auto& [bugID, progress] : progressOf(live)) {
+        if (!isRunning(progress.stage)) {
+            continue;
+        }
+        RunningSession& session = sessionOf(sessions, progress);
+        session.stage = progress.stage;
+        session.detail = progress.detail;
+        session.exitCode = progress.exitCode;
+        session.agent = live.agent ? live.agent(bugID) : std::nullopt;
+    }
+    co_return sessions;
+}
+
+Task<BugState> showBug(StoreAccess& access, const LiveSources& live, std::string bugID) {
+    DispatchStore store = co_await access.forReading();
+    BugState state = co_await bugState(std::move(store), std::move(bugID));
+    if (state.queued) {
+        addLive(*state.queued, live);
+    }
+    co_return state;
 }
 
 Task<std::vector<ReviewItem>> listReview(StoreAccess& access, const LiveSources& live) {
@@ -112,22 +216,26 @@ Task<HealthReport> showHealth(StoreAccess& access, const LiveSources& live) {
     }
     HealthReport report = live.health();
     report.alerts.insert(report.alerts.end(), stored.alerts.begin(), stored.alerts.end());
-    report.needPerson = std::move(stored.needPerson);
+    for (QueueEntry& entry : co_await listQueue(access, live)) {
+        if (needsAttention(entry.stage)) {
+            report.needPerson.push_back(std::move(entry));
+        }
+    }
     co_return report;
 }
 
 }  // namespace
 
 Task<std::vector<QueueEntry>> DirectService::queue() {
-    return withServiceErrors(listQueue(*access_));
+    return withServiceErrors(listQueue(*access_, live_));
 }
 
 Task<QueueItemDetails> DirectService::queueItem(std::string bugID) {
-    return withServiceErrors(showItem(*access_, std::move(bugID)));
+    return withServiceErrors(showItem(*access_, live_, std::move(bugID)));
 }
 
 Task<QueueEntry> DirectService::change(QueueChange change) {
-    return withServiceErrors(changeQueue(*access_, std::move(change)));
+    return withServiceErrors(changeQueue(*access_, live_, std::move(change)));
 }
 
 Task<std::vector<AppMapping>> DirectService::mappings() {
@@ -135,7 +243,15 @@ Task<std::vector<AppMapping>> DirectService::mappings() {
 }
 
 Task<AppMapping> DirectService::setMapping(MappingRequest request) {
-    return withServiceErrors(changeMapping(*access_, std::move(request)));
+    return withServiceErrors(changeMapping(*access_, live_, std::move(request)));
+}
+
+Task<AppMapping> DirectService::removeMapping(std::string bundleID) {
+    return withServiceErrors(forgetMapping(*access_, live_, std::move(bundleID)));
+}
+
+Task<std::vector<MappingCheck>> DirectService::checkMappings() {
+    return withServiceErrors(checkAllMappings(*access_));
 }
 
 Task<SettingList> DirectService::settings() {
@@ -155,11 +271,15 @@ Task<SettingValue> DirectService::unsetSetting(std::string key) {
 }
 
 Task<std::vector<RunningSession>> DirectService::sessions() {
-    return withServiceErrors(listSessions(*access_));
+    return withServiceErrors(listSessions(*access_, live_));
+}
+
+Task<QueueEntry> DirectService::stopSession(std::string bugID) {
+    return withServiceErrors(endSession(*access_, live_, std::move(bugID)));
 }
 
 Task<BugState> DirectService::bug(std::string bugID) {
-    return withServiceErrors(showBug(*access_, std::move(bugID)));
+    return withServiceErrors(showBug(*access_, live_, std::move(bugID)));
 }
 
 Task<std::vector<ReviewItem>> DirectService::review() {

@@ -1,21 +1,12 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <optional>
 
 #include "host/service/dispatch_service.hpp"
+#include "host/service/live_sources.hpp"
 #include "host/service/store_access.hpp"
 
 namespace quernlight::host {
-
-/// What only a dispatcher that runs in this process knows. Each may be missing.
-struct LiveSources {
-    std::function<EventPublisher::Subscription(EventPublisher::Handler)> subscribe{};
-    std::function<std::optional<Url>(const std::string& bugID)> pullRequest{};
-    /// Backend, disk and alerts.
-    std::function<HealthReport()> health{};
-};
 
 /// The service, working in this process on a home's store.
 class DirectService final : public DispatchService {
@@ -29,6 +20,8 @@ class DirectService final : public DispatchService {
 
     Task<std::vector<AppMapping>> mappings() override;
     Task<AppMapping> setMapping(MappingRequest request) override;
+    Task<AppMapping> removeMapping(std::string bundleID) override;
+    Task<std::vector<MappingCheck>> checkMappings() override;
 
     Task<SettingList> settings() override;
     Task<SettingValue> setting(std::string key) override;
@@ -36,6 +29,7 @@ class DirectService final : public DispatchService {
     Task<SettingValue> unsetSetting(std::string key) override;
 
     Task<std::vector<RunningSession>> sessions() override;
+    Task<QueueEntry> stopSession(std::string bugID) override;
     Task<BugState> bug(std::string bugID) override;
     Task<std::vector<ReviewItem>> review() override;
     Task<HealthReport> health() override;

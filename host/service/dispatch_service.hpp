@@ -18,14 +18,16 @@ class DispatchService {
   public:
     virtual ~DispatchService() = default;
 
-    // The queue. `notFound`: no such bug, or one whose work was merged, of which the sentence tells.
+    // The queue. A bug is named by its id or an unambiguous beginning of it. `notFound`: no such bug, or one
+    // whose work was merged, of which the sentence tells; `ambiguous`: several.
 
     /// All items: by queue (the automatic one first), then position; also those that have left their queue.
     virtual Task<std::vector<QueueEntry>> queue() = 0;
 
     virtual Task<QueueItemDetails> queueItem(std::string bugID) = 0;
 
-    /// Returns the item as it is then. `refused` where the item's state forbids it, with what to do instead;
+    /// Returns the item as it is then. A session that works on an item that is cancelled is ended by itself.
+    /// `refused` where the item's state forbids it, with what to do instead;
     /// `needsConfirmation` for finished work that is to be done again; `busy` while another process owns the
     /// home.
     virtual Task<QueueEntry> change(QueueChange change) = 0;
@@ -38,6 +40,12 @@ class DispatchService {
     /// In place of the bundle's last one; releases the bugs that waited for it. `invalid` for a repository
     /// that cannot be used, `busy` while another process owns the home.
     virtual Task<AppMapping> setMapping(MappingRequest request) = 0;
+
+    /// Returns the mapping as it was. `notFound`; `refused` while a session works for the app; `busy`.
+    virtual Task<AppMapping> removeMapping(std::string bundleID) = 0;
+
+    /// Looks at each mapping's repository anew.
+    virtual Task<std::vector<MappingCheck>> checkMappings() = 0;
 
     // The settings. `notFound`: no such key; the sentence names those that come near.
 
@@ -52,6 +60,11 @@ class DispatchService {
     // What goes on.
 
     virtual Task<std::vector<RunningSession>> sessions() = 0;
+
+    /// Ends the bug's session politely, and holds the bug in the manual queue, from where it goes on in the
+    /// same conversation once it is started. Returns at once, with the item as it is then. `refused` where no
+    /// session works on it.
+    virtual Task<QueueEntry> stopSession(std::string bugID) = 0;
 
     /// Also of a bug that has left the queue. `notFound` for one that was never taken in.
     virtual Task<BugState> bug(std::string bugID) = 0;

@@ -12,22 +12,48 @@ std::string command(const char* name, const BugQueueItem& item) {
     return std::string("quernlight-dispatch queue ") + name + " " + shellQuoted(item.bugID);
 }
 
-QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& facts, RetryConsent consent) {
+/// What an open attempt of an item that waits or has ended means.
+QueueActionVerdict openAttempt(const QueueActionFacts& facts) {
+    return facts.work ? QueueActionVerdict::sessionEnds : QueueActionVerdict::sessionUnreconciled;
+}
+
+QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& facts, Consent consent) {
     using enum QueueActionVerdict;
     const bool isFinished = facts.status == QueueItemStatus::completed;
     if (action == QueueAction::cancel) {
         return leftQueue;
     }
-    if (action != QueueAction::retry || (isFinished && !consent.again)) {
+    const bool isPossible = action == QueueAction::remove || action == QueueAction::retry;
+    const bool needsWord = action == QueueAction::retry && isFinished && !consent.again;
+    if (!isPossible || needsWord) {
         return isFinished ? needsRetryAgain : needsRetry;
     }
     if (isFinished && !consent.confirmed) {
         return needsConfirmation;
     }
-    return facts.hasOpenAttempt ? sessionUnreconciled : allowed;
+    const bool isWorkedOn = facts.work && *facts.work != ItemWork::none;
+    return facts.hasOpenAttempt || isWorkedOn ? openAttempt(facts) : allowed;
 }
 
-std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
+/// The home's owner ends the session of an item that is cancelled; nobody else can.
+QueueActionVerdict verdictOnUnderWay(QueueAction action, const QueueActionFacts& facts) {
+    using enum QueueActionVerdict;
+    if (!facts.work) {
+        return sessionUnreconciled;
+    }
+    if (*facts.work != ItemWork::session) {
+        return sessionEnds;
+    }
+    return action == QueueAction::cancel ? allowed : agentWorks;
+}
+
+std::string confirmationClause(QueueAction action) {
+    return action == QueueAction::remove
+               ? "its work is done; a person has to confirm that it is forgotten."
+               : "its work is done; a person has to confirm that it is worked on again.";
+}
+
+std::string clause(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item) {
     using enum QueueActionVerdict;
     switch (verdict) {
         case leftQueue:
@@ -38,12 +64,17 @@ std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
             return "its work is done; to have it worked on again all the same: " + command("retry", item) +
                    " --again";
         case needsConfirmation:
-            return "its work is done; a person has to confirm that it is worked on again.";
+            return confirmationClause(action);
         case notHeld:
             return "only bugs that wait in the manual queue are started by hand; put it there with: " +
                    command("hold", item);
         case needsMapping:
             return "its app has no repository; name one first with: " + commandToMap(item);
+        case agentWorks:
+            return "an agent works on it; stop that first with: quernlight-dispatch sessions stop " +
+                   shellQuoted(item.bugID);
+        case sessionEnds:
+            return "its session is just being ended; try again in a moment.";
         case sessionUnreconciled:
             return "its session has to be reconciled first; start the dispatcher once.";
         case allowed:
@@ -54,30 +85,55 @@ std::string clause(QueueActionVerdict verdict, const BugQueueItem& item) {
 
 }  // namespace
 
+std::string_view nameOf(QueueAction action) {
+    switch (action) {
+        case QueueAction::start:
+            return "start";
+        case QueueAction::next:
+            return "next";
+        case QueueAction::retry:
+            return "retry";
+        case QueueAction::cancel:
+            return "cancel";
+        case QueueAction::moveToManual:
+            return "hold";
+        case QueueAction::moveToAuto:
+            return "release";
+        case QueueAction::reorder:
+            return "move";
+        case QueueAction::remove:
+            break;
+    }
+    return "remove";
+}
+
 QueueActionFacts queueActionFacts(const BugQueueItem& item,
-                                  const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped) {
+                                  const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped,
+                                  std::optional<ItemWork> work) {
     return {.status = item.status,
             .mode = item.queueMode,
             .hasOpenAttempt = latestAttempt && isOpen(*latestAttempt),
-            .isMapped = isMapped};
+            .isMapped = isMapped,
+            .work = work};
 }
 
-QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts,
-                                      RetryConsent consent) {
+QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts, Consent consent) {
     using enum QueueActionVerdict;
     if (isTerminal(facts.status)) {
         return verdictOnEnded(action, facts, consent);
     }
-    const bool isUnderWay = isReorderLocked(facts.status);
-    if (action == QueueAction::start) {
-        const bool isHeld = facts.mode == QueueMode::manual && !isUnderWay;
-        return !isHeld ? notHeld : facts.isMapped ? allowed : needsMapping;
+    const bool isWorkedOn = facts.work && *facts.work != ItemWork::none;
+    if (isReorderLocked(facts.status) || isWorkedOn) {
+        return action == QueueAction::start ? notHeld : verdictOnUnderWay(action, facts);
     }
-    return isUnderWay ? sessionUnreconciled : allowed;
+    if (action == QueueAction::start) {
+        return facts.mode != QueueMode::manual ? notHeld : facts.isMapped ? allowed : needsMapping;
+    }
+    return action == QueueAction::remove && facts.hasOpenAttempt ? openAttempt(facts) : allowed;
 }
 
-std::string queueActionSentence(QueueActionVerdict verdict, const BugQueueItem& item) {
-    return "Bug " + item.bugID + " (" + std::string(statusText(item)) + "): " + clause(verdict, item);
+std::string queueActionSentence(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item) {
+    return "Bug " + item.bugID + " (" + std::string(statusText(item)) + "): " + clause(action, verdict, item);
 }
 
 }  // namespace quernlight::host

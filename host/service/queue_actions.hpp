@@ -3,7 +3,9 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "host/dispatcher/admission.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 #include "quernlight/queue/session_attempt_repository.hpp"
 
@@ -17,15 +19,20 @@ enum class QueueAction {
     cancel,        ///< takes it out of its queue; it is remembered
     moveToManual,  ///< moves a waiting item to the manual queue
     moveToAuto,    ///< the same to the automatic queue
+    reorder,       ///< puts a waiting item in front of another one, or at the end of its queue
+    remove,        ///< forgets it, with its history; it comes in again while the backend lists it
 };
 
-inline constexpr std::array allQueueActions{QueueAction::start,        QueueAction::next,
-                                            QueueAction::retry,        QueueAction::cancel,
-                                            QueueAction::moveToManual, QueueAction::moveToAuto};
+inline constexpr std::array allQueueActions{
+    QueueAction::start,        QueueAction::next,       QueueAction::retry,   QueueAction::cancel,
+    QueueAction::moveToManual, QueueAction::moveToAuto, QueueAction::reorder, QueueAction::remove};
 
-/// What a retry of finished work takes. Any other action needs neither.
-struct RetryConsent {
-    bool again = false;      ///< finished work may be done again
+/// The action's name for programs, and for the command that does it: "hold".
+std::string_view nameOf(QueueAction action);
+
+/// What an action on finished work takes. Where the work is not finished it needs neither.
+struct Consent {
+    bool again = false;      ///< finished work may be done again, of a retry
     bool confirmed = false;  ///< a person has confirmed that
 };
 
@@ -35,27 +42,31 @@ struct QueueActionFacts {
     QueueMode mode = QueueMode::automatic;
     bool hasOpenAttempt = false;  ///< one whose end is not stored
     bool isMapped = true;         ///< its app has a repository
+    std::optional<ItemWork> work{};  ///< who works on it; absent where only the home's owner knows
 };
 
 QueueActionFacts queueActionFacts(const BugQueueItem& item,
-                                  const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped);
+                                  const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped,
+                                  std::optional<ItemWork> work = {});
 
 enum class QueueActionVerdict {
     allowed,
-    needsConfirmation,    ///< finished work is done again only when a person has confirmed it
+    needsConfirmation,    ///< finished work is touched only when a person has confirmed it
     leftQueue,            ///< there is nothing to cancel
     needsRetry,           ///< work that has ended is begun again by a retry alone
     needsRetryAgain,      ///< the same, and work that was finished only when a person says "again"
     notHeld,              ///< only what waits in the manual queue is started by hand
     needsMapping,         ///< nothing is started whose app has no repository
-    sessionUnreconciled,  ///< its last session runs, or the next start of a dispatcher reconciles it first
+    agentWorks,           ///< its session runs, and has to be ended first
+    sessionEnds,          ///< its session is being stopped, reconciled or retired at this moment
+    sessionUnreconciled,  ///< the next start of a dispatcher reconciles its last session first
 };
 
 /// Which action a person may take on an item, and why not: a function of the item's state alone.
 QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts,
-                                      RetryConsent consent = {});
+                                      Consent consent = {});
 
 /// What a verdict that is not `allowed` says of the item: one sentence, with the command to use instead.
-std::string queueActionSentence(QueueActionVerdict verdict, const BugQueueItem& item);
+std::string queueActionSentence(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item);
 
 }  // namespace quernlight::host

@@ -34,7 +34,8 @@ struct QueueItemDetails {
 struct QueueChange {
     QueueAction action{};
     std::string bugID{};
-    RetryConsent consent{};  ///< of a retry
+    Consent consent{};
+    std::string before{};  ///< of `reorder`: the bug in front of which it goes; empty: the end of its queue
 };
 
 /// A bug that is in the queue, or whose work was merged and which has left it.

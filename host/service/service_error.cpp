@@ -1,12 +1,39 @@
 #include "host/service/service_error.hpp"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <utility>
 
 #include "host/process/home_lock.hpp"
 #include "host/process/user_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
+
+namespace {
+
+constexpr std::array<std::pair<ServiceErrorCode, std::string_view>, 7> names{{
+    {ServiceErrorCode::notFound, "not_found"},
+    {ServiceErrorCode::ambiguous, "ambiguous"},
+    {ServiceErrorCode::refused, "refused"},
+    {ServiceErrorCode::needsConfirmation, "needs_confirmation"},
+    {ServiceErrorCode::busy, "busy"},
+    {ServiceErrorCode::invalid, "invalid"},
+    {ServiceErrorCode::unavailable, "unavailable"},
+}};
+
+}  // namespace
+
+std::string_view nameOf(ServiceErrorCode code) {
+    return std::ranges::find(names, code, &std::pair<ServiceErrorCode, std::string_view>::first)->second;
+}
+
+std::optional<ServiceErrorCode> parseServiceErrorCode(std::string_view name) {
+    const auto* found =
+        std::ranges::find(names, name, &std::pair<ServiceErrorCode, std::string_view>::second);
+    return found == names.end() ? std::nullopt : std::optional(found->first);
+}
 
 void throwAsServiceError() {
     using enum ServiceErrorCode;

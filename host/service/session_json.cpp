@@ -1,7 +1,6 @@
 #include "host/service/session_json.hpp"
 
 #include <algorithm>
-#include <filesystem>
 
 #include <boost/json/array.hpp>
 
@@ -24,10 +23,6 @@ json::value shownIfAny(const std::optional<std::string>& text) {
 
 json::value shownIfAny(const std::optional<std::int32_t>& number) {
     return number ? json::value(*number) : json::value(nullptr);
-}
-
-json::value shownIfAny(const std::optional<Instant>& instant) {
-    return instant ? json::value(formatInstant(*instant)) : json::value(nullptr);
 }
 
 json::object shownAgent(const LiveAgent& agent) {
@@ -77,7 +72,8 @@ json::object shownSession(const BugProgress& progress, const std::optional<LiveA
     return {{"bug", shown(progress.bugID)},
             {"app", shown(progress.appName)},
             {"title", shown(progress.title)},
-            {"stage", stageText(progress)},
+            {"stage", stageName(progress.stage)},
+            {"stage_text", stageText(progress)},
             {"detail", shown(progress.detail)},
             {"agent", agent ? json::value(shownAgent(*agent)) : json::value(nullptr)}};
 }
@@ -91,19 +87,6 @@ json::object shownPicture(const ScreenPicture& picture) {
         {"dialog", shownDialog(reading.activity.dialog)},
         {"usage_limit", shownIfAny(usageLimitUntil(picture))},
         {"notice", shownIfAny(lastNotice(picture))}};
-}
-
-json::object shownAttempt(const SessionAttemptRecord& attempt) {
-    const std::filesystem::path transcript = attempt.transcriptTextPath;
-    return {{"number", attempt.attemptNumber},
-            {"session", shown(attempt.completionMarker)},
-            {"state", rawValue(attempt.state)},
-            {"pid", shownIfAny(attempt.pid)},
-            {"started_at", formatInstant(attempt.startedAt)},
-            {"ended_at", shownIfAny(attempt.endedAt)},
-            {"exit_code", shownIfAny(attempt.exitCode)},
-            {"worktree", shownIfAny(attempt.agentWorkspacePath)},
-            {"directory", shown(transcript.parent_path().native())}};
 }
 
 }  // namespace quernlight::host

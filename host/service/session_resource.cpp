@@ -26,19 +26,8 @@ std::string notInQueue(const std::string& bugID) {
 }  // namespace
 
 void SessionResource::offerOn(ControlRouter& router) {
-    router.add("GET", "/v1/sessions", Audience::people, [this](const ControlRequest&) { return list(); });
     router.add("GET", "/v1/sessions/*/screen", Audience::people,
                [this](const ControlRequest& request) { return screen(request.parameters.at(0)); });
-}
-
-Task<ControlResponse> SessionResource::list() const {
-    json::array sessions;
-    for (const auto& [bugID, progress] : events_.bugs()) {
-        if (isRunning(progress.stage)) {
-            sessions.push_back(shownSession(progress, screens_.look(bugID)));
-        }
-    }
-    co_return ControlResponse{.body = json::serialize(sessions)};
 }
 
 Task<ControlResponse> SessionResource::screen(std::string bugID) const {

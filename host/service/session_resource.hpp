@@ -18,13 +18,11 @@ class SessionResource {
     SessionResource(const EventPublisher& events, const LiveScreens& screens)
         : events_(events), screens_(screens) {}
 
-    /// Offers, to people, GET /v1/sessions, an array of what shownSession makes of each, and
-    /// GET /v1/sessions/{bug}/screen, the same of one with what shownPicture makes of its screen; 404 when no
-    /// agent works on the bug.
+    /// Offers, to people, GET /v1/sessions/{bug}/screen: what shownSession makes of it with what shownPicture
+    /// makes of its screen; 404 when no agent works on the bug.
     void offerOn(ControlRouter& router);
 
   private:
-    Task<ControlResponse> list() const;
     Task<ControlResponse> screen(std::string bugID) const;
 
     const EventPublisher& events_;

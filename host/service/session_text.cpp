@@ -88,7 +88,7 @@ std::string sessionLine(const json::object& session) {
     const json::object agent = part(session, "agent");
     const std::string detail = member(session, "detail");
     return fitted(member(session, "bug"), 8) + "  " + fitted(member(session, "app"), 12) + "  " +
-           fitted(member(session, "stage"), 20) + "  " + fitted(orElse(member(agent, "state"), "-"), 8) +
+           fitted(member(session, "stage_text"), 20) + "  " + fitted(orElse(member(agent, "state"), "-"), 8) +
            "  " + fitted(clockTimeOf(member(agent, "since")), 8) + "  " +
            (detail.empty() ? member(session, "title") : detail) + "\n";
 }
@@ -96,7 +96,7 @@ std::string sessionLine(const json::object& session) {
 std::string sessionStatus(const json::object& session) {
     const json::object attempt = part(session, "attempt");
     std::string text = fitted(member(session, "bug"), 8) + "  " + fitted(member(session, "app"), 12) + "  " +
-                       fitted(member(session, "stage"), 20) + "  " + member(session, "title") + "\n";
+                       fitted(member(session, "stage_text"), 20) + "  " + member(session, "title") + "\n";
     const std::string detail = member(session, "detail");
     text += detail.empty() ? "" : "detail:     " + detail + "\n";
     text += "agent:      " + agentText(session) + "\n";

@@ -12,7 +12,7 @@ namespace quernlight::host {
 /// One line of a list.
 std::string sessionLine(const boost::json::object& session);
 
-/// What `sessions show` tells; "attempt" is that of shownAttempt, or null, and "dispatcher_runs" says whether
+/// What `sessions show` tells; "attempt" is that of jsonOf, or null, and "dispatcher_runs" says whether
 /// "agent" is to be believed.
 std::string sessionStatus(const boost::json::object& session);
 

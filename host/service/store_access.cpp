@@ -11,6 +11,10 @@ Task<OwnedStore> openOwned(std::filesystem::path home) {
     co_return OwnedStore{.home = std::move(home), .store = std::move(store), .manager = std::move(manager)};
 }
 
+std::filesystem::path HomeAccess::home() {
+    return findDispatchHome(chosen_);
+}
+
 Task<DispatchStore> HomeAccess::forReading() {
     co_return co_await DispatchStore::openForReading(findDispatchHome(chosen_));
 }

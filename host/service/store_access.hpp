@@ -31,6 +31,9 @@ class StoreAccess {
   public:
     virtual ~StoreAccess() = default;
 
+    /// The home, which is there.
+    virtual std::filesystem::path home() = 0;
+
     virtual Task<DispatchStore> forReading() = 0;
     virtual Task<DispatchStore> forSettings(MissingHome missing) = 0;
     virtual Task<OwnedStore> forQueue() = 0;
@@ -44,6 +47,8 @@ class StoreAccess {
 class HomeAccess final : public StoreAccess {
   public:
     explicit HomeAccess(ChosenHome chosen) : chosen_(std::move(chosen)) {}
+
+    std::filesystem::path home() override;
 
     Task<DispatchStore> forReading() override;
     Task<DispatchStore> forSettings(MissingHome missing) override;
@@ -62,6 +67,8 @@ class HomeAccess final : public StoreAccess {
 class OwnerAccess final : public StoreAccess {
   public:
     OwnerAccess(std::filesystem::path home, DispatchStore store, QueueManager& manager);
+
+    std::filesystem::path home() override { return owned_.home; }
 
     Task<DispatchStore> forReading() override;
     Task<DispatchStore> forSettings(MissingHome missing) override;

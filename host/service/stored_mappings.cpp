@@ -1,6 +1,7 @@
 #include "host/health/outside_failure.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
+#include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
 #include "host/worktree/git_marks.hpp"
 #include "host/worktree/git_time_limit.hpp"
@@ -80,6 +81,44 @@ Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request) {
     co_await owned.store.mappings.upsert(mapping);
     co_await owned.manager->releaseWaitingItems(mapping.bundleID);
     co_return mapping;
+}
+
+Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID) {
+    const auto mapping = co_await owned.store.mappings.mapping(bundleID);
+    if (!mapping) {
+        throw ServiceError(ServiceErrorCode::notFound, "No repository is mapped for " + bundleID +
+                                                           "; see: quernlight-dispatch map list");
+    }
+    for (const BugQueueItem& item : co_await owned.store.items.items()) {
+        if (item.bundleID == bundleID && isReorderLocked(item.status)) {
+            throw ServiceError(ServiceErrorCode::refused,
+                               "Bug " + item.bugID + " of " + bundleID +
+                                   " is being worked on; stop that first with: quernlight-dispatch "
+                                   "sessions stop " +
+                                   shellQuoted(item.bugID));
+        }
+    }
+    co_await owned.store.mappings.remove(bundleID);
+    co_return *mapping;
+}
+
+Task<std::vector<MappingCheck>> checkMappings(std::filesystem::path home, DispatchStore store) {
+    std::vector<MappingCheck> checks;
+    for (AppMapping& mapping : co_await store.mappings.allMappings()) {
+        MappingCheck check{.mapping = std::move(mapping)};
+        try {
+            MappingRequest request{.bundleID = check.mapping.bundleID,
+                                   .appName = check.mapping.appName,
+                                   .repository = check.mapping.repoPath,
+                                   .baseBranch = check.mapping.baseBranch,
+                                   .worktrees = check.mapping.worktreeRootPath};
+            co_await checkedMapping(home, std::move(request));
+        } catch (const ServiceError& error) {
+            check.trouble = error.what();
+        }
+        checks.push_back(std::move(check));
+    }
+    co_return checks;
 }
 
 }  // namespace quernlight::host

@@ -78,7 +78,7 @@ Task<HealthReport> storedHealth(DispatchStore store) {
     HealthReport report{.alerts = stored.troubles};
     for (QueueEntry& entry : co_await queueEntries(store)) {
         if (needsAttention(entry.stage)) {
-            report.needPerson.push_back(std::move(entry.item));
+            report.needPerson.push_back(std::move(entry));
         }
     }
     co_return report;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,8 +22,14 @@ Task<QueueEntry> queueEntry(DispatchStore store, BugQueueItem item);
 Task<QueueItemDetails> queueItemDetails(DispatchStore store, std::string bugID);
 Task<BugState> bugState(DispatchStore store, std::string bugID);
 
-/// Does what queueActionVerdict allows, and returns the item as it is then.
-Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change);
+/// Who works on an item in this process; nothing where this is not the home's owner.
+using WorkOnItem = std::function<std::optional<ItemWork>(const Uuid& itemID)>;
+
+/// Does what queueActionVerdict allows, and returns the item as it is then; one that was removed, as it was.
+Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change, WorkOnItem workOn);
+
+/// The item of a bug whose id, or the beginning of it, is this and no other's.
+Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID);
 
 /// Throws the one that names the first part of the request that is empty, or that nobody could see.
 void requireNames(const MappingRequest& request);
@@ -29,6 +37,12 @@ void requireNames(const MappingRequest& request);
 /// Checks the repository and its base branch, stores the mapping in place of the bundle's last one and
 /// releases the bugs that waited for it. Returns it with resolved paths. Git runs as the home's own.
 Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request);
+
+/// Forgets the mapping, and returns it. Refused while a session works for the app.
+Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID);
+
+/// Each mapping, with what keeps it from being used now. Git runs as the home's own.
+Task<std::vector<MappingCheck>> checkMappings(std::filesystem::path home, DispatchStore store);
 
 /// The sessions that the store has as under way. Reads the end of their transcripts.
 Task<std::vector<RunningSession>> runningSessions(DispatchStore store);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "host/dispatcher/fact_gatherer.hpp"
 #include "host/dispatcher/start_request.hpp"
 #include "host/events/item_history.hpp"
@@ -36,17 +38,29 @@ Task<SessionStage> stageIn(DispatchStore store, BugQueueItem item) {
     co_return mapping ? SessionStage::queued : SessionStage::needsMapping;
 }
 
-Task<BugQueueItem> itemOf(DispatchStore store, std::string bugID) {
-    if (!isValidUtf8(bugID)) {
-        throw ServiceError(ServiceErrorCode::invalid,
-                           "The bug's id is not valid UTF-8; see: quernlight-dispatch queue list");
+ServiceError ambiguous(const std::string& bugID, const std::vector<std::string>& fitting) {
+    constexpr std::size_t mostNamed = 5;
+    std::string named;
+    for (std::size_t index = 0; index < std::min(fitting.size(), mostNamed); ++index) {
+        named += (index == 0 ? "" : ", ") + fitting[index];
     }
-    const auto item = co_await store.items.item(std::string_view(bugID));
-    if (!item) {
-        const auto retired = co_await store.retired.bug(bugID);
-        throw notInQueue(bugID, retired);
+    return {ServiceErrorCode::ambiguous,
+            "Several bugs' ids begin with " + bugID + " (" + named +
+                (fitting.size() > mostNamed ? ", ..." : "") + "); give more of the one that you mean."};
+}
+
+/// The id in full of the one queued bug whose id begins so; the text itself when there is none.
+Task<std::string> completed(DispatchStore store, std::string beginning) {
+    std::vector<std::string> fitting;
+    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+        if (item.bugID.starts_with(beginning)) {
+            fitting.push_back(item.bugID);
+        }
     }
-    co_return *item;
+    if (fitting.size() > 1) {
+        throw ambiguous(beginning, fitting);
+    }
+    co_return fitting.empty() ? beginning : fitting.front();
 }
 
 Task<QueueItemDetails> detailsOf(DispatchStore store, BugQueueItem item) {
@@ -61,13 +75,34 @@ Task<QueueItemDetails> detailsOf(DispatchStore store, BugQueueItem item) {
                                .attempts = std::move(attempts)};
 }
 
-void requireAllowed(QueueActionVerdict verdict, const BugQueueItem& item) {
+void requireAllowed(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item) {
     using enum ServiceErrorCode;
-    if (verdict == QueueActionVerdict::needsConfirmation) {
-        throw ServiceError(needsConfirmation, queueActionSentence(verdict, item));
-    }
     if (verdict != QueueActionVerdict::allowed) {
-        throw ServiceError(refused, queueActionSentence(verdict, item));
+        const bool isAsked = verdict == QueueActionVerdict::needsConfirmation;
+        throw ServiceError(isAsked ? needsConfirmation : refused,
+                           queueActionSentence(action, verdict, item));
+    }
+}
+
+Task<void> moveBefore(OwnedStore owned, BugQueueItem item, std::string before) {
+    if (before.empty()) {
+        co_return co_await owned.manager->reorder(item.id, std::nullopt);
+    }
+    const BugQueueItem next = co_await itemNamed(owned.store, std::move(before));
+    if (next.queueMode != item.queueMode || isTerminal(next.status) || isReorderLocked(next.status)) {
+        throw ServiceError(ServiceErrorCode::refused,
+                           "Bug " + next.bugID + " (" + std::string(statusText(next)) +
+                               ") does not wait in the same queue as bug " + item.bugID +
+                               ", so nothing can be put in front of it.");
+    }
+    co_await owned.manager->reorder(item.id, next.id);
+}
+
+Task<void> removeItem(QueueManager& manager, BugQueueItem item) {
+    const auto removed = co_await manager.remove(item.id);
+    if (!removed) {
+        throw ServiceError(ServiceErrorCode::refused,
+                           "Bug " + item.bugID + " was started a moment ago; nothing was changed.");
     }
 }
 
@@ -77,9 +112,9 @@ Task<void> requestStart(DispatchStore store, BugQueueItem item) {
     co_await appendEvent(store.items, std::move(event));
 }
 
-Task<void> apply(QueueAction action, OwnedStore owned, BugQueueItem item) {
+Task<void> apply(QueueChange change, OwnedStore owned, BugQueueItem item) {
     QueueManager& manager = *owned.manager;
-    switch (action) {
+    switch (change.action) {
         case QueueAction::start:
             co_return co_await requestStart(owned.store, std::move(item));
         case QueueAction::next:
@@ -95,6 +130,10 @@ Task<void> apply(QueueAction action, OwnedStore owned, BugQueueItem item) {
         case QueueAction::moveToAuto:
             co_await manager.move(item.id, QueueMode::automatic, std::nullopt);
             co_return;
+        case QueueAction::reorder:
+            co_return co_await moveBefore(owned, std::move(item), std::move(change.before));
+        case QueueAction::remove:
+            co_return co_await removeItem(manager, std::move(item));
     }
 }
 
@@ -113,33 +152,57 @@ Task<std::vector<QueueEntry>> queueEntries(DispatchStore store) {
     co_return entries;
 }
 
+Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID) {
+    const std::string shortID = BugID::normalized(bugID);
+    if (!isValidUtf8(bugID) || shortID.empty()) {
+        throw ServiceError(ServiceErrorCode::invalid,
+                           "That is no bug's id (it is empty, or not valid UTF-8); see: quernlight-dispatch "
+                           "queue list");
+    }
+    auto item = co_await store.items.item(std::string_view(shortID));
+    const auto retired = co_await store.retired.bug(shortID);
+    if (!item && !retired) {
+        const std::string whole = co_await completed(store, shortID);
+        item = co_await store.items.item(std::string_view(whole));
+    }
+    if (!item) {
+        throw notInQueue(shortID, retired);
+    }
+    co_return *item;
+}
+
 Task<QueueItemDetails> queueItemDetails(DispatchStore store, std::string bugID) {
-    BugQueueItem item = co_await itemOf(store, std::move(bugID));
+    BugQueueItem item = co_await itemNamed(store, std::move(bugID));
     co_return co_await detailsOf(store, std::move(item));
 }
 
 Task<BugState> bugState(DispatchStore store, std::string bugID) {
-    BugState state{.bugID = BugID::normalized(bugID)};
-    auto item = co_await store.items.item(std::string_view(bugID));
-    state.retired = co_await store.retired.bug(bugID);
-    if (!item && !state.retired) {
-        throw notInQueue(bugID, std::nullopt);
+    const auto retired = co_await store.retired.bug(bugID);
+    auto known = co_await store.items.item(std::string_view(bugID));
+    if (!known && !retired) {
+        known = co_await itemNamed(store, bugID);
     }
-    if (item) {
-        state.queued = co_await detailsOf(store, std::move(*item));
+    BugState state{.bugID = known ? known->bugID : BugID::normalized(bugID), .retired = retired};
+    if (known) {
+        state.queued = co_await detailsOf(store, std::move(*known));
     }
     co_return state;
 }
 
-Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change) {
-    BugQueueItem item = co_await itemOf(owned.store, change.bugID);
+Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change, WorkOnItem workOn) {
+    BugQueueItem item = co_await itemNamed(owned.store, change.bugID);
     const auto attempt = co_await owned.store.attempts.latestAttempt(item.id);
     const auto mapping = co_await owned.store.mappings.mapping(item.bundleID);
-    const QueueActionFacts facts = queueActionFacts(item, attempt, mapping.has_value());
-    requireAllowed(queueActionVerdict(change.action, facts, change.consent), item);
-    co_await apply(change.action, owned, item);
+    const auto work = workOn ? workOn(item.id) : std::nullopt;
+    const QueueActionFacts facts = queueActionFacts(item, attempt, mapping.has_value(), work);
+    requireAllowed(change.action, queueActionVerdict(change.action, facts, change.consent), item);
+    co_await apply(std::move(change), owned, item);
     auto changed = co_await owned.store.items.item(item.id);
-    co_return co_await queueEntry(owned.store, std::move(changed).value_or(std::move(item)));
+    if (!changed) {
+        const SessionStage stage = stageOf(item);
+        co_return QueueEntry{.item = std::move(item), .stage = stage};
+    }
+    co_return co_await queueEntry(owned.store, std::move(*changed));
 }
 
 }  // namespace quernlight::host

@@ -86,6 +86,11 @@ Task<void> BugSession::run() {
     }
 }
 
+void BugSession::stop() {
+    state_.isStopWished = true;
+    agent_.mailbox().deliver(StopRequested{});
+}
+
 Task<void> BugSession::runToItsEnd(TaskSet& tasks) {
     PreparationResult prepared = co_await preparation_.run();
     auto* ready = std::get_if<SessionReady>(&prepared);
@@ -94,7 +99,7 @@ Task<void> BugSession::runToItsEnd(TaskSet& tasks) {
     }
     co_await agent_.recordAttempt(std::move(ready->goal));
     co_await agent_.awaitTurn();
-    if (stop_.isStopping()) {
+    if (stop_.isStopping() || state_.isStopWished) {
         co_await agent_.noteUnstarted();
         NextStep interrupted = SessionInterrupted{};
         co_return co_await end_.finish(std::move(interrupted));

@@ -25,6 +25,8 @@ class BugSession final : public Session {
     /// item left as it is, to be reconciled as after a crash.
     Task<void> run() override;
 
+    void stop() override;
+
     const Uuid& sessionID() const { return state_.sessionID; }
     const BugQueueItem& item() const override { return state_.item; }
 

@@ -59,7 +59,10 @@ struct SessionFailed {
 /// Why an attempt failed that the dispatcher did not see to its end.
 inline constexpr std::string_view interruptedReason = "Dispatcher stopped while the session was running.";
 
-/// The dispatcher is stopping; the session is to be resumed later.
+/// The same of one that a person has stopped.
+inline constexpr std::string_view stoppedReason = "A person has stopped the session.";
+
+/// The dispatcher is stopping, or a person has stopped the session; it is to be resumed later.
 struct SessionInterrupted {};
 
 /// The agent does not know the conversation; the bug is to be worked on in a fresh one.

@@ -22,6 +22,10 @@ class Session {
     /// To its end. Throws what keeps that end from being stored; the item has to be reconciled then.
     virtual Task<void> run() = 0;
 
+    /// Ends it politely, as a person wishes: its bug is held then, and goes on in the same conversation once
+    /// it is started again. What it has come to by then still counts.
+    virtual void stop() = 0;
+
     virtual const BugQueueItem& item() const = 0;
 
     /// Whether the process was seen to be of its agent's.

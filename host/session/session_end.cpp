@@ -73,7 +73,7 @@ Task<void> SessionEnd::end(SessionFailed end) {
 }
 
 Task<void> SessionEnd::end(SessionInterrupted) {
-    std::string reason(interruptedReason);
+    std::string reason(state_.isStopWished ? stoppedReason : interruptedReason);
     co_await interrupt(std::move(reason));
 }
 
@@ -91,10 +91,22 @@ Task<void> SessionEnd::interrupt(std::string reason) {
         co_return co_await end(SessionSuperseded{});
     }
     co_await uses_.manager.markResumable(state_.item.id);
+    const bool isHeld = co_await holdIfWished();
     if (isKnown) {
         co_await markAttemptFailed(std::move(reason));
     }
-    log_.show(SessionStage::queuedToResume);
+    log_.show(isHeld ? SessionStage::needsStart : SessionStage::queuedToResume);
+}
+
+/// What a person has stopped waits for a person. The item is still this session's for the loop, which starts
+/// nothing of it meanwhile.
+Task<bool> SessionEnd::holdIfWished() {
+    if (!state_.isStopWished) {
+        co_return false;
+    }
+    co_await log_.tell(EventKind::sessionStopped, std::string(stoppedReason));
+    co_await uses_.manager.move(state_.item.id, QueueMode::manual, std::nullopt);
+    co_return true;
 }
 
 Task<void> SessionEnd::end(OutsideFailure failure) {
@@ -107,7 +119,8 @@ Task<void> SessionEnd::putBack(OutsideFailure failure) {
     if (ours || state_.isAttemptRecorded) {
         co_return co_await interrupt(std::move(failure.cause));
     }
-    log_.show(SessionStage::queued, std::move(failure.cause));
+    const bool isHeld = co_await holdIfWished();
+    log_.show(isHeld ? SessionStage::needsStart : SessionStage::queued, std::move(failure.cause));
 }
 
 Task<void> SessionEnd::end(WorktreeRefused refused) {
@@ -116,8 +129,8 @@ Task<void> SessionEnd::end(WorktreeRefused refused) {
 }
 
 Task<void> SessionEnd::end(NothingBegun) {
-    log_.show(SessionStage::queued);
-    co_return;
+    const bool isHeld = co_await holdIfWished();
+    log_.show(isHeld ? SessionStage::needsStart : SessionStage::queued);
 }
 
 Task<void> SessionEnd::endReported() {

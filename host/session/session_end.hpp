@@ -56,6 +56,7 @@ class SessionEnd {
     Task<void> end(WorktreeRefused refused);
     Task<void> end(NothingBegun);
     Task<void> interrupt(std::string reason);
+    Task<bool> holdIfWished();
     Task<void> endReported();
     Task<void> markAttemptFailed(std::string reason);
     Task<void> markAttemptCompleted(QLCommentDTO comment);

@@ -25,6 +25,7 @@ struct SessionState {
     bool isAttemptRecorded = false;
     WatchedSession watched{};
     BugProgress progress;
+    bool isStopWished = false;               ///< by a person, of this session alone
     std::optional<Instant> newestComment{};  ///< that has counted as a sign of life
     bool isConversationKnown = false;        ///< and recorded
     std::optional<Uuid> leftAlone{};  ///< its conversation, which ended the agent whenever it was resumed

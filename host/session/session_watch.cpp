@@ -43,7 +43,7 @@ Task<NextStep> SessionWatch::untilItsEnd() {
 NextStep SessionWatch::stepNow() {
     const ClockReading now = readClocks(uses_.clock);
     uses_.runningTime.look(now);
-    state_.watched.stopRequested = uses_.stop.isStopping();
+    state_.watched.stopRequested = uses_.stop.isStopping() || state_.isStopWished;
     return nextStep(countedSince(uses_.runningTime.since(), now.wall, state_.watched), now.wall, timeouts());
 }
 

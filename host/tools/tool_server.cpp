@@ -49,12 +49,12 @@ Task<ToolAnswer> callThroughOwner(ToolServerSession session, std::string tool, j
     }
     try {
         ControlResponse response = co_await askOwner(session.home, std::move(request));
-        auto detail = problemDetail(response);
+        auto refusal = problemOf(response);
         if (response.body.size() > largestText) {
             co_return error("The answer has " + std::to_string(response.body.size()) +
                             " bytes, too many to be shown; ask for less.");
         }
-        co_return detail ? error(std::move(*detail)) : ToolAnswer{.text = std::move(response.body)};
+        co_return refusal ? error(std::move(refusal->detail)) : ToolAnswer{.text = std::move(response.body)};
     } catch (const OwnerDidNotAnswer& failure) {
         co_return error(std::string(failure.what()) +
                         " It is not known whether anything was changed; look with list_comments or get_bug.");

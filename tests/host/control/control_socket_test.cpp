@@ -110,7 +110,7 @@ TEST_F(ControlSocketTest, WhatCannotBeAnsweredIsAProblemWithASentence) {
         const ControlResponse response = ask(row.target, row.body, row.method);
         EXPECT_EQ(response.status, row.status) << row.target;
         EXPECT_EQ(response.contentType, "application/problem+json");
-        EXPECT_EQ(problemDetail(response), row.sentence);
+        EXPECT_EQ(problemOf(response).value().detail, row.sentence);
     }
 }
 

@@ -44,6 +44,8 @@ class ScriptedSession final : public Session {
         co_await services_.manager.markFailed(item_.id, "The test has ended it.");
     }
 
+    void stop() override { script_.told.push_back(item_.bugID + " stop"); }
+
     const BugQueueItem& item() const override { return item_; }
     bool hasProcess(const ProcessEntry&) const override { return false; }
 

@@ -13,7 +13,7 @@ using enum ServiceErrorCode;
 
 class DirectServiceTest : public test::ServiceFixture {
   protected:
-    BugQueueItem change(QueueAction action, const BugQueueItem& item, RetryConsent consent = {}) {
+    BugQueueItem change(QueueAction action, const BugQueueItem& item, Consent consent = {}) {
         return run(service->change({.action = action, .bugID = item.bugID, .consent = consent})).item;
     }
     std::vector<std::string> queuedIDs() {

@@ -11,7 +11,7 @@
 namespace quernlight::host {
 
 void PrintTo(QueueActionVerdict verdict, std::ostream* out) {
-    *out << queueActionSentence(verdict, BugQueueItem{.bugID = "3f2a9c1d"});
+    *out << queueActionSentence(QueueAction::retry, verdict, BugQueueItem{.bugID = "3f2a9c1d"});
 }
 
 namespace {
@@ -27,7 +27,7 @@ constexpr QueueActionVerdict toSettle = sessionUnreconciled;
 struct StateRow {
     const char* name;
     QueueActionFacts facts;
-    RetryConsent consent;
+    Consent consent;
     std::array<QueueActionVerdict, allQueueActions.size()> verdicts;
 };
 
@@ -48,9 +48,9 @@ TEST_P(QueueActionVerdictTest, IsAFunctionOfTheItemsState) {
 
 constexpr auto automatic = QueueMode::automatic;
 constexpr auto manual = QueueMode::manual;
-constexpr RetryConsent again{.again = true};
-constexpr RetryConsent confirmed{.again = true, .confirmed = true};
-constexpr RetryConsent yesAlone{.confirmed = true};
+constexpr Consent again{.again = true};
+constexpr Consent confirmed{.again = true, .confirmed = true};
+constexpr Consent yesAlone{.confirmed = true};
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(
@@ -105,7 +105,7 @@ TEST_P(QueueActionSentenceTest, SaysWhatToDoInstead) {
                             .appName = "Shop",
                             .bundleID = "com.acme.shop",
                             .status = QueueItemStatus::failed};
-    EXPECT_EQ(queueActionSentence(GetParam().verdict, item),
+    EXPECT_EQ(queueActionSentence(QueueAction::retry, GetParam().verdict, item),
               std::string("Bug 3f2a9c1d (failed): ") + GetParam().sentence);
 }
 
@@ -131,7 +131,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(QueueActionSentence, QuotesAnIdThatAShellWouldTakeForMore) {
     const BugQueueItem item{.bugID = "a;b", .status = QueueItemStatus::failed};
-    EXPECT_THAT(queueActionSentence(needsRetry, item), EndsWith("queue retry 'a;b'"));
+    EXPECT_THAT(queueActionSentence(QueueAction::next, needsRetry, item), EndsWith("queue retry 'a;b'"));
 }
 
 TEST(QueueActionFactsTest, AnAttemptIsOpenUntilItsEndIsStored) {

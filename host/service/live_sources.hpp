@@ -1,0 +1,43 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "host/dispatcher/admission.hpp"
+#include "host/events/event_publisher.hpp"
+#include "host/service/observation_operations.hpp"
+
+namespace quernlight::host {
+
+/// What only a dispatcher that runs in this process knows and can do. Each may be missing. Used on the
+/// service's executor.
+struct LiveSources {
+    std::function<EventPublisher::Subscription(EventPublisher::Handler)> subscribe{};
+    std::function<std::optional<Url>(const std::string& bugID)> pullRequest{};
+
+    /// Itself, backend, disk and alerts.
+    std::function<HealthReport()> health{};
+
+    /// Where the bugs of the queue are, by id.
+    std::function<std::map<std::string, BugProgress>()> progress{};
+
+    /// By what stands on its screen; nothing when no agent works on the bug.
+    std::function<std::optional<SeenAgent>(const std::string& bugID)> agent{};
+
+    std::function<ItemWork(const Uuid& itemID)> workOn{};
+
+    /// Why an item did not start when that was last decided; nothing for one that was not waiting then.
+    std::function<std::optional<WaitReason>(const Uuid& itemID)> waits{};
+
+    /// Ends the item's session, and has the item held. Whether it has a session.
+    std::function<bool(const Uuid& itemID)> stopSession{};
+
+    /// An item, or a mapping, was changed past the sessions: its line is shown anew, and what may be started
+    /// now is looked at.
+    std::function<void(const std::optional<QueueEntry>& changed)> changed{};
+    std::function<void(const std::string& bugID)> removed{};
+};
+
+}  // namespace quernlight::host

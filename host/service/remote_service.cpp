@@ -1,0 +1,166 @@
+#include "host/service/remote_service.hpp"
+
+#include <boost/json/parse.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "host/control/control_client.hpp"
+#include "host/service/configuration_json.hpp"
+#include "host/service/json_fields.hpp"
+#include "host/service/observation_json.hpp"
+#include "host/service/queue_json.hpp"
+#include "host/service/service_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace json = boost::json;
+
+using Path = std::vector<std::string>;
+
+constexpr std::chrono::seconds timeout{30};
+constexpr const char* wholePage = "?limit=1000&offset=";
+
+ServiceError misunderstood() {
+    return {ServiceErrorCode::unavailable,
+            "The dispatcher that runs answers in a form that is not known here; it is of another version: "
+            "stop it, and start it again with this one."};
+}
+
+/// A refusal by the service, or by the socket before the service was asked.
+ServiceError refusalOf(const Problem& problem) {
+    if (const auto code = parseServiceErrorCode(problem.code)) {
+        return {*code, problem.detail};
+    }
+    return {ServiceErrorCode::unavailable, problem.detail};
+}
+
+Task<json::value> ask(std::filesystem::path home, ControlRequest request) {
+    const ControlResponse response = co_await askOwner(std::move(home), std::move(request), timeout);
+    if (const auto problem = problemOf(response)) {
+        throw refusalOf(*problem);
+    }
+    boost::system::error_code error;
+    json::value answer = json::parse(response.body, error);
+    if (error) {
+        throw misunderstood();
+    }
+    co_return answer;
+}
+
+ControlRequest get(const Path& path) {
+    return {.method = "GET", .target = controlTarget(path)};
+}
+
+ControlRequest send(const char* method, const Path& path, const json::object& body) {
+    return {.method = method, .target = controlTarget(path), .body = json::serialize(body)};
+}
+
+/// What `read` makes of the answer.
+template <class Read>
+auto asked(std::filesystem::path home, ControlRequest request, Read read)
+    -> Task<decltype(read(std::declval<json::value>()))> {
+    const json::value answer = co_await ask(std::move(home), std::move(request));
+    try {
+        co_return read(answer);
+    } catch (const Misread&) {
+        throw misunderstood();
+    }
+}
+
+/// All pages of a list. One that changes between two pages may lack an element, or have it twice.
+template <class Read>
+auto askedAll(std::filesystem::path home, Path path, Read read)
+    -> Task<std::vector<decltype(read(std::declval<json::value>()))>> {
+    std::vector<decltype(read(std::declval<json::value>()))> all;
+    std::optional<std::int64_t> offset = 0;
+    while (offset) {
+        ControlRequest request = get(path);
+        request.target += wholePage + std::to_string(*offset);
+        const json::value answer = co_await ask(home, std::move(request));
+        try {
+            const JsonFields page(answer);
+            auto part = readEach(page.list("items"), read);
+            std::move(part.begin(), part.end(), std::back_inserter(all));
+            const auto next = page.optionalInteger("next_offset");
+            offset = next && *next > *offset ? next : std::nullopt;
+        } catch (const Misread&) {
+            throw misunderstood();
+        }
+    }
+    co_return all;
+}
+
+}  // namespace
+
+Task<std::vector<QueueEntry>> RemoteService::queue() {
+    return askedAll(home_, {"v1", "queue"}, readQueueEntry);
+}
+
+Task<QueueItemDetails> RemoteService::queueItem(std::string bugID) {
+    return asked(home_, get({"v1", "queue", std::move(bugID)}), readQueueItemDetails);
+}
+
+Task<QueueEntry> RemoteService::change(QueueChange change) {
+    const Path path{"v1", "queue", change.bugID, std::string(nameOf(change.action))};
+    return asked(home_, send("POST", path, jsonOf(change)), readQueueEntry);
+}
+
+Task<std::vector<AppMapping>> RemoteService::mappings() {
+    return askedAll(home_, {"v1", "mappings"}, readMapping);
+}
+
+Task<AppMapping> RemoteService::setMapping(MappingRequest request) {
+    const Path path{"v1", "mappings", request.bundleID};
+    return asked(home_, send("PUT", path, jsonOf(request)), readMapping);
+}
+
+Task<AppMapping> RemoteService::removeMapping(std::string bundleID) {
+    return asked(home_, send("DELETE", {"v1", "mappings", std::move(bundleID)}, {}), readMapping);
+}
+
+Task<std::vector<MappingCheck>> RemoteService::checkMappings() {
+    return askedAll(home_, {"v1", "mapping-checks"}, readMappingCheck);
+}
+
+Task<SettingList> RemoteService::settings() {
+    return asked(home_, get({"v1", "settings"}), readSettingList);
+}
+
+Task<SettingValue> RemoteService::setting(std::string key) {
+    return asked(home_, get({"v1", "settings", std::move(key)}), readSettingValue);
+}
+
+Task<SettingValue> RemoteService::setSetting(std::string key, std::string text) {
+    const json::object body{{"text", jsonText(text)}};
+    return asked(home_, send("PUT", {"v1", "settings", std::move(key)}, body), readSettingValue);
+}
+
+Task<SettingValue> RemoteService::unsetSetting(std::string key) {
+    return asked(home_, send("DELETE", {"v1", "settings", std::move(key)}, {}), readSettingValue);
+}
+
+Task<std::vector<RunningSession>> RemoteService::sessions() {
+    return askedAll(home_, {"v1", "sessions"}, readRunningSession);
+}
+
+Task<QueueEntry> RemoteService::stopSession(std::string bugID) {
+    return asked(home_, send("POST", {"v1", "sessions", std::move(bugID), "stop"}, {}), readQueueEntry);
+}
+
+Task<BugState> RemoteService::bug(std::string bugID) {
+    return asked(home_, get({"v1", "bugs", std::move(bugID), "state"}), readBugState);
+}
+
+Task<std::vector<ReviewItem>> RemoteService::review() {
+    return askedAll(home_, {"v1", "review"}, readReviewItem);
+}
+
+Task<HealthReport> RemoteService::health() {
+    return asked(home_, get({"v1", "health"}), readHealthReport);
+}
+
+EventPublisher::Subscription RemoteService::subscribe(EventPublisher::Handler) {
+    return nullptr;
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <filesystem>
+
+#include "host/service/dispatch_service.hpp"
+
+namespace quernlight::host {
+
+/// The service of the dispatcher that runs for a home, asked over its socket. Besides ServiceError its
+/// operations throw OwnerNotRunning, when nothing was asked, and OwnerDidNotAnswer, when what was asked may
+/// have been done or not.
+class RemoteService final : public DispatchService {
+  public:
+    /// The home need not be there.
+    explicit RemoteService(std::filesystem::path home) : home_(std::move(home)) {}
+
+    Task<std::vector<QueueEntry>> queue() override;
+    Task<QueueItemDetails> queueItem(std::string bugID) override;
+    Task<QueueEntry> change(QueueChange change) override;
+
+    Task<std::vector<AppMapping>> mappings() override;
+    Task<AppMapping> setMapping(MappingRequest request) override;
+    Task<AppMapping> removeMapping(std::string bundleID) override;
+    Task<std::vector<MappingCheck>> checkMappings() override;
+
+    Task<SettingList> settings() override;
+    Task<SettingValue> setting(std::string key) override;
+    Task<SettingValue> setSetting(std::string key, std::string text) override;
+    Task<SettingValue> unsetSetting(std::string key) override;
+
+    Task<std::vector<RunningSession>> sessions() override;
+    Task<QueueEntry> stopSession(std::string bugID) override;
+    Task<BugState> bug(std::string bugID) override;
+    Task<std::vector<ReviewItem>> review() override;
+    Task<HealthReport> health() override;
+
+    /// Nothing is told over the socket.
+    [[nodiscard]] EventPublisher::Subscription subscribe(EventPublisher::Handler handler) override;
+
+  private:
+    const std::filesystem::path home_;
+};
+
+}  // namespace quernlight::host
