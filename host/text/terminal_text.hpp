@@ -6,6 +6,13 @@
 
 namespace quernlight::host {
 
+// What sets a terminal's colours; `plain` ends it.
+inline constexpr const char* green = "\x1b[32m";
+inline constexpr const char* yellow = "\x1b[33m";
+inline constexpr const char* red = "\x1b[31m";
+inline constexpr const char* dim = "\x1b[2m";  ///< for text that stays in the background
+inline constexpr const char* plain = "\x1b[0m";
+
 /// How many columns a character takes on a terminal, 0 to 2.
 std::size_t characterWidth(char32_t scalar);
 

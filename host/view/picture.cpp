@@ -11,9 +11,6 @@ namespace {
 
 constexpr std::size_t stageWidth = 18;  // of the longest stage, "preparing worktree"
 constexpr std::array<const char*, 10> spinner{"⠋", "⠙", "⠹", "⠸", "⠼", "⠴", "⠦", "⠧", "⠇", "⠏"};
-constexpr const char* green = "\x1b[32m";
-constexpr const char* yellow = "\x1b[33m";
-constexpr const char* red = "\x1b[31m";
 
 /// The sign at the head of a line: what state the bug is in, told by form and not by colour alone.
 std::string signOf(const BugProgress& progress, std::size_t turn) {

@@ -39,8 +39,4 @@ std::vector<std::string> pictureOf(const ViewState& view, const PictureFrame& fr
 /// The text without what sets colours; it holds nothing else that acts on a terminal.
 std::string withoutColours(std::string_view text);
 
-/// For text that stays in the background; `plain` ends it.
-inline constexpr const char* dim = "\x1b[2m";
-inline constexpr const char* plain = "\x1b[0m";
-
 }  // namespace quernlight::host
