@@ -15,6 +15,7 @@ namespace {
 /// In the order in which the program's help lists them.
 constexpr auto commands = {
     addRunCommand,       //
+    addStatusCommand,    //
     addMapCommand,       //
     addQueueCommand,     //
     addConfigCommand,    //

@@ -15,6 +15,7 @@ using ChosenCommand = std::function<int()>;
 // is set.
 void addRunCommand(CLI::App& program, ChosenCommand& chosen);
 void addMapCommand(CLI::App& program, ChosenCommand& chosen);
+void addStatusCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
 void addSessionsCommand(CLI::App& program, ChosenCommand& chosen);
 void addUnpauseCommand(CLI::App& program, ChosenCommand& chosen);

@@ -3,19 +3,25 @@
 #include <memory>
 
 #include <CLI/CLI.hpp>
+#include <boost/json/value.hpp>
 
 #include "host/commands/command_line.hpp"
+#include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/service/configuration_json.hpp"
 #include "quernlight/platform/control_characters.hpp"
 
 namespace quernlight::host {
 namespace {
 
+namespace json = boost::json;
+
 struct ConfigOptions {
     ChosenHome home;
     std::string key;
     std::string text;
+    bool json = false;
 };
 
 constexpr std::size_t mostShown = 1 << 16;
@@ -29,8 +35,16 @@ void tell(const SettingValue& value) {
               << "\n    " << value.help << "\n";
 }
 
-Task<void> list(DispatchService& service) {
+void printJson(const json::value& value) {
+    CommandOutput output;
+    output.printJson(value);
+}
+
+Task<void> list(DispatchService& service, bool asJson) {
     const SettingList settings = co_await service.settings();
+    if (asJson) {
+        co_return printJson(jsonOf(settings));
+    }
     for (const SettingValue& value : settings.values) {
         tell(value);
     }
@@ -39,44 +53,50 @@ Task<void> list(DispatchService& service) {
     }
 }
 
-Task<void> get(DispatchService& service, std::string key) {
+Task<void> get(DispatchService& service, std::string key, bool asJson) {
     const SettingValue value = co_await service.setting(std::move(key));
+    if (asJson) {
+        co_return printJson(jsonOf(value));
+    }
     std::cout << escapedLine(value.text, mostShown) << std::endl;
 }
 
-void tellNow(const SettingValue& value) {
+void tellNow(const SettingValue& value, bool asJson) {
+    if (asJson) {
+        return printJson(jsonOf(value));
+    }
     std::cout << value.key << " is now " << shown(value) << "; that takes effect "
               << describe(value.takesEffect) << "." << std::endl;
 }
 
-Task<void> set(DispatchService& service, std::string key, std::string text) {
+Task<void> set(DispatchService& service, std::string key, std::string text, bool asJson) {
     const SettingValue value = co_await service.setSetting(std::move(key), std::move(text));
-    tellNow(value);
+    tellNow(value, asJson);
 }
 
-Task<void> unset(DispatchService& service, std::string key) {
+Task<void> unset(DispatchService& service, std::string key, bool asJson) {
     const SettingValue value = co_await service.unsetSetting(std::move(key));
-    tellNow(value);
+    tellNow(value, asJson);
 }
 
 int configList(const ConfigOptions& given) {
     const auto service = serviceFor(given.home);
-    return statusOf(list(*service));
+    return statusOf(list(*service, given.json));
 }
 
 int configGet(const ConfigOptions& given) {
     const auto service = serviceFor(given.home);
-    return statusOf(get(*service, given.key));
+    return statusOf(get(*service, given.key, given.json));
 }
 
 int configSet(const ConfigOptions& given) {
     const auto service = serviceFor(given.home);
-    return statusOf(set(*service, given.key, given.text));
+    return statusOf(set(*service, given.key, given.text, given.json));
 }
 
 int configUnset(const ConfigOptions& given) {
     const auto service = serviceFor(given.home);
-    return statusOf(unset(*service, given.key));
+    return statusOf(unset(*service, given.key, given.json));
 }
 
 int printReference() {
@@ -89,6 +109,7 @@ using Command = int (*)(const ConfigOptions&);
 CLI::App* add(CLI::App& config, const char* name, const char* help,
               const std::shared_ptr<ConfigOptions>& options, ChosenCommand& chosen, Command command) {
     CLI::App* app = config.add_subcommand(name, help);
+    app->add_flag("--json", options->json, "As JSON: an object");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
     return app;

@@ -1,11 +1,16 @@
-#include <iostream>
+#include <algorithm>
 #include <memory>
 
 #include <CLI/CLI.hpp>
+#include <boost/json/array.hpp>
 
 #include "host/commands/command_line.hpp"
+#include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/process/user_error.hpp"
+#include "host/service/configuration_json.hpp"
+#include "host/service/json_fields.hpp"
 #include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
@@ -14,54 +19,128 @@ namespace {
 struct MapOptions {
     MappingRequest request{};
     ChosenHome home{};
+    bool json = false;
 };
 
-Task<void> set(DispatchService& service, MappingRequest request) {
-    const AppMapping mapping = co_await service.setMapping(std::move(request));
-    std::cout
-        << withoutControls(mapping.bundleID + " (" + mapping.appName) << ") is worked on in "
-        << withoutControls(mapping.repoPath) << ", from branch " << withoutControls(mapping.baseBranch)
-        << ", with worktrees in " << withoutControls(*mapping.worktreeRootPath) << "\n"
-        << "Its agents are told to trust both; to have them ask instead: quernlight-dispatch config set "
-           "agent.trust false"
-        << std::endl;
-}
-
-Task<void> list(DispatchService& service) {
-    const auto mappings = co_await service.mappings();
+Table tableOf(const std::vector<AppMapping>& mappings) {
+    Table table({"BUNDLE", "APP", "REPOSITORY", "BRANCH", flexible("WORKTREES")});
     for (const AppMapping& mapping : mappings) {
-        std::cout << withoutControls(mapping.bundleID + "  " + mapping.appName + "  " + mapping.repoPath +
-                                     "  " + mapping.baseBranch + "  " + mapping.resolvedWorktreeRootPath())
-                  << "\n";
+        table.add({mapping.bundleID, mapping.appName, mapping.repoPath, mapping.baseBranch,
+                   mapping.resolvedWorktreeRootPath()});
     }
-    if (mappings.empty()) {
-        std::cout
-            << "No mappings yet; add one with: quernlight-dispatch map set --bundle B --app NAME --repo PATH\n";
+    return table;
+}
+
+Task<void> mapSet(DispatchService& service, MapOptions given) {
+    const AppMapping mapping = co_await service.setMapping(std::move(given.request));
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(jsonOf(mapping));
+    }
+    output.print(
+        withoutControls(mapping.bundleID + " (" + mapping.appName) + ") is worked on in " +
+        withoutControls(mapping.repoPath) + ", from branch " + withoutControls(mapping.baseBranch) +
+        ", with worktrees in " + withoutControls(*mapping.worktreeRootPath) +
+        "\nIts agents are told to trust both; to have them ask instead: quernlight-dispatch config set "
+        "agent.trust false\n");
+}
+
+Task<void> list(DispatchService& service, MapOptions given) {
+    const auto mappings = co_await service.mappings();
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(
+            jsonArray(mappings, [](const AppMapping& mapping) { return jsonOf(mapping); }));
+    }
+    if (!mappings.empty()) {
+        co_return output.print(tableOf(mappings));
+    }
+    output.print(
+        "No mappings yet; add one with: quernlight-dispatch map set --bundle B --app NAME --repo PATH\n");
+}
+
+Task<void> show(DispatchService& service, MapOptions given) {
+    const auto mappings = co_await service.mappings();
+    const auto found = std::ranges::find(mappings, given.request.bundleID, &AppMapping::bundleID);
+    if (found == mappings.end()) {
+        throw UserError("No repository is mapped for " + withoutControls(given.request.bundleID) +
+                        "; see: quernlight-dispatch map list");
+    }
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(jsonOf(*found));
+    }
+    output.print(tableOf({*found}));
+}
+
+Task<void> remove(DispatchService& service, MapOptions given) {
+    const AppMapping mapping = co_await service.removeMapping(std::move(given.request.bundleID));
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(jsonOf(mapping));
+    }
+    output.print(withoutControls(mapping.bundleID + " (" + mapping.appName) +
+                 ") has no repository any more; its bugs wait for a new one. The repository and its worktrees "
+                 "are left as they are.\n");
+}
+
+/// Says whether each can be used; one that cannot ends the command with an error.
+Task<void> check(DispatchService& service, MapOptions given) {
+    const auto checks = co_await service.checkMappings();
+    const auto isBroken = [](const MappingCheck& mapping) { return !mapping.trouble.empty(); };
+    const auto broken = std::ranges::count_if(checks, isBroken);
+    CommandOutput output;
+    if (given.json) {
+        output.printJson(jsonArray(checks, [](const MappingCheck& mapping) { return jsonOf(mapping); }));
+    } else {
+        Table table({"BUNDLE", "APP", flexible("CAN BE USED")});
+        for (const MappingCheck& each : checks) {
+            table.add({each.mapping.bundleID, each.mapping.appName,
+                       isBroken(each) ? TableCell(each.trouble, CellStyle::attention) : TableCell("yes")});
+        }
+        output.print(table);
+    }
+    if (broken > 0) {
+        throw UserError(std::to_string(broken) + " of " + std::to_string(checks.size()) +
+                        " mappings cannot be used; set them anew with: quernlight-dispatch map set");
     }
 }
 
-int mapSet(const MapOptions& given) {
+using Operation = Task<void> (*)(DispatchService&, MapOptions);
+
+int runOn(const MapOptions& given, Operation operation) {
     const auto service = serviceFor(given.home);
-    return statusOf(set(*service, given.request));
+    return statusOf(operation(*service, given));
 }
 
-int mapList(const MapOptions& given) {
-    const auto service = serviceFor(given.home);
-    return statusOf(list(*service));
+CLI::App* addOperation(CLI::App& map, ChosenCommand& chosen, const char* name, const char* help,
+                       Operation operation, const std::shared_ptr<MapOptions>& options) {
+    CLI::App* app = map.add_subcommand(name, help);
+    app->add_flag("--json", options->json, "As JSON");
+    addHomeOption(*app, options->home);
+    app->callback(
+        [options, &chosen, operation] { chosen = [options, operation] { return runOn(*options, operation); }; });
+    return app;
+}
+
+void addOfBundle(CLI::App& map, ChosenCommand& chosen, const char* name, const char* help,
+                 Operation operation) {
+    const auto options = std::make_shared<MapOptions>();
+    CLI::App* app = addOperation(map, chosen, name, help, operation, options);
+    app->add_option("bundle", options->request.bundleID, "The app's bundle identifier")->required();
 }
 
 void addSet(CLI::App& map, ChosenCommand& chosen) {
     const auto options = std::make_shared<MapOptions>();
     MappingRequest& request = options->request;
-    CLI::App* set = map.add_subcommand("set", "Say which repository an app's bugs are worked on in");
+    CLI::App* set = addOperation(map, chosen, "set", "Say which repository an app's bugs are worked on in",
+                                 mapSet, options);
     set->add_option("--bundle", request.bundleID, "The app's bundle identifier")->required();
     set->add_option("--app", request.appName, "The app's name")->required();
     addPathOption(*set, "--repo", request.repository, "A checkout of the app's repository")->required();
     set->add_option("--base", request.baseBranch, "Branch that worktrees start from")->capture_default_str();
     addPathOption(*set, "--worktrees", request.worktrees,
                   "Directory for the worktrees; default: beside the repository");
-    addHomeOption(*set, options->home);
-    set->callback([options, &chosen] { chosen = [options] { return mapSet(*options); }; });
 }
 
 }  // namespace
@@ -70,10 +149,11 @@ void addMapCommand(CLI::App& program, ChosenCommand& chosen) {
     CLI::App* map = program.add_subcommand("map", "Repositories of the apps");
     map->require_subcommand(1);
     addSet(*map, chosen);
-    const auto options = std::make_shared<MapOptions>();
-    CLI::App* list = map->add_subcommand("list", "List the mappings");
-    addHomeOption(*list, options->home);
-    list->callback([options, &chosen] { chosen = [options] { return mapList(*options); }; });
+    addOperation(*map, chosen, "list", "List the mappings", list, std::make_shared<MapOptions>());
+    addOfBundle(*map, chosen, "show", "Show one", show);
+    addOfBundle(*map, chosen, "remove", "Forget one; its bugs wait for a new one", remove);
+    addOperation(*map, chosen, "check", "Look whether bugs can be worked on in each of them", check,
+                 std::make_shared<MapOptions>());
 }
 
 }  // namespace quernlight::host

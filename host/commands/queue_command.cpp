@@ -1,100 +1,147 @@
-#include <iomanip>
 #include <iostream>
 #include <memory>
 
 #include <CLI/CLI.hpp>
+#include <boost/json/array.hpp>
 
 #include "host/commands/command_line.hpp"
+#include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
+#include "host/commands/queue_wait.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/events/session_stage.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/json_fields.hpp"
+#include "host/service/queue_json.hpp"
+#include "host/service/queue_text.hpp"
 #include "host/service/service_error.hpp"
+#include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
 namespace {
 
-struct QueueOptions {
+namespace json = boost::json;
+
+struct ListOptions {
+    ChosenHome home{};
+    QueueFilter filter{};
+    std::string stage{};
+    bool json = false;
+};
+
+struct BugOptions {
     ChosenHome home{};
     std::string bugID{};
+    bool json = false;
 };
 
 struct ChangeOptions {
     ChosenHome home{};
     QueueChange change{};
+    bool json = false;
 };
 
-std::string describe(const BugQueueItem& item, SessionStage stage) {
-    const std::string queue = item.queueMode == QueueMode::manual ? " (manual)" : "";
-    return fitted(item.bugID, 8) + "  " + fitted(item.appName, 12) + "  " +
-           fitted(std::string(statusText(stage)) + queue, 20) + "  " +
-           withoutControls(item.errorMessage.value_or(item.title));
+Task<void> list(DispatchService& service, ListOptions given) {
+    const auto entries = co_await service.queue();
+    const auto shown = filtered(entries, given.filter);
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(jsonArray(shown, [](const QueueEntry& entry) { return jsonOf(entry); }));
+    }
+    if (!shown.empty()) {
+        output.print(queueTable(shown, currentInstant()));
+    } else if (entries.empty()) {
+        output.print("The queue is empty; bugs come in with: quernlight-dispatch run\n");
+    } else {
+        output.print("No bug of the queue is like that.\n");
+    }
+    output.print(leftOutText(entries, given.filter));
 }
 
-Task<void> list(DispatchService& service) {
-    const auto entries = co_await service.queue();
-    for (const bool forPerson : {true, false}) {
-        for (const QueueEntry& entry : entries) {
-            const bool isShown = needsAttention(entry.stage) == forPerson;
-            std::cout << (isShown ? describe(entry.item, entry.stage) + "\n" : "");
+/// Of work in review also where it is reviewed.
+Task<std::optional<ReviewItem>> reviewOf(DispatchService& service, Uuid itemID) {
+    for (ReviewItem& review : co_await service.review()) {
+        if (review.item.id == itemID) {
+            co_return std::move(review);
         }
     }
-    if (entries.empty()) {
-        std::cout << "The queue is empty; bugs come in with: quernlight-dispatch run\n";
-    }
-    std::cout.flush();
+    co_return std::nullopt;
 }
 
-Task<void> show(DispatchService& service, std::string bugID) {
-    const QueueItemDetails details = co_await service.queueItem(std::move(bugID));
-    std::cout << describe(details.item, details.stage) << "\n"
-              << withoutControls(details.item.bugURL.text()) << "\n";
-    for (const QueueEvent& event : details.history) {
-        std::cout << "  " << formatInstant(event.createdAt) << "  " << std::left << std::setw(18)
-                  << withoutControls(event.kind) << " " << withoutControls(event.message) << "\n";
+Task<void> show(DispatchService& service, BugOptions given) {
+    const QueueItemDetails details = co_await service.queueItem(given.bugID);
+    std::optional<ReviewItem> review;
+    if (details.stage == SessionStage::inReview) {
+        review = co_await reviewOf(service, details.item.id);
     }
-    if (details.waits) {
-        std::cout << "waits: " << sentenceOf(*details.waits) << "\n";
+    CommandOutput output;
+    if (given.json) {
+        json::object object = jsonOf(details);
+        object["pull_request"] = jsonIfAny(review ? review->pullRequest : std::nullopt);
+        co_return output.printJson(object);
     }
-    if (!details.attempts.empty()) {
-        const SessionAttemptRecord& latest = details.attempts.back();
-        std::cout << "Attempt " << latest.attemptNumber
-                  << ", transcript: " << withoutControls(latest.transcriptTextPath) << "\n";
-    }
-    std::cout.flush();
+    const Instant now = currentInstant();
+    output.print(itemText(details, review, now, localOffset(now)));
+    output.print("\n");
+    output.print(historyTable(details.history, now, localOffset(now)));
 }
 
-Task<void> change(DispatchService& service, QueueChange change) {
+Task<void> events(DispatchService& service, BugOptions given) {
+    const QueueItemDetails details = co_await service.queueItem(given.bugID);
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(
+            jsonArray(details.history, [](const QueueEvent& event) { return jsonOf(event); }));
+    }
+    const Instant now = currentInstant();
+    output.print(historyTable(details.history, now, localOffset(now)));
+}
+
+Task<void> change(DispatchService& service, QueueChange change, bool asJson) {
+    const QueueAction action = change.action;
     const QueueEntry changed = co_await service.change(std::move(change));
-    std::cout << describe(changed.item, changed.stage) << std::endl;
+    CommandOutput output;
+    if (asJson) {
+        co_return output.printJson(jsonOf(changed));
+    }
+    const std::string bug = withoutControls(changed.item.bugID + "  " + changed.item.title);
+    output.print(action == QueueAction::remove ? bug + " has been removed from the queue.\n"
+                                               : bug + ": " + stageInQueue(changed) + "\n");
 }
 
-/// Whether a person wants finished work done again.
+/// Whether a person wants finished work touched.
 bool isConfirmed(const QueueChange& change) {
     const std::string bug =
         "The work on bug " + withoutControls(BugID::normalized(change.bugID)) + " is in review";
+    const bool isRemoval = change.action == QueueAction::remove;
     if (!canAsk()) {
-        throw UserError(bug + ", and there is no terminal to ask on; add --yes to have it worked on again.");
+        throw UserError(bug + ", and there is no terminal to ask on; add --yes to have it " +
+                        (isRemoval ? "removed." : "worked on again."));
     }
-    return confirmed(bug + ". Work on it again?");
+    return confirmed(bug + (isRemoval ? ". Remove it from the queue?" : ". Work on it again?"));
 }
 
-int queueList(const QueueOptions& given) {
+int queueList(const ListOptions& given) {
     const auto service = serviceFor(given.home);
-    return statusOf(list(*service));
+    return statusOf(list(*service, given));
 }
 
-int queueShow(const QueueOptions& given) {
+int queueShow(const BugOptions& given) {
     const auto service = serviceFor(given.home);
-    return statusOf(show(*service, given.bugID));
+    return statusOf(show(*service, given));
+}
+
+int queueEvents(const BugOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(events(*service, given));
 }
 
 int queueChange(const ChangeOptions& given) {
     const auto service = serviceFor(given.home);
     try {
-        return statusOf(change(*service, given.change));
+        return statusOf(change(*service, given.change, given.json));
     } catch (const ServiceError& error) {
         if (error.code() != ServiceErrorCode::needsConfirmation) {
             throw;
@@ -106,41 +153,78 @@ int queueChange(const ChangeOptions& given) {
     }
     QueueChange agreed = given.change;
     agreed.consent.confirmed = true;
-    return statusOf(change(*service, std::move(agreed)));
+    return statusOf(change(*service, std::move(agreed), given.json));
 }
 
 void addBug(CLI::App& app, std::string& bugID) {
-    app.add_option("bug", bugID, "The bug's id; its first eight characters suffice")->required();
+    app.add_option("bug", bugID, "The bug's id, or the beginning of it where that is no other's")
+        ->required();
+}
+
+SessionStage givenStage(const std::string& words) {
+    std::string name = words;
+    std::ranges::replace(name, ' ', '_');
+    const auto stage = parseStageName(name);
+    return stage ? *stage
+                 : throw CLI::ValidationError("there is no state \"" + words +
+                                              "\"; queue list shows them, like \"needs reply\"");
 }
 
 void addList(CLI::App& queue, ChosenCommand& chosen) {
-    const auto options = std::make_shared<QueueOptions>();
+    const auto options = std::make_shared<ListOptions>();
     CLI::App* app = queue.add_subcommand("list", "List them, those that need a person first");
+    app->add_flag("--all", options->filter.all, "Also those in review, and cancelled ones");
+    app->add_option("--app", options->filter.app, "Only those of the app with this name");
+    app->add_option_function<std::string>(
+        "--state", [options](const std::string& words) { options->filter.stage = givenStage(words); },
+        "Only those in this state, like \"in review\"");
+    app->add_flag("--json", options->json, "As JSON: an array");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return queueList(*options); }; });
 }
 
-void addShow(CLI::App& queue, ChosenCommand& chosen) {
-    const auto options = std::make_shared<QueueOptions>();
-    CLI::App* app = queue.add_subcommand("show", "Show one bug with its history");
+void addLook(CLI::App& queue, ChosenCommand& chosen, const char* name, const char* help,
+             int (*command)(const BugOptions&)) {
+    const auto options = std::make_shared<BugOptions>();
+    CLI::App* app = queue.add_subcommand(name, help);
     addBug(*app, options->bugID);
+    app->add_flag("--json", options->json, "As JSON");
     addHomeOption(*app, options->home);
-    app->callback([options, &chosen] { chosen = [options] { return queueShow(*options); }; });
+    app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
 }
 
-void addChange(CLI::App& queue, ChosenCommand& chosen, QueueAction action, const char* name,
-               const char* help) {
-    const auto options = std::make_shared<ChangeOptions>();
+CLI::App* addChange(CLI::App& queue, ChosenCommand& chosen, QueueAction action, const char* help,
+                    const std::shared_ptr<ChangeOptions>& options = std::make_shared<ChangeOptions>()) {
     options->change.action = action;
-    CLI::App* app = queue.add_subcommand(name, help);
+    CLI::App* app = queue.add_subcommand(std::string(nameOf(action)), help);
     addBug(*app, options->change.bugID);
+    app->add_flag("--json", options->json, "Print the bug as it is then, as JSON");
     addHomeOption(*app, options->home);
-    if (action == QueueAction::retry) {
-        Consent& consent = options->change.consent;
-        app->add_flag("--again", consent.again, "Also a bug whose work is completed; asks first");
-        app->add_flag("--yes", consent.confirmed, "Do not ask");
-    }
     app->callback([options, &chosen] { chosen = [options] { return queueChange(*options); }; });
+    return app;
+}
+
+void addRetry(CLI::App& queue, ChosenCommand& chosen) {
+    const auto options = std::make_shared<ChangeOptions>();
+    CLI::App* app = addChange(queue, chosen, QueueAction::retry,
+                              "Queue a bug again that failed, asked or was cancelled", options);
+    app->add_flag("--again", options->change.consent.again, "Also a bug whose work is completed; asks first");
+    app->add_flag("--yes", options->change.consent.confirmed, "Do not ask");
+}
+
+void addMove(CLI::App& queue, ChosenCommand& chosen) {
+    const auto options = std::make_shared<ChangeOptions>();
+    CLI::App* app = addChange(queue, chosen, QueueAction::reorder,
+                              "Put a waiting bug elsewhere in its queue; at the end by default", options);
+    app->add_option("--before", options->change.before, "The waiting bug in front of which it goes");
+}
+
+void addRemove(CLI::App& queue, ChosenCommand& chosen) {
+    const auto options = std::make_shared<ChangeOptions>();
+    CLI::App* app = addChange(queue, chosen, QueueAction::remove,
+                              "Forget a bug with its history; it comes in again while the backend lists it",
+                              options);
+    app->add_flag("--yes", options->change.consent.confirmed, "Do not ask, also for work in review");
 }
 
 }  // namespace
@@ -149,14 +233,19 @@ void addQueueCommand(CLI::App& program, ChosenCommand& chosen) {
     CLI::App* queue = program.add_subcommand("queue", "The bugs in the queue");
     queue->require_subcommand(1);
     addList(*queue, chosen);
-    addShow(*queue, chosen);
+    addLook(*queue, chosen, "show", "Show one bug, what it waits for, and its history", queueShow);
+    addLook(*queue, chosen, "events", "Print one bug's history", queueEvents);
     using enum QueueAction;
-    addChange(*queue, chosen, start, "start", "Let a bug of the manual queue be started");
-    addChange(*queue, chosen, next, "next", "Put a waiting bug at the head of its queue");
-    addChange(*queue, chosen, retry, "retry", "Queue a bug again that failed, asked or was cancelled");
-    addChange(*queue, chosen, cancel, "cancel", "Take a bug out of its queue, but remember it");
-    addChange(*queue, chosen, moveToManual, "hold", "Move a waiting bug to the manual queue");
-    addChange(*queue, chosen, moveToAuto, "release", "Move a waiting bug to the automatic queue");
+    addChange(*queue, chosen, start, "Let a bug of the manual queue be started");
+    addChange(*queue, chosen, next, "Put a waiting bug at the head of its queue");
+    addMove(*queue, chosen);
+    addRetry(*queue, chosen);
+    addChange(*queue, chosen, cancel,
+              "Take a bug out of its queue, but remember it; its agent, if any, is stopped");
+    addChange(*queue, chosen, moveToManual, "Move a waiting bug to the manual queue");
+    addChange(*queue, chosen, moveToAuto, "Move a waiting bug to the automatic queue");
+    addRemove(*queue, chosen);
+    addQueueWait(*queue, chosen);
 }
 
 }  // namespace quernlight::host

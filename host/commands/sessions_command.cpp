@@ -9,6 +9,7 @@
 #include "host/commands/owner_call.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/commands/session_actions.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/service/observation_json.hpp"
 #include "host/service/queue_json.hpp"
@@ -171,6 +172,7 @@ void addSessionsCommand(CLI::App& program, ChosenCommand& chosen) {
     sessions->require_subcommand(1);
     addList(*sessions, chosen);
     addShow(*sessions, chosen);
+    addSessionActions(*sessions, chosen);
 }
 
 }  // namespace quernlight::host

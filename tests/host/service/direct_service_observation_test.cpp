@@ -114,8 +114,8 @@ TEST_F(DirectServiceObservationTest, WithoutADispatcherHealthIsWhatTheStoreTells
     EXPECT_EQ(report.disk.state, Condition::State::unknown);
     EXPECT_THAT(report.alerts, ElementsAre(HasSubstr("\"many\" is not.")));
     ASSERT_EQ(report.needPerson.size(), 2U);
-    EXPECT_EQ(report.needPerson[0].status, QueueItemStatus::waitingForMapping);
-    EXPECT_EQ(report.needPerson[1].status, QueueItemStatus::failed);
+    EXPECT_EQ(report.needPerson[0].item.status, QueueItemStatus::waitingForMapping);
+    EXPECT_EQ(report.needPerson[1].item.status, QueueItemStatus::failed);
 }
 
 TEST_F(DirectServiceObservationTest, ADispatcherThatRunsAddsWhatItKnows) {
@@ -130,6 +130,92 @@ TEST_F(DirectServiceObservationTest, ADispatcherThatRunsAddsWhatItKnows) {
     EXPECT_EQ(report.disk.state, Condition::State::well);
     EXPECT_THAT(report.alerts, ElementsAre("Starts pause."));
     EXPECT_EQ(report.needPerson.size(), 1U);
+}
+
+/// What sessions are doing is not in the store.
+class DirectServiceLiveTest : public DirectServiceObservationTest {
+  protected:
+    DirectServiceLiveTest() {
+        connect({.progress = [this] { return progress; },
+                 .agent = [this](const std::string& bugID) { return agents[bugID]; },
+                 .workOn = [this](const Uuid& itemID) { return works[itemID]; },
+                 .waits = [this](const Uuid&) { return waits; },
+                 .stopSession = [this](const Uuid& itemID) { return works[itemID] == ItemWork::session; },
+                 .changed = [this](const std::optional<QueueEntry>& entry) {
+                     told.push_back(entry ? entry->item.bugID + " " + std::string(stageText(entry->stage))
+                                          : "a mapping");
+                 },
+                 .removed = [this](const std::string& bugID) { told.push_back(bugID + " removed"); }});
+    }
+    BugQueueItem worksOn(const std::string& bugID, SessionStage stage) {
+        const BugQueueItem item = enqueueAs(bugID, QueueItemStatus::running);
+        progress[bugID] = {.bugID = bugID, .appName = "Shop", .title = "Crash", .stage = stage};
+        works[item.id] = ItemWork::session;
+        return item;
+    }
+    QueueEntry does(QueueAction action, const std::string& bugID) {
+        return run(service->change({.action = action, .bugID = bugID}));
+    }
+
+    std::map<std::string, BugProgress> progress;
+    std::map<std::string, std::optional<SeenAgent>> agents;
+    std::map<Uuid, ItemWork> works;
+    std::optional<WaitReason> waits;
+    std::vector<std::string> told;
+};
+
+TEST_F(DirectServiceLiveTest, WhatASessionDoesCountsAboveWhatIsStored) {
+    worksOn("11111111", SessionStage::needsPerson);
+    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsPerson);
+    EXPECT_EQ(run(service->queueItem("11111111")).stage, SessionStage::needsPerson);
+    EXPECT_EQ(run(service->sessions()).at(0).stage, SessionStage::needsPerson);
+    connect({.health = [] { return HealthReport{}; }, .progress = [this] { return progress; }});
+    EXPECT_EQ(run(service->health()).needPerson.at(0).item.bugID, "11111111");
+}
+
+TEST_F(DirectServiceLiveTest, ASessionThatIsBeingPreparedIsShownThoughNothingOfItIsStored) {
+    enqueue("11111111");
+    progress["11111111"] = {.bugID = "11111111", .title = "Crash", .stage = SessionStage::preparingWorktree};
+    agents["11111111"] = SeenAgent{.attemptNumber = 2, .state = "idle"};
+    const auto sessions = run(service->sessions());
+    ASSERT_EQ(sessions.size(), 1U);
+    EXPECT_EQ(sessions[0].stage, SessionStage::preparingWorktree);
+    EXPECT_EQ(sessions[0].title, "Crash");
+    EXPECT_EQ(sessions[0].agent.value().state, "idle");
+}
+
+TEST_F(DirectServiceLiveTest, ABugThatIsWorkedOnIsCancelledAndNothingElseIsDoneToIt) {
+    const BugQueueItem item = worksOn("11111111", SessionStage::working);
+    for (const QueueAction action : {QueueAction::next, QueueAction::moveToManual, QueueAction::remove}) {
+        const QueueChange change{.action = action, .bugID = "11111111"};
+        EXPECT_THAT(errorOf(service->change(change)).what(), HasSubstr("sessions stop 11111111"));
+    }
+    does(QueueAction::cancel, "11111111");
+    EXPECT_EQ(stored(item).status, QueueItemStatus::cancelled);
+    EXPECT_THAT(told, ElementsAre("11111111 working"));
+    works[item.id] = ItemWork::retirement;
+    EXPECT_THAT(errorOf(service->change({.action = QueueAction::retry, .bugID = "11111111"})).what(),
+                HasSubstr("its session is just being ended"));
+}
+
+TEST_F(DirectServiceLiveTest, EachChangeIsTold) {
+    enqueue("11111111");
+    does(QueueAction::cancel, "11111111");
+    does(QueueAction::remove, "11111111");
+    EXPECT_THAT(told, ElementsAre("11111111 cancelled", "11111111 removed"));
+}
+
+TEST_F(DirectServiceLiveTest, TheOwnersReasonToWaitCounts) {
+    enqueue("11111111");
+    waits = WaitReason{.cause = WaitCause::startsPaused, .about = "No network."};
+    EXPECT_EQ(run(service->queueItem("11111111")).waits, waits);
+}
+
+TEST_F(DirectServiceLiveTest, OnlyASessionCanBeStopped) {
+    worksOn("11111111", SessionStage::working);
+    enqueue("22222222");
+    EXPECT_EQ(run(service->stopSession("11111111")).stage, SessionStage::working);
+    EXPECT_EQ(errorOf(service->stopSession("22222222")).code(), ServiceErrorCode::refused);
 }
 
 TEST_F(DirectServiceObservationTest, WithoutADispatcherNothingIsToldToWhoSubscribes) {

@@ -107,7 +107,10 @@ TEST_F(DirectServiceTest, AManualItemWhoseStartWasAskedForIsQueuedInEveryAnswer)
     EXPECT_THAT(run(service->health()).needPerson, IsEmpty());
     run(store().database->execute("DELETE FROM app_mappings"));
     EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsMapping);
-    EXPECT_THAT(run(service->health()).needPerson, ElementsAre(item));
+    const auto needPerson = run(service->health()).needPerson;
+    ASSERT_EQ(needPerson.size(), 1U);
+    EXPECT_EQ(needPerson[0].item, item);
+    EXPECT_EQ(needPerson[0].stage, SessionStage::needsMapping);
 }
 
 TEST_F(DirectServiceTest, NothingIsStartedThatHasNoMappingAndThenNothingIsStored) {

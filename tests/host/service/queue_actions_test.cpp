@@ -56,37 +56,53 @@ constexpr Consent yesAlone{.confirmed = true};
 INSTANTIATE_TEST_SUITE_P(
     Table, QueueActionVerdictTest,
     testing::Values(
-        //                                                          start            next             retry              cancel     moveToManual     moveToAuto
-        StateRow{"queued",             {queued, automatic},             {}, {notHeld,         allowed,         allowed,           allowed,   allowed,         allowed}},
-        StateRow{"waitingForMapping",  {waitingForMapping, automatic},  {}, {notHeld,         allowed,         allowed,           allowed,   allowed,         allowed}},
-        StateRow{"waitingForCapacity", {waitingForCapacity, automatic}, {}, {notHeld,         allowed,         allowed,           allowed,   allowed,         allowed}},
-        StateRow{"startingCodex",      {startingCodex, automatic},      {}, {notHeld,         toSettle,        toSettle,          toSettle,  toSettle,        toSettle}},
-        StateRow{"running",            {running, automatic},            {}, {notHeld,         toSettle,        toSettle,          toSettle,  toSettle,        toSettle}},
-        StateRow{"codexCompleted",     {codexCompleted, automatic},     {}, {notHeld,         toSettle,        toSettle,          toSettle,  toSettle,        toSettle}},
-        StateRow{"awaitingUserInput",  {awaitingUserInput, automatic},  {}, {needsRetry,      needsRetry,      allowed,           leftQueue, needsRetry,      needsRetry}},
-        StateRow{"completed",          {completed, automatic},          {}, {needsRetryAgain, needsRetryAgain, needsRetryAgain,   leftQueue, needsRetryAgain, needsRetryAgain}},
-        StateRow{"failed",             {failed, automatic},             {}, {needsRetry,      needsRetry,      allowed,           leftQueue, needsRetry,      needsRetry}},
-        StateRow{"cancelled",          {cancelled, automatic},          {}, {needsRetry,      needsRetry,      allowed,           leftQueue, needsRetry,      needsRetry}},
+        //                                                          start            next             retry              cancel     moveToManual     moveToAuto  reorder  remove
+        StateRow{"queued",             {queued, automatic},             {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"waitingForMapping",  {waitingForMapping, automatic},  {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"waitingForCapacity", {waitingForCapacity, automatic}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"startingCodex",      {startingCodex, automatic},      {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"running",            {running, automatic},            {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"codexCompleted",     {codexCompleted, automatic},     {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"awaitingUserInput",  {awaitingUserInput, automatic},  {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
+        StateRow{"completed",          {completed, automatic},          {}, {needsRetryAgain, needsRetryAgain, needsRetryAgain, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, needsConfirmation}},
+        StateRow{"failed",             {failed, automatic},             {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
+        StateRow{"cancelled",          {cancelled, automatic},          {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
 
-        StateRow{"queued, held",             {queued, manual},             {}, {allowed,    allowed,    allowed,  allowed,   allowed,    allowed}},
-        StateRow{"waitingForMapping, held",  {waitingForMapping, manual},  {}, {allowed,    allowed,    allowed,  allowed,   allowed,    allowed}},
-        StateRow{"waitingForCapacity, held", {waitingForCapacity, manual}, {}, {allowed,    allowed,    allowed,  allowed,   allowed,    allowed}},
-        StateRow{"queued, held, unmapped",   {queued, manual, false, false}, {}, {needsMapping, allowed, allowed, allowed, allowed, allowed}},
-        StateRow{"queued, unmapped",         {queued, automatic, false, false}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed}},
-        StateRow{"startingCodex, held",      {startingCodex, manual},      {}, {notHeld,    toSettle,   toSettle, toSettle,  toSettle,   toSettle}},
-        StateRow{"running, held",            {running, manual},            {}, {notHeld,    toSettle,   toSettle, toSettle,  toSettle,   toSettle}},
-        StateRow{"codexCompleted, held",     {codexCompleted, manual},     {}, {notHeld,    toSettle,   toSettle, toSettle,  toSettle,   toSettle}},
-        StateRow{"failed, held",             {failed, manual},             {}, {needsRetry, needsRetry, allowed,  leftQueue, needsRetry, needsRetry}},
+        StateRow{"queued, held",             {queued, manual},             {}, {allowed, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"waitingForMapping, held",  {waitingForMapping, manual},  {}, {allowed, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"waitingForCapacity, held", {waitingForCapacity, manual}, {}, {allowed, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"queued, held, unmapped",   {queued, manual, false, false}, {}, {needsMapping, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"queued, unmapped",         {queued, automatic, false, false}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
+        StateRow{"startingCodex, held",      {startingCodex, manual},      {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"running, held",            {running, manual},            {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"codexCompleted, held",     {codexCompleted, manual},     {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"failed, held",             {failed, manual},             {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
 
-        StateRow{"completed, again",           {completed, automatic}, again,     {needsRetryAgain, needsRetryAgain, needsConfirmation, leftQueue, needsRetryAgain, needsRetryAgain}},
-        StateRow{"completed, confirmed",       {completed, automatic}, confirmed, {needsRetryAgain, needsRetryAgain, allowed,           leftQueue, needsRetryAgain, needsRetryAgain}},
-        StateRow{"completed, yes without again", {completed, automatic}, yesAlone, {needsRetryAgain, needsRetryAgain, needsRetryAgain,  leftQueue, needsRetryAgain, needsRetryAgain}},
-        StateRow{"failed, again",              {failed, automatic},    again,     {needsRetry,      needsRetry,      allowed,           leftQueue, needsRetry,      needsRetry}},
+        StateRow{"completed, again",           {completed, automatic}, again,     {needsRetryAgain, needsRetryAgain, needsConfirmation, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, needsConfirmation}},
+        StateRow{"completed, confirmed",       {completed, automatic}, confirmed, {needsRetryAgain, needsRetryAgain, allowed, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, allowed}},
+        StateRow{"completed, yes without again", {completed, automatic}, yesAlone, {needsRetryAgain, needsRetryAgain, needsRetryAgain, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, allowed}},
+        StateRow{"failed, again",              {failed, automatic},    again,     {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
 
-        StateRow{"queued, with an open attempt",    {queued, automatic, true},    {}, {notHeld,    allowed,    allowed,  allowed,   allowed,    allowed}},
-        StateRow{"cancelled, with an open attempt", {cancelled, automatic, true}, {}, {needsRetry, needsRetry, toSettle, leftQueue, needsRetry, needsRetry}},
-        StateRow{"completed, again, with an open attempt",     {completed, automatic, true}, again,     {needsRetryAgain, needsRetryAgain, needsConfirmation, leftQueue, needsRetryAgain, needsRetryAgain}},
-        StateRow{"completed, confirmed, with an open attempt", {completed, automatic, true}, confirmed, {needsRetryAgain, needsRetryAgain, toSettle,          leftQueue, needsRetryAgain, needsRetryAgain}}));
+        StateRow{"queued, with an open attempt",    {queued, automatic, true},    {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, toSettle}},
+        StateRow{"cancelled, with an open attempt", {cancelled, automatic, true}, {}, {needsRetry, needsRetry, toSettle, leftQueue, needsRetry, needsRetry, needsRetry, toSettle}},
+        StateRow{"completed, again, with an open attempt",     {completed, automatic, true}, again,     {needsRetryAgain, needsRetryAgain, needsConfirmation, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, needsConfirmation}},
+        StateRow{"completed, confirmed, with an open attempt", {completed, automatic, true}, confirmed, {needsRetryAgain, needsRetryAgain, toSettle, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, toSettle}}));
+
+constexpr auto worked = ItemWork::session;
+constexpr auto settled = ItemWork::none;
+
+/// The home's owner knows who works on an item, and can end its session.
+INSTANTIATE_TEST_SUITE_P(
+    OfTheOwner, QueueActionVerdictTest,
+    testing::Values(
+        //                                                                                 start       next        retry       cancel      moveToManual moveToAuto  reorder     remove
+        StateRow{"running, worked on",      {running, automatic, true, true, worked},  {}, {notHeld,    agentWorks, agentWorks, allowed,    agentWorks,  agentWorks, agentWorks, agentWorks}},
+        StateRow{"queued, being prepared",  {queued, automatic, false, true, worked},  {}, {notHeld,    agentWorks, agentWorks, allowed,    agentWorks,  agentWorks, agentWorks, agentWorks}},
+        StateRow{"running, being settled",  {running, automatic, true, true, ItemWork::reconciliation}, {}, {notHeld, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds}},
+        StateRow{"cancelled, being stopped", {cancelled, automatic, true, true, worked}, {}, {needsRetry, needsRetry, sessionEnds, leftQueue, needsRetry, needsRetry, needsRetry, sessionEnds}},
+        StateRow{"completed, being retired", {completed, automatic, false, true, ItemWork::retirement}, confirmed, {needsRetryAgain, needsRetryAgain, sessionEnds, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, sessionEnds}},
+        StateRow{"queued",                  {queued, automatic, false, true, settled}, {}, {notHeld,    allowed,    allowed,    allowed,    allowed,     allowed,    allowed,    allowed}},
+        StateRow{"failed",                  {failed, automatic, false, true, settled}, {}, {needsRetry, needsRetry, allowed,    leftQueue,  needsRetry,  needsRetry, needsRetry, allowed}}));
 // clang-format on
 
 struct SentenceRow {
@@ -126,6 +142,9 @@ INSTANTIATE_TEST_SUITE_P(
         SentenceRow{needsMapping,
                     "its app has no repository; name one first with: quernlight-dispatch map set --bundle "
                     "com.acme.shop --app Shop --repo PATH"},
+        SentenceRow{agentWorks,
+                    "an agent works on it; stop that first with: quernlight-dispatch sessions stop 3f2a9c1d"},
+        SentenceRow{sessionEnds, "its session is just being ended; try again in a moment."},
         SentenceRow{sessionUnreconciled,
                     "its session has to be reconciled first; start the dispatcher once."}));
 

@@ -78,19 +78,13 @@ class SessionResourceTest : public testing::Test {
     });
 };
 
-TEST_F(SessionResourceTest, ListsTheSessionsThatRunWithWhatTheirAgentsDo) {
+TEST_F(SessionResourceTest, ShowsASessionWithWhatItsAgentDoes) {
     writes(recording("idle-0.169.0"));
-    now("2e9b6d14", SessionStage::preparingWorktree);
-    const json::array sessions = got("/v1/sessions").as_array();
-    ASSERT_EQ(sessions.size(), 2U);
-    EXPECT_EQ(json::serialize(sessions[0]),
-              R"({"bug":"2e9b6d14","app":"Shop","title":"Crash","stage":"preparing worktree","detail":"",)"
-              R"("agent":null})");
-    EXPECT_THAT(
-        json::serialize(sessions[1]),
-        StartsWith(R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage":"working","detail":"",)"
-                   R"("agent":{"attempt":2,"pid":4711,"since":"2026-03-01T10:00:00.000Z","state":"idle",)"
-                   R"("rule":"composer","reason":"row )"));
+    EXPECT_THAT(json::serialize(shown()),
+                StartsWith(R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage":"working",)"
+                           R"("stage_text":"working","detail":"",)"
+                           R"("agent":{"attempt":2,"pid":4711,"since":"2026-03-01T10:00:00.000Z",)"
+                           R"("state":"idle","rule":"composer","reason":"row )"));
 }
 
 TEST_F(SessionResourceTest, AnAgentThatHasExitedIsNotShownAsReady) {

@@ -19,12 +19,12 @@ TEST_P(SessionTextTest, IsForPeople) {
     EXPECT_EQ(GetParam().text(boost::json::parse(GetParam().json).as_object()), GetParam().expected);
 }
 
-constexpr const char* worked = R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage":"working",
+constexpr const char* worked = R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"working",
     "detail":"","dispatcher_runs":true,"agent":{"attempt":2,"pid":4711,"since":"2026-03-01T10:00:00Z",
     "state":"idle","rule":"composer","reason":"row 8, empty"},"attempt":{"number":2,"state":"running",
     "pid":4711,"started_at":"2026-03-01T10:00:00Z","ended_at":null,"exit_code":null,
     "worktree":"/code/shop-worktrees/Shop-3f2a9c1d","directory":"/home/sessions/2"}})";
-constexpr const char* ended = R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage":"failed",
+constexpr const char* ended = R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"failed",
     "detail":"It fell silent.","dispatcher_runs":false,"agent":null,"attempt":{"number":1,"state":"failed",
     "pid":12,"started_at":"2026-03-01T10:00:00Z","ended_at":"2026-03-01T11:00:00Z","exit_code":3,
     "worktree":null,"directory":"/home/sessions/1"}})";
@@ -34,10 +34,10 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         TextRow{
             "LineOfOneWithoutAnAgent", sessionLine,
-            R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage":"preparing worktree","agent":null})",
+            R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"preparing worktree","agent":null})",
             "3f2a9c1d  Shop          preparing worktree    -         -         Crash\n"},
         TextRow{"LineWithTextsFromOutside", sessionLine,
-                R"({"bug":"3f2a9c1d","app":"A\u001b[2Jvery long name","title":"Crash","stage":"needs you",
+                R"({"bug":"3f2a9c1d","app":"A\u001b[2Jvery long name","title":"Crash","stage_text":"needs you",
                     "detail":"log in\nfirst","agent":{"state":"dialog","since":"?"}})",
                 "3f2a9c1d  A [2Jvery l…  needs you             dialog    -         log in first\n"},
         TextRow{"StatusOfOneThatRuns", sessionStatus, worked,
@@ -57,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(
             "worktree:   none\n"
             "directory:  /home/sessions/1\n"},
         TextRow{"StatusBeforeAnyAttempt", sessionStatus,
-                R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage":"queued","dispatcher_runs":true})",
+                R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"queued","dispatcher_runs":true})",
                 "3f2a9c1d  Shop          queued                Crash\nagent:      none runs\n"
                 "attempt:    none yet\n"},
         TextRow{"PictureWithoutBlankLinesAtItsEnd", pictureText,

@@ -1,0 +1,152 @@
+#include "host/service/queue_text.hpp"
+
+#include <algorithm>
+
+#include "host/dispatcher/unmapped_bugs.hpp"
+#include "host/events/event_kind.hpp"
+#include "host/events/session_stage.hpp"
+#include "host/text/relative_time.hpp"
+#include "host/text/shell_text.hpp"
+#include "host/text/terminal_text.hpp"
+#include "quernlight/git/worktree_naming.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+bool isSettled(SessionStage stage) {
+    return stage == SessionStage::inReview || stage == SessionStage::cancelled;
+}
+
+bool fits(const QueueEntry& entry, const QueueFilter& filter) {
+    const bool isShown = filter.all || filter.stage || !isSettled(entry.stage);
+    const bool isOfApp = filter.app.empty() || lowercased(entry.item.appName) == lowercased(filter.app);
+    return isShown && isOfApp && (!filter.stage || *filter.stage == entry.stage);
+}
+
+std::string command(const std::string& words, const BugQueueItem& item) {
+    return "quernlight-dispatch " + words + " " + shellQuoted(item.bugID);
+}
+
+std::string line(const std::string& name, const std::string& text) {
+    constexpr std::size_t width = 14;
+    return text.empty() ? "" : fitted(name + ":", width) + withoutControls(text) + "\n";
+}
+
+std::string timeText(const std::optional<Instant>& instant, Instant now, std::chrono::seconds offset) {
+    return instant ? localTime(*instant, now, offset) + " (" + timeAgo(*instant, now) + ")" : "";
+}
+
+/// The last message of that kind.
+std::string lastMessage(const std::vector<QueueEvent>& history, EventKind kind) {
+    const auto found = std::find_if(history.rbegin(), history.rend(), [kind](const QueueEvent& event) {
+        return parseEventKind(event.kind) == kind;
+    });
+    return found == history.rend() ? "" : found->message;
+}
+
+std::string attemptText(const SessionAttemptRecord& attempt, Instant now, std::chrono::seconds offset) {
+    return line("attempt", std::to_string(attempt.attemptNumber) + ", " +
+                               std::string(rawValue(attempt.state)) + ", since " +
+                               timeText(attempt.startedAt, now, offset) +
+                               (attempt.exitCode ? ", ended with code " + std::to_string(*attempt.exitCode)
+                                                 : "")) +
+           line("worktree", attempt.agentWorkspacePath.value_or("")) +
+           line("transcript", attempt.transcriptTextPath);
+}
+
+}  // namespace
+
+std::vector<QueueEntry> filtered(std::vector<QueueEntry> entries, const QueueFilter& filter) {
+    std::erase_if(entries, [&](const QueueEntry& entry) { return !fits(entry, filter); });
+    std::ranges::stable_partition(entries,
+                                  [](const QueueEntry& entry) { return needsAttention(entry.stage); });
+    return entries;
+}
+
+std::string stageInQueue(const QueueEntry& entry) {
+    const bool isHeld = entry.item.queueMode == QueueMode::manual && entry.stage != SessionStage::needsStart;
+    return std::string(statusText(entry.stage)) + (isHeld ? " (manual)" : "");
+}
+
+Table queueTable(const std::vector<QueueEntry>& entries, Instant now) {
+    Table table({"BUG", "APP", "STATE", "ADDED", flexible("TITLE")});
+    for (const QueueEntry& entry : entries) {
+        const BugQueueItem& item = entry.item;
+        const auto style = needsAttention(entry.stage) ? CellStyle::attention : CellStyle::normal;
+        table.add({item.bugID,
+                   item.appName,
+                   {stageInQueue(entry), style},
+                   {timeAgo(item.addedAt, now), CellStyle::dim},
+                   item.title + (item.errorMessage ? ": " + *item.errorMessage : "")});
+    }
+    return table;
+}
+
+std::string leftOutText(const std::vector<QueueEntry>& entries, const QueueFilter& filter) {
+    const auto count = [&](SessionStage stage) {
+        return std::ranges::count_if(entries, [&](const QueueEntry& entry) {
+            return entry.stage == stage && !fits(entry, filter);
+        });
+    };
+    const auto inReview = count(SessionStage::inReview);
+    const auto cancelled = count(SessionStage::cancelled);
+    if (filter.all || filter.stage || (inReview == 0 && cancelled == 0)) {
+        return "";
+    }
+    return (inReview > 0 ? std::to_string(inReview) + " in review" : "") +
+           (inReview > 0 && cancelled > 0 ? ", " : "") +
+           (cancelled > 0 ? std::to_string(cancelled) + " cancelled" : "") +
+           "; see: quernlight-dispatch queue list --all\n";
+}
+
+std::string nextAction(const BugQueueItem& item, SessionStage stage) {
+    switch (stage) {
+        case SessionStage::needsMapping:
+            return "say where its app's repository is: " + commandToMap(item);
+        case SessionStage::needsStart:
+            return "start it: " + command("queue start", item);
+        case SessionStage::needsPerson:
+            return "look at its agent's screen: " + command("sessions show --screen", item);
+        case SessionStage::needsReply:
+            return "answer in a comment on the bug; it is worked on again then";
+        case SessionStage::inReview:
+            return "review and merge its pull request; the bug then leaves the queue by itself";
+        case SessionStage::failed:
+        case SessionStage::cancelled:
+            return "have it worked on again: " + command("queue retry", item);
+        default:
+            return "";
+    }
+}
+
+std::string itemText(const QueueItemDetails& details, const std::optional<ReviewItem>& review, Instant now,
+                     std::chrono::seconds offset) {
+    const BugQueueItem& item = details.item;
+    const QueueEntry entry{.item = item, .stage = details.stage};
+    const bool isAsked =
+        details.stage == SessionStage::needsReply || details.stage == SessionStage::needsPerson;
+    const auto kind = details.stage == SessionStage::needsReply ? EventKind::awaitingUserInput
+                                                                : EventKind::needsPerson;
+    const bool isStarted = !details.attempts.empty();
+    return line("bug", item.bugID + "  " + item.title) + line("app", item.appName + " (" + item.bundleID + ")") +
+           line("state", stageInQueue(entry)) +
+           line("waits", details.waits ? sentenceOf(*details.waits) : "") +
+           line("question", isAsked ? lastMessage(details.history, kind) : "") +
+           line("error", item.errorMessage.value_or("")) + line("added", timeText(item.addedAt, now, offset)) +
+           line("branch", isStarted ? WorktreeNaming::branchName(item.appName, item.bugID) : "") +
+           line("pull request", review && review->pullRequest ? review->pullRequest->text() : "") +
+           (isStarted ? attemptText(details.attempts.back(), now, offset) : "") +
+           line("conversation", item.codexSessionID ? lowerCaseText(*item.codexSessionID) : "") +
+           line("page", item.bugURL.text()) + line("next", nextAction(item, details.stage));
+}
+
+Table historyTable(const std::vector<QueueEvent>& history, Instant now, std::chrono::seconds offset) {
+    Table table({"TIME", "EVENT", flexible("WHAT HAPPENED")});
+    for (const QueueEvent& event : history) {
+        table.add({localTime(event.createdAt, now, offset), event.kind, event.message});
+    }
+    return table;
+}
+
+}  // namespace quernlight::host

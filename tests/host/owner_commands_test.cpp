@@ -1,0 +1,146 @@
+#include <csignal>
+
+#include <boost/json/parse.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "quernlight/storage/connection.hpp"
+#include "tests/host/dispatch_fixture.hpp"
+
+namespace quernlight {
+namespace {
+
+using test::eventually;
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+/// What a person does while the dispatcher runs. Its agent works on bug 3f2a9c1d for ever.
+class OwnerCommandsTest : public test::DispatchFixture {
+  protected:
+    OwnerCommandsTest() {
+        reportClearBug("3f2a9c1d");
+        agentDoes("3f2a9c1d", "idle");
+    }
+    /// Until the agent has its goal and its conversation is known.
+    void work() {
+        mapApp();
+        startBackend();
+        owner = start(runWith());
+        ASSERT_TRUE(owner->says("3f2a9c1d  codexSessionStored: ") &&
+                    owner->says("3f2a9c1d  goalAccepted: "))
+            << owner->output();
+    }
+    test::Outcome command(std::vector<std::string> words) {
+        words.insert(words.end(), {"--home", home()});
+        return dispatch(words);
+    }
+    bool comesTo(const std::string& bugID, const std::string& wanted) {
+        return eventually([&] { return status(bugID) == wanted; });
+    }
+    boost::json::object shown(const std::string& bugID) {
+        return boost::json::parse(command({"queue", "show", bugID, "--json"}).output).as_object();
+    }
+
+    std::unique_ptr<test::DispatchProcess> owner;
+};
+
+TEST_F(OwnerCommandsTest, CancellingABugThatIsWorkedOnStopsItsAgent) {
+    work();
+    const pid_t worker = agent("3f2a9c1d");
+    const auto outcome = command({"queue", "cancel", "3f2a"});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_TRUE(owner->says("3f2a9c1d  agentExited: ")) << owner->output();
+    EXPECT_TRUE(eventually([&] { return kill(worker, 0) != 0; }));
+    EXPECT_EQ(status("3f2a9c1d"), "cancelled");
+    EXPECT_TRUE(eventually([&] { return attempt("3f2a9c1d", "state") == "failed"; }));
+    EXPECT_THAT(command({"queue", "list"}).output, HasSubstr("1 cancelled; see: "));
+    EXPECT_EQ(command({"queue", "remove", "3f2a9c1d"}).exitCode, 0);
+    EXPECT_THAT(command({"queue", "show", "3f2a9c1d"}).error, HasSubstr("is not in the queue"));
+}
+
+TEST_F(OwnerCommandsTest, ASessionThatIsStoppedIsHeldAndGoesOnInItsConversation) {
+    work();
+    EXPECT_THAT(command({"sessions", "stop", "3f2a9c1d"}).output, HasSubstr("its agent is being stopped"));
+    EXPECT_TRUE(owner->says("3f2a9c1d  sessionStopped: ")) << owner->output();
+    EXPECT_TRUE(eventually([&] { return attempt("3f2a9c1d", "state") == "failed"; }));
+    EXPECT_EQ(item("3f2a9c1d", "queue_mode"), "manual");
+    EXPECT_THAT(command({"queue", "list"}).output, HasSubstr("needs start"));
+    const std::string conversation = item("3f2a9c1d", "codex_session_id");
+    agentDoesAsToldAgain();
+    EXPECT_EQ(command({"sessions", "resume", "3f2a9c1d"}).exitCode, 0);
+    EXPECT_TRUE(comesTo("3f2a9c1d", "completed")) << owner->output();
+    EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "2");
+    EXPECT_EQ(attempt("3f2a9c1d", "codex_session_id"), conversation);
+}
+
+TEST_F(OwnerCommandsTest, AnAppThatIsMappedWhileItRunsHasItsBugsWorkedOn) {
+    agentDoesAsToldAgain();
+    startBackend();
+    owner = start(runWith());
+    ASSERT_TRUE(eventually([&] { return shown("3f2a9c1d").contains("stage"); }));
+    EXPECT_EQ(shown("3f2a9c1d").at("waits").at("cause").as_string(), "no_mapping");
+    mapApp();
+    EXPECT_EQ(command({"queue", "wait", "3f2a9c1d", "--exit-status", "--timeout", "60"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "completed");
+    EXPECT_EQ(command({"map", "remove", "com.acme.shop"}).exitCode, 0);
+    EXPECT_THAT(command({"map", "list"}).output, StartsWith("No mappings yet;"));
+}
+
+TEST_F(OwnerCommandsTest, WhatAnAgentDoesIsShownWhereverTheBugIs) {
+    work();
+    EXPECT_THAT(command({"queue", "list"}).output, HasSubstr("  working  "));
+    EXPECT_EQ(shown("3f2a9c1d").at("stage").as_string(), "working");
+    const auto told = command({"status"});
+    EXPECT_EQ(told.exitCode, 0) << told.error;
+    EXPECT_THAT(told.output, AllOf(HasSubstr("dispatcher  runs since "), HasSubstr("\nqueue       1 running\n"),
+                                   HasSubstr(" of 2 at work"), HasSubstr("\n3f2a9c1d  Shop  working")));
+}
+
+TEST_F(OwnerCommandsTest, StatusSaysWhatNeedsAPerson) {
+    startBackend();
+    owner = start(runWith());
+    ASSERT_TRUE(eventually([&] { return command({"queue", "show", "3f2a9c1d"}).exitCode == 0; }));
+    const auto told = command({"status"});
+    EXPECT_EQ(told.exitCode, 1);
+    EXPECT_THAT(told.output, HasSubstr("! 3f2a9c1d  needs mapping: "));
+    EXPECT_THAT(told.output, HasSubstr("map set --bundle com.acme.shop --app Shop --repo PATH"));
+    const auto json = boost::json::parse(command({"status", "--json"}).output).as_object();
+    EXPECT_EQ(json.at("queue").at("needs_mapping").as_int64(), 1);
+    owner->signal(SIGTERM);
+    owner->exitCode();
+    EXPECT_THAT(command({"status"}).output, StartsWith("dispatcher  does not run; start it with: "));
+}
+
+TEST_F(OwnerCommandsTest, TheQueueIsPutInOrder) {
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        reportClearBug(bugID);
+    }
+    work();
+    ASSERT_TRUE(comesTo("33333333", "completed") || comesTo("33333333", "queued"));
+    EXPECT_THAT(command({"queue", "next", "3f2a9c1d"}).error, HasSubstr("an agent works on it"));
+    EXPECT_THAT(command({"queue", "hold", "9999"}).error, HasSubstr("is not in the queue"));
+    EXPECT_EQ(command({"config", "set", "sessions.max", "3"}).exitCode, 0);
+    EXPECT_EQ(boost::json::parse(command({"config", "get", "sessions.max", "--json"}).output)
+                  .at("text")
+                  .as_string(),
+              "3");
+}
+
+/// No agent is started, since a bug of the manual queue waits for a person.
+TEST_F(OwnerCommandsTest, ABugThatIsHeldIsNotStarted) {
+    startBackend();
+    owner = start(runWith());
+    ASSERT_TRUE(eventually([&] { return command({"queue", "hold", "3f2a9c1d"}).exitCode == 0; }));
+    mapApp();
+    EXPECT_EQ(shown("3f2a9c1d").at("waits").at("cause").as_string(), "start_not_requested");
+    EXPECT_EQ(command({"queue", "wait", "3f2a9c1d", "--exit-status"}).exitCode, 3);
+    agentDoesAsToldAgain();
+    EXPECT_EQ(command({"queue", "start", "3f2a9c1d"}).exitCode, 0);
+    EXPECT_TRUE(comesTo("3f2a9c1d", "completed")) << owner->output();
+}
+
+}  // namespace
+}  // namespace quernlight
