@@ -1,6 +1,11 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/manual/command_description.hpp"
 
 namespace CLI {
 class App;
@@ -21,9 +26,17 @@ void addSessionsCommand(CLI::App& program, ChosenCommand& chosen);
 void addUnpauseCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
+void addManCommand(CLI::App& program, ChosenCommand& chosen);
 
 /// Reads the program's command line and does what it asks for. Returns the exit status, which is 2 when the
 /// line cannot be meant; throws what the command throws.
 int runCommandLine(int argc, char** argv);
+
+/// What is wrong with a command line of these words, without the program's name; absent when it can be meant.
+/// Does nothing of what it asks for.
+std::optional<std::string> usageTrouble(const std::vector<std::string>& words);
+
+/// The program with all its commands.
+CommandDescription describedProgram();
 
 }  // namespace quernlight::host

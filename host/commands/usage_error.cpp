@@ -10,7 +10,9 @@ namespace {
 std::vector<std::string> commandsOf(const CLI::App& app) {
     std::vector<std::string> names;
     for (const CLI::App* command : app.get_subcommands({})) {
-        names.push_back(command->get_name());
+        if (!command->get_group().empty()) {  // else it is not for people
+            names.push_back(command->get_name());
+        }
     }
     return names;
 }

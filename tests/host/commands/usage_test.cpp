@@ -58,7 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "--home is given twice: /one and /other; a command works on one home"},
         UsageRow{{"--home", "/one"}, "a command is missing; there are: run, map, queue, config"},
         UsageRow{{"queue", "list", "--home"},
-                 "--home: 1 required TEXT missing; see: quernlight-dispatch queue list --help"},
+                 "--home: 1 required DIR missing; see: quernlight-dispatch queue list --help"},
         UsageRow{{"run", "--token-file", ""},
                  "--token-file: the path is empty; see: quernlight-dispatch run --help"},
         UsageRow{{"run", "--token-file", "token", "--log-file", ""},

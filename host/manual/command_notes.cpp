@@ -1,0 +1,175 @@
+#include "host/manual/command_notes.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+
+namespace quernlight::host {
+namespace {
+
+struct ValueName {
+    std::string_view option;
+    std::string_view value;
+};
+
+constexpr auto valueNames = std::to_array<ValueName>({
+    {"--app", "NAME"},
+    {"--attach", "FILE"},
+    {"--attempt", "NUMBER"},
+    {"--backend", "URL"},
+    {"--base", "BRANCH"},
+    {"--bundle", "BUNDLE"},
+    {"--date", "DATE"},
+    {"--exit-grace", "SECONDS"},
+    {"--home", "DIR"},
+    {"--idle-timeout", "SECONDS"},
+    {"--limit", "NUMBER"},
+    {"--listen", "PORT"},
+    {"--log-file", "FILE"},
+    {"--max-sessions", "NUMBER"},
+    {"--position", "NUMBER"},
+    {"--remote", "REMOTE"},
+    {"--repo", "DIR"},
+    {"--secret-file", "FILE"},
+    {"--session", "ID"},
+    {"--since", "TIME"},
+    {"--speed", "NUMBER"},
+    {"--timeout", "SECONDS"},
+    {"--to", "DIR"},
+    {"--token-file", "FILE"},
+    {"--worktree-root", "DIR"},
+    {"--worktrees", "DIR"},
+});
+
+constexpr std::string_view daily = "Daily work";
+constexpr std::string_view sessions = "Agents at work";
+constexpr std::string_view setUp = "Set-up";
+constexpr std::string_view programs = "For shells and agents";
+constexpr std::string_view others = "More";
+
+constexpr std::array groups{daily, sessions, setUp, others, programs};
+
+struct CommandGroup {
+    std::string_view command;
+    std::string_view group;
+};
+
+constexpr auto commandsByGroup = std::to_array<CommandGroup>({
+    {"run", daily},    {"status", daily},      {"watch", daily},      {"queue", daily},
+    {"bugs", daily},   {"answer", daily},      {"review", daily},     {"preserved", daily},
+    {"report", daily}, {"sessions", sessions}, {"unpause", sessions}, {"init", setUp},
+    {"map", setUp},    {"config", setUp},      {"token", setUp},      {"service", setUp},
+    {"doctor", setUp}, {"demo", setUp},        {"mcp", programs},     {"completion", programs},
+});
+
+constexpr auto examples = std::to_array<CommandExample>({
+    {"run", "quernlight-dispatch run --token-file ~/.quernlight-token --dry-run",
+     "Say what would be enqueued and started", true},
+    {"run", "quernlight-dispatch run --token-file ~/.quernlight-token", "Work on bugs until it is stopped",
+     true},
+    {"run", "quernlight-dispatch run --token-file ~/.quernlight-token --once --max-sessions 1",
+     "Work on what is there, one bug after another, and end"},
+    {"map set", "quernlight-dispatch map set --bundle com.example.notes --app Notes --repo ~/src/notes",
+     "Have the bugs of Notes worked on in that repository", true},
+    {"map list", "quernlight-dispatch map list", "List which app's bugs are worked on where"},
+    {"queue list", "quernlight-dispatch queue list", "List the bugs, what needs you first", true},
+    {"queue show", "quernlight-dispatch queue show 7c41e0ab",
+     "Show one bug's history, why it waits and its transcript"},
+    {"queue next", "quernlight-dispatch queue next 7c41e0ab", "Have a waiting bug started first"},
+    {"queue retry", "quernlight-dispatch queue retry 7c41e0ab", "Queue a bug that failed again"},
+    {"queue retry", "quernlight-dispatch queue retry 7c41e0ab --again",
+     "Do finished work once more; asks first"},
+    {"config list", "quernlight-dispatch config list", "List every setting"},
+    {"config set", "quernlight-dispatch config set sessions.max 4", "Let four agents work at the same time"},
+    {"config unset", "quernlight-dispatch config unset sessions.max", "Go back to the default"},
+    {"sessions list", "quernlight-dispatch sessions list", "List what runs, and what each agent does"},
+    {"sessions show", "quernlight-dispatch sessions show 7c41e0ab --screen",
+     "Show what stands on an agent's screen"},
+    {"sessions show", "quernlight-dispatch sessions show 7c41e0ab --explain",
+     "Say what that screen is taken for, and why"},
+    {"unpause", "quernlight-dispatch unpause", "Try at once what a cause outside the bugs held up"},
+});
+
+constexpr auto variables = std::to_array<HeededVariable>({
+    {"QUERNLIGHT_DISPATCH_HOME", "run map queue config sessions unpause mcp",
+     "Dispatch home where --home does not name one"},
+    {"XDG_DATA_HOME", "run map queue config sessions unpause mcp",
+     "Directory in which the user's own dispatch home lies, on Linux; default: ~/.local/share"},
+    {"PATH", "run", "Where the agent and git are looked for"},
+    {"CODEX_HOME", "run", "The agent's own home; handed on to it; default: ~/.codex"},
+    {"https_proxy, no_proxy, ...", "run",
+     "Proxies on the way to the backend, as curl heeds them; also the agent's"},
+    {"NO_COLOR", "run", "When not empty, the view has no colours"},
+    {"TERM", "run", "When it is \"dumb\", lines are printed in place of the view"},
+    {"TMPDIR", "run", "Where temporary files are made; default: /tmp"},
+});
+
+/// What a command that says nothing gets for a value: the name of its type.
+bool isTypeName(const std::string& declared) {
+    return declared.empty() || declared.starts_with("TEXT") || declared == "INT" || declared == "UINT" ||
+           declared == "FLOAT";
+}
+
+std::string upperCase(std::string name) {
+    std::ranges::transform(name, name.begin(),
+                           [](unsigned char letter) { return static_cast<char>(std::toupper(letter)); });
+    return name;
+}
+
+/// Whether `command` is the one that `path` names, or lies beneath it.
+bool isWithin(std::string_view command, std::string_view path) {
+    return path.empty() || command == path ||
+           (command.starts_with(path) && command.size() > path.size() && command[path.size()] == ' ');
+}
+
+bool names(std::string_view list, std::string_view word) {
+    return (" " + std::string(list) + " ").find(" " + std::string(word) + " ") != std::string::npos;
+}
+
+}  // namespace
+
+std::string valueName(const std::string& name, const std::string& declared) {
+    if (!isTypeName(declared)) {
+        return declared;
+    }
+    const auto* known = std::ranges::find(valueNames, std::string_view(name), &ValueName::option);
+    if (known != valueNames.end()) {
+        return std::string(known->value);
+    }
+    if (!name.starts_with('-')) {
+        return upperCase(name);
+    }
+    return declared.starts_with("TEXT") || declared.empty() ? "TEXT" : "NUMBER";
+}
+
+std::string_view groupOf(std::string_view command) {
+    const auto* known = std::ranges::find(commandsByGroup, command, &CommandGroup::command);
+    return known == commandsByGroup.end() ? others : known->group;
+}
+
+std::span<const std::string_view> commandGroups() {
+    return groups;
+}
+
+std::span<const CommandExample> commandExamples() {
+    return examples;
+}
+
+std::vector<CommandExample> examplesOf(const CommandDescription& command) {
+    const std::string path = joined(command.path, " ");
+    std::vector<CommandExample> found;
+    std::ranges::copy_if(examples, std::back_inserter(found),
+                         [&](const CommandExample& example) { return isWithin(example.command, path); });
+    return found;
+}
+
+std::vector<HeededVariable> variablesOf(const CommandDescription& command) {
+    std::vector<HeededVariable> heeded;
+    std::ranges::copy_if(variables, std::back_inserter(heeded), [&](const HeededVariable& variable) {
+        return variable.commands.empty() || command.path.empty() ||
+               names(variable.commands, command.path.front());
+    });
+    return heeded;
+}
+
+}  // namespace quernlight::host
