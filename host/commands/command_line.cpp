@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/commands/command_tree.hpp"
+#include "host/commands/completion_command.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/usage_error.hpp"
 #include "host/manual/help_text.hpp"
@@ -16,15 +17,16 @@ namespace {
 
 /// In the order in which the program's help lists them.
 constexpr auto commands = {
-    addRunCommand,       //
-    addStatusCommand,    //
-    addMapCommand,       //
-    addQueueCommand,     //
-    addConfigCommand,    //
-    addSessionsCommand,  //
-    addUnpauseCommand,   //
-    addMcpCommand,       //
-    addManCommand,       //
+    addRunCommand,         //
+    addStatusCommand,      //
+    addMapCommand,         //
+    addQueueCommand,       //
+    addConfigCommand,      //
+    addSessionsCommand,    //
+    addUnpauseCommand,     //
+    addMcpCommand,         //
+    addManCommand,         //
+    addCompletionCommand,  //
 };
 
 /// The whole command line, before it is read.
@@ -84,8 +86,12 @@ int wrongUsage(const std::string& sentence) {
 
 int runCommandLine(int argc, char** argv) {
     CommandLine line;
+    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    if (!words.empty() && words.front() == completeWord) {
+        return completeWords(descriptionOf(line.program), {words.begin() + 1, words.end()});
+    }
     try {
-        if (const auto trouble = line.read({argv + std::min(argc, 1), argv + argc})) {
+        if (const auto trouble = line.read(words)) {
             return wrongUsage(*trouble);
         }
     } catch (const CLI::Success& asked) {

@@ -26,6 +26,7 @@ void addSessionsCommand(CLI::App& program, ChosenCommand& chosen);
 void addUnpauseCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
+void addCompletionCommand(CLI::App& program, ChosenCommand& chosen);
 void addManCommand(CLI::App& program, ChosenCommand& chosen);
 
 /// Reads the program's command line and does what it asks for. Returns the exit status, which is 2 when the

@@ -87,13 +87,20 @@ constexpr auto examples = std::to_array<CommandExample>({
      "Show what stands on an agent's screen"},
     {"sessions show", "quernlight-dispatch sessions show 7c41e0ab --explain",
      "Say what that screen is taken for, and why"},
+    {"completion",
+     "quernlight-dispatch completion bash > ~/.local/share/bash-completion/completions/quernlight-dispatch",
+     "In bash; or, for one shell only: source <(quernlight-dispatch completion bash)"},
+    {"completion", "quernlight-dispatch completion zsh > ~/.zfunc/_quernlight-dispatch",
+     "In zsh, in a directory of its fpath, before compinit runs"},
+    {"completion",
+     "quernlight-dispatch completion fish > ~/.config/fish/completions/quernlight-dispatch.fish", "In fish"},
     {"unpause", "quernlight-dispatch unpause", "Try at once what a cause outside the bugs held up"},
 });
 
 constexpr auto variables = std::to_array<HeededVariable>({
-    {"QUERNLIGHT_DISPATCH_HOME", "run map queue config sessions unpause mcp",
+    {"QUERNLIGHT_DISPATCH_HOME", "run map queue config sessions unpause mcp completion",
      "Dispatch home where --home does not name one"},
-    {"XDG_DATA_HOME", "run map queue config sessions unpause mcp",
+    {"XDG_DATA_HOME", "run map queue config sessions unpause mcp completion",
      "Directory in which the user's own dispatch home lies, on Linux; default: ~/.local/share"},
     {"PATH", "run", "Where the agent and git are looked for"},
     {"CODEX_HOME", "run", "The agent's own home; handed on to it; default: ~/.codex"},
