@@ -9,6 +9,7 @@
 #include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/process/user_error.hpp"
 #include "host/service/configuration_json.hpp"
 #include "quernlight/platform/control_characters.hpp"
 
@@ -115,8 +116,20 @@ CLI::App* add(CLI::App& config, const char* name, const char* help,
     return app;
 }
 
+/// Why there is no such setting; empty when there is.
+std::string unknownSetting(const std::string& key) {
+    try {
+        settingDescription(key);
+        return "";
+    } catch (const UserError& error) {
+        return error.what();
+    }
+}
+
 void addKey(CLI::App& app, ConfigOptions& options) {
-    app.add_option("setting", options.key, "Its name, like sessions.max")->required();
+    app.add_option("setting", options.key, "Its name, like sessions.max")
+        ->required()
+        ->check([](const std::string& key) { return unknownSetting(key); });
 }
 
 }  // namespace

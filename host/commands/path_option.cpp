@@ -6,6 +6,7 @@
 
 #include <pwd.h>
 
+#include "quernlight/platform/text.hpp"
 #include "quernlight/platform/user_directories.hpp"
 
 namespace quernlight::host {
@@ -29,8 +30,13 @@ std::optional<std::string> homeAt(Word word, Word end) {
     if (word->starts_with(std::string(option) + "=")) {
         return word->substr(option.size() + 1);
     }
-    const bool hasValue = *word == option && std::next(word) != end && !std::next(word)->starts_with('-');
-    return hasValue ? std::optional(*std::next(word)) : std::nullopt;
+    if (*word != option) {
+        return std::nullopt;
+    }
+    if (std::next(word) == end || std::next(word)->starts_with('-')) {
+        throw CLI::ValidationError("--home needs a directory; give one behind it");
+    }
+    return *std::next(word);
 }
 
 std::filesystem::path placeOf(const std::string& home) {
@@ -77,6 +83,14 @@ std::vector<std::string> withHomeLast(const std::vector<std::string>& words) {
     }
     ordered.insert(ordered.end(), end, words.end());
     return ordered;
+}
+
+CLI::Option* addBugOption(CLI::App& app, std::string& bugID) {
+    return app.add_option("bug", bugID, "The bug's id; its first eight characters suffice")
+        ->required()
+        ->check([](const std::string& given) {
+            return trimmed(given).empty() ? "the bug's id is empty; give its first eight characters" : "";
+        });
 }
 
 std::string givenPath(const std::string& path) {

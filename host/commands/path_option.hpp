@@ -28,8 +28,11 @@ void addHomeOption(CLI::App& app, Target& home) {
     addPathOption(app, "--home", home, "Dispatch home; default: the user's own");
 }
 
+/// The bug that a command is for; never empty.
+CLI::Option* addBugOption(CLI::App& app, std::string& bugID);
+
 /// A command line whose "--home DIR", which may stand anywhere, stands behind its other words (before "--"),
-/// once. Throws CLI::ValidationError when two different directories are given.
+/// once. Throws CLI::ValidationError when two different directories are given, or none behind it.
 std::vector<std::string> withHomeLast(const std::vector<std::string>& words);
 
 }  // namespace quernlight::host

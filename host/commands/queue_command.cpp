@@ -157,8 +157,7 @@ int queueChange(const ChangeOptions& given) {
 }
 
 void addBug(CLI::App& app, std::string& bugID) {
-    app.add_option("bug", bugID, "The bug's id, or the beginning of it where that is no other's")
-        ->required();
+    addBugOption(app, bugID);
 }
 
 SessionStage givenStage(const std::string& words) {

@@ -50,7 +50,6 @@ int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, con
 
 /// Moves the backend's bugs along until it is stopped, or with `once` until nothing is left to do.
 int runCommand(const RunOptions& options) {
-    checkOverrides(options.settings);
     switchOffCoreDumps();
     const auto backend = givenBackend(options);
     const std::string token = readToken(options.tokenFile);
@@ -92,7 +91,15 @@ int runCommand(const RunOptions& options) {
 /// An option that stands above a setting for this run. The setting's own rules check it.
 void addSetting(CLI::App& run, RunOptions& options, const char* option, const char* key, const char* help) {
     run.add_option_function<std::string>(
-        option, [&options, key](const std::string& text) { options.settings[key] = text; },
+        option,
+        [&options, key](const std::string& text) {
+            try {
+                checkOverrides({{key, text}});
+            } catch (const UserError& error) {
+                throw CLI::ValidationError(error.what());
+            }
+            options.settings[key] = text;
+        },
         std::string(help) + " (setting " + key + ")");
 }
 

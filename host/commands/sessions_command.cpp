@@ -157,7 +157,7 @@ void addList(CLI::App& sessions, ChosenCommand& chosen) {
 void addShow(CLI::App& sessions, ChosenCommand& chosen) {
     const auto options = std::make_shared<SessionsOptions>();
     CLI::App* app = sessions.add_subcommand("show", "Show a bug's session, or what is on its agent's screen");
-    app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
+    addBugOption(*app, options->bugID);
     app->add_flag("--screen", options->screen, "What stands on its agent's screen now");
     app->add_flag("--explain", options->explain, "What that screen is taken for, and why");
     app->add_flag("--json", options->json, "As JSON: an object");

@@ -66,7 +66,9 @@ std::string usageSentence(const CLI::App& program, const CLI::ParseError& error)
         return misplaced(app->remaining().front(), *app, help);
     }
     const auto commands = commandsOf(*app);
-    return commands.empty() ? std::string(error.what()) + "; " + help
+    std::string_view what = error.what();
+    what.remove_suffix(what.ends_with('.') ? 1 : 0);
+    return commands.empty() ? std::string(what) + "; " + help
                             : "a command is missing; there are: " + listed(commands);
 }
 

@@ -44,8 +44,8 @@ std::filesystem::path findDispatchHome(const std::optional<std::filesystem::path
     const auto home = locateDispatchHome(chosen);
     if (!holdsQueue(home)) {
         throw UserError("There is no dispatch home at " + home.string() +
-                        ", for no queue is there; choose another with --home, or make this one with: "
-                        "quernlight-dispatch map set");
+                        " yet. Map an app to make it (quernlight-dispatch map set --help), or name another "
+                        "with --home.");
     }
     return home;
 }

@@ -10,6 +10,7 @@
 #include "host/session/comment_poll.hpp"
 #include "host/session/report_search.hpp"
 #include "host/text/failure_sentence.hpp"
+#include "host/tools/tool_access.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -28,6 +29,15 @@ std::optional<ProcessEntry> recordedAgent(const std::vector<QueueEvent>& events,
         }
     }
     return agent;
+}
+
+/// No session opens with it any more, but it is a secret. One that stays is as dead.
+void removeToolSecret(const SessionAttemptRecord& attempt) {
+    if (!attempt.transcriptTextPath.empty()) {
+        std::error_code ignored;
+        const auto directory = std::filesystem::path(attempt.transcriptTextPath).parent_path();
+        std::filesystem::remove(toolSecretFile(directory), ignored);
+    }
 }
 
 }  // namespace
@@ -53,6 +63,7 @@ Task<std::string> Recovery::reconcile(BugQueueItem item, Interruption cause) con
                                       .storedReport = storedReport(events, item.startedAt),
                                       .cause = std::move(cause)};
     if (attempt) {
+        removeToolSecret(*attempt);
         const auto survivors = co_await endOrphans(*attempt, events);
         if (!survivors.empty()) {
             co_return "Process " + std::to_string(survivors.front().pid) +

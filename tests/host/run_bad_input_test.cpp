@@ -107,10 +107,6 @@ TEST_F(RunBadInputTest, AQueueThatIsNoDatabaseIsNamedAndLeftAsItIs) {
     EXPECT_EQ(test::readFile(queueFile()), std::string(4096, 'x'));
 }
 
-TEST_F(RunBadInputTest, ASettingThatIsNotAllowedIsRefused) {
-    EXPECT_THAT(complaint(dispatch(runWith({"--max-sessions", "0"}))), StartsWith("sessions.max must be "));
-}
-
 TEST_F(RunBadInputTest, ALogFilesDirectoryIsNotMade) {
     startBackend();
     EXPECT_THAT(complaint(runOnce({"--log-file", repository.scratch("none/log")})),

@@ -9,6 +9,7 @@
 
 #include "host/events/item_history.hpp"
 #include "host/process/process_metadata.hpp"
+#include "host/tools/tool_access.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/storage/database_error.hpp"
 #include "tests/host/services_fixture.hpp"
@@ -65,6 +66,17 @@ TEST_F(RecoveryTest, ARunningItemWithoutAReportIsPutBackAndItsAttemptHasFailed) 
     EXPECT_EQ(attempt(item).state, SessionAttemptState::failed);
     EXPECT_EQ(attempt(item).failureReason, "Dispatcher stopped while the session was running.");
     EXPECT_TRUE(attempt(item).endedAt);
+}
+
+TEST_F(RecoveryTest, TheSecretForTheAgentsToolsGoes) {
+    const Uuid item = running("3f2a9c1d");
+    const std::string transcript = (directory / "sessions/1/terminal.txt").string();
+    run(store.database->execute("UPDATE session_attempts SET transcript_text_path = '" + transcript + "'"));
+    const auto secret = toolSecretFile(directory / "sessions/1");
+    quernlight::test::writeFile(secret, "secret");
+    backendHasNoComments();
+    reconcile(item);
+    EXPECT_FALSE(std::filesystem::exists(secret));
 }
 
 TEST_F(RecoveryTest, AnAttemptWhoseGoalWasBegunIsNotSaidToLackIt) {

@@ -239,8 +239,8 @@ TEST_F(DirectServiceTest, AHomeThatIsNotThereIsToldByEveryOperationAndNotMade) {
     for (const ServiceError& error : errors) {
         EXPECT_EQ(error.code(), unavailable);
         EXPECT_EQ(error.what(), "There is no dispatch home at " + home.string() +
-                                    ", for no queue is there; choose another with --home, or make this one "
-                                    "with: quernlight-dispatch map set");
+                                    " yet. Map an app to make it (quernlight-dispatch map set --help), or "
+                                    "name another with --home.");
     }
     EXPECT_EQ(codeOf(service->setSetting("sessions.max", "lots")), invalid);
     EXPECT_FALSE(std::filesystem::exists(home));
