@@ -56,7 +56,7 @@ DispatchProgramOptions programOptions(const DemoDirectory& directory, const Home
     DispatchProgramOptions options{.home = directory.dispatchHome(),
                                    .lock = &lock,
                                    .backend = backend,
-                                   .adminToken = readToken(directory.tokenFile()),
+                                   .tokenFile = directory.tokenFile(),
                                    .toolServer = StandInPrograms::locate().dispatcher,
                                    .environment = currentEnvironmentMap()};
     options.settings = {

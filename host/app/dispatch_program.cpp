@@ -15,6 +15,7 @@
 #include "host/session/bug_session.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/settings/token_source.hpp"
 #include "host/tools/tool_calls.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/process_table.hpp"
@@ -58,6 +59,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         throw UserError(*missing);
     }
     const Url backend = backendAddress(options.backend, settings.now());
+    const TokenSource source = tokenSource(options.tokenFile, options.environment, settings.now());
+    const std::string token = co_await readToken(source, backend);
     HistoryPublisher history(events);
     store.items = history.publishing(store.items);
     QueueManager manager(store.items, store.mappings, backend);
@@ -105,7 +108,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         .home = options.home,
         .store = store,
         .manager = manager,
-        .client = QuernlightClient(backend, options.adminToken, std::make_shared<HttpSession>()),
+        .client = QuernlightClient(backend, token, std::make_shared<HttpSession>()),
         .runner = runner,
         .readyPrompts = readyPrompts,
         .firstLaunch = firstLaunch,

@@ -27,6 +27,7 @@ constexpr auto commands = {
     addMcpCommand,         //
     addManCommand,         //
     addCompletionCommand,  //
+    addTokenCommand,       //
 };
 
 /// The whole command line, before it is read.

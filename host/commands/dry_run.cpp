@@ -12,6 +12,7 @@
 #include "host/session/comment_poll.hpp"
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/settings/token_source.hpp"
 #include "host/store/dispatch_store.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
@@ -123,8 +124,10 @@ Task<void> dryRun(DryRun dry, std::ostream& out) {
                                                                  scratch.path() / "queue.sqlite");
     LiveSettings settings(SettingsStore(store.database), dry.settings);
     co_await settings.refresh();
-    const QuernlightClient client(backendAddress(dry.backend, settings.now()), dry.token,
-                                  std::make_shared<HttpSession>());
+    const Url backend = backendAddress(dry.backend, settings.now());
+    const TokenSource source = tokenSource(dry.tokenFile, currentEnvironmentMap(), settings.now());
+    const std::string token = co_await readToken(source, backend);
+    const QuernlightClient client(backend, token, std::make_shared<HttpSession>());
     QueueManager manager(store.items, store.mappings, client.baseURL());
     const auto fetched = co_await listBugs(client, store, out);
     const IntakeChoice choice = co_await choose(fetched, store, settings.now(), out);

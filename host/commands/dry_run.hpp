@@ -13,8 +13,8 @@ namespace quernlight::host {
 
 struct DryRun {
     std::filesystem::path home{};
-    std::optional<Url> backend{};  ///< absent: the setting
-    std::string token{};
+    std::optional<Url> backend{};                      ///< absent: the setting
+    std::optional<std::filesystem::path> tokenFile{};  ///< absent: see tokenSource
     SettingOverrides settings{};
 };
 

@@ -13,7 +13,6 @@
 #include "host/process/event_loop.hpp"
 #include "host/process/home_lock.hpp"
 #include "host/process/private_files.hpp"
-#include "host/process/token_file.hpp"
 #include "host/process/user_error.hpp"
 #include "host/settings/backend_address.hpp"
 #include "quernlight/platform/process_table.hpp"
@@ -22,8 +21,8 @@ namespace quernlight::host {
 namespace {
 
 struct RunOptions {
-    std::optional<std::string> backend;  ///< absent: the setting
-    std::filesystem::path tokenFile;
+    std::optional<std::string> backend;              ///< absent: the setting
+    std::optional<std::filesystem::path> tokenFile;  ///< absent: see tokenSource
     std::optional<std::filesystem::path> home;
     SettingOverrides settings;
     std::optional<std::string> logFile;
@@ -36,14 +35,14 @@ std::optional<Url> givenBackend(const RunOptions& options) {
     return options.backend ? std::optional(parseBackendAddress(*options.backend)) : std::nullopt;
 }
 
-int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, const std::string& token) {
+int tellDryRun(const RunOptions& options, const std::optional<Url>& backend) {
     if (options.logFile) {
         checkLogFile(*options.logFile);
     }
     boost::asio::io_context io;
     DryRun dry{.home = locateDispatchHome(options.home),
                .backend = backend,
-               .token = token,
+               .tokenFile = options.tokenFile,
                .settings = options.settings};
     return runUnlessInterrupted(io, dryRun(std::move(dry), std::cout)) ? 130 : 0;
 }
@@ -52,9 +51,8 @@ int tellDryRun(const RunOptions& options, const std::optional<Url>& backend, con
 int runCommand(const RunOptions& options) {
     switchOffCoreDumps();
     const auto backend = givenBackend(options);
-    const std::string token = readToken(options.tokenFile);
     if (options.dryRun) {
-        return tellDryRun(options, backend, token);
+        return tellDryRun(options, backend);
     }
     const auto home = openDispatchHome(options.home);
     const HomeLock lock(home);
@@ -70,7 +68,7 @@ int runCommand(const RunOptions& options) {
     DispatchProgramOptions program{.home = home,
                                    .lock = &lock,
                                    .backend = backend,
-                                   .adminToken = token,
+                                   .tokenFile = options.tokenFile,
                                    .toolServer = programLocation(),
                                    .environment = currentEnvironmentMap(),
                                    .settings = options.settings,
@@ -109,8 +107,9 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
     const auto options = std::make_shared<RunOptions>();
     CLI::App* run = program.add_subcommand("run", "Work on a backend's bugs");
     run->add_option("--backend", options->backend, "Address of the bug backend (setting backend.url)");
-    addPathOption(*run, "--token-file", options->tokenFile, "File that holds the administrator token")
-        ->required();
+    addPathOption(
+        *run, "--token-file", options->tokenFile,
+        "File that holds the administrator token (setting backend.token_file; else the token store)");
     addHomeOption(*run, options->home);
     addSetting(*run, *options, "--max-sessions", "sessions.max", "Agents at work at the same time");
     addSetting(*run, *options, "--idle-timeout", "sessions.idle_timeout_seconds",

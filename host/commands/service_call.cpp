@@ -4,14 +4,30 @@
 
 #include <unistd.h>
 
+#include "host/process/dispatch_home.hpp"
 #include "host/process/event_loop.hpp"
 #include "host/service/home_service.hpp"
 #include "quernlight/platform/text.hpp"
+#include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
 
 std::unique_ptr<DispatchService> serviceFor(const ChosenHome& home) {
     return serviceForHome(home);
+}
+
+Task<Settings> settingsOf(ChosenHome home) {
+    Settings settings;
+    if (!std::filesystem::exists(FileLocations::databaseURL(locateDispatchHome(home)))) {
+        co_return settings;
+    }
+    const auto service = serviceFor(home);
+    for (const SettingValue& value : (co_await service->settings()).values) {
+        if (value.isSet) {
+            assignSetting(settings, settingDescription(value.key), value.text);
+        }
+    }
+    co_return settings;
 }
 
 int statusOf(Task<void> work) {

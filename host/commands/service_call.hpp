@@ -10,6 +10,9 @@ namespace quernlight::host {
 /// The service for a home. What it takes to open the home is found out by its operations.
 std::unique_ptr<DispatchService> serviceFor(const ChosenHome& home);
 
+/// The settings of a home; the defaults where there is none yet.
+Task<Settings> settingsOf(ChosenHome home);
+
 /// Runs a command's work to its end; a signal cancels it. Returns the exit status, throws what it threw.
 int statusOf(Task<void> work);
 

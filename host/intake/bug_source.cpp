@@ -86,7 +86,9 @@ void addRemembered(BugListing& listing, std::vector<QLBugSummaryDTO> remembered)
 
 UserError tokenRefused(const QuernlightClient& client, int status) {
     return UserError("The backend at " + client.baseURL().text() + " refuses the token (HTTP " +
-                     std::to_string(status) + "); put a valid one into the token file.");
+                     std::to_string(status) +
+                     "); put a valid one where it is kept, which is told by: quernlight-dispatch token "
+                     "status");
 }
 
 std::string describeCut(const CutList& cut) {

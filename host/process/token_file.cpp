@@ -64,17 +64,23 @@ bool isControl(char character) {
 
 }  // namespace
 
+std::optional<std::string> tokenTrouble(std::string_view token) {
+    if (token.empty()) {
+        return "is empty";
+    }
+    if (token.find_first_of("\r\n") != std::string_view::npos) {
+        return "holds more than one line";
+    }
+    return std::ranges::any_of(token, isControl) ? std::optional<std::string>("holds a control character")
+                                                 : std::nullopt;
+}
+
 std::string readToken(const std::filesystem::path& file) {
     const std::string content = contentOf(file);
     std::string token(trimmed(content));
-    if (token.empty()) {
-        refuse(file, "is empty; write the administrator token into it.");
-    }
-    if (token.find_first_of("\r\n") != std::string::npos) {
-        refuse(file, "holds more than one line; write the administrator token, and nothing else, into it.");
-    }
-    if (std::any_of(token.begin(), token.end(), isControl)) {
-        refuse(file, "holds a control character; write the administrator token, and nothing else, into it.");
+    if (const auto trouble = tokenTrouble(token)) {
+        const std::string alone = token.empty() ? "" : ", and nothing else,";
+        refuse(file, *trouble + "; write the administrator token" + alone + " into it.");
     }
     return token;
 }

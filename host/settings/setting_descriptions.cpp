@@ -11,6 +11,7 @@
 #include "host/settings/backend_address.hpp"
 #include "host/settings/word_list.hpp"
 #include "quernlight/platform/text.hpp"
+#include "quernlight/platform/user_directories.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -22,6 +23,8 @@ constexpr double week = 7 * 24 * 3600;
 const std::array descriptions{
     SettingDescription{"backend.url", &Settings::backendURL, "", 0, 0, atTheNextStart,
                        "Address of the bug backend, http or https."},
+    SettingDescription{"backend.token_file", &Settings::backendTokenFile, "", 0, 0, atTheNextStart,
+                       "File that holds the administrator token, where it is not in the token store."},
     SettingDescription{"sessions.max", &Settings::maxSessions, "", 1, 64, atOnce,
                        "Agents at work at the same time."},
     SettingDescription{"sessions.memory_floor_mib", &Settings::memoryFloorMiB, "MiB", 0, 1 << 20, atOnce,
@@ -108,6 +111,20 @@ bool isWebhook(const SettingDescription& description) {
     return description.member == SettingMember(&Settings::notifyWebhook);
 }
 
+bool isFile(const SettingDescription& description) {
+    return description.member == SettingMember(&Settings::backendTokenFile);
+}
+
+/// An absolute path, since whoever reads the file is elsewhere; or none.
+std::optional<std::string> parseFile(std::string_view text) {
+    const bool isAbsolute = text.empty() || text.starts_with('/') || text.starts_with("~/");
+    const bool isPath = isAbsolute && text.find('\0') == std::string_view::npos;
+    if (!isPath) {
+        return std::nullopt;
+    }
+    return text.empty() ? "" : standardizedPath(std::string(text));
+}
+
 /// Its refusal says more than that it is not allowed.
 std::optional<std::string> parseAddress(std::string_view text, const SettingDescription& description) {
     if (!isWebhook(description)) {
@@ -148,7 +165,7 @@ struct Reader {
     const SettingDescription& description;
 
     std::optional<std::string> operator()(std::string Settings::*) const {
-        return parseAddress(text, description);
+        return isFile(description) ? parseFile(text) : parseAddress(text, description);
     }
     std::optional<int> operator()(int Settings::*) const { return parseInRange<int>(text, description); }
     std::optional<double> operator()(double Settings::*) const {
@@ -183,6 +200,9 @@ struct Allowed {
     const SettingDescription& description;
 
     std::string operator()(std::string Settings::*) const {
+        if (isFile(description)) {
+            return "an absolute path, or nothing";
+        }
         return isWebhook(description) ? "an http or https address, or nothing"
                                       : "an address like https://bugs.example";
     }

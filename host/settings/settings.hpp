@@ -9,6 +9,7 @@ namespace quernlight::host {
 /// `settingDescriptions`, from which everything else is made: checking, listing, documentation.
 struct Settings {
     std::string backendURL{};
+    std::string backendTokenFile{};
 
     int maxSessions = 2;
     int memoryFloorMiB = 1024;

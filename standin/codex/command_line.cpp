@@ -101,6 +101,10 @@ CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
             configure(*++argument, toolCommand, toolArguments);
         } else if (*argument == "--version") {
             commandLine.showVersion = true;
+        } else if (*argument == "features") {
+            commandLine.listFeatures = true;
+        } else if (*argument == "login") {
+            commandLine.showLogin = true;
         } else if (*argument == "resume") {
             commandLine.resume = true;
         } else if (commandLine.resume && commandLine.resumeID.empty() && !argument->starts_with('-')) {

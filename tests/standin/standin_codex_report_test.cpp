@@ -71,6 +71,8 @@ TEST(StandinCodexReportTest, ResumeTakesTheFirstWordBehindItAndUnknownOptionsAre
     EXPECT_EQ(parseCommandLine({"--yolo", "resume", "--all", "abc"}),
               (CommandLine{.showVersion = false, .resume = true, .resumeID = "abc"}));
     EXPECT_TRUE(parseCommandLine({"--version"}).showVersion);
+    EXPECT_TRUE(parseCommandLine({"-c", "a=b", "features", "list"}).listFeatures);
+    EXPECT_TRUE(parseCommandLine({"login", "status"}).showLogin);
 }
 
 TEST(StandinCodexReportTest, AToolServerIsTakenFromTheConfigurationOnTheCommandLine) {

@@ -46,7 +46,6 @@ INSTANTIATE_TEST_SUITE_P(
         UsageRow{{"run", "--max-sesions=3"},
                  "unknown option \"--max-sesions\"; did you mean \"--max-sessions\"?"},
         UsageRow{{"run", "--verbose"}, "unknown option \"--verbose\"; see: quernlight-dispatch run --help"},
-        UsageRow{{"run"}, "--token-file is required; see: quernlight-dispatch run --help"},
         UsageRow{{"run", "--max-sessions", "0"},
                  "sessions.max must be a whole number from 1 to 64; \"0\" is not; see: "},
         UsageRow{{"config", "get", "sessions.most"},

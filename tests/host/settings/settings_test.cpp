@@ -64,6 +64,8 @@ INSTANTIATE_TEST_SUITE_P(
         Assignment{"backend.url", "https://bugs.example:65536", nullptr},
         Assignment{"backend.url", "https://bugs.example:0", nullptr},
         Assignment{"backend.url", "https://bugs.example/?page=1", nullptr},
+        Assignment{"backend.token_file", "/etc//token", "/etc/token"},
+        Assignment{"backend.token_file", "", ""}, Assignment{"backend.token_file", "token", nullptr},
         Assignment{"backend.url", "https://bugs.example/?", nullptr},
         Assignment{"backend.url", "https://bugs.example/#bugs", nullptr},
         Assignment{"agent.command", "codex \xff", nullptr}, Assignment{"agent.environment", "_A1 b", "_A1 b"},
