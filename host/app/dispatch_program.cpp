@@ -36,6 +36,10 @@ std::string describeSilence(const Url& backend, const std::string& trouble) {
            "); sessions go on, and it is asked again.";
 }
 
+Task<std::shared_ptr<const QuernlightClient>> handedOver(std::shared_ptr<const QuernlightClient> client) {
+    co_return client;
+}
+
 std::string wordsOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
@@ -104,33 +108,32 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
             }
         });
     ToolAccess toolAccess;
-    SessionServices services{
-        .home = options.home,
-        .store = store,
-        .manager = manager,
-        .client = QuernlightClient(backend, token, std::make_shared<HttpSession>()),
-        .runner = runner,
-        .readyPrompts = readyPrompts,
-        .firstLaunch = firstLaunch,
-        .tools = toolAccess,
-        .toolServer = options.toolServer,
-        .background = background,
-        .drawing = drawing,
-        .screens = screens,
-        .repositories = repositories,
-        .clock = clock,
-        .stop = stop,
-        .commentRateLimiter = commentRateLimiter,
-        .health = health,
-        .disk = disk,
-        .runningTime = runningTime,
-        .startPauses = startPauses,
-        .instructions = InstructionFiles::prepare(options.home),
-        .environment = options.environment,
-        .settings = settings.now(),
-        .events = events,
-        .history = history,
-        .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
+    SessionServices services{.home = options.home,
+                             .store = store,
+                             .manager = manager,
+                             .client = QuernlightClient(backend, token, std::make_shared<HttpSession>()),
+                             .runner = runner,
+                             .readyPrompts = readyPrompts,
+                             .firstLaunch = firstLaunch,
+                             .tools = toolAccess,
+                             .toolServer = options.toolServer,
+                             .background = background,
+                             .drawing = drawing,
+                             .screens = screens,
+                             .repositories = repositories,
+                             .clock = clock,
+                             .stop = stop,
+                             .commentRateLimiter = commentRateLimiter,
+                             .health = health,
+                             .disk = disk,
+                             .runningTime = runningTime,
+                             .startPauses = startPauses,
+                             .instructions = InstructionFiles::prepare(options.home),
+                             .environment = options.environment,
+                             .settings = settings.now(),
+                             .events = events,
+                             .history = history,
+                             .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     // Whatever can throw comes before the socket is served.
     auto known = co_await store.items.items(wholeQueue);
     ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
@@ -139,10 +142,16 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
         });
-    DirectService service(
-        std::make_unique<OwnerAccess>(options.home, store, manager),
-        ownerSources({.services = services, .dispatcher = dispatcher, .screens = screens,
-                      .backend = backend.text(), .since = clock.now()}));
+    DirectService service(std::make_unique<OwnerAccess>(options.home, store, manager),
+                          ownerSources({.services = services,
+                                        .dispatcher = dispatcher,
+                                        .screens = screens,
+                                        .backend = backend.text(),
+                                        .since = clock.now()}),
+                          [client = std::make_shared<const QuernlightClient>(
+                               services.client)]() -> Task<std::shared_ptr<const QuernlightClient>> {
+                              return handedOver(client);
+                          });
     ServiceResource serviceResource(service);
     SessionResource sessionResource(events, screens);
     StartResource startResource(
@@ -154,6 +163,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     serviceResource.offerOn(router);
     sessionResource.offerOn(router);
     startResource.offerOn(router);
+    router.offerIndex(QUERNLIGHT_VERSION);
     ControlServer control(executor, options.home, router, clock);
     const Notifier::Uses notified{.events = events,
                                   .settings = settings.now(),

@@ -4,7 +4,6 @@
 
 #include <unistd.h>
 
-#include "host/screen/agent_activity.hpp"
 #include "quernlight/platform/available_memory.hpp"
 
 namespace quernlight::host {
@@ -58,20 +57,6 @@ HealthReport healthOf(const OwnerParts& parts) {
     return report;
 }
 
-std::optional<SeenAgent> agentOf(const LiveScreens& screens, const std::string& bugID) {
-    const auto agent = screens.look(bugID);
-    if (!agent) {
-        return std::nullopt;
-    }
-    const AgentActivity activity = agentActivity(*agent->picture);
-    return SeenAgent{.attemptNumber = agent->attemptNumber,
-                     .pid = agent->pid,
-                     .since = agent->since,
-                     .state = agent->pid ? std::string(nameOf(activity.state)) : "exited",
-                     .rule = std::string(activity.rule),
-                     .reason = activity.reason};
-}
-
 /// The session of an item that was changed shows itself.
 void showChange(const OwnerParts& parts, const std::optional<QueueEntry>& changed) {
     if (changed && parts.dispatcher.workOn(changed->item.id) == ItemWork::none) {
@@ -98,12 +83,11 @@ LiveSources ownerSources(OwnerParts parts) {
         .pullRequest = [parts](const std::string& bugID) { return pullRequestOf(parts, bugID); },
         .health = [parts] { return healthOf(parts); },
         .progress = [&events] { return events.bugs(); },
-        .agent = [&screens = parts.screens](const std::string& bugID) { return agentOf(screens, bugID); },
+        .agent = [&screens = parts.screens](const std::string& bugID) { return seenAgent(screens, bugID); },
         .workOn = [&dispatcher](const Uuid& itemID) { return dispatcher.workOn(itemID); },
         .waits = [&dispatcher](const Uuid& itemID) { return dispatcher.reasonToWait(itemID); },
         .stopSession = [&dispatcher](const Uuid& itemID) { return dispatcher.stopSession(itemID); },
-        .changed =
-            [parts](const std::optional<QueueEntry>& changed) { showChange(parts, changed); },
+        .changed = [parts](const std::optional<QueueEntry>& changed) { showChange(parts, changed); },
         .removed =
             [parts](const std::string& bugID) {
                 parts.services.events.removed(bugID);

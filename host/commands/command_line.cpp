@@ -21,6 +21,9 @@ constexpr auto commands = {
     addStatusCommand,      //
     addMapCommand,         //
     addQueueCommand,       //
+    addBugsCommand,        //
+    addAnswerCommand,      //
+    addReviewCommand,      //
     addConfigCommand,      //
     addSessionsCommand,    //
     addUnpauseCommand,     //

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <boost/json/array.hpp>
 
+#include "host/commands/backend_call.hpp"
 #include "host/commands/command_line.hpp"
 #include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
@@ -156,10 +157,6 @@ int queueChange(const ChangeOptions& given) {
     return statusOf(change(*service, std::move(agreed), given.json));
 }
 
-void addBug(CLI::App& app, std::string& bugID) {
-    addBugOption(app, bugID);
-}
-
 SessionStage givenStage(const std::string& words) {
     std::string name = words;
     std::ranges::replace(name, ' ', '_');
@@ -186,17 +183,50 @@ void addLook(CLI::App& queue, ChosenCommand& chosen, const char* name, const cha
              int (*command)(const BugOptions&)) {
     const auto options = std::make_shared<BugOptions>();
     CLI::App* app = queue.add_subcommand(name, help);
-    addBug(*app, options->bugID);
+    addBugOption(*app, options->bugID);
     app->add_flag("--json", options->json, "As JSON");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
+}
+
+struct AddOptions {
+    BackendChoice backend{};
+    std::string bugID{};
+    bool manual = false;
+    bool json = false;
+};
+
+Task<void> add(DispatchService& service, AddOptions given) {
+    const QueueMode mode = given.manual ? QueueMode::manual : QueueMode::automatic;
+    const QueueEntry entry = co_await service.enqueue(std::move(given.bugID), mode);
+    CommandOutput output;
+    if (given.json) {
+        co_return output.printJson(jsonOf(entry));
+    }
+    output.print(withoutControls(entry.item.bugID + "  " + entry.item.title) + ": " + stageInQueue(entry) +
+                 "\n");
+}
+
+int queueAdd(const AddOptions& given) {
+    const auto service = serviceWithBackend(given.backend);
+    return statusOf(add(*service, given));
+}
+
+void addAdd(CLI::App& queue, ChosenCommand& chosen) {
+    const auto options = std::make_shared<AddOptions>();
+    CLI::App* app = queue.add_subcommand("add", "Take a bug of the backend in, whatever its status");
+    addBugOption(*app, options->bugID);
+    app->add_flag("--manual", options->manual, "Into the manual queue");
+    app->add_flag("--json", options->json, "Print the bug in the queue, as JSON");
+    addBackendOptions(*app, options->backend);
+    app->callback([options, &chosen] { chosen = [options] { return queueAdd(*options); }; });
 }
 
 CLI::App* addChange(CLI::App& queue, ChosenCommand& chosen, QueueAction action, const char* help,
                     const std::shared_ptr<ChangeOptions>& options = std::make_shared<ChangeOptions>()) {
     options->change.action = action;
     CLI::App* app = queue.add_subcommand(std::string(nameOf(action)), help);
-    addBug(*app, options->change.bugID);
+    addBugOption(*app, options->change.bugID);
     app->add_flag("--json", options->json, "Print the bug as it is then, as JSON");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return queueChange(*options); }; });
@@ -220,9 +250,9 @@ void addMove(CLI::App& queue, ChosenCommand& chosen) {
 
 void addRemove(CLI::App& queue, ChosenCommand& chosen) {
     const auto options = std::make_shared<ChangeOptions>();
-    CLI::App* app = addChange(queue, chosen, QueueAction::remove,
-                              "Forget a bug with its history; it comes in again while the backend lists it",
-                              options);
+    CLI::App* app =
+        addChange(queue, chosen, QueueAction::remove,
+                  "Forget a bug with its history; it comes in again while the backend lists it", options);
     app->add_flag("--yes", options->change.consent.confirmed, "Do not ask, also for work in review");
 }
 
@@ -234,6 +264,7 @@ void addQueueCommand(CLI::App& program, ChosenCommand& chosen) {
     addList(*queue, chosen);
     addLook(*queue, chosen, "show", "Show one bug, what it waits for, and its history", queueShow);
     addLook(*queue, chosen, "events", "Print one bug's history", queueEvents);
+    addAdd(*queue, chosen);
     using enum QueueAction;
     addChange(*queue, chosen, start, "Let a bug of the manual queue be started");
     addChange(*queue, chosen, next, "Put a waiting bug at the head of its queue");

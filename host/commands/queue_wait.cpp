@@ -89,8 +89,7 @@ int queueWait(const WaitOptions& given) {
 void addQueueWait(CLI::App& queue, ChosenCommand& chosen) {
     const auto options = std::make_shared<WaitOptions>();
     CLI::App* app = queue.add_subcommand("wait", "Wait until a bug has come to an end, or needs a person");
-    app->add_option("bug", options->bugID, "The bug's id, or the beginning of it where that is no other's")
-        ->required();
+    addBugOption(*app, options->bugID);
     app->add_flag("--exit-status", options->exitStatus,
                   "End with 0 when it is in review or merged, 1 when it failed or was cancelled, and 3 when "
                   "it needs a person");

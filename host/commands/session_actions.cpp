@@ -51,16 +51,15 @@ int runOn(const ActionOptions& given, Operation operation) {
     return statusOf(operation(*service, given));
 }
 
-void add(CLI::App& sessions, ChosenCommand& chosen, const char* name, const char* help,
-         Operation operation) {
+void add(CLI::App& sessions, ChosenCommand& chosen, const char* name, const char* help, Operation operation) {
     const auto options = std::make_shared<ActionOptions>();
     CLI::App* app = sessions.add_subcommand(name, help);
-    app->add_option("bug", options->bugID, "The bug's id, or the beginning of it where that is no other's")
-        ->required();
+    addBugOption(*app, options->bugID);
     app->add_flag("--json", options->json, "As JSON: an object");
     addHomeOption(*app, options->home);
-    app->callback(
-        [options, &chosen, operation] { chosen = [options, operation] { return runOn(*options, operation); }; });
+    app->callback([options, &chosen, operation] {
+        chosen = [options, operation] { return runOn(*options, operation); };
+    });
 }
 
 }  // namespace

@@ -5,6 +5,9 @@
 #include <utility>
 
 #include <boost/asio/error.hpp>
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
 #include <boost/system/system_error.hpp>
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
@@ -68,6 +71,23 @@ void ControlRouter::add(std::string method, std::string path, Audience audience,
         segments.emplace_back(piece);
     }
     routes_.push_back({std::move(method), std::move(segments), audience, std::move(handler)});
+}
+
+void ControlRouter::offerIndex(const std::string& version) {
+    add("GET", "/v1", Audience::people, [this, version](const ControlRequest&) { return index(version); });
+}
+
+Task<ControlResponse> ControlRouter::index(std::string version) const {
+    boost::json::array routes;
+    for (const Route& route : routes_) {
+        std::string path;
+        for (const std::string& segment : route.segments) {
+            path += "/" + segment;
+        }
+        routes.push_back(boost::json::object{{"method", route.method}, {"path", path}});
+    }
+    const boost::json::object body{{"version", version}, {"routes", std::move(routes)}};
+    co_return ControlResponse{.body = boost::json::serialize(body)};
 }
 
 Task<ControlResponse> ControlRouter::respond(ControlRequest request) const {

@@ -26,6 +26,9 @@ class ControlRouter {
     /// `path` is like "/v1/sessions/*/tools/*"; a "*" is one segment that is not empty.
     void add(std::string method, std::string path, Audience audience, Handler handler);
 
+    /// Offers, to people, GET /v1: what is offered, as "version" and "routes".
+    void offerIndex(const std::string& version);
+
     /// `refused` is told of each request of an agent's process for what is for people; it must not throw.
     void whenRefused(Listener refused) { refused_ = std::move(refused); }
 
@@ -44,6 +47,8 @@ class ControlRouter {
         Audience audience;
         Handler handler;
     };
+
+    Task<ControlResponse> index(std::string version) const;
 
     std::vector<Route> routes_;
     Listener refused_ = [](ControlRequest) -> Task<void> { co_return; };

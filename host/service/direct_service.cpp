@@ -6,6 +6,7 @@
 #include "host/process/user_error.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
+#include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -88,9 +89,9 @@ Task<QueueEntry> endSession(StoreAccess& access, const LiveSources& live, std::s
     DispatchStore store = co_await access.forReading();
     BugQueueItem item = co_await itemNamed(store, std::move(bugID));
     if (!live.stopSession || !live.stopSession(item.id)) {
-        throw ServiceError(ServiceErrorCode::refused,
-                           "No session works on bug " + item.bugID + " (" + std::string(statusText(item)) +
-                               "), so there is nothing to stop.");
+        throw ServiceError(ServiceErrorCode::refused, "No session works on bug " + item.bugID + " (" +
+                                                          std::string(statusText(item)) +
+                                                          "), so there is nothing to stop.");
     }
     QueueEntry entry = co_await queueEntry(std::move(store), std::move(item));
     entry.stage = stageNow(progressOf(live), entry.item.bugID, entry.stage);
@@ -208,6 +209,98 @@ Task<std::vector<ReviewItem>> listReview(StoreAccess& access, const LiveSources&
     co_return review;
 }
 
+Task<std::shared_ptr<const QuernlightClient>> reach(const BackendAccess& backend) {
+    if (!backend) {
+        throw ServiceError(ServiceErrorCode::unavailable, "The backend cannot be asked from here.");
+    }
+    co_return co_await backend();
+}
+
+/// The id of a bug of the queue that is named by the beginning of it; any other as it is.
+Task<std::string> wholeID(StoreAccess& access, std::string bugID) {
+    std::string whole = BugID::normalized(bugID);
+    try {
+        DispatchStore store = co_await access.forReading();
+        const BugQueueItem item = co_await itemNamed(std::move(store), std::move(bugID));
+        whole = item.bugID;
+    } catch (const ServiceError& error) {
+        if (error.code() != ServiceErrorCode::notFound) {
+            throw;
+        }
+    } catch (const UserError&) {  // there is no home yet
+    }
+    co_return whole;
+}
+
+Task<std::vector<QLBugSummaryDTO>> listBugs(const BackendAccess& backend, BugQuery query) {
+    const auto client = co_await reach(backend);
+    co_return co_await client->fetchBugs(std::move(query.statuses), query.limit);
+}
+
+Task<QLBugDetailResponse> showDetail(StoreAccess& access, const BackendAccess& backend, std::string bugID) {
+    const auto client = co_await reach(backend);
+    std::string whole = co_await wholeID(access, std::move(bugID));
+    co_return co_await client->fetchBugDetailWithServerComments(std::move(whole));
+}
+
+Task<QLCreateBugResponse> file(const BackendAccess& backend, NewBug bug) {
+    auto client = co_await reach(backend);
+    co_return co_await quernlight::host::fileBug(std::move(client), std::move(bug));
+}
+
+Task<QLCommentDTO> post(StoreAccess& access, const BackendAccess& backend, BugComment comment) {
+    auto client = co_await reach(backend);
+    comment.bugID = co_await wholeID(access, std::move(comment.bugID));
+    co_return co_await postComment(std::move(client), std::move(comment));
+}
+
+Task<void> changeStatus(StoreAccess& access, const BackendAccess& backend, std::string bugID,
+                        std::string status) {
+    const auto client = co_await reach(backend);
+    std::string whole = co_await wholeID(access, std::move(bugID));
+    co_await client->updateBugStatus(std::move(whole), std::move(status));
+}
+
+Task<void> changePullRequest(StoreAccess& access, const BackendAccess& backend, std::string bugID,
+                             std::optional<Url> link) {
+    const auto client = co_await reach(backend);
+    std::string whole = co_await wholeID(access, std::move(bugID));
+    co_await client->updateBugPRURL(std::move(whole), std::move(link));
+}
+
+Task<void> removeBug(StoreAccess& access, const BackendAccess& backend, std::string bugID) {
+    const auto client = co_await reach(backend);
+    std::string whole = co_await wholeID(access, std::move(bugID));
+    co_await client->deleteBug(std::move(whole));
+}
+
+Task<void> requireNew(DispatchStore store, std::string bugID) {
+    const auto item = co_await store.items.item(std::string_view(bugID));
+    const auto retired = co_await store.retired.bug(bugID);
+    if (item || retired) {
+        throw ServiceError(ServiceErrorCode::refused,
+                           retired ? "Bug " + bugID + " was worked on, and its work is merged."
+                                   : "Bug " + item->bugID + " is in the queue already (" +
+                                         std::string(statusText(*item)) +
+                                         "); see: quernlight-dispatch queue show " + item->bugID);
+    }
+}
+
+Task<QueueEntry> addToQueue(StoreAccess& access, const LiveSources& live, const BackendAccess& backend,
+                            std::string bugID, QueueMode mode) {
+    auto client = co_await reach(backend);
+    const OwnedStore owned = co_await access.forMappings();
+    const std::string whole = BugID::normalized(bugID);
+    co_await requireNew(owned.store, whole);
+    QLBugSummaryDTO bug = co_await bugSummary(std::move(client), whole);
+    BugQueueItem item = co_await owned.manager->enqueue(std::move(bug), mode);
+    QueueEntry entry = co_await queueEntry(owned.store, std::move(item));
+    if (live.changed) {
+        live.changed(entry);
+    }
+    co_return entry;
+}
+
 Task<HealthReport> showHealth(StoreAccess& access, const LiveSources& live) {
     DispatchStore store = co_await access.forReading();
     HealthReport stored = co_await storedHealth(std::move(store));
@@ -268,6 +361,38 @@ Task<SettingValue> DirectService::setSetting(std::string key, std::string text) 
 
 Task<SettingValue> DirectService::unsetSetting(std::string key) {
     return withServiceErrors(changeSetting(*access_, std::move(key), std::nullopt));
+}
+
+Task<std::vector<QLBugSummaryDTO>> DirectService::bugs(BugQuery query) {
+    return withServiceErrors(listBugs(backend_, std::move(query)));
+}
+
+Task<QLBugDetailResponse> DirectService::bugDetail(std::string bugID) {
+    return withServiceErrors(showDetail(*access_, backend_, std::move(bugID)));
+}
+
+Task<QLCreateBugResponse> DirectService::fileBug(NewBug bug) {
+    return withServiceErrors(file(backend_, std::move(bug)));
+}
+
+Task<QLCommentDTO> DirectService::comment(BugComment comment) {
+    return withServiceErrors(post(*access_, backend_, std::move(comment)));
+}
+
+Task<void> DirectService::setBugStatus(std::string bugID, std::string status) {
+    return withServiceErrors(changeStatus(*access_, backend_, std::move(bugID), std::move(status)));
+}
+
+Task<void> DirectService::setPullRequest(std::string bugID, std::optional<Url> link) {
+    return withServiceErrors(changePullRequest(*access_, backend_, std::move(bugID), std::move(link)));
+}
+
+Task<void> DirectService::deleteBug(std::string bugID) {
+    return withServiceErrors(removeBug(*access_, backend_, std::move(bugID)));
+}
+
+Task<QueueEntry> DirectService::enqueue(std::string bugID, QueueMode mode) {
+    return withServiceErrors(addToQueue(*access_, live_, backend_, std::move(bugID), mode));
 }
 
 Task<std::vector<RunningSession>> DirectService::sessions() {

@@ -11,8 +11,10 @@ namespace quernlight::host {
 /// The service, working in this process on a home's store.
 class DirectService final : public DispatchService {
   public:
-    explicit DirectService(std::unique_ptr<StoreAccess> access, LiveSources live = {})
-        : access_(std::move(access)), live_(std::move(live)) {}
+    /// Without a way to reach the backend its bugs are unavailable.
+    explicit DirectService(std::unique_ptr<StoreAccess> access, LiveSources live = {},
+                           BackendAccess backend = {})
+        : access_(std::move(access)), live_(std::move(live)), backend_(std::move(backend)) {}
 
     Task<std::vector<QueueEntry>> queue() override;
     Task<QueueItemDetails> queueItem(std::string bugID) override;
@@ -28,6 +30,15 @@ class DirectService final : public DispatchService {
     Task<SettingValue> setSetting(std::string key, std::string text) override;
     Task<SettingValue> unsetSetting(std::string key) override;
 
+    Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) override;
+    Task<QLBugDetailResponse> bugDetail(std::string bugID) override;
+    Task<QLCreateBugResponse> fileBug(NewBug bug) override;
+    Task<QLCommentDTO> comment(BugComment comment) override;
+    Task<void> setBugStatus(std::string bugID, std::string status) override;
+    Task<void> setPullRequest(std::string bugID, std::optional<Url> link) override;
+    Task<void> deleteBug(std::string bugID) override;
+    Task<QueueEntry> enqueue(std::string bugID, QueueMode mode) override;
+
     Task<std::vector<RunningSession>> sessions() override;
     Task<QueueEntry> stopSession(std::string bugID) override;
     Task<BugState> bug(std::string bugID) override;
@@ -38,6 +49,7 @@ class DirectService final : public DispatchService {
   private:
     const std::unique_ptr<StoreAccess> access_;
     const LiveSources live_;
+    const BackendAccess backend_;
 };
 
 }  // namespace quernlight::host

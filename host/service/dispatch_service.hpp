@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/events/event_publisher.hpp"
+#include "host/service/bug_operations.hpp"
 #include "host/service/configuration_operations.hpp"
 #include "host/service/observation_operations.hpp"
 #include "host/service/queue_operations.hpp"
@@ -56,6 +57,29 @@ class DispatchService {
     virtual Task<SettingValue> setSetting(std::string key, std::string text) = 0;
     /// Back to its default.
     virtual Task<SettingValue> unsetSetting(std::string key) = 0;
+
+    // The backend's bugs. A bug that is in the queue is named as there, any other by its id. `backendFailed`:
+    // it cannot be reached, or refuses.
+
+    virtual Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) = 0;
+
+    /// With its comments and attachments.
+    virtual Task<QLBugDetailResponse> bugDetail(std::string bugID) = 0;
+
+    virtual Task<QLCreateBugResponse> fileBug(NewBug bug) = 0;
+
+    /// As a person, whose answer a bug may wait for.
+    virtual Task<QLCommentDTO> comment(BugComment comment) = 0;
+
+    virtual Task<void> setBugStatus(std::string bugID, std::string status) = 0;
+
+    /// Nothing clears it.
+    virtual Task<void> setPullRequest(std::string bugID, std::optional<Url> link) = 0;
+
+    virtual Task<void> deleteBug(std::string bugID) = 0;
+
+    /// Takes a bug in past the rules of intake. `refused` for one that is in the queue or was merged.
+    virtual Task<QueueEntry> enqueue(std::string bugID, QueueMode mode) = 0;
 
     // What goes on.
 

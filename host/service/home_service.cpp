@@ -27,8 +27,9 @@ Task<void> pauseFor(std::chrono::milliseconds time) {
 
 class HomeService final : public DispatchService {
   public:
-    explicit HomeService(const ChosenHome& home)
-        : owner_(locateDispatchHome(home)), own_(std::make_unique<HomeAccess>(home)) {}
+    HomeService(const ChosenHome& home, BackendAccess backend)
+        : owner_(locateDispatchHome(home)),
+          own_(std::make_unique<HomeAccess>(home), LiveSources{}, std::move(backend)) {}
 
     Task<std::vector<QueueEntry>> queue() override {
         return either(Effect::reads, [](DispatchService& service) { return service.queue(); });
@@ -66,6 +67,34 @@ class HomeService final : public DispatchService {
     }
     Task<SettingValue> unsetSetting(std::string key) override {
         return either(Effect::changes, [=](DispatchService& service) { return service.unsetSetting(key); });
+    }
+
+    Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) override {
+        return either(Effect::reads, [=](DispatchService& service) { return service.bugs(query); });
+    }
+    Task<QLBugDetailResponse> bugDetail(std::string bugID) override {
+        return either(Effect::reads, [=](DispatchService& service) { return service.bugDetail(bugID); });
+    }
+    Task<QLCreateBugResponse> fileBug(NewBug bug) override {
+        return either(Effect::changes, [=](DispatchService& service) { return service.fileBug(bug); });
+    }
+    Task<QLCommentDTO> comment(BugComment comment) override {
+        return either(Effect::changes, [=](DispatchService& service) { return service.comment(comment); });
+    }
+    Task<void> setBugStatus(std::string bugID, std::string status) override {
+        return either(Effect::changes,
+                      [=](DispatchService& service) { return service.setBugStatus(bugID, status); });
+    }
+    Task<void> setPullRequest(std::string bugID, std::optional<Url> link) override {
+        return either(Effect::changes,
+                      [=](DispatchService& service) { return service.setPullRequest(bugID, link); });
+    }
+    Task<void> deleteBug(std::string bugID) override {
+        return either(Effect::changes, [=](DispatchService& service) { return service.deleteBug(bugID); });
+    }
+    Task<QueueEntry> enqueue(std::string bugID, QueueMode mode) override {
+        return either(Effect::changes,
+                      [=](DispatchService& service) { return service.enqueue(bugID, mode); });
     }
 
     Task<std::vector<RunningSession>> sessions() override {
@@ -125,8 +154,8 @@ class HomeService final : public DispatchService {
 
 }  // namespace
 
-std::unique_ptr<DispatchService> serviceForHome(const ChosenHome& home) {
-    return std::make_unique<HomeService>(home);
+std::unique_ptr<DispatchService> serviceForHome(const ChosenHome& home, BackendAccess backend) {
+    return std::make_unique<HomeService>(home, std::move(backend));
 }
 
 }  // namespace quernlight::host

@@ -9,7 +9,7 @@ namespace quernlight::host {
 
 /// The service for a home, whoever owns it: asks the dispatcher that runs for it, and works in this process
 /// where none does. While another process is about to begin or to end owning the home it tries both again for
-/// a moment.
-std::unique_ptr<DispatchService> serviceForHome(const ChosenHome& home);
+/// a moment. `backend` is how this process reaches the backend where none runs.
+std::unique_ptr<DispatchService> serviceForHome(const ChosenHome& home, BackendAccess backend = {});
 
 }  // namespace quernlight::host

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "host/agent/live_screens.hpp"
 #include "host/dispatcher/admission.hpp"
 #include "host/events/event_publisher.hpp"
 #include "host/service/observation_operations.hpp"
@@ -39,5 +40,8 @@ struct LiveSources {
     std::function<void(const std::optional<QueueEntry>& changed)> changed{};
     std::function<void(const std::string& bugID)> removed{};
 };
+
+/// A session's agent, by its screen; nothing when no agent works on the bug.
+std::optional<SeenAgent> seenAgent(const LiveScreens& screens, const std::string& bugID);
 
 }  // namespace quernlight::host

@@ -46,11 +46,10 @@ std::string lastMessage(const std::vector<QueueEvent>& history, EventKind kind) 
 }
 
 std::string attemptText(const SessionAttemptRecord& attempt, Instant now, std::chrono::seconds offset) {
-    return line("attempt", std::to_string(attempt.attemptNumber) + ", " +
-                               std::string(rawValue(attempt.state)) + ", since " +
-                               timeText(attempt.startedAt, now, offset) +
-                               (attempt.exitCode ? ", ended with code " + std::to_string(*attempt.exitCode)
-                                                 : "")) +
+    return line("attempt",
+                std::to_string(attempt.attemptNumber) + ", " + std::string(rawValue(attempt.state)) +
+                    ", since " + timeText(attempt.startedAt, now, offset) +
+                    (attempt.exitCode ? ", ended with code " + std::to_string(*attempt.exitCode) : "")) +
            line("worktree", attempt.agentWorkspacePath.value_or("")) +
            line("transcript", attempt.transcriptTextPath);
 }
@@ -85,9 +84,8 @@ Table queueTable(const std::vector<QueueEntry>& entries, Instant now) {
 
 std::string leftOutText(const std::vector<QueueEntry>& entries, const QueueFilter& filter) {
     const auto count = [&](SessionStage stage) {
-        return std::ranges::count_if(entries, [&](const QueueEntry& entry) {
-            return entry.stage == stage && !fits(entry, filter);
-        });
+        return std::ranges::count_if(
+            entries, [&](const QueueEntry& entry) { return entry.stage == stage && !fits(entry, filter); });
     };
     const auto inReview = count(SessionStage::inReview);
     const auto cancelled = count(SessionStage::cancelled);
@@ -109,7 +107,7 @@ std::string nextAction(const BugQueueItem& item, SessionStage stage) {
         case SessionStage::needsPerson:
             return "look at its agent's screen: " + command("sessions show --screen", item);
         case SessionStage::needsReply:
-            return "answer in a comment on the bug; it is worked on again then";
+            return "answer it: " + command("answer", item) + " TEXT";
         case SessionStage::inReview:
             return "review and merge its pull request; the bug then leaves the queue by itself";
         case SessionStage::failed:
@@ -126,14 +124,15 @@ std::string itemText(const QueueItemDetails& details, const std::optional<Review
     const QueueEntry entry{.item = item, .stage = details.stage};
     const bool isAsked =
         details.stage == SessionStage::needsReply || details.stage == SessionStage::needsPerson;
-    const auto kind = details.stage == SessionStage::needsReply ? EventKind::awaitingUserInput
-                                                                : EventKind::needsPerson;
+    const auto kind =
+        details.stage == SessionStage::needsReply ? EventKind::awaitingUserInput : EventKind::needsPerson;
     const bool isStarted = !details.attempts.empty();
-    return line("bug", item.bugID + "  " + item.title) + line("app", item.appName + " (" + item.bundleID + ")") +
-           line("state", stageInQueue(entry)) +
+    return line("bug", item.bugID + "  " + item.title) +
+           line("app", item.appName + " (" + item.bundleID + ")") + line("state", stageInQueue(entry)) +
            line("waits", details.waits ? sentenceOf(*details.waits) : "") +
            line("question", isAsked ? lastMessage(details.history, kind) : "") +
-           line("error", item.errorMessage.value_or("")) + line("added", timeText(item.addedAt, now, offset)) +
+           line("error", item.errorMessage.value_or("")) +
+           line("added", timeText(item.addedAt, now, offset)) +
            line("branch", isStarted ? WorktreeNaming::branchName(item.appName, item.bugID) : "") +
            line("pull request", review && review->pullRequest ? review->pullRequest->text() : "") +
            (isStarted ? attemptText(details.attempts.back(), now, offset) : "") +

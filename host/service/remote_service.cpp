@@ -2,13 +2,17 @@
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
+#include <boost/url/encode.hpp>
+#include <boost/url/rfc/unreserved_chars.hpp>
 
 #include "host/control/control_client.hpp"
+#include "host/service/bug_operations_json.hpp"
 #include "host/service/configuration_json.hpp"
 #include "host/service/json_fields.hpp"
 #include "host/service/observation_json.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/service_error.hpp"
+#include "quernlight/backend/quernlight_decoder.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -27,9 +31,14 @@ ServiceError misunderstood() {
 }
 
 /// A refusal by the service, or by the socket before the service was asked.
-ServiceError refusalOf(const Problem& problem) {
+ServiceError refusalOf(const ControlResponse& response, const Problem& problem) {
+    constexpr unsigned notFound = 404;
+    constexpr unsigned notAllowed = 405;
     if (const auto code = parseServiceErrorCode(problem.code)) {
         return {*code, problem.detail};
+    }
+    if (response.status == notFound || response.status == notAllowed) {
+        return misunderstood();
     }
     return {ServiceErrorCode::unavailable, problem.detail};
 }
@@ -37,7 +46,7 @@ ServiceError refusalOf(const Problem& problem) {
 Task<json::value> ask(std::filesystem::path home, ControlRequest request) {
     const ControlResponse response = co_await askOwner(std::move(home), std::move(request), timeout);
     if (const auto problem = problemOf(response)) {
-        throw refusalOf(*problem);
+        throw refusalOf(response, *problem);
     }
     boost::system::error_code error;
     json::value answer = json::parse(response.body, error);
@@ -90,6 +99,27 @@ auto askedAll(std::filesystem::path home, Path path, Read read)
     co_return all;
 }
 
+/// Of the backend's own records, which come as it spells them.
+template <class Record, class Take>
+auto decoded(std::filesystem::path home, ControlRequest request, Take take)
+    -> Task<decltype(take(std::declval<Record>()))> {
+    const json::value answer = co_await ask(std::move(home), std::move(request));
+    try {
+        co_return take(QuernlightDecoder::make().decode<Record>(json::serialize(answer)));
+    } catch (const DecodingError&) {
+        throw misunderstood();
+    }
+}
+
+template <class Record>
+Task<Record> decoded(std::filesystem::path home, ControlRequest request) {
+    return decoded<Record>(std::move(home), std::move(request), [](Record record) { return record; });
+}
+
+Task<void> done(std::filesystem::path home, ControlRequest request) {
+    co_await ask(std::move(home), std::move(request));
+}
+
 }  // namespace
 
 Task<std::vector<QueueEntry>> RemoteService::queue() {
@@ -137,6 +167,48 @@ Task<SettingValue> RemoteService::setSetting(std::string key, std::string text) 
 
 Task<SettingValue> RemoteService::unsetSetting(std::string key) {
     return asked(home_, send("DELETE", {"v1", "settings", std::move(key)}, {}), readSettingValue);
+}
+
+Task<std::vector<QLBugSummaryDTO>> RemoteService::bugs(BugQuery query) {
+    ControlRequest request = get({"v1", "bugs"});
+    request.target += "?limit=" + std::to_string(query.limit);
+    for (const std::string& status : query.statuses) {
+        request.target += "&status=" + boost::urls::encode(status, boost::urls::unreserved_chars);
+    }
+    return decoded<QLBugListResponse>(home_, std::move(request),
+                                      [](QLBugListResponse list) { return list.bugs; });
+}
+
+Task<QLBugDetailResponse> RemoteService::bugDetail(std::string bugID) {
+    return decoded<QLBugDetailResponse>(home_, get({"v1", "bugs", std::move(bugID)}));
+}
+
+Task<QLCreateBugResponse> RemoteService::fileBug(NewBug bug) {
+    return decoded<QLCreateBugResponse>(home_, send("POST", {"v1", "bugs"}, jsonOf(bug)));
+}
+
+Task<QLCommentDTO> RemoteService::comment(BugComment comment) {
+    const Path path{"v1", "bugs", comment.bugID, "comments"};
+    return decoded<QLCommentDTO>(home_, send("POST", path, jsonOf(comment)));
+}
+
+Task<void> RemoteService::setBugStatus(std::string bugID, std::string status) {
+    const json::object body{{"status", jsonText(status)}};
+    return done(home_, send("PUT", {"v1", "bugs", std::move(bugID), "status"}, body));
+}
+
+Task<void> RemoteService::setPullRequest(std::string bugID, std::optional<Url> link) {
+    const json::object body{{"pull_request", jsonIfAny(link)}};
+    return done(home_, send("PUT", {"v1", "bugs", std::move(bugID), "pull-request"}, body));
+}
+
+Task<void> RemoteService::deleteBug(std::string bugID) {
+    return done(home_, send("DELETE", {"v1", "bugs", std::move(bugID)}, {}));
+}
+
+Task<QueueEntry> RemoteService::enqueue(std::string bugID, QueueMode mode) {
+    const json::object body{{"bug", jsonText(bugID)}, {"queue", rawValue(mode)}};
+    return asked(home_, send("POST", {"v1", "queue"}, body), readQueueEntry);
 }
 
 Task<std::vector<RunningSession>> RemoteService::sessions() {

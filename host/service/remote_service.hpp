@@ -28,6 +28,15 @@ class RemoteService final : public DispatchService {
     Task<SettingValue> setSetting(std::string key, std::string text) override;
     Task<SettingValue> unsetSetting(std::string key) override;
 
+    Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) override;
+    Task<QLBugDetailResponse> bugDetail(std::string bugID) override;
+    Task<QLCreateBugResponse> fileBug(NewBug bug) override;
+    Task<QLCommentDTO> comment(BugComment comment) override;
+    Task<void> setBugStatus(std::string bugID, std::string status) override;
+    Task<void> setPullRequest(std::string bugID, std::optional<Url> link) override;
+    Task<void> deleteBug(std::string bugID) override;
+    Task<QueueEntry> enqueue(std::string bugID, QueueMode mode) override;
+
     Task<std::vector<RunningSession>> sessions() override;
     Task<QueueEntry> stopSession(std::string bugID) override;
     Task<BugState> bug(std::string bugID) override;

@@ -7,13 +7,19 @@
 
 #include "host/process/home_lock.hpp"
 #include "host/process/user_error.hpp"
+#include "host/text/failure_sentence.hpp"
+#include "quernlight/backend/backend_error.hpp"
+#include "quernlight/backend/decoding_error.hpp"
+#include "quernlight/backend/transport_error.hpp"
 #include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
 
 namespace {
 
-constexpr std::array<std::pair<ServiceErrorCode, std::string_view>, 7> names{{
+constexpr int notFoundStatus = 404;
+
+constexpr std::array<std::pair<ServiceErrorCode, std::string_view>, 8> names{{
     {ServiceErrorCode::notFound, "not_found"},
     {ServiceErrorCode::ambiguous, "ambiguous"},
     {ServiceErrorCode::refused, "refused"},
@@ -21,6 +27,7 @@ constexpr std::array<std::pair<ServiceErrorCode, std::string_view>, 7> names{{
     {ServiceErrorCode::busy, "busy"},
     {ServiceErrorCode::invalid, "invalid"},
     {ServiceErrorCode::unavailable, "unavailable"},
+    {ServiceErrorCode::backendFailed, "backend_failed"},
 }};
 
 }  // namespace
@@ -47,6 +54,12 @@ void throwAsServiceError() {
         throw ServiceError(unavailable, error.what());
     } catch (const std::filesystem::filesystem_error& error) {
         throw ServiceError(unavailable, error.what());
+    } catch (const BackendError& error) {
+        throw ServiceError(error.isServer(notFoundStatus) ? notFound : backendFailed, failureSentence(error));
+    } catch (const TransportError& error) {
+        throw ServiceError(backendFailed, failureSentence(error));
+    } catch (const DecodingError& error) {
+        throw ServiceError(backendFailed, failureSentence(error));
     }
 }
 

@@ -17,6 +17,7 @@ enum class ServiceErrorCode {
     busy,               ///< another process owns the home
     invalid,            ///< a parameter that is not allowed
     unavailable,        ///< the home or its queue cannot be used
+    backendFailed,      ///< the backend cannot be reached, or refuses
 };
 
 /// The code's name for programs: "not_found".

@@ -9,11 +9,13 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 
+#include "host/service/bug_operations_json.hpp"
 #include "host/service/configuration_json.hpp"
 #include "host/service/json_fields.hpp"
 #include "host/service/observation_json.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/service_error.hpp"
+#include "host/tools/bug_json.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -31,6 +33,8 @@ unsigned statusOf(ServiceErrorCode code) {
             return 428;
         case ServiceErrorCode::invalid:
             return 422;
+        case ServiceErrorCode::backendFailed:
+            return 502;
         case ServiceErrorCode::busy:
         case ServiceErrorCode::unavailable:
             break;
@@ -59,6 +63,15 @@ Task<ControlResponse> answer(Task<Result> work) {
     return answer(std::move(work), [](const Result& result) { return json::value(jsonOf(result)); });
 }
 
+Task<ControlResponse> answerDone(Task<void> work) {
+    try {
+        co_await std::move(work);
+        co_return ControlResponse{.body = "{}"};
+    } catch (const ServiceError& error) {
+        co_return problemOf(error);
+    }
+}
+
 Task<ControlResponse> misread(std::string why) {
     co_return problem(400, "The request's body cannot be read: " + why + ".", "invalid");
 }
@@ -82,6 +95,29 @@ std::size_t numberOf(const std::string& text, std::size_t otherwise) {
     std::size_t number = otherwise;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
     return error == std::errc() && end == text.data() + text.size() ? number : otherwise;
+}
+
+/// "limit", and each "status", of the query.
+BugQuery bugQueryOf(const ControlRequest& request) {
+    BugQuery query;
+    std::vector<std::string> statuses;
+    const auto target = boost::urls::parse_origin_form(request.target);
+    if (!target) {
+        return query;
+    }
+    for (const auto& [key, value, isGiven] : target->params()) {
+        if (key == "status") {
+            statuses.push_back(value);
+        } else if (key == "limit") {
+            constexpr std::size_t most = 10000;
+            const std::size_t limit = numberOf(value, static_cast<std::size_t>(query.limit));
+            query.limit = static_cast<int>(std::clamp<std::size_t>(limit, 1, most));
+        }
+    }
+    if (!statuses.empty()) {
+        query.statuses = std::move(statuses);
+    }
+    return query;
 }
 
 /// Which part of a list is asked for: "offset" and "limit" of the query.
@@ -136,6 +172,7 @@ Task<ControlResponse> answerPage(Task<std::vector<Value>> work, Page page) {
 void ServiceResource::offerOn(ControlRouter& router) {
     offerQueue(router);
     offerConfiguration(router);
+    offerBugs(router);
     offerObservation(router);
 }
 
@@ -147,13 +184,13 @@ void ServiceResource::offerQueue(ControlRouter& router) {
         return answer(service_.queueItem(request.parameters.at(0)));
     });
     for (const QueueAction action : allQueueActions) {
-        router.add("POST", "/v1/queue/*/" + std::string(nameOf(action)), Audience::people,
-                   [this, action](const ControlRequest& request) {
-                       return withBody(request, [&](const json::value& body) {
-                           return answer(
-                               service_.change(readQueueChange(action, request.parameters.at(0), body)));
-                       });
-                   });
+        router.add(
+            "POST", "/v1/queue/*/" + std::string(nameOf(action)), Audience::people,
+            [this, action](const ControlRequest& request) {
+                return withBody(request, [&](const json::value& body) {
+                    return answer(service_.change(readQueueChange(action, request.parameters.at(0), body)));
+                });
+            });
     }
 }
 
@@ -184,6 +221,46 @@ void ServiceResource::offerConfiguration(ControlRouter& router) {
     });
     router.add("DELETE", "/v1/settings/*", Audience::people, [this](const ControlRequest& request) {
         return answer(service_.unsetSetting(request.parameters.at(0)));
+    });
+}
+
+void ServiceResource::offerBugs(ControlRouter& router) {
+    router.add("GET", "/v1/bugs", Audience::people, [this](const ControlRequest& request) {
+        return answer(service_.bugs(bugQueryOf(request)), [](const auto& bugs) { return shownBugs(bugs); });
+    });
+    router.add("POST", "/v1/bugs", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request,
+                        [&](const json::value& body) { return answer(service_.fileBug(readNewBug(body))); });
+    });
+    router.add("GET", "/v1/bugs/*", Audience::people, [this](const ControlRequest& request) {
+        return answer(service_.bugDetail(request.parameters.at(0)), shownBug);
+    });
+    router.add("DELETE", "/v1/bugs/*", Audience::people, [this](const ControlRequest& request) {
+        return answerDone(service_.deleteBug(request.parameters.at(0)));
+    });
+    router.add("POST", "/v1/bugs/*/comments", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const json::value& body) {
+            return answer(service_.comment(readBugComment(request.parameters.at(0), body)), shownComment);
+        });
+    });
+    router.add("PUT", "/v1/bugs/*/status", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const json::value& body) {
+            return answerDone(
+                service_.setBugStatus(request.parameters.at(0), JsonFields(body).text("status")));
+        });
+    });
+    router.add("PUT", "/v1/bugs/*/pull-request", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const json::value& body) {
+            return answerDone(service_.setPullRequest(request.parameters.at(0),
+                                                      JsonFields(body).optionalUrl("pull_request")));
+        });
+    });
+    router.add("POST", "/v1/queue", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const json::value& body) {
+            const JsonFields fields(body);
+            return answer(
+                service_.enqueue(fields.text("bug"), fields.parsed("queue", queueModeFromRawValue)));
+        });
     });
 }
 

@@ -17,6 +17,7 @@ class ServiceResource {
   private:
     void offerQueue(ControlRouter& router);
     void offerConfiguration(ControlRouter& router);
+    void offerBugs(ControlRouter& router);
     void offerObservation(ControlRouter& router);
 
     DispatchService& service_;

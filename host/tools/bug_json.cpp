@@ -62,6 +62,7 @@ json::object shownMembers(const Bug& bug) {
     add(object, "os_version", bug.osVersion);
     add(object, "device_model", bug.displayDeviceModel());
     add(object, "duplicate_of", bug.duplicateOf);
+    object["app_id"] = upperCaseText(bug.appID);
     object["app_name"] = bug.appName;
     object["bundle_id"] = bug.bundleID;
     object["occurred_at"] = formatInstant(bug.occurredAt);
@@ -73,6 +74,7 @@ json::object shownMembers(const Bug& bug) {
 
 json::object shownAttachment(const QLAttachmentDTO& attachment) {
     json::object object{{"id", upperCaseText(attachment.id)},
+                        {"bug_id", attachment.bugID},
                         {"filename", attachment.filename},
                         {"content_type", attachment.contentType},
                         {"size_bytes", attachment.sizeBytes},

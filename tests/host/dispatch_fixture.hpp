@@ -45,6 +45,7 @@ class DispatchFixture : public testing::Test {
     /// Starts the backend, `arguments` added to its command line.
     void startBackend(const std::vector<std::string>& arguments = {});
     void stopBackend() { backend_.reset(); }
+    const std::string& address() const { return address_; }
 
     /// The program with these arguments, to its end.
     Outcome dispatch(const std::vector<std::string>& arguments);

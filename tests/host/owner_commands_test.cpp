@@ -29,8 +29,7 @@ class OwnerCommandsTest : public test::DispatchFixture {
         mapApp();
         startBackend();
         owner = start(runWith());
-        ASSERT_TRUE(owner->says("3f2a9c1d  codexSessionStored: ") &&
-                    owner->says("3f2a9c1d  goalAccepted: "))
+        ASSERT_TRUE(owner->says("3f2a9c1d  codexSessionStored: ") && owner->says("3f2a9c1d  goalAccepted: "))
             << owner->output();
     }
     test::Outcome command(std::vector<std::string> words) {
@@ -80,7 +79,7 @@ TEST_F(OwnerCommandsTest, AnAppThatIsMappedWhileItRunsHasItsBugsWorkedOn) {
     agentDoesAsToldAgain();
     startBackend();
     owner = start(runWith());
-    ASSERT_TRUE(eventually([&] { return shown("3f2a9c1d").contains("stage"); }));
+    ASSERT_TRUE(eventually([&] { return command({"queue", "show", "3f2a9c1d"}).exitCode == 0; }));
     EXPECT_EQ(shown("3f2a9c1d").at("waits").at("cause").as_string(), "no_mapping");
     mapApp();
     EXPECT_EQ(command({"queue", "wait", "3f2a9c1d", "--exit-status", "--timeout", "60"}).exitCode, 0);
@@ -95,8 +94,21 @@ TEST_F(OwnerCommandsTest, WhatAnAgentDoesIsShownWhereverTheBugIs) {
     EXPECT_EQ(shown("3f2a9c1d").at("stage").as_string(), "working");
     const auto told = command({"status"});
     EXPECT_EQ(told.exitCode, 0) << told.error;
-    EXPECT_THAT(told.output, AllOf(HasSubstr("dispatcher  runs since "), HasSubstr("\nqueue       1 running\n"),
-                                   HasSubstr(" of 2 at work"), HasSubstr("\n3f2a9c1d  Shop  working")));
+    EXPECT_THAT(told.output,
+                AllOf(HasSubstr("dispatcher  runs since "), HasSubstr("\nqueue       1 running\n"),
+                      HasSubstr(" of 2 at work"), HasSubstr("\n3f2a9c1d  Shop  working")));
+}
+
+TEST_F(OwnerCommandsTest, WorkInReviewIsListedWithItsPullRequest) {
+    agentDoesAsToldAgain();
+    work();
+    ASSERT_TRUE(comesTo("3f2a9c1d", "completed")) << owner->output();
+    EXPECT_TRUE(eventually([&] {
+        return command({"review", "list"}).output.find("  Shop-3f2a9c1d  http") != std::string::npos;
+    })) << command({"review", "list"}).output;
+    EXPECT_THAT(command({"queue", "list"}).output, AllOf(StartsWith("No bug of the queue is like that.\n"),
+                                                         HasSubstr("1 in review; see: ")));
+    EXPECT_THAT(command({"queue", "list", "--state", "in review"}).output, HasSubstr("3f2a9c1d  Shop"));
 }
 
 TEST_F(OwnerCommandsTest, StatusSaysWhatNeedsAPerson) {
@@ -141,6 +153,83 @@ TEST_F(OwnerCommandsTest, ABugThatIsHeldIsNotStarted) {
     EXPECT_EQ(command({"queue", "start", "3f2a9c1d"}).exitCode, 0);
     EXPECT_TRUE(comesTo("3f2a9c1d", "completed")) << owner->output();
 }
+
+/// The same, whether a dispatcher runs that asks the backend, or the command does so itself.
+class BugCommandsTest : public OwnerCommandsTest, public testing::WithParamInterface<bool> {
+  protected:
+    BugCommandsTest() {
+        report("b05d83f7", "It does not work");
+        startBackend();
+        mapApp();
+        runOnce();
+        if (GetParam()) {
+            owner = start(runWith());
+            EXPECT_TRUE(eventually([&] { return command({"status"}).output.find("runs since") != npos; }));
+        }
+    }
+    test::Outcome bug(std::vector<std::string> words) {
+        if (!GetParam()) {
+            words.insert(words.end(), {"--backend", address(), "--token-file", tokenFile()});
+        }
+        return command(std::move(words));
+    }
+
+    static constexpr auto npos = std::string::npos;
+};
+
+TEST_P(BugCommandsTest, AQuestionIsAnsweredAndTheBugWorkedOnAgain) {
+    ASSERT_EQ(status("b05d83f7"), "awaitingUserInput") << history("b05d83f7");
+    EXPECT_THAT(command({"queue", "show", "b05d83f7"}).output,
+                HasSubstr("next:         answer it: quernlight-dispatch answer b05d83f7 TEXT\n"));
+    const auto outcome = bug({"answer", "b05d", "Press the red button twice."});
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(bug({"bugs", "show", "b05d83f7"}).output, HasSubstr("\nuser, "));
+    EXPECT_THAT(bug({"bugs", "show", "b05d83f7"}).output, HasSubstr("\n    Press the red button twice.\n"));
+}
+
+TEST_P(BugCommandsTest, BugsAreListedFiledCommentedAndDeleted) {
+    EXPECT_THAT(bug({"bugs", "list"}).output, AllOf(HasSubstr("BUG "), HasSubstr("It does not work")));
+    const auto filed = bug({"bugs", "file", "--bundle", "com.acme.shop", "--title", "A new one", "--json"});
+    ASSERT_EQ(filed.exitCode, 0) << filed.error;
+    const std::string bugID(boost::json::parse(filed.output).at("id").as_string());
+    EXPECT_EQ(bug({"bugs", "status", bugID, "investigate"}).exitCode, 0);
+    EXPECT_EQ(bug({"bugs", "pr", bugID, "https://git.example/pull/7"}).exitCode, 0);
+    test::writeFile(repository.scratch("note.txt"), "A note.");
+    EXPECT_EQ(bug({"bugs", "comment", bugID, "See this.", "--attach", repository.scratch("note.txt")}).exitCode,
+              0);
+    EXPECT_THAT(bug({"bugs", "show", bugID}).output,
+                AllOf(HasSubstr("A new one"), HasSubstr("status:       investigate\n"),
+                      HasSubstr("https://git.example/pull/7\n"), HasSubstr("note.txt (text/plain")));
+    EXPECT_THAT(bug({"bugs", "delete", bugID}).error, HasSubstr("add --yes"));
+    EXPECT_EQ(bug({"bugs", "delete", bugID, "--yes"}).exitCode, 0);
+    EXPECT_EQ(bug({"bugs", "show", bugID}).exitCode, 1);
+}
+
+TEST_P(BugCommandsTest, WhatCannotBeIsRefusedWithASentence) {
+    EXPECT_THAT(bug({"answer", "3f2a9c1d", "Yes."}).error, HasSubstr("waits for no answer"));
+    EXPECT_THAT(bug({"bugs", "comment", "b05d83f7", " "}).error, HasSubstr("The comment is empty"));
+    EXPECT_THAT(bug({"bugs", "comment", "b05d83f7", "x", "--attach", "/no/such/file"}).error,
+                HasSubstr("/no/such/file"));
+    EXPECT_THAT(bug({"bugs", "file", "--bundle", "com.none", "--title", "X"}).error,
+                HasSubstr("knows no app with the bundle identifier com.none"));
+    EXPECT_THAT(bug({"bugs", "pr", "b05d83f7", "not a link"}).error, HasSubstr("is no URL"));
+    EXPECT_THAT(bug({"queue", "add", "b05d83f7"}).error, HasSubstr("is in the queue already"));
+    stopBackend();
+    EXPECT_EQ(bug({"bugs", "list"}).exitCode, 1);
+}
+
+/// The owner that runs may have been faster.
+TEST_P(BugCommandsTest, ABugIsTakenInByHand) {
+    const std::string bugID = reportClearBugNow();
+    const auto added = bug({"queue", "add", bugID, "--manual"});
+    const bool wasTakenIn = added.error.find("is in the queue already") != npos;
+    EXPECT_TRUE(added.exitCode == 0 || (GetParam() && wasTakenIn)) << added.error;
+    EXPECT_EQ(command({"queue", "show", bugID}).exitCode, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BugCommandsTest, testing::Bool(), [](const auto& runs) {
+    return runs.param ? "AskedOfTheOwner" : "WithoutAnOwner";
+});
 
 }  // namespace
 }  // namespace quernlight

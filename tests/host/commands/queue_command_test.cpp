@@ -56,21 +56,22 @@ class QueueCommandTest : public test::DispatchFixture {
 
 TEST_F(QueueCommandTest, ListNamesThoseThatNeedAPersonFirst) {
     ends("11111111", "running");
-    EXPECT_THAT(queue("list").output, MatchesRegex("22222222  Shop          needs mapping         [^\n]+\n"
-                                                   "11111111  Shop          running               [^\n]+\n"));
+    EXPECT_THAT(queue("list").output, MatchesRegex("BUG       APP   STATE          ADDED  TITLE\n"
+                                                   "22222222  Shop  needs mapping  [^\n]+\n"
+                                                   "11111111  Shop  running        [^\n]+\n"));
 }
 
 TEST_F(QueueCommandTest, EveryCommandDoesItsActionAndPrintsTheBugAsItIsThen) {
-    EXPECT_THAT(queue("cancel", "11111111").output, StartsWith("11111111  Shop          cancelled  "));
-    EXPECT_THAT(queue("retry", "11111111").output, HasSubstr("  needs mapping  "));
+    EXPECT_EQ(queue("cancel", "11111111").output, "11111111  Crash on launch: cancelled\n");
+    EXPECT_THAT(queue("retry", "11111111").output, EndsWith(": needs mapping\n"));
     EXPECT_EQ(positions(), "1 0");
     EXPECT_EQ(queue("next", "11111111").exitCode, 0);
     EXPECT_EQ(positions(), "0 1");
-    EXPECT_THAT(queue("hold", "11111111").output, HasSubstr(" (manual) "));
+    EXPECT_THAT(queue("hold", "11111111").output, EndsWith(": needs start\n"));
     EXPECT_THAT(queue("start", "11111111").error,
                 HasSubstr("its app has no repository; name one first with: "));
     mapApp();
-    EXPECT_THAT(queue("start", "11111111").output, HasSubstr("  queued (manual) "));
+    EXPECT_THAT(queue("start", "11111111").output, EndsWith(": queued (manual)\n"));
     EXPECT_THAT(history("11111111"), EndsWith("startRequested"));
     EXPECT_EQ(queue("release", "11111111").exitCode, 0);
     EXPECT_EQ(item("11111111", "queue_mode"), "auto");
@@ -105,9 +106,9 @@ TEST_F(QueueCommandTest, OnATerminalAPersonIsAskedBeforeFinishedWorkIsRetried) {
 TEST_F(QueueCommandTest, ShowTellsABugsHistory) {
     const auto shown = queue("show", "11111111-0000-4000-8000-000000000000");
     EXPECT_EQ(shown.exitCode, 0) << shown.error;
-    EXPECT_THAT(shown.output, StartsWith("11111111  Shop "));
+    EXPECT_THAT(shown.output, StartsWith("bug:          11111111  Crash on launch\napp:          Shop "));
     EXPECT_THAT(shown.output, HasSubstr("enqueued"));
-    EXPECT_THAT(shown.output, HasSubstr("\nwaits: "));
+    EXPECT_THAT(shown.output, HasSubstr("\nwaits:        no mapping for "));
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 
 #include "host/control/control_server.hpp"
 #include "host/process/process_tree.hpp"
+#include "host/service/direct_service.hpp"
+#include "host/service/service_resource.hpp"
 #include "host/service/session_resource.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 #include "tests/host/screen/recordings.hpp"
@@ -28,7 +30,12 @@ class SocketOwner {
   public:
     explicit SocketOwner(const std::filesystem::path& home, host::EventPublisher& events,
                          host::LiveScreens& screens)
-        : resource_(events, screens) {
+        : service_(std::make_unique<host::HomeAccess>(home),
+                   {.progress = [&events] { return events.bugs(); },
+                    .agent = [&screens](const std::string& bugID) { return seenAgent(screens, bugID); }}),
+          serviceResource_(service_),
+          resource_(events, screens) {
+        serviceResource_.offerOn(router_);
         resource_.offerOn(router_);
         control_ = std::make_unique<host::ControlServer>(io_.get_executor(), home, router_, clock_);
         thread_ = std::thread([this] { io_.run(); });
@@ -43,6 +50,8 @@ class SocketOwner {
   private:
     boost::asio::io_context io_;
     host::SystemClock clock_;
+    host::DirectService service_;
+    host::ServiceResource serviceResource_;
     host::SessionResource resource_;
     host::ControlRouter router_;
     std::unique_ptr<host::ControlServer> control_;

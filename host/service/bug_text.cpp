@@ -1,0 +1,82 @@
+#include "host/service/bug_text.hpp"
+
+#include "host/text/relative_time.hpp"
+#include "host/text/terminal_text.hpp"
+#include "quernlight/platform/identifiers.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+std::string line(const std::string& name, const std::string& text) {
+    constexpr std::size_t width = 14;
+    return text.empty() ? "" : fitted(name + ":", width) + withoutControls(text) + "\n";
+}
+
+/// A text of several lines, each made safe, and indented.
+std::string paragraph(std::string_view text) {
+    std::string shown;
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        shown += "    " + withoutControls(text.substr(begin, end - begin)) + "\n";
+        begin = end + 1;
+    }
+    return shown;
+}
+
+std::string sizeText(std::int64_t bytes) {
+    constexpr std::int64_t kibibyte = 1024;
+    return bytes < kibibyte ? std::to_string(bytes) + " bytes" : std::to_string(bytes / kibibyte) + " KiB";
+}
+
+std::string attachmentText(const QLAttachmentDTO& attachment) {
+    return line("attached", attachment.filename + " (" + attachment.contentType + ", " +
+                                sizeText(attachment.sizeBytes) + ")" +
+                                (attachment.downloadURL ? "  " + attachment.downloadURL->text() : ""));
+}
+
+std::string commentText(const QLCommentDTO& comment, Instant now, std::chrono::seconds offset) {
+    std::string text = "\n" + withoutControls(comment.authorType.value_or("somebody")) + ", " +
+                       localTime(comment.createdAt, now, offset) + " (" + timeAgo(comment.createdAt, now) +
+                       ")\n" + paragraph(comment.body);
+    for (const QLAttachmentDTO& attachment : comment.attachments) {
+        text += attachmentText(attachment);
+    }
+    return text;
+}
+
+}  // namespace
+
+Table bugTable(const std::vector<QLBugSummaryDTO>& bugs, Instant now) {
+    Table table({"BUG", "APP", "STATUS", "FILED", "COMMENTS", flexible("TITLE")});
+    for (const QLBugSummaryDTO& bug : bugs) {
+        table.add({BugID::normalized(bug.id), bug.appName, bug.status, timeAgo(bug.createdAt, now),
+                   std::to_string(bug.commentCount), bug.title});
+    }
+    return table;
+}
+
+std::string bugText(const QLBugDetailResponse& detail, Instant now, std::chrono::seconds offset) {
+    const QLBugDetailDTO& bug = detail.bug;
+    std::string text =
+        line("bug", BugID::normalized(bug.id) + "  " + bug.title) +
+        line("app", bug.appName + " " + bug.appVersion.value_or("") + " (" + bug.bundleID + ")") +
+        line("status", bug.status) + line("pull request", bug.prURL ? bug.prURL->text() : "") +
+        line("filed", localTime(bug.createdAt, now, offset) + " (" + timeAgo(bug.createdAt, now) + ")" +
+                          (bug.reporter ? " by " + *bug.reporter : "")) +
+        line("device", bug.displayDeviceModel().value_or("")) + line("system", bug.osVersion.value_or("")) +
+        line("duplicate of", bug.duplicateOf.value_or("")) +
+        line("log", detail.logURL ? detail.logURL->text() : "");
+    for (const QLAttachmentDTO& attachment : detail.attachments) {
+        text += attachmentText(attachment);
+    }
+    if (bug.description && !trimmed(*bug.description).empty()) {
+        text += "\n" + paragraph(*bug.description);
+    }
+    for (const QLCommentDTO& comment : detail.comments) {
+        text += commentText(comment, now, offset);
+    }
+    return text;
+}
+
+}  // namespace quernlight::host
