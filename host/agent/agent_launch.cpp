@@ -161,4 +161,8 @@ bool hasOwnToolServer(const EnvironmentMap& agentEnvironment) {
     }
 }
 
+std::string ownToolServerName() {
+    return "the tool server \"" + std::string(toolServerName) + "\" of its own configuration";
+}
+
 }  // namespace quernlight::host

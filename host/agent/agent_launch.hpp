@@ -33,4 +33,7 @@ std::vector<std::string> agentCommandLine(const AgentLaunch& launch);
 /// Whether the agent's own configuration names a tool server like ours, which then stays in force.
 bool hasOwnToolServer(const EnvironmentMap& agentEnvironment);
 
+/// How that one is told of.
+std::string ownToolServerName();
+
 }  // namespace quernlight::host

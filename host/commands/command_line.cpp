@@ -31,6 +31,7 @@ constexpr auto commands = {
     addManCommand,         //
     addCompletionCommand,  //
     addTokenCommand,       //
+    addDoctorCommand,      //
 };
 
 /// The whole command line, before it is read.

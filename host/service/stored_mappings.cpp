@@ -47,6 +47,8 @@ void requireOutside(const std::string& worktrees, const std::string& root) {
     }
 }
 
+}  // namespace
+
 Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest request) {
     const std::string path = WorktreeNaming::standardizedPath(request.repository);
     const GitRunner ask = limitedGit(gitMarkOf(home), GitOutput::answer);
@@ -65,8 +67,6 @@ Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest reque
                          .worktreeRootPath = worktrees,
                          .baseBranch = request.baseBranch};
 }
-
-}  // namespace
 
 void requireNames(const MappingRequest& request) {
     requireName("--bundle", request.bundleID);

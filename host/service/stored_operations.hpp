@@ -34,6 +34,10 @@ Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID);
 /// Throws the one that names the first part of the request that is empty, or that nobody could see.
 void requireNames(const MappingRequest& request);
 
+/// The mapping with resolved paths, once repository, base branch and worktrees are found to be of use.
+/// Throws ServiceError otherwise; changes nothing. Git runs as the home's own.
+Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest request);
+
 /// Checks the repository and its base branch, stores the mapping in place of the bundle's last one and
 /// releases the bugs that waited for it. Returns it with resolved paths. Git runs as the home's own.
 Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request);

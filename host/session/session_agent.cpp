@@ -125,8 +125,7 @@ std::vector<std::string> SessionAgent::grantTools() {
         return {};
     }
     if (hasOwnToolServer(environment())) {
-        log_.note("its agent uses the tool server \"" + std::string(toolServerName) +
-                  "\" of its own configuration");
+        log_.note("its agent uses " + ownToolServerName());
         return {};
     }
     // A call may end after the session, which must not be touched then.

@@ -1,0 +1,221 @@
+#include "host/doctor/agent_checks.hpp"
+
+#include <algorithm>
+
+#include <toml++/toml.h>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "host/agent/agent_environment.hpp"
+#include "host/agent/agent_launch.hpp"
+#include "host/process/time_limit.hpp"
+#include "host/tools/tool_access.hpp"
+#include "quernlight/dispatch/codex_session_resolver.hpp"
+#include "quernlight/platform/child_process.hpp"
+
+namespace quernlight::host {
+namespace fs = std::filesystem;
+namespace {
+
+constexpr std::chrono::seconds longestAnswer{8};
+
+EnvironmentMap environmentOf(const Examined& examined) {
+    return agentEnvironment(examined.environment, examined.settings.agentEnvironment);
+}
+
+fs::path agentHome(const Examined& examined) {
+    return CodexSessionResolver::stateDatabaseURL(environmentOf(examined)).parent_path();
+}
+
+std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
+    std::vector<std::string> entries;
+    for (const auto& [name, value] : environment) {
+        entries.push_back(name + "=" + value);
+    }
+    return entries;
+}
+
+Task<AgentAnswer> answerTo(ChildProcessRequest request) {
+    SystemClock clock;
+    AgentAnswer answer;
+    try {
+        const ChildProcessResult result =
+            co_await withTimeLimit(clock, longestAnswer, runChildProcess(std::move(request)));
+        answer = {.hasEnded = true, .exitCode = result.exitCode, .output = result.output + result.errors};
+    } catch (const TimeLimitExceeded&) {
+        answer.output = "It did not answer in time.";
+    } catch (const std::system_error& error) {
+        answer.output = error.what();
+    }
+    co_return answer;
+}
+
+/// The agent's own words with `more` behind them, which must be harmless. Relative programs are a worktree's.
+ChildProcessRequest agentRequest(const Examined& examined, const std::vector<std::string>& more) {
+    const std::vector<std::string>& command = examined.settings.agentCommand;
+    const EnvironmentMap environment = environmentOf(examined);
+    ChildProcessRequest request{.executable = command.front(),
+                                .arguments = {command.begin() + 1, command.end()},
+                                .environment = entriesOf(environment),
+                                .workingDirectory = "/",
+                                .keepsErrorsApart = true};
+    if (!request.executable.has_parent_path()) {
+        request.executable = findOnPath(command.front(), environment).value_or(request.executable);
+    }
+    request.arguments.insert(request.arguments.end(), more.begin(), more.end());
+    return request;
+}
+
+Task<AgentAnswer> askAgent(const Examined& examined, std::vector<std::string> words) {
+    const std::vector<std::string>& command = examined.settings.agentCommand;
+    const bool isRelative =
+        fs::path(command.front()).is_relative() && fs::path(command.front()).has_parent_path();
+    if (isRelative || missingAgent(command, examined.environment)) {
+        co_return AgentAnswer{};
+    }
+    co_return co_await answerTo(agentRequest(examined, words));
+}
+
+toml::table configurationOf(const Examined& examined) {
+    try {
+        return toml::parse_file((agentHome(examined) / "config.toml").string());
+    } catch (const toml::parse_error&) {
+        return {};  // there is none, or the agent will say what is wrong with it
+    }
+}
+
+/// As the agent's command chooses it ("-c model_provider=..."); empty when it does not.
+std::string chosenProvider(const std::vector<std::string>& command) {
+    constexpr std::string_view key = "model_provider=";
+    for (const std::string& word : command) {
+        const std::size_t found = word.find(key);
+        if (found != std::string::npos) {
+            std::string provider = word.substr(found + key.size());
+            std::erase_if(provider, [](char quote) { return quote == '"' || quote == '\''; });
+            return provider;
+        }
+    }
+    return "";
+}
+
+/// A provider that wants a login of the agent's own is as good as the agent's.
+void addProvider(LoginFacts& facts, const std::string& chosen, const toml::table& configuration,
+                 const EnvironmentMap& environment) {
+    const std::string named = configuration["model_provider"].value_or("");
+    const std::string provider = chosen.empty() ? named : chosen;
+    const auto entry = configuration["model_providers"][provider];
+    if (provider.empty() || !entry.is_table() || entry["requires_openai_auth"].value_or(false)) {
+        return;
+    }
+    facts.provider = provider;
+    facts.keyVariable = entry["env_key"].value_or("");
+    facts.keyReachesIt = environment.contains(facts.keyVariable);
+}
+
+/// A client's first words to a tool server.
+std::string firstWords() {
+    const boost::json::object parameters{{"protocolVersion", "2025-06-18"},
+                                         {"capabilities", boost::json::object()},
+                                         {"clientInfo", {{"name", "doctor"}, {"version", "1"}}}};
+    const boost::json::object request{
+        {"jsonrpc", "2.0"}, {"id", 1}, {"method", "initialize"}, {"params", parameters}};
+    return boost::json::serialize(request) + "\n";
+}
+
+Task<Finding> checkOwnServer(const Examined& examined) {
+    const std::vector<std::string> command =
+        toolServerCommand(examined.program, examined.home, randomUuid(), "/dev/null");
+    ChildProcessRequest request{.executable = command.front(),
+                                .arguments = {command.begin() + 1, command.end()},
+                                .environment = entriesOf(environmentOf(examined)),
+                                .workingDirectory = "/",
+                                .keepsErrorsApart = true,
+                                .input = firstWords()};
+    const AgentAnswer answer = co_await answerTo(std::move(request));
+    Finding finding{.check = "agent tools", .seen = "The dispatcher's tool server answers."};
+    if (answer.output.find("serverInfo") == std::string::npos) {
+        finding.verdict = Verdict::warning;
+        finding.seen =
+            "The dispatcher's tool server does not answer (" + examined.program.string() + " mcp).";
+        finding.advice =
+            "Install the program anew; without its tools agents report by other means or not at all.";
+    }
+    co_return finding;
+}
+
+}  // namespace
+
+Task<Findings> checkAgent(const Examined& examined) {
+    if (const auto missing = missingAgent(examined.settings.agentCommand, examined.environment)) {
+        const Finding finding{.check = "agent", .verdict = Verdict::stops, .seen = *missing};
+        co_return only(finding);
+    }
+    std::vector<std::string> ask{"--version"};
+    const AgentAnswer answer = co_await askAgent(examined, std::move(ask));
+    const std::string program = agentRequest(examined, {}).executable.string();
+    co_return only(versionFinding(answer, program));
+}
+
+Task<Findings> checkLogin(const Examined& examined) {
+    std::vector<std::string> ask{"login", "status"};
+    const EnvironmentMap environment = environmentOf(examined);
+    std::error_code ignored;
+    LoginFacts facts;
+    facts.status = co_await askAgent(examined, std::move(ask));
+    facts.hasLoginFile = fs::exists(agentHome(examined) / "auth.json", ignored);
+    facts.hasKey = environment.contains("OPENAI_API_KEY");
+    addProvider(facts, chosenProvider(examined.settings.agentCommand), configurationOf(examined),
+                environment);
+    co_return only(loginFinding(facts));
+}
+
+Task<Findings> checkGoals(const Examined& examined) {
+    std::vector<std::string> ask{"-c", "features.goals=true", "features", "list"};
+    const AgentAnswer answer = co_await askAgent(examined, std::move(ask));
+    co_return only(goalsFinding(answer));
+}
+
+Task<Findings> checkToolServer(const Examined& examined) {
+    Finding served = co_await checkOwnServer(examined);
+    Findings findings = only(std::move(served));
+    if (hasOwnToolServer(environmentOf(examined))) {
+        findings.push_back({.check = "agent tools",
+                            .verdict = Verdict::warning,
+                            .seen = "Agents use " + ownToolServerName() + ", not the dispatcher's.",
+                            .advice = "Take it out of " + (agentHome(examined) / "config.toml").string() +
+                                      " unless you mean it."});
+    }
+    co_return findings;
+}
+
+Task<Findings> checkAgentService(const Examined& examined) {
+    std::error_code ignored;
+    const bool runs =
+        fs::exists(agentHome(examined) / "app-server-control" / "app-server-control.sock", ignored);
+    const bool isWanted = std::ranges::any_of(examined.settings.agentCommand, [](const std::string& word) {
+        return word.find("features.daemon_auto_start=true") != std::string::npos;
+    });
+    Finding finding{.check = "agent service",
+                    .seen = runs ? "A background service of the agent runs; sessions do without it."
+                                 : "No background service of the agent runs; sessions do without one."};
+    if (isWanted) {
+        finding.verdict = Verdict::warning;
+        finding.seen =
+            "The setting agent.command has sessions use the agent's background service, whose "
+            "conversations cannot be followed.";
+        finding.advice = "Take features.daemon_auto_start=true out of it.";
+    }
+    co_return only(finding);
+}
+
+Task<Findings> checkTrust(const Examined& examined) {
+    Finding finding{.check = "agent trust", .seen = "Agents trust mapped repositories and their worktrees."};
+    if (!examined.settings.agentTrust) {
+        finding.verdict = Verdict::warning;
+        finding.seen = "Each agent asks a person whether it may trust its worktree (setting agent.trust).";
+        finding.advice = "Have them trust it: quernlight-dispatch config set agent.trust true";
+    }
+    co_return only(finding);
+}
+
+}  // namespace quernlight::host

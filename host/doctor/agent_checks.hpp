@@ -1,0 +1,47 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "host/doctor/examination.hpp"
+
+namespace quernlight::host {
+
+/// The agent's program and its version.
+Task<Findings> checkAgent(const Examined& examined);
+
+Task<Findings> checkLogin(const Examined& examined);
+Task<Findings> checkGoals(const Examined& examined);
+
+/// A tool server of its own configuration, and whether ours answers.
+Task<Findings> checkToolServer(const Examined& examined);
+
+Task<Findings> checkAgentService(const Examined& examined);
+Task<Findings> checkTrust(const Examined& examined);
+
+/// What one harmless command of the agent has come to.
+struct AgentAnswer {
+    bool hasEnded = false;  ///< in time, and it could be started at all
+    int exitCode = 0;
+    std::string output{};
+};
+
+/// All that tells of a login without its account. No secret is in it.
+struct LoginFacts {
+    AgentAnswer status{};       ///< of "login status"
+    bool hasLoginFile = false;  ///< auth.json in the agent's home
+    bool hasKey = false;        ///< a key of the agent's own provider in its environment
+    std::string provider{};     ///< of models, when its configuration names another than its own
+    std::string keyVariable{};  ///< which that provider wants
+    bool keyReachesIt = false;  ///< that variable is in the agent's environment
+};
+
+Finding loginFinding(const LoginFacts& facts);
+
+/// What "features list" tells of /goal.
+Finding goalsFinding(const AgentAnswer& features);
+
+/// Of "--version".
+Finding versionFinding(const AgentAnswer& version, const std::string& program);
+
+}  // namespace quernlight::host
