@@ -27,6 +27,7 @@ constexpr auto commands = {
     addConfigCommand,      //
     addSessionsCommand,    //
     addUnpauseCommand,     //
+    addServiceCommand,     //
     addMcpCommand,         //
     addManCommand,         //
     addCompletionCommand,  //

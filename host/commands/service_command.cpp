@@ -1,0 +1,251 @@
+#include <iostream>
+#include <memory>
+
+#include <unistd.h>
+#include <CLI/CLI.hpp>
+#include <boost/json/object.hpp>
+#include <boost/json/serialize.hpp>
+
+#include "host/autostart/service_file.hpp"
+#include "host/autostart/service_manager.hpp"
+#include "host/commands/command_line.hpp"
+#include "host/commands/path_option.hpp"
+#include "host/commands/service_call.hpp"
+#include "host/process/dispatch_home.hpp"
+#include "host/process/private_files.hpp"
+#include "host/process/token_file.hpp"
+#include "host/process/user_error.hpp"
+#include "host/text/terminal_text.hpp"
+#include "quernlight/platform/process_table.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace fs = std::filesystem;
+namespace json = boost::json;
+
+struct ServiceOptions {
+    ChosenHome home{};
+    std::optional<fs::path> tokenFile{};
+    bool yes = false, dryRun = false, json = false;
+};
+
+const ServiceSystem thisSystem = serviceSystem();
+
+/// What an installation is about to do.
+struct Installation {
+    UserService service{};
+    fs::path file{};
+    std::string text{};
+};
+
+/// As `run` would take it when it were given none.
+std::optional<fs::path> tokenFileOf(const ServiceOptions& given, const EnvironmentMap& environment) {
+    const auto named = environment.find("QUERNLIGHT_TOKEN_FILE");
+    const bool isNamed = named != environment.end() && !named->second.empty();
+    if (given.tokenFile) {
+        return fs::absolute(*given.tokenFile).lexically_normal();
+    }
+    return isNamed ? std::optional(fs::absolute(named->second).lexically_normal()) : std::nullopt;
+}
+
+Installation planned(const ServiceOptions& given) {
+    const EnvironmentMap environment = currentEnvironmentMap();
+    const fs::path home = locateDispatchHome(given.home);
+    UserService service{.program = programLocation(),
+                        .home = home,
+                        .tokenFile = tokenFileOf(given, environment),
+                        .environment = serviceEnvironment(environment),
+                        .logFile = home / "service.log"};
+    std::string text = serviceFileText(thisSystem, service);
+    return {.service = std::move(service),
+            .file = serviceFilePlace(thisSystem, environment),
+            .text = std::move(text)};
+}
+
+void show(const Installation& plan) {
+    std::cout << "# " << withoutControls(plan.file.string()) << "\n" << plan.text << std::flush;
+}
+
+/// What would only be found out from the log, later.
+Task<void> requireReady(Installation plan) {
+    requireOurs(plan.file);
+    if (plan.service.tokenFile) {
+        readToken(*plan.service.tokenFile);
+    }
+    const auto service = serviceFor(plan.service.home);
+    const SettingValue backend = co_await service->setting("backend.url");
+    if (backend.text.empty()) {
+        throw UserError(
+            "No backend is set, so the service would have nothing to do; set it first with: "
+            "quernlight-dispatch config set backend.url URL");
+    }
+}
+
+bool isAgreed(const ServiceOptions& given) {
+    if (given.yes) {
+        return true;
+    }
+    if (!canAsk()) {
+        throw UserError("There is no terminal to ask on whether this may be written; add --yes.");
+    }
+    return confirmed("Write this file, and start the dispatcher now and at every login?");
+}
+
+std::string withoutManager(const ServiceState& state) {
+    return std::string("There is no ") +
+           (thisSystem == ServiceSystem::systemd ? "systemd user manager" : "launchd") +
+           " to be asked here (" + *state.noManager + ")";
+}
+
+Task<void> carryOut(Installation plan) {
+    const EnvironmentMap environment = currentEnvironmentMap();
+    const ServiceState state = co_await askState(thisSystem, environment);
+    if (!state.isRunning) {
+        const HomeLock free(plan.service.home);  // else it would end at once, for the home has an owner
+    }
+    makePrivateFile(plan.service.logFile);
+    writeServiceFile(plan.file, plan.text);
+    ManagerCommands commands = startCommands(thisSystem, plan.file, getuid());
+    if (state.noManager) {
+        std::cout << withoutManager(state)
+                  << "; the file is written, and where there is one, type: " << shellLine(commands)
+                  << std::endl;
+        co_return;
+    }
+    co_await tellManager(std::move(commands), environment);
+    std::cout << "The dispatcher is started, now and at every login. Its log: "
+              << withoutControls(plan.service.logFile.string())
+              << "\nWhether it runs is told by: quernlight-dispatch service status" << std::endl;
+}
+
+int install(const ServiceOptions& given) {
+    const Installation plan = planned(given);
+    if (given.dryRun) {
+        show(plan);
+        return 0;
+    }
+    const int notReady = statusOf(requireReady(plan));
+    if (notReady != 0) {
+        return notReady;
+    }
+    show(plan);
+    if (!isAgreed(given)) {
+        std::cout << "Nothing was written." << std::endl;
+        return 1;
+    }
+    return statusOf(carryOut(plan));
+}
+
+Task<void> remove() {
+    const EnvironmentMap environment = currentEnvironmentMap();
+    const fs::path file = serviceFilePlace(thisSystem, environment);
+    const auto text = readServiceFile(file);
+    if (!text) {
+        std::cout << "No service is installed: there is no " << withoutControls(file.string()) << std::endl;
+        co_return;
+    }
+    requireOurs(file);
+    const ServiceState state = co_await askState(thisSystem, environment);
+    if (!state.noManager) {
+        co_await tellManager(stopCommands(thisSystem, getuid()), environment);
+    }
+    removeServiceFile(file);
+    if (state.noManager) {
+        std::cout << withoutManager(state) << ", so nothing was stopped; the file is removed." << std::endl;
+        co_return;
+    }
+    co_await tellManager(forgetCommands(thisSystem), environment);
+    std::cout << "The service is stopped and removed; its log is left: "
+              << withoutControls(logFileIn(thisSystem, *text).value_or("none").string()) << std::endl;
+}
+
+/// What is known of the service; null where it is not known.
+json::object described(const ServiceState& state, const fs::path& file,
+                       const std::optional<std::string>& text) {
+    const bool isInstalled = text && isOurs(*text);
+    const auto log = isInstalled ? logFileIn(thisSystem, *text) : std::nullopt;
+    const bool isKnown = !state.noManager;
+    return {{"installed", isInstalled},
+            {"file", file.string()},
+            {"enabled", isKnown ? json::value(state.isEnabled) : json::value()},
+            {"running", isKnown ? json::value(state.isRunning) : json::value()},
+            {"process", state.process ? json::value(*state.process) : json::value()},
+            {"last_end", state.lastEnd ? json::value(*state.lastEnd) : json::value()},
+            {"log", log ? json::value(log->string()) : json::value()},
+            {"no_manager", state.noManager ? json::value(*state.noManager) : json::value()}};
+}
+
+std::string yesOrNo(bool isSo) {
+    return isSo ? "yes" : "no";
+}
+
+void tell(const ServiceState& state, const fs::path& file, const std::optional<std::string>& text) {
+    const bool isInstalled = text && isOurs(*text);
+    std::cout << "installed  "
+              << (text && !isInstalled ? "no; the file there was not made by this program"
+                                       : yesOrNo(isInstalled))
+              << "\nfile       " << withoutControls(file.string()) << "\n";
+    if (state.noManager) {
+        std::cout << withoutManager(state) << ", so it is not known whether it runs.\n";
+    } else {
+        std::cout << "enabled    " << yesOrNo(state.isEnabled) << "\nrunning    " << yesOrNo(state.isRunning)
+                  << (state.process ? ", process " + std::to_string(*state.process) : "")
+                  << (state.lastEnd ? ", ended with " + withoutControls(*state.lastEnd) : "") << "\n";
+    }
+    if (const auto log = isInstalled ? logFileIn(thisSystem, *text) : std::nullopt) {
+        std::cout << "log        " << withoutControls(log->string()) << "\n";
+    }
+    std::cout << std::flush;
+}
+
+Task<void> tellStatus(bool asJson) {
+    const EnvironmentMap environment = currentEnvironmentMap();
+    const fs::path file = serviceFilePlace(thisSystem, environment);
+    const auto text = readServiceFile(file);
+    const ServiceState state = co_await askState(thisSystem, environment);
+    if (asJson) {
+        std::cout << escapedJson(json::serialize(described(state, file, text))) << std::endl;
+    } else {
+        tell(state, file, text);
+    }
+}
+
+int uninstall(const ServiceOptions&) {
+    return statusOf(remove());
+}
+
+int status(const ServiceOptions& given) {
+    return statusOf(tellStatus(given.json));
+}
+
+using Command = int (*)(const ServiceOptions&);
+
+CLI::App* add(CLI::App& service, const char* name, const char* help,
+              const std::shared_ptr<ServiceOptions>& options, ChosenCommand& chosen, Command command) {
+    CLI::App* app = service.add_subcommand(name, help);
+    addHomeOption(*app, options->home);
+    app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
+    return app;
+}
+
+}  // namespace
+
+void addServiceCommand(CLI::App& program, ChosenCommand& chosen) {
+    const auto options = std::make_shared<ServiceOptions>();
+    CLI::App* service =
+        program.add_subcommand("service", "The user service that runs the dispatcher at login");
+    service->require_subcommand(1);
+    CLI::App* installing = add(*service, "install", "Show its file, ask, write it and start the service",
+                               options, chosen, install);
+    addPathOption(*installing, "--token-file", options->tokenFile,
+                  "File that holds the administrator token; the service's file only names it");
+    installing->add_flag("--yes", options->yes, "Do not ask");
+    installing->add_flag("--dry-run", options->dryRun, "Only show the file");
+    add(*service, "uninstall", "Stop the service and remove its file", options, chosen, uninstall);
+    CLI::App* telling = add(*service, "status", "Say whether it is installed and runs, and where its log is",
+                            options, chosen, status);
+    telling->add_flag("--json", options->json, "As JSON: an object");
+}
+
+}  // namespace quernlight::host
