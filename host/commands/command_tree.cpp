@@ -33,9 +33,15 @@ std::vector<std::string> namesOf(const CLI::Option& option) {
     return names;
 }
 
+/// Without what CLI11 adds of its checks, "SHELL:{bash,zsh}".
+std::string typeName(const CLI::Option& option) {
+    const std::string name = option.get_type_name();
+    return name.substr(0, name.find(':'));
+}
+
 OptionDescription described(const CLI::Option& option) {
     return {.names = namesOf(option),
-            .value = takesValue(option) ? option.get_type_name() : "",
+            .value = takesValue(option) ? typeName(option) : "",
             .help = option.get_description(),
             .isRequired = option.get_required(),
             .isRepeatable = option.get_items_expected_max() > 1};
@@ -55,7 +61,7 @@ std::vector<std::string> pathTo(const CLI::App& command) {
 void nameValues(CLI::App& command) {
     for (CLI::Option* option : command.get_options({})) {
         if (takesValue(*option)) {
-            option->type_name(valueName(longestName(*option), option->get_type_name()));
+            option->type_name(valueName(longestName(*option), typeName(*option)));
         }
     }
     for (CLI::App* beneath : command.get_subcommands({})) {

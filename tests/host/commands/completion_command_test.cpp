@@ -82,6 +82,7 @@ TEST_F(CompletionCommandTest, OffersWhatTheHomeHolds) {
     EXPECT_EQ(complete({"map", "set", "--bundle", ""}), "com.acme.shop\tShop\n");
     EXPECT_EQ(complete({"config", "set", "retire.enabled", ""}), "true\t\nfalse\t\n");
     EXPECT_THAT(complete({"config", "set", "sessions.m"}), StartsWith("sessions.max\t"));
+    EXPECT_EQ(complete({"completion", "b"}), "bash\t\n");
     EXPECT_EQ(complete({"run", "--home="}), ":directories\n");
     EXPECT_EQ(complete({"run", "--log-file", ""}), ":files\n");
 }
