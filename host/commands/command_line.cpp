@@ -27,6 +27,7 @@ constexpr auto commands = {
     addConfigCommand,      //
     addSessionsCommand,    //
     addUnpauseCommand,     //
+    addInitCommand,        //
     addServiceCommand,     //
     addMcpCommand,         //
     addManCommand,         //

@@ -30,6 +30,7 @@ void addUnpauseCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addTokenCommand(CLI::App& program, ChosenCommand& chosen);
 void addDoctorCommand(CLI::App& program, ChosenCommand& chosen);
+void addInitCommand(CLI::App& program, ChosenCommand& chosen);
 void addServiceCommand(CLI::App& program, ChosenCommand& chosen);
 void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
 void addCompletionCommand(CLI::App& program, ChosenCommand& chosen);

@@ -87,6 +87,8 @@ constexpr auto examples = std::to_array<CommandExample>({
      "Show what stands on an agent's screen"},
     {"sessions show", "quernlight-dispatch sessions show 7c41e0ab --explain",
      "Say what that screen is taken for, and why"},
+    {"init", "quernlight-dispatch init",
+     "Make the home and look at what agents are told, before the first run"},
     {"service install", "quernlight-dispatch service install --token-file ~/.quernlight-token --dry-run",
      "Show the file that would be written"},
     {"service install", "quernlight-dispatch service install --token-file ~/.quernlight-token",
@@ -95,7 +97,7 @@ constexpr auto examples = std::to_array<CommandExample>({
     {"service uninstall", "quernlight-dispatch service uninstall", "Stop it, and start it no more"},
     {"completion",
      "quernlight-dispatch completion bash > ~/.local/share/bash-completion/completions/quernlight-dispatch",
-     "In bash; or, for one shell only: source <(quernlight-dispatch completion bash)"},
+     "In bash; its output may also be sourced"},
     {"completion", "quernlight-dispatch completion zsh > ~/.zfunc/_quernlight-dispatch",
      "In zsh, in a directory of its fpath, before compinit runs"},
     {"completion",
@@ -104,9 +106,9 @@ constexpr auto examples = std::to_array<CommandExample>({
 });
 
 constexpr auto variables = std::to_array<HeededVariable>({
-    {"QUERNLIGHT_DISPATCH_HOME", "run map queue config sessions unpause service mcp completion",
+    {"QUERNLIGHT_DISPATCH_HOME", "run map queue config sessions unpause init service mcp completion",
      "Dispatch home where --home does not name one"},
-    {"XDG_DATA_HOME", "run map queue config sessions unpause service mcp completion",
+    {"XDG_DATA_HOME", "run map queue config sessions unpause init service mcp completion",
      "Directory in which the user's own dispatch home lies, on Linux; default: ~/.local/share"},
     {"PATH", "run service", "Where the agent and git are looked for"},
     {"CODEX_HOME", "run service", "The agent's own home; handed on to it; default: ~/.codex"},
@@ -121,7 +123,7 @@ constexpr auto variables = std::to_array<HeededVariable>({
 
 /// What a command that says nothing gets for a value: the name of its type.
 bool isTypeName(const std::string& declared) {
-    return declared.empty() || declared.starts_with("TEXT") || declared == "INT" || declared == "UINT" ||
+    return declared.empty() || declared == "TEXT" || declared == "INT" || declared == "UINT" ||
            declared == "FLOAT";
 }
 
@@ -147,18 +149,18 @@ std::string valueName(const std::string& name, const std::string& declared) {
     if (!isTypeName(declared)) {
         return declared;
     }
-    const auto* known = std::ranges::find(valueNames, std::string_view(name), &ValueName::option);
+    const auto known = std::ranges::find(valueNames, std::string_view(name), &ValueName::option);
     if (known != valueNames.end()) {
         return std::string(known->value);
     }
     if (!name.starts_with('-')) {
         return upperCase(name);
     }
-    return declared.starts_with("TEXT") || declared.empty() ? "TEXT" : "NUMBER";
+    return declared == "TEXT" || declared.empty() ? "TEXT" : "NUMBER";
 }
 
 std::string_view groupOf(std::string_view command) {
-    const auto* known = std::ranges::find(commandsByGroup, command, &CommandGroup::command);
+    const auto known = std::ranges::find(commandsByGroup, command, &CommandGroup::command);
     return known == commandsByGroup.end() ? others : known->group;
 }
 
