@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/agent/stop_escalation.hpp"
 #include "host/autostart/launchd_agent.hpp"
 #include "host/autostart/systemd_unit.hpp"
 #include "host/process/user_error.hpp"
@@ -10,6 +11,9 @@
 
 namespace quernlight::host {
 namespace {
+
+// The agents' stop, and as much again for git, notifications and what is stored then.
+static_assert(serviceStopTimeout >= 2 * escalationTimeAtShutdown);
 
 /// A line end or the like would make another line of such a file, and other text no line at all.
 void requireText(const std::string& text) {

@@ -101,6 +101,10 @@ std::string withoutManager(const ServiceState& state) {
 Task<void> carryOut(Installation plan) {
     const EnvironmentMap environment = currentEnvironmentMap();
     const ServiceState state = co_await askState(thisSystem, environment);
+    if (state.isRunning && state.isEnabled && readServiceFile(plan.file) == plan.text) {
+        std::cout << "It is installed so and runs already; nothing was changed." << std::endl;
+        co_return;
+    }
     if (!state.isRunning) {
         const HomeLock free(plan.service.home);  // else it would end at once, for the home has an owner
     }

@@ -106,18 +106,20 @@ constexpr auto examples = std::to_array<CommandExample>({
 });
 
 constexpr auto variables = std::to_array<HeededVariable>({
-    {"QUERNLIGHT_DISPATCH_HOME", "run map queue config sessions unpause init service mcp completion",
-     "Dispatch home where --home does not name one"},
-    {"XDG_DATA_HOME", "run map queue config sessions unpause init service mcp completion",
+    {"QUERNLIGHT_DISPATCH_HOME", "", "Dispatch home where --home does not name one"},
+    {"XDG_DATA_HOME", "",
      "Directory in which the user's own dispatch home lies, on Linux; default: ~/.local/share"},
+    {"QUERNLIGHT_TOKEN_FILE", "service",
+     "File that holds the administrator token where --token-file names none"},
+    {"XDG_CONFIG_HOME", "service",
+     "Directory in which systemd's user units lie, on Linux; default: ~/.config"},
     {"PATH", "run service", "Where the agent and git are looked for"},
     {"CODEX_HOME", "run service", "The agent's own home; handed on to it; default: ~/.codex"},
     {"https_proxy, no_proxy, ...", "run",
      "Proxies on the way to the backend, as curl heeds them; also the agent's"},
-    {"XDG_CONFIG_HOME", "service",
-     "Directory in which systemd's user units lie, on Linux; default: ~/.config"},
-    {"NO_COLOR", "run", "When not empty, the view has no colours"},
-    {"TERM", "run", "When it is \"dumb\", lines are printed in place of the view"},
+    {"NO_COLOR", "run watch status queue bugs sessions review report doctor",
+     "When not empty, nothing is shown in colours"},
+    {"TERM", "run watch", "When it is \"dumb\", lines are printed in place of the view"},
     {"TMPDIR", "run", "Where temporary files are made; default: /tmp"},
 });
 

@@ -71,6 +71,20 @@ TEST_F(ServiceCommandTest, InstallsStartsAndRemoves) {
     EXPECT_EQ(told(), "--user disable --now quernlight-dispatch.service\n--user daemon-reload\n");
 }
 
+TEST_F(ServiceCommandTest, DoesNotRestartWhatRunsSoAlready) {
+    ASSERT_EQ(install().exitCode, 0);
+    fs::remove(fake("told"));
+    managerSays("UnitFileState=enabled\nActiveState=active\nMainPID=4711\n");
+    EXPECT_THAT(install().output, HasSubstr("runs already; nothing was changed"));
+    EXPECT_EQ(told(), "");
+}
+
+TEST_F(ServiceCommandTest, TakesTheTokenFileThatTheEnvironmentNames) {
+    environment["QUERNLIGHT_TOKEN_FILE"] = tokenFile();
+    ASSERT_EQ(command({"service", "install", "--yes"}).exitCode, 0);
+    EXPECT_THAT(test::readFile(unit()), HasSubstr("\"--token-file\" \"" + tokenFile().string() + "\""));
+}
+
 TEST_F(ServiceCommandTest, OnlyShowsTheFileInADryRun) {
     const auto shown = install({"--dry-run"});
     EXPECT_EQ(shown.exitCode, 0) << shown.error;
