@@ -3,11 +3,10 @@
 
 #include <unistd.h>
 #include <CLI/CLI.hpp>
-#include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
 
 #include "host/autostart/service_file.hpp"
-#include "host/autostart/service_manager.hpp"
+#include "host/autostart/service_report.hpp"
 #include "host/commands/command_line.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
@@ -92,27 +91,29 @@ bool isAgreed(const ServiceOptions& given) {
     return confirmed("Write this file, and start the dispatcher now and at every login?");
 }
 
-std::string withoutManager(const ServiceState& state) {
-    return std::string("There is no ") +
-           (thisSystem == ServiceSystem::systemd ? "systemd user manager" : "launchd") +
-           " to be asked here (" + *state.noManager + ")";
+Task<ServiceReport> reported(EnvironmentMap environment) {
+    ServiceReport report{.system = thisSystem, .file = serviceFilePlace(thisSystem, environment)};
+    report.text = readServiceFile(report.file);
+    report.state = co_await askState(thisSystem, std::move(environment));
+    co_return report;
 }
 
 Task<void> carryOut(Installation plan) {
     const EnvironmentMap environment = currentEnvironmentMap();
-    const ServiceState state = co_await askState(thisSystem, environment);
-    if (state.isRunning && state.isEnabled && readServiceFile(plan.file) == plan.text) {
+    const ServiceReport before = co_await reported(environment);
+    const bool runs = before.state.isRunning && before.state.isEnabled;
+    if (runs && before.text == plan.text) {
         std::cout << "It is installed so and runs already; nothing was changed." << std::endl;
         co_return;
     }
-    if (!state.isRunning) {
+    if (!before.state.isRunning) {
         const HomeLock free(plan.service.home);  // else it would end at once, for the home has an owner
     }
     makePrivateFile(plan.service.logFile);
     writeServiceFile(plan.file, plan.text);
     ManagerCommands commands = startCommands(thisSystem, plan.file, getuid());
-    if (state.noManager) {
-        std::cout << withoutManager(state)
+    if (before.state.noManager) {
+        std::cout << withoutManager(before)
                   << "; the file is written, and where there is one, type: " << shellLine(commands)
                   << std::endl;
         co_return;
@@ -143,75 +144,31 @@ int install(const ServiceOptions& given) {
 
 Task<void> remove() {
     const EnvironmentMap environment = currentEnvironmentMap();
-    const fs::path file = serviceFilePlace(thisSystem, environment);
-    const auto text = readServiceFile(file);
-    if (!text) {
-        std::cout << "No service is installed: there is no " << withoutControls(file.string()) << std::endl;
+    const ServiceReport report = co_await reported(environment);
+    const std::string file = withoutControls(report.file.string());
+    if (!report.text) {
+        std::cout << "No service is installed: there is no " << file << std::endl;
         co_return;
     }
-    requireOurs(file);
-    const ServiceState state = co_await askState(thisSystem, environment);
-    if (!state.noManager) {
-        co_await tellManager(stopCommands(thisSystem, getuid()), environment);
-    }
-    removeServiceFile(file);
-    if (state.noManager) {
-        std::cout << withoutManager(state) << ", so nothing was stopped; the file is removed." << std::endl;
+    requireOurs(report.file);
+    if (report.state.noManager) {
+        removeServiceFile(report.file);
+        std::cout << withoutManager(report) << ", so nothing was stopped; the file is removed." << std::endl;
         co_return;
     }
+    co_await tellManager(stopCommands(thisSystem, getuid()), environment);
+    removeServiceFile(report.file);
     co_await tellManager(forgetCommands(thisSystem), environment);
-    std::cout << "The service is stopped and removed; its log is left: "
-              << withoutControls(logFileIn(thisSystem, *text).value_or("none").string()) << std::endl;
-}
-
-/// What is known of the service; null where it is not known.
-json::object described(const ServiceState& state, const fs::path& file,
-                       const std::optional<std::string>& text) {
-    const bool isInstalled = text && isOurs(*text);
-    const auto log = isInstalled ? logFileIn(thisSystem, *text) : std::nullopt;
-    const bool isKnown = !state.noManager;
-    return {{"installed", isInstalled},
-            {"file", file.string()},
-            {"enabled", isKnown ? json::value(state.isEnabled) : json::value()},
-            {"running", isKnown ? json::value(state.isRunning) : json::value()},
-            {"process", state.process ? json::value(*state.process) : json::value()},
-            {"last_end", state.lastEnd ? json::value(*state.lastEnd) : json::value()},
-            {"log", log ? json::value(log->string()) : json::value()},
-            {"no_manager", state.noManager ? json::value(*state.noManager) : json::value()}};
-}
-
-std::string yesOrNo(bool isSo) {
-    return isSo ? "yes" : "no";
-}
-
-void tell(const ServiceState& state, const fs::path& file, const std::optional<std::string>& text) {
-    const bool isInstalled = text && isOurs(*text);
-    std::cout << "installed  "
-              << (text && !isInstalled ? "no; the file there was not made by this program"
-                                       : yesOrNo(isInstalled))
-              << "\nfile       " << withoutControls(file.string()) << "\n";
-    if (state.noManager) {
-        std::cout << withoutManager(state) << ", so it is not known whether it runs.\n";
-    } else {
-        std::cout << "enabled    " << yesOrNo(state.isEnabled) << "\nrunning    " << yesOrNo(state.isRunning)
-                  << (state.process ? ", process " + std::to_string(*state.process) : "")
-                  << (state.lastEnd ? ", ended with " + withoutControls(*state.lastEnd) : "") << "\n";
-    }
-    if (const auto log = isInstalled ? logFileIn(thisSystem, *text) : std::nullopt) {
-        std::cout << "log        " << withoutControls(log->string()) << "\n";
-    }
-    std::cout << std::flush;
+    std::cout << "The service is stopped, and " << file << " removed; its log is left in the home."
+              << std::endl;
 }
 
 Task<void> tellStatus(bool asJson) {
-    const EnvironmentMap environment = currentEnvironmentMap();
-    const fs::path file = serviceFilePlace(thisSystem, environment);
-    const auto text = readServiceFile(file);
-    const ServiceState state = co_await askState(thisSystem, environment);
+    const ServiceReport report = co_await reported(currentEnvironmentMap());
     if (asJson) {
-        std::cout << escapedJson(json::serialize(described(state, file, text))) << std::endl;
+        std::cout << escapedJson(json::serialize(serviceJson(report))) << std::endl;
     } else {
-        tell(state, file, text);
+        std::cout << serviceText(report) << std::flush;
     }
 }
 
