@@ -85,8 +85,10 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
 
     const std::string file = repository.scratch("answers.json");
     test::writeFile(file, json::serialize(answers));
-    const auto checked = test::runTask(runChildProcess(
-        {.executable = "/usr/bin/python3", .arguments = {CHECK_API_DOCUMENT, API_DOCUMENT, file}}));
+    ChildProcessRequest check;
+    check.executable = "/usr/bin/python3";
+    check.arguments = {CHECK_API_DOCUMENT, API_DOCUMENT, file};
+    const auto checked = test::runTask(runChildProcess(std::move(check)));
     EXPECT_EQ(checked.exitCode, 0) << checked.output;
 }
 
