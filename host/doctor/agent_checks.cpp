@@ -5,6 +5,7 @@
 #include <toml++/toml.h>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
+#include <boost/system/system_error.hpp>
 
 #include "host/agent/agent_environment.hpp"
 #include "host/agent/agent_launch.hpp"
@@ -16,8 +17,6 @@
 namespace quernlight::host {
 namespace fs = std::filesystem;
 namespace {
-
-constexpr std::chrono::seconds longestAnswer{8};
 
 EnvironmentMap environmentOf(const Examined& examined) {
     return agentEnvironment(examined.environment, examined.settings.agentEnvironment);
@@ -35,15 +34,17 @@ std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
     return entries;
 }
 
-Task<AgentAnswer> answerTo(ChildProcessRequest request) {
+Task<AgentAnswer> answerTo(ChildProcessRequest request, std::chrono::milliseconds timeout) {
     SystemClock clock;
     AgentAnswer answer;
     try {
         const ChildProcessResult result =
-            co_await withTimeLimit(clock, longestAnswer, runChildProcess(std::move(request)));
+            co_await withTimeLimit(clock, timeout, runChildProcess(std::move(request)));
         answer = {.hasEnded = true, .exitCode = result.exitCode, .output = result.output + result.errors};
     } catch (const TimeLimitExceeded&) {
         answer.output = "It did not answer in time.";
+    } catch (const boost::system::system_error&) {
+        throw;  // it is cancelled
     } catch (const std::system_error& error) {
         answer.output = error.what();
     }
@@ -73,7 +74,7 @@ Task<AgentAnswer> askAgent(const Examined& examined, std::vector<std::string> wo
     if (isRelative || missingAgent(command, examined.environment)) {
         co_return AgentAnswer{};
     }
-    co_return co_await answerTo(agentRequest(examined, words));
+    co_return co_await answerTo(agentRequest(examined, words), examined.agentTimeout);
 }
 
 toml::table configurationOf(const Examined& examined) {
@@ -131,7 +132,7 @@ Task<Finding> checkOwnServer(const Examined& examined) {
                                 .workingDirectory = "/",
                                 .keepsErrorsApart = true,
                                 .input = firstWords()};
-    const AgentAnswer answer = co_await answerTo(std::move(request));
+    const AgentAnswer answer = co_await answerTo(std::move(request), examined.agentTimeout);
     Finding finding{.check = "agent tools", .seen = "The dispatcher's tool server answers."};
     if (answer.output.find("serverInfo") == std::string::npos) {
         finding.verdict = Verdict::warning;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -24,6 +25,7 @@ struct Examined {
     std::optional<std::filesystem::path> tokenFile{};  ///< given
     EnvironmentMap environment{};                      ///< the caller's
     std::filesystem::path program{};                   ///< this one, which serves the agents' tools
+    std::chrono::milliseconds agentTimeout{8000};      ///< of one question to the agent
 };
 
 /// Everything that the way of a bug needs, looked at in turn: a check that fails or takes too long is a
