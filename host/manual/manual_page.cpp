@@ -12,6 +12,11 @@ std::string sentence(const std::string& text) {
     return text + (text.ends_with('.') ? "" : ".");
 }
 
+/// As whatis(1) lists it.
+std::string phrase(const std::string& text) {
+    return text.ends_with('.') ? text.substr(0, text.size() - 1) : text;
+}
+
 std::string bold(const std::string& text) {
     return "\\fB" + roffText(text) + "\\fR";
 }
@@ -124,7 +129,7 @@ ManualPage pageOf(const CommandDescription& program, const CommandDescription& c
     const std::string name = pageName(joined(command.path, "-"));
     const bool isProgram = command.path.empty();
     std::string text = title(name, edition);
-    text += section("NAME", roffText(name) + " \\- " + roffText(command.help) + "\n");
+    text += section("NAME", roffText(name) + " \\- " + roffText(phrase(command.help)) + "\n");
     text += section("SYNOPSIS", synopsis(command));
     text += section("DESCRIPTION", roffText(sentence(command.help)) + "\n" + argumentItems(command));
     text += section("COMMANDS", isProgram ? programCommands(command) : commandParts(command));
