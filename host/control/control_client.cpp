@@ -8,6 +8,7 @@
 #include <boost/beast/http.hpp>
 
 #include "host/control/control_socket.hpp"
+#include "host/control/websocket_channel.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -17,11 +18,13 @@ namespace beast = boost::beast;
 namespace http = beast::http;
 using asio::local::stream_protocol;
 
-using Stream = beast::basic_stream<stream_protocol>;
+using Stream = ControlStream;
 using Message = http::request<http::string_body>;
 using Parser = http::response_parser<http::string_body>;
 
 constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
+constexpr std::chrono::seconds longestOpening{20};
+constexpr std::size_t largestPicture = std::size_t{64} << 20U;  // as one message
 constexpr std::uint64_t largestAnswer = std::uint64_t{128} << 20U;
 
 Message messageOf(const ControlRequest& request) {
@@ -52,6 +55,12 @@ Task<void> connect(Stream& stream, const std::filesystem::path& home) {
     }
 }
 
+ControlResponse responseOf(http::response<http::string_body> answer) {
+    return {.status = answer.result_int(),
+            .contentType = std::string(answer[http::field::content_type]),
+            .body = std::move(answer.body())};
+}
+
 void throwUnanswered(const boost::system::error_code& error) {
     if (error == beast::error::timeout) {
         throw OwnerDidNotAnswer(
@@ -77,10 +86,33 @@ Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest reques
     parser.body_limit(largestAnswer);
     const auto [unread, received] = co_await http::async_read(stream, buffer, parser, quietly);
     throwUnanswered(unread);
-    auto answer = parser.release();
-    co_return ControlResponse{.status = answer.result_int(),
-                              .contentType = std::string(answer[http::field::content_type]),
-                              .body = std::move(answer.body())};
+    co_return responseOf(parser.release());
+}
+
+Task<std::unique_ptr<ControlChannel>> openChannel(std::filesystem::path home, std::string target) {
+    Stream stream(co_await asio::this_coro::executor);
+    stream.expires_after(longestOpening);
+    co_await connect(stream, home);
+    const ChannelLimits limits{.largestMessage = largestPicture};
+    auto channel = std::make_unique<WebSocketChannel>(std::move(stream), limits);
+    boost::system::error_code unread;
+    http::response<http::string_body> answer;
+    try {
+        answer = co_await channel->ask(std::move(target));
+    } catch (const boost::system::system_error& error) {
+        unread = error.code();
+        if (unread == asio::error::operation_aborted) {
+            throw;
+        }
+    }
+    throwUnanswered(unread);
+    if (answer.result() != http::status::switching_protocols) {
+        const auto refusal = problemDetail(responseOf(std::move(answer)));
+        throw UserError(
+            refusal.value_or("The dispatcher has no terminals to offer; it must be of the same "
+                             "version."));
+    }
+    co_return channel;
 }
 
 }  // namespace quernlight::host

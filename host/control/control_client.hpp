@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <memory>
 
 #include "host/control/control_message.hpp"
 #include "host/process/user_error.hpp"
@@ -28,5 +29,9 @@ constexpr std::chrono::minutes longestAnswer{15};
 /// included. Throws OwnerNotRunning or OwnerDidNotAnswer.
 Task<ControlResponse> askOwner(std::filesystem::path home, ControlRequest request,
                                std::chrono::milliseconds timeout = longestAnswer);
+
+/// Opens a channel with the owner of a home. Throws OwnerNotRunning, OwnerDidNotAnswer, and UserError with
+/// the sentence of its refusal.
+Task<std::unique_ptr<ControlChannel>> openChannel(std::filesystem::path home, std::string target);
 
 }  // namespace quernlight::host

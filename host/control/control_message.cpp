@@ -31,6 +31,8 @@ std::string_view titleOf(unsigned status) {
             return "Unprocessable Content";
         case 428:
             return "Precondition Required";
+        case 426:
+            return "Upgrade Required";
         case 429:
             return "Too Many Requests";
         case 502:

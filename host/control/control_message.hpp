@@ -1,9 +1,11 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "host/control/control_channel.hpp"
 #include "host/control/control_peer.hpp"
 
 namespace quernlight::host {
@@ -22,6 +24,8 @@ struct ControlResponse {
     unsigned status = 200;
     std::string contentType = "application/json";
     std::string body{};
+    /// Set: the request may go on as a channel. It is run on that until it returns, which closes the channel.
+    std::function<Task<void>(ControlChannel&)> takeOver{};
 };
 
 /// An error as `application/problem+json` (RFC 9457). `detail` is a sentence for whoever asked; `code`, where

@@ -15,6 +15,7 @@
 #include "host/control/asker_rates.hpp"
 #include "host/control/control_peer.hpp"
 #include "host/control/control_socket.hpp"
+#include "host/control/websocket_channel.hpp"
 #include "host/process/task_set.hpp"
 #include "quernlight/platform/async_signal.hpp"
 #include "quernlight/platform/peer_user.hpp"
@@ -28,11 +29,15 @@ namespace http = beast::http;
 using asio::local::stream_protocol;
 using boost::system::error_code;
 
-using Stream = beast::basic_stream<stream_protocol>;
+using Stream = ControlStream;
 using Parser = http::request_parser<http::string_body>;
 using Message = http::response<http::string_body>;
 
 constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
+constexpr std::chrono::milliseconds longestFarewell{1500};
+
+using TakeOver = std::function<Task<void>(ControlChannel&)>;
+using Request = http::request<http::string_body>;
 
 /// What somebody has connected, who is known by then.
 struct Connection {
@@ -41,7 +46,19 @@ struct Connection {
     const std::string asker = nameOf(peer);
 };
 
-ControlRequest requestOf(http::request<http::string_body> message, const ControlPeer& peer) {
+/// A channel that is open, and whose it is.
+struct OpenChannel {
+    std::shared_ptr<WebSocketChannel> channel;
+    std::string asker;
+};
+
+/// Keeps the channel until it is closed.
+Task<void> closed(std::shared_ptr<WebSocketChannel> channel, ControlChannel::Ending ending) {
+    co_await channel->close(ending);
+}
+
+/// Takes the body out of it.
+ControlRequest requestOf(Request& message, const ControlPeer& peer) {
     constexpr std::string_view scheme = "Bearer ";
     ControlRequest request{.method = std::string(message.method_string()),
                            .target = std::string(message.target()),
@@ -89,6 +106,7 @@ class ControlServer::Service {
         for (Connection* connection : connections_) {
             connection->stream.close();
         }
+        co_await endChannels();
         co_await tasks_.end();
         socket_.reset();
     }
@@ -161,10 +179,60 @@ class ControlServer::Service {
         }
         const bool keepAlive = parser.get().keep_alive();
         stream.expires_never();
-        ControlRequest request = requestOf(parser.release(), connection.peer);
+        Request message = parser.release();
+        ControlRequest request = requestOf(message, connection.peer);
         ControlResponse response = co_await answer(std::move(request));
+        if (response.takeOver) {
+            const auto refusal = refusalOfChannel(connection, message);
+            if (!refusal) {
+                co_await goOnAsChannel(connection, std::move(message), std::move(response.takeOver));
+                co_return false;
+            }
+            response = *refusal;
+        }
         const bool isSent = co_await send(stream, messageOf(std::move(response), keepAlive));
         co_return isSent&& keepAlive;
+    }
+
+    std::optional<ControlResponse> refusalOfChannel(const Connection& connection, const Request& request) {
+        if (!beast::websocket::is_upgrade(request)) {
+            return problem(426, "This resource is a WebSocket; ask for an upgrade.");
+        }
+        const auto isOfSame = [&](const OpenChannel& other) { return other.asker == connection.asker; };
+        const auto count = static_cast<std::size_t>(std::ranges::count_if(channels_, isOfSame));
+        if (channels_.size() >= limits_.channels || count >= limits_.channelsOfOne) {
+            return problem(503, "Too many are connected already; leave a terminal, then try again.");
+        }
+        return std::nullopt;
+    }
+
+    /// From here on it counts as a channel, and no longer as a connection.
+    Task<void> goOnAsChannel(Connection& connection, Request request, TakeOver takeOver) {
+        const ChannelLimits limits{.silence = limits_.channelSilence};
+        const auto channel = std::make_shared<WebSocketChannel>(std::move(connection.stream), limits);
+        const auto place = channels_.insert(channels_.end(), {channel, connection.asker});
+        const std::shared_ptr<void> atEnd(nullptr, [this, place](void*) {
+            channels_.erase(place);
+            channelsEnded_.notify();
+        });
+        connections_.erase(&connection);
+        changed_.notify();
+        const bool isOpen = co_await channel->accept(std::move(request));
+        if (isOpen && !isEnding_) {
+            co_await takeOver(*channel);
+        }
+        co_await channel->close(ControlChannel::Ending::done);
+    }
+
+    /// Whoever is told and whose handler does not end all the same is cancelled afterwards, with the rest.
+    Task<void> endChannels() {
+        for (const OpenChannel& open : channels_) {
+            tasks_.add("closing a control channel", closed(open.channel, ControlChannel::Ending::goingAway));
+        }
+        const auto deadline = std::chrono::steady_clock::now() + longestFarewell;
+        while (!channels_.empty() && std::chrono::steady_clock::now() < deadline) {
+            co_await channelsEnded_.waitUntil(deadline);
+        }
     }
 
     /// A secret that is nobody's is not worth a bucket.
@@ -207,7 +275,9 @@ class ControlServer::Service {
     AskerRates rates_;
     std::set<Connection*> connections_;  // that are open
     std::list<Connection*> idle_;        // on which no whole request has come, the longest idle first
-    AsyncSignal changed_;                // there are fewer of the first, or more of the second
+    std::list<OpenChannel> channels_;
+    AsyncSignal channelsEnded_;
+    AsyncSignal changed_;  // there are fewer of the first, or more of the second
     bool isEnding_ = false;
     TaskSet tasks_;
 };

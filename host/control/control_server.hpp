@@ -20,12 +20,16 @@ struct ControlLimits {
     std::size_t connectionsOfOne = 32;                ///< of one who asks, the same
     double requestsPerSecond = 2000;                  ///< of one who asks; beyond it is 429
     int burst = 2000;
-    std::chrono::seconds idleTimeout{30};  ///< of a connection on which nothing comes
+    std::chrono::seconds idleTimeout{30};     ///< of a connection on which nothing comes
+    std::size_t channels = 64;                ///< at the same time, besides the connections; then it is 503
+    std::size_t channelsOfOne = 48;           ///< of one who asks, the same
+    std::chrono::seconds channelSilence{60};  ///< of a channel whose other side does not even answer pings
 };
 
 /// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, on the owner's event
 /// loop. Nobody who asks too much, people or one session, takes anything from the others. A request is
-/// answered also when whoever sent it has gone meanwhile. `end` is awaited before it goes.
+/// answered also when whoever sent it has gone meanwhile. One whose answer has `takeOver` goes on as a
+/// channel, if it asked for a WebSocket. `end` is awaited before it goes.
 class ControlServer {
   public:
     /// Listens, and serves, from now on; router and clock outlive it. Throws UserError (see ControlSocket).
@@ -33,7 +37,8 @@ class ControlServer {
                   const ControlRouter& router, Clock& clock, ControlLimits limits = {});
     ~ControlServer();
 
-    /// Cancels what is under way and returns once all of it has ended; the socket's file goes.
+    /// Cancels what is under way, tells channels that the owner goes, and returns once all of it has ended;
+    /// the socket's file goes.
     Task<void> end();
 
   private:
