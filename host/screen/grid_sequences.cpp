@@ -129,21 +129,4 @@ bool applyToGrid(const ControlSequence& sequence, ScreenGrid& grid) {
     return true;
 }
 
-bool isDimAfter(const ControlSequence& style, bool isDim) {
-    const auto& parameters = style.parameters;
-    isDim = isDim && !parameters.empty();
-    for (std::size_t at = 0; at < parameters.size(); ++at) {
-        const int value = parameters[at].isSubordinate ? -1 : style.value(at);
-        if (value == 38 || value == 48 || value == 58) {  // a colour, whose numbers mean nothing else
-            const bool hasColons = at + 1 < parameters.size() && parameters[at + 1].isSubordinate;
-            at += hasColons ? 0U : style.value(at + 1) == 2 ? 4U : 2U;
-        } else if (value == 2) {
-            isDim = true;
-        } else if (value == 0 || value == 22) {
-            isDim = false;
-        }
-    }
-    return isDim;
-}
-
 }  // namespace quernlight::host

@@ -9,7 +9,4 @@ namespace quernlight::host {
 /// one of those.
 bool applyToGrid(const ControlSequence& sequence, ScreenGrid& grid);
 
-/// Whether what is printed is dim after "CSI ... m".
-bool isDimAfter(const ControlSequence& style, bool isDim);
-
 }  // namespace quernlight::host

@@ -39,7 +39,7 @@ std::string rowText(const ScreenRow& row, bool withDim) {
         if (cell.width == 0) {
             continue;
         }
-        if (cell.character == U' ' || (cell.isDim && !withDim)) {
+        if (cell.character == U' ' || (cell.style.isDim() && !withDim)) {
             text.append(cell.width, ' ');
             continue;
         }
@@ -110,7 +110,7 @@ void ScreenGrid::print(char32_t character, int width, Style style) {
         insertCells(width);
     }
     const auto at = static_cast<std::size_t>(column_);
-    put(at, {.character = character, .width = static_cast<std::uint8_t>(width), .isDim = style.isDim});
+    put(at, {.character = character, .width = static_cast<std::uint8_t>(width), .style = style.cell});
     if (width == 2) {
         put(at + 1, {.width = 0});
     }
@@ -249,7 +249,7 @@ void ScreenGrid::rotate(int top, int bottom, int count) {
     const auto middle = std::rotate(first, newFirst, end);
     const auto blank = count > 0 ? middle : first;
     for (auto row = blank; row != blank + moved; ++row) {
-        row->assign(row->size(), {});
+        row->assign(row->size(), blank_);
     }
 }
 
@@ -259,7 +259,7 @@ void ScreenGrid::insertCells(int count) {
     const auto from = row.begin() + column_;
     const int moved = std::min(count, columns_ - column_);
     std::move_backward(from, row.end() - moved, row.end());
-    std::fill(from, from + moved, ScreenCell{});
+    std::fill(from, from + moved, blank_);
     mendWideCharacters(row);
 }
 
@@ -269,7 +269,7 @@ void ScreenGrid::deleteCells(int count) {
     const auto from = row.begin() + column_;
     const int moved = std::min(count, columns_ - column_);
     std::move(from + moved, row.end(), from);
-    std::fill(row.end() - moved, row.end(), ScreenCell{});
+    std::fill(row.end() - moved, row.end(), blank_);
     mendWideCharacters(row);
 }
 
@@ -280,7 +280,7 @@ void ScreenGrid::eraseCells(int count) {
 
 void ScreenGrid::erase(int row, int from, int to) {
     ScreenRow& cells = cells_[static_cast<std::size_t>(row)];
-    std::fill(cells.begin() + from, cells.begin() + to, ScreenCell{});
+    std::fill(cells.begin() + from, cells.begin() + to, blank_);
     mendWideCharacters(cells);
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/screen/cell_style.hpp"
 #include "host/screen/screen_picture.hpp"
 
 namespace quernlight::host {
@@ -16,7 +17,7 @@ struct ScreenCell {
     char32_t character = U' ';
     std::array<char32_t, 2> marks{};  ///< that combine with it
     std::uint8_t width = 1;
-    bool isDim = false;
+    CellStyle style{};
 };
 
 using ScreenRow = std::vector<ScreenCell>;
@@ -37,6 +38,10 @@ class ScreenGrid {
     int rows() const { return static_cast<int>(cells_.size()); }
     int cursorRow() const { return row_; }
     int cursorColumn() const { return std::min(column_, columns_ - 1); }
+    /// Whether the next character wraps.
+    bool isPastTheEnd() const { return column_ >= columns_; }
+    int regionTop() const { return top_; }
+    int regionBottom() const { return bottom_; }
     const ScreenRow& row(int index) const { return cells_[static_cast<std::size_t>(index)]; }
 
     /// Keeps what still fits, counted from the top left; rows above a cursor that would not fit scroll off.
@@ -45,11 +50,14 @@ class ScreenGrid {
 
     // Writing
     struct Style {
-        bool isDim = false, wraps = true, inserts = false;
+        CellStyle cell{};
+        bool wraps = true, inserts = false;
     };
     void print(char32_t character, int width, Style style);
     /// Adds a combining mark to the character that was printed last.
     void combine(char32_t mark);
+    /// What is erased or comes in blank has this background from now on.
+    void setBackground(CellStyle::Colour background) { blank_.style.background = background; }
 
     // The cursor, which stays on the screen
     void moveTo(int row, int column);
@@ -97,6 +105,7 @@ class ScreenGrid {
     int row_ = 0, column_ = 0;
     int top_ = 0, bottom_;  // of the scrolling region
     bool isOriginInRegion_ = false;
+    ScreenCell blank_;
 };
 
 }  // namespace quernlight::host

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <utility>
 
 #include "host/screen/grid_sequences.hpp"
@@ -15,6 +16,7 @@ namespace {
 using Mode = TerminalModes::Mode;
 
 constexpr std::size_t mostKeptTitles = 10;
+constexpr std::size_t mostUnfinished = 8192;
 
 TerminalSize possibleSize(int columns, int rows) {
     return {.columns = std::clamp(columns, 1, ScreenModel::largest.columns),
@@ -27,7 +29,7 @@ ScreenModel::ScreenModel(int columns, int rows, std::size_t scrollBack)
     : scrollBackLines_(scrollBack),
       main_(possibleSize(columns, rows),
             [this](const ScreenRow& row) {
-                scrolledOff_.push_back(rowText(row));
+                scrolledOff_.push_back(paintedRow(row));
                 if (scrolledOff_.size() > scrollBackLines_) {
                     scrolledOff_.pop_front();
                 }
@@ -37,6 +39,26 @@ ScreenModel::ScreenModel(int columns, int rows, std::size_t scrollBack)
 void ScreenModel::write(std::string_view bytes) {
     parser_.write(bytes, *this);
     bytes_ += bytes.size();
+    keepUnfinished(bytes);
+}
+
+/// The next bytes go on with it, also on a terminal that is painted in between.
+void ScreenModel::keepUnfinished(std::string_view bytes) {
+    if (parser_.isBetweenPieces()) {
+        unfinished_.clear();
+        return;
+    }
+    const auto beginsCharacter = [](char byte) { return static_cast<unsigned char>(byte) >= 0xC0; };
+    const auto character = std::find_if(bytes.rbegin(), bytes.rend(), beginsCharacter);
+    const std::size_t begin = parser_.isInSequence() ? bytes.rfind('\x1b')
+                              : character == bytes.rend()
+                                  ? bytes.npos
+                                  : static_cast<std::size_t>(bytes.rend() - character) - 1;
+    if (begin != bytes.npos) {
+        unfinished_.clear();
+        bytes.remove_prefix(begin);
+    }
+    unfinished_ += bytes.substr(0, mostUnfinished - std::min(unfinished_.size(), mostUnfinished));
 }
 
 void ScreenModel::resize(int columns, int rows) {
@@ -46,6 +68,7 @@ void ScreenModel::resize(int columns, int rows) {
 
 void ScreenModel::skip(std::uint64_t bytes) {
     parser_ = {};
+    unfinished_.clear();
     lastPrinted_ = 0;
     bytes_ += bytes;
     skipped_ += bytes;
@@ -68,6 +91,49 @@ ScreenPicture ScreenModel::picture() const {
         picture.brightLines.push_back(rowText(grid().row(row), false));
     }
     return picture;
+}
+
+ScreenPainting ScreenModel::painting() const {
+    return {.size = {.columns = grid().columns(), .rows = grid().rows()},
+            .title = title_,
+            .scrollBack = paintedScrollBack(),
+            .screen = painted(parts()) + unfinished_,
+            .bytes = bytes_};
+}
+
+PaintedScreen ScreenModel::parts() const {
+    return {.main = main_,
+            .alternate = alternate_,
+            .isAlternate = isAlternate_,
+            .modes = modes_,
+            .saved = saved_,
+            .style = style_.cell,
+            .sets = sets_,
+            .inserts = style_.inserts,
+            .title = title_};
+}
+
+/// The lines, and as many line feeds as bring the last one off the top.
+std::string ScreenModel::paintedScrollBack() const {
+    std::size_t size = 0;
+    auto first = scrolledOff_.end();
+    while (first != scrolledOff_.begin() &&
+           size + (first - 1)->size() + 2 <= ScreenPainting::mostScrollBack) {
+        --first;
+        size += first->size() + 2;
+    }
+    std::string bytes;
+    bytes.reserve(size);
+    for (auto line = first; line != scrolledOff_.end(); ++line) {
+        bytes += *line + "\r\n";
+    }
+    return bytes.empty() ? bytes : bytes + std::string(static_cast<std::size_t>(main_.rows() - 1), '\n');
+}
+
+std::vector<std::string> ScreenModel::scrollBack() const {
+    std::vector<std::string> lines;
+    std::ranges::transform(scrolledOff_, std::back_inserter(lines), plainRow);
+    return lines;
 }
 
 std::string ScreenModel::takeAnswers() {
@@ -135,6 +201,10 @@ void ScreenModel::escape(char intermediate, char final) {
             return grid().reverseLineFeed();
         case 'c':
             return reset();
+        case '=':
+        case '>':
+            modes_.set(Mode::keypad, final == '=');
+            return;
         default:
             return;
     }
@@ -147,7 +217,7 @@ void ScreenModel::controlSequence(const Sequence& sequence) {
     }
     lastPrinted_ = 0;
     if (isPlain && sequence.final == 'm') {
-        style_.isDim = isDimAfter(sequence, style_.isDim);
+        setStyle(styleAfter(sequence, style_.cell));
     } else if (isPlain && sequence.final == 'J' && sequence.value(0) == 3) {
         scrolledOff_.clear();
     } else if (!applyToGrid(sequence, grid())) {
@@ -233,19 +303,20 @@ void ScreenModel::showAlternate(bool isOn) {
 
 void ScreenModel::saveCursor() {
     saved_[isAlternate_] = {
-        .row = grid().cursorRow(), .column = grid().cursorColumn(), .isDim = style_.isDim, .sets = sets_};
+        .row = grid().cursorRow(), .column = grid().cursorColumn(), .style = style_.cell, .sets = sets_};
 }
 
 void ScreenModel::restoreCursor() {
     const SavedCursor saved = saved_.try_emplace(isAlternate_, SavedCursor{.sets = sets_}).first->second;
     grid().moveTo(saved.row, saved.column);
-    style_.isDim = saved.isDim;
+    setStyle(saved.style);
     sets_ = saved.sets;
 }
 
 /// What also the soft reset, a control sequence, undoes.
 void ScreenModel::resetStyle() {
     style_ = {};
+    setStyle({});
     sets_ = {};
     saved_.clear();
     modes_.set(Mode::origin, false);
@@ -283,6 +354,12 @@ void ScreenModel::keepTitle(const Sequence& sequence) {
         title_ = std::move(keptTitles_.back());
         keptTitles_.pop_back();
     }
+}
+
+void ScreenModel::setStyle(const CellStyle& style) {
+    style_.cell = style;
+    main_.setBackground(style.background);
+    alternate_.setBackground(style.background);
 }
 
 void ScreenModel::answer(std::string_view text) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "host/screen/screen_grid.hpp"
+#include "host/screen/screen_painting.hpp"
 #include "host/screen/screen_picture.hpp"
 #include "host/screen/terminal_modes.hpp"
 #include "host/screen/terminal_parser.hpp"
@@ -38,19 +39,20 @@ class ScreenModel final : private TerminalActions {
 
     ScreenPicture picture() const;
 
+    /// The same for another terminal.
+    ScreenPainting painting() const;
+
+    /// As much of the screen as a smaller terminal has room for, as bytes that paint it over what that shows.
+    std::string cropped(TerminalSize size) const { return host::cropped(parts(), size); }
+
     /// The lines that scrolled off the top, oldest first.
-    std::vector<std::string> scrollBack() const { return {scrolledOff_.begin(), scrolledOff_.end()}; }
+    std::vector<std::string> scrollBack() const;
 
     /// What the terminal answers to questions in what was written. Taken out.
     std::string takeAnswers();
 
   private:
     using Sequence = ControlSequence;
-    struct SavedCursor {
-        int row = 0, column = 0;
-        bool isDim = false;
-        CharacterSets sets{};
-    };
 
     // TerminalActions
     void print(char32_t character) override;
@@ -70,11 +72,15 @@ class ScreenModel final : private TerminalActions {
     void setMode(int mode, bool isOn);
     void showAlternate(bool isOn);
     void answer(std::string_view text);
+    void setStyle(const CellStyle& style);
+    void keepUnfinished(std::string_view bytes);
+    std::string paintedScrollBack() const;
+    PaintedScreen parts() const;
     ScreenGrid& grid() { return isAlternate_ ? alternate_ : main_; }
     const ScreenGrid& grid() const { return isAlternate_ ? alternate_ : main_; }
 
     std::size_t scrollBackLines_;
-    std::deque<std::string> scrolledOff_;
+    std::deque<std::string> scrolledOff_;  // painted rows
     ScreenGrid main_, alternate_;
     bool isAlternate_ = false;
     TerminalParser parser_;
@@ -86,6 +92,7 @@ class ScreenModel final : private TerminalActions {
     std::string title_;
     std::vector<std::string> keptTitles_;
     std::string answers_;
+    std::string unfinished_;  // what was written of a piece that has not ended
     std::uint64_t bytes_ = 0, skipped_ = 0;
 };
 

@@ -79,6 +79,11 @@ Task<std::vector<std::string>> SessionScreen::scrollBack() {
     co_return co_await thread_.run(std::move(lines));
 }
 
+Task<ScreenPainting> SessionScreen::painting() {
+    auto paint = [this] { return model_.painting(); };
+    co_return co_await thread_.run(std::move(paint));
+}
+
 std::optional<SessionScreen::Slice> SessionScreen::takeSlice() {
     const std::lock_guard guard(mutex_);
     if (waiting_.bytes.empty() && !waiting_.size) {

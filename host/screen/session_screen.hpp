@@ -55,6 +55,9 @@ class SessionScreen {
     /// How many bytes were fed; the picture shows all when its `bytes` are as many.
     std::uint64_t fedBytes() const;
 
+    /// Of what is drawn so far, and its scroll-back.
+    Task<ScreenPainting> painting();
+
     /// The lines that scrolled off the top, oldest first.
     Task<std::vector<std::string>> scrollBack();
 

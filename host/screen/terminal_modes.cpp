@@ -44,6 +44,12 @@ void CharacterSets::choose(char set, char final) {
     isLineDrawing_.at(set == '(' ? 0 : 1) = final == '0';
 }
 
+std::string CharacterSets::sequence() const {
+    std::string bytes = isLineDrawing_[0] ? "\x1b(0" : "\x1b(B";
+    bytes += isLineDrawing_[1] ? "\x1b)0" : "\x1b)B";
+    return bytes + (shown_ == 1 ? "\x0e" : "\x0f");
+}
+
 char32_t CharacterSets::drawn(char32_t character) const {
     constexpr std::u32string_view lines = U"◆▒␉␌␍␊°±␤␋┘┐┌└┼⎺⎻─⎼⎽├┤┴┬│≤≥π≠£·";
     const bool isReplaced = isLineDrawing_.at(shown_) && character >= U'`' && character <= U'~';

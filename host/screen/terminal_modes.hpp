@@ -14,6 +14,7 @@ class TerminalModes {
         origin = 6,
         wrap = 7,
         cursor = 25,
+        keypad = 66,
         alternate = 47,
         alternateCleared = 1047,
         savedCursor = 1048,
@@ -29,6 +30,8 @@ class TerminalModes {
     /// Returns whether there is such a mode.
     bool set(int mode, bool isOn);
 
+    const std::map<int, bool>& all() const { return modes_; }
+
     /// What the terminal answers to a question about a mode: 1 is on, 2 off, 0 not known.
     std::string answerAbout(int mode) const;
 
@@ -43,6 +46,9 @@ class CharacterSets {
     /// "ESC ( F" and "ESC ) F" choose a set.
     void choose(char set, char final);
     void shift(std::size_t shown) { shown_ = shown; }
+
+    /// The bytes that choose the same.
+    std::string sequence() const;
 
     /// What a character is drawn as.
     char32_t drawn(char32_t character) const;

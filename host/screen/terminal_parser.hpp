@@ -76,6 +76,9 @@ class TerminalParser {
     /// Whether the next byte begins something new.
     bool isBetweenPieces() const { return state_ == State::ground && decoder_.isBetweenCharacters(); }
 
+    /// Whether a control sequence or string has begun and not ended.
+    bool isInSequence() const { return state_ != State::ground; }
+
   private:
     enum class State : std::uint8_t {
         ground,
