@@ -50,13 +50,20 @@ AgentRun::AgentRun(CodexRunner& runner, BackgroundExecutor& drawing, Clock& cloc
       name_(std::move(name)),
       tree_(sessionID_) {}
 
+AgentRun::~AgentRun() {
+    if (terminal_) {
+        terminal_->end(std::nullopt);
+    }
+}
+
 Task<StartSessionResponse> AgentRun::start(TaskSet& tasks, StartSessionRequest request) {
     const TerminalSize size = readableSize({.columns = request.columns, .rows = request.rows});
     request.columns = size.columns;
     request.rows = size.rows;
     openScreen(tasks, size);
+    recordTiming(tasks, request.transcriptANSIPath);
     tasks.add("relaying events of " + name_,
-              relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation(), *screen_));
+              relayRunnerEvents(runner_.events(sessionID_), mailbox_.continuation(), terminal_));
     tree_.worksIn(request.repoPath);
     const StartSessionResponse started = co_await runner_.startSession(std::move(request));
     running_ = true;
@@ -74,9 +81,18 @@ void AgentRun::openScreen(TaskSet& tasks, TerminalSize size) {
             answersToSend_.notify();
         }
     };
-    screen_ = std::make_unique<SessionScreen>(drawing_, size, SessionScreen::Observer{.answers = answer});
+    screen_ = std::make_shared<SessionScreen>(drawing_, size, SessionScreen::Observer{.answers = answer});
+    terminal_ = std::make_shared<AgentTerminal>(runner_, clock_, sessionID_, screen_, size);
+    tasks.add("following the size of the terminal of " + name_, terminal_->followSize());
     tasks.add("drawing the screen of " + name_, screen_->run());
     tasks.add("answering the questions that the terminal of " + name_ + " is asked", sendAnswers());
+}
+
+void AgentRun::recordTiming(TaskSet& tasks, const std::filesystem::path& transcript) {
+    if (!transcript.empty()) {
+        timing_.emplace(*terminal_, clock_, drawing_, timingFileOf(transcript));
+        tasks.add("recording when " + name_ + " wrote what", timing_->run());
+    }
 }
 
 /// One after the other: an agent that asks and does not read holds up nothing else.

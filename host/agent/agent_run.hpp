@@ -6,6 +6,8 @@
 #include <string>
 
 #include "host/agent/agent_reading.hpp"
+#include "host/agent/agent_terminal.hpp"
+#include "host/agent/output_timing.hpp"
 #include "host/agent/session_mailbox.hpp"
 #include "host/agent/stop_escalation.hpp"
 #include "host/process/process_tree.hpp"
@@ -24,6 +26,11 @@ class AgentRun {
     /// `drawing` is the thread on which the screen is drawn.
     AgentRun(CodexRunner& runner, BackgroundExecutor& drawing, Clock& clock, Uuid sessionID,
              std::string name);
+    AgentRun(const AgentRun&) = delete;
+    AgentRun& operator=(const AgentRun&) = delete;
+
+    /// Ends the terminal for those who are attached.
+    ~AgentRun();
 
     /// Its terminal has the size requested, or the nearest in which its screen can be read. Its events are
     /// relayed among `tasks`, which end before this does. Throws PTYProcessError; then nothing
@@ -43,6 +50,7 @@ class AgentRun {
 
     /// Its terminal; from the start on.
     const SessionScreen& screen() const { return *screen_; }
+    const std::shared_ptr<AgentTerminal>& terminal() const { return terminal_; }
 
     /// Remembers the processes that the agent has started since.
     void look();
@@ -65,6 +73,7 @@ class AgentRun {
 
   private:
     void openScreen(TaskSet& tasks, TerminalSize size);
+    void recordTiming(TaskSet& tasks, const std::filesystem::path& transcript);
     Task<void> sendAnswers();
     std::optional<AgentReading> reading() const;
     bool applies(StopAction action) const;
@@ -80,7 +89,9 @@ class AgentRun {
     const Uuid sessionID_;
     const std::string name_;
     SessionMailbox mailbox_;
-    std::unique_ptr<SessionScreen> screen_;
+    std::shared_ptr<SessionScreen> screen_;
+    std::shared_ptr<AgentTerminal> terminal_;
+    std::optional<OutputTiming> timing_;
     std::string answers_;  // of the terminal to the agent's questions, not sent yet
     AsyncSignal answersToSend_;
     ProcessTree tree_;

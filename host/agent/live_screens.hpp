@@ -12,12 +12,15 @@
 
 namespace quernlight::host {
 
+class AgentTerminal;
+
 /// What can be seen of a session's agent at one moment.
 struct LiveAgent {
     std::int64_t attemptNumber = 0;
     std::optional<std::int32_t> pid{};  ///< absent once it has exited
     Instant since{};                    ///< its start
     std::shared_ptr<const ScreenPicture> picture = std::make_shared<const ScreenPicture>();
+    std::shared_ptr<AgentTerminal> terminal{};  ///< to attach to
 };
 
 /// The screens of the sessions that run, for whoever wants to look at them: each session enters its own. Used

@@ -19,12 +19,13 @@ OutputSeen seen(const RunnerEvent::Output& output) {
 }  // namespace
 
 Task<void> relayRunnerEvents(EventStream<RunnerEvent> events, SessionMailbox::Continuation mailbox,
-                             SessionScreen& screen) {
+                             std::shared_ptr<AgentTerminal> terminal) {
     while (const auto event = co_await events.next()) {
         if (const auto* output = event->output()) {
-            screen.feed(output->bytes);
+            terminal->write(output->bytes);
             mailbox.deliver(seen(*output));
         } else if (const auto* exited = event->exited()) {
+            terminal->end(exited->exitCode);
             mailbox.deliver(AgentExited{exited->date, exited->exitCode});
         }
     }

@@ -16,6 +16,7 @@
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/settings/token_source.hpp"
+#include "host/terminal/terminal_resource.hpp"
 #include "host/tools/tool_calls.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/process_table.hpp"
@@ -154,6 +155,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                           });
     ServiceResource serviceResource(service);
     SessionResource sessionResource(events, screens);
+    TerminalResource terminalResource(events, screens, clock);
     StartResource startResource(
         {.pauses = startPauses, .clock = clock, .triesAgain = triesAgain, .lookNow = [&dispatcher] {
              dispatcher.lookNow();
@@ -162,6 +164,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     toolCalls.offerOn(router);
     serviceResource.offerOn(router);
     sessionResource.offerOn(router);
+    terminalResource.offerOn(router);
     startResource.offerOn(router);
     router.offerIndex(QUERNLIGHT_VERSION);
     ControlServer control(executor, options.home, router, clock);
@@ -176,6 +179,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         notifier.tell({.kind = NotificationKind::paused, .message = wordsOf(failure), .time = clock.now()});
     }
     co_await notifier.end(stop);
+    co_await terminalResource.end();
     co_await control.end();
     views.close();
     if (failure) {

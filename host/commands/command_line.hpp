@@ -36,6 +36,9 @@ void addMcpCommand(CLI::App& program, ChosenCommand& chosen);
 void addCompletionCommand(CLI::App& program, ChosenCommand& chosen);
 void addManCommand(CLI::App& program, ChosenCommand& chosen);
 
+/// Those of "sessions" that show what an agent wrote.
+void addTranscriptCommands(CLI::App& sessions, ChosenCommand& chosen);
+
 /// Reads the program's command line and does what it asks for. Returns the exit status, which is 2 when the
 /// line cannot be meant; throws what the command throws.
 int runCommandLine(int argc, char** argv);

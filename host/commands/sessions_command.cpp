@@ -16,12 +16,26 @@
 #include "host/service/remote_service.hpp"
 #include "host/service/session_json.hpp"
 #include "host/service/session_text.hpp"
+#include "host/terminal/attachment.hpp"
 #include "host/text/terminal_text.hpp"
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace {
 
 namespace json = boost::json;
+
+struct AttachOptions {
+    ChosenHome home{};
+    std::string bugID{};
+    bool isReadOnly = false;
+};
+
+struct SendOptions {
+    ChosenHome home{};
+    std::string bugID{}, text{};
+    bool enter = false, raw = false;
+};
 
 struct SessionsOptions {
     ChosenHome home{};
@@ -137,6 +151,44 @@ Task<void> show(DispatchService& service, SessionsOptions given) {
               << (given.explain ? explanationText(session) : "") << std::flush;
 }
 
+Task<void> attachTo(AttachOptions given, AttachmentEnd& end) {
+    const std::filesystem::path home = findDispatchHome(given.home);
+    Attachment attachment{.home = home, .bugID = given.bugID, .isReadOnly = given.isReadOnly};
+    try {
+        end = co_await attach(std::move(attachment));
+    } catch (const OwnerNotRunning&) {
+        throw noDispatcher(home);
+    }
+}
+
+/// What it says comes once the terminal is the shell's again.
+int sessionsAttach(const AttachOptions& given) {
+    AttachmentEnd end;
+    const int status = statusOf(attachTo(given, end));
+    if (end.isLost) {
+        throw UserError(end.sentence);
+    }
+    std::cout << end.sentence << (end.sentence.empty() ? "" : "\n") << std::flush;
+    return status;
+}
+
+Task<void> sendText(SendOptions given) {
+    const std::filesystem::path home = findDispatchHome(given.home);
+    const std::vector<std::string> segments{"v1", "sessions", given.bugID, "input"};
+    const json::object input{{"text", validUtf8(given.text)}, {"enter", given.enter}, {"raw", given.raw}};
+    ControlRequest request{
+        .method = "POST", .target = controlTarget(segments), .body = json::serialize(input)};
+    try {
+        co_await ownersAnswer(home, std::move(request));
+    } catch (const OwnerNotRunning&) {
+        throw noDispatcher(home);
+    }
+}
+
+int sessionsSend(const SendOptions& given) {
+    return statusOf(sendText(given));
+}
+
 int sessionsList(const SessionsOptions& given) {
     return statusOf(list(given));
 }
@@ -165,6 +217,26 @@ void addShow(CLI::App& sessions, ChosenCommand& chosen) {
     app->callback([options, &chosen] { chosen = [options] { return sessionsShow(*options); }; });
 }
 
+void addAttach(CLI::App& sessions, ChosenCommand& chosen) {
+    const auto options = std::make_shared<AttachOptions>();
+    CLI::App* app = sessions.add_subcommand("attach", "Work in an agent's terminal; Ctrl-] leaves it");
+    app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
+    app->add_flag("--read-only", options->isReadOnly, "Only look: no key goes to the agent but Ctrl-] here");
+    addHomeOption(*app, options->home);
+    app->callback([options, &chosen] { chosen = [options] { return sessionsAttach(*options); }; });
+}
+
+void addSend(CLI::App& sessions, ChosenCommand& chosen) {
+    const auto options = std::make_shared<SendOptions>();
+    CLI::App* app = sessions.add_subcommand("send", "Type a text into an agent's terminal");
+    app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
+    app->add_option("text", options->text, "What to type; control characters are left out")->required();
+    app->add_flag("--enter", options->enter, "Press Enter behind it");
+    app->add_flag("--raw", options->raw, "Send its control characters, too");
+    addHomeOption(*app, options->home);
+    app->callback([options, &chosen] { chosen = [options] { return sessionsSend(*options); }; });
+}
+
 }  // namespace
 
 void addSessionsCommand(CLI::App& program, ChosenCommand& chosen) {
@@ -173,6 +245,9 @@ void addSessionsCommand(CLI::App& program, ChosenCommand& chosen) {
     addList(*sessions, chosen);
     addShow(*sessions, chosen);
     addSessionActions(*sessions, chosen);
+    addAttach(*sessions, chosen);
+    addSend(*sessions, chosen);
+    addTranscriptCommands(*sessions, chosen);
 }
 
 }  // namespace quernlight::host

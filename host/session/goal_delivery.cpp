@@ -277,6 +277,10 @@ void GoalDelivery::sent(TimePoint now) {
     }
 }
 
+void GoalDelivery::held(TimePoint now) {
+    sent(now);
+}
+
 /// What has come between is told in its turn.
 void GoalDelivery::startAgain(TimePoint now) {
     reach(Stage::awaitingComposer, now);

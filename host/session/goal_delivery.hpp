@@ -80,6 +80,9 @@ class GoalDelivery {
     /// Keys have been sent, which may have taken a while; the agent's time to show them begins now.
     void sent(TimePoint now);
 
+    /// Somebody else types meanwhile, so no step was taken; the time for the next one begins now.
+    void held(TimePoint now);
+
     /// The goal's first keys were not sent after all.
     void startAgain(TimePoint now);
 

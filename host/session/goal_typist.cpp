@@ -23,7 +23,11 @@ class GoalTypist {
 
     Task<void> run() {
         while (typing_.isWanted() && !isDone_) {
-            co_await takeStep();
+            if (typing_.isPersonTyping()) {
+                delivery_.held(typing_.clock.steadyNow());
+            } else {
+                co_await takeStep();
+            }
             co_await typing_.clock.sleepFor(lookInterval);
         }
     }
@@ -75,6 +79,9 @@ class GoalTypist {
         }
         if (!typing_.isWanted()) {
             co_return;
+        }
+        if (typed.areFirst && typing_.isPersonTyping()) {
+            co_return delivery_.startAgain(typing_.clock.steadyNow());
         }
         if (typed.areFirst) {
             typing_.mailbox.deliver(GoalTypingBegins{});

@@ -30,6 +30,7 @@ struct GoalTyping {
     FindGoalRecord findRecord;
     SessionMailbox::Continuation mailbox;
     std::function<bool()> isWanted;  ///< false once the agent is being stopped: then no key follows
+    std::function<bool()> isPersonTyping = [] { return false; };  ///< then no key comes between theirs
     std::function<void(const DatabaseError&)> onTrouble;  ///< an event that cannot be stored at the moment
 };
 

@@ -96,7 +96,8 @@ LiveAgent SessionAgent::liveAgent() const {
     return {.attemptNumber = state_.attempt.attemptNumber,
             .pid = run_.isRunning() ? state_.attempt.pid : std::nullopt,
             .since = state_.attempt.startedAt,
-            .picture = run_.screen().picture()};
+            .picture = run_.screen().picture(),
+            .terminal = run_.terminal()};
 }
 
 Task<void> SessionAgent::noteUnstarted() {
@@ -197,6 +198,7 @@ void SessionAgent::beginTyping() {
                           .findRecord = uses_.findGoalRecord,
                           .mailbox = run_.mailbox(),
                           .isWanted = [this] { return isGoalWanted_; },
+                          .isPersonTyping = [terminal = run_.terminal()] { return terminal->isPersonTyping(); },
                           .onTrouble = [&disk](const DatabaseError& error) { disk.failed(error); }}));
 }
 

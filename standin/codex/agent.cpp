@@ -158,6 +158,10 @@ Agent::Next Agent::work(const Goal& goal) {
         showUsageLimit(conduct);
         return Next::promptAgain;
     }
+    if (conduct.behaviour == Behaviour::fullScreen) {
+        showFullScreen();
+        return Next::promptAgain;
+    }
     if (conduct.behaviour == Behaviour::ignoreExit) {
         deaf_ = true;
         std::signal(SIGINT, SIG_IGN);
@@ -184,6 +188,18 @@ bool Agent::isAllowed(const Conduct& conduct) {
         terminal_.write(failureLine("The command was not allowed. Tell the agent what to do differently."));
     }
     return chosen == 0;
+}
+
+/// Shows its size and the last keys; at "a" it asks where the cursor is, whose answer comes like a key.
+void Agent::showFullScreen() {
+    terminal_.write("\x1b[?1049h\x1b[?1h\x1b[?1000;1006h");
+    std::string keys;
+    while (keys != "q") {
+        const Terminal::Size size = terminal_.size();
+        terminal_.write(fullScreen(size.columns, size.rows, keys) + (keys == "a" ? "\x1b[6n" : ""));
+        keys = terminal_.readBurst().bytes;
+    }
+    terminal_.write("\x1b[?1000;1006l\x1b[?1l\x1b[?1049l");
 }
 
 void Agent::showUsageLimit(const Conduct& conduct) {

@@ -35,6 +35,7 @@ class Agent {
     void drawPrompt();
     std::size_t choose(const Question& question);
     bool isAllowed(const Conduct& conduct);
+    void showFullScreen();
     void showUsageLimit(const Conduct& conduct);
     int exitStatus() const { return conduct_.number.value_or(0); }
     bool takesGoal(const std::string& command);

@@ -29,6 +29,7 @@ constexpr Known known[] = {
     {"resume-dies", Behaviour::resumeDies},
     {"usage-limit", Behaviour::usageLimit, true},
     {"approval", Behaviour::approval},
+    {"full-screen", Behaviour::fullScreen},
     {"approval-for-ever", Behaviour::approvalForEver},
 };
 

@@ -26,6 +26,7 @@ enum class Behaviour {
     usageLimit,       ///< takes the goal, then says that its use is limited, for N minutes where there is a
                       ///< number, and waits ("usage-limit:N")
     approval,         ///< takes the goal, then asks whether it may run a command before it works ("approval")
+    fullScreen,  ///< takes the goal, then shows a full-screen program until "q" is pressed ("full-screen")
     approvalForEver,  ///< the same, and hears no answer ("approval-for-ever")
 };
 

@@ -126,6 +126,16 @@ std::string clearedRows(std::size_t rows) {
     return "\r" + (rows > 1 ? "\x1b[" + std::to_string(rows - 1) + "A" : std::string()) + "\x1b[J";
 }
 
+std::string fullScreen(std::size_t columns, std::size_t rows, std::string_view keys) {
+    std::string shown;
+    for (const char key : keys) {
+        shown += key == '\x1b' ? "^[" : std::string(1, key);
+    }
+    const std::string size = std::to_string(columns) + " by " + std::to_string(rows);
+    return "\x1b[2J\x1b[2;3H" + coloured("1;33;44", " Full screen ") + " " + size + "\x1b[" +
+           std::to_string(rows) + ";1H" + coloured("7", "keys:") + " " + shown + "\x1b[2;1H";
+}
+
 std::string resumedLine(std::string_view sessionID) {
     return "Resumed session " + std::string(sessionID) + "\r\n";
 }

@@ -42,6 +42,9 @@ Question replaceGoalQuestion();
 Question approvalQuestion();
 std::string questionDrawing(const Question& question, std::size_t selected);
 
+/// A program that takes the whole screen: its size, in colours, and the keys that came last.
+std::string fullScreen(std::size_t columns, std::size_t rows, std::string_view keys);
+
 /// That the agent's use is limited, until the time where there is one ("10:43 AM").
 std::string usageLimitLine(std::string_view until);
 

@@ -74,6 +74,7 @@ class FakeCodexRunner final : public CodexRunner {
     std::vector<std::pair<std::string, Clock::TimePoint>> steps;  // of its stop, and when
     std::vector<std::string> goals;                               // that were submitted
     bool works = true;                                            // on its goal, once it has one
+    std::vector<std::pair<int, int>> sizes;       // that its terminal got, columns first
     std::string keysWhileCovered;                 // that came while something else stood there
     std::size_t cutsGoalsAt = std::string::npos;  // as an agent does that takes keys late
 
@@ -106,7 +107,10 @@ class FakeCodexRunner final : public CodexRunner {
         }
         co_return;
     }
-    Task<void> resize(Uuid, int, int) override { co_return; }
+    Task<void> resize(Uuid, int columns, int rows) override {
+        sizes.emplace_back(columns, rows);
+        co_return;
+    }
     Task<void> terminate(Uuid sessionID, TerminationMode mode) override {
         take(std::string(rawValue(mode)), sessionID);
         co_return;

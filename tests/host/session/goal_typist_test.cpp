@@ -31,6 +31,7 @@ class GoalTypistTest : public test::AgentScreenFixture {
                                       .findRecord = [this](std::string) { return recorded(); },
                                       .mailbox = launch.mailbox(),
                                       .isWanted = [] { return true; },
+                                      .isPersonTyping = [this] { return isPersonTyping; },
                                       .onTrouble = [](const DatabaseError&) {}}));
         settle();
     }
@@ -46,6 +47,7 @@ class GoalTypistTest : public test::AgentScreenFixture {
     }
 
     std::function<void()> whenStored = [] {};
+    bool isPersonTyping = false;
     std::function<void()> whileAskingRecords = [] {};
 
   private:
@@ -65,6 +67,27 @@ TEST_F(GoalTypistTest, TypesTheGoalOnceTheScreenIsDrawn) {
     EXPECT_EQ(history(bug), "enqueued awaitingComposer");
     drawAgain();
     advance(seconds(10));
+    EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
+}
+
+TEST_F(GoalTypistTest, NoKeyComesBetweenAPersonsKeys) {
+    isPersonTyping = true;
+    type();
+    advance(seconds(300));
+    EXPECT_EQ(history(bug), "enqueued");
+    isPersonTyping = false;
+    advance(seconds(10));
+    EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
+}
+
+TEST_F(GoalTypistTest, WhoTypesWhileTheGoalIsStoredComesFirst) {
+    whenStored = [this] { isPersonTyping = true; };
+    type();
+    advance(seconds(30));
+    EXPECT_THAT(agent.goals, IsEmpty());
+    whenStored = [] {};
+    isPersonTyping = false;
+    advance(seconds(30));
     EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
 }
 

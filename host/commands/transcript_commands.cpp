@@ -1,0 +1,140 @@
+#include <algorithm>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+
+#include <CLI/CLI.hpp>
+
+#include "host/commands/command_line.hpp"
+#include "host/commands/path_option.hpp"
+#include "host/commands/service_call.hpp"
+#include "host/control/control_client.hpp"
+#include "host/process/dispatch_home.hpp"
+#include "host/terminal/transcript.hpp"
+#include "host/text/terminal_text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+struct TranscriptOptions {
+    ChosenHome home{};
+    std::string bugID{};
+    std::int64_t attempt = 0;  // 0: the last one
+    bool follow = false, ansi = false;
+    double speed = 1;
+};
+
+SessionAttemptRecord chosenOf(const QueueItemDetails& details, std::int64_t number) {
+    const auto& attempts = details.attempts;
+    const auto chosen = std::ranges::find(attempts, number, &SessionAttemptRecord::attemptNumber);
+    const bool isLast = number == 0 && !attempts.empty();
+    if (!isLast && chosen == attempts.end()) {
+        throw UserError("Bug " + withoutControls(details.item.bugID) +
+                        (attempts.empty()
+                             ? " has no attempt yet, and so no transcript."
+                             : " has no attempt " + std::to_string(number) + "; its last one is " +
+                                   std::to_string(attempts.back().attemptNumber) + "."));
+    }
+    return isLast ? attempts.back() : *chosen;
+}
+
+Task<SessionAttemptRecord> chosenAttempt(DispatchService& service, std::string bugID, std::int64_t number) {
+    const QueueItemDetails details = co_await service.queueItem(std::move(bugID));
+    co_return chosenOf(details, number);
+}
+
+Task<bool> ownerRuns(std::filesystem::path home) {
+    try {
+        ControlRequest request{.target = "/v1/sessions"};
+        co_await askOwner(std::move(home), std::move(request));
+        co_return true;
+    } catch (const OwnerNotRunning&) {
+        co_return false;
+    }
+}
+
+/// Nothing writes any more once the attempt has ended, or nobody is left who would.
+Task<bool> hasEnded(DispatchService& service, TranscriptOptions given, SessionAttemptRecord attempt) {
+    const SessionAttemptRecord now = co_await chosenAttempt(service, attempt.bugID, attempt.attemptNumber);
+    const bool runs = co_await ownerRuns(findDispatchHome(given.home));
+    co_return now.endedAt || now.exitCode || !runs;
+}
+
+Task<void> printLog(DispatchService& service, TranscriptOptions given) {
+    SystemClock clock;
+    const SessionAttemptRecord attempt = co_await chosenAttempt(service, given.bugID, given.attempt);
+    FollowedTranscript transcript{
+        .file = given.ansi ? attempt.transcriptANSIPath : attempt.transcriptTextPath,
+        .isHarmless = !given.ansi};
+    if (given.follow) {
+        transcript.hasEnded = [&service, given, attempt] { return hasEnded(service, given, attempt); };
+    }
+    co_await printTranscript(std::move(transcript), clock, std::cout);
+}
+
+std::vector<TimedOutput> timingOf(const SessionAttemptRecord& attempt) {
+    std::ifstream file(timingFileOf(attempt.transcriptANSIPath), std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    std::vector<TimedOutput> moments = parseTiming(text);
+    if (moments.empty()) {
+        throw UserError("No timing was recorded of attempt " + std::to_string(attempt.attemptNumber) +
+                        "; to see what it wrote use: quernlight-dispatch sessions log " +
+                        withoutControls(attempt.bugID));
+    }
+    return moments;
+}
+
+Task<void> playAttempt(DispatchService& service, TranscriptOptions given) {
+    SystemClock clock;
+    const SessionAttemptRecord attempt = co_await chosenAttempt(service, given.bugID, given.attempt);
+    Recording recording{
+        .transcript = attempt.transcriptANSIPath, .moments = timingOf(attempt), .speed = given.speed};
+    co_await play(std::move(recording), clock, std::cout);
+}
+
+int sessionsLog(const TranscriptOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(printLog(*service, given));
+}
+
+int sessionsReplay(const TranscriptOptions& given) {
+    const auto service = serviceFor(given.home);
+    return statusOf(playAttempt(*service, given));
+}
+
+void addCommonOptions(CLI::App& app, TranscriptOptions& options) {
+    app.add_option("bug", options.bugID, "The bug's id; its first eight characters suffice")->required();
+    app.add_option("--attempt", options.attempt, "Which attempt; default: the last one")
+        ->check(CLI::PositiveNumber)
+        ->type_name("NUMBER");
+    addHomeOption(app, options.home);
+}
+
+void addLog(CLI::App& sessions, ChosenCommand& chosen) {
+    const auto options = std::make_shared<TranscriptOptions>();
+    CLI::App* app = sessions.add_subcommand("log", "Print what a bug's agent wrote");
+    addCommonOptions(*app, *options);
+    app->add_flag("-f,--follow", options->follow, "Go on until the attempt ends");
+    app->add_flag("--ansi", options->ansi, "As the agent wrote it, with all that acts on a terminal");
+    app->callback([options, &chosen] { chosen = [options] { return sessionsLog(*options); }; });
+}
+
+void addReplay(CLI::App& sessions, ChosenCommand& chosen) {
+    const auto options = std::make_shared<TranscriptOptions>();
+    CLI::App* app = sessions.add_subcommand("replay", "Play what a bug's agent wrote as it wrote it");
+    addCommonOptions(*app, *options);
+    app->add_option("--speed", options->speed, "So many times as fast; pauses are three seconds at most")
+        ->check(CLI::Range(0.01, 1000.0))
+        ->type_name("NUMBER");
+    app->callback([options, &chosen] { chosen = [options] { return sessionsReplay(*options); }; });
+}
+
+}  // namespace
+
+void addTranscriptCommands(CLI::App& sessions, ChosenCommand& chosen) {
+    addLog(sessions, chosen);
+    addReplay(sessions, chosen);
+}
+
+}  // namespace quernlight::host

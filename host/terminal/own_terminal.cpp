@@ -1,0 +1,129 @@
+#include "host/terminal/own_terminal.hpp"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+#include <boost/asio.hpp>
+
+#include "host/process/user_error.hpp"
+
+namespace quernlight::host {
+namespace {
+
+namespace asio = boost::asio;
+
+constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
+constexpr int longestWrite =
+    1000;  // milliseconds that a terminal which takes nothing is waited for at the end
+
+/// Of a program that crashes, without knowing what was switched on.
+constexpr std::string_view crashUndo =
+    "\x1b\\\x1b[?1000l\x1b[?1002l\x1b[?1003l\x1b[?1004l\x1b[?1006l\x1b[?2004l\x1b[?2026l\x1b[?1l\x1b[?1049l"
+    "\x1b[?7h\x1b[?25h\x1b[4l\x1b[m\x1b(B\x0f\x1b>\x1b[r\r\n";
+constexpr std::array crashes{SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGQUIT};
+
+std::atomic<int> lentTerminal{-1};  // for the signal handler
+termios lentBefore{};
+std::array<struct sigaction, crashes.size()> handlersBefore{};
+
+/// Only what a signal handler may call.
+void putBackAndDie(int number) {
+    const int terminal = lentTerminal.load();
+    if (terminal >= 0) {
+        [[maybe_unused]] const ssize_t written = ::write(terminal, crashUndo.data(), crashUndo.size());
+        ::tcsetattr(terminal, TCSANOW, &lentBefore);
+    }
+    for (std::size_t at = 0; at < crashes.size(); ++at) {
+        if (crashes[at] == number) {
+            ::sigaction(number, &handlersBefore[at], nullptr);
+        }
+    }
+    ::raise(number);
+}
+
+void lend(int terminal, const termios& before) {
+    lentBefore = before;
+    lentTerminal = terminal;
+    struct sigaction action {};
+    action.sa_handler = putBackAndDie;
+    for (std::size_t at = 0; at < crashes.size(); ++at) {
+        ::sigaction(crashes[at], &action, &handlersBefore[at]);
+    }
+}
+
+void takeBack() {
+    for (std::size_t at = 0; at < crashes.size(); ++at) {
+        ::sigaction(crashes[at], &handlersBefore[at], nullptr);
+    }
+    lentTerminal = -1;
+}
+
+int openedTerminal() {
+    const char* name =
+        isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0 ? ttyname(STDIN_FILENO) : nullptr;
+    const int opened = name ? ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
+    if (opened < 0) {
+        throw UserError(
+            "There is no terminal to attach to: standard input and output must be one. To look at the agent's "
+            "screen use: quernlight-dispatch sessions show BUG --screen");
+    }
+    return opened;
+}
+
+/// As much as the terminal takes within a while; it may be stopped (Ctrl-S) or gone.
+void writeNow(int terminal, std::string_view bytes) {
+    pollfd room{.fd = terminal, .events = POLLOUT, .revents = 0};
+    while (!bytes.empty() && ::poll(&room, 1, longestWrite) == 1 && (room.revents & POLLOUT) != 0) {
+        const ssize_t count = ::write(terminal, bytes.data(), bytes.size());
+        if (count < 0 && errno != EINTR && errno != EAGAIN) {
+            return;
+        }
+        bytes.remove_prefix(count < 0 ? 0 : static_cast<std::size_t>(count));
+    }
+}
+
+}  // namespace
+
+OwnTerminal::OwnTerminal(const asio::any_io_executor& executor) : terminal_(executor, openedTerminal()) {
+    ::tcgetattr(terminal_.native_handle(), &before_);
+    lend(terminal_.native_handle(), before_);
+    termios raw = before_;
+    cfmakeraw(&raw);
+    ::tcsetattr(terminal_.native_handle(), TCSANOW, &raw);
+}
+
+/// What the terminal has answered or reported meanwhile is not for the shell.
+OwnTerminal::~OwnTerminal() {
+    if (undo_) {
+        writeNow(terminal_.native_handle(), undo_());
+    }
+    ::tcsetattr(terminal_.native_handle(), TCSANOW, &before_);
+    ::tcflush(terminal_.native_handle(), TCIFLUSH);
+    takeBack();
+}
+
+TerminalSize OwnTerminal::size() const {
+    winsize size{};
+    const int terminal = const_cast<asio::posix::stream_descriptor&>(terminal_).native_handle();
+    const bool isKnown = ::ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0;
+    return isKnown ? TerminalSize{.columns = size.ws_col, .rows = size.ws_row} : TerminalSize{};
+}
+
+Task<std::string> OwnTerminal::read() {
+    std::array<char, 4096> keys{};
+    const auto [error, count] = co_await terminal_.async_read_some(asio::buffer(keys), quietly);
+    co_return error ? std::string() : std::string(keys.data(), count);
+}
+
+Task<void> OwnTerminal::write(std::string bytes) {
+    co_await asio::async_write(terminal_, asio::buffer(bytes), quietly);
+}
+
+}  // namespace quernlight::host

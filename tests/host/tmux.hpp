@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "quernlight/platform/user_directories.hpp"
+#include "tests/support/run_task.hpp"
+
+namespace quernlight::test {
+
+/// A person's terminal with a shell in it: a tmux of its own, in which the test types and looks.
+class Tmux {
+  public:
+    Tmux(const std::filesystem::path& directory, const EnvironmentMap& environment,
+         const std::string& name = "one", int columns = 100, int rows = 30)
+        : command_("tmux -u -S " + (directory / (name + ".sock")).string() + " ") {
+        std::string start = "env -i LANG=C.UTF-8 TERM=xterm-256color PS1='$ ' ";
+        for (const auto& [variable, value] : environment) {
+            start += variable + "='" + value + "' ";
+        }
+        run(start + command_ + "-f /dev/null new-session -d -x " + std::to_string(columns) + " -y " +
+            std::to_string(rows) + " 'bash --norc --noprofile'");
+        run(command_ + "set-option -g status off");
+        run(command_ + "resize-window -x " + std::to_string(columns) + " -y " + std::to_string(rows));
+    }
+    Tmux(const Tmux&) = delete;
+    Tmux& operator=(const Tmux&) = delete;
+    ~Tmux() { run(command_ + "kill-server"); }
+
+    /// As tmux names keys: "Enter", "C-]", "Up".
+    void press(const std::string& keys) { run(command_ + "send-keys " + keys); }
+    void type(const std::string& text) { run(command_ + "send-keys -l '" + text + "'"); }
+    void enter(const std::string& line) {
+        type(line);
+        press("Enter");
+    }
+    void resize(int columns, int rows) {
+        run(command_ + "resize-window -x " + std::to_string(columns) + " -y " + std::to_string(rows));
+    }
+
+    /// What stands on it now; with its colours, too.
+    std::string screen() const { return run(command_ + "capture-pane -p"); }
+    std::string colouredScreen() const { return run(command_ + "capture-pane -p -e"); }
+    std::string scrollBack() const { return run(command_ + "capture-pane -p -S -"); }
+
+    bool shows(const std::string& text) const {
+        return eventually([&] { return screen().find(text) != std::string::npos; });
+    }
+
+    /// What tmux knows of it, as its formats name it: "alternate_on", "mouse_any_flag".
+    std::string state(const std::string& names) const {
+        std::string text = run(command_ + "display-message -p '" + names + "'");
+        return text.substr(0, text.find('\n'));
+    }
+
+  private:
+    static std::string run(const std::string& command) {
+        std::string output;
+        if (FILE* pipe = popen((command + " 2>&1").c_str(), "r")) {
+            char bytes[4096];
+            for (std::size_t count = 0; (count = fread(bytes, 1, sizeof bytes, pipe)) > 0;) {
+                output.append(bytes, count);
+            }
+            pclose(pipe);
+        }
+        return output;
+    }
+
+    const std::string command_;
+};
+
+}  // namespace quernlight::test
