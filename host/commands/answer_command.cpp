@@ -27,8 +27,8 @@ void requireQuestion(const BugQueueItem& item, SessionStage stage) {
     if (stage == SessionStage::needsPerson) {
         throw UserError("Bug " + item.bugID +
                         "'s agent asks in its terminal, where a comment does not reach it; see: "
-                        "quernlight-dispatch sessions show " +
-                        item.bugID + " --screen");
+                        "quernlight-dispatch sessions attach " +
+                        item.bugID);
     }
     if (stage != SessionStage::needsReply) {
         throw UserError("Bug " + item.bugID + " (" + std::string(statusText(stage)) +

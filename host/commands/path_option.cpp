@@ -86,7 +86,7 @@ std::vector<std::string> withHomeLast(const std::vector<std::string>& words) {
 }
 
 CLI::Option* addBugOption(CLI::App& app, std::string& bugID) {
-    return app.add_option("bug", bugID, "The bug's id; its first eight characters suffice")
+    return app.add_option("bug", bugID, "The bug's id, or as much of its beginning as no other's has")
         ->required()
         ->check([](const std::string& given) {
             return trimmed(given).empty() ? "the bug's id is empty; give its first eight characters" : "";

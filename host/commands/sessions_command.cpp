@@ -151,9 +151,16 @@ Task<void> show(DispatchService& service, SessionsOptions given) {
               << (given.explain ? explanationText(session) : "") << std::flush;
 }
 
-Task<void> attachTo(AttachOptions given, AttachmentEnd& end) {
+/// The id in full of a bug that is named by the beginning of it.
+Task<std::string> wholeID(DispatchService& service, std::string bugID) {
+    const QueueItemDetails details = co_await service.queueItem(std::move(bugID));
+    co_return details.item.bugID;
+}
+
+Task<void> attachTo(DispatchService& service, AttachOptions given, AttachmentEnd& end) {
     const std::filesystem::path home = findDispatchHome(given.home);
-    Attachment attachment{.home = home, .bugID = given.bugID, .isReadOnly = given.isReadOnly};
+    std::string bugID = co_await wholeID(service, given.bugID);
+    Attachment attachment{.home = home, .bugID = std::move(bugID), .isReadOnly = given.isReadOnly};
     try {
         end = co_await attach(std::move(attachment));
     } catch (const OwnerNotRunning&) {
@@ -164,7 +171,8 @@ Task<void> attachTo(AttachOptions given, AttachmentEnd& end) {
 /// What it says comes once the terminal is the shell's again.
 int sessionsAttach(const AttachOptions& given) {
     AttachmentEnd end;
-    const int status = statusOf(attachTo(given, end));
+    const auto service = serviceFor(given.home);
+    const int status = statusOf(attachTo(*service, given, end));
     if (end.isLost) {
         throw UserError(end.sentence);
     }
@@ -172,9 +180,10 @@ int sessionsAttach(const AttachOptions& given) {
     return status;
 }
 
-Task<void> sendText(SendOptions given) {
+Task<void> sendText(DispatchService& service, SendOptions given) {
     const std::filesystem::path home = findDispatchHome(given.home);
-    const std::vector<std::string> segments{"v1", "sessions", given.bugID, "input"};
+    std::string bugID = co_await wholeID(service, given.bugID);
+    const std::vector<std::string> segments{"v1", "sessions", std::move(bugID), "input"};
     const json::object input{{"text", validUtf8(given.text)}, {"enter", given.enter}, {"raw", given.raw}};
     ControlRequest request{
         .method = "POST", .target = controlTarget(segments), .body = json::serialize(input)};
@@ -186,7 +195,8 @@ Task<void> sendText(SendOptions given) {
 }
 
 int sessionsSend(const SendOptions& given) {
-    return statusOf(sendText(given));
+    const auto service = serviceFor(given.home);
+    return statusOf(sendText(*service, given));
 }
 
 int sessionsList(const SessionsOptions& given) {
@@ -220,7 +230,7 @@ void addShow(CLI::App& sessions, ChosenCommand& chosen) {
 void addAttach(CLI::App& sessions, ChosenCommand& chosen) {
     const auto options = std::make_shared<AttachOptions>();
     CLI::App* app = sessions.add_subcommand("attach", "Work in an agent's terminal; Ctrl-] leaves it");
-    app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
+    addBugOption(*app, options->bugID);
     app->add_flag("--read-only", options->isReadOnly, "Only look: no key goes to the agent but Ctrl-] here");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return sessionsAttach(*options); }; });
@@ -229,7 +239,7 @@ void addAttach(CLI::App& sessions, ChosenCommand& chosen) {
 void addSend(CLI::App& sessions, ChosenCommand& chosen) {
     const auto options = std::make_shared<SendOptions>();
     CLI::App* app = sessions.add_subcommand("send", "Type a text into an agent's terminal");
-    app->add_option("bug", options->bugID, "The bug's id; its first eight characters suffice")->required();
+    addBugOption(*app, options->bugID);
     app->add_option("text", options->text, "What to type; control characters are left out")->required();
     app->add_flag("--enter", options->enter, "Press Enter behind it");
     app->add_flag("--raw", options->raw, "Send its control characters, too");

@@ -104,7 +104,7 @@ int sessionsReplay(const TranscriptOptions& given) {
 }
 
 void addCommonOptions(CLI::App& app, TranscriptOptions& options) {
-    app.add_option("bug", options.bugID, "The bug's id; its first eight characters suffice")->required();
+    addBugOption(app, options.bugID);
     app.add_option("--attempt", options.attempt, "Which attempt; default: the last one")
         ->check(CLI::PositiveNumber)
         ->type_name("NUMBER");

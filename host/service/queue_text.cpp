@@ -105,7 +105,7 @@ std::string nextAction(const BugQueueItem& item, SessionStage stage) {
         case SessionStage::needsStart:
             return "start it: " + command("queue start", item);
         case SessionStage::needsPerson:
-            return "look at its agent's screen: " + command("sessions show --screen", item);
+            return "answer it at its agent's terminal: " + command("sessions attach", item);
         case SessionStage::needsReply:
             return "answer it: " + command("answer", item) + " TEXT";
         case SessionStage::inReview:
