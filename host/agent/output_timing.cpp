@@ -69,8 +69,7 @@ std::vector<TimedOutput> parseTiming(std::string_view text) {
 
 OutputTiming::OutputTiming(AgentTerminal& terminal, Clock& clock, BackgroundExecutor& thread,
                            std::filesystem::path file)
-    : terminal_(terminal),
-      clock_(clock),
+    : clock_(clock),
       thread_(thread),
       file_(std::move(file)),
       begun_(clock.steadyNow()),

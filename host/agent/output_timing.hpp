@@ -56,7 +56,6 @@ class OutputTiming final : private AgentTerminal::Listener {
     void changed() override {}
     void endMoment();
 
-    AgentTerminal& terminal_;
     Clock& clock_;
     BackgroundExecutor& thread_;
     const std::filesystem::path file_;
