@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/process/process_tree.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 #include "tests/host/tmux.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -229,6 +230,15 @@ TEST_F(AttachTest, WithoutAnAgentAttachAndSendAreRefused) {
         EXPECT_EQ(refused.exitCode, 1);
         EXPECT_THAT(refused.error, HasSubstr("Bug 99999999 is not in the queue"));
     }
+}
+
+TEST_F(AttachTest, AnAgentsProcessIsRefused) {
+    work("full-screen");
+    const auto mark = host::markOf(randomUuid());
+    environment[mark.name] = mark.value;
+    EXPECT_THAT(send({"yes"}).error, HasSubstr("This is for people only"));
+    EXPECT_THAT(dispatch({"sessions", "attach", "11111111", "--home", home()}).error,
+                HasSubstr("This is for people only"));
 }
 
 TEST_F(AttachTest, WhatIsSentIsTypedAndNothingElse) {
