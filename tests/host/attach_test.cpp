@@ -158,6 +158,7 @@ TEST_F(AttachTest, WhoIsStuckHoldsUpNobody) {
     EXPECT_TRUE(program->says("11111111  completed")) << program->output();
     EXPECT_TRUE(terminal.shows("The agent of bug 11111111 has ended")) << terminal.screen();
     isAShellAgain(terminal);
+    kill(client(), SIGKILL);
 }
 
 TEST_F(AttachTest, TheTerminalIsPutBackWhenTheOwnerDies) {
