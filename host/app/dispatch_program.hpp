@@ -17,9 +17,9 @@
 namespace quernlight::host {
 
 struct DispatchProgramOptions {
-    std::filesystem::path home;      ///< exists
-    const HomeLock* lock = nullptr;  ///< on the home; outlives the program
-    std::optional<Url> backend{};    ///< absent: the setting
+    std::filesystem::path home;                        ///< exists
+    const HomeLock* lock = nullptr;                    ///< on the home; outlives the program
+    std::optional<Url> backend{};                      ///< absent: the setting
     std::optional<std::filesystem::path> tokenFile{};  ///< absent: see tokenSource
     std::filesystem::path toolServer{};  ///< the program with the command mcp; empty: agents get no tools
     EnvironmentMap environment;          ///< the caller's; what the agent gets of it is chosen here

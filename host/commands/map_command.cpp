@@ -79,9 +79,10 @@ Task<void> remove(DispatchService& service, MapOptions given) {
     if (given.json) {
         co_return output.printJson(jsonOf(mapping));
     }
-    output.print(withoutControls(mapping.bundleID + " (" + mapping.appName) +
-                 ") has no repository any more; its bugs wait for a new one. The repository and its worktrees "
-                 "are left as they are.\n");
+    output.print(
+        withoutControls(mapping.bundleID + " (" + mapping.appName) +
+        ") has no repository any more; its bugs wait for a new one. The repository and its worktrees "
+        "are left as they are.\n");
 }
 
 /// Says whether each can be used; one that cannot ends the command with an error.
@@ -118,8 +119,9 @@ CLI::App* addOperation(CLI::App& map, ChosenCommand& chosen, const char* name, c
     CLI::App* app = map.add_subcommand(name, help);
     app->add_flag("--json", options->json, "As JSON");
     addHomeOption(*app, options->home);
-    app->callback(
-        [options, &chosen, operation] { chosen = [options, operation] { return runOn(*options, operation); }; });
+    app->callback([options, &chosen, operation] {
+        chosen = [options, operation] { return runOn(*options, operation); };
+    });
     return app;
 }
 

@@ -49,8 +49,8 @@ void addReviewCommand(CLI::App& program, ChosenCommand& chosen) {
     const auto options = std::make_shared<ReviewOptions>();
     CLI::App* review = program.add_subcommand("review", "Work that waits to be merged");
     review->require_subcommand(1);
-    CLI::App* app = review->add_subcommand(
-        "list", "List it; the pull requests are known while the dispatcher runs");
+    CLI::App* app =
+        review->add_subcommand("list", "List it; the pull requests are known while the dispatcher runs");
     app->add_flag("--json", options->json, "As JSON: an array");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return reviewList(*options); }; });

@@ -44,8 +44,8 @@ int tellStatus(const StatusOptions& given) {
 
 void addStatusCommand(CLI::App& program, ChosenCommand& chosen) {
     const auto options = std::make_shared<StatusOptions>();
-    CLI::App* app = program.add_subcommand(
-        "status", "Show how all stands; ends with 1 when something needs a person");
+    CLI::App* app =
+        program.add_subcommand("status", "Show how all stands; ends with 1 when something needs a person");
     app->add_flag("--json", options->json, "As JSON: an object");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return tellStatus(*options); }; });

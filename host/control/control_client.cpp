@@ -108,8 +108,9 @@ Task<std::unique_ptr<ControlChannel>> openChannel(std::filesystem::path home, st
     throwUnanswered(unread);
     if (answer.result() != http::status::switching_protocols) {
         const auto refusal = problemOf(responseOf(std::move(answer)));
-        throw UserError(refusal ? refusal->detail
-                                : "The dispatcher has no terminals to offer; it must be of the same version.");
+        throw UserError(refusal
+                            ? refusal->detail
+                            : "The dispatcher has no terminals to offer; it must be of the same version.");
     }
     co_return channel;
 }

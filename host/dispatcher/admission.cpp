@@ -149,8 +149,7 @@ std::string_view nameOf(WaitCause cause) {
 }
 
 std::optional<WaitCause> parseWaitCause(std::string_view name) {
-    const auto* found =
-        std::ranges::find(names, name, &std::pair<WaitCause, std::string_view>::second);
+    const auto* found = std::ranges::find(names, name, &std::pair<WaitCause, std::string_view>::second);
     return found == names.end() ? std::nullopt : std::optional(found->first);
 }
 

@@ -181,8 +181,9 @@ void StartLoop::keepReasons(const std::vector<AdmissionDecision>& decisions) {
 
 std::optional<WaitReason> StartLoop::reasonToWait(const Uuid& itemID) const {
     const auto found = reasons_.find(itemID);
-    return found == reasons_.end() || found->second.cause == WaitCause::running ? std::nullopt
-                                                                                : std::optional(found->second);
+    return found == reasons_.end() || found->second.cause == WaitCause::running
+               ? std::nullopt
+               : std::optional(found->second);
 }
 
 void StartLoop::tellMemory(const std::vector<AdmissionDecision>& decisions) {

@@ -20,12 +20,9 @@ std::optional<TakesEffect> parseTakesEffect(std::string_view text) {
 }  // namespace
 
 json::object jsonOf(const AppMapping& mapping) {
-    return {{"bundle", jsonText(mapping.bundleID)},
-            {"app", jsonText(mapping.appName)},
-            {"app_id", jsonIfAny(mapping.appID)},
-            {"repository", jsonText(mapping.repoPath)},
-            {"base_branch", jsonText(mapping.baseBranch)},
-            {"worktrees", jsonIfAny(mapping.worktreeRootPath)},
+    return {{"bundle", jsonText(mapping.bundleID)},        {"app", jsonText(mapping.appName)},
+            {"app_id", jsonIfAny(mapping.appID)},          {"repository", jsonText(mapping.repoPath)},
+            {"base_branch", jsonText(mapping.baseBranch)}, {"worktrees", jsonIfAny(mapping.worktreeRootPath)},
             {"profile", jsonText(mapping.codexProfile)}};
 }
 
@@ -47,8 +44,7 @@ json::object jsonOf(const MappingCheck& check) {
 }
 
 MappingCheck readMappingCheck(const json::value& value) {
-    return {.mapping = readMapping(value),
-            .trouble = JsonFields(value).optionalText("trouble").value_or("")};
+    return {.mapping = readMapping(value), .trouble = JsonFields(value).optionalText("trouble").value_or("")};
 }
 
 json::object jsonOf(const MappingRequest& request) {

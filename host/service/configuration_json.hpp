@@ -17,7 +17,8 @@ AppMapping readMapping(const boost::json::value& value);
 boost::json::object jsonOf(const MappingCheck& check);
 MappingCheck readMappingCheck(const boost::json::value& value);
 
-/// "app", "repository", "base_branch" ("main" where it is missing) and "worktrees"; the bundle is in the path.
+/// "app", "repository", "base_branch" ("main" where it is missing) and "worktrees"; the bundle is in the
+/// path.
 boost::json::object jsonOf(const MappingRequest& request);
 MappingRequest readMappingRequest(std::string bundleID, const boost::json::value& value);
 

@@ -36,9 +36,9 @@ Condition readCondition(const json::value& value) {
 }
 
 json::object jsonOf(const SeenAgent& agent) {
-    return {{"attempt", agent.attemptNumber},  {"pid", jsonIfAny(agent.pid)},
+    return {{"attempt", agent.attemptNumber},      {"pid", jsonIfAny(agent.pid)},
             {"since", formatInstant(agent.since)}, {"state", jsonText(agent.state)},
-            {"rule", jsonText(agent.rule)},    {"reason", jsonText(agent.reason)}};
+            {"rule", jsonText(agent.rule)},        {"reason", jsonText(agent.reason)}};
 }
 
 std::optional<std::int32_t> readSmall(const JsonFields& fields, std::string_view name) {
@@ -97,8 +97,7 @@ json::object jsonOf(const RunningSession& session) {
             {"title", jsonText(session.title)},
             {"status", rawValue(session.status)},
             {"stage", stageName(session.stage)},
-            {"stage_text",
-             stageText(BugProgress{.stage = session.stage, .exitCode = session.exitCode})},
+            {"stage_text", stageText(BugProgress{.stage = session.stage, .exitCode = session.exitCode})},
             {"detail", jsonText(session.detail)},
             {"exit_code", jsonIfAny(session.exitCode)},
             {"attempt", session.attemptNumber},
@@ -149,12 +148,12 @@ ReviewItem readReviewItem(const json::value& value) {
 }
 
 json::object jsonOf(const HealthReport& report) {
-    return {{"owner", report.owner ? json::value(jsonOf(*report.owner)) : json::value(nullptr)},
-            {"backend", jsonOf(report.backend)},
-            {"disk", jsonOf(report.disk)},
-            {"alerts", jsonArray(report.alerts, jsonText)},
-            {"need_person",
-             jsonArray(report.needPerson, [](const QueueEntry& entry) { return jsonOf(entry); })}};
+    return {
+        {"owner", report.owner ? json::value(jsonOf(*report.owner)) : json::value(nullptr)},
+        {"backend", jsonOf(report.backend)},
+        {"disk", jsonOf(report.disk)},
+        {"alerts", jsonArray(report.alerts, jsonText)},
+        {"need_person", jsonArray(report.needPerson, [](const QueueEntry& entry) { return jsonOf(entry); })}};
 }
 
 HealthReport readHealthReport(const json::value& value) {

@@ -80,7 +80,7 @@ struct HealthReport {
     std::optional<OwnerReport> owner{};  ///< absent while none runs
     Condition backend{};
     Condition disk{};
-    std::vector<std::string> alerts{};       ///< one sentence each, of what holds now
+    std::vector<std::string> alerts{};     ///< one sentence each, of what holds now
     std::vector<QueueEntry> needPerson{};  ///< nothing goes on with these until a person has acted
 };
 

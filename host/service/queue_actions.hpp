@@ -40,8 +40,8 @@ struct Consent {
 struct QueueActionFacts {
     QueueItemStatus status = QueueItemStatus::queued;
     QueueMode mode = QueueMode::automatic;
-    bool hasOpenAttempt = false;  ///< one whose end is not stored
-    bool isMapped = true;         ///< its app has a repository
+    bool hasOpenAttempt = false;     ///< one whose end is not stored
+    bool isMapped = true;            ///< its app has a repository
     std::optional<ItemWork> work{};  ///< who works on it; absent where only the home's owner knows
 };
 

@@ -119,12 +119,9 @@ WaitReason readWaitReason(const json::value& value) {
 }
 
 json::object jsonOf(const QueueEvent& event) {
-    return {{"id", upperCaseText(event.id)},
-            {"item", upperCaseText(event.queueItemID)},
-            {"session", jsonIfAny(event.sessionID)},
-            {"kind", jsonText(event.kind)},
-            {"message", jsonText(event.message)},
-            {"metadata", jsonIfAny(event.metadataJSON)},
+    return {{"id", upperCaseText(event.id)},         {"item", upperCaseText(event.queueItemID)},
+            {"session", jsonIfAny(event.sessionID)}, {"kind", jsonText(event.kind)},
+            {"message", jsonText(event.message)},    {"metadata", jsonIfAny(event.metadataJSON)},
             {"time", formatInstant(event.createdAt)}};
 }
 

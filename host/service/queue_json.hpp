@@ -11,8 +11,8 @@ namespace quernlight::host {
 // Misread.
 
 /// "id", "bug", "app", "app_id", "bundle", "title", "url", "queue", "position", "status", "stage",
-/// "stage_text", "needs_attention", "goal_flow", "priority", "session", "conversation", "error", "created_at",
-/// "added_at", "started_at", "completed_at", "cancelled_at".
+/// "stage_text", "needs_attention", "goal_flow", "priority", "session", "conversation", "error",
+/// "created_at", "added_at", "started_at", "completed_at", "cancelled_at".
 boost::json::object jsonOf(const QueueEntry& entry);
 QueueEntry readQueueEntry(const boost::json::value& value);
 

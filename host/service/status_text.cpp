@@ -48,10 +48,10 @@ std::string agentsText(const DispatchStatus& status) {
     constexpr std::uint64_t gibibyte = 1024;
     const std::string running = std::to_string(status.sessions.size());
     const std::string count = owner ? running + " of " + std::to_string(owner->maxSessions) : running;
-    const std::string memory = owner && owner->memoryMiB
-                                   ? ", " + std::to_string(*owner->memoryMiB / gibibyte) +
-                                         " GiB of memory available"
-                                   : "";
+    const std::string memory =
+        owner && owner->memoryMiB
+            ? ", " + std::to_string(*owner->memoryMiB / gibibyte) + " GiB of memory available"
+            : "";
     return count + " at work (" + status.agent + ")" + memory;
 }
 

@@ -86,8 +86,8 @@ Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request) {
 Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID) {
     const auto mapping = co_await owned.store.mappings.mapping(bundleID);
     if (!mapping) {
-        throw ServiceError(ServiceErrorCode::notFound, "No repository is mapped for " + bundleID +
-                                                           "; see: quernlight-dispatch map list");
+        throw ServiceError(ServiceErrorCode::notFound,
+                           "No repository is mapped for " + bundleID + "; see: quernlight-dispatch map list");
     }
     for (const BugQueueItem& item : co_await owned.store.items.items()) {
         if (item.bundleID == bundleID && isReorderLocked(item.status)) {

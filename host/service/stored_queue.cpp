@@ -44,9 +44,9 @@ ServiceError ambiguous(const std::string& bugID, const std::vector<std::string>&
     for (std::size_t index = 0; index < std::min(fitting.size(), mostNamed); ++index) {
         named += (index == 0 ? "" : ", ") + fitting[index];
     }
-    return {ServiceErrorCode::ambiguous,
-            "Several bugs' ids begin with " + bugID + " (" + named +
-                (fitting.size() > mostNamed ? ", ..." : "") + "); give more of the one that you mean."};
+    return {ServiceErrorCode::ambiguous, "Several bugs' ids begin with " + bugID + " (" + named +
+                                             (fitting.size() > mostNamed ? ", ..." : "") +
+                                             "); give more of the one that you mean."};
 }
 
 /// The id in full of the one queued bug whose id begins so; the text itself when there is none.
@@ -79,8 +79,7 @@ void requireAllowed(QueueAction action, QueueActionVerdict verdict, const BugQue
     using enum ServiceErrorCode;
     if (verdict != QueueActionVerdict::allowed) {
         const bool isAsked = verdict == QueueActionVerdict::needsConfirmation;
-        throw ServiceError(isAsked ? needsConfirmation : refused,
-                           queueActionSentence(action, verdict, item));
+        throw ServiceError(isAsked ? needsConfirmation : refused, queueActionSentence(action, verdict, item));
     }
 }
 

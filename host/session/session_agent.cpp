@@ -186,20 +186,21 @@ void SessionAgent::beginTyping() {
         return;
     }
     DiskHealth& disk = uses_.disk;
-    tasks_->add("typing the goal of bug " + state_.item.bugID,
-                typeGoal({.itemID = state_.item.id,
-                          .sessionID = state_.sessionID,
-                          .goal = state_.attempt.goalText,
-                          .answersDialogs = uses_.settings.agentAnswerDialogs,
-                          .runner = uses_.runner,
-                          .screen = run_.screen(),
-                          .items = uses_.store.items,
-                          .clock = uses_.clock,
-                          .findRecord = uses_.findGoalRecord,
-                          .mailbox = run_.mailbox(),
-                          .isWanted = [this] { return isGoalWanted_; },
-                          .isPersonTyping = [terminal = run_.terminal()] { return terminal->isPersonTyping(); },
-                          .onTrouble = [&disk](const DatabaseError& error) { disk.failed(error); }}));
+    tasks_->add(
+        "typing the goal of bug " + state_.item.bugID,
+        typeGoal({.itemID = state_.item.id,
+                  .sessionID = state_.sessionID,
+                  .goal = state_.attempt.goalText,
+                  .answersDialogs = uses_.settings.agentAnswerDialogs,
+                  .runner = uses_.runner,
+                  .screen = run_.screen(),
+                  .items = uses_.store.items,
+                  .clock = uses_.clock,
+                  .findRecord = uses_.findGoalRecord,
+                  .mailbox = run_.mailbox(),
+                  .isWanted = [this] { return isGoalWanted_; },
+                  .isPersonTyping = [terminal = run_.terminal()] { return terminal->isPersonTyping(); },
+                  .onTrouble = [&disk](const DatabaseError& error) { disk.failed(error); }}));
 }
 
 Task<void> SessionAgent::noteAcceptance(GoalAccepted accepted) {

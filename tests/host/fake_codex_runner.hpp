@@ -74,7 +74,7 @@ class FakeCodexRunner final : public CodexRunner {
     std::vector<std::pair<std::string, Clock::TimePoint>> steps;  // of its stop, and when
     std::vector<std::string> goals;                               // that were submitted
     bool works = true;                                            // on its goal, once it has one
-    std::vector<std::pair<int, int>> sizes;       // that its terminal got, columns first
+    std::vector<std::pair<int, int>> sizes;                       // that its terminal got, columns first
     std::string keysWhileCovered;                 // that came while something else stood there
     std::size_t cutsGoalsAt = std::string::npos;  // as an agent does that takes keys late
 

@@ -106,8 +106,8 @@ TEST_F(OwnerCommandsTest, WorkInReviewIsListedWithItsPullRequest) {
     EXPECT_TRUE(eventually([&] {
         return command({"review", "list"}).output.find("  Shop-3f2a9c1d  http") != std::string::npos;
     })) << command({"review", "list"}).output;
-    EXPECT_THAT(command({"queue", "list"}).output, AllOf(StartsWith("No bug of the queue is like that.\n"),
-                                                         HasSubstr("1 in review; see: ")));
+    EXPECT_THAT(command({"queue", "list"}).output,
+                AllOf(StartsWith("No bug of the queue is like that.\n"), HasSubstr("1 in review; see: ")));
     EXPECT_THAT(command({"queue", "list", "--state", "in review"}).output, HasSubstr("3f2a9c1d  Shop"));
 }
 
@@ -195,8 +195,8 @@ TEST_P(BugCommandsTest, BugsAreListedFiledCommentedAndDeleted) {
     EXPECT_EQ(bug({"bugs", "status", bugID, "investigate"}).exitCode, 0);
     EXPECT_EQ(bug({"bugs", "pr", bugID, "https://git.example/pull/7"}).exitCode, 0);
     test::writeFile(repository.scratch("note.txt"), "A note.");
-    EXPECT_EQ(bug({"bugs", "comment", bugID, "See this.", "--attach", repository.scratch("note.txt")}).exitCode,
-              0);
+    EXPECT_EQ(
+        bug({"bugs", "comment", bugID, "See this.", "--attach", repository.scratch("note.txt")}).exitCode, 0);
     EXPECT_THAT(bug({"bugs", "show", bugID}).output,
                 AllOf(HasSubstr("A new one"), HasSubstr("status:       investigate\n"),
                       HasSubstr("https://git.example/pull/7\n"), HasSubstr("note.txt (text/plain")));
@@ -227,9 +227,8 @@ TEST_P(BugCommandsTest, ABugIsTakenInByHand) {
     EXPECT_EQ(command({"queue", "show", bugID}).exitCode, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, BugCommandsTest, testing::Bool(), [](const auto& runs) {
-    return runs.param ? "AskedOfTheOwner" : "WithoutAnOwner";
-});
+INSTANTIATE_TEST_SUITE_P(All, BugCommandsTest, testing::Bool(),
+                         [](const auto& runs) { return runs.param ? "AskedOfTheOwner" : "WithoutAnOwner"; });
 
 }  // namespace
 }  // namespace quernlight

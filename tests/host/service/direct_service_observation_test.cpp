@@ -141,10 +141,11 @@ class DirectServiceLiveTest : public DirectServiceObservationTest {
                  .workOn = [this](const Uuid& itemID) { return works[itemID]; },
                  .waits = [this](const Uuid&) { return waits; },
                  .stopSession = [this](const Uuid& itemID) { return works[itemID] == ItemWork::session; },
-                 .changed = [this](const std::optional<QueueEntry>& entry) {
-                     told.push_back(entry ? entry->item.bugID + " " + std::string(stageText(entry->stage))
-                                          : "a mapping");
-                 },
+                 .changed =
+                     [this](const std::optional<QueueEntry>& entry) {
+                         told.push_back(entry ? entry->item.bugID + " " + std::string(stageText(entry->stage))
+                                              : "a mapping");
+                     },
                  .removed = [this](const std::string& bugID) { told.push_back(bugID + " removed"); }});
     }
     BugQueueItem worksOn(const std::string& bugID, SessionStage stage) {

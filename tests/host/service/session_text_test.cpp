@@ -36,10 +36,11 @@ INSTANTIATE_TEST_SUITE_P(
             "LineOfOneWithoutAnAgent", sessionLine,
             R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"preparing worktree","agent":null})",
             "3f2a9c1d  Shop          preparing worktree    -         -         Crash\n"},
-        TextRow{"LineWithTextsFromOutside", sessionLine,
-                R"({"bug":"3f2a9c1d","app":"A\u001b[2Jvery long name","title":"Crash","stage_text":"needs you",
+        TextRow{
+            "LineWithTextsFromOutside", sessionLine,
+            R"({"bug":"3f2a9c1d","app":"A\u001b[2Jvery long name","title":"Crash","stage_text":"needs you",
                     "detail":"log in\nfirst","agent":{"state":"dialog","since":"?"}})",
-                "3f2a9c1d  A [2Jvery l…  needs you             dialog    -         log in first\n"},
+            "3f2a9c1d  A [2Jvery l…  needs you             dialog    -         log in first\n"},
         TextRow{"StatusOfOneThatRuns", sessionStatus, worked,
                 "3f2a9c1d  Shop          working               Crash\n"
                 "agent:      idle (composer: row 8, empty), process 4711, since 2026-03-01T10:00:00Z\n"
@@ -56,10 +57,11 @@ INSTANTIATE_TEST_SUITE_P(
             "process:    12\n"
             "worktree:   none\n"
             "directory:  /home/sessions/1\n"},
-        TextRow{"StatusBeforeAnyAttempt", sessionStatus,
-                R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"queued","dispatcher_runs":true})",
-                "3f2a9c1d  Shop          queued                Crash\nagent:      none runs\n"
-                "attempt:    none yet\n"},
+        TextRow{
+            "StatusBeforeAnyAttempt", sessionStatus,
+            R"({"bug":"3f2a9c1d","app":"Shop","title":"Crash","stage_text":"queued","dispatcher_runs":true})",
+            "3f2a9c1d  Shop          queued                Crash\nagent:      none runs\n"
+            "attempt:    none yet\n"},
         TextRow{"PictureWithoutBlankLinesAtItsEnd", pictureText,
                 R"({"screen":{"lines":["","  › a\u001b[2J","","b","",""]}})", "\n  › a [2J\n\nb\n"},
         TextRow{"PictureOfNothing", pictureText, R"({"screen":{"lines":["",""]}})", ""},
