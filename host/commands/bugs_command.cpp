@@ -108,9 +108,20 @@ int runOn(const BugsOptions& given, Operation operation) {
     return statusOf(operation(*service, given));
 }
 
-/// Nobody gets a deleted bug back.
+Task<void> describe(DispatchService& service, std::string bugID, std::string& description) {
+    const QLBugDetailResponse detail = co_await service.bugDetail(std::move(bugID));
+    description = withoutControls("Bug " + detail.bug.id + " (" + detail.bug.title + ")");
+}
+
+/// Nobody gets a deleted bug back, so a person sees which one it is.
 int removeBug(const BugsOptions& given) {
-    const std::string bug = "Bug " + withoutControls(given.bugID);
+    std::string bug = "Bug " + withoutControls(given.bugID);
+    if (!given.yes && canAsk()) {
+        const auto service = serviceWithBackend(given.backend);
+        if (const int status = statusOf(describe(*service, given.bugID, bug)); status != 0) {
+            return status;
+        }
+    }
     if (!given.yes && !canAsk()) {
         throw UserError(bug + " would be deleted for good, and there is no terminal to ask on; add --yes.");
     }

@@ -108,15 +108,20 @@ Task<void> change(DispatchService& service, QueueChange change, bool asJson) {
         co_return output.printJson(jsonOf(changed));
     }
     const std::string bug = withoutControls(changed.item.bugID + "  " + changed.item.title);
+    const bool isStopping = action == QueueAction::cancel && isRunning(changed.stage);
+    if (isStopping) {
+        co_return output.print(bug + ": cancelled; its agent is being stopped\n");
+    }
     output.print(action == QueueAction::remove ? bug + " has been removed from the queue.\n"
                                                : bug + ": " + stageInQueue(changed) + "\n");
 }
 
 /// Whether a person wants finished work touched.
 bool isConfirmed(const QueueChange& change) {
-    const std::string bug =
-        "The work on bug " + withoutControls(BugID::normalized(change.bugID)) + " is in review";
     const bool isRemoval = change.action == QueueAction::remove;
+    const std::string id = withoutControls(BugID::normalized(change.bugID));
+    const std::string bug = isRemoval ? "Bug " + id + " was worked on, and its history would be forgotten"
+                                      : "The work on bug " + id + " is in review";
     if (!canAsk()) {
         throw UserError(bug + ", and there is no terminal to ask on; add --yes to have it " +
                         (isRemoval ? "removed." : "worked on again."));
@@ -250,10 +255,11 @@ void addMove(CLI::App& queue, ChosenCommand& chosen) {
 
 void addRemove(CLI::App& queue, ChosenCommand& chosen) {
     const auto options = std::make_shared<ChangeOptions>();
-    CLI::App* app =
-        addChange(queue, chosen, QueueAction::remove,
-                  "Forget a bug with its history; it comes in again while the backend lists it", options);
-    app->add_flag("--yes", options->change.consent.confirmed, "Do not ask, also for work in review");
+    CLI::App* app = addChange(
+        queue, chosen, QueueAction::remove,
+        "Forget a bug with its history; it comes in again while it is open at the backend", options);
+    app->add_flag("--yes", options->change.consent.confirmed,
+                  "Do not ask, also for a bug that was worked on");
 }
 
 }  // namespace

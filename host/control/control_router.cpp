@@ -48,9 +48,10 @@ std::optional<std::vector<std::string>> match(const std::vector<std::string>& pa
     return parameters;
 }
 
-Task<ControlResponse> answered(Task<ControlResponse> handling) {
+Task<ControlResponse> answered(const ControlRouter::Handler& handler, ControlRequest request) {
     std::string failure;
     try {
+        Task<ControlResponse> handling = handler(std::move(request));
         co_return co_await std::move(handling);
     } catch (const boost::system::system_error& error) {
         if (error.code() == boost::asio::error::operation_aborted) {
@@ -108,7 +109,7 @@ Task<ControlResponse> ControlRouter::respond(ControlRequest request) const {
         }
         if (parameters && route.method == request.method) {
             request.parameters = std::move(*parameters);
-            co_return co_await answered(route.handler(std::move(request)));
+            co_return co_await answered(route.handler, std::move(request));
         }
     }
     co_return isKnown ? problem(405, "This resource does not take " + request.method + ".")

@@ -16,8 +16,8 @@ namespace quernlight::host {
 /// What one owner takes on its socket at most.
 struct ControlLimits {
     std::size_t largestBody = std::size_t{4} << 20U;  ///< of a request, in bytes; a larger one is 413
-    std::size_t connections = 128;                    ///< at the same time; then the idlest is closed
-    std::size_t connectionsOfOne = 32;                ///< of one who asks, the same
+    std::size_t connections = 400;                    ///< at the same time; then the idlest is closed
+    std::size_t connectionsOfOne = 256;               ///< of one who asks, the same
     double requestsPerSecond = 2000;                  ///< of one who asks; beyond it is 429
     int burst = 2000;
     std::chrono::seconds idleTimeout{30};     ///< of a connection on which nothing comes

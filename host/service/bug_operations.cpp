@@ -31,6 +31,12 @@ Task<QLCreateBugResponse> fileBug(std::shared_ptr<const QuernlightClient> client
 
 Task<QLCommentDTO> postComment(std::shared_ptr<const QuernlightClient> client, BugComment comment) {
     requireText(comment.body, "comment");
+    for (const std::filesystem::path& file : comment.attachments) {
+        if (!file.is_absolute()) {
+            throw ServiceError(ServiceErrorCode::invalid, "The path of an attachment, " + file.string() +
+                                                              ", is not absolute; nothing was sent.");
+        }
+    }
     CreateCommentRequest request{.body = std::move(comment.body), .authorType = "user"};
     co_return co_await client->createComment(std::move(comment.bugID), std::move(request),
                                              std::move(comment.attachments));

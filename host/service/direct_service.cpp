@@ -6,6 +6,7 @@
 #include "host/process/user_error.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
+#include "host/text/shell_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
@@ -120,7 +121,7 @@ Task<AppMapping> changeMapping(StoreAccess& access, const LiveSources& live, Map
 
 Task<AppMapping> forgetMapping(StoreAccess& access, const LiveSources& live, std::string bundleID) {
     OwnedStore owned = co_await access.forQueue();
-    AppMapping mapping = co_await removeMapping(std::move(owned), std::move(bundleID));
+    AppMapping mapping = co_await removeMapping(std::move(owned), std::move(bundleID), workOn(live));
     tellChanged(live);
     co_return mapping;
 }
@@ -216,31 +217,14 @@ Task<std::shared_ptr<const QuernlightClient>> reach(const BackendAccess& backend
     co_return co_await backend();
 }
 
-/// The id of a bug of the queue that is named by the beginning of it; any other as it is.
-Task<std::string> wholeID(StoreAccess& access, std::string bugID) {
-    std::string whole = BugID::normalized(bugID);
-    try {
-        DispatchStore store = co_await access.forReading();
-        const BugQueueItem item = co_await itemNamed(std::move(store), std::move(bugID));
-        whole = item.bugID;
-    } catch (const ServiceError& error) {
-        if (error.code() != ServiceErrorCode::notFound) {
-            throw;
-        }
-    } catch (const UserError&) {  // there is no home yet
-    }
-    co_return whole;
-}
-
 Task<std::vector<QLBugSummaryDTO>> listBugs(const BackendAccess& backend, BugQuery query) {
     const auto client = co_await reach(backend);
     co_return co_await client->fetchBugs(std::move(query.statuses), query.limit);
 }
 
-Task<QLBugDetailResponse> showDetail(StoreAccess& access, const BackendAccess& backend, std::string bugID) {
+Task<QLBugDetailResponse> showDetail(const BackendAccess& backend, std::string bugID) {
     const auto client = co_await reach(backend);
-    std::string whole = co_await wholeID(access, std::move(bugID));
-    co_return co_await client->fetchBugDetailWithServerComments(std::move(whole));
+    co_return co_await client->fetchBugDetailWithServerComments(std::move(bugID));
 }
 
 Task<QLCreateBugResponse> file(const BackendAccess& backend, NewBug bug) {
@@ -248,30 +232,42 @@ Task<QLCreateBugResponse> file(const BackendAccess& backend, NewBug bug) {
     co_return co_await quernlight::host::fileBug(std::move(client), std::move(bug));
 }
 
-Task<QLCommentDTO> post(StoreAccess& access, const BackendAccess& backend, BugComment comment) {
+Task<QLCommentDTO> post(const BackendAccess& backend, BugComment comment) {
     auto client = co_await reach(backend);
-    comment.bugID = co_await wholeID(access, std::move(comment.bugID));
     co_return co_await postComment(std::move(client), std::move(comment));
 }
 
-Task<void> changeStatus(StoreAccess& access, const BackendAccess& backend, std::string bugID,
-                        std::string status) {
+Task<void> changeStatus(const BackendAccess& backend, std::string bugID, std::string status) {
     const auto client = co_await reach(backend);
-    std::string whole = co_await wholeID(access, std::move(bugID));
-    co_await client->updateBugStatus(std::move(whole), std::move(status));
+    co_await client->updateBugStatus(std::move(bugID), std::move(status));
 }
 
-Task<void> changePullRequest(StoreAccess& access, const BackendAccess& backend, std::string bugID,
-                             std::optional<Url> link) {
+Task<void> changePullRequest(const BackendAccess& backend, std::string bugID, std::optional<Url> link) {
     const auto client = co_await reach(backend);
-    std::string whole = co_await wholeID(access, std::move(bugID));
-    co_await client->updateBugPRURL(std::move(whole), std::move(link));
+    co_await client->updateBugPRURL(std::move(bugID), std::move(link));
 }
 
-Task<void> removeBug(StoreAccess& access, const BackendAccess& backend, std::string bugID) {
+/// The item, where the home has a queue and the bug is in it.
+Task<std::optional<BugQueueItem>> queued(StoreAccess& access, std::string bugID) {
+    try {
+        const DispatchStore store = co_await access.forReading();
+        co_return co_await store.items.item(std::string_view(bugID));
+    } catch (const UserError&) {  // there is no home yet
+    }
+    co_return std::nullopt;
+}
+
+Task<void> removeBug(StoreAccess& access, const LiveSources& live, const BackendAccess& backend,
+                     std::string bugID) {
     const auto client = co_await reach(backend);
-    std::string whole = co_await wholeID(access, std::move(bugID));
-    co_await client->deleteBug(std::move(whole));
+    const auto item = co_await queued(access, bugID);
+    const bool isLocked = item && isReorderLocked(item->status);
+    if (item && (isLocked || (live.workOn && live.workOn(item->id) != ItemWork::none))) {
+        throw ServiceError(ServiceErrorCode::refused,
+                           "Bug " + item->bugID + " is being worked on; cancel that first with: " +
+                               "quernlight-dispatch queue cancel " + shellQuoted(item->bugID));
+    }
+    co_await client->deleteBug(std::move(bugID));
 }
 
 Task<void> requireNew(DispatchStore store, std::string bugID) {
@@ -293,6 +289,8 @@ Task<QueueEntry> addToQueue(StoreAccess& access, const LiveSources& live, const 
     const std::string whole = BugID::normalized(bugID);
     co_await requireNew(owned.store, whole);
     QLBugSummaryDTO bug = co_await bugSummary(std::move(client), whole);
+    std::string known = BugID::normalized(bug.id);  // the backend may know it by a longer one
+    co_await requireNew(owned.store, std::move(known));
     BugQueueItem item = co_await owned.manager->enqueue(std::move(bug), mode);
     QueueEntry entry = co_await queueEntry(owned.store, std::move(item));
     if (live.changed) {
@@ -368,7 +366,7 @@ Task<std::vector<QLBugSummaryDTO>> DirectService::bugs(BugQuery query) {
 }
 
 Task<QLBugDetailResponse> DirectService::bugDetail(std::string bugID) {
-    return withServiceErrors(showDetail(*access_, backend_, std::move(bugID)));
+    return withServiceErrors(showDetail(backend_, std::move(bugID)));
 }
 
 Task<QLCreateBugResponse> DirectService::fileBug(NewBug bug) {
@@ -376,19 +374,19 @@ Task<QLCreateBugResponse> DirectService::fileBug(NewBug bug) {
 }
 
 Task<QLCommentDTO> DirectService::comment(BugComment comment) {
-    return withServiceErrors(post(*access_, backend_, std::move(comment)));
+    return withServiceErrors(post(backend_, std::move(comment)));
 }
 
 Task<void> DirectService::setBugStatus(std::string bugID, std::string status) {
-    return withServiceErrors(changeStatus(*access_, backend_, std::move(bugID), std::move(status)));
+    return withServiceErrors(changeStatus(backend_, std::move(bugID), std::move(status)));
 }
 
 Task<void> DirectService::setPullRequest(std::string bugID, std::optional<Url> link) {
-    return withServiceErrors(changePullRequest(*access_, backend_, std::move(bugID), std::move(link)));
+    return withServiceErrors(changePullRequest(backend_, std::move(bugID), std::move(link)));
 }
 
 Task<void> DirectService::deleteBug(std::string bugID) {
-    return withServiceErrors(removeBug(*access_, backend_, std::move(bugID)));
+    return withServiceErrors(removeBug(*access_, live_, backend_, std::move(bugID)));
 }
 
 Task<QueueEntry> DirectService::enqueue(std::string bugID, QueueMode mode) {

@@ -58,7 +58,7 @@ class DispatchService {
     /// Back to its default.
     virtual Task<SettingValue> unsetSetting(std::string key) = 0;
 
-    // The backend's bugs. A bug that is in the queue is named as there, any other by its id. `backendFailed`:
+    // The backend's bugs, named by their ids in full: eight characters. `backendFailed`:
     // it cannot be reached, or refuses.
 
     virtual Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) = 0;

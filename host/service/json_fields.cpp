@@ -13,6 +13,12 @@ Misread JsonFields::misread(std::string_view name) {
     return Misread("the member \"" + std::string(name) + "\" is missing, or not as expected");
 }
 
+void JsonFields::require(std::string_view name) const {
+    if (!object_.contains(name)) {
+        throw misread(name);
+    }
+}
+
 const json::value& JsonFields::value(std::string_view name) const {
     static const json::value null;
     const json::value* found = object_.if_contains(name);

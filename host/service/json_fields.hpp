@@ -44,6 +44,9 @@ class JsonFields {
     const boost::json::array& list(std::string_view name) const;
     std::vector<std::string> texts(std::string_view name) const;
 
+    /// Throws Misread for what is missing.
+    void require(std::string_view name) const;
+
     /// Null for what is missing.
     const boost::json::value& value(std::string_view name) const;
 

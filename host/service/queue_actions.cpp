@@ -14,7 +14,8 @@ std::string command(const char* name, const BugQueueItem& item) {
 
 /// What an open attempt of an item that waits or has ended means.
 QueueActionVerdict openAttempt(const QueueActionFacts& facts) {
-    return facts.work ? QueueActionVerdict::sessionEnds : QueueActionVerdict::sessionUnreconciled;
+    const bool isWorkedOn = facts.work && *facts.work != ItemWork::none;
+    return isWorkedOn ? QueueActionVerdict::sessionEnds : QueueActionVerdict::sessionUnreconciled;
 }
 
 QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& facts, Consent consent) {
@@ -28,7 +29,8 @@ QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& fa
     if (!isPossible || needsWord) {
         return isFinished ? needsRetryAgain : needsRetry;
     }
-    if (isFinished && !consent.confirmed) {
+    const bool holdsWork = isFinished || (action == QueueAction::remove && facts.hasAttempts);
+    if (holdsWork && !consent.confirmed) {
         return needsConfirmation;
     }
     const bool isWorkedOn = facts.work && *facts.work != ItemWork::none;
@@ -41,7 +43,9 @@ QueueActionVerdict verdictOnUnderWay(QueueAction action, const QueueActionFacts&
     if (!facts.work) {
         return sessionUnreconciled;
     }
-    if (*facts.work != ItemWork::session) {
+    // What has been reported is never undone.
+    const bool hasReported = facts.status == QueueItemStatus::codexCompleted;
+    if (*facts.work != ItemWork::session || hasReported) {
         return sessionEnds;
     }
     return action == QueueAction::cancel ? allowed : agentWorks;
@@ -49,7 +53,7 @@ QueueActionVerdict verdictOnUnderWay(QueueAction action, const QueueActionFacts&
 
 std::string confirmationClause(QueueAction action) {
     return action == QueueAction::remove
-               ? "its work is done; a person has to confirm that it is forgotten."
+               ? "an agent has worked on it; a person has to confirm that it is forgotten."
                : "its work is done; a person has to confirm that it is worked on again.";
 }
 
@@ -76,7 +80,8 @@ std::string clause(QueueAction action, QueueActionVerdict verdict, const BugQueu
         case sessionEnds:
             return "its session is just being ended; try again in a moment.";
         case sessionUnreconciled:
-            return "its session has to be reconciled first; start the dispatcher once.";
+            return "what its last session has come to is not known yet; the next start of the dispatcher finds "
+                   "out.";
         case allowed:
             break;
     }
@@ -114,7 +119,8 @@ QueueActionFacts queueActionFacts(const BugQueueItem& item,
             .mode = item.queueMode,
             .hasOpenAttempt = latestAttempt && isOpen(*latestAttempt),
             .isMapped = isMapped,
-            .work = work};
+            .work = work,
+            .hasAttempts = latestAttempt.has_value()};
 }
 
 QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts, Consent consent) {
@@ -126,10 +132,16 @@ QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts
     if (isReorderLocked(facts.status) || isWorkedOn) {
         return action == QueueAction::start ? notHeld : verdictOnUnderWay(action, facts);
     }
+    // An owner that runs would start it without asking what the attempt has come to.
+    const bool mayStart = action == QueueAction::start || action == QueueAction::moveToAuto;
+    if (facts.hasOpenAttempt && ((mayStart && facts.work) || action == QueueAction::remove)) {
+        return openAttempt(facts);
+    }
     if (action == QueueAction::start) {
         return facts.mode != QueueMode::manual ? notHeld : facts.isMapped ? allowed : needsMapping;
     }
-    return action == QueueAction::remove && facts.hasOpenAttempt ? openAttempt(facts) : allowed;
+    const bool losesWork = action == QueueAction::remove && facts.hasAttempts && !consent.confirmed;
+    return losesWork ? needsConfirmation : allowed;
 }
 
 std::string queueActionSentence(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item) {

@@ -20,7 +20,7 @@ enum class QueueAction {
     moveToManual,  ///< moves a waiting item to the manual queue
     moveToAuto,    ///< the same to the automatic queue
     reorder,       ///< puts a waiting item in front of another one, or at the end of its queue
-    remove,        ///< forgets it, with its history; it comes in again while the backend lists it
+    remove,        ///< forgets it, with its history; it comes in again while it is open at the backend
 };
 
 inline constexpr std::array allQueueActions{
@@ -43,6 +43,7 @@ struct QueueActionFacts {
     bool hasOpenAttempt = false;     ///< one whose end is not stored
     bool isMapped = true;            ///< its app has a repository
     std::optional<ItemWork> work{};  ///< who works on it; absent where only the home's owner knows
+    bool hasAttempts = false;        ///< an agent may have worked on it
 };
 
 QueueActionFacts queueActionFacts(const BugQueueItem& item,
@@ -51,7 +52,7 @@ QueueActionFacts queueActionFacts(const BugQueueItem& item,
 
 enum class QueueActionVerdict {
     allowed,
-    needsConfirmation,    ///< finished work is touched only when a person has confirmed it
+    needsConfirmation,    ///< work that was done is touched only when a person has confirmed it
     leftQueue,            ///< there is nothing to cancel
     needsRetry,           ///< work that has ended is begun again by a retry alone
     needsRetryAgain,      ///< the same, and work that was finished only when a person says "again"

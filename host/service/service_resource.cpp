@@ -251,8 +251,10 @@ void ServiceResource::offerBugs(ControlRouter& router) {
     });
     router.add("PUT", "/v1/bugs/*/pull-request", Audience::people, [this](const ControlRequest& request) {
         return withBody(request, [&](const json::value& body) {
-            return answerDone(service_.setPullRequest(request.parameters.at(0),
-                                                      JsonFields(body).optionalUrl("pull_request")));
+            const JsonFields fields(body);
+            fields.require("pull_request");
+            return answerDone(
+                service_.setPullRequest(request.parameters.at(0), fields.optionalUrl("pull_request")));
         });
     });
     router.add("POST", "/v1/queue", Audience::people, [this](const ControlRequest& request) {

@@ -83,14 +83,16 @@ Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request) {
     co_return mapping;
 }
 
-Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID) {
+Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, WorkOnItem workOn) {
     const auto mapping = co_await owned.store.mappings.mapping(bundleID);
     if (!mapping) {
         throw ServiceError(ServiceErrorCode::notFound,
                            "No repository is mapped for " + bundleID + "; see: quernlight-dispatch map list");
     }
     for (const BugQueueItem& item : co_await owned.store.items.items()) {
-        if (item.bundleID == bundleID && isReorderLocked(item.status)) {
+        const auto work = workOn ? workOn(item.id) : std::nullopt;
+        const bool isWorkedOn = isReorderLocked(item.status) || (work && *work != ItemWork::none);
+        if (item.bundleID == bundleID && isWorkedOn) {
             throw ServiceError(ServiceErrorCode::refused,
                                "Bug " + item.bugID + " of " + bundleID +
                                    " is being worked on; stop that first with: quernlight-dispatch "

@@ -43,7 +43,7 @@ Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest reque
 Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request);
 
 /// Forgets the mapping, and returns it. Refused while a session works for the app.
-Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID);
+Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, WorkOnItem workOn);
 
 /// Each mapping, with what keeps it from being used now. Git runs as the home's own.
 Task<std::vector<MappingCheck>> checkMappings(std::filesystem::path home, DispatchStore store);

@@ -104,6 +104,12 @@ Task<void> BugSession::runToItsEnd(TaskSet& tasks) {
         NextStep interrupted = SessionInterrupted{};
         co_return co_await end_.finish(std::move(interrupted));
     }
+    const bool ours = co_await log_.isStillOurs();
+    if (!ours) {  // it was cancelled while it was prepared
+        co_await agent_.noteUnstarted();
+        NextStep superseded = SessionSuperseded{};
+        co_return co_await end_.finish(std::move(superseded));
+    }
     auto cannotStart = co_await agent_.start(tasks);
     if (cannotStart) {
         co_return co_await end_.putBack(std::move(*cannotStart));

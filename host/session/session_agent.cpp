@@ -54,7 +54,11 @@ Task<void> SessionAgent::recordAttempt(std::string goal) {
 }
 
 Task<void> SessionAgent::awaitTurn() {
-    while (!uses_.stop.isStopping() && !uses_.firstLaunch.take()) {
+    while (!uses_.stop.isStopping() && !state_.isStopWished) {
+        hasTurn_ = uses_.firstLaunch.take();
+        if (hasTurn_) {
+            co_return;
+        }
         co_await uses_.clock.sleepFor(turnInterval);
     }
 }
@@ -101,7 +105,9 @@ LiveAgent SessionAgent::liveAgent() const {
 }
 
 Task<void> SessionAgent::noteUnstarted() {
-    uses_.firstLaunch.ended();
+    if (hasTurn_) {
+        uses_.firstLaunch.ended();
+    }
     co_await log_.tellIfPossible(EventKind::goalNotTyped,
                                  "The agent was not started, so its goal was not typed.");
 }

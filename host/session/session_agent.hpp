@@ -109,6 +109,7 @@ class SessionAgent {
     SessionLog& log_;
     AgentRun run_;
     LiveScreens::Entry shownScreen_;  // from the start on
+    bool hasTurn_ = false;            // to be started, see awaitTurn
     bool isStopped_ = false;          // the escalation has been run
     bool isExitRecorded_ = true;  // from the start on only once its end is stored and nothing of it is left
     TaskSet* tasks_ = nullptr;    // from the start on

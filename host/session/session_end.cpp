@@ -101,7 +101,8 @@ Task<void> SessionEnd::interrupt(std::string reason) {
 /// What a person has stopped waits for a person. The item is still this session's for the loop, which starts
 /// nothing of it meanwhile.
 Task<bool> SessionEnd::holdIfWished() {
-    if (!state_.isStopWished) {
+    const auto item = co_await uses_.store.items.item(state_.item.id);
+    if (!state_.isStopWished || !item || isTerminal(item->status)) {
         co_return false;
     }
     co_await log_.tell(EventKind::sessionStopped, std::string(stoppedReason));
@@ -152,8 +153,9 @@ Task<void> SessionEnd::end(ConversationUnknown end) {
     co_await agent_.stop();
     co_await log_.tell(EventKind::conversationUnknown, sentence, conversationMetadata(end.conversation));
     co_await uses_.manager.markResumable(state_.item.id);
+    const bool isHeld = co_await holdIfWished();
     co_await markAttemptFailed(sentence);
-    log_.show(SessionStage::queued, sentence);
+    log_.show(isHeld ? SessionStage::needsStart : SessionStage::queued, sentence);
 }
 
 Task<void> SessionEnd::end(AgentNotFound end) {

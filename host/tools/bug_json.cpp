@@ -122,6 +122,7 @@ json::object shownComment(const QLCommentDTO& comment) {
     json::object object{{"id", upperCaseText(comment.id)}, {"bug_id", comment.bugID}, {"body", comment.body}};
     add(object, "author_type", comment.authorType);
     object["created_at"] = formatInstant(comment.createdAt);
+    object["updated_at"] = formatInstant(comment.updatedAt);
     if (comment.metadata) {
         object["metadata"] = shown(*comment.metadata);
     }

@@ -65,7 +65,11 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
               200U);
     EXPECT_EQ(ask("PUT", "/v1/bugs/*/status", "/v1/bugs/22222222/status", R"({"status":"open"})").status,
               200U);
-    EXPECT_EQ(ask("PUT", "/v1/bugs/*/pull-request", "/v1/bugs/22222222/pull-request", "{}").status, 200U);
+    EXPECT_EQ(ask("PUT", "/v1/bugs/*/pull-request", "/v1/bugs/22222222/pull-request", "{}").status, 400U);
+    EXPECT_EQ(
+        ask("PUT", "/v1/bugs/*/pull-request", "/v1/bugs/22222222/pull-request", R"({"pull_request":null})")
+            .status,
+        200U);
     const std::string filed = R"({"bundle":"com.acme.shop","title":"New","description":"Text."})";
     EXPECT_EQ(ask("POST", "/v1/bugs", "/v1/bugs", filed).status, 200U);
     EXPECT_EQ(ask("POST", "/v1/queue", "/v1/queue", R"({"bug":"22222222","queue":"auto"})").status, 409U);

@@ -51,12 +51,14 @@ TEST_F(OwnerCommandsTest, CancellingABugThatIsWorkedOnStopsItsAgent) {
     const pid_t worker = agent("3f2a9c1d");
     const auto outcome = command({"queue", "cancel", "3f2a"});
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
+    EXPECT_THAT(outcome.output, EndsWith(": cancelled; its agent is being stopped\n"));
     EXPECT_TRUE(owner->says("3f2a9c1d  agentExited: ")) << owner->output();
     EXPECT_TRUE(eventually([&] { return kill(worker, 0) != 0; }));
     EXPECT_EQ(status("3f2a9c1d"), "cancelled");
     EXPECT_TRUE(eventually([&] { return attempt("3f2a9c1d", "state") == "failed"; }));
     EXPECT_THAT(command({"queue", "list"}).output, HasSubstr("1 cancelled; see: "));
-    EXPECT_EQ(command({"queue", "remove", "3f2a9c1d"}).exitCode, 0);
+    EXPECT_THAT(command({"queue", "remove", "3f2a9c1d"}).error, HasSubstr("add --yes to have it removed"));
+    EXPECT_EQ(command({"queue", "remove", "3f2a9c1d", "--yes"}).exitCode, 0);
     EXPECT_THAT(command({"queue", "show", "3f2a9c1d"}).error, HasSubstr("is not in the queue"));
 }
 
@@ -159,6 +161,7 @@ class BugCommandsTest : public OwnerCommandsTest, public testing::WithParamInter
   protected:
     BugCommandsTest() {
         report("b05d83f7", "It does not work");
+        agentDoesAsToldAgain();
         startBackend();
         mapApp();
         runOnce();

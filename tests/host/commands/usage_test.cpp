@@ -58,8 +58,7 @@ INSTANTIATE_TEST_SUITE_P(
         UsageRow{{"queue", "show", "1", "2"},
                  "unexpected word \"2\"; see: quernlight-dispatch queue show --help"},
         UsageRow{{"queue", "lis\x1b[2J"},
-                 "unknown command \"lis\\x1b[2J\"; there are: list, show, start, "
-                 "next, retry, cancel, hold, release"},
+                 "unknown command \"lis\\x1b[2J\"; there are: list, show, events, add, start"},
         UsageRow{{"queue", "list", "--home", ""},
                  "--home: the path is empty; see: quernlight-dispatch queue list --help"},
         UsageRow{{"--home", "/one", "queue", "list", "--home", "/other"},

@@ -97,6 +97,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         //                                                                                 start       next        retry       cancel      moveToManual moveToAuto  reorder     remove
         StateRow{"running, worked on",      {running, automatic, true, true, worked},  {}, {notHeld,    agentWorks, agentWorks, allowed,    agentWorks,  agentWorks, agentWorks, agentWorks}},
+        StateRow{"reported, being stopped", {codexCompleted, automatic, true, true, worked}, {}, {notHeld, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds}},
+        StateRow{"held, its end not known", {queued, manual, true, true, settled}, {}, {toSettle, allowed, allowed, allowed, allowed, toSettle, allowed, toSettle}},
+        StateRow{"failed, its end not known", {failed, automatic, true, true, settled}, {}, {needsRetry, needsRetry, toSettle, leftQueue, needsRetry, needsRetry, needsRetry, toSettle}},
+        StateRow{"queued, worked on before", {queued, automatic, false, true, settled, true}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, needsConfirmation}},
+        StateRow{"failed, worked on before", {failed, automatic, false, true, settled, true}, {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, needsConfirmation}},
+        StateRow{"failed, worked on before, confirmed", {failed, automatic, false, true, settled, true}, confirmed, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
         StateRow{"queued, being prepared",  {queued, automatic, false, true, worked},  {}, {notHeld,    agentWorks, agentWorks, allowed,    agentWorks,  agentWorks, agentWorks, agentWorks}},
         StateRow{"running, being settled",  {running, automatic, true, true, ItemWork::reconciliation}, {}, {notHeld, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds}},
         StateRow{"cancelled, being stopped", {cancelled, automatic, true, true, worked}, {}, {needsRetry, needsRetry, sessionEnds, leftQueue, needsRetry, needsRetry, needsRetry, sessionEnds}},
@@ -146,7 +152,8 @@ INSTANTIATE_TEST_SUITE_P(
                     "an agent works on it; stop that first with: quernlight-dispatch sessions stop 3f2a9c1d"},
         SentenceRow{sessionEnds, "its session is just being ended; try again in a moment."},
         SentenceRow{sessionUnreconciled,
-                    "its session has to be reconciled first; start the dispatcher once."}));
+                    "what its last session has come to is not known yet; the next start of the dispatcher "
+                    "finds out."}));
 
 TEST(QueueActionSentence, QuotesAnIdThatAShellWouldTakeForMore) {
     const BugQueueItem item{.bugID = "a;b", .status = QueueItemStatus::failed};
