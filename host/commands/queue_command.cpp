@@ -19,6 +19,7 @@
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -163,7 +164,7 @@ int queueChange(const ChangeOptions& given) {
 }
 
 SessionStage givenStage(const std::string& words) {
-    std::string name = words;
+    std::string name = lowercased(words);
     std::ranges::replace(name, ' ', '_');
     const auto stage = parseStageName(name);
     return stage ? *stage

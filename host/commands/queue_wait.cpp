@@ -1,6 +1,7 @@
 #include "host/commands/queue_wait.hpp"
 
 #include <chrono>
+#include <cstdlib>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -94,7 +95,11 @@ void addQueueWait(CLI::App& queue, ChosenCommand& chosen) {
                   "End with 0 when it is in review or merged, 1 when it failed or was cancelled, and 3 when "
                   "it needs a person");
     app->add_option("--timeout", options->timeoutSeconds, "Seconds after which it is given up, with status 1")
-        ->check(CLI::PositiveNumber);
+        ->check([](const std::string& given) {
+            constexpr double most = 1e9;
+            const double seconds = std::strtod(given.c_str(), nullptr);
+            return seconds > 0 && seconds <= most ? "" : "give a number of seconds above 0";
+        });
     app->add_flag("--json", options->json, "As JSON: an object");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return queueWait(*options); }; });

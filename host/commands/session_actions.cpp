@@ -32,7 +32,7 @@ void print(const QueueEntry& entry, const std::string& sentence, bool asJson) {
 Task<void> stop(DispatchService& service, ActionOptions given) {
     const QueueEntry entry = co_await service.stopSession(std::move(given.bugID));
     print(entry,
-          "its agent is being stopped; the bug is held, and goes on in the same conversation with: "
+          "its agent is being stopped; then the bug is held, until it goes on in the same conversation with: "
           "quernlight-dispatch sessions resume " +
               shellQuoted(entry.item.bugID),
           given.json);

@@ -106,7 +106,7 @@ int sessionsReplay(const TranscriptOptions& given) {
 void addCommonOptions(CLI::App& app, TranscriptOptions& options) {
     addBugOption(app, options.bugID);
     app.add_option("--attempt", options.attempt, "Which attempt; default: the last one")
-        ->check(CLI::PositiveNumber)
+        ->check(CLI::Range(1, 1000000))
         ->type_name("NUMBER");
     addHomeOption(app, options.home);
 }

@@ -21,6 +21,11 @@ void requireSetting(const std::string& key) {
 }
 
 void requireAllowed(const std::string& key, const std::optional<std::string>& text) {
+    constexpr char nothing = '\0';
+    if (text && text->find(nothing) != std::string::npos) {
+        throw ServiceError(ServiceErrorCode::invalid,
+                           "The value of " + key + " holds a NUL character; nothing was changed.");
+    }
     try {
         Settings checked;
         if (text) {
@@ -282,16 +287,25 @@ Task<void> requireNew(DispatchStore store, std::string bugID) {
     }
 }
 
+/// A new item names its page at the backend, of which only an owner's manager knows the address.
+std::shared_ptr<QueueManager> managerFor(const OwnedStore& owned, const LiveSources& live, Url backend) {
+    return live.workOn
+               ? owned.manager
+               : std::make_shared<QueueManager>(owned.store.items, owned.store.mappings, std::move(backend));
+}
+
 Task<QueueEntry> addToQueue(StoreAccess& access, const LiveSources& live, const BackendAccess& backend,
                             std::string bugID, QueueMode mode) {
     auto client = co_await reach(backend);
     const OwnedStore owned = co_await access.forMappings();
+    const auto manager = managerFor(owned, live, client->baseURL());
     const std::string whole = BugID::normalized(bugID);
     co_await requireNew(owned.store, whole);
     QLBugSummaryDTO bug = co_await bugSummary(std::move(client), whole);
     std::string known = BugID::normalized(bug.id);  // the backend may know it by a longer one
     co_await requireNew(owned.store, std::move(known));
-    BugQueueItem item = co_await owned.manager->enqueue(std::move(bug), mode);
+    Task<BugQueueItem> adding = manager->enqueue(std::move(bug), mode);
+    BugQueueItem item = co_await std::move(adding);
     QueueEntry entry = co_await queueEntry(owned.store, std::move(item));
     if (live.changed) {
         live.changed(entry);
