@@ -81,10 +81,7 @@ TEST_F(AttachTest, AFullScreenProgramIsSeenAndUsed) {
     EXPECT_TRUE(terminal.shows("keys: ^[OA")) << terminal.screen();
     EXPECT_TRUE(terminal.shows(" Full screen  100 by 30")) << terminal.screen();
     terminal.resize(120, 35);
-    EXPECT_TRUE(test::eventually([&] {
-        terminal.press("x");
-        return terminal.screen().find(" Full screen  120 by 35") != std::string::npos;
-    })) << terminal.screen();
+    EXPECT_TRUE(terminal.showsOnceTyped("x", " Full screen  120 by 35")) << terminal.screen();
     EXPECT_TRUE(test::eventually([&] {
         terminal.press("q");
         return terminal.state("#{alternate_on}") == "0";
@@ -135,10 +132,7 @@ TEST_F(AttachTest, TwoSeeTheSameAndTheLastWhoTypedSetsTheSize) {
     second.press("s");
     EXPECT_TRUE(second.shows(" Full screen  90 by 26")) << second.screen();
     EXPECT_TRUE(first.shows(" Full screen  90 by 26")) << first.screen();
-    EXPECT_TRUE(test::eventually([&] {
-        first.press("f");
-        return first.screen().find(" Full screen  100 by 30") != std::string::npos;
-    })) << first.screen();
+    EXPECT_TRUE(first.showsOnceTyped("f", " Full screen  100 by 30")) << first.screen();
     EXPECT_TRUE(second.shows("100 by 30")) << second.screen();
     first.press("C-]");
     isAShellAgain(first);
@@ -215,21 +209,21 @@ TEST_F(AttachTest, WithoutATerminalItIsRefused) {
 }
 
 TEST_F(AttachTest, WithoutAnAgentAttachAndSendAreRefused) {
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{"attach", "11111111"}, {"send", "11111111", "yes"}}) {
-        std::vector<std::string> line{"sessions"};
-        line.insert(line.end(), words.begin(), words.end());
-        line.insert(line.end(), {"--home", home()});
-        EXPECT_THAT(dispatch(line).error, HasSubstr("No dispatcher is running"));
-    }
-    agentDoes("11111111", "full-screen");
-    work("full-screen");
-    for (const char* command : {"attach", "send"}) {
-        const auto refused =
-            dispatch({"sessions", command, "99999999", command == std::string("send") ? "yes" : "--read-only",
-                      "--home", home()});
+    const auto refusal = [&](const std::string& bugID, bool attaches) {
+        std::vector<std::string> line{"sessions", attaches ? "attach" : "send", bugID};
+        line.insert(line.end(), {attaches ? "--read-only" : "yes", "--home", home()});
+        const auto refused = dispatch(line);
         EXPECT_EQ(refused.exitCode, 1);
-        EXPECT_THAT(refused.error, HasSubstr("Bug 99999999 is not in the queue"));
+        return refused.error;
+    };
+    work("full-screen");
+    for (const bool attaches : {true, false}) {
+        EXPECT_THAT(refusal("99999999", attaches), HasSubstr("Bug 99999999 is not in the queue"));
+    }
+    program->signal(SIGKILL);
+    program->exitCode();
+    for (const bool attaches : {true, false}) {
+        EXPECT_THAT(refusal("11111111", attaches), HasSubstr("No dispatcher is running"));
     }
 }
 

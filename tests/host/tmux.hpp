@@ -1,8 +1,10 @@
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include "quernlight/platform/user_directories.hpp"
 #include "tests/support/run_task.hpp"
@@ -46,6 +48,21 @@ class Tmux {
 
     bool shows(const std::string& text) const {
         return eventually([&] { return screen().find(text) != std::string::npos; });
+    }
+
+    /// The same of a program that draws when a key is pressed. Each key gets its time, for one that comes on
+    /// the heels of another may be drawn with it, and a screen full of keys shows nothing else.
+    bool showsOnceTyped(const std::string& key, const std::string& text) {
+        return eventually([&] {
+            press(key);
+            for (int looks = 0; looks < 50; ++looks) {
+                if (screen().find(text) != std::string::npos) {
+                    return true;
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            }
+            return false;
+        });
     }
 
     /// What tmux knows of it, as its formats name it: "alternate_on", "mouse_any_flag".

@@ -104,7 +104,7 @@ TEST_F(CompletionCommandTest, WorksInBash) {
 }
 
 TEST_F(CompletionCommandTest, WorksInFish) {
-    EXPECT_EQ(inFish("queue sh"), "show\tShow one bug with its history\n");
+    EXPECT_EQ(inFish("queue sh"), "show\tShow one bug, what it waits for, and its history\n");
     EXPECT_EQ(inFish("queue show "), "3f2a9c1d\tqueued: Crash on launch\n");
     EXPECT_THAT(inFish("run --log-file=seed.j"), HasSubstr("--log-file=seed.json"));
     EXPECT_THAT(inFish("run --home /et"), AllOf(HasSubstr("/etc/"), Not(HasSubstr("passwd"))));
