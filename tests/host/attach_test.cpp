@@ -82,10 +82,7 @@ TEST_F(AttachTest, AFullScreenProgramIsSeenAndUsed) {
     EXPECT_TRUE(terminal.shows(" Full screen  100 by 30")) << terminal.screen();
     terminal.resize(120, 35);
     EXPECT_TRUE(terminal.showsOnceTyped("x", " Full screen  120 by 35")) << terminal.screen();
-    EXPECT_TRUE(test::eventually([&] {
-        terminal.press("q");
-        return terminal.state("#{alternate_on}") == "0";
-    }));
+    EXPECT_TRUE(terminal.holdsOnceTyped("q", [&] { return terminal.state("#{alternate_on}") == "0"; }));
     terminal.press("C-]");
     EXPECT_TRUE(terminal.shows("Left the terminal of bug 11111111; its session goes on."))
         << terminal.screen();

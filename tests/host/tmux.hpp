@@ -50,19 +50,23 @@ class Tmux {
         return eventually([&] { return screen().find(text) != std::string::npos; });
     }
 
-    /// The same of a program that draws when a key is pressed. Each key gets its time, for one that comes on
-    /// the heels of another may be drawn with it, and a screen full of keys shows nothing else.
-    bool showsOnceTyped(const std::string& key, const std::string& text) {
+    /// Whether the condition comes to hold when a key is pressed again and again. Each key gets its time: one
+    /// on the heels of another is read together with it.
+    template <class Condition>
+    bool holdsOnceTyped(const std::string& key, Condition holds) {
         return eventually([&] {
             press(key);
             for (int looks = 0; looks < 50; ++looks) {
-                if (screen().find(text) != std::string::npos) {
+                if (holds()) {
                     return true;
                 }
                 std::this_thread::sleep_for(std::chrono::milliseconds(20));
             }
             return false;
         });
+    }
+    bool showsOnceTyped(const std::string& key, const std::string& text) {
+        return holdsOnceTyped(key, [&] { return screen().find(text) != std::string::npos; });
     }
 
     /// What tmux knows of it, as its formats name it: "alternate_on", "mouse_any_flag".
