@@ -44,6 +44,7 @@ Task<SessionAttemptRecord> chosenAttempt(DispatchService& service, std::string b
     co_return chosenOf(details, number);
 }
 
+/// One that goes away meanwhile will not be there at the next look.
 Task<bool> ownerRuns(std::filesystem::path home) {
     try {
         ControlRequest request{.target = "/v1/sessions"};
@@ -51,6 +52,8 @@ Task<bool> ownerRuns(std::filesystem::path home) {
         co_return true;
     } catch (const OwnerNotRunning&) {
         co_return false;
+    } catch (const OwnerDidNotAnswer&) {
+        co_return true;
     }
 }
 
