@@ -59,8 +59,11 @@ DispatchProgramOptions programOptions(const DemoDirectory& directory, const Home
                                    .tokenFile = directory.tokenFile(),
                                    .toolServer = StandInPrograms::locate().dispatcher,
                                    .environment = currentEnvironmentMap()};
-    options.settings = {
-        {"sessions.max", "2"}, {"sessions.memory_floor_mib", "0"}, {"poll.comments_seconds", "0.4"}};
+    // An agent that cannot do its part here fails its bug while somebody still watches.
+    options.settings = {{"sessions.max", "2"},
+                        {"sessions.memory_floor_mib", "0"},
+                        {"sessions.idle_timeout_seconds", "60"},
+                        {"poll.comments_seconds", "0.4"}};
     options.dispatcher = {.once = true, .scope = IntakeScope::dispatchBugs};
     return options;
 }
