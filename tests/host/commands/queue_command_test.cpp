@@ -56,7 +56,7 @@ class QueueCommandTest : public test::DispatchFixture {
 
 TEST_F(QueueCommandTest, ListNamesThoseThatNeedAPersonFirst) {
     ends("11111111", "running");
-    EXPECT_THAT(queue("list").output, MatchesRegex("BUG       APP   STATE          ADDED  TITLE\n"
+    EXPECT_THAT(queue("list").output, MatchesRegex("BUG       APP   STATE          ADDED +TITLE\n"
                                                    "22222222  Shop  needs mapping  [^\n]+\n"
                                                    "11111111  Shop  running        [^\n]+\n"));
 }
