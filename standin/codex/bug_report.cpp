@@ -14,6 +14,19 @@ std::string textOrNothing(const json::object& object, std::string_view key) {
     return value && value->is_string() ? std::string(value->get_string()) : std::string();
 }
 
+std::string lastUserComment(const json::object& answer) {
+    std::string last;
+    const json::value* comments = answer.if_contains("comments");
+    if (comments && comments->is_array()) {
+        for (const json::value& comment : comments->get_array()) {
+            if (comment.is_object() && textOrNothing(comment.get_object(), "author_type") == "user") {
+                last = textOrNothing(comment.get_object(), "body");
+            }
+        }
+    }
+    return last;
+}
+
 }  // namespace
 
 std::optional<BugReport> parseBugReport(std::string_view text) {
@@ -29,10 +42,14 @@ std::optional<BugReport> parseBugReport(std::string_view text) {
     const json::object& members = bug->get_object();
     return BugReport{.title = textOrNothing(members, "title"),
                      .description = textOrNothing(members, "description"),
-                     .prURL = textOrNothing(members, "pr_url")};
+                     .prURL = textOrNothing(members, "pr_url"),
+                     .answer = lastUserComment(answer.get_object())};
 }
 
 bool lacksInformation(const BugReport& bug) {
+    if (!trimmed(bug.answer).empty()) {
+        return false;
+    }
     const std::string description = lowercased(trimmed(bug.description));
     return description.empty() || description.find("no information") != std::string::npos ||
            description.find("lacks information") != std::string::npos;

@@ -12,7 +12,8 @@ namespace quernlight::standin::codex {
 struct BugReport {
     std::string title;
     std::string description;
-    std::string prURL;  ///< empty: none yet
+    std::string prURL;   ///< empty: none yet
+    std::string answer;  ///< a user's last comment; empty: none
 
     bool operator==(const BugReport&) const = default;
 };

@@ -9,16 +9,24 @@ namespace quernlight::standin::codex {
 namespace {
 
 bool lacks(const std::string& description) {
-    return lacksInformation({.title = "Crash", .description = description, .prURL = ""});
+    return lacksInformation({.title = "Crash", .description = description, .prURL = "", .answer = ""});
 }
 
 TEST(StandinCodexReportTest, ABugIsReadWithOrWithoutItsOptionalMembers) {
     EXPECT_EQ(parseBugReport(R"({"bug":{"title":"T","description":"D","pr_url":"https://h/o/r/pull/1"}})"),
-              (BugReport{.title = "T", .description = "D", .prURL = "https://h/o/r/pull/1"}));
+              (BugReport{.title = "T", .description = "D", .prURL = "https://h/o/r/pull/1", .answer = ""}));
     EXPECT_EQ(parseBugReport(R"({"bug":{"title":"T","pr_url":null}})"),
-              (BugReport{.title = "T", .description = "", .prURL = ""}));
+              (BugReport{.title = "T", .description = "", .prURL = "", .answer = ""}));
     EXPECT_EQ(parseBugReport("{\"bugs\":[]}"), std::nullopt);
     EXPECT_EQ(parseBugReport("<html>"), std::nullopt);
+}
+
+TEST(StandinCodexReportTest, TheLastCommentOfAUserIsTheAnswer) {
+    const auto bug = parseBugReport(R"({"bug":{"title":"T"},"comments":[
+        {"author_type":"user","body":"Once."},{"author_type":"user","body":"Twice."},
+        {"author_type":"agent","body":"Which button?"},{"author_type":null,"body":"B"}]})");
+    ASSERT_TRUE(bug);
+    EXPECT_EQ(bug->answer, "Twice.");
 }
 
 TEST(StandinCodexReportTest, ABugWithoutWordsOrThatSaysSoLacksInformation) {
@@ -27,6 +35,7 @@ TEST(StandinCodexReportTest, ABugWithoutWordsOrThatSaysSoLacksInformation) {
     EXPECT_TRUE(lacks("There is No Information about the steps."));
     EXPECT_TRUE(lacks("lacks information"));
     EXPECT_FALSE(lacks("Tap Save twice."));
+    EXPECT_FALSE(lacksInformation({.title = "Crash", .description = "", .prURL = "", .answer = "Twice."}));
 }
 
 TEST(StandinCodexReportTest, TheCommentCarriesTheGoalsIdentifiersAndItsStatus) {
@@ -41,8 +50,8 @@ TEST(StandinCodexReportTest, TheCommentCarriesTheGoalsIdentifiersAndItsStatus) {
 }
 
 TEST(StandinCodexReportTest, AQuestionHasNoPullRequest) {
-    const auto comment =
-        boost::json::parse(commentBody({}, {.body = "How?", .status = "investigate", .prURL = ""}));
+    const auto comment = boost::json::parse(
+        commentBody({}, {.body = "How?", .status = "investigate", .prURL = ""}));
     EXPECT_FALSE(comment.as_object().contains("pr_url"));
 }
 
