@@ -93,6 +93,20 @@ CLI::Option* addBugOption(CLI::App& app, std::string& bugID) {
         });
 }
 
+CLI::Option* addStateOption(CLI::App& app, const std::string& names, std::optional<SessionStage>& target,
+                            const std::string& help) {
+    const auto read = [&target](const std::string& words) {
+        std::string name = lowercased(words);
+        std::ranges::replace(name, ' ', '_');
+        target = parseStageName(name);
+        if (!target) {
+            throw CLI::ValidationError("there is no state \"" + words +
+                                       "\"; queue list shows them, like \"needs reply\"");
+        }
+    };
+    return app.add_option_function<std::string>(names, read, help);
+}
+
 std::string givenPath(const std::string& path) {
     if (path.empty()) {
         throw CLI::ValidationError("the path is empty");

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
+
+#include "host/events/session_stage.hpp"
 
 namespace quernlight::host {
 
@@ -30,6 +33,10 @@ void addHomeOption(CLI::App& app, Target& home) {
 
 /// The bug that a command is for; never empty.
 CLI::Option* addBugOption(CLI::App& app, std::string& bugID);
+
+/// A state of a bug, as lists show it: "in review" or "in_review", letter case ignored.
+CLI::Option* addStateOption(CLI::App& app, const std::string& names, std::optional<SessionStage>& target,
+                            const std::string& help);
 
 /// A command line whose "--home DIR", which may stand anywhere, stands behind its other words (before "--"),
 /// once. Throws CLI::ValidationError when two different directories are given, or none behind it.

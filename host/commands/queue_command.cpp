@@ -163,23 +163,12 @@ int queueChange(const ChangeOptions& given) {
     return statusOf(change(*service, std::move(agreed), given.json));
 }
 
-SessionStage givenStage(const std::string& words) {
-    std::string name = lowercased(words);
-    std::ranges::replace(name, ' ', '_');
-    const auto stage = parseStageName(name);
-    return stage ? *stage
-                 : throw CLI::ValidationError("there is no state \"" + words +
-                                              "\"; queue list shows them, like \"needs reply\"");
-}
-
 void addList(CLI::App& queue, ChosenCommand& chosen) {
     const auto options = std::make_shared<ListOptions>();
     CLI::App* app = queue.add_subcommand("list", "List them, those that need a person first");
     app->add_flag("--all", options->filter.all, "Also those in review, and cancelled ones");
     app->add_option("--app", options->filter.app, "Only those of the app with this name");
-    app->add_option_function<std::string>(
-        "--state", [options](const std::string& words) { options->filter.stage = givenStage(words); },
-        "Only those in this state, like \"in review\"");
+    addStateOption(*app, "--state", options->filter.stage, "Only those in this state, like \"in review\"");
     app->add_flag("--json", options->json, "As JSON: an array");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return queueList(*options); }; });

@@ -26,6 +26,7 @@ constexpr std::chrono::milliseconds lookInterval{500};
 struct WaitOptions {
     ChosenHome home{};
     std::string bugID{};
+    std::optional<SessionStage> until{};
     double timeoutSeconds = 0;  // 0: none
     bool exitStatus = false;
     bool json = false;
@@ -34,16 +35,16 @@ struct WaitOptions {
 /// How it ended, as a status: in review or merged; failed or cancelled; a person has to do something.
 enum class WaitStatus { done = 0, failed = 1, needsPerson = 3 };
 
-/// Nothing while it goes on by itself.
-std::optional<WaitStatus> outcomeOf(const BugState& state) {
-    if (!state.queued || state.queued->stage == SessionStage::inReview) {
+/// Nothing while it goes on by itself, or until the state that is waited for.
+std::optional<WaitStatus> outcomeOf(const BugState& state, const std::optional<SessionStage>& until) {
+    if (!state.queued || state.queued->stage == SessionStage::inReview || state.queued->stage == until) {
         return WaitStatus::done;
     }
     const SessionStage stage = state.queued->stage;
     if (stage == SessionStage::failed || stage == SessionStage::cancelled) {
         return WaitStatus::failed;
     }
-    return needsAttention(stage) ? std::optional(WaitStatus::needsPerson) : std::nullopt;
+    return needsAttention(stage) && !until ? std::optional(WaitStatus::needsPerson) : std::nullopt;
 }
 
 std::string textOf(const BugState& state) {
@@ -61,7 +62,7 @@ Task<void> wait(DispatchService& service, WaitOptions given, int& status) {
     const std::chrono::duration<double> timeout(given.timeoutSeconds);
     while (true) {
         const BugState state = co_await service.bug(given.bugID);
-        if (const auto ended = outcomeOf(state)) {
+        if (const auto ended = outcomeOf(state, given.until)) {
             status = given.exitStatus ? static_cast<int>(*ended) : 0;
             CommandOutput output;
             if (given.json) {
@@ -91,9 +92,14 @@ void addQueueWait(CLI::App& queue, ChosenCommand& chosen) {
     const auto options = std::make_shared<WaitOptions>();
     CLI::App* app = queue.add_subcommand("wait", "Wait until a bug has come to an end, or needs a person");
     addBugOption(*app, options->bugID);
-    app->add_flag("--exit-status", options->exitStatus,
-                  "End with 0 when it is in review or merged, 1 when it failed or was cancelled, and 3 when "
-                  "it needs a person");
+    addStateOption(
+        *app, "--until", options->until,
+        "Go on until it is in this state, like \"in review\", or has come to an end, also while it "
+        "needs a person");
+    app->add_flag(
+        "--exit-status", options->exitStatus,
+        "End with 0 when it is in review, merged or in the state of --until, 1 when it failed or was "
+        "cancelled, and 3 when it needs a person");
     app->add_option("--timeout", options->timeoutSeconds, "Seconds after which it is given up, with status 1")
         ->check([](const std::string& given) {
             constexpr double most = 1e9;

@@ -21,6 +21,7 @@ constexpr auto valueNames = std::to_array<ValueName>({
     {"--repo", "DIR"},           {"--secret-file", "FILE"}, {"--session", "ID"},
     {"--speed", "NUMBER"},       {"--state", "STATE"},      {"--status", "STATUS"},
     {"--timeout", "SECONDS"},    {"--title", "TITLE"},      {"--to", "DIR"},
+    {"--until", "STATE"},
     {"--token-file", "FILE"},    {"--worktrees", "DIR"},
 });
 

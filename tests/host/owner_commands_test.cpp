@@ -151,6 +151,9 @@ TEST_F(OwnerCommandsTest, ABugThatIsHeldIsNotStarted) {
     mapApp();
     EXPECT_EQ(shown("3f2a9c1d").at("waits").at("cause").as_string(), "start_not_requested");
     EXPECT_EQ(command({"queue", "wait", "3f2a9c1d", "--exit-status"}).exitCode, 3);
+    EXPECT_EQ(command({"queue", "wait", "3f2a9c1d", "--exit-status", "--until", "Needs Start"}).exitCode, 0);
+    EXPECT_THAT(command({"queue", "wait", "3f2a9c1d", "--until", "in review", "--timeout", "0.1"}).error,
+                HasSubstr("needs start after the time given with --timeout"));
     agentDoesAsToldAgain();
     EXPECT_EQ(command({"queue", "start", "3f2a9c1d"}).exitCode, 0);
     EXPECT_TRUE(comesTo("3f2a9c1d", "completed")) << owner->output();
