@@ -5,6 +5,7 @@
 #include "host/agent/agent_environment.hpp"
 #include "host/app/owner_sources.hpp"
 #include "host/control/control_server.hpp"
+#include "host/control/listener_token.hpp"
 #include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
@@ -41,6 +42,13 @@ Task<std::shared_ptr<const QuernlightClient>> handedOver(std::shared_ptr<const Q
     co_return client;
 }
 
+std::unique_ptr<ControlListener> listenerOf(const boost::asio::any_io_executor& executor,
+                                            const DispatchProgramOptions& options) {
+    return options.listenPort
+               ? std::make_unique<ControlListener>(executor, *options.listenPort, listenerToken(options.home))
+               : nullptr;
+}
+
 std::string wordsOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
@@ -63,13 +71,14 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     if (const auto missing = missingAgent(settings.now().agentCommand, options.environment)) {
         throw UserError(*missing);
     }
+    const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
+    const auto listener = listenerOf(executor, options);
     const Url backend = backendAddress(options.backend, settings.now());
     const TokenSource source = tokenSource(options.tokenFile, options.environment, settings.now());
     const std::string token = co_await readToken(source, backend);
     HistoryPublisher history(events);
     store.items = history.publishing(store.items);
     QueueManager manager(store.items, store.mappings, backend);
-    const boost::asio::any_io_executor executor = co_await boost::asio::this_coro::executor;
     SystemClock clock;
     ReadyPrompts readyPrompts(executor);
     FirstLaunch firstLaunch(
@@ -143,16 +152,16 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
         });
-    DirectService service(std::make_unique<OwnerAccess>(options.home, store, manager),
-                          ownerSources({.services = services,
-                                        .dispatcher = dispatcher,
-                                        .screens = screens,
-                                        .backend = backend.text(),
-                                        .since = clock.now()}),
-                          [client = std::make_shared<const QuernlightClient>(
-                               services.client)]() -> Task<std::shared_ptr<const QuernlightClient>> {
-                              return handedOver(client);
-                          });
+    DirectService service(
+        std::make_unique<OwnerAccess>(options.home, store, manager),
+        ownerSources({.services = services,
+                      .dispatcher = dispatcher,
+                      .screens = screens,
+                      .backend = backend.text(),
+                      .listening = listener ? std::optional(listener->address()) : std::nullopt,
+                      .since = clock.now()}),
+        [client = std::make_shared<const QuernlightClient>(services.client)]()
+            -> Task<std::shared_ptr<const QuernlightClient>> { return handedOver(client); });
     ServiceResource serviceResource(service);
     SessionResource sessionResource(events, screens);
     TerminalResource terminalResource(events, screens, clock);
@@ -168,6 +177,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     startResource.offerOn(router);
     router.offerIndex(QUERNLIGHT_VERSION);
     ControlServer control(executor, options.home, router, clock);
+    if (listener) {
+        control.listenOn(*listener);
+        events.notice("Listening on " + listener->address() + " for requests with the token in " +
+                      listenerTokenFile(options.home).string() + ".");
+    }
     const Notifier::Uses notified{.events = events,
                                   .settings = settings.now(),
                                   .clock = clock,

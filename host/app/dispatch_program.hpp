@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -21,6 +22,7 @@ struct DispatchProgramOptions {
     const HomeLock* lock = nullptr;                    ///< on the home; outlives the program
     std::optional<Url> backend{};                      ///< absent: the setting
     std::optional<std::filesystem::path> tokenFile{};  ///< absent: see tokenSource
+    std::optional<std::uint16_t> listenPort{};         ///< of 127.0.0.1; 0 is any; absent: the socket alone
     std::filesystem::path toolServer{};  ///< the program with the command mcp; empty: agents get no tools
     EnvironmentMap environment;          ///< the caller's; what the agent gets of it is chosen here
     SettingOverrides settings{};         ///< above what is stored

@@ -43,7 +43,8 @@ OwnerReport reportOf(const OwnerParts& parts) {
             .sessions = parts.dispatcher.sessionsRunning(),
             .maxSessions = parts.services.settings.maxSessions,
             .memoryMiB = memoryMiB(),
-            .nextPollAt = nextPoll(parts)};
+            .nextPollAt = nextPoll(parts),
+            .listening = parts.listening};
 }
 
 HealthReport healthOf(const OwnerParts& parts) {

@@ -11,8 +11,9 @@ struct OwnerParts {
     const SessionServices& services;
     Dispatcher& dispatcher;
     const LiveScreens& screens;
-    std::string backend{};  ///< its address
-    Instant since{};        ///< of the start
+    std::string backend{};                   ///< its address
+    std::optional<std::string> listening{};  ///< see OwnerReport
+    Instant since{};                         ///< of the start
 };
 
 /// What the parts know and can do, for the service. They outlive it.

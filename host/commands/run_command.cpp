@@ -26,6 +26,7 @@ struct RunOptions {
     std::optional<std::filesystem::path> home;
     SettingOverrides settings;
     std::optional<std::string> logFile;
+    std::optional<std::uint16_t> listenPort;
     bool logJson = false;
     bool once = false;
     bool dryRun = false;
@@ -69,6 +70,7 @@ int runCommand(const RunOptions& options) {
                                    .lock = &lock,
                                    .backend = backend,
                                    .tokenFile = options.tokenFile,
+                                   .listenPort = options.listenPort,
                                    .toolServer = programLocation(),
                                    .environment = currentEnvironmentMap(),
                                    .settings = options.settings,
@@ -118,6 +120,10 @@ void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
                "Seconds that the completion comment may come after the agent's exit");
     run->add_flag("--once", options->once, "Take bugs in once and end when nothing is queued or running");
     run->add_flag("--dry-run", options->dryRun, "Only say what would be enqueued and started");
+    run->add_option(
+           "--listen", options->listenPort,
+           "Port of 127.0.0.1 on which the local API is offered, too, to who has the token; 0 is any")
+        ->check(CLI::Range(0, 65535));
     addPathOption(*run, "--log-file", options->logFile, "File to whose end the log is written as well");
     run->add_flag("--log-json", options->logJson, "Log as one JSON object a line");
     run->callback([options, &chosen] { chosen = [options] { return runCommand(*options); }; });

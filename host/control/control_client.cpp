@@ -46,7 +46,7 @@ Task<void> connect(Stream& stream, const std::filesystem::path& home) {
     if (isTooLongForSocket(path)) {
         error = asio::error::name_too_long;
     } else {
-        const stream_protocol::endpoint endpoint(path);
+        const Stream::endpoint_type endpoint = stream_protocol::endpoint(path);
         std::tie(error) = co_await stream.async_connect(endpoint, quietly);
     }
     if (error) {

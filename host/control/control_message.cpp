@@ -17,6 +17,8 @@ std::string_view titleOf(unsigned status) {
     switch (status) {
         case 400:
             return "Bad Request";
+        case 401:
+            return "Unauthorized";
         case 403:
             return "Forbidden";
         case 404:

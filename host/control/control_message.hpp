@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/control/control_channel.hpp"
@@ -10,7 +11,7 @@
 
 namespace quernlight::host {
 
-/// One request on the control socket.
+/// One request to the owner.
 struct ControlRequest {
     std::string method = "GET";
     std::string target{};                   ///< the path, percent-encoded: "/v1/sessions/…"
@@ -18,12 +19,14 @@ struct ControlRequest {
     std::string body{};                     ///< JSON, or nothing
     std::vector<std::string> parameters{};  ///< what stands for the "*" of its route; the router fills it in
     ControlPeer peer{};                     ///< who asks; the server fills it in
+    bool wantsChannel = false;              ///< asks for a WebSocket; the server fills it in
 };
 
 struct ControlResponse {
     unsigned status = 200;
     std::string contentType = "application/json";
     std::string body{};
+    std::vector<std::pair<std::string, std::string>> fields{};  ///< of the header, besides the usual ones
     /// Set: the request may go on as a channel. It is run on that until it returns, which closes the channel.
     std::function<Task<void>(ControlChannel&)> takeOver{};
 };

@@ -1,6 +1,7 @@
 #include "host/control/control_server.hpp"
 
 #include <algorithm>
+#include <array>
 #include <list>
 #include <set>
 #include <string>
@@ -26,7 +27,7 @@ namespace {
 namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
-using asio::local::stream_protocol;
+using asio::generic::stream_protocol;
 using boost::system::error_code;
 
 using Stream = ControlStream;
@@ -35,15 +36,26 @@ using Message = http::response<http::string_body>;
 
 constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds longestFarewell{1500};
+constexpr std::chrono::seconds longestTurningAway{1};
+constexpr std::size_t mostUnread = std::size_t{256} << 10U;
 
 using TakeOver = std::function<Task<void>(ControlChannel&)>;
 using Request = http::request<http::string_body>;
+using RequestHeader = http::request_header<>;
 
-/// What somebody has connected, who is known by then.
+/// Where connections come in. On one with a gate nobody is known by the connection.
+struct Door {
+    ControlAcceptor& acceptor;
+    ListenerGate* gate = nullptr;
+    AsyncSignal changed{};  // there are fewer connections, or more of which one may be closed
+};
+
+/// What somebody has connected.
 struct Connection {
     Stream stream;
     const ControlPeer peer;
-    const std::string asker = nameOf(peer);
+    const std::string asker;
+    ListenerGate* gate = nullptr;
 };
 
 /// A channel that is open, and whose it is.
@@ -57,14 +69,31 @@ Task<void> closed(std::shared_ptr<WebSocketChannel> channel, ControlChannel::End
     co_await channel->close(ending);
 }
 
-/// Takes the body out of it.
-ControlRequest requestOf(Request& message, const ControlPeer& peer) {
+std::vector<std::string> fieldsOf(const RequestHeader& message, http::field name) {
+    std::vector<std::string> values;
+    const auto [begin, end] = message.equal_range(name);
+    for (auto field = begin; field != end; ++field) {
+        values.emplace_back(field->value());
+    }
+    return values;
+}
+
+RequestOrigin originOf(const RequestHeader& message) {
+    return {.hosts = fieldsOf(message, http::field::host),
+            .origins = fieldsOf(message, http::field::origin),
+            .authorizations = fieldsOf(message, http::field::authorization)};
+}
+
+/// Takes the body out of it. What has come through a gate is a person's, and has no other secret.
+ControlRequest requestOf(Request& message, const Connection& connection) {
     constexpr std::string_view scheme = "Bearer ";
+    const ControlPeer peer = connection.gate ? ControlPeer{.isPerson = true} : connection.peer;
     ControlRequest request{.method = std::string(message.method_string()),
                            .target = std::string(message.target()),
-                           .peer = peer};
+                           .peer = peer,
+                           .wantsChannel = beast::websocket::is_upgrade(message)};
     const std::string authorization(message[http::field::authorization]);
-    if (authorization.starts_with(scheme)) {
+    if (!connection.gate && authorization.starts_with(scheme)) {
         request.secret = authorization.substr(scheme.size());
     }
     request.body = std::move(message.body());
@@ -75,6 +104,9 @@ Message messageOf(ControlResponse response, bool keepAlive) {
     Message message(http::int_to_status(response.status), 11);
     message.set(http::field::content_type, response.contentType);
     message.set(http::field::cache_control, "no-store");
+    for (const auto& [name, value] : response.fields) {
+        message.set(name, value);
+    }
     message.keep_alive(keepAlive);
     message.body() = std::move(response.body);
     message.prepare_payload();
@@ -91,14 +123,21 @@ bool isOfThisUser(stream_protocol::socket& socket) {
 class ControlServer::Service {
   public:
     Service(const asio::any_io_executor& executor, const std::filesystem::path& home,
-            const ControlRouter& router, Clock& clock, ControlLimits limits)
+            const ControlRouter& router, Clock& clock, ControlLimits limits, ControlCounts* counts)
         : socket_(std::make_unique<ControlSocket>(executor, home)),
           router_(router),
           clock_(clock),
           limits_(limits),
+          counts_(counts),
           rates_(limits.requestsPerSecond, limits.burst),
           tasks_(executor, reportFailure) {
-        tasks_.add("accepting control connections", accept());
+        open({.acceptor = socket_->acceptor()});
+    }
+
+    void listenOn(ControlListener& listener) {
+        for (ControlAcceptor& acceptor : listener.acceptors()) {
+            open({.acceptor = acceptor, .gate = &listener.gate()});
+        }
     }
 
     Task<void> end() {
@@ -112,20 +151,35 @@ class ControlServer::Service {
     }
 
   private:
-    Task<void> accept() {
+    void open(Door door) {
+        doors_.push_back(door);
+        tasks_.add("accepting control connections", accept(doors_.back()));
+    }
+
+    Task<void> accept(const Door& door) {
         while (!isEnding_) {
             while (connections_.size() >= limits_.connections) {
                 closeTheIdlest(idle_.begin());
-                co_await changed_.wait();
+                co_await door.changed.wait();
             }
-            auto [error, socket] = co_await socket_->acceptor().async_accept(quietly);
+            auto [error, socket] = co_await door.acceptor.async_accept(quietly);
             if (error) {
                 // The peer may have gone already, or descriptors may be short for a moment.
                 co_await clock_.sleepFor(std::chrono::milliseconds(100));
+            } else if (door.gate) {
+                socket.set_option(asio::ip::tcp::no_delay(true), error);
+                take(std::make_unique<Connection>(Stream(std::move(socket)), ControlPeer{}, "the listener",
+                                                  door.gate));
             } else if (isOfThisUser(socket)) {
                 const ControlPeer peer = peerOf(socket.native_handle());
-                take(std::make_unique<Connection>(Stream(std::move(socket)), peer));
+                take(std::make_unique<Connection>(Stream(std::move(socket)), peer, nameOf(peer)));
             }
+        }
+    }
+
+    void noteChange() {
+        for (const Door& door : doors_) {
+            door.changed.notify();
         }
     }
 
@@ -155,7 +209,7 @@ class ControlServer::Service {
     Task<void> serve(std::unique_ptr<Connection> connection) {
         const std::shared_ptr<void> atEnd(nullptr, [this, raw = connection.get()](void*) {
             connections_.erase(raw);
-            changed_.notify();
+            noteChange();
         });
         beast::flat_buffer buffer;
         bool isOpen = true;
@@ -171,27 +225,40 @@ class ControlServer::Service {
         Parser parser;
         parser.body_limit(limits_.largestBody);
         const auto place = idle_.insert(idle_.end(), &connection);
-        changed_.notify();
-        const auto [error, size] = co_await http::async_read(stream, buffer, parser, quietly);
+        noteChange();
+        auto [error, size] = co_await http::async_read_header(stream, buffer, parser, quietly);
+        // Before the body, of which nothing is kept for whoever may not ask.
+        auto refusal = error ? std::nullopt : refusalAtGate(connection, parser.get());
+        if (!error && !refusal) {
+            std::tie(error, size) = co_await http::async_read(stream, buffer, parser, quietly);
+        }
         idle_.erase(place);
         if (error) {
             co_return co_await refuse(stream, error);
         }
+        if (refusal) {
+            co_return co_await turnAway(stream, std::move(*refusal));
+        }
         const bool keepAlive = parser.get().keep_alive();
         stream.expires_never();
         Request message = parser.release();
-        ControlRequest request = requestOf(message, connection.peer);
-        ControlResponse response = co_await answer(std::move(request));
+        ControlRequest request = requestOf(message, connection);
+        ControlResponse response = co_await answer(std::move(request), connection.asker);
         if (response.takeOver) {
-            const auto refusal = refusalOfChannel(connection, message);
+            refusal = refusalOfChannel(connection, message);
             if (!refusal) {
                 co_await goOnAsChannel(connection, std::move(message), std::move(response.takeOver));
                 co_return false;
             }
-            response = *refusal;
+            response = std::move(*refusal);
         }
         const bool isSent = co_await send(stream, messageOf(std::move(response), keepAlive));
         co_return isSent&& keepAlive;
+    }
+
+    std::optional<ControlResponse> refusalAtGate(const Connection& connection, const RequestHeader& header) {
+        return connection.gate ? connection.gate->refusal(originOf(header), clock_.steadyNow())
+                               : std::nullopt;
     }
 
     std::optional<ControlResponse> refusalOfChannel(const Connection& connection, const Request& request) {
@@ -216,7 +283,8 @@ class ControlServer::Service {
             channelsEnded_.notify();
         });
         connections_.erase(&connection);
-        changed_.notify();
+        noteChange();
+        count(static_cast<unsigned>(http::status::switching_protocols));
         const bool isOpen = co_await channel->accept(std::move(request));
         if (isOpen && !isEnding_) {
             co_await takeOver(*channel);
@@ -236,24 +304,45 @@ class ControlServer::Service {
     }
 
     /// A secret that is nobody's is not worth a bucket.
-    std::string askerOf(const ControlRequest& request) const {
+    std::string askerOf(const ControlRequest& request, const std::string& connected) const {
         if (request.secret.empty()) {
-            return nameOf(request.peer);
+            return connected;
         }
         return router_.knows(request.secret) ? "secret " + request.secret : "wrong secrets";
     }
 
-    Task<ControlResponse> answer(ControlRequest request) {
-        if (!rates_.takeNow(askerOf(request), clock_.steadyNow())) {
+    Task<ControlResponse> answer(ControlRequest request, std::string connected) {
+        if (!rates_.takeNow(askerOf(request, connected), clock_.steadyNow())) {
             co_return problem(429, "The dispatcher is asked too often; wait a second, then ask again.");
         }
         co_return co_await router_.respond(std::move(request));
     }
 
+    void count(unsigned status) {
+        if (counts_) {
+            ++counts_->answers.at(status / 100);
+        }
+    }
+
     Task<bool> send(Stream& stream, Message message) {
         stream.expires_after(limits_.idleTimeout);
+        count(message.result_int());
         const auto [error, size] = co_await http::async_write(stream, message, quietly);
         co_return !error;
+    }
+
+    /// Its body has not been read. What lies unread when a TCP connection is closed takes the answer with it,
+    /// so a little of that is read before.
+    Task<bool> turnAway(Stream& stream, ControlResponse refusal) {
+        const bool isSent = co_await send(stream, messageOf(std::move(refusal), false));
+        error_code error;
+        stream.socket().shutdown(asio::socket_base::shutdown_send, error);
+        stream.expires_after(longestTurningAway);
+        std::array<char, 4096> unread{};
+        for (std::size_t size = 0, all = 0; isSent && !error && all < mostUnread; all += size) {
+            std::tie(error, size) = co_await stream.async_read_some(asio::buffer(unread), quietly);
+        }
+        co_return false;
     }
 
     /// A request that could not be read: a peer that only hung up needs no answer.
@@ -272,21 +361,27 @@ class ControlServer::Service {
     const ControlRouter& router_;
     Clock& clock_;
     const ControlLimits limits_;
+    ControlCounts* const counts_;  // may be null
     AskerRates rates_;
     std::set<Connection*> connections_;  // that are open
     std::list<Connection*> idle_;        // on which no whole request has come, the longest idle first
     std::list<OpenChannel> channels_;
     AsyncSignal channelsEnded_;
-    AsyncSignal changed_;  // there are fewer of the first, or more of the second
+    std::list<Door> doors_;
     bool isEnding_ = false;
     TaskSet tasks_;
 };
 
 ControlServer::ControlServer(asio::any_io_executor executor, const std::filesystem::path& home,
-                             const ControlRouter& router, Clock& clock, ControlLimits limits)
-    : service_(std::make_unique<Service>(executor, home, router, clock, limits)) {}
+                             const ControlRouter& router, Clock& clock, ControlLimits limits,
+                             ControlCounts* counts)
+    : service_(std::make_unique<Service>(executor, home, router, clock, limits, counts)) {}
 
 ControlServer::~ControlServer() = default;
+
+void ControlServer::listenOn(ControlListener& listener) {
+    service_->listenOn(listener);
+}
 
 Task<void> ControlServer::end() {
     co_await service_->end();

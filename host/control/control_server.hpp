@@ -1,12 +1,15 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
 
 #include <boost/asio/any_io_executor.hpp>
 
+#include "host/control/control_listener.hpp"
 #include "host/control/control_router.hpp"
 #include "host/process/clock.hpp"
 #include "quernlight/platform/task.hpp"
@@ -26,16 +29,26 @@ struct ControlLimits {
     std::chrono::seconds channelSilence{60};  ///< of a channel whose other side does not even answer pings
 };
 
-/// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, on the owner's event
-/// loop. Nobody who asks too much, people or one session, takes anything from the others. A request is
-/// answered also when whoever sent it has gone meanwhile. One whose answer has `takeOver` goes on as a
-/// channel, if it asked for a WebSocket. `end` is awaited before it goes.
+/// What was answered since the start.
+struct ControlCounts {
+    std::array<std::uint64_t, 6> answers{};  ///< by the status's first digit
+};
+
+/// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, and on a listener
+/// where there is one, on the owner's event loop. Nobody who asks too much, people or one session, takes
+/// anything from the others. A request is answered also when whoever sent it has gone meanwhile. One whose
+/// answer has `takeOver` goes on as a channel, if it asked for a WebSocket. `end` is awaited before it goes.
 class ControlServer {
   public:
-    /// Listens, and serves, from now on; router and clock outlive it. Throws UserError (see ControlSocket).
+    /// Listens, and serves, from now on; router, clock and counts outlive it. Throws UserError (see
+    /// ControlSocket).
     ControlServer(boost::asio::any_io_executor executor, const std::filesystem::path& home,
-                  const ControlRouter& router, Clock& clock, ControlLimits limits = {});
+                  const ControlRouter& router, Clock& clock, ControlLimits limits = {},
+                  ControlCounts* counts = nullptr);
     ~ControlServer();
+
+    /// Serves on the listener, too, whoever its gate lets in, as people. It outlives this.
+    void listenOn(ControlListener& listener);
 
     /// Cancels what is under way, tells channels that the owner goes, and returns once all of it has ended;
     /// the socket's file goes.

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
+#include <boost/asio/local/stream_protocol.hpp>
 
 #include "host/process/home_lock.hpp"
 #include "host/process/user_error.hpp"

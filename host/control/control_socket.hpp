@@ -4,9 +4,13 @@
 
 #include <sys/types.h>
 #include <boost/asio/any_io_executor.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/basic_socket_acceptor.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 
 namespace quernlight::host {
+
+/// Of whatever kind of socket.
+using ControlAcceptor = boost::asio::basic_socket_acceptor<boost::asio::generic::stream_protocol>;
 
 /// Where the owner of a home listens: "control.sock" in it.
 std::filesystem::path controlSocketPath(const std::filesystem::path& home);
@@ -26,11 +30,11 @@ class ControlSocket {
     /// Removes the file, unless another owner has put its own there since.
     ~ControlSocket();
 
-    boost::asio::local::stream_protocol::acceptor& acceptor() { return acceptor_; }
+    ControlAcceptor& acceptor() { return acceptor_; }
 
   private:
     const std::filesystem::path path_;
-    boost::asio::local::stream_protocol::acceptor acceptor_;
+    ControlAcceptor acceptor_;
     dev_t device_{};
     ino_t file_{};
 };

@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include <boost/asio/as_tuple.hpp>
-#include <boost/asio/local/stream_protocol.hpp>
+#include <boost/asio/generic/stream_protocol.hpp>
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/beast/core/basic_stream.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -16,7 +16,7 @@
 
 namespace quernlight::host {
 
-using ControlStream = boost::beast::basic_stream<boost::asio::local::stream_protocol>;
+using ControlStream = boost::beast::basic_stream<boost::asio::generic::stream_protocol>;
 
 /// Of both sides of a channel.
 struct ChannelLimits {

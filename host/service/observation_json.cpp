@@ -68,7 +68,8 @@ json::object jsonOf(const OwnerReport& owner) {
             {"max_sessions", owner.maxSessions},
             {"memory_mib", owner.memoryMiB ? json::value(static_cast<std::int64_t>(*owner.memoryMiB))
                                            : json::value(nullptr)},
-            {"next_poll_at", jsonIfAny(owner.nextPollAt)}};
+            {"next_poll_at", jsonIfAny(owner.nextPollAt)},
+            {"listening", jsonIfAny(owner.listening)}};
 }
 
 std::optional<OwnerReport> readOwner(const json::value& value) {
@@ -82,7 +83,8 @@ std::optional<OwnerReport> readOwner(const json::value& value) {
                       .backend = fields.text("backend"),
                       .sessions = static_cast<int>(fields.integer("sessions")),
                       .maxSessions = static_cast<int>(fields.integer("max_sessions")),
-                      .nextPollAt = fields.optionalInstant("next_poll_at")};
+                      .nextPollAt = fields.optionalInstant("next_poll_at"),
+                      .listening = fields.optionalText("listening")};
     if (const auto memory = fields.optionalInteger("memory_mib")) {
         owner.memoryMiB = static_cast<std::uint64_t>(std::max<std::int64_t>(*memory, 0));
     }

@@ -74,6 +74,7 @@ struct OwnerReport {
     int maxSessions = 0;
     std::optional<std::uint64_t> memoryMiB{};  ///< available to new ones; absent where it is not told
     std::optional<Instant> nextPollAt{};       ///< of the backend; absent with `--once`
+    std::optional<std::string> listening{};    ///< the address, besides the socket, on which it answers
 };
 
 struct HealthReport {

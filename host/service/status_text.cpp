@@ -107,7 +107,9 @@ bool needsPerson(const DispatchStatus& status) {
 std::string statusText(const DispatchStatus& status, const TextRoom& room, Instant now,
                        std::chrono::seconds offset) {
     const std::string backend = backendText(status, now);
+    const auto listening = status.health.owner ? status.health.owner->listening : std::nullopt;
     return line("dispatcher", ownerText(status, now, offset), room) +
+           (listening ? line("listens", *listening + ", to who has the token", room) : "") +
            (backend.empty() ? "" : line("backend", backend, room)) +
            line("agents", agentsText(status), room) + line("queue", queueText(status), room) +
            sessionsText(status, room, now) + attentionText(status, room);

@@ -1,15 +1,12 @@
 #include "host/tools/tool_access.hpp"
 
 #include <algorithm>
-#include <array>
 #include <fstream>
 #include <system_error>
 #include <utility>
 
-#include <sys/random.h>
-#include <unistd.h>
-
 #include "host/process/private_files.hpp"
+#include "host/process/secret.hpp"
 #include "host/process/user_error.hpp"
 
 namespace quernlight::host {
@@ -18,31 +15,6 @@ namespace {
 constexpr double callsPerSecond = 10;
 constexpr int callsAtOnce = 30;
 constexpr std::size_t mostEnded = 200;
-
-/// 256 bits as 64 digits.
-std::string randomSecret() {
-    constexpr const char* digits = "0123456789abcdef";
-    std::array<unsigned char, 32> bytes{};
-    if (getentropy(bytes.data(), bytes.size()) != 0) {
-        throw UserError("The system has no random numbers for the secret of a session.");
-    }
-    std::string secret;
-    for (const unsigned char byte : bytes) {
-        secret += digits[byte >> 4U];
-        secret += digits[byte & 15U];
-    }
-    return secret;
-}
-
-/// Takes as long whatever the texts have in common.
-bool areEqual(const std::string& known, const std::string& given) {
-    unsigned difference = known.size() == given.size() ? 0U : 1U;
-    for (std::size_t index = 0; index < known.size(); ++index) {
-        const char other = given.empty() ? '\0' : given[index % given.size()];
-        difference |= static_cast<unsigned char>(known[index]) ^ static_cast<unsigned char>(other);
-    }
-    return difference == 0;
-}
 
 void writePrivate(const std::filesystem::path& file, const std::string& text) {
     std::error_code none;
@@ -96,7 +68,7 @@ bool ToolAccess::knows(const std::string& secret) const {
 }
 
 bool ToolAccess::opens(const ToolSession& session, const std::string& secret) {
-    return session.isLive && areEqual(session.secret, secret);
+    return session.isLive && areEqualSecrets(session.secret, secret);
 }
 
 std::filesystem::path toolSecretFile(const std::filesystem::path& attemptDirectory) {
