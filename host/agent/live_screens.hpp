@@ -36,11 +36,15 @@ class LiveScreens {
     /// In place of one that the bug has already.
     [[nodiscard]] Entry enter(const std::string& bugID, Look look);
 
+    /// What the agents that were entered have written, in all.
+    std::uint64_t recordedBytes() const { return *recorded_; }
+
     /// Nothing when no session with an agent works on the bug.
     std::optional<LiveAgent> look(const std::string& bugID) const;
 
   private:
     std::map<std::string, std::weak_ptr<const Look>> looks_;  // by bug, in short form
+    const std::shared_ptr<std::uint64_t> recorded_ = std::make_shared<std::uint64_t>(0);
 };
 
 }  // namespace quernlight::host

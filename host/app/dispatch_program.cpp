@@ -6,6 +6,7 @@
 #include "host/app/owner_sources.hpp"
 #include "host/control/control_server.hpp"
 #include "host/control/listener_token.hpp"
+#include "host/metrics/metrics_resource.hpp"
 #include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
@@ -169,14 +170,18 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         {.pauses = startPauses, .clock = clock, .triesAgain = triesAgain, .lookNow = [&dispatcher] {
              dispatcher.lookNow();
          }});
+    ControlCounts requests;
+    MetricsResource metricsResource(
+        {.service = service, .events = events, .backend = health, .screens = screens, .requests = requests});
     ControlRouter router;
     toolCalls.offerOn(router);
     serviceResource.offerOn(router);
     sessionResource.offerOn(router);
     terminalResource.offerOn(router);
     startResource.offerOn(router);
+    metricsResource.offerOn(router);
     router.offerIndex(QUERNLIGHT_VERSION);
-    ControlServer control(executor, options.home, router, clock);
+    ControlServer control(executor, options.home, router, clock, {}, &requests);
     if (listener) {
         control.listenOn(*listener);
         events.notice("Listening on " + listener->address() + " for requests with the token in " +

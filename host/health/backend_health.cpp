@@ -25,12 +25,14 @@ bool isAnswer(const std::exception& error) {
 }  // namespace
 
 void BackendHealth::answered() {
+    ++answers_;
     refusesToken_ = false;
     note({});
 }
 
 bool BackendHealth::failed(const std::exception& error) {
     const bool answers = isAnswer(error);
+    ++(answers ? answers_ : failures_);
     const auto* refused = dynamic_cast<const BackendError*>(&error);
     refusesToken_ = refused && refused->isServer(unauthorized);
     if (refused) {

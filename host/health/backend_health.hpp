@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <exception>
 #include <functional>
 #include <optional>
@@ -40,6 +41,10 @@ class BackendHealth {
     /// Whether its last answer was that it does not know the token (401, RFC 9110 15.5.2).
     bool refusesToken() const { return refusesToken_; }
 
+    // Since the start, by whoever asked and told.
+    std::uint64_t asked() const { return answers_ + failures_; }
+    std::uint64_t failures() const { return failures_; }
+
     bool isWell() const { return trouble_.empty(); }
     const std::string& trouble() const { return trouble_; }
 
@@ -50,6 +55,7 @@ class BackendHealth {
     Listener listener_;
     std::string trouble_;
     bool refusesToken_ = false;
+    std::uint64_t answers_ = 0, failures_ = 0;
     TimePoint askAgainAt_{};
 };
 

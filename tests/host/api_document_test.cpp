@@ -34,11 +34,17 @@ class ApiDocumentTest : public test::DispatchFixture {
         answers.push_back(json::object{{"method", method},
                                        {"path", route},
                                        {"status", response.status},
-                                       {"body", json::parse(response.body)}});
+                                       {"type", response.contentType},
+                                       {"body", bodyOf(response)}});
         return response;
     }
     void get(const std::string& route, const std::string& target) {
         EXPECT_EQ(ask("GET", route, target).status, 200U) << target;
+    }
+
+    static json::value bodyOf(const host::ControlResponse& response) {
+        const bool isJson = response.contentType.ends_with("json");
+        return isJson ? json::parse(response.body) : json::value(response.body);
     }
 
     std::unique_ptr<test::DispatchProcess> owner;
@@ -58,6 +64,7 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
         get("/v1/queue/*", "/v1/queue/" + bugID);
         get("/v1/bugs/*/state", "/v1/bugs/" + bugID + "/state");
     }
+    get("/metrics", "/metrics");
     get("/v1/bugs", "/v1/bugs?status=open&status=in_review&limit=5");
     get("/v1/bugs/*", "/v1/bugs/11111111");
     EXPECT_EQ(ask("GET", "/v1/bugs/*", "/v1/bugs/99999999").status, 404U);

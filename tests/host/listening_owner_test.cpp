@@ -100,6 +100,30 @@ TEST_F(ListeningOwnerTest, WhatIsNoPortIsWrongUsage) {
     }
 }
 
+TEST_F(ListeningOwnerTest, ItsMetricsAreAsPrometheusReadsThem) {
+    listen();
+    ASSERT_TRUE(owner->says("3f2a9c1d  goalAccepted: ")) << owner->output();
+    const std::string answer = get("/metrics");
+    EXPECT_THAT(answer, AllOf(StartsWith("HTTP/1.1 200 "), HasSubstr("text/plain; version=0.0.4")));
+    const std::string metrics = bodyOf(answer);
+    for (const char* line :
+         {"quernlight_queue_bugs{status=\"running\"} 1\n", "quernlight_goals_total{result=\"accepted\"} 1\n",
+          "quernlight_prompt_wait_seconds_count 1\n", "quernlight_backend_poll_errors_total 0\n"}) {
+        EXPECT_THAT(metrics, HasSubstr(line));
+    }
+    for (const char* empty : {"quernlight_backend_polls_total 0\n", "quernlight_recorded_bytes_total 0\n",
+                              "quernlight_resident_memory_bytes 0\n", "3f2a9c1d", "Crash on launch"}) {
+        EXPECT_THAT(metrics, Not(HasSubstr(empty)));
+    }
+    test::writeFile(repository.scratch("metrics.txt"), metrics);
+    ChildProcessRequest check;
+    check.executable = "/usr/bin/python3";
+    check.arguments = {std::filesystem::path(CHECK_API_DOCUMENT).replace_filename("check_metrics.py"),
+                       repository.scratch("metrics.txt")};
+    const auto checked = test::runTask(runChildProcess(std::move(check)));
+    EXPECT_EQ(checked.exitCode, 0) << checked.output;
+}
+
 /// Memory of a process, in MiB.
 std::size_t memoryOf(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/statm");

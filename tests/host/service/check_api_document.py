@@ -3,7 +3,8 @@
 
 usage: check_api_document.py OPENAPI.YAML ANSWERS.JSON
 
-ANSWERS.JSON is an array of {"method", "path", "status", "body"}: path with "*" for what was filled in, body as it came.
+ANSWERS.JSON is an array of {"method", "path", "status", "type", "body"}: path with "*" for what was filled in, body as
+it came, a text where its media type is not JSON.
 The first must be the answer to GET /v1. Says what does not fit, a line each, and ends with 1 if anything does not.
 """
 
@@ -31,7 +32,7 @@ def main() -> int:
         operation = operations[(answer["method"], answer["path"])]
         is_good = answer["status"] == 200
         if is_good:
-            schema = operation["responses"]["200"]["content"]["application/json"]["schema"]
+            schema = operation["responses"]["200"]["content"][answer["type"].split(";")[0]]["schema"]
         else:
             schema = {"$ref": "#/components/schemas/Problem"}
         validator = jsonschema.Draft202012Validator(
