@@ -89,10 +89,4 @@ json::object jsonOf(const SettingList& settings) {
             {"troubles", jsonArray(settings.troubles, jsonText)}};
 }
 
-SettingList readSettingList(const json::value& value) {
-    const JsonFields fields(value);
-    return {.values = readEach(fields.list("settings"), readSettingValue),
-            .troubles = fields.texts("troubles")};
-}
-
 }  // namespace quernlight::host

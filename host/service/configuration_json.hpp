@@ -28,6 +28,5 @@ SettingValue readSettingValue(const boost::json::value& value);
 
 /// "settings" and "troubles".
 boost::json::object jsonOf(const SettingList& settings);
-SettingList readSettingList(const boost::json::value& value);
 
 }  // namespace quernlight::host

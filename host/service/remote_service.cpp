@@ -78,13 +78,13 @@ auto asked(std::filesystem::path home, ControlRequest request, Read read)
 
 /// All pages of a list. One that changes between two pages may lack an element, or have it twice.
 template <class Read>
-auto askedAll(std::filesystem::path home, Path path, Read read)
+auto askedAll(std::filesystem::path home, Path path, Read read, std::string query = "")
     -> Task<std::vector<decltype(read(std::declval<json::value>()))>> {
     std::vector<decltype(read(std::declval<json::value>()))> all;
     std::optional<std::int64_t> offset = 0;
     while (offset) {
         ControlRequest request = get(path);
-        request.target += wholePage + std::to_string(*offset);
+        request.target += wholePage + std::to_string(*offset) + query;
         const json::value answer = co_await ask(home, std::move(request));
         try {
             const JsonFields page(answer);
@@ -114,6 +114,20 @@ auto decoded(std::filesystem::path home, ControlRequest request, Take take)
 template <class Record>
 Task<Record> decoded(std::filesystem::path home, ControlRequest request) {
     return decoded<Record>(std::move(home), std::move(request), [](Record record) { return record; });
+}
+
+SettingList readSettings(const json::value& value) {
+    const JsonFields fields(value);
+    return {.values = readEach(fields.list("items"), readSettingValue), .troubles = fields.texts("troubles")};
+}
+
+QLBugSummaryDTO readBugSummary(const json::value& value) {
+    const json::object list{{"bugs", json::array{value}}};
+    try {
+        return QuernlightDecoder::make().decode<QLBugListResponse>(json::serialize(list)).bugs.at(0);
+    } catch (const DecodingError& error) {
+        throw Misread(error.what());
+    }
 }
 
 Task<void> done(std::filesystem::path home, ControlRequest request) {
@@ -152,8 +166,11 @@ Task<std::vector<MappingCheck>> RemoteService::checkMappings() {
     return askedAll(home_, {"v1", "mapping-checks"}, readMappingCheck);
 }
 
+/// There are never so many that a page does not hold them.
 Task<SettingList> RemoteService::settings() {
-    return asked(home_, get({"v1", "settings"}), readSettingList);
+    ControlRequest request = get({"v1", "settings"});
+    request.target += wholePage + std::to_string(0);
+    return asked(home_, std::move(request), readSettings);
 }
 
 Task<SettingValue> RemoteService::setting(std::string key) {
@@ -170,13 +187,11 @@ Task<SettingValue> RemoteService::unsetSetting(std::string key) {
 }
 
 Task<std::vector<QLBugSummaryDTO>> RemoteService::bugs(BugQuery query) {
-    ControlRequest request = get({"v1", "bugs"});
-    request.target += "?limit=" + std::to_string(query.limit);
+    std::string more = "&newest=" + std::to_string(query.limit);
     for (const std::string& status : query.statuses) {
-        request.target += "&status=" + boost::urls::encode(status, boost::urls::unreserved_chars);
+        more += "&status=" + boost::urls::encode(status, boost::urls::unreserved_chars);
     }
-    return decoded<QLBugListResponse>(home_, std::move(request),
-                                      [](QLBugListResponse list) { return list.bugs; });
+    return askedAll(home_, {"v1", "bugs"}, readBugSummary, std::move(more));
 }
 
 Task<QLBugDetailResponse> RemoteService::bugDetail(std::string bugID) {

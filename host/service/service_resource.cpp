@@ -1,17 +1,15 @@
 #include "host/service/service_resource.hpp"
 
 #include <algorithm>
-#include <charconv>
 #include <utility>
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
-#include <boost/url/parse.hpp>
-#include <boost/url/url_view.hpp>
 
 #include "host/service/bug_operations_json.hpp"
 #include "host/service/configuration_json.hpp"
 #include "host/service/json_fields.hpp"
+#include "host/service/list_page.hpp"
 #include "host/service/observation_json.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/service_error.hpp"
@@ -40,10 +38,6 @@ unsigned statusOf(ServiceErrorCode code) {
             break;
     }
     return 503;
-}
-
-ControlResponse problemOf(const ServiceError& error) {
-    return problem(statusOf(error.code()), error.what(), std::string(nameOf(error.code())));
 }
 
 /// The work's result, or its error, as a response.
@@ -91,83 +85,48 @@ Task<ControlResponse> withBody(const ControlRequest& request, Handle handle) {
     }
 }
 
-std::size_t numberOf(const std::string& text, std::size_t otherwise) {
-    std::size_t number = otherwise;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size() ? number : otherwise;
-}
-
-/// "limit", and each "status", of the query.
+/// "newest", how many of each status are asked for, and each "status", of the query.
 BugQuery bugQueryOf(const ControlRequest& request) {
+    constexpr std::uint64_t most = 10000;
     BugQuery query;
-    std::vector<std::string> statuses;
-    const auto target = boost::urls::parse_origin_form(request.target);
-    if (!target) {
-        return query;
-    }
-    for (const auto& [key, value, isGiven] : target->params()) {
-        if (key == "status") {
-            statuses.push_back(value);
-        } else if (key == "limit") {
-            constexpr std::size_t most = 10000;
-            const std::size_t limit = numberOf(value, static_cast<std::size_t>(query.limit));
-            query.limit = static_cast<int>(std::clamp<std::size_t>(limit, 1, most));
-        }
-    }
+    const auto newest = queryNumber(request, "newest").value_or(static_cast<std::uint64_t>(query.limit));
+    query.limit = static_cast<int>(std::clamp<std::uint64_t>(newest, 1, most));
+    std::vector<std::string> statuses = queryTexts(request, "status");
     if (!statuses.empty()) {
         query.statuses = std::move(statuses);
     }
     return query;
 }
 
-/// Which part of a list is asked for: "offset" and "limit" of the query.
-struct Page {
-    static constexpr std::size_t usual = 100;
-    static constexpr std::size_t most = 1000;
-
-    std::size_t offset = 0;
-    std::size_t limit = usual;
-};
-
-Page pageOf(const ControlRequest& request) {
-    Page page;
-    const auto target = boost::urls::parse_origin_form(request.target);
-    if (!target) {
-        return page;
-    }
-    for (const auto& [key, value, isGiven] : target->params()) {
-        if (key == "offset") {
-            page.offset = numberOf(value, page.offset);
-        } else if (key == "limit") {
-            page.limit = std::clamp<std::size_t>(numberOf(value, page.limit), 1, Page::most);
-        }
-    }
-    return page;
+json::object bugsShown(const std::vector<QLBugSummaryDTO>& bugs, ListPage page) {
+    const auto begin = bugs.begin() + static_cast<std::ptrdiff_t>(std::min(page.offset, bugs.size()));
+    const auto left = static_cast<std::size_t>(bugs.end() - begin);
+    const std::vector<QLBugSummaryDTO> part(begin,
+                                            begin + static_cast<std::ptrdiff_t>(std::min(page.limit, left)));
+    json::object shown = paged(bugs, page, [](const QLBugSummaryDTO&) { return json::value(nullptr); });
+    shown["items"] = shownBugs(part).at("bugs");
+    return shown;
 }
 
-/// One page of a list, and how long the list is.
-template <class Value, class Shown>
-json::value paged(const std::vector<Value>& values, Page page, Shown shown) {
-    const std::size_t begin = std::min(page.offset, values.size());
-    const std::size_t end = begin + std::min(page.limit, values.size() - begin);
-    json::array items;
-    for (std::size_t index = begin; index < end; ++index) {
-        items.push_back(shown(values[index]));
-    }
-    return json::object{{"items", std::move(items)},
-                        {"offset", begin},
-                        {"total", values.size()},
-                        {"next_offset", end < values.size() ? json::value(end) : json::value(nullptr)}};
+json::object settingsShown(const SettingList& settings, ListPage page) {
+    json::object shown =
+        paged(settings.values, page, [](const SettingValue& value) { return json::value(jsonOf(value)); });
+    shown["troubles"] = jsonArray(settings.troubles, jsonText);
+    return shown;
 }
 
 template <class Value>
-Task<ControlResponse> answerPage(Task<std::vector<Value>> work, Page page) {
+Task<ControlResponse> answerPage(Task<std::vector<Value>> work, ListPage page) {
     return answer(std::move(work), [page](const std::vector<Value>& values) {
         return paged(values, page, [](const Value& value) { return json::value(jsonOf(value)); });
     });
 }
 
 }  // namespace
+
+ControlResponse problemOf(const ServiceError& error) {
+    return problem(statusOf(error.code()), error.what(), std::string(nameOf(error.code())));
+}
 
 void ServiceResource::offerOn(ControlRouter& router) {
     offerQueue(router);
@@ -209,8 +168,11 @@ void ServiceResource::offerConfiguration(ControlRouter& router) {
     router.add("GET", "/v1/mapping-checks", Audience::people, [this](const ControlRequest& request) {
         return answerPage(service_.checkMappings(), pageOf(request));
     });
-    router.add("GET", "/v1/settings", Audience::people,
-               [this](const ControlRequest&) { return answer(service_.settings()); });
+    router.add("GET", "/v1/settings", Audience::people, [this](const ControlRequest& request) {
+        return answer(service_.settings(), [page = pageOf(request)](const auto& settings) {
+            return settingsShown(settings, page);
+        });
+    });
     router.add("GET", "/v1/settings/*", Audience::people, [this](const ControlRequest& request) {
         return answer(service_.setting(request.parameters.at(0)));
     });
@@ -226,7 +188,8 @@ void ServiceResource::offerConfiguration(ControlRouter& router) {
 
 void ServiceResource::offerBugs(ControlRouter& router) {
     router.add("GET", "/v1/bugs", Audience::people, [this](const ControlRequest& request) {
-        return answer(service_.bugs(bugQueryOf(request)), [](const auto& bugs) { return shownBugs(bugs); });
+        return answer(service_.bugs(bugQueryOf(request)),
+                      [page = pageOf(request)](const auto& bugs) { return bugsShown(bugs, page); });
     });
     router.add("POST", "/v1/bugs", Audience::people, [this](const ControlRequest& request) {
         return withBody(request,

@@ -2,8 +2,12 @@
 
 #include "host/control/control_router.hpp"
 #include "host/service/dispatch_service.hpp"
+#include "host/service/service_error.hpp"
 
 namespace quernlight::host {
+
+/// The error as an answer, with the code's name as "code".
+ControlResponse problemOf(const ServiceError& error);
 
 /// The service, offered to other processes of its user as HTTP and JSON. Outlives the requests.
 class ServiceResource {

@@ -1,0 +1,44 @@
+#include "host/service/list_page.hpp"
+
+#include <charconv>
+
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
+
+namespace quernlight::host {
+namespace {
+
+std::optional<std::uint64_t> numberOf(const std::string& text) {
+    std::uint64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size() ? std::optional(number) : std::nullopt;
+}
+
+}  // namespace
+
+std::vector<std::string> queryTexts(const ControlRequest& request, std::string_view name) {
+    std::vector<std::string> texts;
+    const auto target = boost::urls::parse_origin_form(request.target);
+    if (!target) {
+        return texts;
+    }
+    for (const auto& [key, value, isGiven] : target->params()) {
+        if (key == name) {
+            texts.push_back(value);
+        }
+    }
+    return texts;
+}
+
+std::optional<std::uint64_t> queryNumber(const ControlRequest& request, std::string_view name) {
+    const std::vector<std::string> texts = queryTexts(request, name);
+    return texts.empty() ? std::nullopt : numberOf(texts.back());
+}
+
+ListPage pageOf(const ControlRequest& request) {
+    const std::uint64_t limit = queryNumber(request, "limit").value_or(ListPage::usual);
+    return {.offset = queryNumber(request, "offset").value_or(0),
+            .limit = std::clamp<std::uint64_t>(limit, 1, ListPage::most)};
+}
+
+}  // namespace quernlight::host

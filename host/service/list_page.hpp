@@ -1,0 +1,51 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include <boost/json/array.hpp>
+#include <boost/json/object.hpp>
+
+#include "host/control/control_message.hpp"
+
+namespace quernlight::host {
+
+/// What stands behind each name of that kind in the query of a request.
+std::vector<std::string> queryTexts(const ControlRequest& request, std::string_view name);
+
+/// The last number of that name in the query; nothing when there is none, or it is no number.
+std::optional<std::uint64_t> queryNumber(const ControlRequest& request, std::string_view name);
+
+/// Which part of a list is asked for: "offset" and "limit" of the query.
+struct ListPage {
+    static constexpr std::size_t usual = 100;
+    static constexpr std::size_t most = 1000;
+
+    std::size_t offset = 0;
+    std::size_t limit = usual;
+};
+
+ListPage pageOf(const ControlRequest& request);
+
+/// One page of a list, and how long the list is.
+template <class Value, class Shown>
+boost::json::object paged(const std::vector<Value>& values, ListPage page, Shown shown) {
+    const std::size_t begin = std::min(page.offset, values.size());
+    const std::size_t end = begin + std::min(page.limit, values.size() - begin);
+    boost::json::array items;
+    for (std::size_t index = begin; index < end; ++index) {
+        items.push_back(shown(values[index]));
+    }
+    return {{"items", std::move(items)},
+            {"offset", begin},
+            {"total", values.size()},
+            {"next_offset", end < values.size() ? boost::json::value(end) : boost::json::value(nullptr)}};
+}
+
+}  // namespace quernlight::host
