@@ -11,6 +11,7 @@
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/direct_service.hpp"
+#include "host/service/event_resource.hpp"
 #include "host/service/service_resource.hpp"
 #include "host/service/session_resource.hpp"
 #include "host/service/start_resource.hpp"
@@ -164,6 +165,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         [client = std::make_shared<const QuernlightClient>(services.client)]()
             -> Task<std::shared_ptr<const QuernlightClient>> { return handedOver(client); });
     ServiceResource serviceResource(service);
+    EventResource eventResource(events, clock);
     SessionResource sessionResource(events, screens);
     TerminalResource terminalResource(events, screens, clock);
     StartResource startResource(
@@ -176,6 +178,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     ControlRouter router;
     toolCalls.offerOn(router);
     serviceResource.offerOn(router);
+    eventResource.offerOn(router);
     sessionResource.offerOn(router);
     terminalResource.offerOn(router);
     startResource.offerOn(router);

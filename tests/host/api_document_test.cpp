@@ -4,6 +4,7 @@
 
 #include "host/control/control_client.hpp"
 #include "quernlight/platform/child_process.hpp"
+#include "quernlight/platform/text.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
 namespace quernlight {
@@ -44,7 +45,7 @@ class ApiDocumentTest : public test::DispatchFixture {
 
     static json::value bodyOf(const host::ControlResponse& response) {
         const bool isJson = response.contentType.ends_with("json");
-        return isJson ? json::parse(response.body) : json::value(response.body);
+        return isJson ? json::parse(response.body) : json::value(validUtf8(response.body));
     }
 
     std::unique_ptr<test::DispatchProcess> owner;
@@ -65,6 +66,10 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
         get("/v1/bugs/*/state", "/v1/bugs/" + bugID + "/state");
     }
     get("/metrics", "/metrics");
+    get("/v1/events", "/v1/events?after=1");
+    const auto reset = json::parse(ask("GET", "/v1/events", "/v1/events").body);
+    const auto began = reset.at("last").to_number<std::uint64_t>() - 20;
+    get("/v1/events", "/v1/events?after=" + std::to_string(began));
     get("/v1/bugs", "/v1/bugs?status=open&status=in_review&limit=5");
     get("/v1/bugs/*", "/v1/bugs/11111111");
     EXPECT_EQ(ask("GET", "/v1/bugs/*", "/v1/bugs/99999999").status, 404U);
