@@ -10,6 +10,7 @@
 #include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/attempt_resource.hpp"
 #include "host/service/direct_service.hpp"
 #include "host/service/event_resource.hpp"
 #include "host/service/service_resource.hpp"
@@ -88,6 +89,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     LocalPTYCodexRunner runner(readyPrompts);
     BackgroundExecutor background;
     BackgroundExecutor drawing;
+    BackgroundExecutor reading;  // of transcripts
     LiveScreens screens;
     RepositoryLocks repositories;
     RateLimiter commentRateLimiter(commentRequestsPerSecond, commentRequestsAtOnce);
@@ -166,6 +168,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
             -> Task<std::shared_ptr<const QuernlightClient>> { return handedOver(client); });
     ServiceResource serviceResource(service);
     EventResource eventResource(events, clock);
+    AttemptResource attemptResource({.service = service, .background = reading, .home = options.home});
     SessionResource sessionResource(events, screens);
     TerminalResource terminalResource(events, screens, clock);
     StartResource startResource(
@@ -179,6 +182,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     toolCalls.offerOn(router);
     serviceResource.offerOn(router);
     eventResource.offerOn(router);
+    attemptResource.offerOn(router);
     sessionResource.offerOn(router);
     terminalResource.offerOn(router);
     startResource.offerOn(router);

@@ -70,6 +70,11 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
     const auto reset = json::parse(ask("GET", "/v1/events", "/v1/events").body);
     const auto began = reset.at("last").to_number<std::uint64_t>() - 20;
     get("/v1/events", "/v1/events?after=" + std::to_string(began));
+    get("/v1/queue/*/attempts", "/v1/queue/11111111/attempts");
+    for (const char* format : {"plain", "ansi", "timing"}) {
+        get("/v1/queue/*/attempts/*/transcript",
+            std::string("/v1/queue/11111111/attempts/1/transcript?format=") + format);
+    }
     get("/v1/bugs", "/v1/bugs?status=open&status=in_review&limit=5");
     get("/v1/bugs/*", "/v1/bugs/11111111");
     EXPECT_EQ(ask("GET", "/v1/bugs/*", "/v1/bugs/99999999").status, 404U);
