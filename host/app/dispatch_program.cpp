@@ -156,11 +156,13 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         services, settings, options.dispatcher, [&services](BugQueueItem item, AppMapping mapping) {
             return std::make_shared<BugSession>(services, std::move(item), std::move(mapping));
         });
+    AgentVersion agentVersion(clock);
     DirectService service(
         std::make_unique<OwnerAccess>(options.home, store, manager),
         ownerSources({.services = services,
                       .dispatcher = dispatcher,
                       .screens = screens,
+                      .agentVersion = agentVersion,
                       .backend = backend.text(),
                       .listening = listener ? std::optional(listener->address()) : std::nullopt,
                       .since = clock.now()}),

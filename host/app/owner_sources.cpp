@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include "host/agent/agent_environment.hpp"
 #include "quernlight/platform/available_memory.hpp"
 
 namespace quernlight::host {
@@ -58,6 +59,14 @@ HealthReport healthOf(const OwnerParts& parts) {
     return report;
 }
 
+Task<std::optional<std::string>> agentVersionOf(OwnerParts parts) {
+    const SessionServices& services = parts.services;
+    AgentCommand command{
+        .words = services.settings.agentCommand,
+        .environment = agentEnvironment(services.environment, services.settings.agentEnvironment)};
+    co_return co_await parts.agentVersion.text(std::move(command));
+}
+
 /// The session of an item that was changed shows itself.
 void showChange(const OwnerParts& parts, const std::optional<QueueEntry>& changed) {
     if (changed && parts.dispatcher.workOn(changed->item.id) == ItemWork::none) {
@@ -83,6 +92,7 @@ LiveSources ownerSources(OwnerParts parts) {
             [&events](EventPublisher::Handler handler) { return events.subscribe(std::move(handler)); },
         .pullRequest = [parts](const std::string& bugID) { return pullRequestOf(parts, bugID); },
         .health = [parts] { return healthOf(parts); },
+        .agentVersion = [parts] { return agentVersionOf(parts); },
         .progress = [&events] { return events.bugs(); },
         .agent = [&screens = parts.screens](const std::string& bugID) { return seenAgent(screens, bugID); },
         .workOn = [&dispatcher](const Uuid& itemID) { return dispatcher.workOn(itemID); },

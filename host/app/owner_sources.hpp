@@ -1,5 +1,6 @@
 #pragma once
 
+#include "host/agent/agent_answer.hpp"
 #include "host/agent/live_screens.hpp"
 #include "host/dispatcher/dispatcher.hpp"
 #include "host/service/live_sources.hpp"
@@ -11,6 +12,7 @@ struct OwnerParts {
     const SessionServices& services;
     Dispatcher& dispatcher;
     const LiveScreens& screens;
+    AgentVersion& agentVersion;
     std::string backend{};                   ///< its address
     std::optional<std::string> listening{};  ///< see OwnerReport
     Instant since{};                         ///< of the start

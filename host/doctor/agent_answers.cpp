@@ -2,17 +2,9 @@
 #include <sstream>
 
 #include "host/doctor/agent_checks.hpp"
-#include "quernlight/platform/control_characters.hpp"
-#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace {
-
-std::string firstLine(const std::string& text) {
-    constexpr std::size_t mostShown = 100;
-    const std::string_view whole = trimmed(text);
-    return escapedLine(whole.substr(0, whole.find('\n')), mostShown);
-}
 
 Finding warning(const std::string& check, const std::string& seen, const std::string& advice) {
     return {.check = check, .verdict = Verdict::warning, .seen = seen, .advice = advice};
@@ -43,10 +35,10 @@ Finding versionFinding(const AgentAnswer& version, const std::string& program) {
         return {.check = "agent",
                 .verdict = Verdict::stops,
                 .seen = program + " --version ended with status " + std::to_string(version.exitCode) + ": " +
-                        firstLine(version.output),
+                        firstLine(version),
                 .advice = "Install the agent anew, or check the setting agent.command."};
     }
-    return {.check = "agent", .seen = firstLine(version.output) + ", at " + program + "."};
+    return {.check = "agent", .seen = firstLine(version) + ", at " + program + "."};
 }
 
 Finding loginFinding(const LoginFacts& facts) {

@@ -5,14 +5,11 @@
 #include <toml++/toml.h>
 #include <boost/json/object.hpp>
 #include <boost/json/serialize.hpp>
-#include <boost/system/system_error.hpp>
 
 #include "host/agent/agent_environment.hpp"
 #include "host/agent/agent_launch.hpp"
-#include "host/process/time_limit.hpp"
 #include "host/tools/tool_access.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
-#include "quernlight/platform/child_process.hpp"
 
 namespace quernlight::host {
 namespace fs = std::filesystem;
@@ -26,55 +23,12 @@ fs::path agentHome(const Examined& examined) {
     return CodexSessionResolver::stateDatabaseURL(environmentOf(examined)).parent_path();
 }
 
-std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
-    std::vector<std::string> entries;
-    for (const auto& [name, value] : environment) {
-        entries.push_back(name + "=" + value);
-    }
-    return entries;
-}
-
-Task<AgentAnswer> answerTo(ChildProcessRequest request, std::chrono::milliseconds timeout) {
-    SystemClock clock;
-    AgentAnswer answer;
-    try {
-        const ChildProcessResult result =
-            co_await withTimeLimit(clock, timeout, runChildProcess(std::move(request)));
-        answer = {.hasEnded = true, .exitCode = result.exitCode, .output = result.output + result.errors};
-    } catch (const TimeLimitExceeded&) {
-        answer.output = "It did not answer in time.";
-    } catch (const boost::system::system_error&) {
-        throw;  // it is cancelled
-    } catch (const std::system_error& error) {
-        answer.output = error.what();
-    }
-    co_return answer;
-}
-
-/// The agent's own words with `more` behind them, which must be harmless. Relative programs are a worktree's.
-ChildProcessRequest agentRequest(const Examined& examined, const std::vector<std::string>& more) {
-    const std::vector<std::string>& command = examined.settings.agentCommand;
-    const EnvironmentMap environment = environmentOf(examined);
-    ChildProcessRequest request{.executable = command.front(),
-                                .arguments = {command.begin() + 1, command.end()},
-                                .environment = entriesOf(environment),
-                                .workingDirectory = "/",
-                                .keepsErrorsApart = true};
-    if (!request.executable.has_parent_path()) {
-        request.executable = findOnPath(command.front(), environment).value_or(request.executable);
-    }
-    request.arguments.insert(request.arguments.end(), more.begin(), more.end());
-    return request;
+AgentCommand commandOf(const Examined& examined) {
+    return {.words = examined.settings.agentCommand, .environment = environmentOf(examined)};
 }
 
 Task<AgentAnswer> askAgent(const Examined& examined, std::vector<std::string> words) {
-    const std::vector<std::string>& command = examined.settings.agentCommand;
-    const bool isRelative =
-        fs::path(command.front()).is_relative() && fs::path(command.front()).has_parent_path();
-    if (isRelative || missingAgent(command, examined.environment)) {
-        co_return AgentAnswer{};
-    }
-    co_return co_await answerTo(agentRequest(examined, words), examined.agentTimeout);
+    co_return co_await host::askAgent(commandOf(examined), std::move(words), examined.agentTimeout);
 }
 
 toml::table configurationOf(const Examined& examined) {
@@ -126,12 +80,8 @@ std::string firstWords() {
 Task<Finding> checkOwnServer(const Examined& examined) {
     const std::vector<std::string> command =
         toolServerCommand(examined.program, examined.home, randomUuid(), "/dev/null");
-    ChildProcessRequest request{.executable = command.front(),
-                                .arguments = {command.begin() + 1, command.end()},
-                                .environment = entriesOf(environmentOf(examined)),
-                                .workingDirectory = "/",
-                                .keepsErrorsApart = true,
-                                .input = firstWords()};
+    ChildProcessRequest request = requestOf({.words = command, .environment = environmentOf(examined)}, {});
+    request.input = firstWords();
     const AgentAnswer answer = co_await answerTo(std::move(request), examined.agentTimeout);
     Finding finding{.check = "agent tools", .seen = "The dispatcher's tool server answers."};
     if (answer.output.find("serverInfo") == std::string::npos) {
@@ -153,7 +103,7 @@ Task<Findings> checkAgent(const Examined& examined) {
     }
     std::vector<std::string> ask{"--version"};
     const AgentAnswer answer = co_await askAgent(examined, std::move(ask));
-    const std::string program = agentRequest(examined, {}).executable.string();
+    const std::string program = requestOf(commandOf(examined), {}).executable.string();
     co_return only(versionFinding(answer, program));
 }
 

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "host/agent/agent_answer.hpp"
 #include "host/doctor/examination.hpp"
 
 namespace quernlight::host {
@@ -18,13 +19,6 @@ Task<Findings> checkToolServer(const Examined& examined);
 
 Task<Findings> checkAgentService(const Examined& examined);
 Task<Findings> checkTrust(const Examined& examined);
-
-/// What one harmless command of the agent has come to.
-struct AgentAnswer {
-    bool hasEnded = false;  ///< in time, and it could be started at all
-    int exitCode = 0;
-    std::string output{};
-};
 
 /// All that tells of a login without its account. No secret is in it.
 struct LoginFacts {

@@ -320,6 +320,9 @@ Task<HealthReport> showHealth(StoreAccess& access, const LiveSources& live) {
         co_return stored;
     }
     HealthReport report = live.health();
+    if (live.agentVersion && report.owner) {
+        report.owner->agentVersion = co_await live.agentVersion();
+    }
     report.alerts.insert(report.alerts.end(), stored.alerts.begin(), stored.alerts.end());
     for (QueueEntry& entry : co_await listQueue(access, live)) {
         if (needsAttention(entry.stage)) {

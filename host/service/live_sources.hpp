@@ -21,6 +21,9 @@ struct LiveSources {
     /// Itself, backend, disk and alerts.
     std::function<HealthReport()> health{};
 
+    /// What the agent says of its version; nothing when it does not tell.
+    std::function<Task<std::optional<std::string>>()> agentVersion{};
+
     /// Where the bugs of the queue are, by id.
     std::function<std::map<std::string, BugProgress>()> progress{};
 

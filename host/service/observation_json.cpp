@@ -69,6 +69,7 @@ json::object jsonOf(const OwnerReport& owner) {
             {"memory_mib", owner.memoryMiB ? json::value(static_cast<std::int64_t>(*owner.memoryMiB))
                                            : json::value(nullptr)},
             {"next_poll_at", jsonIfAny(owner.nextPollAt)},
+            {"agent_version", jsonIfAny(owner.agentVersion)},
             {"listening", jsonIfAny(owner.listening)}};
 }
 
@@ -84,6 +85,7 @@ std::optional<OwnerReport> readOwner(const json::value& value) {
                       .sessions = static_cast<int>(fields.integer("sessions")),
                       .maxSessions = static_cast<int>(fields.integer("max_sessions")),
                       .nextPollAt = fields.optionalInstant("next_poll_at"),
+                      .agentVersion = fields.optionalText("agent_version"),
                       .listening = fields.optionalText("listening")};
     if (const auto memory = fields.optionalInteger("memory_mib")) {
         owner.memoryMiB = static_cast<std::uint64_t>(std::max<std::int64_t>(*memory, 0));

@@ -72,9 +72,10 @@ struct OwnerReport {
     std::string backend{};  ///< its address
     int sessions = 0;       ///< that run
     int maxSessions = 0;
-    std::optional<std::uint64_t> memoryMiB{};  ///< available to new ones; absent where it is not told
-    std::optional<Instant> nextPollAt{};       ///< of the backend; absent with `--once`
-    std::optional<std::string> listening{};    ///< the address, besides the socket, on which it answers
+    std::optional<std::uint64_t> memoryMiB{};   ///< available to new ones; absent where it is not told
+    std::optional<Instant> nextPollAt{};        ///< of the backend; absent with `--once`
+    std::optional<std::string> agentVersion{};  ///< as the agent tells it; absent when it does not
+    std::optional<std::string> listening{};     ///< the address, besides the socket, on which it answers
 };
 
 struct HealthReport {

@@ -52,7 +52,9 @@ std::string agentsText(const DispatchStatus& status) {
         owner && owner->memoryMiB
             ? ", " + std::to_string(*owner->memoryMiB / gibibyte) + " GiB of memory available"
             : "";
-    return count + " at work (" + status.agent + ")" + memory;
+    const std::string agent =
+        owner && owner->agentVersion ? status.agent + ", " + *owner->agentVersion : status.agent;
+    return count + " at work (" + agent + ")" + memory;
 }
 
 std::map<std::string, int> countsOf(const DispatchStatus& status) {

@@ -96,9 +96,10 @@ TEST_F(OwnerCommandsTest, WhatAnAgentDoesIsShownWhereverTheBugIs) {
     EXPECT_EQ(shown("3f2a9c1d").at("stage").as_string(), "working");
     const auto told = command({"status"});
     EXPECT_EQ(told.exitCode, 0) << told.error;
-    EXPECT_THAT(told.output,
-                AllOf(HasSubstr("dispatcher  runs since "), HasSubstr("\nqueue       1 running\n"),
-                      HasSubstr(" of 2 at work"), HasSubstr("\n3f2a9c1d  Shop  working")));
+    EXPECT_THAT(
+        told.output,
+        AllOf(HasSubstr("dispatcher  runs since "), HasSubstr("\nqueue       1 running\n"),
+              HasSubstr(" of 2 at work (codex, standin-codex "), HasSubstr("\n3f2a9c1d  Shop  working")));
 }
 
 TEST_F(OwnerCommandsTest, WorkInReviewIsListedWithItsPullRequest) {
