@@ -137,6 +137,26 @@ TEST_F(ControlListenerTest, WhatIsNoRequestIsRefusedOrDropped) {
     }
 }
 
+TEST_F(ControlListenerTest, ARequestThatIsCutOffConcernsNobodyElse) {
+    serve();
+    const std::string whole = head("POST /v1/who", host(), {allowed, "Content-Length: 2"}) + "{}";
+    for (const std::size_t size : {std::size_t{1}, std::size_t{20}, whole.size() - 3, whole.size() - 1}) {
+        boost::asio::ip::tcp::socket cut(io);
+        cut.connect({boost::asio::ip::address_v4::loopback(), listener.port()});
+        boost::asio::write(cut, boost::asio::buffer(whole, size));
+        cut.close();
+        EXPECT_EQ(test::statusOf(answerTo(whole)), 200) << size;
+    }
+}
+
+TEST_F(ControlListenerTest, ARequestThatDoesNotEndIsGivenUp) {
+    serve({.idleTimeout = std::chrono::seconds(1)});
+    const std::string request = head("POST /v1/who", host(), {allowed, "Content-Length: 2"});
+    EXPECT_EQ(answerTo(request), "");
+    EXPECT_EQ(answerTo(request.substr(0, 30)), "");
+    EXPECT_EQ(answerTo(""), "");
+}
+
 TEST_F(ControlListenerTest, WhoMayNotAskIsAnsweredBeforeItsBodyIsThere) {
     serve();
     EXPECT_EQ(test::statusOf(answerTo(head("POST /v1/who", host(), {"Content-Length: 1000000"}))), 401);
