@@ -71,6 +71,8 @@ constexpr auto examples = std::to_array<CommandExample>({
      true},
     {"run", "quernlight-dispatch run --token-file ~/.quernlight-token --once --max-sessions 1",
      "Work on what is there, one bug after another, and end"},
+    {"run", "quernlight-dispatch run --listen 8080",
+     "Offer the local API on a port of 127.0.0.1 as well, to who has the token in listen.token"},
     {"map set", "quernlight-dispatch map set --bundle com.example.notes --app Notes --repo ~/src/notes",
      "Have the bugs of Notes worked on in that repository", true},
     {"map list", "quernlight-dispatch map list", "List which app's bugs are worked on where"},

@@ -164,7 +164,7 @@ class CrowdTest : public ListeningOwnerTest {
         std::vector<std::future<int>> asked;
         for (int client = 0; client < clients; ++client) {
             const char* path = client % 2 == 0 ? "/v1/queue/3f2a9c1d" : "/v1/health";
-            asked.push_back(asio::co_spawn(io, askOften(port, requestFor(path), 3), asio::use_future));
+            asked.push_back(asio::co_spawn(io, askOften(port, requestFor(path), 2), asio::use_future));
         }
         io.run_for(test::generousBound);
         int refused = 0;

@@ -103,7 +103,7 @@ TEST_F(EventResourceTest, WhoHasMissedTooMuchIsToldToReadAnew) {
 }
 
 TEST_F(EventResourceTest, WhoDoesNotReadHoldsUpNobodyAndIsDropped) {
-    serve({.channels = 2, .channelSilence = std::chrono::seconds(1)});
+    serve({.channels = 2, .channelSilence = std::chrono::seconds(2)});
     const auto stuck = follow();
     const auto reading = follow();
     EXPECT_EQ(toldBy(*reading), "reset");
@@ -113,14 +113,16 @@ TEST_F(EventResourceTest, WhoDoesNotReadHoldsUpNobodyAndIsDropped) {
         EXPECT_EQ(toldBy(*reading).size(), large.size());
     }
     std::unique_ptr<ControlChannel> inItsPlace;
-    while (!inItsPlace) {
+    EXPECT_TRUE(quernlight::test::eventually([&] {
         events.notice("On and on");
         EXPECT_EQ(toldBy(*reading), "On and on");
         try {
             inItsPlace = follow();
         } catch (const UserError&) {  // two are connected already
         }
-    }
+        return inItsPlace != nullptr;
+    }));
+    ASSERT_TRUE(inItsPlace);
     EXPECT_EQ(toldBy(*inItsPlace), "reset");
 }
 
