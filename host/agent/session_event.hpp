@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -13,9 +14,11 @@ namespace quernlight::host {
 
 /// The agent wrote to its terminal.
 struct OutputSeen {
+    static constexpr std::size_t mostWords = 2000;
+
     Instant at{};
-    std::string lastLine{};  ///< the last readable line of that chunk, empty when it has none
-    std::string words{};     ///< the end of what is readable in it, half a kilobyte at most
+    std::string lastLine{};  ///< the last readable line of it, empty when it has none
+    std::string words{};     ///< the end of what is readable in it, `mostWords` bytes at most
 };
 
 struct AgentExited {

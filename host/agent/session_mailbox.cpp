@@ -3,10 +3,31 @@
 #include <utility>
 
 namespace quernlight::host {
+namespace {
+
+/// A session that has other things to do learns of a flood as of one output.
+void add(OutputSeen output, OutputSeen& last) {
+    last.at = output.at;
+    last.words += output.words;
+    if (last.words.size() > OutputSeen::mostWords) {
+        last.words.erase(0, last.words.size() - OutputSeen::mostWords);
+    }
+    if (!output.lastLine.empty()) {
+        last.lastLine = std::move(output.lastLine);
+    }
+}
+
+}  // namespace
 
 void SessionMailbox::Continuation::deliver(SessionEvent event) const {
     if (const auto state = state_.lock()) {
-        state->events.push_back(std::move(event));
+        auto* output = std::get_if<OutputSeen>(&event);
+        auto* last = state->events.empty() ? nullptr : std::get_if<OutputSeen>(&state->events.back());
+        if (output && last) {
+            add(std::move(*output), *last);
+        } else {
+            state->events.push_back(std::move(event));
+        }
         state->signal.notify();
     }
 }

@@ -31,6 +31,9 @@ namespace quernlight::host {
 namespace {
 
 constexpr double commentRequestsPerSecond = 5;
+/// Of one agent, until the loop has time for them; each is a read of at most 64 KiB, mostly of 4.
+constexpr std::size_t mostEventsWaiting = 256;
+
 constexpr int commentRequestsAtOnce = 5;
 
 /// What a command that shows notifications on the desktop needs besides.
@@ -88,6 +91,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
         !std::filesystem::exists(CodexSessionResolver::stateDatabaseURL(options.environment)));
     LocalPTYCodexRunner runner(readyPrompts);
     BackgroundExecutor background;
+    runner.readWhileFewerWait(mostEventsWaiting);
     BackgroundExecutor drawing;
     BackgroundExecutor reading;  // of transcripts
     LiveScreens screens;

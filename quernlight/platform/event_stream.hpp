@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -35,6 +36,12 @@ class EventContinuation {
             state_->finished = true;
         }
         state_->signal.notify();
+    }
+
+    /// How many events are delivered and not yet read.
+    std::size_t waiting() const {
+        const std::lock_guard guard(state_->lock);
+        return state_->events.size();
     }
 
     bool operator==(const EventContinuation&) const = default;

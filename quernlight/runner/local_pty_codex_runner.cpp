@@ -36,6 +36,15 @@ struct EventRoute {
     }
 };
 
+/// Nobody waits for the events of a runner that is gone.
+PTYProcess::RoomTest roomFor(std::weak_ptr<SessionRegistry> registry, const Uuid& sessionID,
+                             std::size_t mostWaiting) {
+    return [registry = std::move(registry), sessionID, mostWaiting] {
+        const auto live = registry.lock();
+        return !live || live->mostWaiting(sessionID) < mostWaiting;
+    };
+}
+
 std::shared_ptr<PTYProcess> processOf(const std::weak_ptr<SessionRegistry>& registry, const Uuid& sessionID) {
     const auto live = registry.lock();
     return live ? live->process(sessionID) : throw RunnerError::missingSession(sessionID);
@@ -106,6 +115,9 @@ Task<StartSessionResponse> LocalPTYCodexRunner::startSession(StartSessionRequest
     const EventRoute route{monitor, registry_};
     auto process = std::make_shared<PTYProcess>(readerQueue_.get_executor(), std::move(request),
                                                 std::move(writer), route);
+    if (mostWaiting_) {
+        process->readOnlyWhile(roomFor(registry_, sessionID, *mostWaiting_));
+    }
     const StartSessionResponse response = process->start();
     registry_->add(sessionID, std::move(process));
     if (!initialInput.empty()) {

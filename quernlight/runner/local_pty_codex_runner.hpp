@@ -1,7 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,11 @@ class LocalPTYCodexRunner final : public CodexRunner {
     /// Initial inputs are delivered so, and not typed by the runner; it outlives the runner.
     explicit LocalPTYCodexRunner(InitialInputDelivery& delivery);
 
+    /// From now on a session's terminal is read only while fewer of its events than this wait in each of its
+    /// streams, so that an agent that writes faster than they are read has to wait, as on any terminal. By
+    /// default there is no bound. Before the first session.
+    void readWhileFewerWait(std::size_t events) { mostWaiting_ = events; }
+
     LocalPTYCodexRunner(const LocalPTYCodexRunner&) = delete;
     LocalPTYCodexRunner& operator=(const LocalPTYCodexRunner&) = delete;
     ~LocalPTYCodexRunner() override;
@@ -42,7 +49,8 @@ class LocalPTYCodexRunner final : public CodexRunner {
   private:
     explicit LocalPTYCodexRunner(InitialInputDelivery* delivery);
 
-    InitialInputDelivery* const delivery_;       // null: the runner types them itself
+    InitialInputDelivery* const delivery_;  // null: the runner types them itself
+    std::optional<std::size_t> mostWaiting_;
     std::shared_ptr<SessionRegistry> registry_;  // tasks and terminals on the reader queue hold it weakly
     boost::asio::thread_pool readerQueue_{1};    // after the registry, so that it ends before it
 };

@@ -32,6 +32,9 @@ constexpr int hangUpMilliseconds = 100;
 /// How long a full terminal that nobody has open is left alone.
 constexpr std::chrono::milliseconds hungUpPause{50};
 
+/// How long output that finds no room is left in the terminal.
+constexpr std::chrono::milliseconds noRoomPause{5};
+
 bool isHungUp(int master) {
     pollfd terminal{.fd = master, .events = POLLOUT, .revents = 0};
     return ::poll(&terminal, 1, 0) > 0 && (terminal.revents & POLLHUP) != 0 &&
@@ -116,6 +119,10 @@ StartSessionResponse PTYProcess::markRunning() {
 }
 
 void PTYProcess::awaitOutput() {
+    if (!hasRoom_()) {
+        awaitRoomForOutput();
+        return;
+    }
     master_->async_wait(asio::posix::descriptor_base::wait_read,
                         [self = shared_from_this()](const boost::system::error_code& error) {
                             // The wait may have ended well just before the exit closed the terminal.
@@ -123,6 +130,16 @@ void PTYProcess::awaitOutput() {
                                 self->awaitOutput();
                             }
                         });
+}
+
+/// An agent whose output finds no room waits in its writes meanwhile; nobody tells when there is some.
+void PTYProcess::awaitRoomForOutput() {
+    auto timer = std::make_shared<asio::steady_timer>(readerQueue_, noRoomPause);
+    timer->async_wait([self = shared_from_this(), timer](const boost::system::error_code& error) {
+        if (!error && self->master_) {
+            self->awaitOutput();
+        }
+    });
 }
 
 void PTYProcess::awaitExit() {

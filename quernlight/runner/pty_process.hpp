@@ -31,11 +31,18 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     /// reader queue. Must not throw.
     using EventHandler = std::function<void(const RunnerEvent&)>;
 
+    /// Whether output that is read now finds room; called on the reader queue.
+    using RoomTest = std::function<bool()>;
+
     PTYProcess(boost::asio::any_io_executor readerQueue, StartSessionRequest request,
                std::shared_ptr<ANSITranscriptWriter> writer, EventHandler onEvent);
     PTYProcess(const PTYProcess&) = delete;
     PTYProcess& operator=(const PTYProcess&) = delete;
     ~PTYProcess();
+
+    /// Output stays in the terminal while there is no room; what is there at the exit is read all the same.
+    /// Before the start.
+    void readOnlyWhile(RoomTest hasRoom) { hasRoom_ = std::move(hasRoom); }
 
     /// Launches the child. Called once, right after construction. Throws PTYProcessError, and then nothing is
     /// left open or announced. A terminal size beyond 65535 stops the program.
@@ -68,6 +75,7 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     void watchLeader();
     StartSessionResponse markRunning();
     void awaitOutput();
+    void awaitRoomForOutput();
     void awaitExit();
     bool canBeReapedNow();
     std::optional<std::size_t> readChunk(std::size_t limit);
@@ -82,6 +90,7 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     const StartSessionRequest request_;
     const std::shared_ptr<ANSITranscriptWriter> writer_;
     const EventHandler onEvent_;
+    RoomTest hasRoom_ = [] { return true; };
     SessionLeader leader_;
     TerminalWriteQueue writes_;
     bool awaitingRoom_ = false;  // a wait for the terminal to take more is under way; reader queue only

@@ -1,5 +1,6 @@
 #include "quernlight/runner/session_registry.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "quernlight/runner/runner_error.hpp"
@@ -49,6 +50,18 @@ EventStream<RunnerEvent> SessionRegistry::subscribe(const Uuid& sessionID) {
     const std::lock_guard guard(lock_);
     listeners_[sessionID].push_back(stream.continuation());
     return stream;
+}
+
+std::size_t SessionRegistry::mostWaiting(const Uuid& sessionID) const {
+    const std::lock_guard guard(lock_);
+    const auto entry = listeners_.find(sessionID);
+    std::size_t most = 0;
+    if (entry != listeners_.end()) {
+        for (const Listener& listener : entry->second) {
+            most = std::max(most, listener.waiting());
+        }
+    }
+    return most;
 }
 
 void SessionRegistry::dispatch(const RunnerEvent& event) {

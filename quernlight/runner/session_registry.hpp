@@ -25,6 +25,9 @@ class SessionRegistry : public std::enable_shared_from_this<SessionRegistry> {
 
     EventStream<RunnerEvent> subscribe(const Uuid& sessionID);
 
+    /// How many events wait in that stream of the session in which most do.
+    std::size_t mostWaiting(const Uuid& sessionID) const;
+
     /// Gives the event to every listener of its session, in the order of subscription. `exited` also removes
     /// the process that has exited (not one that took its id meanwhile) and finishes the listeners' streams.
     void dispatch(const RunnerEvent& event);

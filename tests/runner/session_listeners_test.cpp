@@ -134,5 +134,21 @@ TEST_F(SessionListenersTest, ListenersThatComeAndGoDuringAFloodTakeNothingFromTh
     EXPECT_EQ(staying.kinds(), "SOX");
 }
 
+/// An agent that writes faster than anybody reads waits, and nothing of what it writes is lost.
+TEST_F(SessionListenersTest, OutputStaysInTheTerminalWhileTooMuchOfItWaits) {
+    constexpr std::size_t most = 4;
+    constexpr std::size_t written = 1000000;
+    runner->readWhileFewerWait(most);
+    EventStream<RunnerEvent> stream = runner->events(sessionID);
+    shell(flood(static_cast<int>(written)));
+    std::size_t bytes = 0;
+    while (auto event = awaitResult(stream.next())) {
+        EXPECT_LE(stream.continuation().waiting(), most + 2);  // the start and the exit come in any case
+        bytes += event->output() ? event->output()->bytes.size() : 0;
+    }
+    EXPECT_EQ(bytes, written);
+    EXPECT_EQ(std::filesystem::file_size(request.transcriptANSIPath), written);
+}
+
 }  // namespace
 }  // namespace quernlight

@@ -27,6 +27,9 @@ class SessionMailboxTest : public testing::Test {
         spawnLogged(io.get_executor(), "waiting", awaitExit());
         clock.advance(seconds(0));
     }
+    Task<void> readInto(std::optional<SessionEvent>& event) {
+        event = co_await mailbox.nextUntil(clock, clock.steadyNow());
+    }
     void deliver(int exitCode) { mailbox.continuation().deliver(AgentExited{.exitCode = exitCode}); }
 
     boost::asio::io_context io;
@@ -41,6 +44,23 @@ TEST_F(SessionMailboxTest, AWaitEndsWithTheNextEvent) {
     EXPECT_THAT(codes, ElementsAre());
     deliver(3);
     clock.advance(seconds(0));
+    EXPECT_THAT(codes, ElementsAre(3));
+}
+
+TEST_F(SessionMailboxTest, AFloodThatNobodyReadsIsOneEventAndKeepsItsEnd) {
+    for (int piece = 0; piece < 1000; ++piece) {
+        mailbox.continuation().deliver(OutputSeen{.lastLine = piece == 7 ? "seven" : "",
+                                                  .words = std::string(512, 'x') + std::to_string(piece)});
+    }
+    deliver(3);
+    std::optional<SessionEvent> first;
+    spawnLogged(io.get_executor(), "reading", readInto(first));
+    clock.advance(seconds(0));
+    const OutputSeen& output = std::get<OutputSeen>(first.value());
+    EXPECT_EQ(output.words.size(), OutputSeen::mostWords);
+    EXPECT_THAT(output.words, testing::EndsWith("999"));
+    EXPECT_EQ(output.lastLine, "seven");
+    beginToWait();
     EXPECT_THAT(codes, ElementsAre(3));
 }
 
