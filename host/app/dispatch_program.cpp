@@ -20,6 +20,7 @@
 #include "host/settings/backend_address.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/settings/token_source.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/terminal/terminal_resource.hpp"
 #include "host/tools/tool_calls.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
@@ -30,10 +31,10 @@
 namespace quernlight::host {
 namespace {
 
-constexpr double commentRequestsPerSecond = 5;
 /// Of one agent, until the loop has time for them; each is a read of at most 64 KiB, mostly of 4.
 constexpr std::size_t mostEventsWaiting = 256;
 
+constexpr double commentRequestsPerSecond = 5;
 constexpr int commentRequestsAtOnce = 5;
 
 /// What a command that shows notifications on the desktop needs besides.
@@ -90,8 +91,8 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     FirstLaunch firstLaunch(
         !std::filesystem::exists(CodexSessionResolver::stateDatabaseURL(options.environment)));
     LocalPTYCodexRunner runner(readyPrompts);
-    BackgroundExecutor background;
     runner.readWhileFewerWait(mostEventsWaiting);
+    BackgroundExecutor background;
     BackgroundExecutor drawing;
     BackgroundExecutor reading;  // of transcripts
     LiveScreens screens;
@@ -153,7 +154,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                              .history = history,
                              .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     // Whatever can throw comes before the socket is served.
-    auto known = co_await store.items.items(wholeQueue);
+    auto known = co_await readableItems(store, wholeQueue);
     ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
                         BugTools(services.client, store.attempts, background));
     Dispatcher dispatcher(

@@ -14,6 +14,7 @@
 #include "host/settings/settings_store.hpp"
 #include "host/settings/token_source.hpp"
 #include "host/store/dispatch_store.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/dispatch/queue_manager.hpp"
 #include "quernlight/platform/control_characters.hpp"
@@ -103,7 +104,7 @@ Task<std::vector<QLBugSummaryDTO>> listBugs(const QuernlightClient& client, cons
     const SystemClock clock;
     BugSource source(client, firstListLimit, clock);
     BugListing listing = co_await source.list();
-    const auto queue = co_await store.items.items(wholeQueue);
+    const auto queue = co_await readableItems(store, wholeQueue);
     const auto retired = co_await store.retired.titles();
     DistinctBugs distinct = distinctBugs(std::move(listing.bugs), queue, retired);
     tellUnreadableBugs(events, listing.unreadable);

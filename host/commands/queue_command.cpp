@@ -11,11 +11,13 @@
 #include "host/commands/queue_wait.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/events/session_stage.hpp"
+#include "host/process/dispatch_home.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/json_fields.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/queue_text.hpp"
 #include "host/service/service_error.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
@@ -45,8 +47,17 @@ struct ChangeOptions {
     bool json = false;
 };
 
+/// The list itself is for programs, too, so this goes where errors go.
+Task<void> nameUnreadable(std::filesystem::path home) {
+    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
+    for (const UnreadableItem& row : co_await unreadableItems(store)) {
+        std::cerr << describe(row) << std::endl;
+    }
+}
+
 Task<void> list(DispatchService& service, ListOptions given) {
     const auto entries = co_await service.queue();
+    co_await nameUnreadable(findDispatchHome(given.home));
     const auto shown = filtered(entries, given.filter);
     CommandOutput output;
     if (given.json) {

@@ -3,6 +3,7 @@
 #include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/this_coro.hpp>
 #include "host/events/session_stage.hpp"
+#include "host/store/readable_queue.hpp"
 
 #include "host/dispatcher/unmapped_bugs.hpp"
 #include "host/process/caught_exception.hpp"
@@ -52,7 +53,7 @@ Task<void> Dispatcher::prepare() {
 }
 
 Task<void> Dispatcher::showQueue() {
-    for (const BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
+    for (const BugQueueItem& item : co_await readableItems(services_.store, wholeQueue)) {
         if (!isTerminal(item.status) || needsAttention(item)) {
             services_.events.progress(restingProgress(item));
         }

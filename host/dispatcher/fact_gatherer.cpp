@@ -9,6 +9,7 @@
 #include "host/health/outside_failure.hpp"
 #include "host/process/process_tree.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 #include "quernlight/platform/available_memory.hpp"
 
@@ -68,7 +69,7 @@ MachineLooks looksAtThisMachine(EnvironmentMap environment) {
 
 Task<AdmissionFacts> FactGatherer::gather() const {
     AdmissionFacts facts;
-    auto items = co_await store_.items.items();
+    auto items = co_await readableItems(store_);
     const auto repositories = co_await repositoriesOf(items);
     for (BugQueueItem& item : items) {
         const auto repository = repositories.find(item.bundleID);

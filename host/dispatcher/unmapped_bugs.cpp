@@ -1,6 +1,7 @@
 #include "host/dispatcher/unmapped_bugs.hpp"
 
 #include "host/dispatcher/start_request.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/text/shell_text.hpp"
 #include "quernlight/platform/control_characters.hpp"
 
@@ -41,7 +42,7 @@ Task<void> releaseMappedBugs(SessionServices& services) {
 }
 
 Task<void> nameUnmappedBugs(SessionServices& services) {
-    for (const BugQueueItem& item : co_await services.store.items.items()) {
+    for (const BugQueueItem& item : co_await readableItems(services.store)) {
         const bool waits = co_await waitsForMapping(services.store, item);
         if (waits) {
             services.events.notice("Bug " + item.bugID + " (" + escapedLine(item.appName, 80) +

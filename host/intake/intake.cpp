@@ -10,6 +10,7 @@
 #include "host/health/unreadable_records.hpp"
 #include "host/intake/known_bugs.hpp"
 #include "host/session/comment_poll.hpp"
+#include "host/store/readable_queue.hpp"
 #include "quernlight/platform/identifiers.hpp"
 
 namespace quernlight::host {
@@ -54,7 +55,7 @@ Task<BugListing> Intake::look() {
 }
 
 Task<DistinctBugs> Intake::distinct(std::vector<QLBugSummaryDTO> bugs) {
-    const auto queue = co_await services_.store.items.items(wholeQueue);
+    const auto queue = co_await readableItems(services_.store, wholeQueue);
     const auto retired = co_await services_.store.retired.titles();
     co_return distinctBugs(std::move(bugs), queue, retired);
 }
@@ -123,7 +124,7 @@ Task<void> Intake::takeFollowUps(std::vector<QLBugSummaryDTO> listed) {
 /// In the order of their ids, beginning behind the one that was looked at last.
 Task<std::vector<Intake::FinishedBug>> Intake::changedSinceRead(std::vector<QLBugSummaryDTO> listed) {
     std::map<std::string, BugQueueItem> finished;
-    for (BugQueueItem& item : co_await services_.store.items.items(wholeQueue)) {
+    for (BugQueueItem& item : co_await readableItems(services_.store, wholeQueue)) {
         if (mayWantFollowUp(item.status)) {
             finished.emplace(item.bugID, std::move(item));
         }

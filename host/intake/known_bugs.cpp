@@ -1,11 +1,17 @@
 #include "host/intake/known_bugs.hpp"
 
+#include "host/store/readable_queue.hpp"
+
 namespace quernlight::host {
 
 Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
     std::set<std::string> known = co_await store.retired.bugIDs();
-    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+    const ReadableItems queue = co_await store.items.readableItems(wholeQueue);
+    for (const BugQueueItem& item : queue.items) {
         known.insert(item.bugID);
+    }
+    for (const UnreadableItem& row : queue.unreadable) {
+        known.insert(row.bugID);
     }
     co_return known;
 }
@@ -13,7 +19,7 @@ Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
 Task<int> roomForNewBugs(DispatchStore store, Settings settings, Instant now) {
     const Instant midnight = std::chrono::floor<std::chrono::days>(now);
     int taken = co_await store.retired.countAddedSince(midnight);
-    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+    for (const BugQueueItem& item : co_await readableItems(store, wholeQueue)) {
         taken += item.addedAt >= midnight ? 1 : 0;
     }
     co_return settings.intakePerDay - taken;

@@ -7,6 +7,7 @@
 #include "host/events/item_history.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/retirement/round_fetches.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/worktree/git_marks.hpp"
 #include "host/worktree/git_time_limit.hpp"
 #include "host/worktree/worktree_blocker.hpp"
@@ -76,7 +77,7 @@ Task<void> Retirement::retireMerged() {
 }
 
 Task<std::vector<BugQueueItem>> Retirement::dueItems() {
-    auto items = co_await services_.store.items.items(wholeQueue);
+    auto items = co_await readableItems(services_.store, wholeQueue);
     forgetBlockers(items);
     std::erase_if(items, [this](const BugQueueItem& item) { return !isDue(item) || isBusy_(item.id); });
     co_return items;

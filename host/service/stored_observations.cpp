@@ -6,6 +6,7 @@
 #include "host/recovery/recovery_step.hpp"
 #include "host/service/stored_operations.hpp"
 #include "host/settings/settings_store.hpp"
+#include "host/store/readable_queue.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 
 namespace quernlight::host {
@@ -45,7 +46,7 @@ RunningSession sessionOf(const BugQueueItem& item, const std::optional<SessionAt
 /// An item that is being prepared may show the attempt before this one, which has ended.
 Task<std::vector<RunningSession>> runningSessions(DispatchStore store) {
     std::vector<RunningSession> sessions;
-    for (const BugQueueItem& item : co_await store.items.items()) {
+    for (const BugQueueItem& item : co_await readableItems(store)) {
         if (isReorderLocked(item.status)) {
             const auto attempt = co_await store.attempts.latestAttempt(item.id);
             const bool isOfThisSession = attempt && isOpen(*attempt);
@@ -57,7 +58,7 @@ Task<std::vector<RunningSession>> runningSessions(DispatchStore store) {
 
 Task<std::vector<ReviewItem>> reviewItems(DispatchStore store) {
     std::vector<ReviewItem> review;
-    for (BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+    for (BugQueueItem& item : co_await readableItems(store, wholeQueue)) {
         if (item.status != QueueItemStatus::completed) {
             continue;
         }
@@ -76,6 +77,9 @@ Task<HealthReport> storedHealth(DispatchStore store) {
     const SettingsStore settings(store.database);
     const StoredSettings stored = co_await settings.read();
     HealthReport report{.alerts = stored.troubles};
+    for (const UnreadableItem& row : co_await unreadableItems(store)) {
+        report.alerts.push_back(describe(row));
+    }
     for (QueueEntry& entry : co_await queueEntries(store)) {
         if (needsAttention(entry.stage)) {
             report.needPerson.push_back(std::move(entry));

@@ -4,9 +4,11 @@
 #include "host/dispatcher/start_request.hpp"
 #include "host/events/item_history.hpp"
 #include "host/service/service_error.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/service/stored_operations.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
+#include "quernlight/storage/database_error.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
@@ -52,9 +54,16 @@ ServiceError ambiguous(const std::string& bugID, const std::vector<std::string>&
 /// The id in full of the one queued bug whose id begins so; the text itself when there is none.
 Task<std::string> completed(DispatchStore store, std::string beginning) {
     std::vector<std::string> fitting;
-    for (const BugQueueItem& item : co_await store.items.items(wholeQueue)) {
-        if (item.bugID.starts_with(beginning)) {
-            fitting.push_back(item.bugID);
+    const ReadableItems queue = co_await store.items.readableItems(wholeQueue);
+    const auto take = [&](const std::string& bugID) {
+        if (bugID.starts_with(beginning)) {
+            fitting.push_back(bugID);
+    };
+    for (const BugQueueItem& item : queue.items) {
+        take(item.bugID);
+    }
+    for (const UnreadableItem& row : queue.unreadable) {
+        take(row.bugID);
         }
     }
     if (fitting.size() > 1) {
@@ -62,6 +71,19 @@ Task<std::string> completed(DispatchStore store, std::string beginning) {
     }
     co_return fitting.empty() ? beginning : fitting.front();
 }
+/// What cannot be read is not touched either.
+Task<std::optional<BugQueueItem>> readableItem(DispatchStore store, std::string bugID) {
+    try {
+        co_return co_await store.items.item(std::string_view(bugID));
+    } catch (const DatabaseError& error) {
+        if (error.kind() != DatabaseError::Kind::missingColumn) {
+            throw;
+        }
+        const UnreadableItem row{.bugID = bugID, .trouble = error.what()};
+        throw ServiceError(ServiceErrorCode::refused, host::describe(row));
+    }
+}
+
 
 Task<QueueItemDetails> detailsOf(DispatchStore store, BugQueueItem item) {
     const auto waits = co_await reasonToWait(store, item.id);
@@ -145,7 +167,7 @@ Task<QueueEntry> queueEntry(DispatchStore store, BugQueueItem item) {
 
 Task<std::vector<QueueEntry>> queueEntries(DispatchStore store) {
     std::vector<QueueEntry> entries;
-    for (BugQueueItem& item : co_await store.items.items(wholeQueue)) {
+    for (BugQueueItem& item : co_await readableItems(store, wholeQueue)) {
         entries.push_back(co_await queueEntry(store, std::move(item)));
     }
     co_return entries;
@@ -158,11 +180,11 @@ Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID) {
                            "That is no bug's id (it is empty, or not valid UTF-8); see: quernlight-dispatch "
                            "queue list");
     }
-    auto item = co_await store.items.item(std::string_view(shortID));
+    auto item = co_await readableItem(store, shortID);
     const auto retired = co_await store.retired.bug(shortID);
     if (!item && !retired) {
-        const std::string whole = co_await completed(store, shortID);
-        item = co_await store.items.item(std::string_view(whole));
+        std::string whole = co_await completed(store, shortID);
+        item = co_await readableItem(store, std::move(whole));
     }
     if (!item) {
         throw notInQueue(shortID, retired);
@@ -177,7 +199,7 @@ Task<QueueItemDetails> queueItemDetails(DispatchStore store, std::string bugID) 
 
 Task<BugState> bugState(DispatchStore store, std::string bugID) {
     const auto retired = co_await store.retired.bug(bugID);
-    auto known = co_await store.items.item(std::string_view(bugID));
+    auto known = co_await readableItem(store, bugID);
     if (!known && !retired) {
         known = co_await itemNamed(store, bugID);
     }

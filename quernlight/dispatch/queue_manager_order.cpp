@@ -90,7 +90,8 @@ Task<std::vector<BugQueueItem>> QueueManager::queueOf(Uuid itemID) {
         co_return std::vector<BugQueueItem>{};
     }
     const QueueListing listing{.queueMode = item->queueMode};
-    co_return co_await queueRepository_.items(listing);
+    ReadableItems active = co_await queueRepository_.readableItems(listing);
+    co_return std::move(active.items);
 }
 
 Task<void> QueueManager::storeAll(const std::vector<BugQueueItem>& items) {

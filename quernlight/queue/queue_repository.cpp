@@ -59,6 +59,14 @@ std::string selectItems(const QueueListing& listing) {
     return sql + " ORDER BY queue_mode ASC, queue_position ASC, added_at ASC";
 }
 
+std::string bugIDIn(const Row& row) {
+    try {
+        return BugID::normalized(requiredText(row, "bug_id"));
+    } catch (const DatabaseError&) {
+        return "";
+    }
+}
+
 }  // namespace
 
 Task<void> QueueRepository::insert(const BugQueueItem& item) const {
@@ -87,18 +95,34 @@ Task<std::optional<BugQueueItem>> QueueRepository::firstItem(std::string sql, SQ
     co_return queueItemOfRow(rows.front());
 }
 
-Task<std::vector<BugQueueItem>> QueueRepository::items(QueueListing listing) const {
+Task<std::vector<Row>> QueueRepository::rows(QueueListing listing) const {
     SQLValues values;
     if (listing.queueMode) {
         values.push_back(columnValue(rawValue(*listing.queueMode)));
     }
-    const std::vector<Row> rows = co_await database_->query(selectItems(listing), std::move(values));
+    co_return co_await database_->query(selectItems(listing), std::move(values));
+}
+
+Task<std::vector<BugQueueItem>> QueueRepository::items(QueueListing listing) const {
+    const std::vector<Row> found = co_await rows(listing);
     std::vector<BugQueueItem> items;
-    items.reserve(rows.size());
-    for (const Row& row : rows) {
+    items.reserve(found.size());
+    for (const Row& row : found) {
         items.push_back(queueItemOfRow(row));
     }
     co_return items;
+}
+
+Task<ReadableItems> QueueRepository::readableItems(QueueListing listing) const {
+    ReadableItems read;
+    for (const Row& row : co_await rows(listing)) {
+        try {
+            read.items.push_back(queueItemOfRow(row));
+        } catch (const DatabaseError& error) {
+            read.unreadable.push_back({.bugID = bugIDIn(row), .trouble = error.what()});
+        }
+    }
+    co_return read;
 }
 
 Task<void> QueueRepository::remove(Uuid id) const {
@@ -113,9 +137,9 @@ Task<std::int64_t> QueueRepository::nextPosition(QueueMode queueMode) const {
 
 Task<void> QueueRepository::compactActiveQueuePositions(QueueMode queueMode) const {
     QueueListing listing{.includeTerminal = false, .queueMode = queueMode};
-    std::vector<BugQueueItem> active = co_await items(listing);
+    ReadableItems active = co_await readableItems(listing);
     std::int64_t position = 0;
-    for (BugQueueItem& item : active) {
+    for (BugQueueItem& item : active.items) {
         if (item.queuePosition != position) {
             item.queuePosition = position;
             co_await update(item);

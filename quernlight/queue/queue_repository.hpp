@@ -21,6 +21,17 @@ struct QueueListing {
     std::optional<QueueMode> queueMode{};  ///< absent: both queues
 };
 
+/// A row of the queue that is no item, which another program or another version may have written.
+struct UnreadableItem {
+    std::string bugID{};    ///< as the row has it; empty when not even that can be read
+    std::string trouble{};  ///< one sentence
+};
+
+struct ReadableItems {
+    std::vector<BugQueueItem> items{};
+    std::vector<UnreadableItem> unreadable{};
+};
+
 /// Queue items and their events in the database. A value that may be copied freely, but that must outlive the
 /// operations awaited on it; statements run on the database's thread, one at a time. An operation of several
 /// statements is not atomic: whoever must not interleave it with other changes orders those calls. Every
@@ -52,6 +63,9 @@ class QueueRepository {
     /// By mode (auto first), then position, then the time they were added.
     Task<std::vector<BugQueueItem>> items(QueueListing listing = {}) const;
 
+    /// The same without the rows that are no items, which are told apart.
+    Task<ReadableItems> readableItems(QueueListing listing = {}) const;
+
     /// Also removes the item's attempts and events. An unknown id is no error.
     Task<void> remove(Uuid id) const;
 
@@ -59,7 +73,8 @@ class QueueRepository {
     Task<std::int64_t> nextPosition(QueueMode queueMode = QueueMode::automatic) const;
 
     /// Gives one mode's active items the positions 0, 1, 2, ... in listing order; items already in place are
-    /// not written. An error stops the walk and keeps what was written before.
+    /// not written, and rows that are no items are left alone. An error stops the walk and keeps what was
+    /// written before.
     Task<void> compactActiveQueuePositions(QueueMode queueMode) const;
 
     /// The same for the auto queue, then for the manual one.
@@ -79,6 +94,7 @@ class QueueRepository {
     Task<std::vector<QueueEvent>> events(Uuid itemID) const;
 
   private:
+    Task<std::vector<Row>> rows(QueueListing listing) const;
     Task<std::optional<BugQueueItem>> firstItem(std::string sql, SQLValue value) const;
 
     Task<void> appendObserved(QueueEvent event) const;

@@ -301,6 +301,27 @@ TEST_F(DirectServiceTest, AQueueThatCannotBeReadIsUnavailable) {
 
 TEST_F(DirectServiceTest, TheOwnerItselfWorksOnTheStoreThatItHasOpen) {
     const BugQueueItem item = enqueue("11111111");
+/// Another program may have written it.
+TEST_F(DirectServiceTest, ARowThatCannotBeReadIsLeftAloneAndHoldsUpNoOther) {
+    const BugQueueItem other = enqueue("11111111");
+    enqueue("22222222");
+    run(store().database->execute("UPDATE queue_items SET status = 'Running' WHERE bug_id = '22222222'"));
+    EXPECT_THAT(queuedIDs(), ElementsAre("11111111"));
+    const std::string sentence =
+        "Bug 22222222 of the queue cannot be read (Missing SQLite column status.), so it is left as it is";
+    EXPECT_THAT(run(service->health()).alerts, ElementsAre(HasSubstr(sentence)));
+    EXPECT_THAT(errorOf(service->queueItem("2222")).what(), HasSubstr(sentence));
+    for (const QueueAction action : allQueueActions) {
+        const auto error = errorOf(service->change({action, "22222222", {.confirmed = true}}));
+        EXPECT_EQ(error.code(), refused);
+        EXPECT_THAT(error.what(), HasSubstr(sentence));
+    }
+    EXPECT_EQ(change(QueueAction::cancel, other).status, QueueItemStatus::cancelled);
+    EXPECT_EQ(
+        run(store().database->query("SELECT status FROM queue_items ORDER BY bug_id")).at(1).at("status"),
+        SQLValue::text("Running"));
+}
+
     const HomeLock owner(home);
     service = std::make_unique<DirectService>(std::make_unique<OwnerAccess>(home, store(), *manager));
     EXPECT_EQ(change(QueueAction::cancel, item).status, QueueItemStatus::cancelled);

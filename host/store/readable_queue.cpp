@@ -1,0 +1,24 @@
+#include "host/store/readable_queue.hpp"
+
+#include "host/text/terminal_text.hpp"
+
+namespace quernlight::host {
+
+Task<std::vector<BugQueueItem>> readableItems(DispatchStore store, QueueListing listing) {
+    ReadableItems read = co_await store.items.readableItems(listing);
+    co_return std::move(read.items);
+}
+
+Task<std::vector<UnreadableItem>> unreadableItems(DispatchStore store) {
+    ReadableItems read = co_await store.items.readableItems(wholeQueue);
+    co_return std::move(read.unreadable);
+}
+
+std::string describe(const UnreadableItem& row) {
+    const std::string bug = row.bugID.empty() ? "A bug" : "Bug " + withoutControls(row.bugID);
+    return bug + " of the queue cannot be read (" + row.trouble +
+           "), so it is left as it is and not worked on. Use the version of this program that wrote it, or mend "
+           "its row in the table queue_items of queue.sqlite while no dispatcher runs.";
+}
+
+}  // namespace quernlight::host

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/store/dispatch_store.hpp"
+
+namespace quernlight::host {
+
+/// The items of the queue. Rows that are none are left alone and out: one of them must not hold up the
+/// others.
+Task<std::vector<BugQueueItem>> readableItems(DispatchStore store, QueueListing listing = {});
+
+/// The others, each with its bug.
+Task<std::vector<UnreadableItem>> unreadableItems(DispatchStore store);
+
+/// What is the matter with the row, and what to do about it.
+std::string describe(const UnreadableItem& row);
+
+}  // namespace quernlight::host
