@@ -28,6 +28,7 @@ Task<GoalRecord> recordBeside(SessionServices& services, std::string objective) 
 SessionOutside outsideOf(SessionServices& services) {
     return {
         .prepareWorktree = prepareUsableWorktree,
+        .hasEarlierWork = hasEarlierWork,
         .guardGit = guarded,
         .fetchComments =
             [&services](std::string bugID) {

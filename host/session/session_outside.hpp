@@ -17,6 +17,9 @@ struct SessionOutside {
     std::function<Task<GitWorktreePrepareResult>(PrepareBugRequest, PreparationGit, WorktreeUse)>
         prepareWorktree;
 
+    /// Whether a first attempt finds work of an agent that the queue has forgotten; see hasEarlierWork.
+    std::function<Task<bool>(PrepareBugRequest, GitRunner ask)> hasEarlierWork;
+
     /// Keeps git from programs that an agent may have written; see guarded.
     std::function<Task<GitRunner>(GitRunner git, std::string repository)> guardGit;
     FetchComments fetchComments;

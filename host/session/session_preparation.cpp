@@ -62,13 +62,30 @@ Task<PreparationResult> SessionPreparation::prepareWorktree() {
     if (auto unusable = unusableRepository(repository, root)) {
         co_return std::move(*unusable);
     }
-    OperationQueue& turns = uses_.repositories.of(repository);
-    SharedFetches& fetches = uses_.repositories.fetchesOf(repository);
     const ProcessMark mark = gitMarkOf(uses_.home);
     GitRunner run = gitWithTimeLimit(uses_.stop, uses_.clock, uses_.settings, mark);
     GitRunner ask = gitWithTimeLimit(uses_.stop, uses_.clock, uses_.settings, mark, GitOutput::answer);
-    const WorktreeUse use = state_.attempt.attemptNumber > 1 ? WorktreeUse::again : WorktreeUse::first;
-    if (use == WorktreeUse::again) {  // an agent may have written what is, or will be, in the worktree
+    co_return co_await prepareWith(std::move(run), std::move(ask));
+}
+
+/// The queue's own memory of the bug may have been removed.
+Task<WorktreeUse> SessionPreparation::useOfWorktree(GitRunner ask) {
+    bool wasWorkedOn = state_.attempt.attemptNumber > 1;
+    if (!wasWorkedOn) {
+        wasWorkedOn = co_await uses_.outside.hasEarlierWork(worktreeRequest(), std::move(ask));
+    }
+    co_return wasWorkedOn ? WorktreeUse::again : WorktreeUse::first;
+}
+
+Task<PreparationResult> SessionPreparation::prepareWith(GitRunner run, GitRunner ask) {
+    const std::string& repository = state_.mapping.repoPath;
+    const std::string root = state_.mapping.resolvedWorktreeRootPath();
+    OperationQueue& turns = uses_.repositories.of(repository);
+    SharedFetches& fetches = uses_.repositories.fetchesOf(repository);
+    const std::string worktree = WorktreeNaming::worktreePath(root, state_.item.appName, state_.item.bugID);
+    const WorktreeUse use = co_await useOfWorktree(ask);
+    const bool isThere = std::filesystem::exists(worktree);
+    if (use == WorktreeUse::again || isThere) {  // an agent may have written what is, or will be, in it
         run = co_await uses_.outside.guardGit(std::move(run), repository);
         ask = co_await uses_.outside.guardGit(std::move(ask), repository);
     }
@@ -83,7 +100,6 @@ Task<PreparationResult> SessionPreparation::prepareWorktree() {
         co_return judge(*failed, trouble);
     }
     uses_.startPauses.prepared(repository);
-    const std::string worktree = WorktreeNaming::worktreePath(root, state_.item.appName, state_.item.bugID);
     state_.attempt.agentWorkspacePath = worktree;
     co_await log_.tell(EventKind::worktreeReady, "The worktree is ready: " + worktree);
     co_return SessionReady{};

@@ -60,6 +60,8 @@ class SessionPreparation {
     Task<void> openAttempt();
     SessionAttemptRecord newAttempt(std::int64_t number) const;
     Task<PreparationResult> prepareWorktree();
+    Task<PreparationResult> prepareWith(GitRunner run, GitRunner ask);
+    Task<WorktreeUse> useOfWorktree(GitRunner ask);
     PreparationResult judge(const WorktreeFailed& failed, const GitTrouble& trouble) const;
     PrepareBugRequest worktreeRequest() const;
     Task<PreparationResult> writeGoal();

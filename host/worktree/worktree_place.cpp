@@ -87,10 +87,7 @@ Task<WorktreeFacts> WorktreePlace::facts(WorktreeUse use) {
                         .use = use};
     co_await findRegistration(facts);
     if (facts.isThere || facts.isRegistered) {
-        std::vector<std::string> resolve{"rev-parse", "--verify", "--quiet",
-                                         "refs/heads/" + names_.branch + "^{commit}"};
-        const GitCommandResult tip = co_await git(names_.repository, std::move(resolve));
-        tip_ = tip.succeeded() ? tip.output : "";
+        co_await findTip();
         facts.branchIsUnused = co_await branchIsUnused();
     }
     if (facts.hasGitEntry && mayLookInside(facts)) {
@@ -140,6 +137,19 @@ Task<void> WorktreePlace::lookInside(WorktreeFacts& facts) {
         facts.lacksFiles = std::any_of(lines.begin(), lines.end(),
                                        [](std::string_view line) { return line.starts_with("R "); });
     }
+}
+
+Task<void> WorktreePlace::findTip() {
+    std::vector<std::string> resolve{"rev-parse", "--verify", "--quiet",
+                                     "refs/heads/" + names_.branch + "^{commit}"};
+    const GitCommandResult tip = co_await git(names_.repository, std::move(resolve));
+    tip_ = tip.succeeded() ? tip.output : "";
+}
+
+Task<bool> WorktreePlace::isBranchUsed() {
+    co_await findTip();
+    const bool isUnused = co_await branchIsUnused();
+    co_return !tip_.empty() && !isUnused;
 }
 
 /// Its log says that it was created from the base branch, as a preparation does it, and nothing else.

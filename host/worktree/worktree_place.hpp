@@ -29,6 +29,9 @@ class WorktreePlace {
     /// All but the changes.
     Task<WorktreeFacts> facts(WorktreeUse use);
 
+    /// Whether the branch is there and more has become of it than that a preparation has created it.
+    Task<bool> isBranchUsed();
+
     /// What lies there and is not exactly what git itself checks out, or a part of it: other files, changed
     /// ones, commits that nothing else holds. After `facts`.
     Task<std::vector<std::string>> changes();
@@ -47,6 +50,7 @@ class WorktreePlace {
     Task<void> findRegistration(WorktreeFacts& facts);
     bool mayLookInside(WorktreeFacts& facts) const;
     Task<void> lookInside(WorktreeFacts& facts);
+    Task<void> findTip();
     Task<bool> branchIsUnused();
     Task<std::vector<std::string>> changedFilesIn(std::string directory);
     void putBack();

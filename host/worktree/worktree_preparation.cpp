@@ -133,4 +133,13 @@ Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, 
     }
 }
 
+Task<bool> hasEarlierWork(PrepareBugRequest request, GitRunner ask) {
+    request = resolved(std::move(request));
+    if (isRefused(request)) {
+        co_return false;
+    }
+    WorktreePlace place(namesFor(request), ask, ask);
+    co_return co_await place.isBranchUsed();
+}
+
 }  // namespace quernlight::host

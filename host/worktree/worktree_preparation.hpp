@@ -20,4 +20,8 @@ struct PreparationGit {
 Task<GitWorktreePrepareResult> prepareUsableWorktree(PrepareBugRequest request, PreparationGit git,
                                                      WorktreeUse use = WorktreeUse::first);
 
+/// Whether an agent may have committed work to the bug's branch, whatever the queue remembers of the bug: its
+/// next attempt is not the first one. Asks nothing that runs a program of the repository's.
+Task<bool> hasEarlierWork(PrepareBugRequest request, GitRunner ask);
+
 }  // namespace quernlight::host

@@ -57,14 +57,17 @@ class HalfMadeWorktreeTest : public testing::Test {
     }
     void leaveHalfMade() { killWhileAdding({"-b", "Shop-3f2a9c1d", worktree, "main"}); }
 
-    GitWorktreePrepareResult prepare(WorktreeUse use = WorktreeUse::first) {
-        PrepareBugRequest request{.repoPath = repository.directory(),
-                                  .worktreeRootPath = root,
-                                  .appName = "Shop",
-                                  .bugID = "3f2a9c1d",
-                                  .baseBranch = "main"};
-        return quernlight::test::runTask(prepareUsableWorktree(std::move(request), gits, use));
+    PrepareBugRequest request() const {
+        return {.repoPath = repository.directory(),
+                .worktreeRootPath = root,
+                .appName = "Shop",
+                .bugID = "3f2a9c1d",
+                .baseBranch = "main"};
     }
+    GitWorktreePrepareResult prepare(WorktreeUse use = WorktreeUse::first) {
+        return quernlight::test::runTask(prepareUsableWorktree(request(), gits, use));
+    }
+    bool hasEarlierWork() { return quernlight::test::runTask(host::hasEarlierWork(request(), gits.ask)); }
     std::string failure(WorktreeUse use = WorktreeUse::first) {
         const auto result = prepare(use);
         const auto* failed = std::get_if<WorktreeFailed>(&result);
@@ -272,6 +275,17 @@ TEST_F(HalfMadeWorktreeTest, AWorktreeThatLacksFilesIsLeftAloneOnceItsBranchHold
     fs::remove(worktree / "z");
     EXPECT_THAT(failure(), HasSubstr(" cannot be used: files of its branch are missing. It is left alone;"));
     EXPECT_TRUE(fs::exists(worktree / "a"));
+}
+
+/// A bug may be forgotten and come in again; what its agent has committed stays.
+TEST_F(HalfMadeWorktreeTest, ABranchThatHasCommitsWasWorkedOnWhateverTheQueueKnows) {
+    EXPECT_FALSE(hasEarlierWork());
+    EXPECT_EQ(failure(), "");
+    EXPECT_FALSE(hasEarlierWork());
+    repository.git(worktree, {"commit", "--quiet", "--allow-empty", "-m", "Mend the crash"});
+    EXPECT_TRUE(hasEarlierWork());
+    repository.git({"worktree", "remove", worktree});
+    EXPECT_TRUE(hasEarlierWork());
 }
 
 }  // namespace

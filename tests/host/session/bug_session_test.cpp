@@ -250,6 +250,17 @@ TEST_F(BugSessionTest, AConversationThatTheAgentDeniesIsBegunAnew) {
     EXPECT_EQ(status(), QueueItemStatus::queued);
     EXPECT_THAT(history(), HasSubstr(" conversationUnknown resumable"));
 }
+TEST_F(BugSessionTest, GitIsKeptFromProgramsOfARepositoryInWhichAnAgentHasWorkedThoughTheQueueForgotIt) {
+    begin();
+    EXPECT_FALSE(isGitGuarded);
+    stopSession();
+    run(store.database->execute("DELETE FROM session_attempts"));
+    branchHasCommits = true;
+    begin();
+    EXPECT_EQ(attempt().attemptNumber, 1);
+    EXPECT_TRUE(isGitGuarded);
+}
+
 
 TEST_F(BugSessionTest, AGoalThatTheAgentTookInPartIsGivenToItOnceMoreInAFreshAttempt) {
     agent.cutsGoalsAt = 200;

@@ -47,6 +47,12 @@ class SessionFixture : public ServicesFixture {
         settle();
         advance(std::chrono::milliseconds(500));
     }
+    /// A person stops this session.
+    void stopSession() {
+        session->stop();
+        settle();
+        advance(std::chrono::milliseconds(500));
+    }
     void exits(int code) {
         agent.exit(code);
         settle();
@@ -99,6 +105,8 @@ class SessionFixture : public ServicesFixture {
     std::vector<QLCommentDTO> comments;
     std::exception_ptr backendTrouble;
     std::function<void()> whilePreparing = [] {};
+    bool branchHasCommits = false;
+    bool isGitGuarded = false;
     bool isHomeInPlace = true;
     bool hasEnded = false;
     std::exception_ptr failure;  // that the session has ended on
@@ -114,6 +122,7 @@ class SessionFixture : public ServicesFixture {
         }
         co_return ReadableList<QLCommentDTO>{.records = comments, .unreadable = {}};
     }
+    Task<bool> earlierWork() { co_return branchHasCommits; }
     static Task<GitRunner> same(GitRunner git) { co_return git; }
     static Task<std::optional<Url>> noPullRequest() { co_return std::nullopt; }
     static Task<std::optional<CodexSessionRecord>> noConversation() { co_return std::nullopt; }
@@ -122,7 +131,12 @@ class SessionFixture : public ServicesFixture {
     SessionOutside outside() {
         return {
             .prepareWorktree = [this](PrepareBugRequest, PreparationGit, WorktreeUse) { return prepared(); },
-            .guardGit = [](GitRunner git, std::string) { return same(std::move(git)); },
+            .hasEarlierWork = [this](PrepareBugRequest, GitRunner) { return earlierWork(); },
+            .guardGit =
+                [this](GitRunner git, std::string) {
+                    isGitGuarded = true;
+                    return same(std::move(git));
+                },
             .fetchComments = [this](std::string) { return fetched(); },
             .pullRequestURL = [](std::string) { return noPullRequest(); },
             .findConversation = [](std::string, Instant) { return noConversation(); },
