@@ -176,9 +176,10 @@ Task<void> AgentRun::ask(StopAction action) {
     }
 }
 
-/// An agent may show no composer for a moment.
+/// An agent may show no composer for a moment, and what a person types comes first.
 Task<void> AgentRun::typeExit() {
-    for (auto screen = reading(); !screen || !screen->isComposerEmpty(); screen = reading()) {
+    for (auto screen = reading(); !screen || !screen->isComposerEmpty() || terminal_->isPersonTyping();
+         screen = reading()) {
         co_await clock_.sleepFor(echoInterval);
     }
     co_await runner_.sendInput(std::string(exitCommand), sessionID_);
@@ -190,7 +191,7 @@ Task<void> AgentRun::typeExit() {
 Task<void> AgentRun::pressEnter() {
     for (int look = 0; look < echoLooks; ++look) {
         const auto screen = reading();
-        if (screen && screen->hasTyped(exitCommand)) {
+        if (screen && screen->hasTyped(exitCommand) && !terminal_->isPersonTyping()) {
             co_return co_await runner_.sendInput("\n", sessionID_);
         }
         co_await clock_.sleepFor(echoInterval);

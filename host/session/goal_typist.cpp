@@ -40,6 +40,9 @@ class GoalTypist {
             seen.record = co_await typing_.findRecord(keys_.objective);
         }
         seen.screen = co_await look();
+        if (typing_.isPersonTyping()) {  // since then; from here to the keys nothing is waited for
+            co_return delivery_.held(typing_.clock.steadyNow());
+        }
         DeliveryStep step = delivery_.next(seen, typing_.clock.steadyNow());
         Task<void> doing =
             std::visit([this](auto known) { return this->take(std::move(known)); }, std::move(step));

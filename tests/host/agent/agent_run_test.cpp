@@ -66,6 +66,19 @@ TEST_F(AgentRunTest, EnterIsNotPressedOnAQuestionThatIsNotDrawnYet) {
     EXPECT_EQ(agent.keysWhileCovered, "");
 }
 
+/// A person may write a last sentence to the agent while it is asked to go.
+TEST_F(AgentRunTest, NothingIsTypedBetweenAPersonsKeysWhileTheAgentIsStopped) {
+    run(launch.terminal()->type("w"));
+    run(launch.terminal()->type("\x15"));
+    agent.showAgain();
+    stop();
+    advance(seconds(2));
+    EXPECT_THAT(steps(), testing::Not(testing::Contains("exit")));
+    EXPECT_THAT(agent.steps, testing::Not(testing::Contains(testing::Pair("enter", testing::_))));
+    advance(seconds(60));
+    EXPECT_THAT(steps(), testing::Contains("interrupt"));
+}
+
 /// A size that is asked for, and the one that terminal and screen get.
 struct SizeRow {
     std::string name;
