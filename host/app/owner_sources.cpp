@@ -96,6 +96,8 @@ LiveSources ownerSources(OwnerParts parts) {
         .progress = [&events] { return events.bugs(); },
         .agent = [&screens = parts.screens](const std::string& bugID) { return seenAgent(screens, bugID); },
         .workOn = [&dispatcher](const Uuid& itemID) { return dispatcher.workOn(itemID); },
+        .claim = [&dispatcher](const Uuid& itemID) { return dispatcher.claim(itemID); },
+        .reconcile = [&dispatcher](const BugQueueItem& item) { dispatcher.reconcile(item); },
         .waits = [&dispatcher](const Uuid& itemID) { return dispatcher.reasonToWait(itemID); },
         .stopSession = [&dispatcher](const Uuid& itemID) { return dispatcher.stopSession(itemID); },
         .changed = [parts](const std::optional<QueueEntry>& changed) { showChange(parts, changed); },

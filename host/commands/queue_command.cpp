@@ -124,6 +124,9 @@ Task<void> change(DispatchService& service, QueueChange change, bool asJson) {
     if (isStopping) {
         co_return output.print(bug + ": cancelled; its agent is being stopped\n");
     }
+    if (const std::string pending = pendingWish(action, changed); !pending.empty()) {
+        co_return output.print(bug + ": " + pending + "\n");
+    }
     output.print(action == QueueAction::remove ? bug + " has been removed from the queue.\n"
                                                : bug + ": " + stageInQueue(changed) + "\n");
 }
@@ -157,7 +160,7 @@ int queueEvents(const BugOptions& given) {
 }
 
 int queueChange(const ChangeOptions& given) {
-    const auto service = serviceFor(given.home);
+    const auto service = serviceWithBackend({.home = given.home});
     try {
         return statusOf(change(*service, given.change, given.json));
     } catch (const ServiceError& error) {

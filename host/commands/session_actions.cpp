@@ -4,11 +4,14 @@
 
 #include <CLI/CLI.hpp>
 
+#include "host/commands/backend_call.hpp"
 #include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/events/standing_wish.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/queue_text.hpp"
+#include "host/service/service_error.hpp"
 #include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
 
@@ -31,23 +34,48 @@ void print(const QueueEntry& entry, const std::string& sentence, bool asJson) {
 
 Task<void> stop(DispatchService& service, ActionOptions given) {
     const QueueEntry entry = co_await service.stopSession(std::move(given.bugID));
-    print(entry,
-          "its agent is being stopped; then the bug is held, until it goes on in the same conversation with: "
-          "quernlight-dispatch sessions resume " +
-              shellQuoted(entry.item.bugID),
-          given.json);
+    const std::string goesOn =
+        "it goes on in the same conversation with: quernlight-dispatch sessions resume " +
+        shellQuoted(entry.item.bugID);
+    if (isRunning(entry.stage)) {
+        print(entry, "its agent is being stopped; then the bug is held, until " + goesOn, given.json);
+    } else {
+        const std::string pending = pendingWish(QueueAction::moveToManual, entry);
+        print(entry, pending.empty() ? stageInQueue(entry) + "; " + goesOn : pending, given.json);
+    }
 }
 
+/// One whose session has begun meanwhile needs no place.
+Task<void> putAtHead(DispatchService& service, std::string bugID) {
+    try {
+        QueueChange next{.action = QueueAction::next, .bugID = std::move(bugID)};
+        co_await service.change(std::move(next));
+    } catch (const ServiceError& error) {
+        if (error.code() != ServiceErrorCode::refused) {
+            throw;
+        }
+    }
+}
+
+/// Back to where it was: a bug that only its stop has put into the manual queue goes to the head of the
+/// other.
 Task<void> resume(DispatchService& service, ActionOptions given) {
-    QueueChange change{.action = QueueAction::start, .bugID = std::move(given.bugID)};
+    const QueueItemDetails details = co_await service.queueItem(given.bugID);
+    const bool isHeld = details.item.queueMode == QueueMode::manual && !isTerminal(details.item.status);
+    const bool goesBack = isHeld && wasHeldByStop(details.history);
+    QueueChange change{.action = goesBack ? QueueAction::moveToAuto : QueueAction::start,
+                       .bugID = details.item.bugID};
     const QueueEntry entry = co_await service.change(std::move(change));
+    if (goesBack) {
+        co_await putAtHead(service, details.item.bugID);
+    }
     print(entry, stageInQueue(entry), given.json);
 }
 
 using Operation = Task<void> (*)(DispatchService&, ActionOptions);
 
 int runOn(const ActionOptions& given, Operation operation) {
-    const auto service = serviceFor(given.home);
+    const auto service = serviceWithBackend({.home = given.home});
     return statusOf(operation(*service, given));
 }
 

@@ -22,11 +22,12 @@ Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, Dispat
                 }),
       reconciliation_(context_),
       intake_(services, options.scope, options.fetchLimit,
-              [this](const Uuid& itemID) { return workOn(itemID) != ItemWork::none; }),
-      retirement_(services, intake_.listed(),
-                  [this](const Uuid& itemID) { return workOn(itemID) != ItemWork::none; }),
+              [this](const Uuid& itemID) { return !isFree(itemID); }),
+      retirement_(services, intake_.listed(), [this](const Uuid& itemID) { return !isFree(itemID); }),
       polling_(context_, intake_, retirement_),
-      starts_(context_, sessions_, reconciliation_, [this](const Uuid& itemID) { return workOn(itemID); }),
+      starts_(context_, sessions_, reconciliation_,
+              {.on = [this](const Uuid& itemID) { return workOn(itemID); },
+               .isNone = [this](const Uuid& itemID) { return isFree(itemID); }}),
       orphans_(context_, sessions_),
       looks_(context_, settings, orphans_),
       atStop_(services.stop.onRise([this] { beginStopping(); })) {
@@ -111,6 +112,23 @@ void Dispatcher::sessionEnded(const BugQueueItem& item, const std::exception_ptr
     handleFailure(context_, failure);
 }
 
+/// A session that ends while the wish is being stored may not have seen it.
+Task<bool> Dispatcher::stopSession(Uuid itemID) {
+    if (!sessions_.contains(itemID)) {
+        co_return false;
+    }
+    ItemEvent wish{.itemID = itemID,
+                   .kind = EventKind::holdRequested,
+                   .message = "A person has asked that its session is stopped."};
+    co_await appendEvent(services_.store.items, std::move(wish));
+    const bool isTold = sessions_.stop(itemID);
+    const auto item = co_await services_.store.items.item(itemID);
+    if (!isTold && item && !isTerminal(item->status)) {
+        reconcile(*item);
+    }
+    co_return true;
+}
+
 ItemWork Dispatcher::workOn(const Uuid& itemID) const {
     if (sessions_.contains(itemID)) {
         return ItemWork::session;
@@ -119,6 +137,24 @@ ItemWork Dispatcher::workOn(const Uuid& itemID) const {
         return ItemWork::reconciliation;
     }
     return retirement_.isRetiring(itemID) ? ItemWork::retirement : ItemWork::none;
+}
+
+bool Dispatcher::isFree(const Uuid& itemID) const {
+    return workOn(itemID) == ItemWork::none && !claims_.contains(itemID);
+}
+
+std::shared_ptr<const void> Dispatcher::claim(const Uuid& itemID) {
+    const auto entry = claims_.insert(itemID);
+    return {this, [this, entry](const void*) {
+                claims_.erase(entry);
+                context_.changed.notify();
+            }};
+}
+
+void Dispatcher::reconcile(const BugQueueItem& item) {
+    if (workOn(item.id) == ItemWork::none) {
+        reconciliation_.add(item, {});
+    }
 }
 
 /// What does not pass by waiting ends the program, but only after the sessions that run have been stopped.

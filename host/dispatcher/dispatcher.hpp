@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "host/dispatcher/backend_polling.hpp"
@@ -40,10 +41,18 @@ class Dispatcher {
     /// What may be started now is looked at once more, at once.
     void lookNow() { context_.changed.notify(); }
 
-    /// Ends the item's session politely and has the item held. Whether it has a session.
-    bool stopSession(const Uuid& itemID) { return sessions_.stop(itemID); }
+    /// Ends the item's session politely and has the item held, which is stored first. Whether it has a
+    /// session. Throws DatabaseError.
+    Task<bool> stopSession(Uuid itemID);
 
     ItemWork workOn(const Uuid& itemID) const;
+
+    /// While what is returned lives no session of the item begins, and neither is it retired: its state can
+    /// be looked at and changed in one step. Must not outlive this.
+    std::shared_ptr<const void> claim(const Uuid& itemID);
+
+    /// What the item's last session has come to is found out, unless somebody works on it.
+    void reconcile(const BugQueueItem& item);
 
     /// Why the item did not start when that was last decided; nothing for one that did, or was not waiting.
     std::optional<WaitReason> reasonToWait(const Uuid& itemID) const { return starts_.reasonToWait(itemID); }
@@ -61,6 +70,7 @@ class Dispatcher {
     Task<void> workUntilAllHasEnded();
     Task<void> takeBugsIn();
     Task<void> endingAllWithIt(Task<void> chore);
+    bool isFree(const Uuid& itemID) const;
     void sessionEnded(const BugQueueItem& item, const std::exception_ptr& failure);
     void endWith(std::exception_ptr failure);
     void beginStopping();
@@ -68,6 +78,7 @@ class Dispatcher {
 
     SessionServices& services_;
     ChoreContext context_;
+    std::multiset<Uuid> claims_;
     RunningSessions sessions_;
     Reconciliation reconciliation_;
     Intake intake_;

@@ -87,8 +87,16 @@ Task<void> Reconciliation::reconcile(Interrupted interrupted) {
     if (!trouble.empty()) {
         co_return;
     }
+    const auto reconciled = co_await services_.store.items.item(itemID);
+    bool isWanted = false;  // a person may wish something of it since
+    if (reconciled) {
+        isWanted = co_await recovery_.isInterrupted(*reconciled);
+    }
+    if (isWanted) {
+        co_return;
+    }
     waiting_.erase(itemID);
-    if (const auto reconciled = co_await services_.store.items.item(itemID)) {
+    if (reconciled) {
         services_.events.progress(restingProgress(*reconciled));
     }
 }

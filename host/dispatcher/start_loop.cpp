@@ -38,13 +38,13 @@ bool waitsUnseen(const AdmissionDecision& decision) {
 
 }  // namespace
 
-StartLoop::StartLoop(ChoreContext& context, RunningSessions& sessions, const Reconciliation& reconciliation,
-                     WorkOn workOn)
+StartLoop::StartLoop(ChoreContext& context, RunningSessions& sessions, Reconciliation& reconciliation,
+                     Work work)
     : context_(context),
       services_(context.services),
       sessions_(sessions),
       reconciliation_(reconciliation),
-      workOn_(std::move(workOn)),
+      work_(std::move(work)),
       gatherer_(
           services_.store, services_.settings, [this](AdmissionFacts& facts) { addOwnersPart(facts); },
           looksAtThisMachine(services_.environment)) {}
@@ -75,19 +75,26 @@ Task<void> StartLoop::startWhatMay() {
     }
 }
 
-/// The facts are older than the look at each item before this one, so the item is read once more.
+/// The facts are older than the look at each item before this one, so the item is read once more; last, since
+/// nobody may change it between that and the start. What its last session has come to is found out first.
 Task<void> StartLoop::start(BugQueueItem listed) {
-    const auto current = co_await services_.store.items.item(listed.id);
-    if (!current || current->status != QueueItemStatus::queued) {
+    const auto mapping = co_await services_.store.mappings.mapping(listed.bundleID);
+    const auto attempt = co_await services_.store.attempts.latestAttempt(listed.id);
+    const auto executor = co_await boost::asio::this_coro::executor;
+    auto current = co_await services_.store.items.item(listed.id);
+    const bool isSame = current && current->queueMode == listed.queueMode;
+    if (!isSame || current->status != QueueItemStatus::queued) {
         co_return;
     }
-    const auto mapping = co_await services_.store.mappings.mapping(current->bundleID);
     if (!mapping) {
-        BugQueueItem unmapped = *current;
-        co_return co_await awaitMapping(std::move(unmapped));
+        co_return co_await awaitMapping(std::move(*current));
     }
-    const auto executor = co_await boost::asio::this_coro::executor;
-    if (mayStartNow(current->id, resolved(*mapping).repoPath)) {
+    if (!mayStartNow(current->id, resolved(*mapping).repoPath)) {
+        co_return;
+    }
+    if (attempt && isOpen(*attempt)) {
+        reconciliation_.add(*current, {.reason = "Its session ended while the backend could not be asked."});
+    } else {
         sessions_.start(executor, *current, *mapping);
     }
 }
@@ -109,7 +116,7 @@ Task<void> StartLoop::awaitMapping(BugQueueItem item) {
 
 /// What may have changed since the facts were gathered, by the start of another item above all.
 bool StartLoop::mayStartNow(const Uuid& itemID, const std::string& repository) const {
-    return !context_.isStopping() && workOn_(itemID) == ItemWork::none && !pauseOf(repository) &&
+    return !context_.isStopping() && work_.isNone(itemID) && !pauseOf(repository) &&
            sessions_.count() < services_.settings.maxSessions && services_.disk.isWell() &&
            services_.homeIsInPlace();
 }
@@ -122,7 +129,7 @@ void StartLoop::addOwnersPart(AdmissionFacts& facts) {
     const auto now = services_.clock.steadyNow();
     std::erase_if(resting_, [now](const auto& rest) { return now >= rest.second; });
     for (ItemFacts& item : facts.items) {
-        item.work = workOn_(item.item.id);
+        item.work = work_.on(item.item.id);
         item.restsAfterTrouble = resting_.contains(item.item.id);
         item.pause = pauseOf(item.repository.value_or(""));
     }

@@ -17,10 +17,13 @@ namespace quernlight::host {
 /// wait. Used on the dispatcher's executor.
 class StartLoop {
   public:
-    using WorkOn = std::function<ItemWork(const Uuid& itemID)>;
+    /// Who works on an item, and whether nobody does or is about to change it.
+    struct Work {
+        std::function<ItemWork(const Uuid& itemID)> on;
+        std::function<bool(const Uuid& itemID)> isNone;
+    };
 
-    StartLoop(ChoreContext& context, RunningSessions& sessions, const Reconciliation& reconciliation,
-              WorkOn workOn);
+    StartLoop(ChoreContext& context, RunningSessions& sessions, Reconciliation& reconciliation, Work work);
 
     /// Until the program stops or, once no bug comes in any more, nothing is left that could start.
     Task<void> run();
@@ -52,8 +55,8 @@ class StartLoop {
     ChoreContext& context_;
     SessionServices& services_;
     RunningSessions& sessions_;
-    const Reconciliation& reconciliation_;
-    const WorkOn workOn_;
+    Reconciliation& reconciliation_;
+    const Work work_;
     const FactGatherer gatherer_;
     std::map<Uuid, Clock::TimePoint> resting_;  // until when
     std::set<std::string> heldBack_;            // bugs of which an alert tells why they wait

@@ -9,7 +9,8 @@ namespace {
 /// What comes after it (that it was recovered, say) does not bring back the wish that led to it.
 bool isEnd(EventKind kind) {
     return kind == EventKind::completed || kind == EventKind::awaitingUserInput ||
-           kind == EventKind::failed || kind == EventKind::cancelled || kind == EventKind::sessionStopped;
+           kind == EventKind::failed || kind == EventKind::cancelled || kind == EventKind::sessionStopped ||
+           kind == EventKind::holdRequested;
 }
 
 }  // namespace

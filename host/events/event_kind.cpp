@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 38> texts{"enqueued",
+constexpr std::array<std::string_view, 40> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -40,6 +40,8 @@ constexpr std::array<std::string_view, 38> texts{"enqueued",
                                                  "conversationUnknown",
                                                  "followUpWanted",
                                                  "startRequested",
+                                                 "holdRequested",
+                                                 "cancelRequested",
                                                  "sessionStopped",
                                                  "recovered",
                                                  "mappingGone",

@@ -39,8 +39,10 @@ enum class EventKind {
     agentSurvived,        ///< processes that could not be ended
     conversationUnknown,  ///< metadata: "codex_session_id"
     followUpWanted,
-    startRequested,  ///< of an item of the manual queue
-    sessionStopped,  ///< by a person; the item is held
+    startRequested,   ///< of an item of the manual queue
+    holdRequested,    ///< of an item whose session has to end, or be reconciled, first
+    cancelRequested,  ///< the same
+    sessionStopped,   ///< by a person; the item is held
     recovered,
     mappingGone,    ///< of its app, while it waited for a place
     toolRefused,    ///< a call of the agent's to a tool; metadata: "tool"

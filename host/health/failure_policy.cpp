@@ -20,7 +20,9 @@ struct InSession {
         return {.kind = FailureKind::unwritable, .sentence = failureSentence(error)};
     }
     SessionPolicy operator()(const ReportPending& pending) const {
-        return {.kind = FailureKind::reportUnknown, .sentence = pending.sentence};
+        const bool fails = pending.item == WithoutReport::fails;
+        return {.kind = fails ? FailureKind::reportUnknown : FailureKind::reportPending,
+                .sentence = pending.sentence};
     }
     SessionPolicy operator()(const BackendAway& away) const { return {.sentence = away.cause}; }
     SessionPolicy operator()(const WorkCancelled&) const { return {.sentence = "Its work was cancelled."}; }
@@ -41,7 +43,7 @@ FailureMeaning meaningOf(const std::exception_ptr& failure) {
     } catch (const std::filesystem::filesystem_error& error) {
         return error;
     } catch (const ReportUnknown& error) {
-        return ReportPending{.sentence = error.what()};
+        return ReportPending{.sentence = error.what(), .item = error.item()};
     } catch (const BackendUnavailable& error) {
         return BackendAway{.cause = error.cause(), .retryAfter = error.retryAfter()};
     } catch (const boost::system::system_error& error) {
@@ -59,9 +61,10 @@ SessionPolicy sessionPolicy(const std::exception_ptr& failure) {
 }
 
 std::string reasonToReconcile(const SessionPolicy& policy) {
-    return policy.kind == FailureKind::reportUnknown
-               ? policy.sentence
-               : "The session was ended, since it could not be recorded: " + policy.sentence;
+    const bool wasRecorded =
+        policy.kind == FailureKind::reportUnknown || policy.kind == FailureKind::reportPending;
+    return wasRecorded ? policy.sentence
+                       : "The session was ended, since it could not be recorded: " + policy.sentence;
 }
 
 }  // namespace quernlight::host

@@ -15,10 +15,19 @@
 
 namespace quernlight::host {
 
-/// A session went wrong, but whether its agent had reported cannot be told while the backend is away.
+/// What becomes of an item whose session ended, when its agent is found to have reported nothing.
+enum class WithoutReport { fails, goesBack };
+
+/// A session has ended, but whether its agent had reported cannot be told while the backend is away.
 class ReportUnknown : public std::runtime_error {
   public:
-    using std::runtime_error::runtime_error;
+    explicit ReportUnknown(const std::string& reason, WithoutReport item = WithoutReport::fails)
+        : std::runtime_error(reason), item_(item) {}
+
+    WithoutReport item() const { return item_; }
+
+  private:
+    WithoutReport item_;
 };
 
 /// The backend gave nothing usable; the next time it may.
@@ -44,7 +53,8 @@ struct WorkCancelled {};
 
 /// It is not known whether an agent has reported; reconciling its item finds out, and says so meanwhile.
 struct ReportPending {
-    std::string sentence{};  ///< what had gone wrong
+    std::string sentence{};  ///< why the session has ended
+    WithoutReport item = WithoutReport::fails;
 };
 
 /// The backend is asked again.
@@ -72,6 +82,7 @@ enum class FailureKind {
     shortage,       ///< the system lacks what every start needs; put back, and starts pause
     unwritable,     ///< nothing can be stored; the item stays as it is until it is reconciled
     reportUnknown,  ///< the item fails unless the backend, once it answers, shows a report
+    reportPending,  ///< the same, but the item goes back into its queue
     failsBug,
 };
 

@@ -4,21 +4,34 @@
 #include <string>
 #include <vector>
 
+#include "host/events/standing_wish.hpp"
 #include "host/process/process_tree.hpp"
 #include "host/recovery/recovery_step.hpp"
+#include "host/session/comment_poll.hpp"
 #include "host/session/session_services.hpp"
 
 namespace quernlight::host {
 
 /// Reconciles what a dispatcher that ended without warning, or whose disk was full, left behind: ends what
-/// lives of the agent, learns whether it had reported, and makes item and attempt tell the truth. Only for
-/// items that no session works on. Used on the dispatcher's executor.
+/// lives of the agent, learns whether it had reported, makes item and attempt tell the truth, and then grants
+/// what a person wished of the item meanwhile. Only for items that no session works on. Used on one executor.
 class Recovery {
   public:
-    explicit Recovery(SessionServices& services) : services_(services) {}
+    struct Uses {
+        DispatchStore store;
+        QueueManager& manager;
+        Clock& clock;
+        BackendHealth& health;
+        FetchComments fetchComments;
+    };
 
-    /// The items that need it: live ones, and those whose latest attempt has no end.
+    explicit Recovery(Uses uses) : uses_(std::move(uses)) {}
+    explicit Recovery(SessionServices& services);
+
+    /// The items that need it: live ones, those whose latest attempt has no end, and those of which a person
+    /// wishes something that was not granted.
     Task<std::vector<BugQueueItem>> interruptedItems() const;
+    Task<bool> isInterrupted(BugQueueItem item) const;
 
     /// Nothing when the item is reconciled; otherwise why it has to wait, in one sentence. Throws
     /// DatabaseError.
@@ -26,6 +39,10 @@ class Recovery {
 
   private:
     Task<std::optional<SessionAttemptRecord>> openAttempt(BugQueueItem item) const;
+    Task<std::string> reconcileWith(InterruptedItem interrupted, BugQueueItem item,
+                                    std::optional<SessionAttemptRecord> attempt,
+                                    std::vector<QueueEvent> events) const;
+    Task<void> grantWish(Uuid itemID) const;
     Task<std::vector<ProcessEntry>> endOrphans(SessionAttemptRecord attempt,
                                                std::vector<QueueEvent> events) const;
     Task<std::optional<AgentReport>> askBackend(BugQueueItem item, SessionAttemptRecord attempt) const;
@@ -37,7 +54,7 @@ class Recovery {
     Task<void> tellRecovered(BugQueueItem item, std::optional<SessionAttemptRecord> attempt,
                              std::string sentence) const;
 
-    SessionServices& services_;
+    const Uses uses_;
 };
 
 }  // namespace quernlight::host

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -11,6 +12,9 @@
 #include "host/service/observation_operations.hpp"
 
 namespace quernlight::host {
+
+/// While it lives, no session of the item begins and nothing else changes it of its own accord.
+using ItemClaim = std::shared_ptr<const void>;
 
 /// What only a dispatcher that runs in this process knows and can do. Each may be missing. Used on the
 /// service's executor.
@@ -32,11 +36,17 @@ struct LiveSources {
 
     std::function<ItemWork(const Uuid& itemID)> workOn{};
 
+    std::function<ItemClaim(const Uuid& itemID)> claim{};
+
+    /// What the last session of an item that none works on has come to is found out, and then what a person
+    /// wishes of it granted.
+    std::function<void(const BugQueueItem& item)> reconcile{};
+
     /// Why an item did not start when that was last decided; nothing for one that was not waiting then.
     std::function<std::optional<WaitReason>(const Uuid& itemID)> waits{};
 
     /// Ends the item's session, and has the item held. Whether it has a session.
-    std::function<bool(const Uuid& itemID)> stopSession{};
+    std::function<Task<bool>(const Uuid& itemID)> stopSession{};
 
     /// An item, or a mapping, was changed past the sessions: its line is shown anew, and what may be started
     /// now is looked at.

@@ -14,8 +14,12 @@ std::string command(const char* name, const BugQueueItem& item) {
 
 /// What an open attempt of an item that waits or has ended means.
 QueueActionVerdict openAttempt(const QueueActionFacts& facts) {
-    const bool isWorkedOn = facts.work && *facts.work != ItemWork::none;
-    return isWorkedOn ? QueueActionVerdict::sessionEnds : QueueActionVerdict::sessionUnreconciled;
+    using enum QueueActionVerdict;
+    const ItemWork work = facts.work.value_or(ItemWork::none);
+    if (work == ItemWork::none) {
+        return reconcileFirst;
+    }
+    return work == ItemWork::reconciliation ? sessionReconciles : sessionEnds;
 }
 
 QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& facts, Consent consent) {
@@ -37,16 +41,28 @@ QueueActionVerdict verdictOnEnded(QueueAction action, const QueueActionFacts& fa
     return facts.hasOpenAttempt || isWorkedOn ? openAttempt(facts) : allowed;
 }
 
-/// The home's owner ends the session of an item that is cancelled; nobody else can.
+/// Without an owner nobody sees to the session that the item is stored with.
+QueueActionVerdict verdictWithoutOwner(QueueAction action) {
+    const bool isPossible = isWish(action) || action == QueueAction::retry || action == QueueAction::remove;
+    return isPossible ? QueueActionVerdict::reconcileFirst : QueueActionVerdict::sessionUnreconciled;
+}
+
+/// The home's owner ends the session of an item that is cancelled.
 QueueActionVerdict verdictOnUnderWay(QueueAction action, const QueueActionFacts& facts) {
     using enum QueueActionVerdict;
     if (!facts.work) {
-        return sessionUnreconciled;
+        return verdictWithoutOwner(action);
+    }
+    if (*facts.work == ItemWork::reconciliation) {
+        return isWish(action) ? reconcileFirst : sessionReconciles;
     }
     // What has been reported is never undone.
     const bool hasReported = facts.status == QueueItemStatus::codexCompleted;
     if (*facts.work != ItemWork::session || hasReported) {
         return sessionEnds;
+    }
+    if (action == QueueAction::start) {
+        return isStarted;
     }
     return action == QueueAction::cancel ? allowed : agentWorks;
 }
@@ -77,11 +93,19 @@ std::string clause(QueueAction action, QueueActionVerdict verdict, const BugQueu
         case agentWorks:
             return "an agent works on it; stop that first with: quernlight-dispatch sessions stop " +
                    shellQuoted(item.bugID);
+        case isStarted:
+            return "an agent works on it already; see: quernlight-dispatch sessions show " +
+                   shellQuoted(item.bugID);
         case sessionEnds:
             return "its session is just being ended; try again in a moment.";
+        case sessionReconciles:
+            return "what its last session has come to is being found out; try again once it is known, see: "
+                   "quernlight-dispatch status";
         case sessionUnreconciled:
-            return "what its last session has come to is not known yet; the next start of the dispatcher finds "
-                   "out.";
+            return "what its last session has come to is not known yet; have that found out, and the bug held, "
+                   "with: " +
+                   command("hold", item);
+        case reconcileFirst:
         case allowed:
             break;
     }
@@ -112,6 +136,10 @@ std::string_view nameOf(QueueAction action) {
     return "remove";
 }
 
+bool isWish(QueueAction action) {
+    return action == QueueAction::cancel || action == QueueAction::moveToManual;
+}
+
 QueueActionFacts queueActionFacts(const BugQueueItem& item,
                                   const std::optional<SessionAttemptRecord>& latestAttempt, bool isMapped,
                                   std::optional<ItemWork> work) {
@@ -130,11 +158,9 @@ QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts
     }
     const bool isWorkedOn = facts.work && *facts.work != ItemWork::none;
     if (isReorderLocked(facts.status) || isWorkedOn) {
-        return action == QueueAction::start ? notHeld : verdictOnUnderWay(action, facts);
+        return verdictOnUnderWay(action, facts);
     }
-    // An owner that runs would start it without asking what the attempt has come to.
-    const bool mayStart = action == QueueAction::start || action == QueueAction::moveToAuto;
-    if (facts.hasOpenAttempt && ((mayStart && facts.work) || action == QueueAction::remove)) {
+    if (facts.hasOpenAttempt && action == QueueAction::remove) {
         return openAttempt(facts);
     }
     if (action == QueueAction::start) {

@@ -59,15 +59,23 @@ enum class QueueActionVerdict {
     notHeld,              ///< only what waits in the manual queue is started by hand
     needsMapping,         ///< nothing is started whose app has no repository
     agentWorks,           ///< its session runs, and has to be ended first
-    sessionEnds,          ///< its session is being stopped, reconciled or retired at this moment
-    sessionUnreconciled,  ///< the next start of a dispatcher reconciles its last session first
+    isStarted,            ///< its session runs, which is what was asked for
+    sessionEnds,          ///< its session is being stopped or retired at this moment
+    sessionReconciles,    ///< what its last session has come to is being found out
+    sessionUnreconciled,  ///< nobody has found out what its last session has come to
+    reconcileFirst,       ///< the same, and that is done now, or by the owner; then it is allowed
 };
 
-/// Which action a person may take on an item, and why not: a function of the item's state alone.
+/// Which action a person may take on an item, and why not: a function of the item's state alone. An item
+/// whose last session was interrupted can always be held or cancelled; where its end cannot be found out now,
+/// that is a wish, which whoever reconciles it grants.
 QueueActionVerdict queueActionVerdict(QueueAction action, const QueueActionFacts& facts,
                                       Consent consent = {});
 
-/// What a verdict that is not `allowed` says of the item: one sentence, with the command to use instead.
+/// Whether the action can be stored as a wish until the item is reconciled.
+bool isWish(QueueAction action);
+
+/// What a verdict that refuses says of the item: one sentence, with the command to use instead.
 std::string queueActionSentence(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item);
 
 }  // namespace quernlight::host

@@ -68,6 +68,18 @@ std::string stageInQueue(const QueueEntry& entry) {
     return std::string(statusText(entry.stage)) + (isHeld ? " (manual)" : "");
 }
 
+std::string pendingWish(QueueAction action, const QueueEntry& changed) {
+    const bool isDone = action == QueueAction::cancel ? changed.item.status == QueueItemStatus::cancelled
+                                                      : changed.item.queueMode == QueueMode::manual &&
+                                                            !isReorderLocked(changed.item.status);
+    if (!isWish(action) || isDone || isTerminal(changed.item.status)) {
+        return "";
+    }
+    return std::string("to be ") + (action == QueueAction::cancel ? "cancelled" : "held") +
+           " once the backend has told what its last session has come to; the dispatcher asks before it starts "
+           "anything";
+}
+
 Table queueTable(const std::vector<QueueEntry>& entries, Instant now) {
     Table table({"BUG", "APP", "STATE", "ADDED", flexible("TITLE")});
     for (const QueueEntry& entry : entries) {

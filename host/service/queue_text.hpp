@@ -30,6 +30,10 @@ std::string leftOutText(const std::vector<QueueEntry>& entries, const QueueFilte
 /// "queued", or "queued (manual)".
 std::string stageInQueue(const QueueEntry& entry);
 
+/// That a bug is to be held or cancelled only once it is known what its last session has come to; empty when
+/// the action has been done.
+std::string pendingWish(QueueAction action, const QueueEntry& changed);
+
 /// What a person does next with a bug, in one sentence; empty when nothing has to be done.
 std::string nextAction(const BugQueueItem& item, SessionStage stage);
 

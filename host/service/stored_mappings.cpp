@@ -1,6 +1,7 @@
 #include "host/health/outside_failure.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
 #include "host/worktree/git_marks.hpp"
@@ -47,6 +48,27 @@ void requireOutside(const std::string& worktrees, const std::string& root) {
     }
 }
 
+/// Nobody works on the item, and what its last session has come to is known.
+Task<void> requireIdle(DispatchStore store, Uuid itemID, const ItemUses& uses) {
+    const auto item = co_await store.items.item(itemID);
+    const ItemWork work = uses.workOn ? uses.workOn(itemID) : ItemWork::none;
+    if (!item || (!isReorderLocked(item->status) && work == ItemWork::none)) {
+        co_return;
+    }
+    const std::string bug = "Bug " + item->bugID + " of " + item->bundleID;
+    const std::string id = shellQuoted(item->bugID);
+    if (work == ItemWork::session) {
+        throw ServiceError(
+            ServiceErrorCode::refused,
+            bug + " is being worked on; stop that first with: quernlight-dispatch sessions stop " + id);
+    }
+    throw ServiceError(ServiceErrorCode::refused,
+                       bug +
+                           " had a session, and what that has come to is not known yet; have it found out, "
+                           "and the bug held, with: quernlight-dispatch queue hold " +
+                           id);
+}
+
 }  // namespace
 
 Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest request) {
@@ -83,21 +105,17 @@ Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request) {
     co_return mapping;
 }
 
-Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, WorkOnItem workOn) {
+Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, ItemUses uses) {
     const auto mapping = co_await owned.store.mappings.mapping(bundleID);
     if (!mapping) {
         throw ServiceError(ServiceErrorCode::notFound,
                            "No repository is mapped for " + bundleID + "; see: quernlight-dispatch map list");
     }
-    for (const BugQueueItem& item : co_await owned.store.items.items()) {
-        const auto work = workOn ? workOn(item.id) : std::nullopt;
-        const bool isWorkedOn = isReorderLocked(item.status) || (work && *work != ItemWork::none);
-        if (item.bundleID == bundleID && isWorkedOn) {
-            throw ServiceError(ServiceErrorCode::refused,
-                               "Bug " + item.bugID + " of " + bundleID +
-                                   " is being worked on; stop that first with: quernlight-dispatch "
-                                   "sessions stop " +
-                                   shellQuoted(item.bugID));
+    std::vector<ItemClaim> claims;
+    for (const BugQueueItem& listed : co_await readableItems(owned.store)) {
+        if (listed.bundleID == bundleID) {
+            claims.push_back(uses.claim ? uses.claim(listed.id) : nullptr);
+            co_await requireIdle(owned.store, listed.id, uses);
         }
     }
     co_await owned.store.mappings.remove(bundleID);

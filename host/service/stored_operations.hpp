@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "host/service/bug_operations.hpp"
 #include "host/service/configuration_operations.hpp"
+#include "host/service/live_sources.hpp"
 #include "host/service/observation_operations.hpp"
 #include "host/service/queue_operations.hpp"
 #include "host/service/store_access.hpp"
@@ -22,11 +24,26 @@ Task<QueueEntry> queueEntry(DispatchStore store, BugQueueItem item);
 Task<QueueItemDetails> queueItemDetails(DispatchStore store, std::string bugID);
 Task<BugState> bugState(DispatchStore store, std::string bugID);
 
-/// Who works on an item in this process; nothing where this is not the home's owner.
-using WorkOnItem = std::function<std::optional<ItemWork>(const Uuid& itemID)>;
+/// What a change of an item needs beside the store.
+struct ItemUses {
+    /// Who works on an item in this process; empty where no dispatcher runs in it.
+    std::function<ItemWork(const Uuid& itemID)> workOn{};
 
-/// Does what queueActionVerdict allows, and returns the item as it is then; one that was removed, as it was.
-Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change, WorkOnItem workOn);
+    /// See LiveSources; may be empty.
+    std::function<ItemClaim(const Uuid& itemID)> claim{};
+
+    /// Finds out what the item's last session has come to. Nothing once that is done; otherwise why it has to
+    /// wait, in one sentence.
+    std::function<Task<std::string>(OwnedStore owned, BugQueueItem item)> reconcile{};
+};
+
+/// Does what queueActionVerdict allows, and returns the item as it is then; one that was removed, as it was,
+/// and one that is to be held or cancelled once it is reconciled, as it is still.
+Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change, ItemUses uses);
+
+/// Reconciles an item of a home that no dispatcher runs for: ends what is left of its agent, asks the backend
+/// that the bug comes from, and grants what a person wishes. As ItemUses::reconcile.
+Task<std::string> reconcileUnattended(OwnedStore owned, BackendAccess backend, BugQueueItem item);
 
 /// The item of a bug whose id, or the beginning of it, is this and no other's.
 Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID);
@@ -43,7 +60,7 @@ Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest reque
 Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request);
 
 /// Forgets the mapping, and returns it. Refused while a session works for the app.
-Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, WorkOnItem workOn);
+Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, ItemUses uses);
 
 /// Each mapping, with what keeps it from being used now. Git runs as the home's own.
 Task<std::vector<MappingCheck>> checkMappings(std::filesystem::path home, DispatchStore store);

@@ -2,14 +2,13 @@
 
 #include "host/dispatcher/fact_gatherer.hpp"
 #include "host/dispatcher/start_request.hpp"
-#include "host/events/item_history.hpp"
 #include "host/service/service_error.hpp"
-#include "host/store/readable_queue.hpp"
 #include "host/service/stored_operations.hpp"
+#include "host/store/readable_queue.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
-#include "quernlight/storage/database_error.hpp"
 #include "quernlight/platform/text.hpp"
+#include "quernlight/storage/database_error.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -58,19 +57,20 @@ Task<std::string> completed(DispatchStore store, std::string beginning) {
     const auto take = [&](const std::string& bugID) {
         if (bugID.starts_with(beginning)) {
             fitting.push_back(bugID);
+        }
     };
     for (const BugQueueItem& item : queue.items) {
         take(item.bugID);
     }
     for (const UnreadableItem& row : queue.unreadable) {
         take(row.bugID);
-        }
     }
     if (fitting.size() > 1) {
         throw ambiguous(beginning, fitting);
     }
     co_return fitting.empty() ? beginning : fitting.front();
 }
+
 /// What cannot be read is not touched either.
 Task<std::optional<BugQueueItem>> readableItem(DispatchStore store, std::string bugID) {
     try {
@@ -84,7 +84,6 @@ Task<std::optional<BugQueueItem>> readableItem(DispatchStore store, std::string 
     }
 }
 
-
 Task<QueueItemDetails> detailsOf(DispatchStore store, BugQueueItem item) {
     const auto waits = co_await reasonToWait(store, item.id);
     auto history = co_await store.items.events(item.id);
@@ -95,67 +94,6 @@ Task<QueueItemDetails> detailsOf(DispatchStore store, BugQueueItem item) {
                                .waits = waits,
                                .history = std::move(history),
                                .attempts = std::move(attempts)};
-}
-
-void requireAllowed(QueueAction action, QueueActionVerdict verdict, const BugQueueItem& item) {
-    using enum ServiceErrorCode;
-    if (verdict != QueueActionVerdict::allowed) {
-        const bool isAsked = verdict == QueueActionVerdict::needsConfirmation;
-        throw ServiceError(isAsked ? needsConfirmation : refused, queueActionSentence(action, verdict, item));
-    }
-}
-
-Task<void> moveBefore(OwnedStore owned, BugQueueItem item, std::string before) {
-    if (before.empty()) {
-        co_return co_await owned.manager->reorder(item.id, std::nullopt);
-    }
-    const BugQueueItem next = co_await itemNamed(owned.store, std::move(before));
-    if (next.queueMode != item.queueMode || isTerminal(next.status) || isReorderLocked(next.status)) {
-        throw ServiceError(ServiceErrorCode::refused,
-                           "Bug " + next.bugID + " (" + std::string(statusText(next)) +
-                               ") does not wait in the same queue as bug " + item.bugID +
-                               ", so nothing can be put in front of it.");
-    }
-    co_await owned.manager->reorder(item.id, next.id);
-}
-
-Task<void> removeItem(QueueManager& manager, BugQueueItem item) {
-    const auto removed = co_await manager.remove(item.id);
-    if (!removed) {
-        throw ServiceError(ServiceErrorCode::refused,
-                           "Bug " + item.bugID + " was started a moment ago; nothing was changed.");
-    }
-}
-
-Task<void> requestStart(DispatchStore store, BugQueueItem item) {
-    ItemEvent event{
-        .itemID = item.id, .kind = EventKind::startRequested, .message = "A person has asked for a start."};
-    co_await appendEvent(store.items, std::move(event));
-}
-
-Task<void> apply(QueueChange change, OwnedStore owned, BugQueueItem item) {
-    QueueManager& manager = *owned.manager;
-    switch (change.action) {
-        case QueueAction::start:
-            co_return co_await requestStart(owned.store, std::move(item));
-        case QueueAction::next:
-            co_return co_await manager.queueNext(item.id);
-        case QueueAction::retry:
-            co_await manager.retry(item.id, item.goalFlow, std::nullopt);
-            co_return;
-        case QueueAction::cancel:
-            co_return co_await manager.cancel(item.id);
-        case QueueAction::moveToManual:
-            co_await manager.move(item.id, QueueMode::manual, std::nullopt);
-            co_return;
-        case QueueAction::moveToAuto:
-            co_await manager.move(item.id, QueueMode::automatic, std::nullopt);
-            co_return;
-        case QueueAction::reorder:
-            co_return co_await moveBefore(owned, std::move(item), std::move(change.before));
-        case QueueAction::remove:
-            co_return co_await removeItem(manager, std::move(item));
-    }
 }
 
 }  // namespace
@@ -208,22 +146,6 @@ Task<BugState> bugState(DispatchStore store, std::string bugID) {
         state.queued = co_await detailsOf(store, std::move(*known));
     }
     co_return state;
-}
-
-Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change, WorkOnItem workOn) {
-    BugQueueItem item = co_await itemNamed(owned.store, change.bugID);
-    const auto attempt = co_await owned.store.attempts.latestAttempt(item.id);
-    const auto mapping = co_await owned.store.mappings.mapping(item.bundleID);
-    const auto work = workOn ? workOn(item.id) : std::nullopt;
-    const QueueActionFacts facts = queueActionFacts(item, attempt, mapping.has_value(), work);
-    requireAllowed(change.action, queueActionVerdict(change.action, facts, change.consent), item);
-    co_await apply(std::move(change), owned, item);
-    auto changed = co_await owned.store.items.item(item.id);
-    if (!changed) {
-        const SessionStage stage = stageOf(item);
-        co_return QueueEntry{.item = std::move(item), .stage = stage};
-    }
-    co_return co_await queueEntry(owned.store, std::move(*changed));
 }
 
 }  // namespace quernlight::host

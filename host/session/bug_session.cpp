@@ -68,6 +68,7 @@ BugSession::BugSession(SessionServices& services, SessionOutside outside, BugQue
       end_({.store = services.store,
             .manager = services.manager,
             .startPauses = services.startPauses,
+            .stop = services.stop,
             .clock = services.clock,
             .settings = services.settings},
            state_, log_, agent_, comments_),

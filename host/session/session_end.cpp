@@ -77,8 +77,8 @@ Task<void> SessionEnd::end(SessionInterrupted) {
     co_await interrupt(std::move(reason));
 }
 
-/// What the agent reported until its exit still counts. While that is not known the attempt stays open, and
-/// the next start asks before it resumes the bug.
+/// What the agent reported until its exit still counts. While that is not known the item is reconciled before
+/// anything else becomes of it: where the program is being stopped, by its next start.
 Task<void> SessionEnd::interrupt(std::string reason) {
     log_.show(SessionStage::stoppingAgent);
     co_await agent_.stop();
@@ -89,6 +89,9 @@ Task<void> SessionEnd::interrupt(std::string reason) {
     const bool ours = co_await log_.isStillOurs();
     if (!ours) {
         co_return co_await end(SessionSuperseded{});
+    }
+    if (!isKnown && !uses_.stop.isStopping()) {
+        throw ReportUnknown(reason, WithoutReport::goesBack);
     }
     co_await uses_.manager.markResumable(state_.item.id);
     const bool isHeld = co_await holdIfWished();
@@ -105,8 +108,8 @@ Task<bool> SessionEnd::holdIfWished() {
     if (!state_.isStopWished || !item || isTerminal(item->status)) {
         co_return false;
     }
-    co_await log_.tell(EventKind::sessionStopped, std::string(stoppedReason));
     co_await uses_.manager.move(state_.item.id, QueueMode::manual, std::nullopt);
+    co_await log_.tell(EventKind::sessionStopped, std::string(stoppedReason));
     co_return true;
 }
 

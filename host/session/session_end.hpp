@@ -17,6 +17,7 @@ class SessionEnd {
         DispatchStore store;
         QueueManager& manager;
         StartPauses& startPauses;
+        const StopRequest& stop;
         Clock& clock;
         const Settings& settings;
     };
@@ -25,7 +26,7 @@ class SessionEnd {
                SessionComments& comments)
         : uses_(std::move(uses)), state_(state), log_(log), agent_(agent), comments_(comments) {}
 
-    /// What `nextStep` has come to.
+    /// What `nextStep` has come to. Throws ReportUnknown, too.
     Task<void> finish(NextStep step);
 
     /// What the preparation has come to, which is not an agent that may start.
@@ -35,7 +36,7 @@ class SessionEnd {
     Task<void> fail(std::string reason);
 
     /// No fault of the bug's: it goes back to where it was, and for a while nothing that would meet the same
-    /// is started.
+    /// is started. Throws ReportUnknown, too.
     Task<void> putBack(OutsideFailure failure);
 
   private:

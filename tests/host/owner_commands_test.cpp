@@ -72,9 +72,54 @@ TEST_F(OwnerCommandsTest, ASessionThatIsStoppedIsHeldAndGoesOnInItsConversation)
     const std::string conversation = item("3f2a9c1d", "codex_session_id");
     agentDoesAsToldAgain();
     EXPECT_EQ(command({"sessions", "resume", "3f2a9c1d"}).exitCode, 0);
+    EXPECT_EQ(item("3f2a9c1d", "queue_mode"), "auto");
     EXPECT_TRUE(comesTo("3f2a9c1d", "completed")) << owner->output();
     EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "2");
     EXPECT_EQ(attempt("3f2a9c1d", "codex_session_id"), conversation);
+}
+
+/// Its agent does not go when it is asked to, and the dispatcher is killed meanwhile.
+TEST_F(OwnerCommandsTest, AStoppedSessionIsHeldThoughItsOwnerIsKilledBeforeItsAgentHasEnded) {
+    agentDoes("3f2a9c1d", "ignore-exit");
+    work();
+    EXPECT_EQ(command({"sessions", "stop", "3f2a9c1d"}).exitCode, 0);
+    owner->signal(SIGKILL);
+    owner->exitCode();
+    agentDoesAsToldAgain();
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(item("3f2a9c1d", "queue_mode"), "manual");
+    EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "1");
+    EXPECT_EQ(attempt("3f2a9c1d", "state"), "failed");
+}
+
+TEST_F(OwnerCommandsTest, ABugIsHeldAndCancelledAfterACrashWithoutAnotherStart) {
+    work();
+    const pid_t worker = agent("3f2a9c1d");
+    owner->signal(SIGKILL);
+    owner->exitCode();
+    EXPECT_THAT(command({"map", "remove", "com.acme.shop"}).error, HasSubstr("queue hold 3f2a9c1d"));
+    EXPECT_EQ(command({"config", "set", "backend.url", address()}).exitCode, 0);
+    environment["QUERNLIGHT_TOKEN_FILE"] = tokenFile();
+    const auto held = command({"queue", "hold", "3f2a9c1d"});
+    EXPECT_EQ(held.exitCode, 0) << held.error;
+    EXPECT_THAT(held.output, EndsWith(": needs start\n"));
+    EXPECT_FALSE(test::isAlive(worker));
+    EXPECT_EQ(attempt("3f2a9c1d", "state"), "failed");
+    EXPECT_EQ(command({"queue", "cancel", "3f2a9c1d"}).exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "cancelled");
+}
+
+TEST_F(OwnerCommandsTest, AWishForABugWhoseBackendIsAwayIsGrantedByTheNextStart) {
+    work();
+    owner->signal(SIGKILL);
+    owner->exitCode();
+    const auto wished = command({"queue", "cancel", "3f2a9c1d"});
+    EXPECT_EQ(wished.exitCode, 0) << wished.error;
+    EXPECT_THAT(wished.output, HasSubstr(": to be cancelled once the backend has told"));
+    EXPECT_EQ(status("3f2a9c1d"), "running");
+    EXPECT_EQ(runOnce().exitCode, 0);
+    EXPECT_EQ(status("3f2a9c1d"), "cancelled");
+    EXPECT_EQ(attempt("3f2a9c1d", "attempt_number"), "1");
 }
 
 TEST_F(OwnerCommandsTest, AnAppThatIsMappedWhileItRunsHasItsBugsWorkedOn) {

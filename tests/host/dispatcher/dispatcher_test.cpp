@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "host/health/failure_policy.hpp"
 #include "host/process/user_error.hpp"
 #include "tests/host/dispatcher/dispatcher_fixture.hpp"
 
@@ -82,6 +83,88 @@ TEST_F(DispatcherTest, ABugWhoseSessionCouldNotBeStoredIsReconciledAndStartsAgai
     EXPECT_GE(clock.steadyNow() - ended, std::chrono::seconds(5));
     EXPECT_THAT(history(item), HasSubstr("startingCodex resumable recovered"));
     EXPECT_THAT(diskChanges, ElementsAre(HasSubstr("database or disk is full"), ""));
+}
+
+TEST_F(DispatcherTest, AStopIsStoredBeforeTheSessionIsToldOfIt) {
+    const Uuid item = enqueue("11111111").id;
+    begin();
+    ASSERT_TRUE(until([&] { return history(item) == "enqueued startingCodex"; }));
+    run(
+        store.database->execute("CREATE TRIGGER full BEFORE INSERT ON queue_events BEGIN"
+                                " SELECT RAISE(ABORT, 'full'); END"));
+    EXPECT_THROW(run(dispatcher->stopSession(item)), DatabaseError);
+    EXPECT_THAT(script.told, IsEmpty());
+    run(store.database->execute("DROP TRIGGER full"));
+    EXPECT_TRUE(run(dispatcher->stopSession(item)));
+    EXPECT_THAT(script.told, ElementsAre("11111111 stop"));
+    EXPECT_THAT(history(item), testing::EndsWith(" holdRequested"));
+    EXPECT_FALSE(run(dispatcher->stopSession(randomUuid())));
+}
+
+TEST_F(DispatcherTest, ABugWhoseLastEndIsNotKnownIsNotWorkedOnBeforeTheBackendHasToldIt) {
+    const Uuid item = enqueue("11111111").id;
+    run(store.attempts.insert({.id = randomUuid(),
+                               .queueItemID = item,
+                               .attemptNumber = 1,
+                               .bugID = "11111111",
+                               .completionMarker = upperCaseText(randomUuid()),
+                               .state = SessionAttemptState::running,
+                               .startedAt = clock.now()}));
+    begin();
+    const AlertKey subject{AlertTopic::reconciling, "11111111"};
+    ASSERT_TRUE(until([&] { return published.alerts.contains(subject); }));
+    EXPECT_THAT(published.alerts.at(subject), HasSubstr("The backend cannot be asked whether"));
+    EXPECT_THAT(script.started, IsEmpty());
+}
+
+/// The same when the session has ended in this run.
+TEST_F(DispatcherTest, ABugThatGoesBackWithoutAnAnswerOfTheBackendIsReconciledFirst) {
+    const Uuid item = enqueue("11111111").id;
+    begin();
+    ASSERT_TRUE(untilStarted({"11111111"}));
+    run(store.attempts.insert({.id = randomUuid(),
+                               .queueItemID = item,
+                               .attemptNumber = 1,
+                               .bugID = "11111111",
+                               .completionMarker = upperCaseText(*this->item(item).activeSessionID),
+                               .state = SessionAttemptState::running,
+                               .startedAt = clock.now()}));
+    ends("11111111", std::make_exception_ptr(ReportUnknown("The model is away.", WithoutReport::goesBack)));
+    const AlertKey subject{AlertTopic::reconciling, "11111111"};
+    ASSERT_TRUE(until([&] { return published.alerts.contains(subject); }));
+    pass(std::chrono::seconds(10));
+    EXPECT_EQ(script.started.size(), 1U);
+    EXPECT_EQ(status(item), QueueItemStatus::startingCodex);
+}
+
+TEST_F(DispatcherTest, ARowThatCannotBeReadHoldsUpNoOtherBug) {
+    enqueue("11111111");
+    enqueue("22222222");
+    run(store.database->execute("UPDATE queue_items SET status = 'Running' WHERE bug_id = '11111111'"));
+    begin();
+    EXPECT_TRUE(untilStarted({"22222222"}));
+}
+
+TEST_F(DispatcherTest, NoSessionBeginsOfAnItemThatIsBeingChanged) {
+    const Uuid item = enqueue("11111111").id;
+    begin();
+    auto claim = dispatcher->claim(item);
+    pass(std::chrono::seconds(2));
+    EXPECT_THAT(script.started, IsEmpty());
+    claim.reset();
+    EXPECT_TRUE(untilStarted({"11111111"}));
+}
+
+/// Its session may have ended while the wish was being stored.
+TEST_F(DispatcherTest, AWishThatNoSessionHasSeenIsGrantedByTheLoop) {
+    const Uuid item = enqueue("11111111").id;
+    begin();
+    const auto claim = dispatcher->claim(item);
+    run(appendEvent(store.items, {.itemID = item, .kind = EventKind::holdRequested, .message = "Asked."}));
+    dispatcher->reconcile(this->item(item));
+    ASSERT_TRUE(until([&] { return dispatcher->workOn(item) == ItemWork::none; }));
+    EXPECT_EQ(this->item(item).queueMode, QueueMode::manual);
+    EXPECT_THAT(script.started, IsEmpty());
 }
 
 TEST_F(DispatcherTest, SessionsThatCannotBeStoredAtTheEndAreCounted) {

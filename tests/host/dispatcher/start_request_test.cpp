@@ -43,6 +43,7 @@ INSTANTIATE_TEST_SUITE_P(
                     HistoryCase{"startRequested cancelled retried", false},
                     HistoryCase{"startRequested failed retried", false},
                     HistoryCase{"startRequested startingCodex failed retried resumable", false},
+                    HistoryCase{"startRequested startingCodex running holdRequested resumable", false},
                     HistoryCase{"startRequested queueModeChanged", false}));
 
 }  // namespace

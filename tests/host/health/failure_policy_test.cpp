@@ -74,6 +74,8 @@ INSTANTIATE_TEST_SUITE_P(
         Met{"a full disk", fileError(std::errc::no_space_on_device), file, FailureKind::unwritable},
         Met{"a report nobody knows of", thrown(ReportUnknown("silent")), reportPending,
             FailureKind::reportUnknown},
+        Met{"a report nobody knows of, at a stop", thrown(ReportUnknown("stop", WithoutReport::goesBack)),
+            reportPending, FailureKind::reportPending},
         Met{"the backend", thrown(BackendUnavailable("No list.", "HTTP 503", std::nullopt)), backendAway,
             FailureKind::failsBug},
         Met{"a refused token", thrown(UserError("The token is refused.")), permanent, FailureKind::failsBug},

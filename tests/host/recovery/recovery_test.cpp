@@ -48,6 +48,9 @@ class RecoveryTest : public test::ServicesFixture {
                                R"(","status":")" + reportedStatus + R"("},"created_at":")" + now +
                                R"(","updated_at":")" + now + R"("}]})"});
     }
+    void wish(const Uuid& item, EventKind kind) {
+        run(appendEvent(store.items, {.itemID = item, .kind = kind, .message = "Asked."}));
+    }
     void backendHasNoComments() { server.answer({.body = R"({"comments":[]})"}); }
     std::vector<BugQueueItem> interrupted() { return run(recovery.interruptedItems()); }
     std::string reconcile(const Uuid& id) { return run(recovery.reconcile(item(id))); }
@@ -66,6 +69,52 @@ TEST_F(RecoveryTest, ARunningItemWithoutAReportIsPutBackAndItsAttemptHasFailed) 
     EXPECT_EQ(attempt(item).state, SessionAttemptState::failed);
     EXPECT_EQ(attempt(item).failureReason, "Dispatcher stopped while the session was running.");
     EXPECT_TRUE(attempt(item).endedAt);
+}
+
+/// Its owner was killed before the agent had ended.
+TEST_F(RecoveryTest, ASessionThatAPersonHasStoppedIsHeldThoughItsOwnerIsGone) {
+    const Uuid item = running("3f2a9c1d");
+    wish(item, EventKind::holdRequested);
+    backendHasNoComments();
+    EXPECT_EQ(reconcile(item), "");
+    EXPECT_EQ(this->item(item).queueMode, QueueMode::manual);
+    EXPECT_EQ(history(item),
+              "enqueued startingCodex running holdRequested resumable recovered goalNotTyped "
+              "queueModeChanged sessionStopped");
+    EXPECT_EQ(attempt(item).state, SessionAttemptState::failed);
+    EXPECT_THAT(interrupted(), IsEmpty());
+}
+
+TEST_F(RecoveryTest, ABugThatAPersonHasCancelledIsCancelledOnceItsEndIsKnown) {
+    const Uuid item = running("3f2a9c1d");
+    wish(item, EventKind::cancelRequested);
+    server.answer({.status = 503, .body = "no"});
+    EXPECT_NE(reconcile(item), "");
+    EXPECT_EQ(status(item), QueueItemStatus::running);
+    backendHasNoComments();
+    EXPECT_EQ(reconcile(item), "");
+    EXPECT_EQ(status(item), QueueItemStatus::cancelled);
+    EXPECT_EQ(attempt(item).state, SessionAttemptState::failed);
+}
+
+TEST_F(RecoveryTest, AReportCountsAboveWhatAPersonWishes) {
+    const Uuid item = running("3f2a9c1d");
+    wish(item, EventKind::cancelRequested);
+    backendHasReport(item, "in_review");
+    EXPECT_EQ(reconcile(item), "");
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
+}
+
+/// It was stopped while its worktree was being prepared, and then its owner was killed.
+TEST_F(RecoveryTest, AWishThatNoSessionIsLeftToGrantIsFoundAndGranted) {
+    const Uuid item = enqueue("3f2a9c1d").id;
+    EXPECT_THAT(interrupted(), IsEmpty());
+    wish(item, EventKind::holdRequested);
+    ASSERT_THAT(interrupted(), SizeIs(1));
+    EXPECT_EQ(reconcile(item), "");
+    EXPECT_EQ(this->item(item).queueMode, QueueMode::manual);
+    EXPECT_EQ(history(item), "enqueued holdRequested queueModeChanged sessionStopped");
+    EXPECT_THAT(interrupted(), IsEmpty());
 }
 
 TEST_F(RecoveryTest, TheSecretForTheAgentsToolsGoes) {

@@ -139,8 +139,14 @@ class DirectServiceLiveTest : public DirectServiceObservationTest {
         connect({.progress = [this] { return progress; },
                  .agent = [this](const std::string& bugID) { return agents[bugID]; },
                  .workOn = [this](const Uuid& itemID) { return works[itemID]; },
+                 .claim =
+                     [this](const Uuid&) {
+                         told.push_back("claimed");
+                         return ItemClaim(this, [this](const void*) { told.push_back("released"); });
+                     },
+                 .reconcile = [this](const BugQueueItem& item) { told.push_back(item.bugID + " reconcile"); },
                  .waits = [this](const Uuid&) { return waits; },
-                 .stopSession = [this](const Uuid& itemID) { return works[itemID] == ItemWork::session; },
+                 .stopSession = [this](const Uuid& itemID) { return stopped(itemID); },
                  .changed =
                      [this](const std::optional<QueueEntry>& entry) {
                          told.push_back(entry ? entry->item.bugID + " " + std::string(stageText(entry->stage))
@@ -154,6 +160,7 @@ class DirectServiceLiveTest : public DirectServiceObservationTest {
         works[item.id] = ItemWork::session;
         return item;
     }
+    Task<bool> stopped(Uuid itemID) { co_return works[itemID] == ItemWork::session; }
     QueueEntry does(QueueAction action, const std::string& bugID) {
         return run(service->change({.action = action, .bugID = bugID}));
     }
@@ -193,7 +200,7 @@ TEST_F(DirectServiceLiveTest, ABugThatIsWorkedOnIsCancelledAndNothingElseIsDoneT
     }
     does(QueueAction::cancel, "11111111");
     EXPECT_EQ(stored(item).status, QueueItemStatus::cancelled);
-    EXPECT_THAT(told, ElementsAre("11111111 working"));
+    EXPECT_THAT(told, testing::Contains("11111111 working"));
     works[item.id] = ItemWork::retirement;
     EXPECT_THAT(errorOf(service->change({.action = QueueAction::retry, .bugID = "11111111"})).what(),
                 HasSubstr("its session is just being ended"));
@@ -203,7 +210,50 @@ TEST_F(DirectServiceLiveTest, EachChangeIsTold) {
     enqueue("11111111");
     does(QueueAction::cancel, "11111111");
     does(QueueAction::remove, "11111111");
-    EXPECT_THAT(told, ElementsAre("11111111 cancelled", "11111111 removed"));
+    EXPECT_THAT(told, ElementsAre("claimed", "released", "11111111 cancelled", "claimed", "released",
+                                  "11111111 removed"));
+}
+
+/// A session that begins while a change looks at its item would be worked on by both.
+TEST_F(DirectServiceLiveTest, AnItemIsLookedAtOnlyOnceNoSessionCanBegin) {
+    const BugQueueItem item = enqueue("11111111");
+    bool isClaimed = false;
+    connect({.workOn =
+                 [&](const Uuid&) {
+                     EXPECT_TRUE(isClaimed);
+                     return ItemWork::none;
+                 },
+             .claim =
+                 [&](const Uuid& itemID) {
+                     EXPECT_EQ(itemID, item.id);
+                     isClaimed = true;
+                     return ItemClaim(this, [&](const void*) { isClaimed = false; });
+                 }});
+    does(QueueAction::remove, "11111111");
+    EXPECT_FALSE(isClaimed);
+    EXPECT_TRUE(run(service->queue()).empty());
+}
+
+TEST_F(DirectServiceLiveTest, WhatIsWishedOfABugThatIsBeingReconciledIsStored) {
+    const BugQueueItem item = worksOn("11111111", SessionStage::toReconcile);
+    works[item.id] = ItemWork::reconciliation;
+    EXPECT_EQ(does(QueueAction::cancel, "11111111").item.status, QueueItemStatus::running);
+    EXPECT_EQ(run(service->queueItem("11111111")).history.back().kind, "cancelRequested");
+    EXPECT_THAT(told, testing::Contains("11111111 reconcile"));
+    run(service->stopSession("11111111"));
+    EXPECT_EQ(run(service->queueItem("11111111")).history.back().kind, "holdRequested");
+    EXPECT_THAT(errorOf(service->change({.action = QueueAction::retry, .bugID = "11111111"})).what(),
+                HasSubstr("is being found out; try again"));
+}
+
+TEST_F(DirectServiceLiveTest, AMappingStaysWhileABugOfItsAppIsBeingPrepared) {
+    mapApp();
+    const BugQueueItem item = enqueue("11111111");
+    works[item.id] = ItemWork::session;
+    EXPECT_THAT(errorOf(service->removeMapping("com.acme.shop")).what(),
+                HasSubstr("is being worked on; stop that first with: quernlight-dispatch sessions stop"));
+    works[item.id] = ItemWork::none;
+    EXPECT_EQ(run(service->removeMapping("com.acme.shop")).appName, "Shop");
 }
 
 TEST_F(DirectServiceLiveTest, TheOwnersReasonToWaitCounts) {

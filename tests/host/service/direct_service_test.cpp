@@ -130,8 +130,10 @@ TEST_F(DirectServiceTest, WhatTheItemsStateForbidsIsRefusedAndChangesNothing) {
 }
 
 TEST_F(DirectServiceTest, ASessionThatIsNotSettledKeepsItsItem) {
-    const BugQueueItem item = enqueueAs("11111111", QueueItemStatus::cancelled);
+    const BugQueueItem item = enqueueAs("11111111", QueueItemStatus::awaitingUserInput);
     addAttempt(item, 1);
+    run(store().database->execute("UPDATE session_attempts SET completion_marker = '" +
+                                  upperCaseText(randomUuid()) + "'"));
     EXPECT_EQ(codeOf(service->change({.action = QueueAction::retry, .bugID = "11111111"})), refused);
     EXPECT_EQ(stored(item), item);
 }
@@ -299,8 +301,6 @@ TEST_F(DirectServiceTest, AQueueThatCannotBeReadIsUnavailable) {
     EXPECT_THAT(error.what(), HasSubstr("no such table: queue_items"));
 }
 
-TEST_F(DirectServiceTest, TheOwnerItselfWorksOnTheStoreThatItHasOpen) {
-    const BugQueueItem item = enqueue("11111111");
 /// Another program may have written it.
 TEST_F(DirectServiceTest, ARowThatCannotBeReadIsLeftAloneAndHoldsUpNoOther) {
     const BugQueueItem other = enqueue("11111111");
@@ -322,6 +322,8 @@ TEST_F(DirectServiceTest, ARowThatCannotBeReadIsLeftAloneAndHoldsUpNoOther) {
         SQLValue::text("Running"));
 }
 
+TEST_F(DirectServiceTest, TheOwnerItselfWorksOnTheStoreThatItHasOpen) {
+    const BugQueueItem item = enqueue("11111111");
     const HomeLock owner(home);
     service = std::make_unique<DirectService>(std::make_unique<OwnerAccess>(home, store(), *manager));
     EXPECT_EQ(change(QueueAction::cancel, item).status, QueueItemStatus::cancelled);

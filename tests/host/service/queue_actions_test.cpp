@@ -21,7 +21,8 @@ using testing::EndsWith;
 using enum QueueActionVerdict;
 using enum QueueItemStatus;
 
-constexpr QueueActionVerdict toSettle = sessionUnreconciled;
+constexpr QueueActionVerdict unknown = sessionUnreconciled;
+constexpr QueueActionVerdict toSettle = reconcileFirst;
 
 /// What may be done to an item in a state, for every action in the order of `allQueueActions`.
 struct StateRow {
@@ -60,9 +61,9 @@ INSTANTIATE_TEST_SUITE_P(
         StateRow{"queued",             {queued, automatic},             {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
         StateRow{"waitingForMapping",  {waitingForMapping, automatic},  {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
         StateRow{"waitingForCapacity", {waitingForCapacity, automatic}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
-        StateRow{"startingCodex",      {startingCodex, automatic},      {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
-        StateRow{"running",            {running, automatic},            {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
-        StateRow{"codexCompleted",     {codexCompleted, automatic},     {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"startingCodex",      {startingCodex, automatic},      {}, {unknown, unknown, toSettle, toSettle, toSettle, unknown, unknown, toSettle}},
+        StateRow{"running",            {running, automatic},            {}, {unknown, unknown, toSettle, toSettle, toSettle, unknown, unknown, toSettle}},
+        StateRow{"codexCompleted",     {codexCompleted, automatic},     {}, {unknown, unknown, toSettle, toSettle, toSettle, unknown, unknown, toSettle}},
         StateRow{"awaitingUserInput",  {awaitingUserInput, automatic},  {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
         StateRow{"completed",          {completed, automatic},          {}, {needsRetryAgain, needsRetryAgain, needsRetryAgain, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, needsConfirmation}},
         StateRow{"failed",             {failed, automatic},             {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
@@ -73,9 +74,9 @@ INSTANTIATE_TEST_SUITE_P(
         StateRow{"waitingForCapacity, held", {waitingForCapacity, manual}, {}, {allowed, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
         StateRow{"queued, held, unmapped",   {queued, manual, false, false}, {}, {needsMapping, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
         StateRow{"queued, unmapped",         {queued, automatic, false, false}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, allowed}},
-        StateRow{"startingCodex, held",      {startingCodex, manual},      {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
-        StateRow{"running, held",            {running, manual},            {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
-        StateRow{"codexCompleted, held",     {codexCompleted, manual},     {}, {notHeld, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle, toSettle}},
+        StateRow{"startingCodex, held",      {startingCodex, manual},      {}, {unknown, unknown, toSettle, toSettle, toSettle, unknown, unknown, toSettle}},
+        StateRow{"running, held",            {running, manual},            {}, {unknown, unknown, toSettle, toSettle, toSettle, unknown, unknown, toSettle}},
+        StateRow{"codexCompleted, held",     {codexCompleted, manual},     {}, {unknown, unknown, toSettle, toSettle, toSettle, unknown, unknown, toSettle}},
         StateRow{"failed, held",             {failed, manual},             {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
 
         StateRow{"completed, again",           {completed, automatic}, again,     {needsRetryAgain, needsRetryAgain, needsConfirmation, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, needsConfirmation}},
@@ -90,21 +91,23 @@ INSTANTIATE_TEST_SUITE_P(
 
 constexpr auto worked = ItemWork::session;
 constexpr auto settled = ItemWork::none;
+constexpr QueueActionVerdict settling = sessionReconciles;
 
 /// The home's owner knows who works on an item, and can end its session.
 INSTANTIATE_TEST_SUITE_P(
     OfTheOwner, QueueActionVerdictTest,
     testing::Values(
         //                                                                                 start       next        retry       cancel      moveToManual moveToAuto  reorder     remove
-        StateRow{"running, worked on",      {running, automatic, true, true, worked},  {}, {notHeld,    agentWorks, agentWorks, allowed,    agentWorks,  agentWorks, agentWorks, agentWorks}},
-        StateRow{"reported, being stopped", {codexCompleted, automatic, true, true, worked}, {}, {notHeld, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds}},
-        StateRow{"held, its end not known", {queued, manual, true, true, settled}, {}, {toSettle, allowed, allowed, allowed, allowed, toSettle, allowed, toSettle}},
+        StateRow{"running, worked on",      {running, automatic, true, true, worked},  {}, {isStarted, agentWorks, agentWorks, allowed, agentWorks, agentWorks, agentWorks, agentWorks}},
+        StateRow{"reported, being stopped", {codexCompleted, automatic, true, true, worked}, {}, {sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds}},
+        StateRow{"held, its end not known", {queued, manual, true, true, settled}, {}, {allowed, allowed, allowed, allowed, allowed, allowed, allowed, toSettle}},
         StateRow{"failed, its end not known", {failed, automatic, true, true, settled}, {}, {needsRetry, needsRetry, toSettle, leftQueue, needsRetry, needsRetry, needsRetry, toSettle}},
         StateRow{"queued, worked on before", {queued, automatic, false, true, settled, true}, {}, {notHeld, allowed, allowed, allowed, allowed, allowed, allowed, needsConfirmation}},
         StateRow{"failed, worked on before", {failed, automatic, false, true, settled, true}, {}, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, needsConfirmation}},
         StateRow{"failed, worked on before, confirmed", {failed, automatic, false, true, settled, true}, confirmed, {needsRetry, needsRetry, allowed, leftQueue, needsRetry, needsRetry, needsRetry, allowed}},
-        StateRow{"queued, being prepared",  {queued, automatic, false, true, worked},  {}, {notHeld,    agentWorks, agentWorks, allowed,    agentWorks,  agentWorks, agentWorks, agentWorks}},
-        StateRow{"running, being settled",  {running, automatic, true, true, ItemWork::reconciliation}, {}, {notHeld, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds, sessionEnds}},
+        StateRow{"queued, being prepared",  {queued, automatic, false, true, worked},  {}, {isStarted, agentWorks, agentWorks, allowed, agentWorks, agentWorks, agentWorks, agentWorks}},
+        StateRow{"running, being settled",  {running, automatic, true, true, ItemWork::reconciliation}, {}, {settling, settling, settling, toSettle, toSettle, settling, settling, settling}},
+        StateRow{"failed, being settled",   {failed, automatic, true, true, ItemWork::reconciliation}, {}, {needsRetry, needsRetry, settling, leftQueue, needsRetry, needsRetry, needsRetry, settling}},
         StateRow{"cancelled, being stopped", {cancelled, automatic, true, true, worked}, {}, {needsRetry, needsRetry, sessionEnds, leftQueue, needsRetry, needsRetry, needsRetry, sessionEnds}},
         StateRow{"completed, being retired", {completed, automatic, false, true, ItemWork::retirement}, confirmed, {needsRetryAgain, needsRetryAgain, sessionEnds, leftQueue, needsRetryAgain, needsRetryAgain, needsRetryAgain, sessionEnds}},
         StateRow{"queued",                  {queued, automatic, false, true, settled}, {}, {notHeld,    allowed,    allowed,    allowed,    allowed,     allowed,    allowed,    allowed}},
@@ -151,9 +154,14 @@ INSTANTIATE_TEST_SUITE_P(
         SentenceRow{agentWorks,
                     "an agent works on it; stop that first with: quernlight-dispatch sessions stop 3f2a9c1d"},
         SentenceRow{sessionEnds, "its session is just being ended; try again in a moment."},
+        SentenceRow{isStarted,
+                    "an agent works on it already; see: quernlight-dispatch sessions show 3f2a9c1d"},
+        SentenceRow{sessionReconciles,
+                    "what its last session has come to is being found out; try again once it is known, see: "
+                    "quernlight-dispatch status"},
         SentenceRow{sessionUnreconciled,
-                    "what its last session has come to is not known yet; the next start of the dispatcher "
-                    "finds out."}));
+                    "what its last session has come to is not known yet; have that found out, and the bug "
+                    "held, with: quernlight-dispatch queue hold 3f2a9c1d"}));
 
 TEST(QueueActionSentence, QuotesAnIdThatAShellWouldTakeForMore) {
     const BugQueueItem item{.bugID = "a;b", .status = QueueItemStatus::failed};

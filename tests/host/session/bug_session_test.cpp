@@ -158,6 +158,42 @@ TEST_F(BugSessionTest, AStopWhileTheBackendIsAwayLeavesTheAttemptOpen) {
     EXPECT_TRUE(isOpen(attempt()));
 }
 
+/// It is held only once the backend has said that it is not finished.
+TEST_F(BugSessionTest, AStopWhoseEndTheBackendDoesNotTellLeavesTheItemToBeReconciled) {
+    work();
+    backendTrouble = std::make_exception_ptr(std::runtime_error("no answer"));
+    stopSession();
+    ASSERT_TRUE(hasEnded);
+    ASSERT_TRUE(failure);
+    EXPECT_EQ(sessionPolicy(failure).kind, FailureKind::reportPending);
+    EXPECT_EQ(status(), QueueItemStatus::running);
+    EXPECT_TRUE(isOpen(attempt()));
+    EXPECT_FALSE(agent.isRunning);
+}
+
+TEST_F(BugSessionTest, ASessionThatIsStoppedIsHeld) {
+    work();
+    stopSession();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_FALSE(failure);
+    EXPECT_EQ(item(bug).queueMode, QueueMode::manual);
+    EXPECT_THAT(history(), testing::EndsWith("resumable queueModeChanged sessionStopped"));
+    EXPECT_EQ(lastShown(), "3f2a9c1d needs start");
+}
+
+TEST_F(BugSessionTest, AStopWhileTheSessionWaitsForItsTurnStartsNoAgent) {
+    firstLaunch = FirstLaunch(true);
+    firstLaunch.take();  // by another one
+    begin();
+    advance(seconds(2));
+    EXPECT_FALSE(agent.request);
+    stopSession();
+    ASSERT_TRUE(hasEnded);
+    EXPECT_FALSE(agent.request);
+    EXPECT_EQ(item(bug).queueMode, QueueMode::manual);
+    EXPECT_FALSE(isOpen(attempt()));
+}
+
 TEST_F(BugSessionTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsStopped) {
     agent.endOn("terminate");
     work();
@@ -214,6 +250,17 @@ TEST_F(BugSessionTest, AStopWhileTheWorktreeIsPreparedLeavesTheBugQueued) {
     EXPECT_EQ(lastShown(), "3f2a9c1d queued");
 }
 
+TEST_F(BugSessionTest, GitIsKeptFromProgramsOfARepositoryInWhichAnAgentHasWorkedThoughTheQueueForgotIt) {
+    begin();
+    EXPECT_FALSE(isGitGuarded);
+    stopSession();
+    run(store.database->execute("DELETE FROM session_attempts"));
+    branchHasCommits = true;
+    begin();
+    EXPECT_EQ(attempt().attemptNumber, 1);
+    EXPECT_TRUE(isGitGuarded);
+}
+
 TEST_F(BugSessionTest, WithoutItsHomeNothingBegins) {
     whilePreparing = [this] { isHomeInPlace = false; };
     begin();
@@ -250,17 +297,6 @@ TEST_F(BugSessionTest, AConversationThatTheAgentDeniesIsBegunAnew) {
     EXPECT_EQ(status(), QueueItemStatus::queued);
     EXPECT_THAT(history(), HasSubstr(" conversationUnknown resumable"));
 }
-TEST_F(BugSessionTest, GitIsKeptFromProgramsOfARepositoryInWhichAnAgentHasWorkedThoughTheQueueForgotIt) {
-    begin();
-    EXPECT_FALSE(isGitGuarded);
-    stopSession();
-    run(store.database->execute("DELETE FROM session_attempts"));
-    branchHasCommits = true;
-    begin();
-    EXPECT_EQ(attempt().attemptNumber, 1);
-    EXPECT_TRUE(isGitGuarded);
-}
-
 
 TEST_F(BugSessionTest, AGoalThatTheAgentTookInPartIsGivenToItOnceMoreInAFreshAttempt) {
     agent.cutsGoalsAt = 200;
