@@ -62,6 +62,17 @@ Installation planned(const ServiceOptions& given) {
             .text = std::move(text)};
 }
 
+/// The file, and in one sentence what was done; "changed" says whether anything was.
+void printDone(const ServiceOptions& given, const fs::path& file, bool isChanged,
+               const std::string& sentence) {
+    if (given.json) {
+        const json::object done{{"file", file.string()}, {"changed", isChanged}, {"sentence", sentence}};
+        std::cout << escapedJson(json::serialize(done)) << std::endl;
+    } else {
+        std::cout << withoutControls(sentence) << std::endl;
+    }
+}
+
 void show(const Installation& plan) {
     std::cout << "# " << withoutControls(plan.file.string()) << "\n" << plan.text << std::flush;
 }
@@ -98,13 +109,13 @@ Task<ServiceReport> reported(EnvironmentMap environment) {
     co_return report;
 }
 
-Task<void> carryOut(Installation plan) {
+Task<void> carryOut(ServiceOptions given, Installation plan) {
     const EnvironmentMap environment = currentEnvironmentMap();
     const ServiceReport before = co_await reported(environment);
     const bool runs = before.state.isRunning && before.state.isEnabled;
     if (runs && before.text == plan.text) {
-        std::cout << "It is installed so and runs already; nothing was changed." << std::endl;
-        co_return;
+        co_return printDone(given, plan.file, false,
+                            "It is installed so and runs already; nothing was changed.");
     }
     if (!before.state.isRunning) {
         const HomeLock free(plan.service.home);  // else it would end at once, for the home has an owner
@@ -113,54 +124,62 @@ Task<void> carryOut(Installation plan) {
     writeServiceFile(plan.file, plan.text);
     ManagerCommands commands = startCommands(thisSystem, plan.file, getuid());
     if (before.state.noManager) {
-        std::cout << withoutManager(before)
-                  << "; the file is written, and where there is one, type: " << shellLine(commands)
-                  << std::endl;
-        co_return;
+        co_return printDone(given, plan.file, true,
+                            withoutManager(before) + "; the file is written, and where there is one, type: " +
+                                shellLine(commands));
     }
     co_await tellManager(std::move(commands), environment);
-    std::cout << "The dispatcher is started, now and at every login. Its log: "
-              << withoutControls(plan.service.logFile.string())
-              << "\nWhether it runs is told by: quernlight-dispatch service status" << std::endl;
+    printDone(given, plan.file, true,
+              "The dispatcher is started, now and at every login. Its log: " + plan.service.logFile.string() +
+                  "; whether it runs is told by: quernlight-dispatch service status");
 }
 
 int install(const ServiceOptions& given) {
     const Installation plan = planned(given);
     if (given.dryRun) {
-        show(plan);
+        if (given.json) {
+            const json::object file{{"file", plan.file.string()}, {"text", plan.text}};
+            std::cout << escapedJson(json::serialize(file)) << std::endl;
+        } else {
+            show(plan);
+        }
         return 0;
+    }
+    if (given.json && !given.yes) {
+        throw UserError("With --json nobody is asked whether this may be written; add --yes, or --dry-run.");
     }
     const int notReady = statusOf(requireReady(plan));
     if (notReady != 0) {
         return notReady;
     }
-    show(plan);
+    if (!given.json) {
+        show(plan);
+    }
     if (!isAgreed(given)) {
         std::cout << "Nothing was written." << std::endl;
         return 1;
     }
-    return statusOf(carryOut(plan));
+    return statusOf(carryOut(given, plan));
 }
 
-Task<void> remove() {
+Task<void> remove(ServiceOptions given) {
     const EnvironmentMap environment = currentEnvironmentMap();
     const ServiceReport report = co_await reported(environment);
-    const std::string file = withoutControls(report.file.string());
+    const std::string file = report.file.string();
     if (!report.text) {
-        std::cout << "No service is installed: there is no " << file << std::endl;
-        co_return;
+        co_return printDone(given, report.file, false, "No service is installed: there is no " + file);
     }
     requireOurs(report.file);
     if (report.state.noManager) {
         removeServiceFile(report.file);
-        std::cout << withoutManager(report) << ", so nothing was stopped; the file is removed." << std::endl;
-        co_return;
+        co_return printDone(given, report.file, true,
+                            withoutManager(report) + ", so nothing was stopped; the file is removed.");
     }
     co_await tellManager(stopCommands(thisSystem, getuid()), environment);
     removeServiceFile(report.file);
     co_await tellManager(forgetCommands(thisSystem), environment);
-    std::cout << "The service is stopped, and " << file << " removed; its log is left in the home."
-              << std::endl;
+    printDone(given, report.file, true,
+              "The service is stopped, and " + file + " removed; its log is left in the home.");
 }
 
 Task<void> tellStatus(bool asJson) {
@@ -172,8 +191,8 @@ Task<void> tellStatus(bool asJson) {
     }
 }
 
-int uninstall(const ServiceOptions&) {
-    return statusOf(remove());
+int uninstall(const ServiceOptions& given) {
+    return statusOf(remove(given));
 }
 
 int status(const ServiceOptions& given) {
@@ -185,6 +204,7 @@ using Command = int (*)(const ServiceOptions&);
 CLI::App* add(CLI::App& service, const char* name, const char* help,
               const std::shared_ptr<ServiceOptions>& options, ChosenCommand& chosen, Command command) {
     CLI::App* app = service.add_subcommand(name, help);
+    app->add_flag("--json", options->json, "As JSON: an object");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen, command] { chosen = [options, command] { return command(*options); }; });
     return app;
@@ -204,9 +224,8 @@ void addServiceCommand(CLI::App& program, ChosenCommand& chosen) {
     installing->add_flag("--yes", options->yes, "Do not ask");
     installing->add_flag("--dry-run", options->dryRun, "Only show the file");
     add(*service, "uninstall", "Stop the service and remove its file", options, chosen, uninstall);
-    CLI::App* telling = add(*service, "status", "Say whether it is installed and runs, and where its log is",
-                            options, chosen, status);
-    telling->add_flag("--json", options->json, "As JSON: an object");
+    add(*service, "status", "Say whether it is installed and runs, and where its log is", options, chosen,
+        status);
 }
 
 }  // namespace quernlight::host

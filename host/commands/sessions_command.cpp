@@ -11,6 +11,7 @@
 #include "host/commands/service_call.hpp"
 #include "host/commands/session_actions.hpp"
 #include "host/process/dispatch_home.hpp"
+#include "host/service/json_fields.hpp"
 #include "host/service/observation_json.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/remote_service.hpp"
@@ -34,7 +35,7 @@ struct AttachOptions {
 struct SendOptions {
     ChosenHome home{};
     std::string bugID{}, text{};
-    bool enter = false, raw = false;
+    bool enter = false, raw = false, json = false;
 };
 
 struct SessionsOptions {
@@ -118,25 +119,36 @@ void print(const json::value& value) {
     std::cout << escapedJson(json::serialize(value)) << std::endl;
 }
 
-Task<void> list(SessionsOptions given) {
-    const std::filesystem::path home = findDispatchHome(given.home);
-    RemoteService service(home);
-    json::array sessions;
+/// Those that run. Without a dispatcher, those whose attempt has no end yet.
+Task<std::vector<RunningSession>> listedSessions(ChosenHome given, bool& isKnown) {
+    RemoteService owner(findDispatchHome(given));
     try {
-        for (const RunningSession& session : co_await service.sessions()) {
-            sessions.push_back(jsonOf(session));
-        }
+        co_return co_await owner.sessions();
     } catch (const OwnerNotRunning&) {
-        throw noDispatcher(home);
+        isKnown = false;
     }
+    const auto service = serviceFor(given);
+    co_return co_await service->sessions();
+}
+
+Task<void> list(SessionsOptions given) {
+    bool isKnown = true;
+    const auto sessions = co_await listedSessions(given.home, isKnown);
     if (given.json) {
-        co_return print(sessions);
+        co_return print(jsonArray(sessions, [](const RunningSession& session) { return jsonOf(session); }));
     }
-    for (const json::value& session : sessions) {
-        std::cout << sessionLine(session.get_object());
+    for (const RunningSession& session : sessions) {
+        std::cout << sessionLine(jsonOf(session));
     }
-    std::cout << (sessions.empty() ? "No session runs; see: quernlight-dispatch queue list\n" : "")
-              << std::flush;
+    if (!isKnown) {
+        std::cout << (sessions.empty() ? "No session was left without an end, and no dispatcher runs"
+                                       : "No dispatcher runs, so how these ended is not known; it finds out "
+                                         "at its next start")
+                  << ". Start it with: quernlight-dispatch run\n";
+    } else if (sessions.empty()) {
+        std::cout << "No session runs; see: quernlight-dispatch queue list\n";
+    }
+    std::cout << std::flush;
 }
 
 Task<void> show(DispatchService& service, SessionsOptions given) {
@@ -192,6 +204,11 @@ Task<void> sendText(DispatchService& service, SendOptions given) {
     } catch (const OwnerNotRunning&) {
         throw noDispatcher(home);
     }
+    if (given.json) {
+        json::object sent = input;
+        sent["bug"] = segments.at(2);
+        print(sent);
+    }
 }
 
 int sessionsSend(const SendOptions& given) {
@@ -232,6 +249,14 @@ void addAttach(CLI::App& sessions, ChosenCommand& chosen) {
     CLI::App* app = sessions.add_subcommand("attach", "Work in an agent's terminal; Ctrl-] leaves it");
     addBugOption(*app, options->bugID);
     app->add_flag("--read-only", options->isReadOnly, "Only look: no key goes to the agent but Ctrl-] here");
+    app->add_flag_callback(
+           "--json",
+           [] {
+               throw CLI::ValidationError(
+                   "a terminal cannot be shown as JSON; for what is on its screen use: quernlight-dispatch "
+                   "sessions show BUG --screen --json");
+           })
+        ->group("");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return sessionsAttach(*options); }; });
 }
@@ -243,6 +268,7 @@ void addSend(CLI::App& sessions, ChosenCommand& chosen) {
     app->add_option("text", options->text, "What to type; control characters are left out")->required();
     app->add_flag("--enter", options->enter, "Press Enter behind it");
     app->add_flag("--raw", options->raw, "Send its control characters, too");
+    app->add_flag("--json", options->json, "Print what was sent, as JSON: an object");
     addHomeOption(*app, options->home);
     app->callback([options, &chosen] { chosen = [options] { return sessionsSend(*options); }; });
 }

@@ -68,20 +68,6 @@ Task<std::string> givenToken(Url backend) {
     co_return token;
 }
 
-Task<void> set(TokenOptions given) {
-    const TokenPlace place = co_await placeOf(given);
-    const TokenStore store(place.backend);
-    store.token();  // before a person types one in vain
-    const std::string token = co_await givenToken(place.backend);
-    store.save(token);
-    std::cout << "The token for " << place.backend.text() << " is in the token store.\n";
-    if (place.source.kind != TokenSource::Kind::store) {
-        std::cout << "But run takes it from " << withoutControls(describe(place.source))
-                  << ", which comes first.\n";
-    }
-    std::cout << std::flush;
-}
-
 /// What the token store says of a backend's token.
 struct StoredToken {
     std::optional<bool> isThere{};  ///< absent: it cannot be asked
@@ -103,6 +89,24 @@ json::object shown(const TokenPlace& place, const StoredToken& stored) {
         {"trouble", stored.trouble.empty() ? json::value(nullptr) : json::value(stored.trouble)},
         {"source", nameOf(place.source.kind)},
         {"file", place.source.file.empty() ? json::value(nullptr) : json::value(place.source.file.string())}};
+}
+
+Task<void> set(TokenOptions given) {
+    const TokenPlace place = co_await placeOf(given);
+    const TokenStore store(place.backend);
+    store.token();  // before a person types one in vain
+    const std::string token = co_await givenToken(place.backend);
+    store.save(token);
+    if (given.json) {
+        CommandOutput output;
+        co_return output.printJson(shown(place, {.isThere = true}));
+    }
+    std::cout << "The token for " << place.backend.text() << " is in the token store.\n";
+    if (place.source.kind != TokenSource::Kind::store) {
+        std::cout << "But run takes it from " << withoutControls(describe(place.source))
+                  << ", which comes first.\n";
+    }
+    std::cout << std::flush;
 }
 
 std::string told(const TokenPlace& place, const StoredToken& stored) {
@@ -132,6 +136,12 @@ Task<void> remove(TokenOptions given) {
     const TokenStore store(place.backend);
     const bool wasThere = store.token().has_value();
     store.remove();
+    if (given.json) {
+        json::object object = shown(place, {.isThere = false});
+        object["deleted"] = wasThere;
+        CommandOutput output;
+        co_return output.printJson(object);
+    }
     std::cout << (wasThere ? "The token for " + place.backend.text() + " is deleted from the token store."
                            : "No token for " + place.backend.text() + " is in the token store.")
               << std::endl;
@@ -150,9 +160,7 @@ void add(CLI::App& token, const char* name, const char* help, ChosenCommand& cho
             return statusOf(command(*options));
         };
     });
-    if (command == status) {
-        app->add_flag("--json", options->json, "As JSON: an object");
-    }
+    app->add_flag("--json", options->json, "As JSON: an object");
 }
 
 }  // namespace

@@ -5,23 +5,27 @@
 #include <memory>
 
 #include <CLI/CLI.hpp>
+#include <boost/json/serialize.hpp>
 
 #include "host/commands/command_line.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/control/control_client.hpp"
 #include "host/process/dispatch_home.hpp"
+#include "host/service/json_fields.hpp"
 #include "host/terminal/transcript.hpp"
 #include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
 namespace {
 
+namespace json = boost::json;
+
 struct TranscriptOptions {
     ChosenHome home{};
     std::string bugID{};
     std::int64_t attempt = 0;  // 0: the last one
-    bool follow = false, ansi = false;
+    bool follow = false, ansi = false, json = false;
     double speed = 1;
 };
 
@@ -64,9 +68,28 @@ Task<bool> hasEnded(DispatchService& service, TranscriptOptions given, SessionAt
     co_return now.endedAt || now.exitCode || !runs;
 }
 
+/// The whole transcript as a text.
+json::object shown(const SessionAttemptRecord& attempt, bool ansi) {
+    constexpr std::size_t piece = 1 << 16;
+    const std::string& file = ansi ? attempt.transcriptANSIPath : attempt.transcriptTextPath;
+    TranscriptFile transcript(file);
+    std::string text;
+    for (std::string more = transcript.next(piece); !more.empty(); more = transcript.next(piece)) {
+        text += more;
+    }
+    return {{"bug", jsonText(attempt.bugID)},
+            {"attempt", attempt.attemptNumber},
+            {"transcript", jsonText(file)},
+            {"text", jsonText(text)}};
+}
+
 Task<void> printLog(DispatchService& service, TranscriptOptions given) {
     SystemClock clock;
     const SessionAttemptRecord attempt = co_await chosenAttempt(service, given.bugID, given.attempt);
+    if (given.json) {
+        std::cout << escapedJson(json::serialize(shown(attempt, given.ansi))) << std::endl;
+        co_return;
+    }
     FollowedTranscript transcript{
         .file = given.ansi ? attempt.transcriptANSIPath : attempt.transcriptTextPath,
         .isHarmless = !given.ansi};
@@ -118,8 +141,9 @@ void addLog(CLI::App& sessions, ChosenCommand& chosen) {
     const auto options = std::make_shared<TranscriptOptions>();
     CLI::App* app = sessions.add_subcommand("log", "Print what a bug's agent wrote");
     addCommonOptions(*app, *options);
-    app->add_flag("-f,--follow", options->follow, "Go on until the attempt ends");
+    CLI::Option* follow = app->add_flag("-f,--follow", options->follow, "Go on until the attempt ends");
     app->add_flag("--ansi", options->ansi, "As the agent wrote it, with all that acts on a terminal");
+    app->add_flag("--json", options->json, "The attempt and its text, as JSON: an object")->excludes(follow);
     app->callback([options, &chosen] { chosen = [options] { return sessionsLog(*options); }; });
 }
 

@@ -134,13 +134,19 @@ TEST_F(SessionsCommandTest, WithoutAnOwnerShowTellsWhatIsStored) {
 }
 
 TEST_F(SessionsCommandTest, WhatOnlyAnOwnerKnowsNeedsOne) {
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{"list"}, {"show", "11111111", "--screen"}}) {
-        const auto refused = sessions(words);
-        EXPECT_EQ(refused.exitCode, 1);
-        EXPECT_EQ(refused.output, "");
-        EXPECT_THAT(refused.error, HasSubstr("No dispatcher is running for " + home().string() + ". "));
-    }
+    const auto refused = sessions({"show", "11111111", "--screen"});
+    EXPECT_EQ(refused.exitCode, 1);
+    EXPECT_EQ(refused.output, "");
+    EXPECT_THAT(refused.error, HasSubstr("No dispatcher is running for " + home().string() + ". "));
+}
+
+TEST_F(SessionsCommandTest, WithoutAnOwnerListSaysSo) {
+    const auto listed = sessions({"list"});
+    EXPECT_EQ(listed.exitCode, 0) << listed.error;
+    EXPECT_EQ(listed.output,
+              "No session was left without an end, and no dispatcher runs. Start it with: "
+              "quernlight-dispatch run\n");
+    EXPECT_EQ(sessions({"list", "--json"}).output, "[]\n");
 }
 
 TEST_F(SessionsCommandTest, ABugWithoutAnAgentOrThatIsNotThereIsNamed) {
