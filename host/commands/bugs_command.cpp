@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -31,6 +32,7 @@ struct BugsOptions {
     BugComment comment{};
     NewBug bug{};
     bool yes = false;
+    bool any = false;  // of a status, known here or not
     bool json = false;
 };
 
@@ -157,6 +159,16 @@ std::string givenBody(const std::string& text) {
     return {std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()};
 }
 
+/// A mistyped one would take the bug out of all lists.
+void requireStatus(const BugsOptions& given) {
+    const BugQuery known;
+    if (!given.any && std::ranges::find(known.statuses, given.status) == known.statuses.end()) {
+        throw CLI::ValidationError(
+            "\"" + given.status +
+            "\" is no status that is known here; there are: open, investigate, in_review");
+    }
+}
+
 void addComment(CLI::App& bugs, ChosenCommand& chosen) {
     const auto [app, options] = declare(bugs, chosen, "comment", "Comment on a bug, as a person", comment);
     addBugOption(*app, options->comment.bugID);
@@ -208,8 +220,9 @@ void addBugsCommand(CLI::App& program, ChosenCommand& chosen) {
     addComment(*bugs, chosen);
     const auto status = declare(*bugs, chosen, "status", "Set a bug's status", setStatus);
     addBugOption(*status.app, status.options->bugID);
-    status.app->add_option("status", status.options->status, "The backend's word, like in_review")
-        ->required();
+    status.app->add_option("status", status.options->status, "open, investigate or in_review")->required();
+    status.app->add_flag("--any", status.options->any, "Also another word, if the backend knows it");
+    status.app->parse_complete_callback([given = status.options] { requireStatus(*given); });
     const auto link = declare(*bugs, chosen, "pr", "Set a bug's pull request, or clear it", setLink);
     addBugOption(*link.app, link.options->bugID);
     link.app->add_option("url", link.options->link, "Its address; nothing clears it");

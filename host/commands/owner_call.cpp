@@ -4,6 +4,8 @@
 
 #include <boost/json/parse.hpp>
 
+#include "host/control/other_version.hpp"
+
 namespace quernlight::host {
 namespace {
 
@@ -17,8 +19,7 @@ UserError noDispatcher(const std::filesystem::path& home) {
 }
 
 UserError misunderstood() {
-    return UserError(
-        "The dispatcher answers in a form that is not known here; it must be of the same version.");
+    return UserError(ownerOfAnotherVersion);
 }
 
 Task<boost::json::value> ownersAnswer(std::filesystem::path home, ControlRequest request) {

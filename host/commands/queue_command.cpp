@@ -55,10 +55,34 @@ Task<void> nameUnreadable(std::filesystem::path home) {
     }
 }
 
+bool isSameName(const std::string& left, const std::string& right) {
+    return lowercased(left) == lowercased(right);
+}
+
+/// That no app has the name that is looked for; empty when one has, or none was named.
+Task<std::string> unknownApp(DispatchService& service, const std::vector<QueueEntry>& entries,
+                             const QueueFilter& filter) {
+    const bool isInQueue = std::ranges::any_of(
+        entries, [&](const QueueEntry& entry) { return isSameName(entry.item.appName, filter.app); });
+    if (filter.app.empty() || isInQueue) {
+        co_return "";
+    }
+    const auto mappings = co_await service.mappings();
+    const bool isMapped = std::ranges::any_of(
+        mappings, [&](const AppMapping& mapping) { return isSameName(mapping.appName, filter.app); });
+    co_return isMapped ? ""
+                       : "No app is called \"" + withoutControls(filter.app) +
+                             "\", in the queue or among the mappings; see: quernlight-dispatch map list";
+}
+
 Task<void> list(DispatchService& service, ListOptions given) {
     const auto entries = co_await service.queue();
     co_await nameUnreadable(findDispatchHome(given.home));
     const auto shown = filtered(entries, given.filter);
+    const std::string trouble = co_await unknownApp(service, entries, given.filter);
+    if (!trouble.empty()) {
+        throw UserError(trouble);
+    }
     CommandOutput output;
     if (given.json) {
         co_return output.printJson(jsonArray(shown, [](const QueueEntry& entry) { return jsonOf(entry); }));

@@ -8,6 +8,7 @@
 #include <boost/beast/http.hpp>
 
 #include "host/control/control_socket.hpp"
+#include "host/control/other_version.hpp"
 #include "host/control/websocket_channel.hpp"
 
 namespace quernlight::host {
@@ -108,9 +109,7 @@ Task<std::unique_ptr<ControlChannel>> openChannel(std::filesystem::path home, st
     throwUnanswered(unread);
     if (answer.result() != http::status::switching_protocols) {
         const auto refusal = problemOf(responseOf(std::move(answer)));
-        throw UserError(refusal
-                            ? refusal->detail
-                            : "The dispatcher has no terminals to offer; it must be of the same version.");
+        throw UserError(refusal ? refusal->detail : ownerOfAnotherVersion);
     }
     co_return channel;
 }

@@ -1,5 +1,6 @@
 #include "host/service/bug_text.hpp"
 
+#include "host/text/detail_line.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
@@ -7,11 +8,6 @@
 
 namespace quernlight::host {
 namespace {
-
-std::string line(const std::string& name, const std::string& text) {
-    constexpr std::size_t width = 14;
-    return text.empty() ? "" : fitted(name + ":", width) + withoutControls(text) + "\n";
-}
 
 /// A text of several lines, each made safe, and indented.
 std::string paragraph(std::string_view text) {
@@ -30,9 +26,9 @@ std::string sizeText(std::int64_t bytes) {
 }
 
 std::string attachmentText(const QLAttachmentDTO& attachment) {
-    return line("attached", attachment.filename + " (" + attachment.contentType + ", " +
-                                sizeText(attachment.sizeBytes) + ")" +
-                                (attachment.downloadURL ? "  " + attachment.downloadURL->text() : ""));
+    return detailLine("attached", attachment.filename + " (" + attachment.contentType + ", " +
+                                      sizeText(attachment.sizeBytes) + ")" +
+                                      (attachment.downloadURL ? "  " + attachment.downloadURL->text() : ""));
 }
 
 std::string commentText(const QLCommentDTO& comment, Instant now, std::chrono::seconds offset) {
@@ -59,14 +55,15 @@ Table bugTable(const std::vector<QLBugSummaryDTO>& bugs, Instant now) {
 std::string bugText(const QLBugDetailResponse& detail, Instant now, std::chrono::seconds offset) {
     const QLBugDetailDTO& bug = detail.bug;
     std::string text =
-        line("bug", BugID::normalized(bug.id) + "  " + bug.title) +
-        line("app", bug.appName + " " + bug.appVersion.value_or("") + " (" + bug.bundleID + ")") +
-        line("status", bug.status) + line("pull request", bug.prURL ? bug.prURL->text() : "") +
-        line("filed", localTime(bug.createdAt, now, offset) + " (" + timeAgo(bug.createdAt, now) + ")" +
-                          (bug.reporter ? " by " + *bug.reporter : "")) +
-        line("device", bug.displayDeviceModel().value_or("")) + line("system", bug.osVersion.value_or("")) +
-        line("duplicate of", bug.duplicateOf.value_or("")) +
-        line("log", detail.logURL ? detail.logURL->text() : "");
+        detailLine("bug", BugID::normalized(bug.id) + "  " + bug.title) +
+        detailLine("app", bug.appName + " " + bug.appVersion.value_or("") + " (" + bug.bundleID + ")") +
+        detailLine("status", bug.status) + detailLine("pull request", bug.prURL ? bug.prURL->text() : "") +
+        detailLine("filed", localTime(bug.createdAt, now, offset) + " (" + timeAgo(bug.createdAt, now) + ")" +
+                                (bug.reporter ? " by " + *bug.reporter : "")) +
+        detailLine("device", bug.displayDeviceModel().value_or("")) +
+        detailLine("system", bug.osVersion.value_or("")) +
+        detailLine("duplicate of", bug.duplicateOf.value_or("")) +
+        detailLine("log", detail.logURL ? detail.logURL->text() : "");
     for (const QLAttachmentDTO& attachment : detail.attachments) {
         text += attachmentText(attachment);
     }

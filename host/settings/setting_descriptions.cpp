@@ -149,13 +149,19 @@ bool isVariable(const std::string& name) {
     return !name.empty() && isLetter(name.front()) && std::ranges::all_of(name, isAllowed);
 }
 
+/// The first word of a command.
+bool isProgram(const std::string& word) {
+    return !trimmed(word).empty() && !word.ends_with('/');
+}
+
 std::optional<std::vector<std::string>> parseWords(std::string_view text,
                                                    const SettingDescription& description) {
     auto words = splitWords(text);
     const bool inRange = words && static_cast<double>(words->size()) >= description.least &&
                          static_cast<double>(words->size()) <= description.most;
     const bool isAllowed =
-        inRange && (!namesVariables(description) || std::ranges::all_of(*words, isVariable));
+        inRange && (namesVariables(description) ? std::ranges::all_of(*words, isVariable)
+                                                : words->empty() || isProgram(words->front()));
     return isAllowed ? words : std::nullopt;
 }
 
@@ -213,7 +219,8 @@ struct Allowed {
         if (namesVariables(description)) {
             return "space-separated names of variables";
         }
-        return description.least > 0 ? "one or more space-separated words" : "space-separated words";
+        return description.least > 0 ? "space-separated words, a program first"
+                                     : "space-separated words, a program first, or none";
     }
 };
 

@@ -9,6 +9,7 @@
 #include <boost/asio.hpp>
 
 #include "host/control/control_client.hpp"
+#include "host/control/other_version.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/task_set.hpp"
 #include "host/process/user_error.hpp"
@@ -66,8 +67,7 @@ class Attached {
         while (auto frame = co_await channel_.receive()) {
             const auto message = messageIn(*frame);
             if (!message) {
-                throw UserError(
-                    "The dispatcher sends what is not known here; it must be of the same version.");
+                throw UserError(ownerOfAnotherVersion);
             }
             take(*message);
         }
