@@ -13,6 +13,7 @@
 #include "host/service/attempt_resource.hpp"
 #include "host/service/direct_service.hpp"
 #include "host/service/event_resource.hpp"
+#include "host/service/outcome_resource.hpp"
 #include "host/service/service_resource.hpp"
 #include "host/service/session_resource.hpp"
 #include "host/service/start_resource.hpp"
@@ -176,6 +177,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     ServiceResource serviceResource(service);
     EventResource eventResource(events, clock);
     AttemptResource attemptResource({.service = service, .background = reading, .home = options.home});
+    OutcomeResource outcomeResource(service);
     SessionResource sessionResource(events, screens);
     TerminalResource terminalResource(events, screens, clock);
     StartResource startResource(
@@ -190,6 +192,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     serviceResource.offerOn(router);
     eventResource.offerOn(router);
     attemptResource.offerOn(router);
+    outcomeResource.offerOn(router);
     sessionResource.offerOn(router);
     terminalResource.offerOn(router);
     startResource.offerOn(router);

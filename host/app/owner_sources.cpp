@@ -105,7 +105,8 @@ LiveSources ownerSources(OwnerParts parts) {
             [parts](const std::string& bugID) {
                 parts.services.events.removed(bugID);
                 parts.dispatcher.lookNow();
-            }};
+            },
+        .retirement = &dispatcher.retirement()};
 }
 
 }  // namespace quernlight::host

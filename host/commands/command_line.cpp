@@ -24,6 +24,8 @@ constexpr auto commands = {
     addBugsCommand,        //
     addAnswerCommand,      //
     addReviewCommand,      //
+    addPreservedCommand,   //
+    addReportCommand,      //
     addConfigCommand,      //
     addSessionsCommand,    //
     addUnpauseCommand,     //
@@ -83,6 +85,18 @@ std::optional<std::string> CommandLine::read(std::vector<std::string> words) {
     return std::nullopt;
 }
 
+/// "help queue list" is "queue list --help", and "version" is "--version".
+std::vector<std::string> withHelpAsOption(std::vector<std::string> words) {
+    if (words == std::vector<std::string>{"version"}) {
+        return {"--version"};
+    }
+    if (!words.empty() && words.front() == "help") {
+        words.erase(words.begin());
+        words.emplace_back("--help");
+    }
+    return words;
+}
+
 int wrongUsage(const std::string& sentence) {
     constexpr std::size_t mostShown = 2000;
     std::cerr << programName << ": " << escapedLine(sentence, mostShown) << std::endl;
@@ -93,7 +107,7 @@ int wrongUsage(const std::string& sentence) {
 
 int runCommandLine(int argc, char** argv) {
     CommandLine line;
-    const std::vector<std::string> words(argv + std::min(argc, 1), argv + argc);
+    const std::vector<std::string> words = withHelpAsOption({argv + std::min(argc, 1), argv + argc});
     if (!words.empty() && words.front() == completeWord) {
         return completeWords(descriptionOf(line.program), {words.begin() + 1, words.end()});
     }

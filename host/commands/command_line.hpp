@@ -27,6 +27,8 @@ void addReviewCommand(CLI::App& program, ChosenCommand& chosen);
 void addQueueCommand(CLI::App& program, ChosenCommand& chosen);
 void addSessionsCommand(CLI::App& program, ChosenCommand& chosen);
 void addUnpauseCommand(CLI::App& program, ChosenCommand& chosen);
+void addPreservedCommand(CLI::App& program, ChosenCommand& chosen);
+void addReportCommand(CLI::App& program, ChosenCommand& chosen);
 void addConfigCommand(CLI::App& program, ChosenCommand& chosen);
 void addTokenCommand(CLI::App& program, ChosenCommand& chosen);
 void addDoctorCommand(CLI::App& program, ChosenCommand& chosen);

@@ -7,6 +7,7 @@
 
 #include "host/commands/command_line.hpp"
 #include "host/commands/command_output.hpp"
+#include "host/commands/config_edit.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/process/user_error.hpp"
@@ -100,6 +101,11 @@ int configUnset(const ConfigOptions& given) {
     return statusOf(unset(*service, given.key, given.json));
 }
 
+int configEdit(const ConfigOptions& given) {
+    const auto service = serviceFor(given.home);
+    return editSettings(*service, given.json);
+}
+
 int printReference() {
     std::cout << settingsReference() << std::flush;
     return 0;
@@ -144,6 +150,7 @@ void addConfigCommand(CLI::App& program, ChosenCommand& chosen) {
     addKey(*set, *options);
     set->add_option("value", options->text, "Its new value")->required();
     addKey(*add(*config, "unset", "Put one back to its default", options, chosen, configUnset), *options);
+    add(*config, "edit", "Change them in your editor, $VISUAL or $EDITOR", options, chosen, configEdit);
     CLI::App* reference = config->add_subcommand("reference", "Print the settings' reference, in Markdown");
     reference->callback([&chosen] { chosen = printReference; });
 }

@@ -64,6 +64,8 @@ class Dispatcher {
 
     const ListedBugs& listed() const { return intake_.listed(); }
 
+    Retirement& retirement() { return retirement_; }
+
   private:
     Task<void> prepare();
     Task<void> showQueue();

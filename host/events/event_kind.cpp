@@ -8,7 +8,7 @@ namespace quernlight::host {
 namespace {
 
 /// In the order of the enumeration.
-constexpr std::array<std::string_view, 40> texts{"enqueued",
+constexpr std::array<std::string_view, 41> texts{"enqueued",
                                                  "retried",
                                                  "queueModeChanged",
                                                  "reordered",
@@ -34,6 +34,7 @@ constexpr std::array<std::string_view, 40> texts{"enqueued",
                                                  "goalNotTyped",
                                                  "agentBlocked",
                                                  "needsPerson",
+                                                 "questionAsked",
                                                  "agentExited",
                                                  "agentLeftovers",
                                                  "agentSurvived",

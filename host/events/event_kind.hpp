@@ -34,6 +34,7 @@ enum class EventKind {
     goalNotTyped,      ///< the session ended without it
     agentBlocked,      ///< no fault of its bug's; metadata: "codex_session_id" that was resumed in vain
     needsPerson,       ///< the agent asks something that is not answered for a person
+    questionAsked,     ///< by a comment, which the message is
     agentExited,
     agentLeftovers,       ///< processes that had to be killed
     agentSurvived,        ///< processes that could not be ended

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "host/intake/listed_bugs.hpp"
-#include "host/session/session_services.hpp"
+#include "host/retirement/retirement_services.hpp"
 
 namespace quernlight::host {
 
@@ -25,7 +25,7 @@ class PullRequestLookup {
     /// Bugs that are asked for in a round at most.
     static constexpr std::size_t mostAsked = 20;
 
-    PullRequestLookup(SessionServices& services, const ListedBugs& listed)
+    PullRequestLookup(RetirementServices& services, const ListedBugs& listed)
         : services_(services), listed_(listed) {}
 
     /// One round: those of the bugs that have a mapping and a pull request. Throws DatabaseError.
@@ -36,7 +36,7 @@ class PullRequestLookup {
     Task<std::map<std::string, Url>> askFor(std::vector<std::string> bugIDs);
     Task<std::optional<Url>> ask(std::string bugID);
 
-    SessionServices& services_;
+    RetirementServices& services_;
     const ListedBugs& listed_;
     std::string lastAsked_;   // id of the bug that was asked for last
     bool isAnswered_ = true;  // whether the backend answers in this round

@@ -2,22 +2,26 @@
 
 #include <algorithm>
 
-#include <boost/json/parse.hpp>
-
+#include "host/events/history_look.hpp"
 #include "host/events/item_history.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/retirement/round_fetches.hpp"
 #include "host/store/readable_queue.hpp"
 #include "host/worktree/git_marks.hpp"
 #include "host/worktree/git_time_limit.hpp"
+#include "host/worktree/work_outlook.hpp"
 #include "host/worktree/worktree_blocker.hpp"
 #include "quernlight/git/git_worktree_cleaner.hpp"
 #include "quernlight/git/pull_request_merge_checker.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 
 namespace quernlight::host {
-namespace json = boost::json;
 namespace {
+
+/// What keeps a merged bug's worktree.
+struct Hindrance {
+    std::string sentence;
+};
 
 std::string preservedMetadata(const WorkPreserved& preserved) {
     return R"({"ref":")" + preserved.reference + R"(","commit":")" + preserved.commit + R"("})";
@@ -32,26 +36,28 @@ std::string blocker(const GitWorktreeCleanupResult& result) {
     return skipped ? skipped->reason : "";
 }
 
+ReapedBug reapedBug(const BugQueueItem& item, const RetirementPlan& plan) {
+    return {.bugID = item.bugID,
+            .appName = item.appName,
+            .title = item.title,
+            .goes = plan.goes,
+            .sentence = plan.sentence};
+}
+
+ReviewState reviewState(const BugQueueItem& item) {
+    return {.item = item,
+            .branch = WorktreeNaming::branchName(item.appName, item.bugID),
+            .trouble = "Its pull request, or its app's repository, is not known."};
+}
+
+WorktreeToPreserve worktreeOf(const BugQueueItem& item, const AppMapping& mapping) {
+    return {.repoPath = mapping.repoPath,
+            .worktreePath =
+                WorktreeNaming::worktreePath(mapping.resolvedWorktreeRootPath(), item.appName, item.bugID),
+            .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
+}
+
 }  // namespace
-
-std::optional<std::string> preservedReferenceIn(const std::vector<QueueEvent>& history) {
-    const auto kept = std::find_if(history.rbegin(), history.rend(), [](const QueueEvent& event) {
-        return isOfKind(event, EventKind::workPreserved);
-    });
-    if (kept == history.rend()) {
-        return std::nullopt;
-    }
-    boost::system::error_code error;
-    const json::value metadata = json::parse(kept->metadataJSON.value_or(""), error);
-    const json::object* object = error ? nullptr : metadata.if_object();
-    const json::value* reference = object ? object->if_contains("ref") : nullptr;
-    return reference && reference->is_string() ? std::optional<std::string>(reference->as_string())
-                                               : std::nullopt;
-}
-
-bool Retirement::isDue(const BugQueueItem& item) const {
-    return item.status == QueueItemStatus::completed && services_.settings.retireEnabled;
-}
 
 GitRunner Retirement::git(GitOutput output) {
     return gitWithTimeLimit(services_.stop, services_.clock, services_.settings, gitMarkOf(services_.home),
@@ -59,70 +65,124 @@ GitRunner Retirement::git(GitOutput output) {
 }
 
 Task<void> Retirement::retireMerged() {
-    auto items = co_await dueItems();
+    if (services_.settings.retireEnabled) {
+        co_await rounds_.run(round(&Retirement::retireIfMerged));
+    } else {
+        forgetBlockers({});
+    }
+}
+
+Task<std::vector<ReapedBug>> Retirement::reap() {
+    return rounds_.run(round(&Retirement::retireIfMerged));
+}
+
+Task<std::vector<ReapedBug>> Retirement::plan() {
+    return rounds_.run(round(&Retirement::planFor));
+}
+
+/// What is not looked at, since its pull request is not known or the dispatcher stops, is told as well.
+Task<std::vector<ReapedBug>> Retirement::round(Look look) {
+    auto items = co_await itemsInReview();
+    forgetBlockers(items);
+    std::erase_if(items, [this](const BugQueueItem& item) { return isBusy_(item.id); });
+    Reaped reaped;
+    for (const BugQueueItem& item : items) {
+        const RetirementPlan unknown{.sentence = reviewState(item).trouble};
+        reaped.push_back(reapedBug(item, unknown));
+    }
     const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
     const RoundFetches fetches([this] { return git(); }, reviews);
     for (const BugInReview& review : reviews) {
         if (isBusy_(review.item.id) || services_.stop.isStopping()) {
             continue;
         }
+        const auto place = std::ranges::find(reaped, review.item.bugID, &ReapedBug::bugID);
+        OperationQueue& turns = services_.repositories.of(review.mapping.repoPath);
         retiring_ = review.item.id;
-        const std::exception_ptr failure =
-            co_await caughtException(retireInTurn(review, fetches.runnerFor(review)));
-        retiring_.reset();
-        if (failure) {
-            std::rethrow_exception(failure);
+        try {
+            Task<ReapedBug> looking = (this->*look)(review, fetches.runnerFor(review));
+            *place = co_await turns.run(std::move(looking));
+        } catch (...) {
+            retiring_.reset();
+            throw;
         }
+        retiring_.reset();
+        place->pullRequest = review.prURL;
     }
+    co_return reaped;
 }
 
-Task<std::vector<BugQueueItem>> Retirement::dueItems() {
+Task<std::vector<BugQueueItem>> Retirement::itemsInReview() {
     auto items = co_await readableItems(services_.store, wholeQueue);
-    forgetBlockers(items);
-    std::erase_if(items, [this](const BugQueueItem& item) { return !isDue(item) || isBusy_(item.id); });
+    std::erase_if(items, [](const BugQueueItem& item) { return item.status != QueueItemStatus::completed; });
     co_return items;
-}
-
-Task<void> Retirement::retireInTurn(BugInReview review, GitRunner run) {
-    OperationQueue& turns = services_.repositories.of(review.mapping.repoPath);
-    co_await turns.run(look(std::move(review), std::move(run)));
 }
 
 /// In the repository's turn, for which it may have waited. While it is being retired nobody else changes the
 /// item, so what is read here holds to the end.
-Task<void> Retirement::look(BugInReview review, GitRunner run) {
-    const Uuid itemID = review.item.id;
-    const bool wasInReview = co_await isStillInReview(itemID);
-    if (!wasInReview || services_.stop.isStopping()) {
-        co_return;
+Task<ReapedBug> Retirement::retireIfMerged(BugInReview review, GitRunner run) {
+    const std::string bugID = review.item.bugID;
+    const RetirementPlan plan = co_await planOf(review, std::move(run));
+    ReapedBug reaped = reapedBug(review.item, plan);
+    std::string blocker = plan.needsPerson ? plan.sentence : "";
+    if (plan.goes) {
+        try {
+            co_await retire(std::move(review), reaped);
+        } catch (const Hindrance& hindrance) {
+            blocker = hindrance.sentence;
+            reaped.goes = false;
+            reaped.sentence = blocker;
+        }
     }
-    const bool merged = co_await isMerged(review, std::move(run));
-    const bool inReview = co_await isStillInReview(itemID);
-    if (merged && inReview && !services_.stop.isStopping()) {
-        co_await retire(std::move(review.item), std::move(review.mapping));
+    if (plan.isKnown) {
+        tellBlocker(bugID, blocker);
     }
+    if (reaped.goes) {
+        services_.events.removed(bugID);
+    }
+    co_return reaped;
+}
+
+Task<ReapedBug> Retirement::planFor(BugInReview review, GitRunner run) {
+    const RetirementPlan plan = co_await planOf(review, std::move(run));
+    ReapedBug reaped = reapedBug(review.item, plan);
+    if (plan.goes) {
+        reaped.sentence = "Merged: the bug would leave the queue, and its worktree would go.";
+        reaped.preserved =
+            co_await preservingOutlook(worktreeOf(review.item, review.mapping), git(GitOutput::answer));
+    }
+    co_return reaped;
+}
+
+/// Of a round's looks at one repository the first fetches for all of them, with `run`.
+Task<RetirementPlan> Retirement::planOf(BugInReview review, GitRunner run) {
+    const BugQueueItem& item = review.item;
+    RetirementLook look{.bugID = item.bugID};
+    look.isInReview = co_await isStillInReview(item.id);
+    if (!look.isInReview || services_.stop.isStopping()) {
+        look.trouble = "the dispatcher is stopping.";
+        co_return retirementPlan(look);
+    }
+    const PullRequestMergeChecker checker(std::move(run));
+    const PullRequestMergeState state =
+        co_await checker.mergeState(review.prURL, review.mapping.repoPath, review.mapping.baseBranch);
+    const ReviewState seen = withMergeState({}, state);
+    look.merge = services_.stop.isStopping() ? MergeState::unknown : seen.merge;
+    look.trouble = services_.stop.isStopping() ? "the dispatcher is stopping." : seen.trouble;
+    look.isInReview = co_await isStillInReview(item.id);
+    if (look.merge == MergeState::merged && look.isInReview) {
+        look.blocker = co_await worktreeBlocker(services_.store, item, review.mapping);
+    }
+    const RetirementPlan plan = retirementPlan(look);
+    if (std::holds_alternative<PullRequestStateUnknown>(state) && !services_.stop.isStopping()) {
+        services_.events.noticeOnce(plan.sentence);
+    }
+    co_return plan;
 }
 
 Task<bool> Retirement::isStillInReview(Uuid itemID) {
     const auto current = co_await services_.store.items.item(itemID);
     co_return current && current->status == QueueItemStatus::completed;
-}
-
-/// Of a round's looks at one repository the first fetches for all of them, with `run`.
-Task<bool> Retirement::isMerged(BugInReview review, GitRunner run) {
-    const BugQueueItem& item = review.item;
-    const PullRequestMergeChecker checker(std::move(run));
-    const PullRequestMergeState state =
-        co_await checker.mergeState(review.prURL, review.mapping.repoPath, review.mapping.baseBranch);
-    const auto* unknown = std::get_if<PullRequestStateUnknown>(&state);
-    if (unknown && !services_.stop.isStopping()) {
-        services_.events.noticeOnce("Bug " + item.bugID +
-                                    ": whether its pull request is merged is unknown: " + unknown->reason);
-    }
-    if (std::holds_alternative<PullRequestNotMerged>(state)) {
-        tellBlocker(item.bugID, "");
-    }
-    co_return std::holds_alternative<PullRequestMerged>(state);
 }
 
 /// What keeps a merged bug's worktree needs a person; empty once nothing does.
@@ -140,9 +200,7 @@ void Retirement::tellBlocker(const std::string& bugID, const std::string& senten
 void Retirement::forgetBlockers(const std::vector<BugQueueItem>& items) {
     std::set<std::string> over = hindered_;
     for (const BugQueueItem& item : items) {
-        if (isDue(item)) {
-            over.erase(item.bugID);
-        }
+        over.erase(item.bugID);
     }
     for (const std::string& bugID : over) {
         tellBlocker(bugID, "");
@@ -150,62 +208,51 @@ void Retirement::forgetBlockers(const std::vector<BugQueueItem>& items) {
 }
 
 /// The worktree goes first and the item last: what is interrupted is found again and done to its end.
-Task<void> Retirement::retire(BugQueueItem item, AppMapping mapping) {
-    const bool mayBegin = co_await mayGo(item, mapping);
-    if (!mayBegin) {
-        co_return;
+Task<void> Retirement::retire(BugInReview review, ReapedBug& reaped) {
+    PreserveResult saved = co_await preserve(review.item, review.mapping);
+    co_await requireUnused(review.item, review.mapping);  // else what was saved may not be all
+    co_await removeWorktree(review.item, review.mapping);
+    reaped.preserved = co_await leave(std::move(review), std::move(saved));
+}
+
+/// Of its history, which goes with the item, what people ask for later is remembered.
+Task<std::string> Retirement::leave(BugInReview review, PreserveResult saved) {
+    const BugQueueItem& item = review.item;
+    const auto* preserved = std::get_if<WorkPreserved>(&saved);
+    const auto kept = preservedReferences(co_await services_.store.items.events(item.id));
+    RetiredWork work{.pullRequest = review.prURL};
+    if (preserved || !kept.empty()) {
+        work.preservedReference = preserved ? preserved->reference : kept.back();
     }
-    const auto saved = co_await preserve(item, mapping);
-    if (!saved) {
-        co_return;
-    }
-    const bool isStillUnused = co_await mayGo(item, mapping);  // else what was saved may not be all
-    if (!isStillUnused) {
-        co_return;
-    }
-    const bool isGone = co_await removeWorktree(item, mapping);
-    if (!isGone) {
-        co_return;
-    }
-    const auto* preserved = std::get_if<WorkPreserved>(&*saved);
-    const auto history = co_await services_.store.items.events(item.id);
-    const auto reference = preserved ? std::optional(preserved->reference) : preservedReferenceIn(history);
+    const Instant now = services_.clock.now();
+    work.work = doneWork(co_await services_.store.attempts.attempts(item.id), {.until = now});
     ItemEvent event{.itemID = item.id,
                     .kind = EventKind::retired,
                     .message = "Merged: the bug leaves the queue, and its worktree is gone."};
     co_await appendEvent(services_.store.items, std::move(event));
-    co_await services_.store.retired.remember(item, reference, services_.clock.now());
+    co_await services_.store.retired.remember(item, work, now);
     co_await services_.manager.removeImplementedReviewItem(item.bugID);
-    tellBlocker(item.bugID, "");
-    services_.events.removed(item.bugID);
+    co_return work.preservedReference.value_or("");
 }
 
-/// Whether nothing speaks against removing the worktree now; what does is told.
-Task<bool> Retirement::mayGo(BugQueueItem item, AppMapping mapping) {
+Task<void> Retirement::requireUnused(BugQueueItem item, AppMapping mapping) {
     const std::string reason = co_await worktreeBlocker(services_.store, item, std::move(mapping));
     if (!reason.empty()) {
-        tellBlocker(item.bugID, reason);
+        throw Hindrance{reason};
     }
-    co_return reason.empty();
 }
 
-/// Saves work that no remote has, and the item's history names it. Nothing when it cannot be saved.
-Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppMapping mapping) {
-    const std::string root = mapping.resolvedWorktreeRootPath();
-    const std::string path = WorktreeNaming::worktreePath(root, item.appName, item.bugID);
-    if (!WorktreeNaming::isInside(path, root)) {
-        tellBlocker(item.bugID, "Bug " + item.bugID + " is merged, but " + path +
-                                    " is not inside the worktrees' directory, so it is left alone.");
-        co_return std::nullopt;
+/// Saves work that no remote has, and the item's history names it.
+Task<PreserveResult> Retirement::preserve(BugQueueItem item, AppMapping mapping) {
+    WorktreeToPreserve worktree = worktreeOf(item, mapping);
+    const std::string path = worktree.worktreePath;
+    if (!WorktreeNaming::isInside(path, mapping.resolvedWorktreeRootPath())) {
+        throw Hindrance{"Bug " + item.bugID + " is merged, but " + path +
+                        " is not inside the worktrees' directory, so it is left alone."};
     }
-    const WorktreeToPreserve worktree{.repoPath = mapping.repoPath,
-                                      .worktreePath = path,
-                                      .branch = WorktreeNaming::branchName(item.appName, item.bugID)};
-    PreserveResult result = co_await preserveWork(worktree, git(GitOutput::answer));
+    PreserveResult result = co_await preserveWork(std::move(worktree), git(GitOutput::answer));
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
-        tellBlocker(item.bugID,
-                    "Bug " + item.bugID + " is merged, but its worktree stays. " + failed->reason);
-        co_return std::nullopt;
+        throw Hindrance{"Bug " + item.bugID + " is merged, but its worktree stays. " + failed->reason};
     }
     const auto* preserved = std::get_if<WorkPreserved>(&result);
     if (preserved && preserved->isNew) {
@@ -218,8 +265,7 @@ Task<std::optional<PreserveResult>> Retirement::preserve(BugQueueItem item, AppM
     co_return result;
 }
 
-/// Whether nothing is left of it.
-Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
+Task<void> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
     const GitWorktreeCleaner cleaner(git());
     CleanupBugRequest request{.repoPath = mapping.repoPath,
                               .worktreeRootPath = mapping.resolvedWorktreeRootPath(),
@@ -227,10 +273,43 @@ Task<bool> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
                               .bugID = item.bugID};
     const auto cleaned = co_await cleaner.cleanupImplementedBug(std::move(request));
     if (const std::string reason = blocker(cleaned); !reason.empty()) {
-        tellBlocker(item.bugID, "Bug " + item.bugID + " is merged, but its worktree stays: " + reason);
-        co_return false;
+        throw Hindrance{"Bug " + item.bugID + " is merged, but its worktree stays: " + reason};
     }
-    co_return true;
+}
+
+Task<std::vector<ReviewState>> Retirement::states() {
+    auto items = co_await itemsInReview();
+    std::vector<ReviewState> states;
+    std::ranges::transform(items, std::back_inserter(states), reviewState);
+    const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
+    const RoundFetches fetches([this] { return git(); }, reviews);
+    for (const BugInReview& review : reviews) {
+        const auto place =
+            std::ranges::find(states, review.item.id, [](const ReviewState& state) { return state.item.id; });
+        *place = co_await stateOf(review, fetches.runnerFor(review));
+    }
+    co_return states;
+}
+
+Task<ReviewState> Retirement::stateOf(BugInReview review, GitRunner run) {
+    OperationQueue& turns = services_.repositories.of(review.mapping.repoPath);
+    co_return co_await turns.run(compared(std::move(review), std::move(run)));
+}
+
+Task<ReviewState> Retirement::compared(BugInReview review, GitRunner run) {
+    const PullRequestMergeChecker checker(std::move(run));
+    ReviewState state = reviewState(review.item);
+    state.pullRequest = review.prURL;
+    state.trouble.clear();
+    const std::string& repository = review.mapping.repoPath;
+    const auto merge = co_await checker.mergeState(review.prURL, repository, review.mapping.baseBranch);
+    state = withMergeState(std::move(state), merge);
+    if (state.merge == MergeState::open) {
+        const auto conflict =
+            co_await checker.conflictState(review.prURL, repository, review.mapping.baseBranch);
+        state = withConflictState(std::move(state), conflict);
+    }
+    co_return state;
 }
 
 }  // namespace quernlight::host

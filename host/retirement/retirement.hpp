@@ -7,47 +7,68 @@
 #include <vector>
 
 #include "host/retirement/pull_request_lookup.hpp"
-#include "host/session/session_services.hpp"
+#include "host/retirement/retirement_plan.hpp"
+#include "host/retirement/retirement_services.hpp"
+#include "host/retirement/review_state.hpp"
 #include "host/worktree/work_preserver.hpp"
+#include "quernlight/platform/operation_queue.hpp"
 
 namespace quernlight::host {
 
-/// The reference at which a bug's history says that work was kept last.
-std::optional<std::string> preservedReferenceIn(const std::vector<QueueEvent>& history);
-
 /// Takes bugs whose pull request has been merged off the queue, and their worktrees off the disk once all
-/// work in them is safe. Used on the dispatcher's executor, one round at a time.
+/// work in them is safe. Used on one executor; its rounds run one at a time.
 class Retirement {
   public:
     using BusyTest = std::function<bool(const Uuid& itemID)>;
 
     /// `listed` is what the backend listed last.
+    Retirement(RetirementServices services, const ListedBugs& listed, BusyTest isBusy)
+        : services_(std::move(services)), isBusy_(std::move(isBusy)), pullRequests_(services_, listed) {}
     Retirement(SessionServices& services, const ListedBugs& listed, BusyTest isBusy)
-        : services_(services), isBusy_(std::move(isBusy)), pullRequests_(services, listed) {}
+        : Retirement(retirementServices(services), listed, std::move(isBusy)) {}
+    Retirement(const Retirement&) = delete;
+    Retirement& operator=(const Retirement&) = delete;
 
-    /// One round over all bugs in review, which a wish to stop ends soon. Throws DatabaseError.
+    /// One round over all bugs in review, which a wish to stop ends soon; none where the settings say so.
+    /// Throws DatabaseError.
     Task<void> retireMerged();
+
+    /// The same because a person wants it, whatever the settings say. One for each bug in review.
+    Task<std::vector<ReapedBug>> reap();
+
+    /// What that would do now. Fetches, and changes nothing else.
+    Task<std::vector<ReapedBug>> plan();
+
+    /// Of all work in review, in the queue's order. Fetches.
+    Task<std::vector<ReviewState>> states();
 
     /// Whether the item is being retired now and must be left alone.
     bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
 
   private:
+    using Reaped = std::vector<ReapedBug>;
+    using Look = Task<ReapedBug> (Retirement::*)(BugInReview review, GitRunner run);
+
     GitRunner git(GitOutput output = GitOutput::combined);
-    Task<std::vector<BugQueueItem>> dueItems();
-    Task<void> retireInTurn(BugInReview review, GitRunner run);
-    Task<void> look(BugInReview review, GitRunner run);
-    Task<void> retire(BugQueueItem item, AppMapping mapping);
-    Task<bool> isMerged(BugInReview review, GitRunner run);
+    Task<Reaped> round(Look look);
+    Task<std::vector<BugQueueItem>> itemsInReview();
+    Task<ReapedBug> retireIfMerged(BugInReview review, GitRunner run);
+    Task<ReapedBug> planFor(BugInReview review, GitRunner run);
+    Task<RetirementPlan> planOf(BugInReview review, GitRunner run);
+    Task<void> retire(BugInReview review, ReapedBug& reaped);
+    Task<std::string> leave(BugInReview review, PreserveResult saved);
+    Task<ReviewState> stateOf(BugInReview review, GitRunner run);
+    Task<ReviewState> compared(BugInReview review, GitRunner run);
     Task<bool> isStillInReview(Uuid itemID);
-    Task<bool> mayGo(BugQueueItem item, AppMapping mapping);
-    Task<std::optional<PreserveResult>> preserve(BugQueueItem item, AppMapping mapping);
-    Task<bool> removeWorktree(BugQueueItem item, AppMapping mapping);
-    bool isDue(const BugQueueItem& item) const;
+    Task<void> requireUnused(BugQueueItem item, AppMapping mapping);
+    Task<PreserveResult> preserve(BugQueueItem item, AppMapping mapping);
+    Task<void> removeWorktree(BugQueueItem item, AppMapping mapping);
     void tellBlocker(const std::string& bugID, const std::string& sentence);
     void forgetBlockers(const std::vector<BugQueueItem>& items);
 
-    SessionServices& services_;
+    RetirementServices services_;
     const BusyTest isBusy_;
+    OperationQueue rounds_;
     std::optional<Uuid> retiring_;
     std::set<std::string> hindered_;  // ids of merged bugs whose worktrees stay for a reason that was told
     PullRequestLookup pullRequests_;

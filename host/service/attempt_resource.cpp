@@ -12,8 +12,8 @@
 #include "host/agent/output_timing.hpp"
 #include "host/service/list_page.hpp"
 #include "host/service/queue_json.hpp"
+#include "host/service/service_answer.hpp"
 #include "host/service/service_error.hpp"
-#include "host/service/service_resource.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 

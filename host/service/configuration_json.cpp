@@ -89,4 +89,29 @@ json::object jsonOf(const SettingList& settings) {
             {"troubles", jsonArray(settings.troubles, jsonText)}};
 }
 
+json::object jsonOf(const std::vector<SettingChange>& changes) {
+    json::object texts;
+    for (const SettingChange& change : changes) {
+        texts[change.key] = jsonIfAny(change.text);
+    }
+    return {{"settings", std::move(texts)}};
+}
+
+std::vector<SettingChange> readSettingChanges(const json::value& value) {
+    const JsonFields fields(value);
+    const json::value& texts = fields.value("settings");
+    const JsonFields known(texts);
+    std::vector<SettingChange> changes;
+    for (const auto& [key, text] : texts.get_object()) {
+        changes.push_back({.key = std::string(key), .text = known.optionalText(key)});
+    }
+    return changes;
+}
+
+SettingList readSettingList(const json::value& value) {
+    const JsonFields fields(value);
+    return {.values = readEach(fields.list("settings"), readSettingValue),
+            .troubles = fields.texts("troubles")};
+}
+
 }  // namespace quernlight::host

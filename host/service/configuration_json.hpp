@@ -29,4 +29,8 @@ SettingValue readSettingValue(const boost::json::value& value);
 /// "settings" and "troubles".
 boost::json::object jsonOf(const SettingList& settings);
 
+/// "settings": an object of texts by key, null for what goes back to its default.
+boost::json::object jsonOf(const std::vector<SettingChange>& changes);
+std::vector<SettingChange> readSettingChanges(const boost::json::value& value);
+
 }  // namespace quernlight::host

@@ -38,6 +38,12 @@ struct SettingValue {
     TakesEffect takesEffect{};
 };
 
+/// A setting that is set, or put back to its default.
+struct SettingChange {
+    std::string key{};
+    std::optional<std::string> text{};
+};
+
 struct SettingList {
     std::vector<SettingValue> values{};   ///< of every setting there is
     std::vector<std::string> troubles{};  ///< one sentence for each stored text that is not heeded

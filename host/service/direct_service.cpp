@@ -4,6 +4,9 @@
 
 #include "host/events/session_stage.hpp"
 #include "host/process/user_error.hpp"
+#include "host/service/outcome_operations.hpp"
+#include "host/service/preserved_operations.hpp"
+#include "host/service/review_operations.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
 #include "host/text/shell_text.hpp"
@@ -254,6 +257,30 @@ Task<std::vector<ReviewItem>> DirectService::review() {
 
 Task<HealthReport> DirectService::health() {
     return withServiceErrors(showHealth(*access_, live_));
+}
+
+Task<Report> DirectService::report(Instant since) {
+    return withServiceErrors(makeReport(*access_, live_, backend_, since));
+}
+
+Task<PreservedList> DirectService::preserved() {
+    return withServiceErrors(listPreserved(*access_));
+}
+
+Task<PreservedDetails> DirectService::preservedWork(std::string name) {
+    return withServiceErrors(showPreserved(*access_, std::move(name)));
+}
+
+Task<RestoredWork> DirectService::restorePreserved(RestoreRequest request) {
+    return withServiceErrors(restore(*access_, std::move(request)));
+}
+
+Task<std::vector<ReviewState>> DirectService::reviewStates() {
+    return withServiceErrors(listReviewStates(*access_, live_, backend_));
+}
+
+Task<std::vector<ReapedBug>> DirectService::reap(bool dryRun) {
+    return withServiceErrors(reapMerged(*access_, live_, backend_, dryRun));
 }
 
 EventPublisher::Subscription DirectService::subscribe(EventPublisher::Handler handler) {

@@ -63,6 +63,23 @@ Task<SettingValue> changeSetting(StoreAccess& access, std::string key, std::opti
     co_return settingValue(stored, key);
 }
 
+/// The settings of a request that nobody can mean make no home.
+Task<SettingList> changeSeveral(StoreAccess& access, std::vector<SettingChange> changes) {
+    for (const SettingChange& change : changes) {
+        requireSetting(change.key);
+        requireAllowed(change.key, change.text);
+    }
+    const DispatchStore store = co_await access.forSettings(MissingHome::made);
+    const SettingsStore settings(store.database);
+    std::map<std::string, std::optional<std::string>> texts;
+    for (SettingChange& change : changes) {
+        texts[change.key] = std::move(change.text);
+    }
+    co_await settings.change(std::move(texts));
+    const StoredSettings stored = co_await settings.read();
+    co_return settingList(stored);
+}
+
 }  // namespace
 
 Task<SettingList> DirectService::settings() {
@@ -79,6 +96,10 @@ Task<SettingValue> DirectService::setSetting(std::string key, std::string text) 
 
 Task<SettingValue> DirectService::unsetSetting(std::string key) {
     return withServiceErrors(changeSetting(*access_, std::move(key), std::nullopt));
+}
+
+Task<SettingList> DirectService::changeSettings(std::vector<SettingChange> changes) {
+    return withServiceErrors(changeSeveral(*access_, std::move(changes)));
 }
 
 }  // namespace quernlight::host

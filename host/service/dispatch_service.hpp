@@ -4,10 +4,13 @@
 #include <vector>
 
 #include "host/events/event_publisher.hpp"
+#include "host/report/report.hpp"
+#include "host/retirement/review_state.hpp"
 #include "host/service/bug_operations.hpp"
 #include "host/service/configuration_operations.hpp"
 #include "host/service/observation_operations.hpp"
 #include "host/service/queue_operations.hpp"
+#include "host/worktree/preserved_work.hpp"
 #include "quernlight/platform/task.hpp"
 
 namespace quernlight::host {
@@ -58,6 +61,9 @@ class DispatchService {
     /// Back to its default.
     virtual Task<SettingValue> unsetSetting(std::string key) = 0;
 
+    /// All of them, or none. Returns all settings as they are then.
+    virtual Task<SettingList> changeSettings(std::vector<SettingChange> changes) = 0;
+
     // The backend's bugs, named by their ids in full: eight characters. `backendFailed`:
     // it cannot be reached, or refuses.
 
@@ -95,6 +101,28 @@ class DispatchService {
 
     virtual Task<std::vector<ReviewItem>> review() = 0;
     virtual Task<HealthReport> health() = 0;
+
+    // What came of the work.
+
+    /// From then on until now. Pull requests are known to a dispatcher that runs, and to a backend that
+    /// answers.
+    virtual Task<Report> report(Instant since) = 0;
+
+    /// What was kept of worktrees that went, in the mapped repositories.
+    virtual Task<PreservedList> preserved() = 0;
+
+    /// Named by its reference, by the name in a list, or by its bug. `notFound`; `ambiguous`.
+    virtual Task<PreservedDetails> preservedWork(std::string name) = 0;
+
+    /// `invalid` where it would overwrite something.
+    virtual Task<RestoredWork> restorePreserved(RestoreRequest request) = 0;
+
+    /// Of all work in review, whether it is merged and whether it could be. Fetches.
+    virtual Task<std::vector<ReviewState>> reviewStates() = 0;
+
+    /// Retires the bugs whose pull request is merged now, as a dispatcher that runs does; `dryRun` only says
+    /// what that would do. One for each bug in review. `busy` while another process owns the home.
+    virtual Task<std::vector<ReapedBug>> reap(bool dryRun) = 0;
 
     /// What happens from now on, told on the executor that the service works on. Nothing is told by a service
     /// without a running dispatcher.

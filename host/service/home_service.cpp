@@ -68,6 +68,10 @@ class HomeService final : public DispatchService {
     Task<SettingValue> unsetSetting(std::string key) override {
         return either(Effect::changes, [=](DispatchService& service) { return service.unsetSetting(key); });
     }
+    Task<SettingList> changeSettings(std::vector<SettingChange> changes) override {
+        return either(Effect::changes,
+                      [=](DispatchService& service) { return service.changeSettings(changes); });
+    }
 
     Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) override {
         return either(Effect::reads, [=](DispatchService& service) { return service.bugs(query); });
@@ -111,6 +115,27 @@ class HomeService final : public DispatchService {
     }
     Task<HealthReport> health() override {
         return either(Effect::reads, [](DispatchService& service) { return service.health(); });
+    }
+
+    Task<Report> report(Instant since) override {
+        return either(Effect::reads, [=](DispatchService& service) { return service.report(since); });
+    }
+    Task<PreservedList> preserved() override {
+        return either(Effect::reads, [](DispatchService& service) { return service.preserved(); });
+    }
+    Task<PreservedDetails> preservedWork(std::string name) override {
+        return either(Effect::reads, [=](DispatchService& service) { return service.preservedWork(name); });
+    }
+    Task<RestoredWork> restorePreserved(RestoreRequest request) override {
+        return either(Effect::changes,
+                      [=](DispatchService& service) { return service.restorePreserved(request); });
+    }
+    Task<std::vector<ReviewState>> reviewStates() override {
+        return either(Effect::reads, [](DispatchService& service) { return service.reviewStates(); });
+    }
+    Task<std::vector<ReapedBug>> reap(bool dryRun) override {
+        return either(dryRun ? Effect::reads : Effect::changes,
+                      [=](DispatchService& service) { return service.reap(dryRun); });
     }
 
     EventPublisher::Subscription subscribe(EventPublisher::Handler handler) override {

@@ -16,6 +16,8 @@ namespace quernlight::host {
 /// While it lives, no session of the item begins and nothing else changes it of its own accord.
 using ItemClaim = std::shared_ptr<const void>;
 
+class Retirement;
+
 /// What only a dispatcher that runs in this process knows and can do. Each may be missing. Used on the
 /// service's executor.
 struct LiveSources {
@@ -52,6 +54,8 @@ struct LiveSources {
     /// now is looked at.
     std::function<void(const std::optional<QueueEntry>& changed)> changed{};
     std::function<void(const std::string& bugID)> removed{};
+
+    Retirement* retirement = nullptr;
 };
 
 /// A session's agent, by its screen; nothing when no agent works on the bug.

@@ -3,8 +3,9 @@
 #include <algorithm>
 
 #include "host/dispatcher/unmapped_bugs.hpp"
-#include "host/events/event_kind.hpp"
+#include "host/events/history_look.hpp"
 #include "host/events/session_stage.hpp"
+#include "host/text/detail_line.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
@@ -28,30 +29,18 @@ std::string command(const std::string& words, const BugQueueItem& item) {
     return "quernlight-dispatch " + words + " " + shellQuoted(item.bugID);
 }
 
-std::string line(const std::string& name, const std::string& text) {
-    constexpr std::size_t width = 14;
-    return text.empty() ? "" : fitted(name + ":", width) + withoutControls(text) + "\n";
-}
-
 std::string timeText(const std::optional<Instant>& instant, Instant now, std::chrono::seconds offset) {
     return instant ? localTime(*instant, now, offset) + " (" + timeAgo(*instant, now) + ")" : "";
 }
 
-/// The last message of that kind.
-std::string lastMessage(const std::vector<QueueEvent>& history, EventKind kind) {
-    const auto found = std::find_if(history.rbegin(), history.rend(), [kind](const QueueEvent& event) {
-        return parseEventKind(event.kind) == kind;
-    });
-    return found == history.rend() ? "" : found->message;
-}
-
 std::string attemptText(const SessionAttemptRecord& attempt, Instant now, std::chrono::seconds offset) {
-    return line("attempt",
-                std::to_string(attempt.attemptNumber) + ", " + std::string(rawValue(attempt.state)) +
-                    ", since " + timeText(attempt.startedAt, now, offset) +
-                    (attempt.exitCode ? ", ended with code " + std::to_string(*attempt.exitCode) : "")) +
-           line("worktree", attempt.agentWorkspacePath.value_or("")) +
-           line("transcript", attempt.transcriptTextPath);
+    return detailLine(
+               "attempt",
+               std::to_string(attempt.attemptNumber) + ", " + std::string(rawValue(attempt.state)) +
+                   ", since " + timeText(attempt.startedAt, now, offset) +
+                   (attempt.exitCode ? ", ended with code " + std::to_string(*attempt.exitCode) : "")) +
+           detailLine("worktree", attempt.agentWorkspacePath.value_or("")) +
+           detailLine("transcript", attempt.transcriptTextPath);
 }
 
 }  // namespace
@@ -134,22 +123,19 @@ std::string itemText(const QueueItemDetails& details, const std::optional<Review
                      std::chrono::seconds offset) {
     const BugQueueItem& item = details.item;
     const QueueEntry entry{.item = item, .stage = details.stage};
-    const bool isAsked =
-        details.stage == SessionStage::needsReply || details.stage == SessionStage::needsPerson;
-    const auto kind =
-        details.stage == SessionStage::needsReply ? EventKind::awaitingUserInput : EventKind::needsPerson;
     const bool isStarted = !details.attempts.empty();
-    return line("bug", item.bugID + "  " + item.title) +
-           line("app", item.appName + " (" + item.bundleID + ")") + line("state", stageInQueue(entry)) +
-           line("waits", details.waits ? sentenceOf(*details.waits) : "") +
-           line("question", isAsked ? lastMessage(details.history, kind) : "") +
-           line("error", item.errorMessage.value_or("")) +
-           line("added", timeText(item.addedAt, now, offset)) +
-           line("branch", isStarted ? WorktreeNaming::branchName(item.appName, item.bugID) : "") +
-           line("pull request", review && review->pullRequest ? review->pullRequest->text() : "") +
+    return detailLine("bug", item.bugID + "  " + item.title) +
+           detailLine("app", item.appName + " (" + item.bundleID + ")") +
+           detailLine("state", stageInQueue(entry)) +
+           detailLine("waits", details.waits ? sentenceOf(*details.waits) : "") +
+           detailLine("question", questionOf(details.history, details.stage)) +
+           detailLine("error", item.errorMessage.value_or("")) +
+           detailLine("added", timeText(item.addedAt, now, offset)) +
+           detailLine("branch", isStarted ? WorktreeNaming::branchName(item.appName, item.bugID) : "") +
+           detailLine("pull request", review && review->pullRequest ? review->pullRequest->text() : "") +
            (isStarted ? attemptText(details.attempts.back(), now, offset) : "") +
-           line("conversation", item.codexSessionID ? lowerCaseText(*item.codexSessionID) : "") +
-           line("page", item.bugURL.text()) + line("next", nextAction(item, details.stage));
+           detailLine("conversation", item.codexSessionID ? lowerCaseText(*item.codexSessionID) : "") +
+           detailLine("page", item.bugURL.text()) + detailLine("next", nextAction(item, details.stage));
 }
 
 Table historyTable(const std::vector<QueueEvent>& history, Instant now, std::chrono::seconds offset) {

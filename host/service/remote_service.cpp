@@ -6,11 +6,15 @@
 #include <boost/url/rfc/unreserved_chars.hpp>
 
 #include "host/control/control_client.hpp"
+#include "host/control/other_version.hpp"
 #include "host/service/bug_operations_json.hpp"
 #include "host/service/configuration_json.hpp"
 #include "host/service/json_fields.hpp"
 #include "host/service/observation_json.hpp"
+#include "host/service/preserved_json.hpp"
 #include "host/service/queue_json.hpp"
+#include "host/service/report_json.hpp"
+#include "host/service/review_json.hpp"
 #include "host/service/service_error.hpp"
 #include "quernlight/backend/quernlight_decoder.hpp"
 
@@ -22,12 +26,11 @@ namespace json = boost::json;
 using Path = std::vector<std::string>;
 
 constexpr std::chrono::seconds timeout{30};
+constexpr std::chrono::minutes gitTimeout{10};  ///< for what may fetch from several repositories
 constexpr const char* wholePage = "?limit=1000&offset=";
 
 ServiceError misunderstood() {
-    return {ServiceErrorCode::unavailable,
-            "The dispatcher that runs answers in a form that is not known here; it is of another version: "
-            "stop it, and start it again with this one."};
+    return {ServiceErrorCode::unavailable, ownerOfAnotherVersion};
 }
 
 /// A refusal by the service, or by the socket before the service was asked.
@@ -43,8 +46,9 @@ ServiceError refusalOf(const ControlResponse& response, const Problem& problem) 
     return {ServiceErrorCode::unavailable, problem.detail};
 }
 
-Task<json::value> ask(std::filesystem::path home, ControlRequest request) {
-    const ControlResponse response = co_await askOwner(std::move(home), std::move(request), timeout);
+Task<json::value> ask(std::filesystem::path home, ControlRequest request,
+                      std::chrono::seconds limit = timeout) {
+    const ControlResponse response = co_await askOwner(std::move(home), std::move(request), limit);
     if (const auto problem = problemOf(response)) {
         throw refusalOf(response, *problem);
     }
@@ -66,9 +70,9 @@ ControlRequest send(const char* method, const Path& path, const json::object& bo
 
 /// What `read` makes of the answer.
 template <class Read>
-auto asked(std::filesystem::path home, ControlRequest request, Read read)
-    -> Task<decltype(read(std::declval<json::value>()))> {
-    const json::value answer = co_await ask(std::move(home), std::move(request));
+auto asked(std::filesystem::path home, ControlRequest request, Read read,
+           std::chrono::seconds limit = timeout) -> Task<decltype(read(std::declval<json::value>()))> {
+    const json::value answer = co_await ask(std::move(home), std::move(request), limit);
     try {
         co_return read(answer);
     } catch (const Misread&) {
@@ -186,6 +190,10 @@ Task<SettingValue> RemoteService::unsetSetting(std::string key) {
     return asked(home_, send("DELETE", {"v1", "settings", std::move(key)}, {}), readSettingValue);
 }
 
+Task<SettingList> RemoteService::changeSettings(std::vector<SettingChange> changes) {
+    return asked(home_, send("PATCH", {"v1", "settings"}, jsonOf(changes)), readSettingList);
+}
+
 Task<std::vector<QLBugSummaryDTO>> RemoteService::bugs(BugQuery query) {
     std::string more = "&newest=" + std::to_string(query.limit);
     for (const std::string& status : query.statuses) {
@@ -244,6 +252,40 @@ Task<std::vector<ReviewItem>> RemoteService::review() {
 
 Task<HealthReport> RemoteService::health() {
     return asked(home_, get({"v1", "health"}), readHealthReport);
+}
+
+Task<Report> RemoteService::report(Instant since) {
+    ControlRequest request = get({"v1", "report"});
+    request.target += "?since=" + formatInstant(since);
+    return asked(home_, std::move(request), readReport);
+}
+
+Task<PreservedList> RemoteService::preserved() {
+    return asked(home_, get({"v1", "preserved"}), readPreservedList, gitTimeout);
+}
+
+Task<PreservedDetails> RemoteService::preservedWork(std::string name) {
+    return asked(home_, get({"v1", "preserved", std::move(name)}), readPreservedDetails, gitTimeout);
+}
+
+Task<RestoredWork> RemoteService::restorePreserved(RestoreRequest request) {
+    const Path path{"v1", "preserved", request.name, "restore"};
+    return asked(home_, send("POST", path, jsonOf(request)), readRestoredWork, gitTimeout);
+}
+
+Task<std::vector<ReviewState>> RemoteService::reviewStates() {
+    const auto read = [](const json::value& answer) {
+        return readEach(JsonFields(answer).list("reviews"), readReviewState);
+    };
+    return asked(home_, get({"v1", "review", "states"}), read, gitTimeout);
+}
+
+Task<std::vector<ReapedBug>> RemoteService::reap(bool dryRun) {
+    const json::object body{{"dry_run", dryRun}};
+    const auto read = [](const json::value& answer) {
+        return readEach(JsonFields(answer).list("bugs"), readReapedBug);
+    };
+    return asked(home_, send("POST", {"v1", "review", "reap"}, body), read, gitTimeout);
 }
 
 EventPublisher::Subscription RemoteService::subscribe(EventPublisher::Handler) {

@@ -27,6 +27,7 @@ class RemoteService final : public DispatchService {
     Task<SettingValue> setting(std::string key) override;
     Task<SettingValue> setSetting(std::string key, std::string text) override;
     Task<SettingValue> unsetSetting(std::string key) override;
+    Task<SettingList> changeSettings(std::vector<SettingChange> changes) override;
 
     Task<std::vector<QLBugSummaryDTO>> bugs(BugQuery query) override;
     Task<QLBugDetailResponse> bugDetail(std::string bugID) override;
@@ -42,6 +43,13 @@ class RemoteService final : public DispatchService {
     Task<BugState> bug(std::string bugID) override;
     Task<std::vector<ReviewItem>> review() override;
     Task<HealthReport> health() override;
+
+    Task<Report> report(Instant since) override;
+    Task<PreservedList> preserved() override;
+    Task<PreservedDetails> preservedWork(std::string name) override;
+    Task<RestoredWork> restorePreserved(RestoreRequest request) override;
+    Task<std::vector<ReviewState>> reviewStates() override;
+    Task<std::vector<ReapedBug>> reap(bool dryRun) override;
 
     /// Nothing is told over the socket.
     [[nodiscard]] EventPublisher::Subscription subscribe(EventPublisher::Handler handler) override;

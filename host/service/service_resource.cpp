@@ -3,16 +3,13 @@
 #include <algorithm>
 #include <utility>
 
-#include <boost/json/parse.hpp>
-#include <boost/json/serialize.hpp>
-
 #include "host/service/bug_operations_json.hpp"
 #include "host/service/configuration_json.hpp"
 #include "host/service/json_fields.hpp"
 #include "host/service/list_page.hpp"
 #include "host/service/observation_json.hpp"
 #include "host/service/queue_json.hpp"
-#include "host/service/service_error.hpp"
+#include "host/service/service_answer.hpp"
 #include "host/tools/bug_json.hpp"
 
 namespace quernlight::host {
@@ -20,68 +17,12 @@ namespace {
 
 namespace json = boost::json;
 
-unsigned statusOf(ServiceErrorCode code) {
-    switch (code) {
-        case ServiceErrorCode::notFound:
-            return 404;
-        case ServiceErrorCode::ambiguous:
-        case ServiceErrorCode::refused:
-            return 409;
-        case ServiceErrorCode::needsConfirmation:
-            return 428;
-        case ServiceErrorCode::invalid:
-            return 422;
-        case ServiceErrorCode::backendFailed:
-            return 502;
-        case ServiceErrorCode::busy:
-        case ServiceErrorCode::unavailable:
-            break;
-    }
-    return 503;
-}
-
-/// The work's result, or its error, as a response.
-template <class Result, class Shown>
-Task<ControlResponse> answer(Task<Result> work, Shown shown) {
-    try {
-        const Result result = co_await std::move(work);
-        const json::value value = shown(result);
-        co_return ControlResponse{.body = json::serialize(value)};
-    } catch (const ServiceError& error) {
-        co_return problemOf(error);
-    }
-}
-
-template <class Result>
-Task<ControlResponse> answer(Task<Result> work) {
-    return answer(std::move(work), [](const Result& result) { return json::value(jsonOf(result)); });
-}
-
 Task<ControlResponse> answerDone(Task<void> work) {
     try {
         co_await std::move(work);
         co_return ControlResponse{.body = "{}"};
     } catch (const ServiceError& error) {
         co_return problemOf(error);
-    }
-}
-
-Task<ControlResponse> misread(std::string why) {
-    co_return problem(400, "The request's body cannot be read: " + why + ".", "invalid");
-}
-
-/// What `handle` makes of the request's body, which is JSON; without one it is an empty object.
-template <class Handle>
-Task<ControlResponse> withBody(const ControlRequest& request, Handle handle) {
-    boost::system::error_code error;
-    const json::value body = request.body.empty() ? json::object() : json::parse(request.body, error);
-    if (error) {
-        return misread("it is not JSON");
-    }
-    try {
-        return handle(body);
-    } catch (const Misread& why) {
-        return misread(why.what());
     }
 }
 
@@ -123,10 +64,6 @@ Task<ControlResponse> answerPage(Task<std::vector<Value>> work, ListPage page) {
 }
 
 }  // namespace
-
-ControlResponse problemOf(const ServiceError& error) {
-    return problem(statusOf(error.code()), error.what(), std::string(nameOf(error.code())));
-}
 
 void ServiceResource::offerOn(ControlRouter& router) {
     offerQueue(router);
@@ -171,6 +108,11 @@ void ServiceResource::offerConfiguration(ControlRouter& router) {
     router.add("GET", "/v1/settings", Audience::people, [this](const ControlRequest& request) {
         return answer(service_.settings(), [page = pageOf(request)](const auto& settings) {
             return settingsShown(settings, page);
+        });
+    });
+    router.add("PATCH", "/v1/settings", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const json::value& body) {
+            return answer(service_.changeSettings(readSettingChanges(body)));
         });
     });
     router.add("GET", "/v1/settings/*", Audience::people, [this](const ControlRequest& request) {

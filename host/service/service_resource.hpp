@@ -6,9 +6,6 @@
 
 namespace quernlight::host {
 
-/// The error as an answer, with the code's name as "code".
-ControlResponse problemOf(const ServiceError& error);
-
 /// The service, offered to other processes of its user as HTTP and JSON. Outlives the requests.
 class ServiceResource {
   public:

@@ -6,6 +6,7 @@
 
 #include "host/agent/agent_conversations.hpp"
 #include "host/health/failure_policy.hpp"
+#include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
 
@@ -61,9 +62,10 @@ Task<void> SessionEnd::end(WorkCompleted end) {
 Task<void> SessionEnd::end(UserAsked end) {
     agent_.noteWork();
     log_.show(SessionStage::stoppingAgent);
+    std::string question = end.comment.body;
+    co_await log_.tellIfPossible(EventKind::questionAsked, withoutControls(question));
     co_await uses_.manager.markAwaitingUserInput(state_.item.id, end.comment.id);
     co_await agent_.stop();
-    std::string question = end.comment.body;
     co_await markAttemptCompleted(std::move(end.comment));
     log_.show(SessionStage::needsReply, std::move(question));
 }

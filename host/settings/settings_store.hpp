@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +29,10 @@ class SettingsStore {
 
     /// Throws UserError when there is no such setting or the text is not allowed, and then stores nothing.
     Task<void> set(std::string key, std::string text) const;
+
+    /// Sets those with a text and puts the others back to their defaults: all of them, or none. Throws
+    /// UserError as the others do.
+    Task<void> change(std::map<std::string, std::optional<std::string>> texts) const;
 
     /// Back to the default. Throws UserError when there is no such setting.
     Task<void> unset(std::string key) const;

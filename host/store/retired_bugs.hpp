@@ -5,9 +5,12 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
+#include "host/store/done_work.hpp"
 #include "quernlight/platform/instant.hpp"
 #include "quernlight/platform/task.hpp"
+#include "quernlight/platform/url.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 #include "quernlight/storage/database.hpp"
 
@@ -19,6 +22,16 @@ struct RetiredBug {
     std::string title{};
     Instant retiredAt{};
     std::optional<std::string> preservedReference{};  ///< where work of its worktree was saved
+    std::string appName{};                            ///< empty for one of an earlier version's
+    std::optional<Url> pullRequest{};
+    DoneWork work{};
+};
+
+/// What is known of a bug that leaves, beside its item.
+struct RetiredWork {
+    std::optional<std::string> preservedReference{};
+    std::optional<Url> pullRequest{};
+    DoneWork work{};
 };
 
 /// The memory of bugs whose work was merged and whose items are gone, in a table of the program's own, so
@@ -31,11 +44,12 @@ class RetiredBugs {
     /// Makes the table where it is missing.
     Task<void> prepare() const;
 
-    /// `preservedReference`: where work of its worktree was saved, if any was.
-    Task<void> remember(const BugQueueItem& item, std::optional<std::string> preservedReference,
-                        Instant retiredAt) const;
+    Task<void> remember(const BugQueueItem& item, RetiredWork work, Instant retiredAt) const;
 
     Task<std::optional<RetiredBug>> bug(std::string bugID) const;
+
+    /// Those that have left since, oldest first.
+    Task<std::vector<RetiredBug>> retiredSince(Instant since) const;
 
     /// In short form.
     Task<std::set<std::string>> bugIDs() const;

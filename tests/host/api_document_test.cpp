@@ -92,6 +92,22 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
     EXPECT_EQ(ask("POST", "/v1/queue", "/v1/queue", R"({"bug":"22222222","queue":"auto"})").status, 409U);
     get("/v1/sessions/*/screen", "/v1/sessions/33333333/screen");
     get("/v1/settings/*", "/v1/settings/sessions.max");
+    get("/v1/report", "/v1/report?since=2026-01-01T00:00:00Z");
+    EXPECT_EQ(ask("GET", "/v1/report", "/v1/report?since=yesterday").status, 400U);
+    repository.git({"update-ref", "refs/quernlight/preserved/Shop-11111111", "main"});
+    get("/v1/preserved", "/v1/preserved");
+    get("/v1/preserved/*", "/v1/preserved/Shop-11111111");
+    EXPECT_EQ(ask("GET", "/v1/preserved/*", "/v1/preserved/99999999").status, 404U);
+    EXPECT_EQ(ask("POST", "/v1/preserved/*/restore", "/v1/preserved/11111111/restore", R"({"branch":"kept"})")
+                  .status,
+              200U);
+    EXPECT_EQ(ask("POST", "/v1/preserved/*/restore", "/v1/preserved/11111111/restore", "{}").status, 422U);
+    get("/v1/review/states", "/v1/review/states");
+    EXPECT_EQ(ask("POST", "/v1/review/reap", "/v1/review/reap", R"({"dry_run":true})").status, 200U);
+    EXPECT_EQ(ask("PATCH", "/v1/settings", "/v1/settings", R"({"settings":{"sessions.max":"3"}})").status,
+              200U);
+    EXPECT_EQ(ask("PATCH", "/v1/settings", "/v1/settings", R"({"settings":{"sessions.mix":"3"}})").status,
+              404U);
     EXPECT_EQ(ask("GET", "/v1/queue/*", "/v1/queue/99999999").status, 404U);
     EXPECT_EQ(ask("PUT", "/v1/settings/*", "/v1/settings/sessions.max", R"({"text":"3"})").status, 200U);
     EXPECT_EQ(ask("PUT", "/v1/settings/*", "/v1/settings/sessions.max", R"({"text":"-3"})").status, 422U);

@@ -302,7 +302,7 @@ TEST_F(IntakeTest, OfBugsWithTheSameShortIdTheYoungerIsNamedOnceWithTheOther) {
 
 TEST_F(IntakeTest, AnOpenBugWithTheShortIdOfARetiredOneOfAnotherTitleIsNamed) {
     const BugQueueItem retired{.id = randomUuid(), .bugID = "3f2a9c1d", .title = "Typo"};
-    run(store.retired.remember(retired, std::nullopt, currentInstant()));
+    run(store.retired.remember(retired, {}, currentInstant()));
     listsOpen({bug("3F2A9C1D-2222", "open")});
     takeIn();
     EXPECT_THAT(queuedBugs(), IsEmpty());
@@ -311,7 +311,7 @@ TEST_F(IntakeTest, AnOpenBugWithTheShortIdOfARetiredOneOfAnotherTitleIsNamed) {
 
 TEST_F(IntakeTest, ARetiredBugThatIsOpenAgainIsNoOther) {
     const BugQueueItem retired{.id = randomUuid(), .bugID = "3f2a9c1d", .title = "Crash"};
-    run(store.retired.remember(retired, std::nullopt, currentInstant()));
+    run(store.retired.remember(retired, {}, currentInstant()));
     listsOpen({bug("3f2a9c1d-2222", "open")});
     takeIn();
     EXPECT_THAT(queuedBugs(), IsEmpty());

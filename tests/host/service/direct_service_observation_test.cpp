@@ -66,7 +66,8 @@ TEST_F(DirectServiceObservationTest, ABugsStateIsThatOfItsItem) {
 
 TEST_F(DirectServiceObservationTest, ABugWhoseWorkWasMergedIsStillKnown) {
     const BugQueueItem item = enqueue("11111111");
-    run(store().retired.remember(item, "refs/kept", *parseInstant("2026-03-01T10:00:00Z")));
+    run(store().retired.remember(item, {.preservedReference = "refs/kept"},
+                                 *parseInstant("2026-03-01T10:00:00Z")));
     run(store().items.remove(item.id));
     const BugState state = run(service->bug("11111111"));
     EXPECT_FALSE(state.queued);

@@ -160,7 +160,8 @@ TEST_F(DirectServiceTest, ABugThatIsNotThereIsNotFoundByAnyOperation) {
 
 TEST_F(DirectServiceTest, OfABugWhoseWorkWasMergedTheSentenceTellsSo) {
     const BugQueueItem item = enqueue("11111111");
-    run(store().retired.remember(item, "refs/kept", *parseInstant("2026-03-01T10:00:00Z")));
+    run(store().retired.remember(item, {.preservedReference = "refs/kept"},
+                                 *parseInstant("2026-03-01T10:00:00Z")));
     run(store().items.remove(item.id));
     const auto error = errorOf(service->queueItem("11111111"));
     EXPECT_EQ(error.code(), notFound);

@@ -160,7 +160,8 @@ TEST_F(RemoteServiceTest, WhatOnlyTheOwnerKnowsComesToo) {
 
 TEST_F(RemoteServiceTest, ARetiredBugIsKnown) {
     const BugQueueItem item = enqueue("11111111");
-    run(store().retired.remember(item, "refs/kept", *parseInstant("2026-03-01T10:00:00Z")));
+    run(store().retired.remember(item, {.preservedReference = "refs/kept"},
+                                 *parseInstant("2026-03-01T10:00:00Z")));
     run(store().items.remove(item.id));
     const BugState state = run(remote.bug("11111111"));
     EXPECT_FALSE(state.queued);

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "host/service/dispatch_service.hpp"
+
+namespace quernlight::host {
+
+/// Offers all settings in the person's editor, and makes the changes. Returns the exit status. Nothing that
+/// was typed is lost: a text that cannot be meant, or whose changes cannot be made, is offered again or kept,
+/// and its file is named. Throws UserError.
+int editSettings(DispatchService& service, bool asJson);
+
+}  // namespace quernlight::host

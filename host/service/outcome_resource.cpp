@@ -1,0 +1,78 @@
+#include "host/service/outcome_resource.hpp"
+
+#include <boost/url/parse.hpp>
+#include <boost/url/url_view.hpp>
+
+#include "host/service/preserved_json.hpp"
+#include "host/service/report_json.hpp"
+#include "host/service/review_json.hpp"
+#include "host/service/service_answer.hpp"
+
+namespace quernlight::host {
+namespace {
+
+/// The last parameter of that name; empty when there is none.
+std::string parameterOf(const ControlRequest& request, std::string_view name) {
+    std::string last;
+    if (const auto target = boost::urls::parse_origin_form(request.target)) {
+        for (const auto& [key, value, isGiven] : target->params()) {
+            if (key == name) {
+                last = value;
+            }
+        }
+    }
+    return last;
+}
+
+template <class Values>
+boost::json::array arrayOf(const Values& values) {
+    return jsonArray(values, [](const auto& value) { return jsonOf(value); });
+}
+
+}  // namespace
+
+void OutcomeResource::offerOn(ControlRouter& router) {
+    offerReport(router);
+    offerPreserved(router);
+    offerReview(router);
+}
+
+void OutcomeResource::offerReport(ControlRouter& router) {
+    router.add("GET", "/v1/report", Audience::people, [this](const ControlRequest& request) {
+        constexpr std::chrono::hours usual(12);
+        const std::string given = parameterOf(request, "since");
+        const auto since = given.empty() ? std::optional(currentInstant() - usual) : parseInstant(given);
+        return since ? answer(service_.report(*since))
+                     : misreadBody("\"since\" is no time like 2026-11-21T22:00:00Z");
+    });
+}
+
+void OutcomeResource::offerReview(ControlRouter& router) {
+    router.add("GET", "/v1/review/states", Audience::people, [this](const ControlRequest&) {
+        return answer(service_.reviewStates(), [](const auto& reviews) {
+            return boost::json::object{{"reviews", arrayOf(reviews)}};
+        });
+    });
+    router.add("POST", "/v1/review/reap", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const boost::json::value& body) {
+            return answer(service_.reap(JsonFields(body).flag("dry_run", false)), [](const auto& bugs) {
+                return boost::json::object{{"bugs", arrayOf(bugs)}};
+            });
+        });
+    });
+}
+
+void OutcomeResource::offerPreserved(ControlRouter& router) {
+    router.add("GET", "/v1/preserved", Audience::people,
+               [this](const ControlRequest&) { return answer(service_.preserved()); });
+    router.add("GET", "/v1/preserved/*", Audience::people, [this](const ControlRequest& request) {
+        return answer(service_.preservedWork(request.parameters.at(0)));
+    });
+    router.add("POST", "/v1/preserved/*/restore", Audience::people, [this](const ControlRequest& request) {
+        return withBody(request, [&](const boost::json::value& body) {
+            return answer(service_.restorePreserved(readRestoreRequest(request.parameters.at(0), body)));
+        });
+    });
+}
+
+}  // namespace quernlight::host

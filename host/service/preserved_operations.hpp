@@ -1,0 +1,18 @@
+#pragma once
+
+#include "host/service/store_access.hpp"
+#include "host/worktree/preserved_work.hpp"
+
+namespace quernlight::host {
+
+// What was kept of worktrees that went: the service's operations. Git runs as the home's own.
+
+Task<PreservedList> listPreserved(StoreAccess& access);
+Task<PreservedDetails> showPreserved(StoreAccess& access, std::string name);
+Task<RestoredWork> restore(StoreAccess& access, RestoreRequest request);
+
+/// The one that is meant by a reference, by a name, or by the beginning of a bug's id. Throws ServiceError
+/// that names those that could be meant. Pure.
+PreservedWork preservedNamed(const std::vector<PreservedWork>& works, const std::string& name);
+
+}  // namespace quernlight::host
