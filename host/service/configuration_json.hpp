@@ -28,6 +28,7 @@ SettingValue readSettingValue(const boost::json::value& value);
 
 /// "settings" and "troubles".
 boost::json::object jsonOf(const SettingList& settings);
+SettingList readSettingList(const boost::json::value& value);
 
 /// "settings": an object of texts by key, null for what goes back to its default.
 boost::json::object jsonOf(const std::vector<SettingChange>& changes);
