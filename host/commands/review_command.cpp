@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 
 #include <CLI/CLI.hpp>
@@ -14,6 +15,8 @@
 
 namespace quernlight::host {
 namespace {
+
+namespace json = boost::json;
 
 struct ReviewOptions {
     BackendChoice backend{};
@@ -40,12 +43,24 @@ TableCell mergeCell(const ReviewState& review) {
     return {"open"};
 }
 
+/// With where its work lies, as far as that is known.
+json::object whole(const ReviewState& review, const std::vector<ReviewItem>& items) {
+    json::object object = jsonOf(review);
+    const auto item =
+        std::ranges::find_if(items, [&](const ReviewItem& each) { return each.item.id == review.item.id; });
+    const bool isKnown = item != items.end();
+    object["worktree"] = jsonIfAny(isKnown ? item->worktree : std::nullopt);
+    object["repository"] = jsonIfAny(isKnown ? item->repository : std::nullopt);
+    return object;
+}
+
 Task<void> list(DispatchService& service, ReviewOptions given) {
     const auto reviews = co_await service.reviewStates();
     CommandOutput output;
     if (given.json) {
+        const auto items = co_await service.review();
         co_return output.printJson(
-            jsonArray(reviews, [](const ReviewState& review) { return jsonOf(review); }));
+            jsonArray(reviews, [&](const ReviewState& review) { return whole(review, items); }));
     }
     if (reviews.empty()) {
         co_return output.print("No work waits to be merged.\n");

@@ -1,4 +1,5 @@
-#include <csignal>
+#include <algorithm>
+#include <set>
 
 #include <boost/json/parse.hpp>
 #include <gmock/gmock.h>
@@ -61,6 +62,20 @@ class OutcomeCommandsTest : public test::DispatchFixture, public testing::WithPa
         reference = "refs/quernlight/preserved/" + name;
         repository.git({"update-ref", reference, repository.git(place, {"rev-parse", "HEAD"})});
         repository.git({"worktree", "remove", "--force", place});
+    }
+    /// In alphabetical order; empty for what is no object.
+    static std::string membersOf(const boost::json::value& value) {
+        std::set<std::string> names;
+        if (value.is_object()) {
+            for (const auto& [name, member] : value.get_object()) {
+                names.emplace(name);
+            }
+        }
+        std::string text;
+        for (const std::string& name : names) {
+            text += (text.empty() ? "" : " ") + name;
+        }
+        return text;
     }
     void sql(const std::string& statement) {
         Connection(queueFile(), Connection::Access::readWrite, std::chrono::seconds(5)).execute(statement);
@@ -249,6 +264,29 @@ TEST_P(OutcomeCommandsTest, SmallMistakesAreNamed) {
     EXPECT_THAT(dispatch({"help", "queue", "list"}).output, HasSubstr("--state STATE"));
     EXPECT_EQ(dispatch({"version"}).output, dispatch({"--version"}).output);
     EXPECT_THAT(command({"queue", "show", "b05d83f7"}).output, HasSubstr("question:     "));
+}
+
+TEST_P(OutcomeCommandsTest, WhatPrintsJsonPrintsOneValueOfItsForm) {
+    const std::vector<std::pair<std::vector<std::string>, std::string>> rows{
+        {{"sessions", "log", "3f2a9c1d"}, "attempt bug text transcript"},
+        {{"sessions", "list"}, ""},
+        {{"preserved", "list"}, "troubles works"},
+        {{"service", "install", "--dry-run"}, "file text"},
+        {{"config", "edit"}, "settings troubles"},
+    };
+    editWith("true");
+    for (const auto& [words, members] : rows) {
+        auto asked = words;
+        asked.emplace_back("--json");
+        const auto outcome = command(asked);
+        EXPECT_EQ(outcome.exitCode, 0) << words.back() << outcome.error;
+        EXPECT_EQ(std::ranges::count(outcome.output, '\n'), 1) << outcome.output;
+        EXPECT_EQ(membersOf(boost::json::parse(outcome.output)), members);
+    }
+    const auto attached = command({"sessions", "attach", "3f2a9c1d", "--json"});
+    EXPECT_EQ(attached.exitCode, 2);
+    EXPECT_THAT(attached.error, HasSubstr("sessions show BUG --screen --json"));
+    EXPECT_EQ(command({"sessions", "log", "3f2a9c1d", "-f", "--json"}).exitCode, 2);
 }
 
 INSTANTIATE_TEST_SUITE_P(All, OutcomeCommandsTest, testing::Bool(),
