@@ -16,6 +16,7 @@
 #include "host/control/asker_rates.hpp"
 #include "host/control/control_peer.hpp"
 #include "host/control/control_socket.hpp"
+#include "host/control/http_messages.hpp"
 #include "host/control/websocket_channel.hpp"
 #include "host/process/task_set.hpp"
 #include "quernlight/platform/async_signal.hpp"
@@ -32,7 +33,6 @@ using boost::system::error_code;
 
 using Stream = ControlStream;
 using Parser = http::request_parser<http::string_body>;
-using Message = http::response<http::string_body>;
 
 constexpr auto quietly = asio::as_tuple(asio::use_awaitable);
 constexpr std::chrono::milliseconds longestFarewell{1500};
@@ -40,8 +40,6 @@ constexpr std::chrono::seconds longestTurningAway{1};
 constexpr std::size_t mostUnread = std::size_t{256} << 10U;
 
 using TakeOver = std::function<Task<void>(ControlChannel&)>;
-using Request = http::request<http::string_body>;
-using RequestHeader = http::request_header<>;
 
 /// Where connections come in. On one with a gate nobody is known by the connection.
 struct Door {
@@ -67,50 +65,6 @@ struct OpenChannel {
 /// Keeps the channel until it is closed.
 Task<void> closed(std::shared_ptr<WebSocketChannel> channel, ControlChannel::Ending ending) {
     co_await channel->close(ending);
-}
-
-std::vector<std::string> fieldsOf(const RequestHeader& message, http::field name) {
-    std::vector<std::string> values;
-    const auto [begin, end] = message.equal_range(name);
-    for (auto field = begin; field != end; ++field) {
-        values.emplace_back(field->value());
-    }
-    return values;
-}
-
-RequestOrigin originOf(const RequestHeader& message) {
-    return {.hosts = fieldsOf(message, http::field::host),
-            .origins = fieldsOf(message, http::field::origin),
-            .authorizations = fieldsOf(message, http::field::authorization)};
-}
-
-/// Takes the body out of it. What has come through a gate is a person's, and has no other secret.
-ControlRequest requestOf(Request& message, const Connection& connection) {
-    constexpr std::string_view scheme = "Bearer ";
-    const ControlPeer peer = connection.gate ? ControlPeer{.isPerson = true} : connection.peer;
-    ControlRequest request{.method = std::string(message.method_string()),
-                           .target = std::string(message.target()),
-                           .peer = peer,
-                           .wantsChannel = beast::websocket::is_upgrade(message)};
-    const std::string authorization(message[http::field::authorization]);
-    if (!connection.gate && authorization.starts_with(scheme)) {
-        request.secret = authorization.substr(scheme.size());
-    }
-    request.body = std::move(message.body());
-    return request;
-}
-
-Message messageOf(ControlResponse response, bool keepAlive) {
-    Message message(http::int_to_status(response.status), 11);
-    message.set(http::field::content_type, response.contentType);
-    message.set(http::field::cache_control, "no-store");
-    for (const auto& [name, value] : response.fields) {
-        message.set(name, value);
-    }
-    message.keep_alive(keepAlive);
-    message.body() = std::move(response.body);
-    message.prepare_payload();
-    return message;
 }
 
 bool isOfThisUser(stream_protocol::socket& socket) {
@@ -241,8 +195,9 @@ class ControlServer::Service {
         }
         const bool keepAlive = parser.get().keep_alive();
         stream.expires_never();
-        Request message = parser.release();
-        ControlRequest request = requestOf(message, connection);
+        HttpRequest message = parser.release();
+        ControlRequest request =
+            connection.gate ? personsRequest(message) : requestOf(message, connection.peer);
         ControlResponse response = co_await answer(std::move(request), connection.asker);
         if (response.takeOver) {
             refusal = refusalOfChannel(connection, message);
@@ -256,12 +211,13 @@ class ControlServer::Service {
         co_return isSent&& keepAlive;
     }
 
-    std::optional<ControlResponse> refusalAtGate(const Connection& connection, const RequestHeader& header) {
+    std::optional<ControlResponse> refusalAtGate(const Connection& connection, const HttpHeader& header) {
         return connection.gate ? connection.gate->refusal(originOf(header), clock_.steadyNow())
                                : std::nullopt;
     }
 
-    std::optional<ControlResponse> refusalOfChannel(const Connection& connection, const Request& request) {
+    std::optional<ControlResponse> refusalOfChannel(const Connection& connection,
+                                                    const HttpRequest& request) {
         if (!beast::websocket::is_upgrade(request)) {
             return problem(426, "This resource is a WebSocket; ask for an upgrade.");
         }
@@ -274,7 +230,7 @@ class ControlServer::Service {
     }
 
     /// From here on it counts as a channel, and no longer as a connection.
-    Task<void> goOnAsChannel(Connection& connection, Request request, TakeOver takeOver) {
+    Task<void> goOnAsChannel(Connection& connection, HttpRequest request, TakeOver takeOver) {
         const ChannelLimits limits{.silence = limits_.channelSilence};
         const auto channel = std::make_shared<WebSocketChannel>(std::move(connection.stream), limits);
         const auto place = channels_.insert(channels_.end(), {channel, connection.asker});
@@ -324,7 +280,7 @@ class ControlServer::Service {
         }
     }
 
-    Task<bool> send(Stream& stream, Message message) {
+    Task<bool> send(Stream& stream, HttpResponse message) {
         stream.expires_after(limits_.idleTimeout);
         count(message.result_int());
         const auto [error, size] = co_await http::async_write(stream, message, quietly);

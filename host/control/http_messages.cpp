@@ -1,0 +1,64 @@
+#include "host/control/http_messages.hpp"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <boost/beast/websocket/rfc6455.hpp>
+
+namespace quernlight::host {
+namespace {
+
+namespace http = boost::beast::http;
+
+std::vector<std::string> fieldsOf(const HttpHeader& message, http::field name) {
+    std::vector<std::string> values;
+    const auto [begin, end] = message.equal_range(name);
+    for (auto field = begin; field != end; ++field) {
+        values.emplace_back(field->value());
+    }
+    return values;
+}
+
+}  // namespace
+
+RequestOrigin originOf(const HttpHeader& message) {
+    return {.hosts = fieldsOf(message, http::field::host),
+            .origins = fieldsOf(message, http::field::origin),
+            .authorizations = fieldsOf(message, http::field::authorization)};
+}
+
+ControlRequest requestOf(HttpRequest& message, const ControlPeer& peer) {
+    constexpr std::string_view scheme = "Bearer ";
+    ControlRequest request{.method = std::string(message.method_string()),
+                           .target = std::string(message.target()),
+                           .peer = peer,
+                           .wantsChannel = boost::beast::websocket::is_upgrade(message)};
+    const std::string authorization(message[http::field::authorization]);
+    if (authorization.starts_with(scheme)) {
+        request.secret = authorization.substr(scheme.size());
+    }
+    request.body = std::move(message.body());
+    return request;
+}
+
+ControlRequest personsRequest(HttpRequest& message) {
+    ControlRequest request = requestOf(message, {.isPerson = true});
+    request.secret.clear();
+    return request;
+}
+
+HttpResponse messageOf(ControlResponse response, bool keepAlive) {
+    HttpResponse message(http::int_to_status(response.status), 11);
+    message.set(http::field::content_type, response.contentType);
+    message.set(http::field::cache_control, "no-store");
+    for (const auto& [name, value] : response.fields) {
+        message.set(name, value);
+    }
+    message.keep_alive(keepAlive);
+    message.body() = std::move(response.body);
+    message.prepare_payload();
+    return message;
+}
+
+}  // namespace quernlight::host
