@@ -89,6 +89,17 @@ TEST_F(InterruptedItemTest, NamesACommandThatWorksWhereItsEndCannotBeKnown) {
     EXPECT_EQ(stored(item), item);
 }
 
+TEST_F(InterruptedItemTest, IsNotDeletedAtTheBackendWhileItIsWorkedOn) {
+    EXPECT_THAT(errorOf(service->deleteBug("11111111")).what(),
+                HasSubstr("is being worked on; cancel that first with: quernlight-dispatch queue cancel"));
+    EXPECT_TRUE(server.lines().empty());
+    backendHasNoReport();
+    change(QueueAction::cancel);
+    server.answer({.body = "{}"});
+    run(service->deleteBug("11111111"));
+    EXPECT_THAT(server.lines().back(), HasSubstr("11111111"));
+}
+
 /// A backend that does not know the bug has no comment of it, which tells nothing.
 TEST_F(InterruptedItemTest, AsksNoBackendButItsOwn) {
     item.bugURL = *Url::parse("https://bugs.example/v1/bugs/view/11111111");

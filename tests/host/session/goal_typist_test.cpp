@@ -91,6 +91,17 @@ TEST_F(GoalTypistTest, WhoTypesWhileTheGoalIsStoredComesFirst) {
     EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
 }
 
+TEST_F(GoalTypistTest, WhoTypesBetweenTheGoalsKeysComesFirst) {
+    whileAskingRecords = [this] { isPersonTyping = true; };  // its command stands there by then
+    type();
+    advance(seconds(30));
+    ASSERT_TRUE(isPersonTyping);
+    EXPECT_THAT(launch.screen().picture()->lines, testing::Not(Contains(testing::HasSubstr("Fix bug"))));
+    isPersonTyping = false;
+    advance(seconds(30));
+    EXPECT_THAT(agent.goals, ElementsAre("Fix bug 3f2a9c1d."));
+}
+
 TEST_F(GoalTypistTest, AnAgentWithoutAComposerIsRecordedOnce) {
     agent.showInstead("Loading");
     type();
