@@ -47,7 +47,7 @@ TEST_F(ListenerTokenTest, AnotherHomeHasAnotherOne) {
 }
 
 TEST_F(ListenerTokenTest, AFileThatOthersMayReadIsNotTrusted) {
-    for (const mode_t mode : {0640, 0604, 0620}) {
+    for (const mode_t mode : {0640U, 0604U, 0620U}) {
         write(digits, mode);
         expectRefusal("may be read by other users");
     }
