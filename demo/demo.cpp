@@ -180,7 +180,7 @@ int runDemo(const DemoOptions& options) {
               << std::flush;
     boost::asio::io_context io;
     EventPublisher events;
-    Views views(io.get_executor(), events, {.history = false});
+    Views views(io.get_executor(), events, {});
     Demo demo(directory, lock, programs, events, views);
     runWithSignals(io, demo.run(), [&](int count) {
         events.notice(count == 1 ? "Stopping the demo ..." : "Killing the sessions.");

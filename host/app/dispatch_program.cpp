@@ -4,6 +4,7 @@
 
 #include "host/agent/agent_environment.hpp"
 #include "host/app/owner_sources.hpp"
+#include "host/app/owner_view.hpp"
 #include "host/control/control_server.hpp"
 #include "host/control/listener_token.hpp"
 #include "host/metrics/metrics_resource.hpp"
@@ -210,11 +211,17 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                                   .home = options.home,
                                   .environment = agentEnvironment(options.environment, desktopVariables)};
     Notifier notifier(executor, notified, std::move(known));
+    const auto ownView = views.wantsLiveView() ? std::make_unique<OwnerView>(executor, views, events, service,
+                                                                             clock, options.home)
+                                               : nullptr;
     const std::exception_ptr failure = co_await caughtException(dispatcher.run());
     if (failure && !triesAgain && startPauses.areAny()) {
         notifier.tell({.kind = NotificationKind::paused, .message = wordsOf(failure), .time = clock.now()});
     }
     co_await notifier.end(stop);
+    if (ownView) {
+        co_await ownView->end();
+    }
     co_await terminalResource.end();
     co_await control.end();
     views.close();

@@ -19,6 +19,7 @@ namespace {
 constexpr auto commands = {
     addRunCommand,         //
     addStatusCommand,      //
+    addWatchCommand,       //
     addMapCommand,         //
     addQueueCommand,       //
     addBugsCommand,        //

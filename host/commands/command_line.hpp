@@ -19,6 +19,7 @@ using ChosenCommand = std::function<int()>;
 // Each adds one command with its options to the program's command line; when that command is given, `chosen`
 // is set.
 void addRunCommand(CLI::App& program, ChosenCommand& chosen);
+void addWatchCommand(CLI::App& program, ChosenCommand& chosen);
 void addMapCommand(CLI::App& program, ChosenCommand& chosen);
 void addStatusCommand(CLI::App& program, ChosenCommand& chosen);
 void addBugsCommand(CLI::App& program, ChosenCommand& chosen);

@@ -8,7 +8,7 @@
 #include <boost/json/value.hpp>
 
 #include "host/text/terminal_text.hpp"
-#include "host/view/view_terminal.hpp"
+#include "host/view/terminal_style.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -18,8 +18,7 @@ TextRoom roomOf(int descriptor) {
         return {};
     }
     const TerminalStyle style = terminalStyle(currentEnvironmentMap());
-    return {.columns = ViewTerminal(descriptor).size().columns,
-            .coloured = style == TerminalStyle::colouredPicture};
+    return {.columns = terminalColumns(descriptor), .coloured = style == TerminalStyle::colouredPicture};
 }
 
 }  // namespace

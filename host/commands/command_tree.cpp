@@ -6,7 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "host/manual/command_notes.hpp"
-#include "host/view/view_terminal.hpp"
+#include "host/view/terminal_style.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -88,7 +88,7 @@ CommandDescription descriptionOf(const CLI::App& command) {
 std::size_t helpColumns() {
     constexpr std::size_t leastColumns = 40;
     constexpr std::size_t mostColumns = 100;
-    return std::clamp(ViewTerminal(STDOUT_FILENO).size().columns, leastColumns, mostColumns);
+    return std::clamp(terminalColumns(STDOUT_FILENO), leastColumns, mostColumns);
 }
 
 }  // namespace quernlight::host

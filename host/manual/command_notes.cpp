@@ -89,6 +89,7 @@ constexpr auto examples = std::to_array<CommandExample>({
     {"queue wait", "quernlight-dispatch queue wait 7c41e0ab --exit-status", "Wait for a bug in a script"},
     {"status", "quernlight-dispatch status", "See how all stands, and what needs you", true},
     {"status", "quernlight-dispatch status --json | jq .need_person", "The same for a program"},
+    {"watch", "quernlight-dispatch watch", "Watch what goes on, and take a hand in it by keys", true},
     {"answer", "quernlight-dispatch answer b05d83f7 \"Press it twice.\"",
      "Answer what the agent of a bug has asked"},
     {"bugs list", "quernlight-dispatch bugs list --status open", "List the backend's open bugs"},
@@ -151,7 +152,7 @@ constexpr auto variables = std::to_array<HeededVariable>({
     {"QUERNLIGHT_DISPATCH_HOME", "", "Dispatch home where --home does not name one"},
     {"XDG_DATA_HOME", "",
      "Directory in which the user's own dispatch home lies, on Linux; default: ~/.local/share"},
-    {"QUERNLIGHT_TOKEN_FILE", "run service doctor token bugs answer queue report review",
+    {"QUERNLIGHT_TOKEN_FILE", "run service doctor token bugs answer queue report review watch",
      "File that holds the administrator token where --token-file names none"},
     {"XDG_CONFIG_HOME", "service",
      "Directory in which systemd's user units lie, on Linux; default: ~/.config"},
@@ -162,7 +163,8 @@ constexpr auto variables = std::to_array<HeededVariable>({
      "Proxies on the way to the backend, as curl heeds them; also the agent's"},
     {"NO_COLOR", "run watch status queue bugs sessions review report doctor",
      "When not empty, nothing is shown in colours"},
-    {"TERM", "run watch", "When it is \"dumb\", lines are printed in place of the view"},
+    {"TERM", "run watch", "When it is \"dumb\", there is no view; run prints lines in its place"},
+    {"BROWSER", "run watch", "The program that shows pages, the first that is found of those between colons"},
     {"TMPDIR", "run", "Where temporary files are made; default: /tmp"},
 });
 

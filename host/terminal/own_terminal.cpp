@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,6 +14,7 @@
 #include <boost/asio.hpp>
 
 #include "host/process/user_error.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -65,16 +67,32 @@ void takeBack() {
     lentTerminal = -1;
 }
 
-int openedTerminal() {
-    const char* name =
-        isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0 ? ttyname(STDIN_FILENO) : nullptr;
-    const int opened = name ? ::open(name, O_RDWR | O_NOCTTY | O_CLOEXEC) : -1;
-    if (opened < 0) {
+std::string ownDevice() {
+    const std::string name = terminalDevice(STDIN_FILENO);
+    if (name.empty() || isatty(STDOUT_FILENO) == 0) {
         throw UserError(
             "There is no terminal to attach to: standard input and output must be one. To look at the agent's "
             "screen use: quernlight-dispatch sessions show BUG --screen");
     }
+    return name;
+}
+
+int openedTerminal(const std::string& device) {
+    const int opened = ::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    if (opened < 0) {
+        throw UserError("The terminal " + device + " cannot be opened: " + std::strerror(errno));
+    }
     return opened;
+}
+
+termios lent(termios settings, TerminalKeys keys) {
+    const auto before = settings;
+    cfmakeraw(&settings);
+    if (keys == TerminalKeys::signals) {
+        settings.c_lflag |= before.c_lflag & static_cast<tcflag_t>(ISIG);
+        settings.c_iflag |= before.c_iflag & static_cast<tcflag_t>(IXON | IXOFF);
+    }
+    return settings;
 }
 
 /// As much as the terminal takes within a while; it may be stopped (Ctrl-S) or gone.
@@ -91,11 +109,26 @@ void writeNow(int terminal, std::string_view bytes) {
 
 }  // namespace
 
-OwnTerminal::OwnTerminal(const asio::any_io_executor& executor) : terminal_(executor, openedTerminal()) {
+std::string terminalDevice(int descriptor) {
+    const char* name = isatty(descriptor) != 0 ? ttyname(descriptor) : nullptr;
+    return name ? name : "";
+}
+
+/// A terminal that is not the session's own has no foreground to be in.
+bool isInForeground(const std::string& device) {
+    const FileDescriptor terminal(::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const pid_t foreground = tcgetpgrp(terminal.get());
+    return foreground < 0 || foreground == getpgrp();
+}
+
+OwnTerminal::OwnTerminal(const asio::any_io_executor& executor)
+    : OwnTerminal(executor, ownDevice(), TerminalKeys::allBytes) {}
+
+OwnTerminal::OwnTerminal(const asio::any_io_executor& executor, const std::string& device, TerminalKeys keys)
+    : terminal_(executor, openedTerminal(device)) {
     ::tcgetattr(terminal_.native_handle(), &before_);
     lend(terminal_.native_handle(), before_);
-    termios raw = before_;
-    cfmakeraw(&raw);
+    const termios raw = lent(before_, keys);
     ::tcsetattr(terminal_.native_handle(), TCSANOW, &raw);
 }
 
@@ -119,6 +152,9 @@ TerminalSize OwnTerminal::size() const {
 Task<std::string> OwnTerminal::read() {
     std::array<char, 4096> keys{};
     const auto [error, count] = co_await terminal_.async_read_some(asio::buffer(keys), quietly);
+    if (error == asio::error::operation_aborted) {
+        throw boost::system::system_error(error);
+    }
     co_return error ? std::string() : std::string(keys.data(), count);
 }
 

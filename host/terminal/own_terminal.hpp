@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -14,13 +15,29 @@
 
 namespace quernlight::host {
 
-/// The terminal that this program was started on, lent to an agent's program while this lives: raw, so that
-/// every key is only a byte. One at a time. Put back when this goes, and also when a signal that no handler
-/// takes ends the program.
+/// What a terminal that is lent does with keys.
+enum class TerminalKeys : std::uint8_t {
+    allBytes,  ///< every key is only a byte
+    signals,   ///< but for those that send a signal (Ctrl-C, Ctrl-Z) or hold the output (Ctrl-S)
+};
+
+/// The device of the terminal that a descriptor is; empty when it is none.
+std::string terminalDevice(int descriptor);
+
+/// Whether this program may use the terminal: not while a shell has put it into the background.
+bool isInForeground(const std::string& device);
+
+/// The terminal that this program was started on, lent to what is shown while this lives: raw, neither
+/// echoing nor gathering lines. One at a time. Put back when this goes, and also when a signal that no
+/// handler takes ends the program.
 class OwnTerminal {
   public:
     /// Throws UserError when standard input and output are not a terminal.
     explicit OwnTerminal(const boost::asio::any_io_executor& executor);
+
+    /// That of this device. Throws UserError when it cannot be opened.
+    OwnTerminal(const boost::asio::any_io_executor& executor, const std::string& device, TerminalKeys keys);
+
     OwnTerminal(const OwnTerminal&) = delete;
     OwnTerminal& operator=(const OwnTerminal&) = delete;
     ~OwnTerminal();

@@ -2,35 +2,46 @@
 
 #include <unistd.h>
 
-#include "host/view/live_view.hpp"
+#include "host/view/terminal_style.hpp"
 
 namespace quernlight::host {
+namespace {
 
-Views::Views(const boost::asio::any_io_executor& executor, EventPublisher& events,
-             const ViewOptions& options) {
+bool isForPicture(const ViewOptions& options) {
     const bool wantsPicture = options.format == LogFormat::text || options.logFile;
-    const TerminalStyle style = terminalStyle(currentEnvironmentMap());
-    if (wantsPicture && isatty(STDOUT_FILENO) != 0 && style != TerminalStyle::lines) {
-        views_.push_back(std::make_unique<LiveView>(executor, STDOUT_FILENO, options.history,
-                                                    style == TerminalStyle::colouredPicture));
-    } else {
-        views_.push_back(std::make_unique<EventLog>(options.format));
-    }
+    return wantsPicture && isatty(STDOUT_FILENO) != 0 &&
+           terminalStyle(currentEnvironmentMap()) != TerminalStyle::lines;
+}
+
+}  // namespace
+
+Views::Views(const boost::asio::any_io_executor& executor, EventPublisher& events, const ViewOptions& options)
+    : events_(events),
+      wantsLiveView_(isForPicture(options)),
+      lines_(std::make_unique<EventLog>(wantsLiveView_ ? LogFormat::text : options.format)),
+      showingLines_(shownBy(*lines_)) {
     if (options.logFile) {
-        views_.push_back(std::make_unique<EventLog>(options.format, *options.logFile));
-    }
-    for (const auto& view : views_) {
-        subscriptions_.push_back(
-            events.subscribe([view = view.get()](const DispatchEvent& event) { view->handle(event); }));
+        file_ = std::make_unique<EventLog>(options.format, *options.logFile);
+        writingFile_ = shownBy(*file_);
     }
     failures_ = std::make_unique<FailureNotices>(executor, events);
 }
 
+EventPublisher::Subscription Views::shownBy(View& view) {
+    return events_.subscribe([&view](const DispatchEvent& event) { view.handle(event); });
+}
+
+void Views::setLinesShown(bool areShown) {
+    showingLines_ = areShown ? shownBy(*lines_) : nullptr;
+}
+
 void Views::close() {
     failures_.reset();
-    subscriptions_.clear();
-    for (const auto& view : views_) {
-        view->close();
+    showingLines_.reset();
+    writingFile_.reset();
+    lines_->close();
+    if (file_) {
+        file_->close();
     }
 }
 

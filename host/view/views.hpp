@@ -16,24 +16,33 @@ namespace quernlight::host {
 struct ViewOptions {
     LogFormat format = LogFormat::text;
     std::optional<std::string> logFile{};  ///< gets the log as well
-    bool history = true;                   ///< on a terminal: events scroll by above the live view
 };
 
-/// What a person sees of a running dispatcher: the live view where standard output is a terminal (with
-/// colours unless the environment asks for none), log lines otherwise, where that terminal moves no cursor,
-/// or when JSON is asked for and has no file of its own; and the log file. Used on one executor.
+/// What a person sees of a running dispatcher: log lines on standard output, unless that is a terminal on
+/// which a live view takes their place; and the log file. Used on one executor.
 class Views {
   public:
     /// Subscribes to `events`, which gets failures of background work as well. Throws UserError when the log
     /// file cannot be written.
     Views(const boost::asio::any_io_executor& executor, EventPublisher& events, const ViewOptions& options);
 
-    /// Nothing is shown from now on; what is on the screen stays. Waits a moment for slow readers.
+    /// Whether standard output is a terminal for a live view: it moves its cursor, and no JSON is to be
+    /// printed there.
+    bool wantsLiveView() const { return wantsLiveView_; }
+
+    /// While a live view has the terminal there are no lines on it.
+    void setLinesShown(bool areShown);
+
+    /// Nothing is shown from now on. Waits a moment for slow readers.
     void close();
 
   private:
-    std::vector<std::unique_ptr<View>> views_;
-    std::vector<EventPublisher::Subscription> subscriptions_;
+    EventPublisher::Subscription shownBy(View& view);
+
+    EventPublisher& events_;
+    const bool wantsLiveView_;
+    std::unique_ptr<View> lines_, file_;
+    EventPublisher::Subscription showingLines_, writingFile_;
     std::unique_ptr<FailureNotices> failures_;  // as long as somebody is shown them
 };
 

@@ -71,7 +71,7 @@ TEST_P(DocumentTest, LinksToFilesThatAreThere) {
 
 INSTANTIATE_TEST_SUITE_P(Documents, DocumentTest,
                          testing::Values("README.md", "ARCHITECTURE.md", "docs/library.md",
-                                         "docs/sessions.md", "docs/first-hour.md"),
+                                         "docs/sessions.md", "docs/first-hour.md", "docs/watch.md"),
                          [](const auto& document) {
                              std::string name = std::filesystem::path(document.param).stem().string();
                              std::erase(name, '-');

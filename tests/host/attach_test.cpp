@@ -48,22 +48,8 @@ class AttachTest : public test::DispatchFixture {
         return dispatch(words);
     }
 
-    /// The shell has its terminal as it was. What is typed before it has is lost.
     static void isAShellAgain(test::Tmux& terminal) {
-        std::string screen;
-        EXPECT_TRUE(test::eventually([&] {
-            terminal.enter(
-                "clear; stty -a | grep -owE -e \"-?(icrnl|opost|isig|icanon|echo)\" | tr \"\\n\" \" \"; "
-                "echo shell-$((40 + 2))");
-            for (int looks = 0; looks < 100 && screen.find("shell-42") == screen.npos; ++looks) {
-                screen = terminal.screen();
-            }
-            return screen.find("shell-42") != screen.npos;
-        })) << screen;
-        EXPECT_THAT(screen, HasSubstr("icrnl opost isig icanon echo shell-42"));
-        EXPECT_EQ(
-            terminal.state("#{alternate_on} #{mouse_standard_flag} #{keypad_cursor_flag} #{cursor_flag}"),
-            "0 0 0 1");
+        EXPECT_EQ(terminal.settingsInShell(), test::Tmux::usualSettings);
     }
 
     std::unique_ptr<test::DispatchProcess> program;

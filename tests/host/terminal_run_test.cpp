@@ -1,15 +1,10 @@
 #include <csignal>
 
-#include <fcntl.h>
-#include <stdlib.h>
-#include <sys/wait.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "quernlight/platform/file_descriptor.hpp"
-#include "quernlight/platform/spawn.hpp"
 #include "tests/host/dispatch_fixture.hpp"
-#include "tests/host/terminal_bytes.hpp"
+#include "tests/host/tmux.hpp"
 
 namespace quernlight {
 namespace {
@@ -18,114 +13,105 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
-/// `run` as the job of a shell on a terminal; the shell says how the terminal is set each time that it has
-/// it.
+/// `run`, typed into a shell on a terminal.
 class TerminalRunTest : public test::DispatchFixture {
   protected:
-    TerminalRunTest() : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
-        EXPECT_TRUE(grantpt(master_.get()) == 0 && unlockpt(master_.get()) == 0);
+    TerminalRunTest() { std::filesystem::create_directories(temporary()); }
+
+    void work(const std::string& behaviour) {
+        reportClearBug("3f2a9c1d");
+        agentDoes("3f2a9c1d", behaviour);
+        mapApp();
+        startRun();
     }
-    ~TerminalRunTest() override {
-        master_.close();  // hangs up on what still runs
-        if (shell_ > 0) {
-            waitpid(shell_, nullptr, 0);
+    void startRun() {
+        startBackend();
+        terminal = std::make_unique<test::Tmux>(temporary(), environment);
+        std::string line = executable.string();
+        for (const std::string& word : runWith()) {
+            line += " " + word;
         }
+        terminal->enter("clear; " + line + "; echo status $?");
+    }
+    void isAShellAgain() { EXPECT_EQ(terminal->settingsInShell(), test::Tmux::usualSettings); }
+
+    /// Until the shell says how it has ended.
+    std::string screenAfter(const std::string& key) {
+        terminal->press(key);
+        EXPECT_TRUE(terminal->shows("status ")) << terminal->screen();
+        return terminal->screen();
     }
 
-    void startInShell() {
-        const char* const script =
-            "ulimit -c 0; set -m; \"$@\"; stty -a; echo 'the shell has it'; fg; stty -a; echo 'it has ended'";
-        SpawnRequest request{.executable = "/bin/bash",
-                             .arguments = {"bash", "-c", script, "bash", QUERNLIGHT_DISPATCH_PATH},
-                             .environment = {},
-                             .workingDirectory = repository.scratch(""),
-                             .streams = TerminalStreams{.device = ptsname(master_.get())}};
-        for (const std::string& argument : runWith()) {
-            request.arguments.push_back(argument);
-        }
-        for (const auto& [name, value] : environment) {
-            request.environment.push_back(name + "=" + value);
-        }
-        shell_ = spawnProcess(request);
-    }
-
-    /// What comes on the terminal up to the text, and with it.
-    std::string shownUpTo(const std::string& text) {
-        while (unread_.find(text) == std::string::npos) {
-            const std::string bytes = test::nextBytes(master_);
-            if (bytes.empty()) {
-                ADD_FAILURE() << "no \"" << text << "\" in: " << unread_;
-                return "";
-            }
-            unread_ += bytes;
-        }
-        const auto end = unread_.find(text) + text.size();
-        const std::string shown = unread_.substr(0, end);
-        unread_.erase(0, end);
-        return shown;
-    }
-
-    /// Once it is drawn again and again.
-    void awaitPicture(const std::string& text) {
-        shownUpTo(text);
-        shownUpTo("A\r\x1b[J");
-        shownUpTo(text);
-    }
-
-    void press(const std::string& key) {
-        EXPECT_EQ(write(master_.get(), key.data(), key.size()), static_cast<ssize_t>(key.size()));
-    }
-
-  private:
-    FileDescriptor master_;
-    pid_t shell_ = -1;
-    std::string unread_;
+    std::unique_ptr<test::Tmux> terminal;
 };
 
-TEST_F(TerminalRunTest, ControlZGivesTheTerminalBackAndThePictureIsDrawnAnewBelow) {
+TEST_F(TerminalRunTest, ControlCStopsItAndWhatWasToldLastStays) {
     report("3f2a9c1d", "Crash on launch");
-    startBackend();
-    startInShell();
-    awaitPicture("needs mapping");
-    press("\x1a");
-    EXPECT_THAT(shownUpTo("the shell has it"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
-    EXPECT_THAT(shownUpTo("needs mapping"), Not(HasSubstr("A\r\x1b[J")));
-    EXPECT_THAT(shownUpTo("needs mapping"), HasSubstr("A\r\x1b[J"));
-    press("\x03");
-    EXPECT_THAT(shownUpTo("it has ended"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
+    startRun();
+    ASSERT_TRUE(terminal->shows("NEEDS YOU (1)")) << terminal->screen();
+    EXPECT_EQ(terminal->state("#{alternate_on}"), "1");
+    EXPECT_THAT(
+        screenAfter("C-c"),
+        AllOf(HasSubstr("Stopping sessions; Ctrl-C or SIGTERM once more kills them."),
+              HasSubstr("3f2a9c1d Crash on launch"), HasSubstr("status 130"), Not(HasSubstr("? help"))));
+    isAShellAgain();
 }
 
-TEST_F(TerminalRunTest, KeysLeaveNothingInThePictureAndNothingForTheShell) {
+TEST_F(TerminalRunTest, LeavingAsksAndStopsItInOrder) {
+    work("idle");
+    ASSERT_TRUE(terminal->shows("1/2 agents")) << terminal->screen();
+    terminal->press("q");
+    ASSERT_TRUE(terminal->shows("Stop it? [y/N]")) << terminal->screen();
+    terminal->press("n");
+    ASSERT_TRUE(terminal->shows("Nothing was done.")) << terminal->screen();
+    terminal->press("q");
+    ASSERT_TRUE(terminal->shows("Stop it? [y/N]")) << terminal->screen();
+    EXPECT_THAT(screenAfter("y"), HasSubstr("Stopping sessions"));
+    EXPECT_EQ(status("3f2a9c1d"), "queued");
+    isAShellAgain();
+}
+
+TEST_F(TerminalRunTest, ControlZGivesTheTerminalBackAndItGoesOnInTheForeground) {
     report("3f2a9c1d", "Crash on launch");
-    startBackend();
-    startInShell();
-    awaitPicture("needs mapping");
-    press("blind\r");
-    for (int frame = 0; frame < 3; ++frame) {
-        EXPECT_THAT(shownUpTo("needs mapping"), Not(HasSubstr("blind")));
-    }
-    press("\x03");
-    EXPECT_THAT(shownUpTo("the shell has it"), Not(HasSubstr("blind")));
+    startRun();
+    ASSERT_TRUE(terminal->shows("NEEDS YOU (1)")) << terminal->screen();
+    terminal->press("C-z");
+    isAShellAgain();
+    terminal->enter("fg");
+    ASSERT_TRUE(terminal->shows("NEEDS YOU (1)")) << terminal->screen();
+    terminal->press("C-c");
+    isAShellAgain();
 }
 
 TEST_F(TerminalRunTest, ASignalThatEndsTheProgramAtOnceLeavesTheTerminalAsItWas) {
     report("3f2a9c1d", "Crash on launch");
-    startBackend();
-    startInShell();
-    awaitPicture("needs mapping");
-    press("\x1c");
-    EXPECT_THAT(shownUpTo("the shell has it"), AllOf(HasSubstr(" icanon"), HasSubstr(" echo ")));
+    startRun();
+    ASSERT_TRUE(terminal->shows("NEEDS YOU (1)")) << terminal->screen();
+    terminal->press("C-'\\'");
+    isAShellAgain();
+}
+
+TEST_F(TerminalRunTest, APersonGoesIntoAnAgentsTerminalAndComesBack) {
+    work("full-screen");
+    ASSERT_TRUE(terminal->shows("RUNNING (1)")) << terminal->screen();
+    ASSERT_TRUE(terminal->shows(" Full screen ")) << terminal->screen();
+    terminal->press("Enter");
+    ASSERT_TRUE(terminal->showsOnceTyped("z", "keys: z")) << terminal->screen();
+    EXPECT_THAT(terminal->screen(), Not(HasSubstr("RUNNING")));
+    terminal->press("C-]");
+    EXPECT_TRUE(terminal->shows("its session goes on.")) << terminal->screen();
+    EXPECT_THAT(terminal->screen(), HasSubstr("RUNNING (1)"));
+    terminal->press("C-c");
+    terminal->press("C-c");
+    isAShellAgain();
 }
 
 TEST_F(TerminalRunTest, AnAgentThatHasCrashedIsShownAsThatWhileItsCommentIsWaitedFor) {
-    reportClearBug("3f2a9c1d");
-    agentDoes("3f2a9c1d", "crash");
-    mapApp();
-    startBackend();
-    startInShell();
-    EXPECT_THAT(shownUpTo("comment due by "), HasSubstr("· 3f2a9c1d  Shop        ended by SIGSEGV"));
-    press("\x03");
-    shownUpTo("the shell has it");
+    work("crash");
+    EXPECT_TRUE(terminal->shows("ended by SIGSEGV")) << terminal->screen();
+    EXPECT_THAT(terminal->screen(), HasSubstr("· 3f2a9c1d"));
+    terminal->press("C-c");
+    isAShellAgain();
 }
 
 }  // namespace

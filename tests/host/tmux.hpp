@@ -69,6 +69,27 @@ class Tmux {
         return holdsOnceTyped(key, [&] { return screen().find(text) != std::string::npos; });
     }
 
+    static constexpr const char* usualSettings = "icrnl opost isig icanon echo; 0 0 0 1";
+
+    /// How it is set once a shell has it again: what it does with keys and output, whether the other screen,
+    /// the mouse and the keypad are on, and the cursor. What is typed before a shell has it is lost.
+    std::string settingsInShell() {
+        std::string seen;
+        eventually([&] {
+            enter(
+                "clear; stty -a | grep -owE -e \"-?(icrnl|opost|isig|icanon|echo)\" | tr \"\\n\" \" \"; "
+                "echo shell-$((40 + 2))");
+            for (int looks = 0; looks < 100 && seen.find("shell-42") == seen.npos; ++looks) {
+                seen = screen();
+            }
+            return seen.find("shell-42") != seen.npos;
+        });
+        const auto begin = seen.find("icrnl");
+        const auto end = seen.find(" shell-42");
+        return (begin < end ? seen.substr(begin, end - begin) : seen) + "; " +
+               state("#{alternate_on} #{mouse_standard_flag} #{keypad_cursor_flag} #{cursor_flag}");
+    }
+
     /// What tmux knows of it, as its formats name it: "alternate_on", "mouse_any_flag".
     std::string state(const std::string& names) const {
         std::string text = run(command_ + "display-message -p '" + names + "'");

@@ -1,16 +1,12 @@
 #include <ostream>
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include "host/view/picture.hpp"
-#include "host/view/view_terminal.hpp"
+#include "host/view/terminal_style.hpp"
 
 namespace quernlight::host {
 namespace {
 
-using testing::Each;
-using testing::HasSubstr;
-using testing::Not;
 using enum TerminalStyle;
 
 struct StyleRow {
@@ -37,18 +33,6 @@ INSTANTIATE_TEST_SUITE_P(
                     StyleRow{"no colours", {{"TERM", "xterm"}, {"NO_COLOR", "1"}}, picture},
                     StyleRow{"a dumb terminal", {{"TERM", "dumb"}}, lines},
                     StyleRow{"a dumb one without colours", {{"TERM", "dumb"}, {"NO_COLOR", "1"}}, lines}));
-
-TEST(PictureTest, WithoutColoursItHoldsTheSameTextAndNoEscape) {
-    ViewState view{.alerts = {{{AlertTopic::disk}, "The disk is full."}}};
-    view.lines.push_back(
-        {.progress = {.bugID = "3f2a9c1d", .stage = SessionStage::failed, .detail = "It is."}});
-    const auto coloured = pictureOf(view, {}, Instant());
-    const auto bare = pictureOf(view, {.coloured = false}, Instant());
-    EXPECT_THAT(coloured, Each(HasSubstr("\x1b[")));
-    EXPECT_THAT(bare, Each(Not(HasSubstr("\x1b"))));
-    EXPECT_THAT(bare.at(0), HasSubstr("! The disk is full."));
-    EXPECT_THAT(bare.at(1), HasSubstr("✗ 3f2a9c1d"));
-}
 
 }  // namespace
 }  // namespace quernlight::host

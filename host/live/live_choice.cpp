@@ -1,0 +1,338 @@
+#include "host/live/live_choice.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "host/events/session_stage.hpp"
+#include "quernlight/platform/text.hpp"
+
+namespace quernlight::host {
+namespace {
+
+using Kind = LiveKey::Kind;
+using Bugs = std::vector<const LiveBug*>;
+
+constexpr std::size_t pageLines = 10;
+
+/// Enter and Escape are the caller's.
+void edit(TypedLine& line, const LiveKey& key) {
+    const std::size_t size = line.text.size();
+    if (key.kind == Kind::text) {
+        const std::u32string typed = unicodeScalars(key.text);
+        line.text.insert(line.cursor, typed);
+        line.cursor += typed.size();
+    } else if (key.kind == Kind::backspace && line.cursor > 0) {
+        line.text.erase(--line.cursor, 1);
+    } else if (key.kind == Kind::remove && line.cursor < size) {
+        line.text.erase(line.cursor, 1);
+    } else if (key.kind == Kind::clear) {
+        line = {};
+    } else if (key.kind == Kind::left) {
+        line.cursor -= std::min<std::size_t>(line.cursor, 1);
+    } else if (key.kind == Kind::right) {
+        line.cursor = std::min(line.cursor + 1, size);
+    } else if (key.kind == Kind::home || key.kind == Kind::end) {
+        line.cursor = key.kind == Kind::home ? 0 : size;
+    }
+}
+
+std::optional<LiveWish> takeAnswer(const LiveKey& key, LiveChoice& choice) {
+    if (key.kind == Kind::escape) {
+        choice.answering.reset();
+        choice.message = "Nothing was sent.";
+    } else if (key.kind != Kind::enter) {
+        edit(*choice.answering, key);
+    } else if (const std::string text(trimmed(choice.answering->utf8())); !text.empty()) {
+        choice.answering.reset();
+        return LiveWish{.action = LiveAction::answer, .bugID = choice.answered, .text = text};
+    }
+    return std::nullopt;
+}
+
+std::optional<LiveWish> takeFilter(const LiveKey& key, LiveChoice& choice) {
+    if (key.kind == Kind::escape) {
+        choice.filter.clear();
+    } else if (key.kind != Kind::enter) {
+        edit(*choice.filtering, key);
+        choice.filter = choice.filtering->utf8();
+        return std::nullopt;
+    }
+    choice.filtering.reset();
+    return std::nullopt;
+}
+
+/// Only y is a yes.
+std::optional<LiveWish> takeReply(const LiveKey& key, LiveChoice& choice) {
+    const LiveQuestion question = *std::exchange(choice.question, std::nullopt);
+    if (key.kind == Kind::text && !key.isPasted && (key.text == "y" || key.text == "Y")) {
+        LiveWish wish = question.wish;
+        wish.isConfirmed = true;
+        return wish;
+    }
+    choice.message = "Nothing was done.";
+    return std::nullopt;
+}
+
+void select(LiveChoice& choice, const LiveBug* bug) {
+    if (bug && choice.bugID != bug->bugID) {
+        choice.bugID = bug->bugID;
+        choice.scrolled = 0;
+    }
+}
+
+void selectBeside(LiveChoice& choice, const Bugs& shown, std::ptrdiff_t step) {
+    const auto at = std::ranges::find(shown, selectedBug(shown, choice)) - shown.begin();
+    if (!shown.empty()) {
+        select(
+            choice,
+            shown[static_cast<std::size_t>(std::clamp<std::ptrdiff_t>(at + step, 0, std::ssize(shown) - 1))]);
+    }
+}
+
+/// The first bug of the next section that has one, around.
+void selectSection(LiveChoice& choice, const BugsBySection& listed, const LiveBug* selected, int step) {
+    constexpr int count = static_cast<int>(allLiveSections.size());
+    const int begin = selected ? static_cast<int>(*sectionOf(*selected)) : 0;
+    for (int away = 1; away <= count; ++away) {
+        const auto section = static_cast<LiveSection>((begin + step * away + count * away) % count);
+        const auto bugs = listed.find(section);
+        if (bugs != listed.end() && !bugs->second.empty()) {
+            return select(choice, bugs->second.front());
+        }
+    }
+}
+
+void choosePane(LiveChoice& choice, LivePane pane) {
+    choice.pane = pane;
+    choice.scrolled = 0;
+}
+
+void choosePaneBeside(LiveChoice& choice, const LiveBug* selected, int step) {
+    if (selected) {
+        constexpr int count = static_cast<int>(allLivePanes.size());
+        choosePane(choice, static_cast<LivePane>(
+                               (static_cast<int>(shownPane(*selected, choice)) + step + count) % count));
+    }
+}
+
+void scroll(LiveChoice& choice, const LiveBug* selected, bool isUp) {
+    const bool beginsAtEnd = selected && isReadFromEnd(shownPane(*selected, choice));
+    choice.scrolled = beginsAtEnd == isUp ? choice.scrolled + pageLines
+                                          : choice.scrolled - std::min(choice.scrolled, pageLines);
+}
+
+std::string quoted(const LiveBug& bug) {
+    return "Bug " + bug.bugID;
+}
+
+std::optional<LiveWish> askFirst(LiveChoice& choice, std::string sentence, LiveWish wish) {
+    choice.question = LiveQuestion{.sentence = std::move(sentence), .wish = std::move(wish)};
+    return std::nullopt;
+}
+
+std::optional<LiveWish> cancelled(LiveChoice& choice, const LiveBug& bug) {
+    LiveWish wish{.action = LiveAction::cancel, .bugID = bug.bugID};
+    if (isRunning(bug.stage)) {
+        return askFirst(choice, quoted(bug) + ": its agent is ended. Cancel it?", std::move(wish));
+    }
+    return wish;
+}
+
+std::optional<LiveWish> retried(LiveChoice& choice, const LiveBug& bug) {
+    LiveWish wish{.action = LiveAction::retry, .bugID = bug.bugID};
+    if (bug.stage == SessionStage::inReview) {
+        return askFirst(choice, quoted(bug) + ": its work is done. Have it worked on again?",
+                        std::move(wish));
+    }
+    return wish;
+}
+
+void beginAnswer(LiveChoice& choice, const LiveBug& bug) {
+    if (bug.stage == SessionStage::needsReply) {
+        choice.answering = TypedLine();
+        choice.answered = bug.bugID;
+        return;
+    }
+    choice.isTrouble = true;
+    choice.message = bug.stage == SessionStage::needsPerson
+                         ? quoted(bug) + "'s agent asks in its terminal; press Enter to go there."
+                         : quoted(bug) + " waits for no answer.";
+}
+
+/// In front of the one above it, or of the second one below: what stands there in its own queue.
+std::optional<LiveWish> moved(LiveChoice& choice, const BugsBySection& listed, const LiveBug& bug, int step) {
+    Bugs queue;
+    const auto queued = listed.find(LiveSection::queued);
+    if (queued != listed.end()) {
+        std::ranges::copy_if(queued->second, std::back_inserter(queue),
+                             [&](const LiveBug* other) { return other->isManual == bug.isManual; });
+    }
+    const auto at = std::ranges::find(queue, &bug) - queue.begin();
+    if (at == std::ssize(queue)) {
+        choice.isTrouble = true;
+        choice.message = quoted(bug) + " is not waiting in the queue.";
+        return std::nullopt;
+    }
+    const auto place = step < 0 ? at - 1 : at + 2;
+    if (place < 0 || (step > 0 && at + 1 == std::ssize(queue))) {
+        return std::nullopt;  // it stands at the end already
+    }
+    return LiveWish{.action = step < 0 ? LiveAction::moveUp : LiveAction::moveDown,
+                    .bugID = bug.bugID,
+                    .text = place < std::ssize(queue) ? queue[static_cast<std::size_t>(place)]->bugID : ""};
+}
+
+/// A letter that does something to the selected bug.
+std::optional<LiveWish> takeBugLetter(char letter, const BugsBySection& listed, const LiveBug& bug,
+                                      LiveChoice& choice) {
+    switch (letter) {
+        case 'a':
+            beginAnswer(choice, bug);
+            return std::nullopt;
+        case 'c':
+            return cancelled(choice, bug);
+        case 'r':
+            return retried(choice, bug);
+        case 'n':
+            return LiveWish{.action = LiveAction::next, .bugID = bug.bugID};
+        case 'o':
+            return LiveWish{.action = LiveAction::open, .bugID = bug.bugID};
+        case 'J':
+            return moved(choice, listed, bug, 1);
+        case 'K':
+            return moved(choice, listed, bug, -1);
+        default:
+            return std::nullopt;
+    }
+}
+
+std::optional<LiveWish> takeLetter(char letter, const BugsBySection& listed, LiveChoice& choice) {
+    const Bugs shown = inOrder(listed);
+    const LiveBug* selected = selectedBug(shown, choice);
+    select(choice, selected);  // it stays so wherever it goes
+    switch (letter) {
+        case 'j':
+            selectBeside(choice, shown, 1);
+            break;
+        case 'k':
+            selectBeside(choice, shown, -1);
+            break;
+        case 't':
+            choosePane(choice, LivePane::terminal);
+            break;
+        case 'e':
+            choosePane(choice, LivePane::events);
+            break;
+        case 'g':
+            choosePane(choice, LivePane::goal);
+            break;
+        case 'd':
+            choosePane(choice, LivePane::diff);
+            break;
+        case '/':
+            choice.filtering = TypedLine{.text = unicodeScalars(choice.filter)};
+            choice.filtering->cursor = choice.filtering->text.size();
+            break;
+        case '?':
+            choice.showsHelp = true;
+            break;
+        case 'u':
+            return LiveWish{.action = LiveAction::unpause};
+        case 'q':
+            return LiveWish{.action = LiveAction::leave};
+        default:
+            return selected ? takeBugLetter(letter, listed, *selected, choice) : std::nullopt;
+    }
+    return std::nullopt;
+}
+
+std::optional<LiveWish> takeMovement(Kind kind, const BugsBySection& listed, LiveChoice& choice) {
+    const Bugs shown = inOrder(listed);
+    const LiveBug* selected = selectedBug(shown, choice);
+    switch (kind) {
+        case Kind::up:
+        case Kind::down:
+            selectBeside(choice, shown, kind == Kind::up ? -1 : 1);
+            break;
+        case Kind::left:
+        case Kind::right:
+            choosePaneBeside(choice, selected, kind == Kind::left ? -1 : 1);
+            break;
+        case Kind::tab:
+        case Kind::backTab:
+            selectSection(choice, listed, selected, kind == Kind::tab ? 1 : -1);
+            break;
+        case Kind::home:
+        case Kind::end:
+            selectBeside(choice, shown, kind == Kind::home ? -std::ssize(shown) : std::ssize(shown));
+            break;
+        case Kind::pageUp:
+        case Kind::pageDown:
+            scroll(choice, selected, kind == Kind::pageUp);
+            break;
+        case Kind::escape:
+            choice.filter.clear();
+            break;
+        case Kind::enter:
+            return selected ? std::optional(LiveWish{.action = LiveAction::attach, .bugID = selected->bugID})
+                            : std::nullopt;
+        default:
+            break;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+std::string_view nameOf(LivePane pane) {
+    constexpr std::array<std::string_view, 4> names{"terminal", "events", "goal", "diff"};
+    return names[static_cast<std::size_t>(pane)];
+}
+
+bool isReadFromEnd(LivePane pane) {
+    return pane == LivePane::terminal || pane == LivePane::events;
+}
+
+std::string TypedLine::utf8() const {
+    std::string bytes;
+    for (const char32_t character : text) {
+        appendUtf8(bytes, character);
+    }
+    return bytes;
+}
+
+const LiveBug* selectedBug(const std::vector<const LiveBug*>& shown, const LiveChoice& choice) {
+    const auto found = std::ranges::find(shown, choice.bugID, &LiveBug::bugID);
+    return found != shown.end() ? *found : shown.empty() ? nullptr : shown.front();
+}
+
+LivePane shownPane(const LiveBug& bug, const LiveChoice& choice) {
+    const bool hasTerminal = bug.isFollowed && isRunning(bug.stage);
+    return choice.pane.value_or(hasTerminal ? LivePane::terminal : LivePane::events);
+}
+
+std::optional<LiveWish> takeKey(const LiveKey& key, const LiveSnapshot& snapshot, LiveChoice& choice) {
+    choice.message.clear();
+    choice.isTrouble = false;
+    if (choice.question) {
+        return takeReply(key, choice);
+    }
+    if (choice.answering) {
+        return takeAnswer(key, choice);
+    }
+    if (choice.filtering) {
+        return takeFilter(key, choice);
+    }
+    if (choice.showsHelp) {
+        choice.showsHelp = false;
+        return std::nullopt;
+    }
+    const BugsBySection listed = listedBugs(snapshot, choice.filter);
+    if (key.kind != Kind::text) {
+        return takeMovement(key.kind, listed, choice);
+    }
+    const bool isLetter = key.text.size() == 1 && !key.isPasted;
+    return isLetter ? takeLetter(key.text.front(), listed, choice) : std::nullopt;
+}
+
+}  // namespace quernlight::host
