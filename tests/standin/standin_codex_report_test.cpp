@@ -50,8 +50,8 @@ TEST(StandinCodexReportTest, TheCommentCarriesTheGoalsIdentifiersAndItsStatus) {
 }
 
 TEST(StandinCodexReportTest, AQuestionHasNoPullRequest) {
-    const auto comment = boost::json::parse(
-        commentBody({}, {.body = "How?", .status = "investigate", .prURL = ""}));
+    const auto comment =
+        boost::json::parse(commentBody({}, {.body = "How?", .status = "investigate", .prURL = ""}));
     EXPECT_FALSE(comment.as_object().contains("pr_url"));
 }
 
