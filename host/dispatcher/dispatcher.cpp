@@ -140,15 +140,18 @@ ItemWork Dispatcher::workOn(const Uuid& itemID) const {
 }
 
 bool Dispatcher::isFree(const Uuid& itemID) const {
-    return workOn(itemID) == ItemWork::none && !claims_.contains(itemID);
+    return workOn(itemID) == ItemWork::none && !claims_->contains(itemID);
 }
 
 std::shared_ptr<const void> Dispatcher::claim(const Uuid& itemID) {
-    const auto entry = claims_.insert(itemID);
-    return {this, [this, entry](const void*) {
-                claims_.erase(entry);
-                context_.changed.notify();
-            }};
+    const auto release = [claims = std::weak_ptr(claims_), entry = claims_->insert(itemID),
+                          changed = context_.changed](const void*) {
+        if (const auto live = claims.lock()) {
+            live->erase(entry);
+            changed.notify();
+        }
+    };
+    return {this, release};
 }
 
 void Dispatcher::reconcile(const BugQueueItem& item) {

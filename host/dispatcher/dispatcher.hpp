@@ -48,7 +48,7 @@ class Dispatcher {
     ItemWork workOn(const Uuid& itemID) const;
 
     /// While what is returned lives no session of the item begins, and neither is it retired: its state can
-    /// be looked at and changed in one step. Must not outlive this.
+    /// be looked at and changed in one step.
     std::shared_ptr<const void> claim(const Uuid& itemID);
 
     /// What the item's last session has come to is found out, unless somebody works on it.
@@ -80,7 +80,7 @@ class Dispatcher {
 
     SessionServices& services_;
     ChoreContext context_;
-    std::multiset<Uuid> claims_;
+    const std::shared_ptr<std::multiset<Uuid>> claims_ = std::make_shared<std::multiset<Uuid>>();
     RunningSessions sessions_;
     Reconciliation reconciliation_;
     Intake intake_;
