@@ -9,6 +9,7 @@
 #include "host/store/readable_queue.hpp"
 #include "host/worktree/git_marks.hpp"
 #include "host/worktree/git_time_limit.hpp"
+#include "host/worktree/guarded_git.hpp"
 #include "host/worktree/work_outlook.hpp"
 #include "host/worktree/worktree_blocker.hpp"
 #include "quernlight/git/git_worktree_cleaner.hpp"
@@ -64,6 +65,11 @@ GitRunner Retirement::git(GitOutput output) {
                             output);
 }
 
+/// An agent has worked in each of these repositories.
+RoundFetches::RunnerMaker Retirement::gitOfRound() {
+    return [this](const std::string& repository) { return guardedLater(git(), repository); };
+}
+
 Task<void> Retirement::retireMerged() {
     if (services_.settings.retireEnabled) {
         co_await rounds_.run(round(&Retirement::retireIfMerged));
@@ -84,14 +90,15 @@ Task<std::vector<ReapedBug>> Retirement::plan() {
 Task<std::vector<ReapedBug>> Retirement::round(Look look) {
     auto items = co_await itemsInReview();
     forgetBlockers(items);
-    std::erase_if(items, [this](const BugQueueItem& item) { return isBusy_(item.id); });
     Reaped reaped;
     for (const BugQueueItem& item : items) {
         const RetirementPlan unknown{.sentence = reviewState(item).trouble};
-        reaped.push_back(reapedBug(item, unknown));
+        const RetirementPlan busy = retirementPlan({.bugID = item.bugID, .isWorkedOn = true});
+        reaped.push_back(reapedBug(item, isBusy_(item.id) ? busy : unknown));
     }
+    std::erase_if(items, [this](const BugQueueItem& item) { return isBusy_(item.id); });
     const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
-    const RoundFetches fetches([this] { return git(); }, reviews);
+    const RoundFetches fetches(gitOfRound(), reviews);
     for (const BugInReview& review : reviews) {
         if (isBusy_(review.item.id) || services_.stop.isStopping()) {
             continue;
@@ -225,7 +232,9 @@ Task<std::string> Retirement::leave(BugInReview review, PreserveResult saved) {
         work.preservedReference = preserved ? preserved->reference : kept.back();
     }
     const Instant now = services_.clock.now();
-    work.work = doneWork(co_await services_.store.attempts.attempts(item.id), {.until = now});
+    const auto attempts = co_await services_.store.attempts.attempts(item.id);
+    const WorkPeriod whole{.until = now};
+    work.work = doneWork(attempts, whole);
     ItemEvent event{.itemID = item.id,
                     .kind = EventKind::retired,
                     .message = "Merged: the bug leaves the queue, and its worktree is gone."};
@@ -266,7 +275,7 @@ Task<PreserveResult> Retirement::preserve(BugQueueItem item, AppMapping mapping)
 }
 
 Task<void> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
-    const GitWorktreeCleaner cleaner(git());
+    const GitWorktreeCleaner cleaner(guardedLater(git(), mapping.repoPath));
     CleanupBugRequest request{.repoPath = mapping.repoPath,
                               .worktreeRootPath = mapping.resolvedWorktreeRootPath(),
                               .appName = item.appName,
@@ -282,7 +291,7 @@ Task<std::vector<ReviewState>> Retirement::states() {
     std::vector<ReviewState> states;
     std::ranges::transform(items, std::back_inserter(states), reviewState);
     const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
-    const RoundFetches fetches([this] { return git(); }, reviews);
+    const RoundFetches fetches(gitOfRound(), reviews);
     for (const BugInReview& review : reviews) {
         const auto place =
             std::ranges::find(states, review.item.id, [](const ReviewState& state) { return state.item.id; });

@@ -10,6 +10,7 @@
 #include "host/retirement/retirement_plan.hpp"
 #include "host/retirement/retirement_services.hpp"
 #include "host/retirement/review_state.hpp"
+#include "host/retirement/round_fetches.hpp"
 #include "host/worktree/work_preserver.hpp"
 #include "quernlight/platform/operation_queue.hpp"
 
@@ -50,6 +51,7 @@ class Retirement {
     using Look = Task<ReapedBug> (Retirement::*)(BugInReview review, GitRunner run);
 
     GitRunner git(GitOutput output = GitOutput::combined);
+    RoundFetches::RunnerMaker gitOfRound();
     Task<Reaped> round(Look look);
     Task<std::vector<BugQueueItem>> itemsInReview();
     Task<ReapedBug> retireIfMerged(BugInReview review, GitRunner run);

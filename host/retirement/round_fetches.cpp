@@ -22,7 +22,7 @@ RoundFetches::RoundFetches(RunnerMaker makeRunner, const std::vector<BugInReview
             for (; next != fetches.end() && numbers.size() < SharedFetch::mostPullRequests; ++next) {
                 numbers.insert(next->first);
             }
-            const auto fetch = std::make_shared<SharedFetch>(makeRunner_(), std::move(numbers));
+            const auto fetch = std::make_shared<SharedFetch>(makeRunner_(place.repoPath), std::move(numbers));
             std::for_each(first, next, [&](auto& pullRequest) { pullRequest.second = fetch; });
         }
     }
@@ -30,7 +30,8 @@ RoundFetches::RoundFetches(RunnerMaker makeRunner, const std::vector<BugInReview
 
 GitRunner RoundFetches::runnerFor(const BugInReview& review) const {
     const auto pullRequest = parsePullRequestURL(review.prURL);
-    return pullRequest ? fetches_.at(placeOf(review)).at(pullRequest->number)->runner() : makeRunner_();
+    return pullRequest ? fetches_.at(placeOf(review)).at(pullRequest->number)->runner()
+                       : makeRunner_(review.mapping.repoPath);
 }
 
 RoundFetches::Place RoundFetches::placeOf(const BugInReview& review) {

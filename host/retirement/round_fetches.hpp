@@ -17,7 +17,7 @@ namespace quernlight::host {
 class RoundFetches {
   public:
     /// A git that has to be ended runs no further command, so every repository has a runner of its own.
-    using RunnerMaker = std::function<GitRunner()>;
+    using RunnerMaker = std::function<GitRunner(const std::string& repository)>;
 
     /// For `reviews`, the bugs of the round.
     RoundFetches(RunnerMaker makeRunner, const std::vector<BugInReview>& reviews);

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <memory>
+#include <optional>
 #include <set>
 #include <utility>
 
@@ -50,16 +52,58 @@ std::set<std::string> doubtfulFilters(std::string_view filters) {
     return doubtful;
 }
 
+/// Each merge driver is a command of the repository's own. A name with a blank is one that no file can have.
+std::set<std::string> mergeDrivers(std::string_view printed) {
+    constexpr std::string_view begin = "merge.";
+    constexpr std::string_view end = ".driver";
+    std::set<std::string> drivers;
+    for (const std::string_view line : linesOf(printed)) {
+        const std::string_view key = line.substr(0, line.find(' '));
+        if (key.starts_with(begin) && key.ends_with(end) && key.size() > begin.size() + end.size()) {
+            drivers.emplace(key.substr(begin.size(), key.size() - begin.size() - end.size()));
+        }
+    }
+    return drivers;
+}
+
 Task<GitCommandResult> runWith(GitRunner git, std::vector<std::string> options,
                                std::vector<std::string> arguments) {
     std::ranges::move(arguments, std::back_inserter(options));
     co_return co_await git(std::move(options));
 }
 
+/// What git-config(1) prints of the settings whose names match.
+Task<std::string> settingsOf(GitRunner git, std::string repository, std::string names) {
+    std::vector<std::string> look{"-C", std::move(repository), "config", "--get-regexp", std::move(names)};
+    GitCommandResult settings = co_await git(std::move(look));
+    co_return settings.succeeded() ? std::move(settings.output) : "";
+}
+
+/// Asked for one by one, since a value may have several lines.
+Task<std::vector<std::string>> optionsFor(GitRunner git, std::string repository) {
+    const std::string filters =
+        co_await settingsOf(git, repository, "^filter\\..*\\.(clean|smudge|process)$");
+    const std::string drivers = co_await settingsOf(git, repository, "^merge\\..*\\.driver$");
+    co_return guardOptions(filters, drivers);
+}
+
+Task<GitCommandResult> runGuarded(GitRunner git, std::string repository,
+                                  std::shared_ptr<std::optional<std::vector<std::string>>> options,
+                                  std::vector<std::string> arguments) {
+    if (!*options) {
+        *options = co_await optionsFor(git, std::move(repository));
+    }
+    co_return co_await runWith(std::move(git), **options, std::move(arguments));
+}
+
 }  // namespace
 
-std::vector<std::string> guardOptions(std::string_view filters) {
-    std::vector<std::string> options{"-c", "core.hooksPath=/dev/null", "-c", "core.fsmonitor=false"};
+std::vector<std::string> guardOptions(std::string_view filters, std::string_view drivers) {
+    std::vector<std::string> options{"-c", "core.hooksPath=/dev/null", "-c", "core.fsmonitor=false",
+                                     "-c", "log.showSignature=false"};
+    for (const std::string& driver : mergeDrivers(drivers)) {
+        options.insert(options.end(), {"-c", "merge." + driver + ".driver=false"});
+    }
     for (const std::string& filter : doubtfulFilters(filters)) {
         for (const char* setting : {".clean=", ".smudge=", ".process=", ".required=false"}) {
             options.insert(options.end(), {"-c", std::string(section) + filter + setting});
@@ -69,14 +113,19 @@ std::vector<std::string> guardOptions(std::string_view filters) {
 }
 
 Task<GitRunner> guarded(GitRunner git, std::string repository) {
-    std::vector<std::string> look{"-C", std::move(repository), "config", "--get-regexp",
-                                  "^filter\\..*\\.(clean|smudge|process)$"};
-    const GitCommandResult filters = co_await git(std::move(look));
-    std::vector<std::string> options = guardOptions(filters.succeeded() ? filters.output : "");
+    const std::vector<std::string> options = co_await optionsFor(git, std::move(repository));
     const GitRunner guardedGit = [git, options](std::vector<std::string> arguments) {
         return runWith(git, options, std::move(arguments));
     };
     co_return guardedGit;
+}
+
+GitRunner guardedLater(GitRunner git, std::string repository) {
+    const auto options = std::make_shared<std::optional<std::vector<std::string>>>();
+    return [git = std::move(git), repository = std::move(repository),
+            options](std::vector<std::string> arguments) {
+        return runGuarded(git, repository, options, std::move(arguments));
+    };
 }
 
 }  // namespace quernlight::host

@@ -81,8 +81,12 @@ class Repository {
         Words list{"for-each-ref", "--format=%(refname)", "refs/heads/" + branch, "refs/remotes/*/" + branch};
         const std::string printed = co_await run(std::move(list));
         const auto found = linesOf(printed);
+        const auto preferred = std::ranges::find(found, "refs/remotes/origin/" + branch);
         const auto remote = std::ranges::find_if(
             found, [](std::string_view reference) { return reference.starts_with("refs/remotes/"); });
+        if (preferred != found.end()) {
+            co_return std::string(*preferred);
+        }
         co_return found.empty() ? "" : std::string(remote == found.end() ? found.front() : *remote);
     }
 
@@ -139,8 +143,8 @@ class Repository {
         if (ancestor.status != 1) {
             co_return Containment::unknown;
         }
-        Words compare{"rev-list",    "--cherry-pick", "--right-only",
-                      "--no-merges", "--count",       work.base + "..." + work.commit};
+        Words compare{"rev-list", "--cherry-pick", "--right-only", "--count",
+                      work.base + "..." + work.commit};
         const GitCommandResult missing = co_await tryRun(std::move(compare));
         const auto count = missing.succeeded() ? numberOf(missing.output) : std::nullopt;
         co_return !count ? Containment::unknown : *count == 0 ? Containment::yes : Containment::no;

@@ -7,6 +7,7 @@
 #include "host/process/user_error.hpp"
 #include "host/text/shell_text.hpp"
 #include "host/worktree/git_time_limit.hpp"
+#include "host/worktree/guarded_git.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 #include "host/worktree/worktree_place.hpp"
 #include "quernlight/git/worktree_naming.hpp"
@@ -138,7 +139,8 @@ Task<bool> hasEarlierWork(PrepareBugRequest request, GitRunner ask) {
     if (isRefused(request)) {
         co_return false;
     }
-    WorktreePlace place(namesFor(request), ask, ask);
+    const GitRunner careful = guardedLater(std::move(ask), request.repoPath);
+    WorktreePlace place(namesFor(request), careful, careful);
     co_return co_await place.isBranchUsed();
 }
 
