@@ -4,6 +4,7 @@
 
 #include <boost/asio/this_coro.hpp>
 
+#include "host/events/standing_wish.hpp"
 #include "host/process/user_error.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 
@@ -80,6 +81,7 @@ Task<void> StartLoop::startWhatMay() {
 Task<void> StartLoop::start(BugQueueItem listed) {
     const auto mapping = co_await services_.store.mappings.mapping(listed.bundleID);
     const auto attempt = co_await services_.store.attempts.latestAttempt(listed.id);
+    const auto wish = standingWish(co_await services_.store.items.events(listed.id));
     const auto executor = co_await boost::asio::this_coro::executor;
     auto current = co_await services_.store.items.item(listed.id);
     const bool isSame = current && current->queueMode == listed.queueMode;
@@ -94,6 +96,8 @@ Task<void> StartLoop::start(BugQueueItem listed) {
     }
     if (attempt && isOpen(*attempt)) {
         reconciliation_.add(*current, {.reason = "Its session ended while the backend could not be asked."});
+    } else if (wish != StandingWish::none) {
+        reconciliation_.add(*current, {.reason = "A person's wish came while its session ended."});
     } else {
         sessions_.start(executor, *current, *mapping);
     }

@@ -1,3 +1,6 @@
+#include <optional>
+
+#include "host/dispatcher/start_request.hpp"
 #include "host/events/item_history.hpp"
 #include "host/events/session_stage.hpp"
 #include "host/service/service_error.hpp"
@@ -49,6 +52,21 @@ Task<void> requestStart(DispatchStore store, BugQueueItem item) {
     co_await appendEvent(store.items, std::move(event));
 }
 
+/// In the manual queue already, it is only no longer to be started.
+Task<void> hold(OwnedStore owned, BugQueueItem item) {
+    if (item.queueMode != QueueMode::manual) {
+        co_await owned.manager->move(item.id, QueueMode::manual, std::nullopt);
+        co_return;
+    }
+    const auto history = co_await owned.store.items.events(item.id);
+    if (startIsRequested(history)) {
+        ItemEvent event{.itemID = item.id,
+                        .kind = EventKind::queueModeChanged,
+                        .message = "A person holds it: its start is not asked for any more."};
+        co_await appendEvent(owned.store.items, std::move(event));
+    }
+}
+
 Task<void> apply(QueueChange change, OwnedStore owned, BugQueueItem item) {
     QueueManager& manager = *owned.manager;
     switch (change.action) {
@@ -62,8 +80,7 @@ Task<void> apply(QueueChange change, OwnedStore owned, BugQueueItem item) {
         case QueueAction::cancel:
             co_return co_await manager.cancel(item.id);
         case QueueAction::moveToManual:
-            co_await manager.move(item.id, QueueMode::manual, std::nullopt);
-            co_return;
+            co_return co_await hold(std::move(owned), std::move(item));
         case QueueAction::moveToAuto:
             co_await manager.move(item.id, QueueMode::automatic, std::nullopt);
             co_return;
@@ -77,12 +94,16 @@ Task<void> apply(QueueChange change, OwnedStore owned, BugQueueItem item) {
 /// The owner's part of it is asked for last: until the effect nothing but the store is waited for, and the
 /// claim keeps sessions from the item meanwhile.
 Task<ItemLook> lookAt(OwnedStore owned, const QueueChange& change, const ItemUses& uses, Uuid itemID) {
-    const auto item = co_await owned.store.items.item(itemID);
+    auto item = co_await owned.store.items.item(itemID);
+    std::optional<AppMapping> mapping;
+    if (item) {
+        mapping = co_await owned.store.mappings.mapping(item->bundleID);
+    }
+    const auto attempt = co_await owned.store.attempts.latestAttempt(itemID);
+    item = co_await owned.store.items.item(itemID);
     if (!item) {
         throw ServiceError(ServiceErrorCode::notFound, "Bug " + change.bugID + " has just left the queue.");
     }
-    const auto attempt = co_await owned.store.attempts.latestAttempt(itemID);
-    const auto mapping = co_await owned.store.mappings.mapping(item->bundleID);
     const auto work = uses.workOn ? std::optional(uses.workOn(itemID)) : std::nullopt;
     const QueueActionFacts facts = queueActionFacts(*item, attempt, mapping.has_value(), work);
     co_return ItemLook{.item = *item, .verdict = queueActionVerdict(change.action, facts, change.consent)};
