@@ -66,11 +66,12 @@ std::vector<std::string> OwnerView::leftBehind() const {
 }
 
 Task<void> OwnerView::end() {
-    listening_.reset();
     if (tasks_.size() > 0) {
         co_await view_.look();
     }
     co_await tasks_.end();
+    listening_.reset();
+    views_.setLinesShown(true);  // what is told from now on has no other place
 }
 
 }  // namespace quernlight::host

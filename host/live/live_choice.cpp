@@ -132,10 +132,8 @@ std::optional<LiveWish> askFirst(LiveChoice& choice, std::string sentence, LiveW
 
 std::optional<LiveWish> cancelled(LiveChoice& choice, const LiveBug& bug) {
     LiveWish wish{.action = LiveAction::cancel, .bugID = bug.bugID};
-    if (isRunning(bug.stage)) {
-        return askFirst(choice, quoted(bug) + ": its agent is ended. Cancel it?", std::move(wish));
-    }
-    return wish;
+    const std::string meaning = isRunning(bug.stage) ? ": its agent is ended. Cancel it?" : ": cancel it?";
+    return askFirst(choice, quoted(bug) + meaning, std::move(wish));
 }
 
 std::optional<LiveWish> retried(LiveChoice& choice, const LiveBug& bug) {
@@ -246,6 +244,23 @@ std::optional<LiveWish> takeLetter(char letter, const BugsBySection& listed, Liv
     return std::nullopt;
 }
 
+/// A bug that was selected may have left the list since it was drawn; no other one takes a key that was meant
+/// for it.
+bool hasGone(const BugsBySection& listed, LiveChoice& choice, const std::string& letter) {
+    const Bugs shown = inOrder(listed);
+    const bool isGone =
+        !choice.bugID.empty() && std::ranges::find(shown, choice.bugID, &LiveBug::bugID) == shown.end();
+    const bool isForIt =
+        letter.size() == 1 && std::string_view("acrnoJK").find(letter) != std::string_view::npos;
+    if (!isGone || !isForIt) {
+        return false;
+    }
+    choice.message = "Bug " + choice.bugID + " has left the list; select another one.";
+    choice.isTrouble = true;
+    choice.bugID.clear();
+    return true;
+}
+
 std::optional<LiveWish> takeMovement(Kind kind, const BugsBySection& listed, LiveChoice& choice) {
     const Bugs shown = inOrder(listed);
     const LiveBug* selected = selectedBug(shown, choice);
@@ -312,8 +327,15 @@ LivePane shownPane(const LiveBug& bug, const LiveChoice& choice) {
 }
 
 std::optional<LiveWish> takeKey(const LiveKey& key, const LiveSnapshot& snapshot, LiveChoice& choice) {
+    if (choice.awaitsEnter && key.kind != Kind::enter) {
+        return std::nullopt;
+    }
     choice.message.clear();
     choice.isTrouble = false;
+    if (choice.awaitsEnter) {
+        choice.awaitsEnter = false;
+        return std::nullopt;
+    }
     if (choice.question) {
         return takeReply(key, choice);
     }
@@ -332,6 +354,9 @@ std::optional<LiveWish> takeKey(const LiveKey& key, const LiveSnapshot& snapshot
         return takeMovement(key.kind, listed, choice);
     }
     const bool isLetter = key.text.size() == 1 && !key.isPasted;
+    if (isLetter && hasGone(listed, choice, key.text)) {
+        return std::nullopt;
+    }
     return isLetter ? takeLetter(key.text.front(), listed, choice) : std::nullopt;
 }
 

@@ -68,6 +68,7 @@ struct LiveChoice {
     std::size_t scrolled = 0;        ///< lines of the pane, from where it begins to be read
     std::string filter{};
     bool showsHelp = false;
+    bool awaitsEnter = false;              ///< keys before it were meant for an agent whose session has ended
     std::optional<TypedLine> answering{};  ///< to `answered`
     std::string answered{};
     std::optional<TypedLine> filtering{};

@@ -7,7 +7,7 @@
 #include <boost/system/system_error.hpp>
 
 #include "host/control/control_client.hpp"
-#include "host/events/event_kind.hpp"
+#include "host/events/history_look.hpp"
 #include "host/process/user_error.hpp"
 #include "host/text/failure_sentence.hpp"
 #include "host/text/relative_time.hpp"
@@ -28,15 +28,6 @@ std::vector<std::string> linesIn(std::string_view text) {
         lines.emplace_back(line);
     }
     return lines;
-}
-
-/// The last message of that kind; empty when there is none.
-std::string lastMessage(const std::vector<QueueEvent>& history, EventKind kind) {
-    std::string message;
-    for (const QueueEvent& event : history) {
-        message = parseEventKind(event.kind) == kind ? event.message : message;
-    }
-    return message;
 }
 
 std::vector<std::string> historyLines(const QueueItemDetails& details, Instant now) {
@@ -101,7 +92,7 @@ Task<void> LiveLook::askForQuestions(const std::vector<QueueEntry>& queue) {
             known.insert(*before);
         } else if (asked++ < mostQuestionsAtOnce) {
             const QueueItemDetails details = co_await service_.queueItem(bugID);
-            known[bugID] = lastMessage(details.history, EventKind::awaitingUserInput);
+            known[bugID] = questionOf(details.history, details.stage);
         }
     }
     questions_ = std::move(known);

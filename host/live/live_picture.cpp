@@ -337,7 +337,10 @@ void Drawing::addNeedsYou(std::size_t rows) {
     if (rows == 0 || count == 0) {
         return;
     }
-    const std::size_t alerts = std::min(snapshot_.alerts.size(), rows - 1);
+    // Bugs are not crowded out by alerts, of which each bug may have one.
+    const std::size_t room = rows - 1;
+    const std::size_t left = room - std::min(room, count - snapshot_.alerts.size());
+    const std::size_t alerts = std::min(snapshot_.alerts.size(), std::max(left, room / 3));
     picture_.rows.push_back(titleRow("NEEDS YOU", count, std::min(count, rows - 1), columns_));
     for (std::size_t index = 0; index < alerts; ++index) {
         RowWriter row = newRow();

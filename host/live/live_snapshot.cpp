@@ -127,8 +127,7 @@ std::vector<std::string> waitsFor(const LiveSnapshot& snapshot, Instant now, std
         lines.emplace_back("No app has a repository; name one with: quernlight-dispatch map set");
     }
     if (!snapshot.owner) {
-        lines.emplace_back(
-            "No dispatcher runs that could take some in; start it with: quernlight-dispatch run");
+        lines.emplace_back("No dispatcher runs; start it with: quernlight-dispatch run");
     } else if (snapshot.owner->nextPollAt) {
         const auto seconds = std::chrono::floor<std::chrono::seconds>(
             (*snapshot.owner->nextPollAt + offset).time_since_epoch());

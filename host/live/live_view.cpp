@@ -31,8 +31,9 @@ constexpr milliseconds leastBetweenDrawings{40};
 constexpr milliseconds turnTime{250};
 constexpr milliseconds foregroundInterval{300};
 
-constexpr std::string_view beginning = "\x1b[?1049h\x1b[?2004h\x1b[?25l";
-constexpr std::string_view ending = "\x1b\\\x1b[?2004l\x1b[m\x1b[?25h\x1b[?1049l";
+// Without wrapping, a row that the terminal finds wider than we do leaves the next one alone.
+constexpr std::string_view beginning = "\x1b[?1049h\x1b[?2004h\x1b[?25l\x1b[?7l";
+constexpr std::string_view ending = "\x1b\\\x1b[?7h\x1b[?2004l\x1b[m\x1b[?25h\x1b[?1049l";
 
 void listenTo(asio::signal_set& signals) {
     signals.add(SIGTSTP);
@@ -79,7 +80,9 @@ Task<void> LiveView::show() {
         if (aside_ == Aside::attached) {
             tasks_.add("attaching to an agent", attachTo(attached_));
         }
-        putAside_.notify();
+        if (aside_ == Aside::suspended) {  // nobody else waits for it
+            putAside_.notify();
+        }
         while (aside_ != Aside::none) {
             co_await next_.wait();
         }
@@ -133,7 +136,8 @@ Task<void> LiveView::look() {
 
 /// A bug that comes in above it takes no key that was meant for it.
 void LiveView::keepSelected() {
-    if (const LiveBug* bug = selected()) {
+    const LiveBug* bug = selected();
+    if (bug && choice_.bugID.empty()) {
         choice_.bugID = bug->bugID;
     }
 }
@@ -219,6 +223,7 @@ Task<void> LiveView::followSize() {
     asio::signal_set resized(executor_, SIGWINCH);
     while (true) {
         co_await resized.async_wait(asio::use_awaitable);
+        shown_ = {};  // also where it has its old size again: what was cut off meanwhile is gone
         changed_.notify();
     }
 }
@@ -297,6 +302,9 @@ void LiveView::take(LiveWish wish) {
     if (wish.action == LiveAction::leave) {
         return leave(wish);
     }
+    if (aside_ != Aside::none) {
+        return;
+    }
     if (wish.action != LiveAction::attach) {
         choice_.message = "…";
         wishes_.push_back(std::move(wish));
@@ -319,10 +327,16 @@ Task<void> LiveView::attachTo(std::string bugID) {
     try {
         Attachment attachment{.home = uses_.home, .bugID = std::move(bugID)};
         ended = co_await attach(std::move(attachment));
-    } catch (const UserError& error) {
+    } catch (const boost::system::system_error& error) {
+        if (error.code() == asio::error::operation_aborted) {
+            throw;
+        }
+        ended = {.sentence = failureSentence(error), .isLost = true};
+    } catch (const std::exception& error) {
         ended = {.sentence = failureSentence(error), .isLost = true};
     }
-    choice_.message = ended.sentence;
+    choice_.awaitsEnter = !ended.isLeft;
+    choice_.message = ended.sentence + (ended.isLeft ? "" : " Press Enter.");
     choice_.isTrouble = ended.isLost;
     aside_ = Aside::none;
     next_.notify();
@@ -340,7 +354,7 @@ Task<void> LiveView::doWishes() {
             const bool isTyping = choice_.answering || choice_.filtering;
             choice_.message = outcome.question && isTyping ? outcome.question->sentence : outcome.sentence;
             choice_.isTrouble = outcome.isTrouble;
-            if (!isTyping) {
+            if (!isTyping && !choice_.question) {
                 choice_.question = std::move(outcome.question);
             }
             news_.notify();

@@ -18,14 +18,13 @@ PictureLayout layoutOf(std::size_t room, const WantedRows& wanted) {
         left -= more;
     };
     const auto atMost = [](std::size_t rows, std::size_t most) { return std::min(rows, most); };
-    give(layout.needsYou, atMost(wanted.needsYou, std::max<std::size_t>(room / 2, 2)));
+    give(layout.needsYou, wanted.needsYou);
     give(layout.running, atMost(wanted.running, 3));
     give(layout.queued, atMost(wanted.queued, 2));
     give(layout.review, atMost(wanted.review, 2));
     if (wanted.hasPane && left >= leastPane) {
         give(layout.pane, leastPane);
     }
-    give(layout.needsYou, wanted.needsYou);
     give(layout.running, wanted.running);
     if (layout.pane > 0) {
         give(layout.pane, room / 3);

@@ -165,7 +165,8 @@ class Attached {
                 allShown_.notify();
                 end_ =
                     AttachmentEnd{.sentence = "Left the terminal of bug " +
-                                              withoutControls(attachment_.bugID) + "; its session goes on."};
+                                              withoutControls(attachment_.bugID) + "; its session goes on.",
+                                  .isLeft = true};
             }
             keys_ += attachment_.isReadOnly ? "" : keys;
             toSend_.notify();

@@ -17,6 +17,7 @@ struct Attachment {
 struct AttachmentEnd {
     std::string sentence{};
     bool isLost = false;  ///< the owner went away
+    bool isLeft = false;  ///< by the person's key
 };
 
 /// Lends this program's terminal to a bug's agent until the person presses Ctrl-], the session ends or its

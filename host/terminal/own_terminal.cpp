@@ -132,8 +132,14 @@ OwnTerminal::OwnTerminal(const asio::any_io_executor& executor, const std::strin
     ::tcsetattr(terminal_.native_handle(), TCSANOW, &raw);
 }
 
-/// What the terminal has answered or reported meanwhile is not for the shell.
+/// What the terminal has answered or reported meanwhile is not for the shell. In the background the terminal
+/// is somebody else's, and who sets it from there is stopped.
 OwnTerminal::~OwnTerminal() {
+    const pid_t foreground = ::tcgetpgrp(terminal_.native_handle());
+    if (foreground >= 0 && foreground != getpgrp()) {
+        takeBack();
+        return;
+    }
     if (undo_) {
         writeNow(terminal_.native_handle(), undo_());
     }

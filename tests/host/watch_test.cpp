@@ -96,7 +96,7 @@ TEST_F(WatchTest, ItFollowsTheTerminalsSize) {
 
 TEST_F(WatchTest, TwoWatchAtOnce) {
     work("idle");
-    test::Tmux first(temporary(), environment, "first"), second(temporary(), environment, "second", 70, 20);
+    test::Tmux first(temporary(), environment, "first"), second(temporary(), environment, "second", 100, 20);
     first.enter(watch());
     second.enter(watch());
     ASSERT_TRUE(first.shows("RUNNING (1)")) << first.screen();

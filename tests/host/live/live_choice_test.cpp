@@ -84,10 +84,25 @@ TEST_F(LiveChoiceTest, ArrowsAndTabSelect) {
     EXPECT_EQ(selected(), "b05d83f7");
 }
 
-TEST_F(LiveChoiceTest, ABugThatHasGoneLeavesTheFirstSelected) {
+TEST_F(LiveChoiceTest, ABugThatHasGoneLeavesTheFirstSelectedWhichTakesNoKeyThatWasMeantForIt) {
     press("j");
+    const std::string gone = choice.bugID;
     day.bugs.erase(day.bugs.begin() + 1);
     EXPECT_EQ(selected(), "b05d83f7");
+    EXPECT_EQ(press("c"), std::nullopt);
+    EXPECT_EQ(choice.message, "Bug " + gone + " has left the list; select another one.");
+    EXPECT_FALSE(choice.question);
+    press("c");
+    EXPECT_TRUE(choice.question);
+}
+
+TEST_F(LiveChoiceTest, KeysThatWereMeantForAnAgentWhoseSessionHasEndedDoNothing) {
+    choice = {.bugID = "36f675cc", .awaitsEnter = true, .message = "It has ended. Press Enter."};
+    EXPECT_EQ(press("rcy"), std::nullopt);
+    EXPECT_EQ(choice.message, "It has ended. Press Enter.");
+    press("\r");
+    EXPECT_EQ(choice.message, "");
+    EXPECT_EQ(press("r")->action, LiveAction::retry);
 }
 
 TEST_F(LiveChoiceTest, LettersAskForOperations) {
@@ -99,7 +114,7 @@ TEST_F(LiveChoiceTest, LettersAskForOperations) {
     const Row rows[] = {
         {"7c41e0ab", "\r", {.action = LiveAction::attach, .bugID = "7c41e0ab"}},
         {"36f675cc", "r", {.action = LiveAction::retry, .bugID = "36f675cc"}},
-        {"907a70c3", "c", {.action = LiveAction::cancel, .bugID = "907a70c3"}},
+        {"907a70c3", "cy", {.action = LiveAction::cancel, .bugID = "907a70c3", .isConfirmed = true}},
         {"51d0c2aa", "n", {.action = LiveAction::next, .bugID = "51d0c2aa"}},
         {"51d0c2aa", "K", {.action = LiveAction::moveUp, .bugID = "51d0c2aa", .text = "907a70c3"}},
         {"907a70c3", "J", {.action = LiveAction::moveDown, .bugID = "907a70c3"}},
@@ -118,7 +133,7 @@ TEST_F(LiveChoiceTest, LettersAskForOperations) {
     }
 }
 
-TEST_F(LiveChoiceTest, WhatEndsASessionIsAskedFirstAndOnlyYIsAYes) {
+TEST_F(LiveChoiceTest, CancellingIsAskedFirstAndOnlyYIsAYes) {
     choice.bugID = "7c41e0ab";
     EXPECT_EQ(press("c"), std::nullopt);
     EXPECT_THAT(choice.question.value().sentence, HasSubstr("its agent is ended"));

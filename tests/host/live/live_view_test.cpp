@@ -121,8 +121,9 @@ TEST_F(LiveViewTest, KeysMoveABugInTheQueueAndSayWhatCameOfIt) {
     press("J");
     EXPECT_TRUE(shows("Bug 11111111 goes last in its queue.")) << screen();
     EXPECT_TRUE(shows("1 22222222")) << screen();
-    press("c");
+    press("cy");
     EXPECT_TRUE(shows("Bug 11111111: cancelled.")) << screen();
+    press("j");
     press("e");
     press("\r");
     EXPECT_TRUE(shows("No agent works on bug")) << screen();
@@ -144,7 +145,7 @@ TEST_F(LiveViewTest, WhatIsRefusedIsSaid) {
     enqueueAs("11111111", QueueItemStatus::failed);
     open();
     ASSERT_TRUE(shows("NEEDS YOU (1)")) << screen();
-    press("c");
+    press("cy");
     EXPECT_TRUE(shows("it has left its queue already.")) << screen();
     press("u");
     EXPECT_TRUE(shows("dispatcher")) << screen();
