@@ -1,12 +1,16 @@
+#include <chrono>
 #include <iostream>
 #include <memory>
 
 #include <CLI/CLI.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/local/stream_protocol.hpp>
 
 #include "host/app/dispatch_program.hpp"
 #include "host/commands/command_line.hpp"
 #include "host/commands/dry_run.hpp"
 #include "host/commands/path_option.hpp"
+#include "host/control/control_socket.hpp"
 #include "host/events/run_tally.hpp"
 #include "host/process/core_dumps.hpp"
 #include "host/process/dispatch_home.hpp"
@@ -48,6 +52,35 @@ int tellDryRun(const RunOptions& options, const std::optional<Url>& backend) {
     return runUnlessInterrupted(io, dryRun(std::move(dry), std::cout)) ? 130 : 0;
 }
 
+bool dispatcherListens(const std::filesystem::path& home) {
+    const std::filesystem::path path = controlSocketPath(home);
+    if (isTooLongForSocket(path)) {
+        return false;
+    }
+    using boost::asio::local::stream_protocol;
+    boost::asio::io_context io;
+    stream_protocol::socket socket(io);
+    boost::system::error_code error;
+    socket.connect(stream_protocol::endpoint(path.string()), error);
+    return !error;
+}
+
+/// Where no dispatcher runs a command may own the home, for some seconds at most; then it is waited for.
+HomeLock ownersLock(const std::filesystem::path& home) {
+    constexpr std::chrono::seconds longest{15};
+    constexpr std::chrono::milliseconds step{250};
+    const auto deadline = std::chrono::steady_clock::now() + longest;
+    while (true) {
+        try {
+            return HomeLock(home, step);
+        } catch (const HomeOwnedError&) {
+            if (std::chrono::steady_clock::now() >= deadline || dispatcherListens(home)) {
+                throw;
+            }
+        }
+    }
+}
+
 /// Moves the backend's bugs along until it is stopped, or with `once` until nothing is left to do.
 int runCommand(const RunOptions& options) {
     switchOffCoreDumps();
@@ -56,7 +89,7 @@ int runCommand(const RunOptions& options) {
         return tellDryRun(options, backend);
     }
     const auto home = openDispatchHome(options.home);
-    const HomeLock lock(home);
+    const HomeLock lock = ownersLock(home);
     protectTree(home / "sessions");
     StopRequest stop;
     boost::asio::io_context io;

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/process/time_limit.hpp"
 #include "host/worktree/git_marks.hpp"
 #include "host/worktree/git_time_limit.hpp"
 #include "host/worktree/guarded_git.hpp"
@@ -52,7 +53,17 @@ Task<std::string> remoteTrouble(AppMapping mapping, GitRunner git) {
 }
 
 Task<std::string> remoteTrouble(std::filesystem::path home, AppMapping mapping) {
-    return remoteTrouble(std::move(mapping), limitedGit(gitMarkOf(home), GitOutput::answer));
+    constexpr std::chrono::seconds longest{10};
+    SystemClock clock;
+    const std::string repository = mapping.repoPath;
+    Task<std::string> looking =
+        remoteTrouble(std::move(mapping), limitedGit(gitMarkOf(home), GitOutput::answer));
+    try {
+        co_return co_await withTimeLimit(clock, longest, std::move(looking));
+    } catch (const TimeLimitExceeded&) {
+        co_return "The remote of " + repository +
+            " does not answer within ten seconds; bugs are worked on once it does.";
+    }
 }
 
 }  // namespace quernlight::host

@@ -34,9 +34,11 @@ TEST_F(FetchSharingTest, BugsThatWaitForOneRepositoryShareAFetch) {
     for (const char* bugID : {"11111111", "22222222", "33333333"}) {
         report(bugID, "It does not work");
     }
+    mapApp();
     countReaders(3);
     dispatch({"config", "set", "sessions.max", "3", "--home", home()});
-    const auto outcome = workAll();
+    startBackend();
+    const auto outcome = runOnce();
     EXPECT_EQ(outcome.exitCode, 0) << outcome.error;
     EXPECT_EQ(status("33333333"), "awaitingUserInput");
     EXPECT_THAT(timesRead(), testing::AllOf(testing::Ge(1), testing::Le(2)));

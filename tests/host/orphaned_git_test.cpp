@@ -28,9 +28,9 @@ class OrphanedGitTest : public test::DispatchFixture {
     /// Runs until git is at work on the worktree, or where else it uses the program of this setting, and
     /// blocks.
     void startUntilGitBlocks(const std::string& setting = "filter.block.smudge") {
+        mapApp();
         repository.git({"config", setting, filter.path()});
         reportClearBug("3f2a9c1d");
-        mapApp();
         startBackend();
         program = start(runWith());
         ASSERT_GT(filter.pid(), 0) << program->output() << program->errorText();
