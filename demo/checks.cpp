@@ -123,7 +123,9 @@ class BugCheck {
         const std::string expected = std::string("enqueued startingCodex running codexSessionStored ") +
                                      (asked() ? "awaitingUserInput" : "codexCompleted completed");
         expect(kinds(events, false) == expected, "its events are: " + kinds(events, false) + ".");
-        expect(kinds(events, true) == "worktreeReady agentStarted typing typed goalAccepted agentExited",
+        const std::string expectedOwn = std::string("worktreeReady agentStarted typing typed goalAccepted ") +
+                                        (asked() ? "questionAsked agentExited" : "agentExited");
+        expect(kinds(events, true) == expectedOwn,
                "the session's own events are: " + kinds(events, true) + ".");
     }
 

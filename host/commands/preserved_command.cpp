@@ -13,6 +13,7 @@
 #include "host/text/relative_time.hpp"
 #include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -56,7 +57,7 @@ Task<void> list(DispatchService& service, PreservedOptions given) {
     if (!kept.works.empty()) {
         output.print(table);
     } else if (kept.troubles.empty()) {
-        output.print("Nothing was kept: all work of worktrees that went is where others can have it.\n");
+        output.print("Nothing is kept in the repositories that are mapped.\n");
     }
     for (const std::string& trouble : kept.troubles) {
         output.print("Not looked at: " + withoutControls(trouble) + "\n");
@@ -148,7 +149,10 @@ void addName(const Declared& declared) {
     declared.app
         ->add_option("work", declared.options->request.name,
                      "Its name as listed, its reference, or its bug where nothing else is kept of that")
-        ->required();
+        ->required()
+        ->check([](const std::string& given) {
+            return trimmed(given).empty() ? "the name is empty; see: quernlight-dispatch preserved list" : "";
+        });
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ std::optional<Instant> writtenTime(std::string_view text) {
     }
     for (const char* missing : {"Z", ":00Z", "T00:00:00Z"}) {
         if (const auto instant = parseInstant(whole + missing)) {
-            return instant;
+            return *instant < Instant() ? std::nullopt : instant;  // far ones are beyond the clock's numbers
         }
     }
     return std::nullopt;
@@ -73,7 +73,7 @@ std::optional<Instant> instantOf(std::string_view text, Instant now, const Clock
 
 std::optional<Instant> beginningOfPeriod(std::string_view text, Instant now, const ClockOffset& offset) {
     const auto beginning = instantOf(text, now, offset);
-    return beginning && *beginning <= now ? beginning : std::nullopt;
+    return beginning && *beginning >= Instant() && *beginning <= now ? beginning : std::nullopt;
 }
 
 }  // namespace quernlight::host

@@ -24,6 +24,15 @@ std::string parameterOf(const ControlRequest& request, std::string_view name) {
     return last;
 }
 
+/// A word that is not known here may mean that nothing is to be done.
+bool isDryRun(const boost::json::value& body) {
+    const bool dryRun = JsonFields(body).flag("dry_run", false);
+    if (body.get_object().size() > body.get_object().count("dry_run")) {
+        throw Misread("it may have \"dry_run\" and nothing else");
+    }
+    return dryRun;
+}
+
 template <class Values>
 boost::json::array arrayOf(const Values& values) {
     return jsonArray(values, [](const auto& value) { return jsonOf(value); });
@@ -55,7 +64,7 @@ void OutcomeResource::offerReview(ControlRouter& router) {
     });
     router.add("POST", "/v1/review/reap", Audience::people, [this](const ControlRequest& request) {
         return withBody(request, [&](const boost::json::value& body) {
-            return answer(service_.reap(JsonFields(body).flag("dry_run", false)), [](const auto& bugs) {
+            return answer(service_.reap(isDryRun(body)), [](const auto& bugs) {
                 return boost::json::object{{"bugs", arrayOf(bugs)}};
             });
         });

@@ -93,6 +93,9 @@ std::string settingsText(const SettingList& settings) {
 EditedSettings readSettingsText(std::string_view text, const SettingList& before) {
     Reading reading = read(text);
     EditedSettings edited{.troubles = std::move(reading.troubles)};
+    if (trimmed(text).empty()) {
+        return edited;  // an editor that failed leaves such a file, and nobody asks for all defaults with it
+    }
     for (const SettingValue& value : before.values) {
         const auto line = reading.texts.find(value.key);
         const bool isThere = line != reading.texts.end();

@@ -102,6 +102,7 @@ const std::set<std::string> internalHeaders{
     "platform/operation_queue.hpp",
     "platform/peer_user.hpp",
     "platform/process_table.hpp",
+    "platform/resident_memory.hpp",
     "platform/spawn.hpp",
     "platform/spawn_session.hpp",
     "platform/text.hpp",

@@ -35,10 +35,10 @@ TEST_P(UsageTest, NamesTheWordThatIsWrongAndEndsWithStatusTwo) {
 INSTANTIATE_TEST_SUITE_P(
     Table, UsageTest,
     testing::Values(
-        UsageRow{{}, "a command is missing; there are: run, status, map, queue"},
+        UsageRow{{}, "a command is missing; there are: run, status, watch, map, queue"},
         UsageRow{{"rnu"}, "unknown command \"rnu\"; did you mean \"run\"?"},
         UsageRow{{"rnu", "--once"}, "unknown command \"rnu\"; did you mean \"run\"?"},
-        UsageRow{{"frobnicate"}, "unknown command \"frobnicate\"; there are: run, status, map, queue"},
+        UsageRow{{"frobnicate"}, "unknown command \"frobnicate\"; there are: run, status, watch, map, queue"},
         UsageRow{{"queue"}, "a command is missing; there are: list, show, events, add, start"},
         UsageRow{{"queue", "lst"}, "unknown command \"lst\"; did you mean \"list\"?"},
         UsageRow{{"run", "--onse"}, "unknown option \"--onse\"; did you mean \"--once\"?"},
@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(
                  "--home: the path is empty; see: quernlight-dispatch queue list --help"},
         UsageRow{{"--home", "/one", "queue", "list", "--home", "/other"},
                  "--home is given twice: /one and /other; a command works on one home"},
-        UsageRow{{"--home", "/one"}, "a command is missing; there are: run, status, map, queue"},
+        UsageRow{{"--home", "/one"}, "a command is missing; there are: run, status, watch, map, queue"},
         UsageRow{{"queue", "list", "--home"}, "--home needs a directory; give one behind it"},
         UsageRow{{"--home"}, "--home needs a directory; give one behind it"},
         UsageRow{{"--home", "--once"}, "--home needs a directory; give one behind it"},

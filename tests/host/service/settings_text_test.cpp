@@ -57,7 +57,8 @@ TEST(SettingsTextTest, LinesAreComparedWithWhatIsSet) {
          ""},
         {"words", "sessions.max 4\nbackend.url https://bugs.example\nnotify.command say \"a b\"\n",
          "notify.command=say \"a b\";"},
-        {"nothing", "", "backend.url=(default);sessions.max=(default);"},
+        {"no setting", "# all of them\n", "backend.url=(default);sessions.max=(default);"},
+        {"nothing", " \n", ""},
     };
     for (const Row& row : rows) {
         const EditedSettings edited = readSettingsText(row.text, settings());
