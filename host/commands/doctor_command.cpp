@@ -72,7 +72,8 @@ json::array shown(const Findings& findings) {
 Table tableOf(const Findings& findings) {
     Table table({"", "CHECK", flexible("SEEN")});
     for (const Finding& finding : findings) {
-        const CellStyle style = finding.verdict == Verdict::ok ? CellStyle::normal : CellStyle::attention;
+        const CellEmphasis style =
+            finding.verdict == Verdict::ok ? CellEmphasis::normal : CellEmphasis::attention;
         table.add({{std::string(nameOf(finding.verdict)), style}, finding.check, finding.seen});
     }
     return table;

@@ -104,7 +104,7 @@ Task<void> check(DispatchService& service, MapOptions given) {
         Table table({"BUNDLE", "APP", flexible("CAN BE USED")});
         for (const MappingCheck& each : checks) {
             table.add({each.mapping.bundleID, each.mapping.appName,
-                       isBroken(each) ? TableCell(each.trouble, CellStyle::attention) : TableCell("yes")});
+                       isBroken(each) ? TableCell(each.trouble, CellEmphasis::attention) : TableCell("yes")});
         }
         output.print(table);
     }

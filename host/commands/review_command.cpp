@@ -36,7 +36,7 @@ TableCell mergeCell(const ReviewState& review) {
         case ConflictState::none:
             return {"merges cleanly"};
         case ConflictState::conflicts:
-            return {std::string("conflicts"), CellStyle::attention};
+            return {std::string("conflicts"), CellEmphasis::attention};
         case ConflictState::unknown:
             break;
     }

@@ -73,11 +73,11 @@ Table queueTable(const std::vector<QueueEntry>& entries, Instant now) {
     Table table({"BUG", "APP", "STATE", "ADDED", flexible("TITLE")});
     for (const QueueEntry& entry : entries) {
         const BugQueueItem& item = entry.item;
-        const auto style = needsAttention(entry.stage) ? CellStyle::attention : CellStyle::normal;
+        const auto style = needsAttention(entry.stage) ? CellEmphasis::attention : CellEmphasis::normal;
         table.add({item.bugID,
                    item.appName,
                    {stageInQueue(entry), style},
-                   {timeAgo(item.addedAt, now), CellStyle::dim},
+                   {timeAgo(item.addedAt, now), CellEmphasis::dim},
                    item.title + (item.errorMessage ? ": " + *item.errorMessage : "")});
     }
     return table;

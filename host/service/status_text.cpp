@@ -76,7 +76,7 @@ std::string queueText(const DispatchStatus& status) {
 std::string sessionsText(const DispatchStatus& status, const TextRoom& room, Instant now) {
     Table table({"BUG", "APP", "STATE", "SINCE", flexible("DOES")});
     for (const RunningSession& session : status.sessions) {
-        const auto style = needsAttention(session.stage) ? CellStyle::attention : CellStyle::normal;
+        const auto style = needsAttention(session.stage) ? CellEmphasis::attention : CellEmphasis::normal;
         table.add({session.bugID,
                    session.appName,
                    {std::string(stageText(session.stage)), style},

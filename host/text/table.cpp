@@ -61,8 +61,8 @@ std::string cellText(const std::string& whole, std::size_t width) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-std::string styled(const std::string& text, CellStyle style) {
-    const char* begin = style == CellStyle::dim ? dim : style == CellStyle::attention ? yellow : "";
+std::string styled(const std::string& text, CellEmphasis style) {
+    const char* begin = style == CellEmphasis::dim ? dim : style == CellEmphasis::attention ? yellow : "";
     return *begin == '\0' ? text : begin + text + plain;
 }
 
@@ -111,7 +111,7 @@ std::string Table::text(const TextRoom& room) const {
     const Widths widths = room.columns ? fittedWidths(needed, columns_, *room.columns) : needed;
     std::vector<TableCell> header;
     for (const TableColumn& column : columns_) {
-        header.push_back({column.name, CellStyle::dim});
+        header.push_back({column.name, CellEmphasis::dim});
     }
     std::string text = lineOf(header, widths, room.coloured);
     for (const auto& row : rows_) {

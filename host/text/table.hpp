@@ -13,7 +13,7 @@ struct TextRoom {
     bool coloured = false;
 };
 
-enum class CellStyle {
+enum class CellEmphasis {
     normal,
     dim,        ///< stays in the background
     attention,  ///< something a person has to do
@@ -29,11 +29,12 @@ struct TableColumn {
 TableColumn flexible(const char* name);
 
 struct TableCell {
-    TableCell(std::string cellText, CellStyle cellStyle = CellStyle::normal)  // NOLINT: a text is a cell
+    TableCell(std::string cellText,
+              CellEmphasis cellStyle = CellEmphasis::normal)  // NOLINT: a text is a cell
         : text(std::move(cellText)), style(cellStyle) {}
     TableCell(const char* cellText) : text(cellText) {}  // NOLINT: as above
     std::string text;
-    CellStyle style = CellStyle::normal;
+    CellEmphasis style = CellEmphasis::normal;
 };
 
 /// Rows in aligned columns below a header. What is in a cell may come from outside: nothing in it acts on a

@@ -82,8 +82,8 @@ TEST(TableTest, ACellThatIsMissingIsEmpty) {
 
 TEST(TableTest, StylesAreSeenOnlyWhereColoursAreWanted) {
     Table table({"BUG", "WHY"});
-    table.add({"1", {"asks", CellStyle::attention}});
-    table.add({{"2", CellStyle::dim}, "runs"});
+    table.add({"1", {"asks", CellEmphasis::attention}});
+    table.add({{"2", CellEmphasis::dim}, "runs"});
     EXPECT_EQ(table.text({.columns = 80}), "BUG  WHY\n1    asks\n2    runs\n");
     EXPECT_EQ(table.text({.columns = 80, .coloured = true}),
               "\x1b[2mBUG\x1b[0m  \x1b[2mWHY\x1b[0m\n"
