@@ -8,10 +8,10 @@
 
 #include "host/control/control_client.hpp"
 #include "host/events/history_look.hpp"
+#include "host/live/worktree_changes.hpp"
 #include "host/process/user_error.hpp"
 #include "host/text/failure_sentence.hpp"
 #include "host/text/relative_time.hpp"
-#include "host/text/shell_text.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
@@ -38,16 +38,6 @@ std::vector<std::string> historyLines(const QueueItemDetails& details, Instant n
     if (details.waits) {
         lines.push_back("Waits: " + sentenceOf(*details.waits));
     }
-    return lines;
-}
-
-/// How a person sees what has been changed.
-std::vector<std::string> wayToChanges(const QueueItemDetails& details) {
-    if (details.attempts.empty() || !details.attempts.back().agentWorkspacePath) {
-        throw UserError("It has no worktree yet.");
-    }
-    std::vector<std::string> lines;
-    lines.push_back("See: git -C " + shellQuoted(*details.attempts.back().agentWorkspacePath) + " diff HEAD");
     return lines;
 }
 
@@ -112,6 +102,22 @@ Task<LiveAnswers> LiveLook::answers() {
     co_return answers;
 }
 
+Task<std::vector<std::string>> LiveLook::changes(QueueItemDetails details) {
+    if (details.attempts.empty() || !details.attempts.back().agentWorkspacePath) {
+        throw UserError("It has no worktree yet.");
+    }
+    const auto mappings = co_await service_.mappings();
+    const auto mapping = std::ranges::find(mappings, details.item.bundleID, &AppMapping::bundleID);
+    if (mapping == mappings.end()) {
+        throw UserError("Its app is not mapped any more.");
+    }
+    ChangedWorktree place{.worktree = *details.attempts.back().agentWorkspacePath,
+                          .repository = mapping->repoPath,
+                          .baseBranch = mapping->baseBranch};
+    Task<std::vector<std::string>> reading = changesIn(home_, std::move(place));
+    co_return co_await std::move(reading);
+}
+
 Task<std::vector<std::string>> LiveLook::screen(std::string bugID) {
     const std::vector<std::string> segments{"v1", "sessions", std::move(bugID), "screen"};
     ControlRequest request{.target = controlTarget(segments)};
@@ -131,7 +137,7 @@ Task<std::vector<std::string>> LiveLook::lines(std::string bugID, LivePane pane)
         co_return historyLines(details, clock_.now());
     }
     if (pane == LivePane::diff) {
-        co_return wayToChanges(details);
+        co_return co_await changes(std::move(details));
     }
     if (details.attempts.empty()) {
         throw UserError("It was given no goal yet.");

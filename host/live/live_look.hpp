@@ -26,6 +26,7 @@ class LiveLook {
 
   private:
     Task<std::vector<std::string>> lines(std::string bugID, LivePane pane);
+    Task<std::vector<std::string>> changes(QueueItemDetails details);
     Task<std::vector<std::string>> screen(std::string bugID);
     Task<void> askForQuestions(const std::vector<QueueEntry>& queue);
 

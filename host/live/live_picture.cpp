@@ -27,7 +27,7 @@ constexpr auto helpLines = std::to_array<std::string_view>({
     "c  r        cancel it; have it worked on again",
     "J  K  n     move it down or up in its queue, or to its head",
     "o           open its pull request, or its page, in the browser",
-    "t e g d     show its terminal, its events, its goal, where its changes are; also ← →",
+    "t e g d     show its terminal, its events, its goal, what it has changed; also ← →",
     "PgUp PgDn   read on in that",
     "/           show only what holds a text; Esc shows all again",
     "u           try at once what is not started for a while",
