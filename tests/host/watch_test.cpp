@@ -94,6 +94,17 @@ TEST_F(WatchTest, ItFollowsTheTerminalsSize) {
     leave(terminal);
 }
 
+TEST_F(WatchTest, WhatABugsWorktreeHasChangedIsShown) {
+    reportClearBug("11111111");
+    ASSERT_EQ(workAll().exitCode, 0);
+    test::Tmux terminal(temporary(), environment);
+    terminal.enter(watch());
+    ASSERT_TRUE(terminal.shows("REVIEW (1)")) << terminal.screen();
+    terminal.press("d");
+    EXPECT_TRUE(terminal.shows("1 file changed, 1 insertion")) << terminal.screen();
+    leave(terminal);
+}
+
 TEST_F(WatchTest, TwoWatchAtOnce) {
     work("idle");
     test::Tmux first(temporary(), environment, "first"), second(temporary(), environment, "second", 100, 20);

@@ -1,8 +1,11 @@
 #include "host/live/live_view.hpp"
 
+#include <poll.h>
 #include <pty.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <termios.h>
+#include <time.h>
 #include <unistd.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,6 +31,8 @@ constexpr int rows = 20;
 class LiveViewTest : public test::ServiceFixture {
   protected:
     LiveViewTest() {
+        setenv("TZ", "UTC0", 1);  // the picture tells local time
+        tzset();
         winsize size{.ws_row = rows, .ws_col = columns, .ws_xpixel = 0, .ws_ypixel = 0};
         int master = -1;
         int slave = -1;
@@ -57,6 +62,13 @@ class LiveViewTest : public test::ServiceFixture {
             const std::string bytes = quernlight::test::nextBytes(master_);
             bytes_ += bytes.size();
             model_.write(bytes);
+        }
+    }
+    /// Also what the system hands on a moment later.
+    void readAll() {
+        constexpr int moment = 100;  // milliseconds
+        for (pollfd more{.fd = master_.get(), .events = POLLIN, .revents = 0}; poll(&more, 1, moment) == 1;) {
+            read();
         }
     }
     std::string screen() {
@@ -101,12 +113,12 @@ TEST_F(LiveViewTest, NothingIsWrittenWhileNothingChanges) {
     for (int second = 0; second < 3; ++second) {
         step();
     }
-    read();
+    readAll();
     const std::size_t before = bytes_;
     for (int second = 0; second < 30; ++second) {
         step();
     }
-    read();
+    readAll();
     EXPECT_EQ(bytes_, before);
     enqueue("22222222");
     EXPECT_TRUE(shows("2 22222222 Crash")) << screen();
@@ -162,8 +174,11 @@ TEST_F(LiveViewTest, TheTerminalIsAsBeforeOnceItIsLeft) {
         step();
         return tasks_->size() == 0;
     }));
-    read();
-    EXPECT_FALSE(model_.picture().alternateScreen);
+    // What is written comes out at the other side a moment later.
+    EXPECT_TRUE(quernlight::test::eventually([&] {
+        read();
+        return !model_.picture().alternateScreen;
+    }));
     EXPECT_TRUE(model_.picture().cursorShown);
     EXPECT_FALSE(model_.picture().bracketedPaste);
 }
