@@ -190,7 +190,7 @@ TEST_F(WatchTest, PanesTellOfTheSelectedBug) {
     test::Tmux terminal(temporary(), environment);
     terminal.enter(watch());
     ASSERT_TRUE(terminal.shows("RUNNING (1)")) << terminal.screen();
-    EXPECT_TRUE(terminal.showsOnceTyped("d", "See: git -C ")) << terminal.screen();
+    EXPECT_TRUE(terminal.showsOnceTyped("d", "Nothing has changed.")) << terminal.screen();
     EXPECT_TRUE(terminal.showsOnceTyped("g", "/goal")) << terminal.screen();
     EXPECT_TRUE(terminal.showsOnceTyped("e", "Added to queue.")) << terminal.screen();
     leave(terminal);
