@@ -4,7 +4,7 @@
 #include <boost/asio/this_coro.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
-#include "host/agent/last_line.hpp"
+#include "host/screen/last_line.hpp"
 #include "quernlight/runner/ansi_plain_text_converter.hpp"
 
 namespace quernlight::host {

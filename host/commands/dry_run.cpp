@@ -6,7 +6,7 @@
 #include "host/events/event_publisher.hpp"
 #include "host/health/unreadable_records.hpp"
 #include "host/intake/bug_source.hpp"
-#include "host/intake/known_bugs.hpp"
+#include "host/intake/daily_room.hpp"
 #include "host/process/scratch_directory.hpp"
 #include "host/process/user_error.hpp"
 #include "host/session/comment_poll.hpp"

@@ -110,9 +110,9 @@ int runCommand(const RunOptions& options) {
                                    .dispatcher = {.once = options.once}};
     const StopSignals wishes =
         runWithSignals(io, dispatchBugs(std::move(program), events, views, stop), [&](int count) {
-            events.notice(count == 1 ? "Stopping sessions; Ctrl-C or SIGTERM once more kills them."
-                                     : "Killing the sessions.");
-            stop.raise(count == 1 ? StopLevel::stop : StopLevel::kill);
+            const StopLevel level = stopLevel(count);
+            events.notice(std::string(stopSentence(level)));
+            stop.raise(level);
         });
     const auto failures = tally.failureSentence();
     if (options.once && failures && !stop.isStopping()) {

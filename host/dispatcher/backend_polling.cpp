@@ -23,7 +23,7 @@ Task<void> BackendPolling::takeBugsIn() {
     do {
         std::exception_ptr trouble;
         if (services_.homeIsInPlace()) {
-            trouble = co_await failureOf(context_, intake_.takeIn());
+            trouble = co_await runRound(context_, intake_.takeIn());
         }
         failures = trouble ? failures + 1 : 0;
         if (trouble && context_.once) {
@@ -44,7 +44,7 @@ Task<void> BackendPolling::retireMerged() {
     }
     while (!context_.once) {
         if (services_.homeIsInPlace()) {
-            co_await failureOf(context_, retirement_.retireMerged());
+            co_await runRound(context_, retirement_.retireMerged());
         }
         co_await pauseFor(&Settings::pollMergeSeconds);
     }

@@ -36,7 +36,7 @@ void handleFailure(ChoreContext& context, const std::exception_ptr& failure) {
     std::visit(Handling{.context = context, .failure = failure}, meaningOf(failure));
 }
 
-Task<std::exception_ptr> failureOf(ChoreContext& context, Task<void> round) {
+Task<std::exception_ptr> runRound(ChoreContext& context, Task<void> round) {
     const std::exception_ptr failure = co_await caughtException(std::move(round));
     if (failure) {
         handleFailure(context, failure);

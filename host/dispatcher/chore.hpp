@@ -26,8 +26,8 @@ struct ChoreContext {
 /// work was cancelled.
 void handleFailure(ChoreContext& context, const std::exception_ptr& failure);
 
-/// One round of a chore, and what it threw, if anything, after that was handled.
-Task<std::exception_ptr> failureOf(ChoreContext& context, Task<void> round);
+/// Runs one round of a chore, and returns what it threw, if anything, after that was handled.
+Task<std::exception_ptr> runRound(ChoreContext& context, Task<void> round);
 
 /// Ends the program once the backend refuses the token, whoever has met that.
 void endIfTokenIsRefused(ChoreContext& context);

@@ -18,8 +18,8 @@ Task<void> PeriodicLooks::lookAround() {
     orphans_.look();
     endIfTokenIsRefused(context_);
     home_.lookForHome();
-    co_await failureOf(context_, home_.tryWriting());
-    co_await failureOf(context_, refreshSettings());
+    co_await runRound(context_, home_.tryWriting());
+    co_await runRound(context_, refreshSettings());
     context_.changed.notify();
 }
 

@@ -48,7 +48,7 @@ Task<void> Reconciliation::run() {
             co_await wanted_.wait();
         }
         const auto before = waiting_.size();
-        co_await failureOf(context_, reconcileAll());
+        co_await runRound(context_, reconcileAll());
         context_.changed.notify();
         failures = waiting_.size() == before ? failures + 1 : 0;
         if (!waiting_.empty()) {

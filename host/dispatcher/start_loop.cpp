@@ -53,7 +53,7 @@ StartLoop::StartLoop(ChoreContext& context, RunningSessions& sessions, Reconcili
 Task<void> StartLoop::run() {
     while (!done_ && !context_.isStopping()) {
         co_await context_.changed.wait();
-        co_await failureOf(context_, startWhatMay());
+        co_await runRound(context_, startWhatMay());
     }
 }
 

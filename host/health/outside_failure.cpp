@@ -63,6 +63,14 @@ fs::path nearestThatIsThere(fs::path path) {
 
 }  // namespace
 
+PauseLengths pausesAfterBlockedAgent(bool limitsUse, bool stopsWork) {
+    using std::chrono::seconds;
+    if (limitsUse) {
+        return {.first = seconds(300), .longest = seconds(1800)};
+    }
+    return stopsWork ? PauseLengths{.first = seconds(20), .longest = seconds(300)} : PauseLengths{};
+}
+
 bool isShortage(const std::error_code& error) {
     return error == std::errc::too_many_files_open || error == std::errc::too_many_files_open_in_system ||
            error == std::errc::resource_unavailable_try_again || error == std::errc::not_enough_memory;

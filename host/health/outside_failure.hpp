@@ -14,6 +14,10 @@ struct PauseLengths {
     std::chrono::seconds longest{300};
 };
 
+/// For an agent that cannot work: a limit of use takes its time, a model that does not answer (`stopsWork`)
+/// may do so soon.
+PauseLengths pausesAfterBlockedAgent(bool limitsUse, bool stopsWork);
+
 /// Why a bug could not be started that has nothing to do with the bug: it would meet the next one as well.
 struct OutsideFailure {
     std::optional<std::string> repository{};      ///< only its bugs are met; absent: all are

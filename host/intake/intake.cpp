@@ -8,7 +8,7 @@
 
 #include "host/events/item_history.hpp"
 #include "host/health/unreadable_records.hpp"
-#include "host/intake/known_bugs.hpp"
+#include "host/intake/daily_room.hpp"
 #include "host/session/comment_poll.hpp"
 #include "host/store/readable_queue.hpp"
 #include "quernlight/platform/identifiers.hpp"

@@ -31,4 +31,20 @@ int StopSignals::exitStatus() const {
     return count_ == 0 || first_ == SIGTERM ? 0 : interrupted;
 }
 
+StopLevel stopLevel(int wishes) {
+    return wishes > 1 ? StopLevel::kill : wishes == 1 ? StopLevel::stop : StopLevel::none;
+}
+
+std::string_view stopSentence(StopLevel level) {
+    switch (level) {
+        case StopLevel::none:
+            return {};
+        case StopLevel::stop:
+            return "Stopping sessions; Ctrl-C or SIGTERM once more kills them.";
+        case StopLevel::kill:
+            return "Killing the sessions.";
+    }
+    return {};
+}
+
 }  // namespace quernlight::host

@@ -2,6 +2,9 @@
 
 #include <chrono>
 #include <optional>
+#include <string_view>
+
+#include "host/process/stop_request.hpp"
 
 namespace quernlight::host {
 
@@ -28,5 +31,11 @@ class StopSignals {
     bool hungUp_ = false;
     std::optional<TimePoint> lastUnkeyed_;  // when the last wish came that no key has sent
 };
+
+/// The first wish ends the sessions in order, a second one kills them.
+StopLevel stopLevel(int wishes);
+
+/// What to tell people once the wish has come to this.
+std::string_view stopSentence(StopLevel level);
 
 }  // namespace quernlight::host

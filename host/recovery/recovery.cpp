@@ -7,7 +7,7 @@
 #include "host/events/item_history.hpp"
 #include "host/process/process_metadata.hpp"
 #include "host/process/process_tree.hpp"
-#include "host/session/report_search.hpp"
+#include "host/session/sought_report.hpp"
 #include "host/store/readable_queue.hpp"
 #include "host/text/failure_sentence.hpp"
 #include "host/tools/tool_access.hpp"
@@ -176,7 +176,7 @@ Task<std::optional<AgentReport>> Recovery::askBackend(BugQueueItem item, Session
     if (!sessionID) {
         co_return std::nullopt;
     }
-    const CompletionPollState state = reportOf(item, *sessionID, attempt.startedAt);
+    const CompletionPollState state = soughtReport(item, *sessionID, attempt.startedAt);
     const auto comments = co_await uses_.fetchComments(item.bugID);
     const auto found = CompletionDetector::detectOutcome(comments.records, state);
     if (!found) {

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <fstream>
 
-#include "host/agent/last_line.hpp"
 #include "host/events/session_stage.hpp"
 #include "host/recovery/recovery_step.hpp"
+#include "host/screen/last_line.hpp"
 #include "host/service/stored_operations.hpp"
 #include "host/settings/settings_store.hpp"
 #include "host/store/readable_queue.hpp"

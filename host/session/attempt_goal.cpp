@@ -1,7 +1,9 @@
 #include "host/session/attempt_goal.hpp"
 
+#include <algorithm>
 #include <utility>
 
+#include "host/events/item_history.hpp"
 #include "quernlight/dispatch/goal_builder.hpp"
 #include "quernlight/git/worktree_naming.hpp"
 
@@ -38,6 +40,14 @@ std::string attemptGoal(const SessionState& state, const InstructionFiles& instr
     const GoalContext context = goalContext(state, instructions, std::move(prURL));
     return goalNeedsPullRequest(state.item) ? GoalBuilder::buildReviewFollowup(context)
                                             : GoalBuilder::build(context);
+}
+
+bool mayTypeGoalAgain(const std::vector<QueueEvent>& events) {
+    const auto last = std::find_if(events.rbegin(), events.rend(), [](const QueueEvent& event) {
+        return isOfKind(event, EventKind::goalRefused) || isOfKind(event, EventKind::goalAccepted) ||
+               isOfKind(event, EventKind::retried);
+    });
+    return last == events.rend() || !isOfKind(*last, EventKind::goalRefused);
 }
 
 }  // namespace quernlight::host

@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-#include "host/agent/last_line.hpp"
+#include "host/screen/last_line.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "quernlight/platform/text.hpp"
@@ -147,9 +147,9 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
         return std::nullopt;
     }
     const StandingQuestion& question = *session.question;
-    const auto patience = question.isOfAgents ? untilAQuestionStands : untilAPersonAnswers;
+    const auto patience = question.stopsEveryAgent ? untilAQuestionStands : untilAPersonAnswers;
     const bool isOver = now - question.since >= patience;
-    return isOver && (question.isOfAgents || !session.goalAccepted)
+    return isOver && (question.stopsEveryAgent || !session.goalAccepted)
                ? std::optional(AgentBlocked{.cause = question.sentence,
                                             .until = question.until,
                                             .stopsWork = session.goalAccepted,

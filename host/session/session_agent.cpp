@@ -8,7 +8,7 @@
 #include "host/agent/agent_launch.hpp"
 #include "host/process/process_metadata.hpp"
 #include "host/process/user_error.hpp"
-#include "host/session/report_search.hpp"
+#include "host/session/sought_report.hpp"
 #include "host/text/clock_time.hpp"
 #include "host/worktree/worktree_pointers.hpp"
 #include "quernlight/runner/runner_error.hpp"
@@ -137,7 +137,7 @@ std::vector<std::string> SessionAgent::grantTools() {
     }
     // A call may end after the session, which must not be touched then.
     auto reported = [mailbox = run_.mailbox(), &clock = uses_.clock,
-                     sought = reportOf(state_.item, state_.sessionID, state_.attempt.startedAt)](
+                     sought = soughtReport(state_.item, state_.sessionID, state_.attempt.startedAt)](
                         const QLCommentDTO& posted) {
         mailbox.deliver(CommentsChanged{.at = clock.now(),
                                         .newest = posted.createdAt,

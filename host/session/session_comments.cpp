@@ -5,7 +5,7 @@
 
 #include "host/health/unreadable_records.hpp"
 #include "host/process/time_limit.hpp"
-#include "host/session/report_search.hpp"
+#include "host/session/sought_report.hpp"
 #include "host/text/failure_sentence.hpp"
 
 namespace quernlight::host {
@@ -101,7 +101,7 @@ Task<ReadableList<QLCommentDTO>> SessionComments::fetch() {
 }
 
 CompletionPollState SessionComments::pollState() const {
-    return reportOf(state_.item, state_.sessionID, state_.attempt.startedAt);
+    return soughtReport(state_.item, state_.sessionID, state_.attempt.startedAt);
 }
 
 }  // namespace quernlight::host

@@ -9,7 +9,8 @@
 
 namespace quernlight::host {
 
-/// What a session learns from the bug's comments: whether its agent has reported, and whether it lives.
+/// What a session learns from the bug's comments: whether its agent has reported, and whether it lives. Which
+/// of them are the session's, and what they come to, is the library's `CompletionDetector`'s.
 class SessionComments {
   public:
     SessionComments(CommentPolling polling, StopRequest& stop, SessionState& state, SessionLog& log)

@@ -1,27 +1,14 @@
 #include "host/session/session_end.hpp"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
 #include "host/agent/agent_conversations.hpp"
 #include "host/health/failure_policy.hpp"
+#include "host/session/attempt_goal.hpp"
 #include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
-
-namespace {
-
-/// A model that does not answer may do so soon; a limit of use takes its time.
-PauseLengths pausesAfter(const AgentBlocked& end) {
-    using std::chrono::seconds;
-    if (end.limitsUse) {
-        return {.first = seconds(300), .longest = seconds(1800)};
-    }
-    return end.stopsWork ? PauseLengths{.first = seconds(20), .longest = seconds(300)} : PauseLengths{};
-}
-
-}  // namespace
 
 Task<void> SessionEnd::finish(NextStep step) {
     Task<void> ending = std::visit([this](auto known) { return end(std::move(known)); }, std::move(step));
@@ -174,8 +161,9 @@ Task<void> SessionEnd::end(AgentBlocked end) {
         metadata = conversationMetadata(*state_.watched.resumes);
     }
     co_await log_.tell(EventKind::agentBlocked, end.cause, std::move(metadata));
-    OutsideFailure failure{
-        .cause = std::move(end.cause), .stopsWork = end.stopsWork, .pauses = pausesAfter(end)};
+    OutsideFailure failure{.cause = std::move(end.cause),
+                           .stopsWork = end.stopsWork,
+                           .pauses = pausesAfterBlockedAgent(end.limitsUse, end.stopsWork)};
     if (end.until) {
         failure.lasts = std::chrono::ceil<std::chrono::seconds>(*end.until - uses_.clock.now());
     }
@@ -190,22 +178,12 @@ Task<void> SessionEnd::end(GoalNotTaken end) {
         AgentBlocked blocked{.cause = std::move(end.reason)};
         co_return co_await this->end(std::move(blocked));
     }
-    const bool isSecond = co_await hasBeenRefusedBefore();
-    if (isSecond) {
+    const std::vector<QueueEvent> events = co_await uses_.store.items.events(state_.item.id);
+    if (!mayTypeGoalAgain(events)) {
         co_return co_await fail(std::move(end.reason));
     }
     co_await log_.tell(EventKind::goalRefused, end.reason);
     co_await interrupt(std::move(end.reason));
-}
-
-/// Since a goal of the bug's was last accepted.
-Task<bool> SessionEnd::hasBeenRefusedBefore() {
-    const std::vector<QueueEvent> events = co_await uses_.store.items.events(state_.item.id);
-    const auto last = std::find_if(events.rbegin(), events.rend(), [](const QueueEvent& event) {
-        return isOfKind(event, EventKind::goalRefused) || isOfKind(event, EventKind::goalAccepted) ||
-               isOfKind(event, EventKind::retried);
-    });
-    co_return last != events.rend() && isOfKind(*last, EventKind::goalRefused);
 }
 
 Task<void> SessionEnd::end(SessionSuperseded) {

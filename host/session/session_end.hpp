@@ -50,7 +50,6 @@ class SessionEnd {
     Task<void> end(AgentNotFound end);
     Task<void> end(AgentBlocked end);
     Task<void> end(GoalNotTaken end);
-    Task<bool> hasBeenRefusedBefore();
     Task<void> end(SessionSuperseded);
     Task<void> end(SessionReady);
     Task<void> end(OutsideFailure failure);

@@ -124,7 +124,7 @@ Task<void> SessionWatch::lookForQuestion() {
     std::optional<StandingQuestion>& known = state_.watched.question;
     const bool isSame = seen && known && isSameQuestion(*seen, *known);
     const bool isDue = isSame && seen->since - known->since >= known->patience;
-    const bool isToldByThePause = seen && seen->isOfAgents && state_.watched.goalAccepted;
+    const bool isToldByThePause = seen && seen->stopsEveryAgent && state_.watched.goalAccepted;
     if (isDue && !isQuestionTold_ && !isToldByThePause) {
         isQuestionTold_ = true;
         log_.show(SessionStage::needsPerson, known->sentence);

@@ -37,7 +37,7 @@ Dialog unknownDialog() {
 
 StandingQuestion limitReached(const std::string& words, Instant now) {
     StandingQuestion limit{.kind = DialogKind::usageLimit,
-                           .isOfAgents = true,
+                           .stopsEveryAgent = true,
                            .since = now,
                            .until = instantOfUsageLimit(words, now)};
     limit.sentence = "The agent's use is limited" +
@@ -53,8 +53,9 @@ std::optional<StandingQuestion> stoppedOn(const ScreenPicture& picture, Instant 
     }
     const auto notice = lastNotice(picture);
     if (notice && status == GoalStatus::blocked) {
-        return StandingQuestion{
-            .sentence = "The agent has stopped: " + shortened(*notice), .isOfAgents = true, .since = now};
+        return StandingQuestion{.sentence = "The agent has stopped: " + shortened(*notice),
+                                .stopsEveryAgent = true,
+                                .since = now};
     }
     if (status == GoalStatus::blocked || status == GoalStatus::paused ||
         status == GoalStatus::budgetLimited) {
@@ -98,7 +99,7 @@ std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant
     return StandingQuestion{
         .kind = dialog.kind,
         .sentence = sentenceOn(dialog),
-        .isOfAgents = dialog.kind == DialogKind::login || dialog.kind == DialogKind::usageLimit,
+        .stopsEveryAgent = dialog.kind == DialogKind::login || dialog.kind == DialogKind::usageLimit,
         .since = now};
 }
 

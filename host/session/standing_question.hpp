@@ -11,12 +11,13 @@
 
 namespace quernlight::host {
 
-/// Something on the agent's screen that it does not get past by itself.
+/// Something on the agent's screen that it does not get past by itself. How long the session waits for an
+/// answer is `nextStep`'s.
 struct StandingQuestion {
     DialogKind kind = DialogKind::unknown;
-    std::string sentence{};   ///< what it is, for people
-    bool isOfAgents = false;  ///< no answer in the terminal mends it: it would stop the next agent, too
-    Instant since{};          ///< when it was seen first
+    std::string sentence{};        ///< what it is, for people
+    bool stopsEveryAgent = false;  ///< no answer in the terminal mends it: it would stop the next agent, too
+    Instant since{};               ///< when it was seen first
     std::chrono::seconds patience{0};  ///< for which it may pass by itself, before a person is told
     std::optional<Instant> until{};    ///< of a limit of use: when it ends, if that is known
 

@@ -14,6 +14,18 @@ Task<std::vector<UnreadableItem>> unreadableItems(DispatchStore store) {
     co_return std::move(read.unreadable);
 }
 
+Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
+    std::set<std::string> known = co_await store.retired.bugIDs();
+    const ReadableItems queue = co_await store.items.readableItems(wholeQueue);
+    for (const BugQueueItem& item : queue.items) {
+        known.insert(item.bugID);
+    }
+    for (const UnreadableItem& row : queue.unreadable) {
+        known.insert(row.bugID);
+    }
+    co_return known;
+}
+
 std::string describe(const UnreadableItem& row) {
     const std::string bug = row.bugID.empty() ? "A bug" : "Bug " + withoutControls(row.bugID);
     return bug + " of the queue cannot be read (" + row.trouble +

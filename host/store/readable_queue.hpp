@@ -1,5 +1,6 @@
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,9 @@ Task<std::vector<BugQueueItem>> readableItems(DispatchStore store, QueueListing 
 
 /// The others, each with its bug.
 Task<std::vector<UnreadableItem>> unreadableItems(DispatchStore store);
+
+/// The short ids of every bug that the queue holds, finished ones included, and of those that were retired.
+Task<std::set<std::string>> knownBugIDs(DispatchStore store);
 
 /// What is the matter with the row, and what to do about it.
 std::string describe(const UnreadableItem& row);

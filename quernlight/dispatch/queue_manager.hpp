@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "quernlight/backend/records.hpp"
-#include "quernlight/dispatch/session_report.hpp"
+#include "quernlight/dispatch/item_transitions.hpp"
 #include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/operation_queue.hpp"
 #include "quernlight/platform/task.hpp"
@@ -117,7 +117,7 @@ class QueueManager {
     Task<std::optional<BugQueueItem>> moveInTurn(Uuid itemID, QueueMode to,
                                                  std::optional<QueueItemGoalFlow> goalFlow);
     Task<void> releaseInTurn(std::string bundleID);
-    Task<void> reportInTurn(Uuid itemID, SessionReport report);
+    Task<void> reportInTurn(Uuid itemID, ItemTransition report);
     Task<void> resumableInTurn(Uuid itemID);
     Task<void> setCodexSessionInTurn(Uuid itemID, Uuid codexSessionID, bool overwriteExisting);
 
@@ -128,7 +128,7 @@ class QueueManager {
     Task<std::vector<BugQueueItem>> queueOf(Uuid itemID);
     Task<void> storeAll(const std::vector<BugQueueItem>& items);
     Task<void> removeAndCompact(const BugQueueItem& item);
-    Task<void> storeReport(BugQueueItem item, SessionReport report);
+    Task<void> storeReport(BugQueueItem item, ItemTransition report);
     Task<void> appendEvent(Uuid itemID, ItemEvent event);
 
     QueueRepository queueRepository_;

@@ -8,27 +8,27 @@
 namespace quernlight {
 
 Task<void> QueueManager::markStarting(Uuid itemID, Uuid sessionID) {
-    return operations_.run(reportInTurn(itemID, SessionReports::starting(sessionID)));
+    return operations_.run(reportInTurn(itemID, ItemTransitions::starting(sessionID)));
 }
 
 Task<void> QueueManager::markRunning(Uuid itemID, Uuid sessionID) {
-    return operations_.run(reportInTurn(itemID, SessionReports::running(sessionID)));
+    return operations_.run(reportInTurn(itemID, ItemTransitions::running(sessionID)));
 }
 
 Task<void> QueueManager::markCodexCompleted(Uuid itemID, Uuid completionCommentID) {
-    return operations_.run(reportInTurn(itemID, SessionReports::codexCompleted(completionCommentID)));
+    return operations_.run(reportInTurn(itemID, ItemTransitions::codexCompleted(completionCommentID)));
 }
 
 Task<void> QueueManager::markCompleted(Uuid itemID, Uuid completionCommentID) {
-    return operations_.run(reportInTurn(itemID, SessionReports::completed(completionCommentID)));
+    return operations_.run(reportInTurn(itemID, ItemTransitions::completed(completionCommentID)));
 }
 
 Task<void> QueueManager::markAwaitingUserInput(Uuid itemID, Uuid commentID) {
-    return operations_.run(reportInTurn(itemID, SessionReports::awaitingUserInput(commentID)));
+    return operations_.run(reportInTurn(itemID, ItemTransitions::awaitingUserInput(commentID)));
 }
 
 Task<void> QueueManager::markFailed(Uuid itemID, std::string reason) {
-    return operations_.run(reportInTurn(itemID, SessionReports::failed(std::move(reason))));
+    return operations_.run(reportInTurn(itemID, ItemTransitions::failed(std::move(reason))));
 }
 
 Task<void> QueueManager::markResumable(Uuid itemID) {
@@ -39,7 +39,7 @@ Task<void> QueueManager::setCodexSession(Uuid itemID, Uuid codexSessionID, bool 
     return operations_.run(setCodexSessionInTurn(itemID, codexSessionID, overwriteExisting));
 }
 
-Task<void> QueueManager::reportInTurn(Uuid itemID, SessionReport report) {
+Task<void> QueueManager::reportInTurn(Uuid itemID, ItemTransition report) {
     auto item = co_await activeItem(itemID);
     if (item) {
         co_await storeReport(std::move(*item), std::move(report));
@@ -50,7 +50,7 @@ Task<void> QueueManager::resumableInTurn(Uuid itemID) {
     auto item = co_await activeItem(itemID);
     if (item) {
         const QueueItemStatus status = co_await waitingStatus(item->queueMode, item->bundleID);
-        co_await storeReport(std::move(*item), SessionReports::resumable(status));
+        co_await storeReport(std::move(*item), ItemTransitions::resumable(status));
     }
 }
 
@@ -60,7 +60,7 @@ Task<void> QueueManager::setCodexSessionInTurn(Uuid itemID, Uuid codexSessionID,
         co_return;
     }
     const auto before = item->codexSessionID;
-    auto event = SessionReports::bindCodexSession(*item, codexSessionID, overwriteExisting);
+    auto event = ItemTransitions::bindCodexSession(*item, codexSessionID, overwriteExisting);
     if (!event) {
         co_return;
     }
@@ -79,7 +79,7 @@ Task<std::optional<BugQueueItem>> QueueManager::activeItem(Uuid itemID) {
     co_return item;
 }
 
-Task<void> QueueManager::storeReport(BugQueueItem item, SessionReport report) {
+Task<void> QueueManager::storeReport(BugQueueItem item, ItemTransition report) {
     ItemEvent event = report(item, currentInstant());
     co_await queueRepository_.update(item);
     // With its session over the item has left the head of its queue, so the gaps are closed.

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "quernlight/backend/records.hpp"
-#include "quernlight/dispatch/session_report.hpp"
+#include "quernlight/dispatch/item_transitions.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
 
 namespace quernlight::test {

@@ -88,7 +88,7 @@ const std::set<std::string> internalHeaders{
     "backend/json_node.hpp",
     "backend/multipart_form.hpp",
     "dispatch/active_queue.hpp",
-    "dispatch/session_report.hpp",
+    "dispatch/item_transitions.hpp",
     "git/git_environment.hpp",
     "git/repository_git.hpp",
     "platform/async_signal.hpp",

@@ -111,6 +111,18 @@ GitRunner answering(std::vector<GitCommandResult> answers) {
     };
 }
 
+TEST(BlockedAgentTest, PausesLongestWhereItsUseIsLimitedAndLongerWhereItsModelDoesNotAnswer) {
+    using std::chrono::minutes;
+    const auto limited = pausesAfterBlockedAgent(true, true);
+    const auto unanswered = pausesAfterBlockedAgent(false, true);
+    const auto blocked = pausesAfterBlockedAgent(false, false);
+    EXPECT_EQ(limited.first, minutes(5));
+    EXPECT_EQ(limited.longest, minutes(30));
+    EXPECT_EQ(unanswered.first, std::chrono::seconds(20));
+    EXPECT_EQ(unanswered.longest, minutes(5));
+    EXPECT_LT(blocked.first, unanswered.first);
+}
+
 TEST(WatchedGitTest, TheLastCommandCountsIfItFailedAndAnyThatCouldNotBeStarted) {
     GitTrouble trouble;
     const GitRunner git =

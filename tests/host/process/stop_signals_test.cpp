@@ -45,6 +45,15 @@ TEST_F(StopWishesTest, ATerminalHangsUpOnlyOnce) {
     EXPECT_EQ(wishes.exitStatus(), 130);
 }
 
+TEST_F(StopWishesTest, TheFirstEndsTheSessionsInOrderAndASecondKillsThem) {
+    EXPECT_EQ(stopLevel(0), StopLevel::none);
+    EXPECT_EQ(stopLevel(1), StopLevel::stop);
+    EXPECT_EQ(stopLevel(2), StopLevel::kill);
+    EXPECT_EQ(stopLevel(3), StopLevel::kill);
+    EXPECT_EQ(stopSentence(StopLevel::stop), "Stopping sessions; Ctrl-C or SIGTERM once more kills them.");
+    EXPECT_EQ(stopSentence(StopLevel::kill), "Killing the sessions.");
+}
+
 TEST_F(StopWishesTest, WithoutASignalTheProgramEndsWell) {
     EXPECT_EQ(wishes.exitStatus(), 0);
 }

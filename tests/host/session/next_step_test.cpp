@@ -237,7 +237,7 @@ TEST_F(NextStepTest, AnAgentThatCannotTakeAnyGoalBlocksMoreThanThisBug) {
 TEST_F(NextStepTest, AQuestionBlocksAgentsAtOnceOrAfterTwoMinutesByItsKind) {
     struct Row {
         DialogKind kind;
-        bool isOfAgents;
+        bool stopsEveryAgent;
         bool hasGoal;
         int blocksAfter;  // seconds; 0: never
     };
@@ -247,7 +247,7 @@ TEST_F(NextStepTest, AQuestionBlocksAgentsAtOnceOrAfterTwoMinutesByItsKind) {
           Row{DialogKind::unknown, false, false, 120}, Row{DialogKind::unknown, true, true, 3},
           Row{DialogKind::approval, false, true, 0}}) {
         session.question = StandingQuestion{
-            .kind = row.kind, .sentence = "It asks.", .isOfAgents = row.isOfAgents, .since = at(0)};
+            .kind = row.kind, .sentence = "It asks.", .stopsEveryAgent = row.stopsEveryAgent, .since = at(0)};
         session.goalAccepted = row.hasGoal;
         session.activity.lastOutputAt = at(200);
         const int last = row.blocksAfter > 0 ? row.blocksAfter : 200;

@@ -80,7 +80,7 @@ TEST(StandingQuestionTest, AnAgentThatTriesToReachItsModelForMinutesIsToldOf) {
     EXPECT_EQ(trial->sentence, "The agent cannot reach its model: Reconnecting... waiting for network");
     EXPECT_TRUE(isSameQuestion(*trial, *later)) << later->sentence;
     EXPECT_EQ(trial->patience, std::chrono::minutes(2));
-    EXPECT_FALSE(trial->isOfAgents);
+    EXPECT_FALSE(trial->stopsEveryAgent);
     EXPECT_FALSE(questionIn("\u25E6 Working (32s \u2022 esc to interrupt)\r\n", true));
 }
 
@@ -90,7 +90,7 @@ struct Rest {
     bool hasGoal;
     std::optional<GoalStatus> status;
     const char* sentence;  // empty: nothing stands in the way
-    bool isOfAgents = false;
+    bool stopsEveryAgent = false;
 };
 
 void PrintTo(const Rest& row, std::ostream* out) {
@@ -104,7 +104,7 @@ TEST_P(AgentAtRestTest, HasStoppedWhereItsRecordsAndItsLastNoticeSaySo) {
     const auto question = questionOn(drawn(std::string(row.screen) + "\r\n\r\n\x1b[?25h\u203A "), now,
                                      {.hasGoal = row.hasGoal, .goalStatus = row.status});
     EXPECT_EQ(question ? question->sentence : "", row.sentence);
-    EXPECT_EQ(question && question->isOfAgents, row.isOfAgents);
+    EXPECT_EQ(question && question->stopsEveryAgent, row.stopsEveryAgent);
 }
 
 constexpr auto refusal = "\u25A0 unexpected status 401 Unauthorized";

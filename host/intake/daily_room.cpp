@@ -1,20 +1,8 @@
-#include "host/intake/known_bugs.hpp"
+#include "host/intake/daily_room.hpp"
 
 #include "host/store/readable_queue.hpp"
 
 namespace quernlight::host {
-
-Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
-    std::set<std::string> known = co_await store.retired.bugIDs();
-    const ReadableItems queue = co_await store.items.readableItems(wholeQueue);
-    for (const BugQueueItem& item : queue.items) {
-        known.insert(item.bugID);
-    }
-    for (const UnreadableItem& row : queue.unreadable) {
-        known.insert(row.bugID);
-    }
-    co_return known;
-}
 
 Task<int> roomForNewBugs(DispatchStore store, Settings settings, Instant now) {
     const Instant midnight = std::chrono::floor<std::chrono::days>(now);

@@ -20,28 +20,29 @@ struct ItemEvent {
     bool operator==(const ItemEvent&) const = default;
 };
 
-/// What a report about an agent's session does: changes the item as of the given time and says what happened.
-/// Whether the item takes reports at all is the queue manager's rule.
-using SessionReport = std::function<ItemEvent(BugQueueItem&, Instant now)>;
+/// What becomes of an item when its agent's session comes to something: changes the item as of the given time
+/// and says what happened. Whether the item may change so at all is the queue manager's rule.
+using ItemTransition = std::function<ItemEvent(BugQueueItem&, Instant now)>;
 
-/// The reports of a session, in the order of a session's life. Pure functions, for any thread.
-struct SessionReports {
-    SessionReports() = delete;
+/// The transitions of an item's status that sessions bring about, in the order of a session's life. Pure
+/// functions, for any thread.
+struct ItemTransitions {
+    ItemTransitions() = delete;
 
     /// The session is the item's, and its time begins now.
-    static SessionReport starting(const Uuid& sessionID);
+    static ItemTransition starting(const Uuid& sessionID);
     /// The session is the item's; its time begins now unless it has begun.
-    static SessionReport running(const Uuid& sessionID);
+    static ItemTransition running(const Uuid& sessionID);
     /// The item keeps its session, which the event names.
-    static SessionReport codexCompleted(const Uuid& completionCommentID);
+    static ItemTransition codexCompleted(const Uuid& completionCommentID);
     /// These three end the session: the item has none any more and is completed at the given time.
-    static SessionReport completed(const Uuid& completionCommentID);
-    static SessionReport awaitingUserInput(const Uuid& commentID);
+    static ItemTransition completed(const Uuid& completionCommentID);
+    static ItemTransition awaitingUserInput(const Uuid& commentID);
     /// `reason` is the item's error message and the event's.
-    static SessionReport failed(std::string reason);
+    static ItemTransition failed(std::string reason);
     /// The item has no session any more. `waitingStatus` is the one that the item's queue and mapping call
     /// for.
-    static SessionReport resumable(QueueItemStatus waitingStatus);
+    static ItemTransition resumable(QueueItemStatus waitingStatus);
 
     /// Binds the item to the agent's own conversation; the event tells its id. An item that is bound to
     /// another one keeps it unless that is to be overwritten; the event tells both. Nothing when the item is

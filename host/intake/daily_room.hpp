@@ -1,6 +1,5 @@
 #pragma once
 
-#include <set>
 #include <string>
 
 #include "host/settings/settings.hpp"
@@ -8,10 +7,8 @@
 
 namespace quernlight::host {
 
-/// The short ids of every bug that the queue holds, finished ones included, and of those that were retired.
-Task<std::set<std::string>> knownBugIDs(DispatchStore store);
-
-/// How many new bugs may still be taken today (UTC).
+/// How many new bugs may still be taken today (UTC): the setting's number less those that were added today
+/// and are still in the queue, or were retired since.
 Task<int> roomForNewBugs(DispatchStore store, Settings settings, Instant now);
 
 /// What to tell when a day's share of new bugs is used up.

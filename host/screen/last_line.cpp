@@ -1,4 +1,4 @@
-#include "host/agent/last_line.hpp"
+#include "host/screen/last_line.hpp"
 
 #include <algorithm>
 

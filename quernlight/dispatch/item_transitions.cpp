@@ -1,4 +1,4 @@
-#include "quernlight/dispatch/session_report.hpp"
+#include "quernlight/dispatch/item_transitions.hpp"
 
 #include <string_view>
 #include <utility>
@@ -21,7 +21,7 @@ void end(BugQueueItem& item, QueueItemStatus status, Instant now) {
 
 }  // namespace
 
-SessionReport SessionReports::starting(const Uuid& sessionID) {
+ItemTransition ItemTransitions::starting(const Uuid& sessionID) {
     return [sessionID](BugQueueItem& item, Instant now) {
         item.status = QueueItemStatus::startingCodex;
         item.activeSessionID = sessionID;
@@ -32,7 +32,7 @@ SessionReport SessionReports::starting(const Uuid& sessionID) {
     };
 }
 
-SessionReport SessionReports::running(const Uuid& sessionID) {
+ItemTransition ItemTransitions::running(const Uuid& sessionID) {
     return [sessionID](BugQueueItem& item, Instant now) {
         item.status = QueueItemStatus::running;
         item.activeSessionID = sessionID;
@@ -42,7 +42,7 @@ SessionReport SessionReports::running(const Uuid& sessionID) {
     };
 }
 
-SessionReport SessionReports::codexCompleted(const Uuid& completionCommentID) {
+ItemTransition ItemTransitions::codexCompleted(const Uuid& completionCommentID) {
     return [completionCommentID](BugQueueItem& item, Instant) {
         // Not yet over: the agent is being stopped, so the item keeps its session and its place at the head.
         item.status = QueueItemStatus::codexCompleted;
@@ -54,7 +54,7 @@ SessionReport SessionReports::codexCompleted(const Uuid& completionCommentID) {
     };
 }
 
-SessionReport SessionReports::completed(const Uuid& completionCommentID) {
+ItemTransition ItemTransitions::completed(const Uuid& completionCommentID) {
     return [completionCommentID](BugQueueItem& item, Instant now) {
         end(item, QueueItemStatus::completed, now);
         return ItemEvent{.kind = "completed",
@@ -63,7 +63,7 @@ SessionReport SessionReports::completed(const Uuid& completionCommentID) {
     };
 }
 
-SessionReport SessionReports::awaitingUserInput(const Uuid& commentID) {
+ItemTransition ItemTransitions::awaitingUserInput(const Uuid& commentID) {
     return [commentID](BugQueueItem& item, Instant now) {
         end(item, QueueItemStatus::awaitingUserInput, now);
         return ItemEvent{.kind = "awaitingUserInput",
@@ -72,7 +72,7 @@ SessionReport SessionReports::awaitingUserInput(const Uuid& commentID) {
     };
 }
 
-SessionReport SessionReports::failed(std::string reason) {
+ItemTransition ItemTransitions::failed(std::string reason) {
     return [reason = std::move(reason)](BugQueueItem& item, Instant now) {
         end(item, QueueItemStatus::failed, now);
         item.errorMessage = reason;
@@ -80,7 +80,7 @@ SessionReport SessionReports::failed(std::string reason) {
     };
 }
 
-SessionReport SessionReports::resumable(QueueItemStatus waitingStatus) {
+ItemTransition ItemTransitions::resumable(QueueItemStatus waitingStatus) {
     return [waitingStatus](BugQueueItem& item, Instant) {
         item.status = waitingStatus;
         item.activeSessionID.reset();
@@ -89,8 +89,8 @@ SessionReport SessionReports::resumable(QueueItemStatus waitingStatus) {
     };
 }
 
-std::optional<ItemEvent> SessionReports::bindCodexSession(BugQueueItem& item, const Uuid& codexSessionID,
-                                                          bool overwriteExisting) {
+std::optional<ItemEvent> ItemTransitions::bindCodexSession(BugQueueItem& item, const Uuid& codexSessionID,
+                                                           bool overwriteExisting) {
     const auto existing = item.codexSessionID;
     if (existing == codexSessionID) {
         return std::nullopt;
