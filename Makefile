@@ -88,7 +88,7 @@ headers: setup
 check-all: check-format headers clang test
 	@packaging/install-mcp-clients
 	@ctest --preset clang
-	@cmake --preset release
+	@cmake --preset release -DQUERNLIGHT_WARNINGS_AS_ERRORS=ON
 	@cmake --build --preset release -j $(JOBS)
 	@ctest --preset release
 	@$(MAKE) tsan cross coverage

@@ -28,7 +28,7 @@ HomeFacts factsOf(const fs::path& home) {
 }
 
 std::string octal(mode_t mode) {
-    std::array<char, 8> text{};
+    std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode));
     return text.data();
 }
