@@ -12,11 +12,11 @@ namespace {
 /// Refuses what libcurl does not know: a library too old for an option must not run without it.
 template <class Value>
 void set(CURL* handle, CURLoption option, Value value) {
-    const CURLcode code = curl_easy_setopt(handle, option, value);
+    const CURLcode code = curl().easySetOption(handle, option, value);
     if (code != CURLE_OK) {
         throw TransportError(
             TransportError::Reason::failed,
-            std::string("The HTTP request cannot be prepared: ") + curl_easy_strerror(code) + ".");
+            std::string("The HTTP request cannot be prepared: ") + curl().easyErrorText(code) + ".");
     }
 }
 
@@ -43,7 +43,7 @@ bool isUnconnected(CURLcode code) {
 
 CurlTransfer::CurlTransfer(HttpRequest request, const HttpSession::Options& options,
                            const std::string& directHosts)
-    : request_(std::move(request)), options_(options), handle_(curl_easy_init()) {
+    : request_(std::move(request)), options_(options), handle_(curl().easyInit()) {
     if (!handle_) {
         throw std::bad_alloc();
     }
@@ -117,7 +117,7 @@ void CurlTransfer::configureCallbacks() {
 }
 
 void CurlTransfer::addHeader(const std::string& line) {
-    curl_slist* longer = curl_slist_append(headers_.get(), line.c_str());
+    curl_slist* longer = curl().listAppend(headers_.get(), line.c_str());
     if (longer == nullptr) {
         throw std::bad_alloc();
     }
@@ -143,10 +143,10 @@ HttpResponse CurlTransfer::finish(CURLcode code) {
         throw failure(code);
     }
     long status = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl().easyGetInfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
     HttpResponse response{static_cast<int>(status), std::move(body_)};
     curl_off_t pause = 0;
-    curl_easy_getinfo(handle_.get(), CURLINFO_RETRY_AFTER, &pause);
+    curl().easyGetInfo(handle_.get(), CURLINFO_RETRY_AFTER, &pause);
     if (pause > 0) {
         response.retryAfter = std::chrono::seconds(pause);
     }
@@ -166,7 +166,7 @@ TransportError CurlTransfer::failure(CURLcode code) const {
     // before anything is sent, or after a redirect to it.
     const bool strange = code == CURLE_UNSUPPORTED_PROTOCOL && awaitsAnswer_;
     const bool notHTTP = strange || code == CURLE_WEIRD_SERVER_REPLY;
-    const char* message = message_.front() != '\0' ? message_.data() : curl_easy_strerror(code);
+    const char* message = message_.front() != '\0' ? message_.data() : curl().easyErrorText(code);
     return {notHTTP ? Reason::notHTTP : Reason::failed,
             std::string("The HTTP request failed: ") + message + ".",
             isUnconnected(code) ? TransportError::Sent::no : TransportError::Sent::maybe};
@@ -202,10 +202,10 @@ std::size_t CurlTransfer::onHeader(const char*, std::size_t size, std::size_t co
     self.lastProgress_ = Clock::now();
     self.awaitsAnswer_ = false;
     long status = 0;
-    curl_easy_getinfo(self.handle(), CURLINFO_RESPONSE_CODE, &status);
+    curl().easyGetInfo(self.handle(), CURLINFO_RESPONSE_CODE, &status);
     if (status == 303) {
         // The change is done and its outcome is to be read elsewhere: to DELETE that as well would be wrong.
-        curl_easy_setopt(self.handle(), CURLOPT_CUSTOMREQUEST, nullptr);
+        curl().easySetOption(self.handle(), CURLOPT_CUSTOMREQUEST, nullptr);
     }
     return size * count;
 }

@@ -5,8 +5,7 @@
 #include <memory>
 #include <string>
 
-#include <curl/curl.h>
-
+#include "quernlight/backend/curl_library.hpp"
 #include "quernlight/backend/http_message.hpp"
 #include "quernlight/backend/http_session.hpp"
 
@@ -36,10 +35,10 @@ class CurlTransfer {
 
   private:
     struct EasyCleanup {
-        void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+        void operator()(CURL* handle) const { curl().easyCleanup(handle); }
     };
     struct ListCleanup {
-        void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+        void operator()(curl_slist* list) const { curl().listFree(list); }
     };
 
     Clock::time_point totalDeadline() const;

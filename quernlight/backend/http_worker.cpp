@@ -20,8 +20,7 @@ std::optional<std::string> noProxyOfEnvironment() {
 }
 
 CURLM* makeMulti() {
-    static const CURLcode ready = curl_global_init(CURL_GLOBAL_DEFAULT);
-    CURLM* multi = ready == CURLE_OK ? curl_multi_init() : nullptr;
+    CURLM* multi = curl().multiInit();
     if (multi == nullptr) {
         throw std::bad_alloc();
     }
@@ -101,7 +100,7 @@ void HttpSession::Worker::submit(std::shared_ptr<HttpExchange> exchange) {
         exchange->fail(std::make_exception_ptr(sessionClosed()));
         return;
     }
-    curl_multi_wakeup(multi_.get());
+    curl().multiWakeUp(multi_.get());
 }
 
 void HttpSession::Worker::abandon(std::shared_ptr<HttpExchange> exchange) {
@@ -109,7 +108,7 @@ void HttpSession::Worker::abandon(std::shared_ptr<HttpExchange> exchange) {
         const std::lock_guard guard(lock_);
         abandoned_.push_back(std::move(exchange));
     }
-    curl_multi_wakeup(multi_.get());
+    curl().multiWakeUp(multi_.get());
 }
 
 void HttpSession::Worker::stop() {
@@ -117,7 +116,7 @@ void HttpSession::Worker::stop() {
         const std::lock_guard guard(lock_);
         stopping_ = true;
     }
-    curl_multi_wakeup(multi_.get());
+    curl().multiWakeUp(multi_.get());
     if (thread_.joinable()) {
         thread_.join();
     }
@@ -126,10 +125,10 @@ void HttpSession::Worker::stop() {
 void HttpSession::Worker::run() {
     while (takeOrders()) {
         int running = 0;
-        curl_multi_perform(multi_.get(), &running);
+        curl().multiPerform(multi_.get(), &running);
         collectEnded();
         expire();
-        curl_multi_poll(multi_.get(), nullptr, 0, pollTimeout(), nullptr);
+        curl().multiPoll(multi_.get(), nullptr, 0, pollTimeout(), nullptr);
     }
     failAll();
 }
@@ -157,10 +156,10 @@ bool HttpSession::Worker::takeOrders() {
 void HttpSession::Worker::start(const std::shared_ptr<HttpExchange>& exchange) {
     try {
         auto transfer = std::make_unique<CurlTransfer>(exchange->takeRequest(), options_, directHosts_);
-        const CURLMcode code = curl_multi_add_handle(multi_.get(), transfer->handle());
+        const CURLMcode code = curl().multiAdd(multi_.get(), transfer->handle());
         if (code != CURLM_OK) {
-            throw TransportError(TransportError::Reason::failed,
-                                 std::string("The HTTP request failed: ") + curl_multi_strerror(code) + ".");
+            throw TransportError(TransportError::Reason::failed, std::string("The HTTP request failed: ") +
+                                                                     curl().multiErrorText(code) + ".");
         }
         active_.push_back({exchange, std::move(transfer)});
     } catch (...) {
@@ -172,14 +171,14 @@ void HttpSession::Worker::remove(const std::shared_ptr<HttpExchange>& exchange) 
     const auto found = std::find_if(active_.begin(), active_.end(),
                                     [&](const Active& each) { return each.exchange == exchange; });
     if (found != active_.end()) {
-        curl_multi_remove_handle(multi_.get(), found->transfer->handle());
+        curl().multiRemove(multi_.get(), found->transfer->handle());
         active_.erase(found);
     }
 }
 
 void HttpSession::Worker::collectEnded() {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+    while (const CURLMsg* message = curl().multiReadInfo(multi_.get(), &left)) {
         const CURLcode code = message->data.result;
         const auto ended = std::find_if(active_.begin(), active_.end(), [&](const Active& each) {
             return each.transfer->handle() == message->easy_handle;

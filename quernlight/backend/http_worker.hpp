@@ -8,8 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include <curl/curl.h>
-
+#include "quernlight/backend/curl_library.hpp"
 #include "quernlight/backend/curl_transfer.hpp"
 #include "quernlight/backend/http_session.hpp"
 #include "quernlight/platform/async_signal.hpp"
@@ -62,7 +61,7 @@ class HttpSession::Worker {
         std::unique_ptr<CurlTransfer> transfer;
     };
     struct MultiCleanup {
-        void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+        void operator()(CURLM* multi) const { curl().multiCleanup(multi); }
     };
 
     void run();
