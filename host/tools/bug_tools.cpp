@@ -48,6 +48,14 @@ bool isOwnApp(const ToolSession& session, const std::string& bundleID) {
     return bundleID == session.grant.item.bundleID;
 }
 
+/// Why a call that was not made yet is not made.
+std::optional<ToolResult> tooMany(const ToolSession& session, const std::string& key) {
+    if (session.calls.size() < mostChanges || session.calls.knows(key)) {
+        return std::nullopt;
+    }
+    return refused("This session has made " + std::to_string(mostChanges) + " changes; no more are taken.");
+}
+
 ToolResult otherApp(const ToolSession& session, const std::string& bugID) {
     return refused("The bug " + shownID(bugID) +
                    " belongs to another app; this session may read the bugs of " +
@@ -107,10 +115,13 @@ ToolOutcome outcomeOfFailure(const std::exception& error) {
     constexpr int notImplemented = 501;
     constexpr int unavailable = 503;
     if (const auto* answer = dynamic_cast<const BackendError*>(&error)) {
-        const bool isCertain = answer->which() == BackendError::Case::invalidURL ||
-                               (answer->which() == BackendError::Case::server &&
-                                (answer->status() < 500 || answer->status() == notImplemented ||
-                                 answer->status() == unavailable));
+        // A proxy says "unavailable", too, of a connection that broke after the request was sent; only a
+        // server that takes nothing names a time to come back.
+        const bool isTurnedAway = answer->status() == unavailable && answer->retryAfter();
+        const bool isCertain =
+            answer->which() == BackendError::Case::invalidURL ||
+            (answer->which() == BackendError::Case::server &&
+             (answer->status() < 500 || answer->status() == notImplemented || isTurnedAway));
         return isCertain ? ToolOutcome::failed : ToolOutcome::unknown;
     }
     if (const auto* transport = dynamic_cast<const TransportError*>(&error)) {
@@ -146,10 +157,6 @@ Task<ToolResult> BugTools::change(Session session, std::string_view tool, json::
     if (!isOwnBug(*session, bugID)) {
         co_return refused("The bug " + shownID(bugID) + " is not that of this session; it may change \"" +
                           session->grant.item.bugID + "\" only.");
-    }
-    if (session->calls.size() >= mostChanges) {
-        co_return refused("This session has made " + std::to_string(mostChanges) +
-                          " changes; no more are taken.");
     }
     if (tool == "update_bug_status") {
         std::string status = textOf(arguments, "status");
@@ -200,11 +207,14 @@ Task<ToolResult> BugTools::listBugs(Session session, json::object arguments) {
 /// Only a repetition of the latest status is the same call again: one that was set before another is to be
 /// set anew. To set a status twice is to set it once, so that one whose fate is unknown may be.
 Task<ToolResult> BugTools::updateStatus(Session session, std::string status) {
+    const std::string key = "status " + status;
+    if (auto refusal = tooMany(*session, key)) {
+        co_return std::move(*refusal);
+    }
     const std::string last = std::exchange(session->lastStatus, status);
     if (last != status) {
         session->calls.forget("status " + last);
     }
-    const std::string key = "status " + status;
     const CallMemory::Answer answer =
         co_await session->calls.once(key, setStatus(session, std::move(status)));
     if (answer.result.outcome == ToolOutcome::unknown) {
@@ -232,6 +242,9 @@ Task<ToolResult> BugTools::createComment(Session session, json::object arguments
     }
     auto& draft = std::get<CommentDraft>(drafted);
     const std::string key = "comment " + fingerprint(draft);
+    if (auto refusal = tooMany(*session, key)) {
+        co_return std::move(*refusal);
+    }
     CallMemory::Answer answer = co_await session->calls.once(key, post(session, draft));
     if (answer.isRepeated && answer.result.outcome == ToolOutcome::unknown) {
         answer.result = co_await look(session, std::move(draft), std::move(answer.result));

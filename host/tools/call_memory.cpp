@@ -1,5 +1,6 @@
 #include "host/tools/call_memory.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace quernlight::host {
@@ -28,13 +29,26 @@ Task<CallMemory::Answer> CallMemory::once(std::string key, Task<ToolResult> call
 }
 
 void CallMemory::end(const std::string& key, Call& call, ToolResult result) {
-    if (!mayHaveChanged(result.outcome)) {
-        calls_.erase(key);
+    const auto known = calls_.find(key);
+    if (!mayHaveChanged(result.outcome) && known != calls_.end() && known->second.get() == &call) {
+        calls_.erase(known);
     }
     call.result = std::move(result);
     call.hasEnded = true;
     for (const AsyncSignal& waiting : call.waiting) {
         waiting.notify();
+    }
+}
+
+Task<void> CallMemory::untilNoneIsUnderWay(Clock& clock, Clock::TimePoint deadline) {
+    while (clock.steadyNow() < deadline) {
+        const auto open =
+            std::ranges::find_if(calls_, [](const auto& known) { return !known.second->hasEnded; });
+        if (open == calls_.end()) {
+            co_return;
+        }
+        const AsyncSignal ended = open->second->waiting.emplace_back();
+        co_await clock.waitUntil(ended, deadline);
     }
 }
 

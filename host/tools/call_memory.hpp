@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "host/process/clock.hpp"
 #include "host/tools/tool_result.hpp"
 #include "quernlight/platform/async_signal.hpp"
 #include "quernlight/platform/task.hpp"
@@ -32,6 +33,10 @@ class CallMemory {
     void forget(const std::string& key) { calls_.erase(key); }
 
     std::size_t size() const { return calls_.size(); }
+    bool knows(const std::string& key) const { return calls_.contains(key); }
+
+    /// Returns once no call is under way, at `deadline` at the latest.
+    Task<void> untilNoneIsUnderWay(Clock& clock, Clock::TimePoint deadline);
 
   private:
     struct Call {

@@ -42,15 +42,23 @@ std::filesystem::path ToolAccess::grant(ToolGrant grant) {
     return file;
 }
 
+void ToolAccess::close(const Uuid& sessionID) {
+    const auto session = this->session(sessionID);
+    if (session && session->isLive) {
+        session->isLive = false;
+        std::error_code none;
+        std::filesystem::remove(toolSecretFile(session->grant.attemptDirectory), none);
+    }
+}
+
 void ToolAccess::revoke(const Uuid& sessionID) {
     const auto session = this->session(sessionID);
-    if (!session || !session->isLive) {
+    if (!session || session->isRevoked) {
         return;
     }
-    session->isLive = false;
+    close(sessionID);
+    session->isRevoked = true;
     session->grant.reported = [](const QLCommentDTO&) {};
-    std::error_code none;
-    std::filesystem::remove(toolSecretFile(session->grant.attemptDirectory), none);
     ended_.push_back(sessionID);
     if (ended_.size() > mostEnded) {
         sessions_.erase(ended_.front());

@@ -30,7 +30,8 @@ struct ToolGrant {
 struct ToolSession {
     ToolGrant grant{};
     std::string secret{};
-    bool isLive = true;
+    bool isLive = true;  ///< takes calls
+    bool isRevoked = false;
     RateLimiter rate;
     CallMemory calls{};
     std::string lastStatus{};                                  ///< that was set; empty: none yet
@@ -45,7 +46,11 @@ class ToolAccess {
     /// attempt's directory, for this user alone. Throws UserError when it cannot be written.
     std::filesystem::path grant(ToolGrant grant);
 
-    /// The session has ended: from here on its secret is worth nothing, and its file goes.
+    /// The session is ending: from here on its secret is worth nothing, and its file goes. Calls that are
+    /// under way may still be made.
+    void close(const Uuid& sessionID);
+
+    /// The session has ended, and what its calls come to from now on concerns nobody.
     void revoke(const Uuid& sessionID);
 
     /// A session that has, or had, access; null when there was none.

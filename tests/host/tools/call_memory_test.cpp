@@ -62,5 +62,11 @@ TEST_F(CallMemoryTest, ACallThatIsCutOffMayHaveBeenMade) {
     EXPECT_EQ(count, 1);
 }
 
+TEST_F(CallMemoryTest, ARepetitionOfAKnownCallIsToldFromANewOne) {
+    call(ToolOutcome::done);
+    EXPECT_TRUE(memory.knows("key"));
+    EXPECT_FALSE(memory.knows("another"));
+}
+
 }  // namespace
 }  // namespace quernlight::host

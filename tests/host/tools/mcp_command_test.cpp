@@ -146,7 +146,8 @@ TEST_P(PublicClientTest, GetsAlongWithTheToolServer) {
     EXPECT_THAT(comments("3f2a9c1d"), testing::SizeIs(1));
 }
 
-INSTANTIATE_TEST_SUITE_P(All, PublicClientTest, testing::Values("sdk", "client", "client-2026"),
+INSTANTIATE_TEST_SUITE_P(All, PublicClientTest,
+                         testing::Values("sdk", "client", "client-2026", "client-auto"),
                          [](const auto& kind) {
                              std::string name = kind.param;
                              std::erase(name, '-');

@@ -1,6 +1,6 @@
 // Uses a tool server as public clients of the Model Context Protocol do: `node public_clients.cjs DIRECTORY CLIENT
 // COMMAND ARGUMENT...`, where DIRECTORY holds the installed clients and CLIENT is "sdk", "client" (begins with a
-// handshake) or "client-2026" (begins without). Prints what it saw as one line of JSON.
+// handshake), "client-2026" (begins without) or "client-auto" (finds out which to do). Prints what it saw as one line of JSON.
 const { createRequire } = require('node:module');
 const [directory, kind, command, ...args] = process.argv.slice(2);
 const load = createRequire(directory + '/');
@@ -14,7 +14,8 @@ function modules() {
 
 async function main() {
     const { Client, StdioClientTransport } = modules();
-    const options = kind === 'client-2026' ? { versionNegotiation: { mode: { pin: '2026-07-28' } } } : {};
+    const modes = { 'client-2026': { pin: '2026-07-28' }, 'client-auto': 'auto' };
+    const options = modes[kind] ? { versionNegotiation: { mode: modes[kind] } } : {};
     const client = new Client({ name: 'test', version: '1.0.0' }, options);
     await client.connect(new StdioClientTransport({ command, args }));
     const call = (name, given) => client.callTool({ name, arguments: given });

@@ -158,6 +158,24 @@ TEST_F(ToolCallsTest, TheSameCallTwiceAtOnceIsMadeOnce) {
     EXPECT_THAT(comments("3f2a9c1d"), SizeIs(1));
 }
 
+TEST_F(ToolCallsTest, ACallThatIsUnderWayWhenItsSessionEndsIsAwaitedAndItsCommentKnown) {
+    const auto agent = begin("3f2a9c1d");
+    faults(R"([{"kind":"delay","delay_ms":200,"method":"POST"}])");
+    std::vector<ToolAnswer> answers;
+    spawnLogged(io.get_executor(), "a call", callInto(toolServerOf(*agent), answers));
+    CallMemory& memory = access.session(agent->sessionID)->calls;
+    while (memory.size() == 0) {
+        io.restart();
+        ASSERT_GT(io.run_one_for(quernlight::test::generousBound), 0U);
+    }
+    access.close(agent->sessionID);
+    SystemClock time;
+    quernlight::test::runTask(
+        io, memory.untilNoneIsUnderWay(time, time.steadyNow() + quernlight::test::generousBound));
+    EXPECT_THAT(agent->reported, SizeIs(1));
+    EXPECT_TRUE(call(*agent, "create_comment", R"({"body":"Another."})").isError);
+}
+
 TEST_F(ToolCallsTest, AStatusIsSetAnewOnceAnotherWasSet) {
     const auto agent = begin("3f2a9c1d");
     for (const char* status : {"investigate", "in_review", "investigate", "investigate"}) {
@@ -177,8 +195,8 @@ TEST_F(ToolCallsTest, AfterAFailureNoCommentIsPostedTwiceAndNoneIsLost) {
     } rows[] = {
         {"refused", R"([{"kind":"status","status":400,"method":"POST"}])",
          "The backend has not taken the comment", true, 1},
-        {"not available", R"([{"kind":"status","status":503,"method":"POST"}])",
-         "The backend has not taken the comment", true, 1},
+        {"not available, as a proxy may say of what was sent",
+         R"([{"kind":"status","status":503,"method":"POST"}])", "Look with list_comments first", false, 0},
         {"posted, but its answer is lost", R"([{"kind":"cut_connection","method":"POST"}])",
          "It is not known whether the backend has taken the comment", true, 1},
         {"posted, but its answer is nonsense", R"([{"kind":"malformed_json","method":"POST"}])",
@@ -263,7 +281,8 @@ TEST(ToolFailureTest, OnlyWhatCertainlyDidNothingMayBeTriedAgain) {
     }
     EXPECT_EQ(outcomeOfFailure(unconnected), ToolOutcome::failed);
     EXPECT_EQ(outcomeOfFailure(BackendError::server(404, "")), ToolOutcome::failed);
-    EXPECT_EQ(outcomeOfFailure(BackendError::server(503, "")), ToolOutcome::failed);
+    EXPECT_EQ(outcomeOfFailure(BackendError::server(503, "")), ToolOutcome::unknown);
+    EXPECT_EQ(outcomeOfFailure(BackendError::server(503, "", std::chrono::seconds(5))), ToolOutcome::failed);
     EXPECT_EQ(outcomeOfFailure(BackendError::server(502, "")), ToolOutcome::unknown);
     EXPECT_EQ(outcomeOfFailure(BackendError::invalidURL()), ToolOutcome::failed);
     EXPECT_EQ(outcomeOfFailure(std::runtime_error("?")), ToolOutcome::unknown);
