@@ -22,9 +22,14 @@ constexpr auto tableQuery = "SELECT 1 FROM sqlite_master WHERE type = 'table' AN
 
 /// Of a goal the session's own id is part, so that no other text of an agent's can be a piece of it but one
 /// that was typed for it. All columns, since not every release has those beside the text.
+/// Compared without white space, which a release may write otherwise than it was typed.
 constexpr auto goalQuery =
-    "SELECT *, objective = ?1 AS is_whole FROM thread_goals "
-    "WHERE length(objective) > 0 AND instr(?1, objective) > 0 ORDER BY is_whole DESC LIMIT 1";
+    "SELECT goal.*, goal.words = asked.words AS is_whole "
+    "FROM (SELECT *, replace(replace(replace(replace(objective, ' ', ''), char(10), ''), char(13), ''), "
+    "char(9), '') AS words FROM thread_goals) AS goal, "
+    "(SELECT replace(replace(replace(replace(?1, ' ', ''), char(10), ''), char(13), ''), char(9), '') "
+    "AS words) AS asked "
+    "WHERE length(goal.words) > 0 AND instr(asked.words, goal.words) > 0 ORDER BY is_whole DESC LIMIT 1";
 
 bool isName(const std::string& name) {
     return name.ends_with(".sqlite") && (name.starts_with("goals_") || name.starts_with("state_"));

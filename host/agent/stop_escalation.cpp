@@ -1,5 +1,9 @@
 #include "host/agent/stop_escalation.hpp"
 
+#include <algorithm>
+#include <cstdint>
+#include <span>
+
 namespace quernlight::host {
 namespace {
 
@@ -24,10 +28,14 @@ StopEscalation shortened(StopEscalation escalation, std::chrono::milliseconds to
     for (const StopStep& step : escalation) {
         sum += step.timeout;
     }
-    if (sum > total) {
-        for (StopStep& step : escalation) {
-            step.timeout = step.timeout * total.count() / sum.count();
-        }
+    if (sum <= total) {
+        return escalation;
+    }
+    std::chrono::milliseconds& polite = escalation.front().timeout;
+    sum -= polite;
+    polite = std::min(polite, std::max(total * 5 / 12, total - sum));
+    for (StopStep& step : std::span(escalation).subspan(1)) {
+        step.timeout = step.timeout * (total - polite).count() / std::max<std::int64_t>(sum.count(), 1);
     }
     return escalation;
 }

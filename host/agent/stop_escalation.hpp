@@ -30,7 +30,9 @@ using StopEscalation = std::array<StopStep, 5>;
 
 StopEscalation stopEscalation(const Settings& settings);
 
-/// The same steps with their timeout cut in proportion, so that all together wait no longer than `total`.
+/// The same steps with their timeout cut, so that all together wait no longer than `total`: the first one,
+/// which an agent on a busy machine takes its time for, keeps as much of it as five twelfths, and the others
+/// are cut in proportion.
 StopEscalation shortened(StopEscalation escalation, std::chrono::milliseconds total);
 
 /// No timeout but with the kill.

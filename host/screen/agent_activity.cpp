@@ -63,8 +63,24 @@ Finding findSpinner(const ScreenPicture& picture) {
     return isBraille ? Finding("title \"" + picture.title + "\"") : std::nullopt;
 }
 
+/// What is drawn right above the composer: the last two groups of lines. Further up may stand what the agent
+/// has printed, whatever that says.
+std::span<const std::string> aboveComposer(const ScreenPicture& picture) {
+    const auto history = historyOf(picture);
+    std::size_t begin = history.size();
+    for (int groups = 0; groups < 2 && begin > 0; ++groups) {
+        while (begin > 0 && trimmed(history[begin - 1]).empty()) {
+            --begin;
+        }
+        while (begin > 0 && !trimmed(history[begin - 1]).empty()) {
+            --begin;
+        }
+    }
+    return history.subspan(begin);
+}
+
 Finding findInterruptHint(const ScreenPicture& picture) {
-    for (const std::string& line : historyOf(picture)) {
+    for (const std::string& line : aboveComposer(picture)) {
         if (holdsAnyOf(line, {"esc to interrupt", "ctrl+c to interrupt", "ctrl + c to interrupt"})) {
             return std::string(trimmed(line));
         }

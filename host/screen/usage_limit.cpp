@@ -78,8 +78,10 @@ bool readTimeOfDay(std::string_view text, const Words& words, std::tm& time) {
     return true;
 }
 
-/// "nov 25th 2026"; returns whether a day is named.
-bool readDay(const Words& words, std::tm& time) {
+enum class NamedDay { none, ofSomeYear, ofAYear };
+
+/// "nov 25th 2026", or without the year.
+NamedDay readDay(const Words& words, std::tm& time) {
     constexpr std::string_view months = "janfebmaraprmayjunjulaugsepoctnovdec";
     for (std::size_t at = 0; at + 1 < words.size(); ++at) {
         const std::size_t month = words[at].size() < 3 ? months.npos : months.find(words[at].substr(0, 3));
@@ -92,10 +94,11 @@ bool readDay(const Words& words, std::tm& time) {
         time.tm_mday = *number;
         std::string_view year = at + 2 < words.size() ? std::string_view(words[at + 2]) : "";
         const auto fullYear = takeNumber(year);
-        time.tm_year = fullYear && *fullYear >= 2000 && year.empty() ? *fullYear - 1900 : time.tm_year;
-        return true;
+        const bool hasYear = fullYear && *fullYear >= 2000 && year.empty();
+        time.tm_year = hasYear ? *fullYear - 1900 : time.tm_year;
+        return hasYear ? NamedDay::ofAYear : NamedDay::ofSomeYear;
     }
-    return false;
+    return NamedDay::none;
 }
 
 /// Agents name the minute in which the limit ends, which may have begun.
@@ -105,6 +108,14 @@ std::optional<Instant> instantOf(std::tm time) {
     time.tm_isdst = -1;
     const std::time_t seconds = std::mktime(&time);
     return seconds == -1 ? std::nullopt : std::optional(Instant(std::chrono::seconds(seconds)));
+}
+
+/// The next day, or year, that has such a time. One that passed months ago is of the past, and tells nothing.
+std::optional<Instant> nextAfter(std::tm time, NamedDay day, Instant now) {
+    constexpr std::chrono::days longestLimit{92};
+    day == NamedDay::none ? ++time.tm_mday : ++time.tm_year;
+    const auto instant = instantOf(time);
+    return instant && *instant - now < longestLimit ? instant : std::nullopt;
 }
 
 }  // namespace
@@ -138,16 +149,15 @@ std::optional<Instant> instantOfUsageLimit(std::string_view until, Instant now) 
     if (!hasTime) {
         return std::nullopt;
     }
-    const bool hasDay = readDay(words, time);
+    const NamedDay day = readDay(words, time);
     const auto instant = instantOf(time);
-    if (!instant || *instant > now || hasDay) {
+    if (!instant || *instant > now) {
         return instant;
     }
     if (now - *instant < uncertainty) {
         return now + uncertainty;
     }
-    ++time.tm_mday;  // that time of day has passed
-    return instantOf(time);
+    return day == NamedDay::ofAYear ? std::nullopt : nextAfter(time, day, now);
 }
 
 }  // namespace quernlight::host

@@ -172,6 +172,12 @@ void ReleasedAgentsFixture::endWhatIsLeft() {
 
 std::vector<StoredAttempt> ReleasedAgentsFixture::attempts() {
     Connection database(queueFile(), Connection::Access::readOnly);
+    const auto events = [&database](const auto& attempt, const std::string& kind) {
+        return database
+            .query("SELECT 1 FROM queue_events WHERE session_id = ? AND kind = ?",
+                   {SQLValue::text(textIn(attempt, "completion_marker")), SQLValue::text(kind)})
+            .size();
+    };
     std::vector<StoredAttempt> all;
     for (const auto& row : database.query("SELECT * FROM session_attempts ORDER BY started_at, rowid", {})) {
         const std::optional<std::int64_t> exitCode = row.at("exit_code").asInteger();
@@ -179,7 +185,9 @@ std::vector<StoredAttempt> ReleasedAgentsFixture::attempts() {
                        .sessionID = lowercased(textIn(row, "completion_marker")),
                        .goal = withoutCommand(textIn(row, "goal_text")),
                        .exitCode = exitCode ? std::to_string(*exitCode) : "",
-                       .startedAt = parseInstant(textIn(row, "started_at")).value_or(Instant())});
+                       .startedAt = parseInstant(textIn(row, "started_at")).value_or(Instant()),
+                       .handedOver = events(row, "typed"),
+                       .accepted = events(row, "goalAccepted")});
     }
     return all;
 }
@@ -188,8 +196,12 @@ std::vector<std::string> ReleasedAgentsFixture::recordedGoals() {
     std::vector<std::string> goals;
     for (const auto& file : fs::directory_iterator(repository.scratch("codex-home"))) {
         const std::string name = file.path().filename();
-        if (name.starts_with("goals_") && name.ends_with(".sqlite")) {
+        const bool mayHoldGoals = name.starts_with("goals_") || name.starts_with("state_");
+        if (mayHoldGoals && name.ends_with(".sqlite")) {
             Connection database(file.path(), Connection::Access::readOnly);
+            if (database.query("SELECT 1 FROM sqlite_master WHERE name = 'thread_goals'", {}).empty()) {
+                continue;
+            }
             for (const auto& row : database.query("SELECT objective FROM thread_goals", {})) {
                 goals.push_back(textIn(row, "objective"));
             }

@@ -24,6 +24,8 @@ struct StoredAttempt {
     std::string goal{};  ///< as it was to be typed, without "/goal" and white space around it
     std::string exitCode{};
     Instant startedAt{};
+    std::size_t handedOver = 0;  ///< how often Enter was pressed on its goal
+    std::size_t accepted = 0;    ///< how often the agent was seen to have taken it
 };
 
 /// The releases to try, from RELEASES, and the names of their tests.

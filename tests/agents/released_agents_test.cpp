@@ -16,11 +16,14 @@ namespace {
 using test::ModelLog;
 using test::ReleaseReport;
 using test::StoredAttempt;
+using testing::AllOf;
 using testing::AnyOf;
 using testing::AnyOfArray;
 using testing::Each;
 using testing::ElementsAre;
+using testing::Ge;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 constexpr std::size_t mostInterrupted = 10;
 
@@ -116,6 +119,9 @@ class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
     void checkGoal(const StoredAttempt& attempt, const ModelLog& log) {
         const auto goals = log.goalsOf(attempt.sessionID);
         EXPECT_LE(goals.size(), 1U) << story(attempt.bugID);
+        EXPECT_LE(attempt.accepted, 1U) << story(attempt.bugID);
+        EXPECT_LE(attempt.handedOver, 2U) << story(attempt.bugID);  // Enter may be pressed once more
+        EXPECT_LE(attempt.accepted, attempt.handedOver) << story(attempt.bugID);
         for (const auto& goal : goals) {
             EXPECT_EQ(goal.text, attempt.goal) << story(attempt.bugID);
             ++report.goals;
@@ -130,7 +136,7 @@ class ReleasedAgentsTest : public test::ReleasedAgentsFixture {
         for (const StoredAttempt& attempt : attempts) {
             typed.push_back(attempt.goal);
         }
-        EXPECT_THAT(recordedGoals(), Each(AnyOfArray(typed)));
+        EXPECT_THAT(recordedGoals(), AllOf(SizeIs(Ge(bugs.size())), Each(AnyOfArray(typed))));
     }
 
     /// Nobody but the owner has the token, so that a comment which is there came through the tool server.

@@ -19,6 +19,17 @@ TEST(AgentEnvironmentTest, WhatATerminalProgramNeedsPasses) {
     EXPECT_EQ(agentEnvironment(inherited), expected);
 }
 
+TEST(AgentEnvironmentTest, HowTheNetworkIsReachedAndWhomItTrustsPasses) {
+    EnvironmentMap expected{{"TERM", "xterm-256color"}};
+    for (const char* name :
+         {"HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY", "NO_PROXY", "FTP_PROXY", "http_proxy", "https_proxy",
+          "all_proxy", "no_proxy", "ftp_proxy", "SSL_CERT_FILE", "SSL_CERT_DIR", "CODEX_CA_CERTIFICATE",
+          "NODE_EXTRA_CA_CERTS", "CURL_CA_BUNDLE", "REQUESTS_CA_BUNDLE", "GIT_SSL_CAINFO"}) {
+        expected[name] = "of the machine's";
+    }
+    EXPECT_EQ(agentEnvironment(expected), expected);
+}
+
 TEST(AgentEnvironmentTest, NothingThatMightCarryASecretPasses) {
     const EnvironmentMap inherited{
         {"QUERNLIGHT_DISPATCH_HOME", "/d"}, {"QUERNLIGHT_TOKEN", "t"},  {"GITHUB_TOKEN", "t"},

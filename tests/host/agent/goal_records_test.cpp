@@ -47,6 +47,16 @@ TEST_F(GoalRecordsTest, AGoalIsThereWholeInPartOrNotAtAll) {
     EXPECT_EQ(found().match, GoalMatch::whole);
 }
 
+TEST_F(GoalRecordsTest, WhiteSpaceThatAReleaseWritesOtherwiseMakesNoOtherGoal) {
+    std::string spread = goal;
+    for (std::size_t at = spread.find(' '); at != spread.npos; at = spread.find(' ', at + 2)) {
+        spread.replace(at, 1, "\r\n");
+    }
+    ASSERT_NE(spread, goal);
+    keep("goals_1.sqlite", spread);
+    EXPECT_EQ(found().match, GoalMatch::whole);
+}
+
 TEST_F(GoalRecordsTest, TheBestAnswerOfAllDatabasesCounts) {
     keep("state_4.sqlite", goal);
     EXPECT_EQ(found().match, GoalMatch::whole);

@@ -50,6 +50,13 @@ TEST(StopEscalationTest, OneThatIsQuickEnoughIsNotShrunk) {
     EXPECT_EQ(shortened(quick, escalationTimeAtShutdown), quick);
 }
 
+TEST(StopEscalationTest, AShorterOneLeavesTheAgentItsTimeToExitByItself) {
+    const StopEscalation escalation = escalationAt(StopLevel::stop, Settings{});
+    EXPECT_EQ(escalation.front(), (StopStep{StopAction::typeExit, milliseconds(5000)}));
+    EXPECT_LE(total(escalation), escalationTimeAtShutdown);
+    EXPECT_GT(escalation.back().timeout, milliseconds(0));
+}
+
 TEST(StopEscalationTest, TheWishToStopTheProgramShortensIt) {
     const Settings patient{.stopExitSeconds = 600};
     EXPECT_EQ(escalationAt(StopLevel::none, patient), stopEscalation(patient));
