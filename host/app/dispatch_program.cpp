@@ -7,6 +7,7 @@
 #include "host/app/owner_view.hpp"
 #include "host/control/control_server.hpp"
 #include "host/control/listener_token.hpp"
+#include "host/dispatcher/earlier_run.hpp"
 #include "host/metrics/metrics_resource.hpp"
 #include "host/notify/notifier.hpp"
 #include "host/process/caught_exception.hpp"
@@ -157,6 +158,10 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                              .homeIsInPlace = [lock = options.lock] { return !lock || lock->isInPlace(); }};
     // Whatever can throw comes before the socket is served.
     auto known = co_await readableItems(store, wholeQueue);
+    const EarlierRun earlier = co_await earlierRun(store, known, clock.now());
+    if (earlier.limit && triesAgain) {  // who starts the program for once wants a try
+        startPauses.failed(pauseFor(*earlier.limit, clock.now()), clock.steadyNow());
+    }
     ToolCalls toolCalls({.access = toolAccess, .items = store.items, .events = events, .clock = clock},
                         BugTools(services.client, store.attempts, background));
     Dispatcher dispatcher(
@@ -210,7 +215,7 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                                   .clock = clock,
                                   .home = options.home,
                                   .environment = agentEnvironment(options.environment, desktopVariables)};
-    Notifier notifier(executor, notified, std::move(known));
+    Notifier notifier(executor, notified, known, earlier.questions);
     const auto ownView = views.wantsLiveView() ? std::make_unique<OwnerView>(executor, views, events, service,
                                                                              clock, options.home)
                                                : nullptr;

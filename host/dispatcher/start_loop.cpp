@@ -61,6 +61,7 @@ Task<void> StartLoop::run() {
 /// meanwhile may be queued again.
 Task<void> StartLoop::startWhatMay() {
     const bool allHasEnded = noneComes_ && sessions_.isEmpty() && reconciliation_.isDone();
+    services_.startPauses.follow(services_.clock.steadyNow(), services_.clock.now());
     const AdmissionFacts facts = co_await gatherer_.gather();
     const auto decisions = admit(facts);
     endUnusedPauses(facts);

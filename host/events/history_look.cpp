@@ -48,6 +48,44 @@ std::string questionOf(const std::vector<QueueEvent>& history, SessionStage stag
     return question;
 }
 
+bool answersQuestions(EventKind kind) {
+    switch (kind) {
+        case EventKind::goalAccepted:
+        case EventKind::completed:
+        case EventKind::failed:
+        case EventKind::cancelled:
+        case EventKind::retried:
+        case EventKind::followUpWanted:
+        case EventKind::retired:
+            return true;
+        default:
+            return false;
+    }
+}
+
+std::string unansweredQuestion(const std::vector<QueueEvent>& history) {
+    std::string question;
+    for (const QueueEvent& event : history) {
+        const auto kind = parseEventKind(event.kind);
+        if (kind == EventKind::needsPerson || kind == EventKind::awaitingUserInput) {
+            question = event.message;
+        } else if (kind && answersQuestions(*kind)) {
+            question.clear();
+        }
+    }
+    return question;
+}
+
+std::optional<StatedLimit> statedLimit(const std::vector<QueueEvent>& history) {
+    const QueueEvent* blocked = lastEvent(history, EventKind::agentBlocked);
+    const auto until = blocked ? parseInstant(metadataText(*blocked, "until")) : std::nullopt;
+    return until ? std::optional(StatedLimit{.until = *until, .cause = blocked->message}) : std::nullopt;
+}
+
+std::string limitMetadata(Instant until) {
+    return R"({"until":")" + formatInstant(until) + R"("})";
+}
+
 std::vector<std::string> preservedReferences(const std::vector<QueueEvent>& history) {
     std::vector<std::string> references;
     for (const QueueEvent& event : history) {

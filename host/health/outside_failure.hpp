@@ -6,6 +6,8 @@
 #include <string>
 #include <system_error>
 
+#include "quernlight/platform/instant.hpp"
+
 namespace quernlight::host {
 
 /// How long starts pause: after a first failure, and at most.
@@ -23,6 +25,7 @@ struct OutsideFailure {
     std::optional<std::string> repository{};      ///< only its bugs are met; absent: all are
     std::string cause{};                          ///< one line, with the next step where there is one
     std::optional<std::chrono::seconds> lasts{};  ///< if that is known
+    std::optional<Instant> until{};               ///< where it is a time of day that is known: then it counts
     bool stopsWork = false;                       ///< of agents that start and take their goals nevertheless
     PauseLengths pauses{};                        ///< where it is not known how long it lasts
 };

@@ -34,8 +34,21 @@ void StartPauses::failed(const OutsideFailure& failure, TimePoint now) {
     const std::chrono::seconds length =
         failure.lasts ? std::max(*failure.lasts, PauseLengths{}.first) : pause.length;
     pause.end = now + length;
+    pause.until = failure.until;
     pause.cause = failure.cause;
     listener_(scope, describe(scope, pause.cause, length));
+}
+
+void StartPauses::follow(TimePoint now, Instant wall) {
+    for (auto& [scope, pause] : pauses_) {
+        if (!pause.until) {
+            continue;
+        }
+        pause.end = std::max(now, now + std::chrono::duration_cast<TimePoint::duration>(*pause.until - wall));
+        if (pause.end == now) {
+            pause.until.reset();
+        }
+    }
 }
 
 void StartPauses::agentStarted() {
@@ -64,6 +77,7 @@ std::vector<EndedPause> StartPauses::tryNow(TimePoint now) {
             ended.push_back({.repository = isOfAll(scope) ? "" : scope, .cause = pause.cause, .left = left});
             scopes.push_back(scope);
             pause.end = now;
+            pause.until.reset();
         }
     }
     for (std::size_t at = 0; at < ended.size(); ++at) {
@@ -76,7 +90,7 @@ void StartPauses::endUnused(const std::set<std::string>& repositories) {
     std::vector<std::string> unused;
     for (const auto& [scope, pause] : pauses_) {
         const bool isUsed = isOfAll(scope) ? !repositories.empty() : repositories.contains(scope);
-        if (!isUsed) {
+        if (!isUsed && !pause.until) {
             unused.push_back(scope);
         }
     }

@@ -51,6 +51,10 @@ class StartPauses {
     /// unless its cause is known to last longer.
     void failed(const OutsideFailure& failure, TimePoint now);
 
+    /// The clock says `wall`: pauses until a time of day end when it is reached, however long the machine has
+    /// slept and whatever the clock was set to.
+    void follow(TimePoint now, Instant wall);
+
     /// The repository has given a bug its worktree.
     void prepared(const std::string& repository) { end(repository); }
 
@@ -67,7 +71,8 @@ class StartPauses {
     /// again, as if their time had passed.
     std::vector<EndedPause> tryNow(TimePoint now);
 
-    /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all.
+    /// Ends what no queued bug waits for: pauses of other repositories than these and, without any, all but
+    /// those until a time of day that is still to come.
     void endUnused(const std::set<std::string>& repositories);
 
     bool areAny() const { return !pauses_.empty(); }
@@ -83,6 +88,7 @@ class StartPauses {
         std::string cause{};
         std::chrono::seconds length{};
         TimePoint end{};
+        std::optional<Instant> until{};  // while it is to come
     };
 
     void end(const std::string& scope);

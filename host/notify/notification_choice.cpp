@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "host/events/event_kind.hpp"
+#include "host/events/history_look.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -23,28 +24,20 @@ std::optional<NotificationKind> notificationKind(EventKind kind) {
     }
 }
 
-/// Whether the bug has come further, or a person has done something: what it asks then is asked anew. An
-/// attempt that only begins once more is no such thing.
-bool answersQuestions(EventKind kind) {
-    switch (kind) {
-        case EventKind::goalAccepted:
-        case EventKind::completed:
-        case EventKind::failed:
-        case EventKind::cancelled:
-        case EventKind::retried:
-        case EventKind::followUpWanted:
-        case EventKind::retired:
-            return true;
-        default:
-            return false;
-    }
+/// A time that is counted in it tells nothing.
+std::string withoutDigits(std::string text) {
+    std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
+    return text;
 }
 
 }  // namespace
 
-NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known) {
+NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known, const AskedQuestions& asked) {
     for (const BugQueueItem& item : known) {
         names_[item.bugID] = {.appName = item.appName, .title = item.title};
+    }
+    for (const auto& [bugID, question] : asked) {
+        questions_[bugID] = withoutDigits(question);
     }
 }
 
@@ -58,8 +51,8 @@ bool NotificationChoice::isNews(NotificationKind kind, const ItemChanged& change
         return merged_.insert(changed.bugID).second;
     }
     if (kind == NotificationKind::needsYou) {
-        std::string& question = questions_[changed.bugID];
-        return std::exchange(question, changed.event.message) != changed.event.message;
+        const std::string asked = withoutDigits(changed.event.message);
+        return std::exchange(questions_[changed.bugID], asked) != asked;
     }
     return true;
 }
@@ -70,6 +63,9 @@ std::optional<Notification> NotificationChoice::chosen(const ItemChanged& change
     goals_ += event == EventKind::goalAccepted ? 1 : 0;
     if (event && answersQuestions(*event)) {
         questions_.erase(changed.bugID);
+    }
+    if (event == EventKind::enqueued || event == EventKind::retried || event == EventKind::followUpWanted) {
+        merged_.erase(changed.bugID);  // it is worked on anew, and may be merged again
     }
     const auto kind = event ? notificationKind(*event) : std::nullopt;
     if (!kind || !isNews(*kind, changed)) {

@@ -16,8 +16,11 @@ namespace quernlight::host {
 /// left behind, since that has told it. Pure.
 class NotificationChoice {
   public:
+    /// The question that nothing has answered, by bug; an earlier run has told them.
+    using AskedQuestions = std::map<std::string, std::string>;
+
     /// `known`: the queue as this run finds it, for the names of its bugs.
-    explicit NotificationChoice(const std::vector<BugQueueItem>& known);
+    explicit NotificationChoice(const std::vector<BugQueueItem>& known, const AskedQuestions& asked = {});
 
     /// To be asked about every event, in order.
     std::optional<Notification> notificationOf(const DispatchEvent& event, Instant now);

@@ -97,13 +97,8 @@ GoalKeys goalKeys(std::string_view goal) {
     return keys;
 }
 
-GoalDelivery::GoalDelivery(GoalKeys goal, bool answersDialogs, TimePoint now, GoalDeliveryTimes times)
-    : goal_(std::move(goal)),
-      answersDialogs_(answersDialogs),
-      times_(times),
-      begun_(now),
-      since_(now),
-      notBefore_(now) {}
+GoalDelivery::GoalDelivery(GoalKeys goal, DialogRules dialogs, TimePoint now, GoalDeliveryTimes times)
+    : goal_(std::move(goal)), dialogs_(dialogs), times_(times), begun_(now), since_(now), notBefore_(now) {}
 
 DeliveryStep GoalDelivery::next(const AgentSight& seen, TimePoint now) {
     DeliveryStep step = decide(seen, now);
@@ -148,7 +143,7 @@ DeliveryStep GoalDelivery::decide(const AgentSight& seen, TimePoint now) {
 DeliveryStep GoalDelivery::answerQuestion(const AgentSight& seen, TimePoint now) {
     since_ = now;
     const auto& dialog = seen.screen.activity.dialog;
-    auto keys = answersDialogs_ && dialog ? dialogAnswer(*dialog) : std::nullopt;
+    auto keys = dialogs_.answersAboutGoals && dialog ? dialogAnswer(*dialog) : std::nullopt;
     if (!keys) {
         return KeepLooking{};  // whoever watches the session tells a person
     }
@@ -244,7 +239,9 @@ DeliveryStep GoalDelivery::enter(TimePoint now) {
     return TypeKeys{.keys = std::string(enterKey), .areLast = true};
 }
 
-/// Records that cannot be read are asked again and again; only in the end the screen tells in their place.
+/// Records that cannot be read are asked again and again; only in the end the screen tells in their place. A
+/// second Enter may meet the question that the first one has brought up, so there is none where that question
+/// is a person's.
 DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now) {
     const auto& [match, allRead, status] = seen.record;
     if (match == GoalMatch::part && allRead && wouldPartBeNew_) {
@@ -260,7 +257,9 @@ DeliveryStep GoalDelivery::checkAcceptance(const AgentSight& seen, TimePoint now
     if (screenTells && wasSeenAtWork_) {
         return accepted(now);
     }
-    if (enters_ < 2 && now - since_ >= times_.beforeSecondEnter && holds(seen.screen, goal_)) {
+    const bool mayAnswerByIt = dialogs_.answersAboutGoals || !dialogs_.resumes;
+    if (enters_ < 2 && mayAnswerByIt && now - since_ >= times_.beforeSecondEnter &&
+        holds(seen.screen, goal_)) {
         return enter(now);
     }
     return isLate ? refused("The agent has not taken the goal", seen.screen) : DeliveryStep(KeepLooking{});

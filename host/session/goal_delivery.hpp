@@ -34,6 +34,12 @@ struct AgentSight {
     GoalRecord record{};  ///< of the goal's text
 };
 
+/// Which questions the agent may come up with, and who answers them.
+struct DialogRules {
+    bool answersAboutGoals = true;  ///< else a person does
+    bool resumes = false;           ///< a conversation, which may have a goal already
+};
+
 /// How long each step of a delivery may take. What waits for the agent has room for a busy machine.
 struct GoalDeliveryTimes {
     std::chrono::milliseconds afterCommand{300};
@@ -70,8 +76,7 @@ class GoalDelivery {
   public:
     using TimePoint = std::chrono::steady_clock::time_point;
 
-    /// `answersDialogs`: whether the agent's questions about goals are answered.
-    GoalDelivery(GoalKeys goal, bool answersDialogs, TimePoint now, GoalDeliveryTimes times = {});
+    GoalDelivery(GoalKeys goal, DialogRules dialogs, TimePoint now, GoalDeliveryTimes times = {});
 
     /// What to do at `now`; called again and again until the goal is accepted or refused. A refusal says in a
     /// sentence what was on the screen.
@@ -114,7 +119,7 @@ class GoalDelivery {
     void reach(Stage stage, TimePoint now);
 
     const GoalKeys goal_;
-    const bool answersDialogs_;
+    const DialogRules dialogs_;
     const GoalDeliveryTimes times_;
     Stage stage_ = Stage::awaitingComposer;
     const TimePoint begun_;

@@ -19,7 +19,7 @@ class GoalTypist {
     explicit GoalTypist(GoalTyping typing)
         : typing_(std::move(typing)),
           keys_(goalKeys(typing_.goal)),
-          delivery_(keys_, typing_.answersDialogs, typing_.clock.steadyNow()) {}
+          delivery_(keys_, typing_.dialogs, typing_.clock.steadyNow()) {}
 
     Task<void> run() {
         while (typing_.isWanted() && !isDone_) {

@@ -22,7 +22,7 @@ struct GoalTyping {
     Uuid itemID;
     Uuid sessionID;
     std::string goal;
-    bool answersDialogs;
+    DialogRules dialogs;
     CodexRunner& runner;
     const SessionScreen& screen;
     QueueRepository items;

@@ -15,8 +15,8 @@ namespace {
 constexpr int cannotBeRun = 126;  // env(1)'s codes
 constexpr int isNotThere = 127;
 
-constexpr std::chrono::seconds untilAQuestionStands{3};  // and is not one that passes
-constexpr std::chrono::seconds untilAPersonAnswers{120};
+constexpr double untilAQuestionStands = 3;  // seconds, and is not one that passes
+constexpr double untilAPersonAnswers = 120;
 
 NextStep stepAfter(const CompletionDetection& detection) {
     if (detection.outcome == CompletionOutcome::completed) {
@@ -58,6 +58,14 @@ bool anyIn(std::string_view text, const auto& phrases) {
                        [&](std::string_view phrase) { return text.find(phrase) != text.npos; });
 }
 
+double patienceWith(const StandingQuestion& question, const SessionTimeoutSettings& settings) {
+    if (question.stopsEveryAgent) {
+        return untilAQuestionStands;
+    }
+    return question.isPersons ? std::max(settings.idleTimeoutSeconds, untilAPersonAnswers)
+                              : untilAPersonAnswers;
+}
+
 void forgetFuture(std::optional<Instant>& moment, Instant now) {
     if (moment > now) {
         moment.reset();
@@ -72,6 +80,9 @@ WatchedSession countedSince(Instant since, Instant now, WatchedSession session) 
     activity.startedAt = counted(activity.startedAt);
     if (activity.exitedAt) {
         activity.exitedAt = counted(*activity.exitedAt);
+    }
+    if (session.question) {
+        session.question->since = counted(session.question->since);
     }
     forgetFuture(activity.lastOutputAt, now);
     forgetFuture(activity.lastCommentPollWithNewCommentAt, now);
@@ -102,7 +113,7 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     if (session.endedWithoutGoal) {
         return GoalNotTaken{describeEarlyExit(session.activity, "taken", session.lastWords)};
     }
-    if (auto blocked = agentBlocked(session, now)) {
+    if (auto blocked = agentBlocked(session, now, settings)) {
         return *blocked;
     }
     if (session.goalRefused && !session.activity.exitedAt) {
@@ -136,7 +147,8 @@ std::optional<AgentNotFound> agentNotFound(const WatchedSession& session) {
     return AgentNotFound{.exitCode = exitCode, .words = line};
 }
 
-std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant now) {
+std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant now,
+                                         const SessionTimeoutSettings& settings) {
     if (session.activity.exitedAt) {
         return std::nullopt;
     }
@@ -147,13 +159,13 @@ std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant 
         return std::nullopt;
     }
     const StandingQuestion& question = *session.question;
-    const auto patience = question.stopsEveryAgent ? untilAQuestionStands : untilAPersonAnswers;
-    const bool isOver = now - question.since >= patience;
+    const bool isOver = secondsOf(now - question.since) >= patienceWith(question, settings);
     return isOver && (question.stopsEveryAgent || !session.goalAccepted)
                ? std::optional(AgentBlocked{.cause = question.sentence,
                                             .until = question.until,
                                             .stopsWork = session.goalAccepted,
-                                            .limitsUse = question.kind == DialogKind::usageLimit})
+                                            .limitsUse = question.kind == DialogKind::usageLimit,
+                                            .concernsRepository = question.isPersons})
                : std::nullopt;
 }
 

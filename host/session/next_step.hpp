@@ -82,7 +82,8 @@ struct AgentBlocked {
     std::optional<Instant> until{};
     bool stopsWork = false;  ///< it has taken its goal, as the next one would
     bool limitsUse = false;
-    bool endedEarly = false;  ///< it has exited before its goal was typed
+    bool endedEarly = false;          ///< it has exited before its goal was typed
+    bool concernsRepository = false;  ///< only: bugs of others are started
 };
 
 /// The agent has not taken its goal; the bug gets one fresh attempt.
@@ -108,8 +109,10 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
 std::optional<AgentNotFound> agentNotFound(const WatchedSession& session);
 
 /// Whether a question keeps the agent from its work in a way that no answer in its terminal mends (it is not
-/// logged in, or its use is limited), or has kept its goal from it for two minutes.
-std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant now);
+/// logged in, or its use is limited), or has kept its goal from it for two minutes, or, where a setting
+/// leaves it to a person, for as long as an agent may be silent.
+std::optional<AgentBlocked> agentBlocked(const WatchedSession& session, Instant now,
+                                         const SessionTimeoutSettings& settings);
 
 /// One sentence on an exit that was not clean: "Codex exited with code 3 ..." or, above 128, the signal's
 /// name.

@@ -197,7 +197,8 @@ void SessionAgent::beginTyping() {
         typeGoal({.itemID = state_.item.id,
                   .sessionID = state_.sessionID,
                   .goal = state_.attempt.goalText,
-                  .answersDialogs = uses_.settings.agentAnswerDialogs,
+                  .dialogs = {.answersAboutGoals = uses_.settings.agentAnswerDialogs,
+                              .resumes = state_.watched.resumes.has_value()},
                   .runner = uses_.runner,
                   .screen = run_.screen(),
                   .items = uses_.store.items,
@@ -230,6 +231,17 @@ void SessionAgent::look() {
     const bool isHeldUp = state_.watched.question || !run_.isRunning();
     if (hasGoalSince_ && !isHeldUp && uses_.clock.steadyNow() - *hasGoalSince_ >= untilItWorks) {
         noteWork();
+    }
+}
+
+Task<void> SessionAgent::closeTools() {
+    constexpr std::chrono::seconds timeout{10};
+    constexpr std::chrono::seconds timeoutAtShutdown{2};
+    uses_.tools.close(state_.sessionID);
+    const auto session = uses_.tools.session(state_.sessionID);
+    if (session) {
+        const auto limit = uses_.stop.isStopping() ? timeoutAtShutdown : timeout;
+        co_await session->calls.untilNoneIsUnderWay(uses_.clock, uses_.clock.steadyNow() + limit);
     }
 }
 

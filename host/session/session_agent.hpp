@@ -75,6 +75,10 @@ class SessionAgent {
     /// Once the agent has exited: records that it has, and sees to it that nothing of it lives on.
     Task<void> recordExit();
 
+    /// From now on its tools take no call; returns once those under way have been made, some seconds later at
+    /// the latest: what they report counts as the agent's.
+    Task<void> closeTools();
+
     /// From now on its tools do nothing.
     void endTools() { uses_.tools.revoke(state_.sessionID); }
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "host/agent/agent_conversations.hpp"
+#include "host/events/history_look.hpp"
 #include "host/health/failure_policy.hpp"
 #include "host/session/attempt_goal.hpp"
 #include "host/text/terminal_text.hpp"
@@ -71,6 +72,7 @@ Task<void> SessionEnd::end(SessionInterrupted) {
 Task<void> SessionEnd::interrupt(std::string reason) {
     log_.show(SessionStage::stoppingAgent);
     co_await agent_.stop();
+    co_await agent_.closeTools();
     const bool isKnown = co_await comments_.learnLast();
     if (state_.watched.detection) {
         co_return co_await endReported();
@@ -159,12 +161,18 @@ Task<void> SessionEnd::end(AgentBlocked end) {
     std::optional<std::string> metadata;
     if (end.endedEarly && state_.watched.resumes) {
         metadata = conversationMetadata(*state_.watched.resumes);
+    } else if (end.until) {
+        metadata = limitMetadata(*end.until);
     }
     co_await log_.tell(EventKind::agentBlocked, end.cause, std::move(metadata));
     OutsideFailure failure{.cause = std::move(end.cause),
                            .stopsWork = end.stopsWork,
                            .pauses = pausesAfterBlockedAgent(end.limitsUse, end.stopsWork)};
+    if (end.concernsRepository) {
+        failure.repository = state_.mapping.repoPath;
+    }
     if (end.until) {
+        failure.until = end.until;
         failure.lasts = std::chrono::ceil<std::chrono::seconds>(*end.until - uses_.clock.now());
     }
     co_await putBack(std::move(failure));
@@ -196,6 +204,7 @@ Task<void> SessionEnd::end(SessionSuperseded) {
 Task<void> SessionEnd::fail(std::string reason) {
     log_.show(SessionStage::stoppingAgent);
     co_await agent_.stop();
+    co_await agent_.closeTools();
     const bool isKnown = co_await comments_.learnLast();
     const WatchedSession& watched = state_.watched;
     if (watched.detection) {

@@ -116,6 +116,7 @@ Task<void> SessionWatch::lookForQuestion() {
     const std::optional<GoalStatus> status = co_await goalStatus(*picture);
     const QuestionContext context{.hasGoal = state_.watched.goalAccepted,
                                   .goalStatus = status,
+                                  .isTrusted = uses_.settings.agentTrust,
                                   .answersDialogs = uses_.settings.agentAnswerDialogs};
     std::optional<StandingQuestion> seen = questionOn(*picture, uses_.clock.now(), context);
     if (state_.watched.activity.exitedAt) {

@@ -99,6 +99,8 @@ std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant
     return StandingQuestion{
         .kind = dialog.kind,
         .sentence = sentenceOn(dialog),
+        .isPersons = (dialog.kind == DialogKind::trust && !context.isTrusted) ||
+                     (!context.answersDialogs && dialogAnswer(dialog)),
         .stopsEveryAgent = dialog.kind == DialogKind::login || dialog.kind == DialogKind::usageLimit,
         .since = now};
 }

@@ -15,7 +15,9 @@ namespace quernlight::host {
 /// answer is `nextStep`'s.
 struct StandingQuestion {
     DialogKind kind = DialogKind::unknown;
-    std::string sentence{};        ///< what it is, for people
+    std::string sentence{};  ///< what it is, for people
+    bool isPersons =
+        false;  ///< a setting leaves it to a person, who is given the time that an agent may be silent
     bool stopsEveryAgent = false;  ///< no answer in the terminal mends it: it would stop the next agent, too
     Instant since{};               ///< when it was seen first
     std::chrono::seconds patience{0};  ///< for which it may pass by itself, before a person is told
@@ -28,6 +30,7 @@ struct StandingQuestion {
 struct QuestionContext {
     bool hasGoal = false;                    ///< it has taken its goal
     std::optional<GoalStatus> goalStatus{};  ///< then, as it has recorded it
+    bool isTrusted = true;                   ///< the agent is told that it may trust the repository
     bool answersDialogs = true;              ///< whoever types the goal answers the questions about goals
 };
 

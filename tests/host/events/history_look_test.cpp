@@ -74,5 +74,21 @@ TEST(HistoryLookTest, WhatWasKeptIsNamedOnce) {
     EXPECT_THAT(preservedReferences(history), testing::ElementsAre("refs/a", "refs/b"));
 }
 
+TEST(HistoryLookTest, AQuestionStandsUntilTheBugHasComeFurtherOrAPersonHasDoneSomething) {
+    EXPECT_EQ(unansweredQuestion(historyOf({{needsPerson, "Trust?"}, {resumable, ""}, {startingCodex, ""}})),
+              "Trust?");
+    EXPECT_EQ(unansweredQuestion(historyOf({{needsPerson, "Trust?"}, {goalAccepted, ""}})), "");
+    EXPECT_EQ(unansweredQuestion(historyOf({{awaitingUserInput, "Which?"}, {retried, ""}})), "");
+    EXPECT_EQ(unansweredQuestion({}), "");
+}
+
+TEST(HistoryLookTest, TheEndOfALimitIsReadAsItWasStored) {
+    const Instant until = parseInstant("2026-03-04T12:00:00Z").value();
+    auto history = historyOf({{goalAccepted, ""}, {agentBlocked, "Limited until 12:00."}, {resumable, ""}});
+    EXPECT_EQ(statedLimit(history), std::nullopt);
+    history[1].metadataJSON = limitMetadata(until);
+    EXPECT_EQ(statedLimit(history), (StatedLimit{.until = until, .cause = "Limited until 12:00."}));
+}
+
 }  // namespace
 }  // namespace quernlight::host

@@ -98,6 +98,19 @@ TEST_F(StartPausesTest, ACauseThatIsKnownToLastPausesAsLongAndGrowsNothing) {
     EXPECT_EQ(resumesAt(7201, "/shop"), 7261);
 }
 
+TEST_F(StartPausesTest, APauseUntilATimeOfDayEndsThenThoughTheMachineHasSlept) {
+    const Instant noon = parseInstant("2026-03-04T12:00:00Z").value();
+    pauses.failed({.cause = "Limited.", .lasts = seconds(3600), .until = noon, .stopsWork = true}, at(0));
+    pauses.follow(at(10), noon - seconds(600));  // it slept for most of an hour
+    EXPECT_EQ(resumesAt(10, "/shop"), 610);
+    pauses.endUnused({});
+    EXPECT_TRUE(pauses.areAny());
+    pauses.follow(at(20), noon + seconds(1));
+    EXPECT_FALSE(pauses.pauseOf("/shop", at(20)));
+    pauses.endUnused({});
+    EXPECT_FALSE(pauses.areAny());
+}
+
 TEST_F(StartPausesTest, NoGoalThatIsTakenEndsAPauseForALimitOfUse) {
     limitIsReachedAt(0, seconds(60));
     pauses.agentStarted();

@@ -83,6 +83,13 @@ INSTANTIATE_TEST_SUITE_P(
         ChoiceRow{"failed, and again after a retry",
                   {happened(failed), happened(retried), happened(failed, "Again.")},
                   {"failed 3f2a9c1d: Why.", "failed 3f2a9c1d: Again."}},
+        ChoiceRow{"the same question, with another time counted in it",
+                  {happened(needsPerson, "It waits for network (32s)."),
+                   happened(needsPerson, "It waits for network (1s).")},
+                  {"needs-you 3f2a9c1d: It waits for network (32s)."}},
+        ChoiceRow{"merged again after it was worked on anew",
+                  {happened(retired), happened(followUpWanted), happened(retired)},
+                  {"merged 3f2a9c1d: Why.", "merged 3f2a9c1d: Why."}},
         ChoiceRow{"merged, in two goes", {happened(retired), happened(retired)}, {"merged 3f2a9c1d: Why."}},
         ChoiceRow{"nothing of the road",
                   {happened(enqueued), happened(startingCodex), happened(running), happened(typed),
@@ -119,6 +126,12 @@ INSTANTIATE_TEST_SUITE_P(
                   {raised(AlertTopic::backend, "It does not answer."), Notice{"It answers again."},
                    SettingChanged{"sessions.max is now 3."}},
                   {}}));
+
+TEST(NotificationChoiceAskedTest, AQuestionThatAnEarlierRunHasToldIsNoNews) {
+    NotificationChoice choice({}, {{"3f2a9c1d", "Why."}});
+    EXPECT_FALSE(choice.notificationOf(happened(needsPerson), {}));
+    EXPECT_TRUE(choice.notificationOf(happened(needsPerson, "How?"), {}));
+}
 
 TEST(NotificationChoiceNamesTest, ABugHasTheNamesThatTheQueueOrItsLastStageHas) {
     const BugQueueItem item{.bugID = "3f2a9c1d", .appName = "Shop", .title = "Crash"};

@@ -52,7 +52,7 @@ class GoalDeliveryTest : public testing::Test {
     std::vector<std::string> typedIn(milliseconds time) {
         std::vector<std::string> typed;
         for (const auto end = now + time; now < end && !ended(); now += milliseconds(100)) {
-            step = delivery.next(seen, now);
+            step = delivery->next(seen, now);
             if (const auto* wait = std::get_if<TellWait>(&step)) {
                 told.push_back(wait->sentence);
             }
@@ -80,7 +80,7 @@ class GoalDeliveryTest : public testing::Test {
     GoalMatch after = GoalMatch::whole;  // what the records say then
     GoalDelivery::TimePoint now{};
     DeliveryStep step = KeepLooking{};
-    GoalDelivery delivery{goalKeys(goal), true, now};
+    std::optional<GoalDelivery> delivery{std::in_place, goalKeys(goal), DialogRules{}, now};
 
   private:
     void echo(std::string keys) {
@@ -387,7 +387,7 @@ TEST_F(GoalDeliveryTest, TheTimeOfAnAnswerBeginsOnceItHasBeenSent) {
     askWhetherToReplace();
     EXPECT_THAT(typedIn(milliseconds(100)), ElementsAre("\n"));
     now += seconds(15);
-    delivery.sent(now);
+    delivery->sent(now);
     typedIn(seconds(19));
     EXPECT_FALSE(ended());
 }
@@ -398,8 +398,17 @@ TEST_F(GoalDeliveryTest, AnAnswerIsKnownByTheBeginningOfItsText) {
     EXPECT_EQ(typedIn(milliseconds(100)), std::vector<std::string>{"\x1b[B"});
 }
 
+/// A second Enter that comes late would answer the question that the first one has brought up.
+TEST_F(GoalDeliveryTest, EnterIsPressedOnlyOnceWhereAQuestionAboutAnOldGoalIsAPersons) {
+    takesEnter = false;
+    delivery.emplace(goalKeys(goal), DialogRules{.answersAboutGoals = false, .resumes = true}, now);
+    EXPECT_THAT(typedIn(seconds(3)), testing::SizeIs(4));
+    EXPECT_THAT(typedIn(seconds(30)), IsEmpty());
+    EXPECT_THAT(refusal(), HasSubstr("has not taken the goal"));
+}
+
 TEST_F(GoalDeliveryTest, WhoeverAnswersDialogsByHandIsLeftToDoSo) {
-    GoalDelivery byHand{goalKeys(goal), false, now};
+    GoalDelivery byHand{goalKeys(goal), {.answersAboutGoals = false}, now};
     ask(DialogKind::replaceGoal, {{1, "Replace current goal", true}, {2, "Cancel", false}});
     EXPECT_FALSE(std::holds_alternative<TypeKeys>(byHand.next(seen, now + seconds(60))));
 }

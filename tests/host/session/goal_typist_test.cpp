@@ -23,7 +23,7 @@ class GoalTypistTest : public test::AgentScreenFixture {
         tasks.add("typing", typeGoal({.itemID = bug,
                                       .sessionID = sessionID,
                                       .goal = "/goal Fix bug 3f2a9c1d.",
-                                      .answersDialogs = true,
+                                      .dialogs = {},
                                       .runner = agent,
                                       .screen = launch.screen(),
                                       .items = items,

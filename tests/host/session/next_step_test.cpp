@@ -259,6 +259,25 @@ TEST_F(NextStepTest, AQuestionBlocksAgentsAtOnceOrAfterTwoMinutesByItsKind) {
     }
 }
 
+TEST_F(NextStepTest, AQuestionThatIsAPersonsWaitsAsLongAsAnAgentMayBeSilentAndHoldsUpItsRepositoryOnly) {
+    session.question = StandingQuestion{
+        .kind = DialogKind::trust, .sentence = "It asks.", .isPersons = true, .since = at(0)};
+    session.activity.lastOutputAt = at(600);
+    const SessionTimeoutSettings patient{.idleTimeoutSeconds = 600, .postExitCommentGraceSeconds = 10};
+    EXPECT_TRUE(std::holds_alternative<KeepWatching>(nextStep(session, at(599), patient)));
+    const NextStep step = nextStep(session, at(600), patient);
+    ASSERT_TRUE(std::holds_alternative<AgentBlocked>(step));
+    EXPECT_TRUE(std::get<AgentBlocked>(step).concernsRepository);
+}
+
+TEST_F(NextStepTest, TheTimeOfAQuestionCountsAnewAfterASleep) {
+    session.question = StandingQuestion{.kind = DialogKind::unknown, .sentence = "It asks.", .since = at(0)};
+    const WatchedSession counted = countedSince(at(5000), at(5001), session);
+    EXPECT_EQ(counted.question->since, at(5000));
+    EXPECT_FALSE(agentBlocked(counted, at(5001), {}));
+    EXPECT_TRUE(agentBlocked(counted, at(5120), {}));
+}
+
 struct LastWords {
     const char* text;
     bool denies;

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/events/history_look.hpp"
+#include "host/health/outside_failure.hpp"
+#include "host/store/dispatch_store.hpp"
+
+namespace quernlight::host {
+
+/// What an earlier run has met that still counts, by the histories of the bugs it has worked on.
+struct EarlierRun {
+    std::map<std::string, std::string> questions{};  ///< by bug, of those that nothing has answered
+    std::optional<StatedLimit> limit{};              ///< that ends last, if its end is still to come
+};
+
+/// `queue`: all of it. Throws DatabaseError.
+Task<EarlierRun> earlierRun(DispatchStore store, std::vector<BugQueueItem> queue, Instant now);
+
+/// For which agents' work pauses, as it did when the limit was met.
+OutsideFailure pauseFor(const StatedLimit& limit, Instant now);
+
+}  // namespace quernlight::host
