@@ -2,6 +2,7 @@
 
 JOBS ?= $(shell nproc)
 ROUNDS ?= 100
+BENCH_ROUNDS ?= 5
 SECONDS_EACH ?= 10
 TSAN_TARGETS ?= all
 BUGS ?= 30
@@ -13,7 +14,7 @@ COVERED = gcovr --root . --filter '$(1)' --exclude-throw-branches --gcov-ignore-
     --fail-under-line $(2) --sort-uncovered build/coverage
 SOURCES = $(wildcard $(shell git ls-files --cached --others --exclude-standard '*.cpp' '*.hpp'))
 
-.PHONY: help setup demo test agents flaky soak clang cross fuzz tsan coverage headers check-all release format check-format clean
+.PHONY: help setup demo test agents flaky soak bench clang cross fuzz tsan coverage headers check-all release format check-format clean
 
 help:
 	@echo 'make demo          set up, build, and run three sample bugs end to end'
@@ -27,6 +28,7 @@ help:
 	@echo 'make tsan          run what has threads under the thread sanitizer, built by clang 19'
 	@echo 'make flaky         run every test ten times on a busy machine'
 	@echo 'make soak          kill, stop, halt and restart the dispatcher ROUNDS times (default 100), and kill its gits'
+	@echo 'make bench         measure the library against real programs and bare C, and print the table'
 	@echo 'make coverage      run every test and print which lines of the library and the program ran'
 	@echo 'make check-all     all of the above, and more; takes hours'
 	@echo 'make format        format the sources; check-format only looks'
@@ -61,6 +63,10 @@ flaky: setup build/dev/build.ninja
 soak: setup build/dev/build.ninja
 	@cmake --build --preset dev --target host_tests -j $(JOBS)
 	@SOAK_ROUNDS=$(ROUNDS) SOAK_EVERY_WAY=1 build/dev/tests/host_tests --gtest_filter='KillSoakTest.*'
+
+bench: setup build/bench/build.ninja
+	@cmake --build --preset bench -j $(JOBS)
+	@build/bench/bin/quernlight-bench $(BENCH_ROUNDS)
 
 clang: setup build/clang/build.ninja
 	@cmake --build --preset clang -j $(JOBS)
