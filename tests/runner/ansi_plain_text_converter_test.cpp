@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "quernlight/runner/byte_block.hpp"
+#include "quernlight/runner/plain_text_pass.hpp"
 #include "tests/runner/plain_by_scalars.hpp"
 
 namespace quernlight {
@@ -64,7 +66,24 @@ TEST(ANSIPlainTextConverterTest, BytesThatAreNotUtf8AreReplaced) {
     EXPECT_EQ(plain("\xF0\x9F\x98\x80 ›\u00E9"), "\xF0\x9F\x98\x80 ›\u00E9");
 }
 
-TEST(ANSIPlainTextConverterTest, ItAgreesWithTheRuleScalarByScalar) {
+/// The rule by every kind of block that some machine has.
+class PlainTextPassTest : public testing::Test {
+  protected:
+    static void expectTheRule(const std::string& bytes) {
+        ASSERT_EQ(textBy<WordBlock>(bytes), plainByScalars(bytes)) << testing::PrintToString(bytes);
+        ASSERT_EQ(textBy<ByteBlock>(bytes), plainByScalars(bytes)) << testing::PrintToString(bytes);
+    }
+
+  private:
+    template <class Block>
+    static std::string textBy(const std::string& bytes) {
+        std::string text = "before";
+        PlainTextPass<Block>::append(text, bytes);
+        return text.substr(6);
+    }
+};
+
+TEST_F(PlainTextPassTest, ItAgreesWithTheRuleScalarByScalar) {
     const std::vector<std::string> pieces = {
         "\x1B", "\x1B", "[",    "]",    "\\",   "\a",   "\r",   "\n",   "m",         "3", "plain text, long",
         "›",    "é",    "\xE2", "\x80", "\xF0", "\x9F", "\xED", "\xFF", "\U0001F600"};
@@ -75,7 +94,23 @@ TEST(ANSIPlainTextConverterTest, ItAgreesWithTheRuleScalarByScalar) {
         for (int count = round % 24; count > 0; --count) {
             bytes += pieces[piece(random)];
         }
-        ASSERT_EQ(plain(bytes), plainByScalars(bytes)) << testing::PrintToString(bytes);
+        expectTheRule(bytes);
+    }
+}
+
+TEST_F(PlainTextPassTest, ItAgreesWithTheRuleWhereverASequenceBeginsInABlock) {
+    for (const std::string sequence :
+         {"\x1B[38;2;139;139;139;49mx", "\x1B]0;title\ax", "\x1B]0;\x1B\\x", "─\r\n", "\xE2\x80", "\x1B[",
+          "\x1B\x1B[K", "\xED\xA0\x80\xE0\x80\x80"}) {
+        for (std::size_t before = 0; before < 40; ++before) {
+            expectTheRule(std::string(before, 'a') + sequence + std::string(before % 20, '\r'));
+        }
+    }
+}
+
+TEST_F(PlainTextPassTest, ItAgreesWithTheRuleWhereItsOwnBufferIsFull) {
+    for (std::size_t before = 4050; before < 4110; ++before) {
+        expectTheRule(std::string(before, 'a') + "›\xFF\xFF\xFF\x1B[1m\r" + std::string(5000, '\xFF'));
     }
 }
 
