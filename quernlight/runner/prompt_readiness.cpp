@@ -4,20 +4,8 @@
 #include <cstddef>
 #include <utility>
 
-#include "quernlight/platform/text.hpp"
-
 namespace quernlight {
 namespace {
-
-constexpr std::size_t recentCharacterLimit = 4096;
-
-/// So much is kept before it is cut to the recent characters: the search for their boundaries stays out of
-/// the path of every chunk.
-constexpr std::size_t leastBytesToCut = recentCharacterLimit * 128;
-
-/// What the recent characters may take, so that one with endless marks does not grow for ever: 1 KiB each,
-/// far more than any writing system needs.
-constexpr std::size_t recentByteLimit = recentCharacterLimit * 1024;
 
 bool contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
@@ -28,17 +16,14 @@ std::string_view lastBytes(std::string_view text, std::size_t count) {
     return text.substr(text.size() - std::min(count, text.size()));
 }
 
-/// Without the bytes in front that continue a character whose beginning was cut off.
-std::string_view fromScalarBoundary(std::string_view text) {
-    const auto isContinuation = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U; };
-    const auto start = std::find_if_not(text.begin(), text.end(), isContinuation);
-    return text.substr(static_cast<std::size_t>(start - text.begin()));
+bool isAscii(char byte) {
+    return (static_cast<unsigned char>(byte) & 0x80U) == 0;
 }
 
 /// The length of the line break that `text` begins with, 0 when it begins with none.
 std::size_t lineBreakLength(std::string_view text) {
-    if (text.front() >= '\n' && text.front() <= '\r') {
-        return 1;
+    if (isAscii(text.front())) {
+        return text.front() >= '\n' && text.front() <= '\r' ? 1 : 0;
     }
     if (text.substr(0, 2) == "\u0085") {
         return 2;
@@ -47,26 +32,35 @@ std::size_t lineBreakLength(std::string_view text) {
     return three == "\u2028" || three == "\u2029" ? 3 : 0;
 }
 
-/// Takes the first line, with its line break, off `rest`. An empty line more between CR and LF does no harm.
-std::string_view takeLine(std::string_view& rest) {
-    for (std::size_t end = 0; end < rest.size(); ++end) {
-        if (const std::size_t length = lineBreakLength(rest.substr(end))) {
-            const std::string_view line = rest.substr(0, end);
-            rest.remove_prefix(end + length);
-            return line;
-        }
+bool endsWithLineBreak(std::string_view text) {
+    if (isAscii(text.back())) {
+        return text.back() >= '\n' && text.back() <= '\r';
     }
-    return std::exchange(rest, {});
+    return text.ends_with("\u0085") || text.ends_with("\u2028") || text.ends_with("\u2029");
+}
+
+std::size_t startOfLine(std::string_view text, std::size_t place) {
+    while (place > 0 && !endsWithLineBreak(text.substr(0, place))) {
+        --place;
+    }
+    return place;
+}
+
+std::size_t endOfLine(std::string_view text, std::size_t place) {
+    while (place < text.size() && lineBreakLength(text.substr(place)) == 0) {
+        ++place;
+    }
+    return place;
 }
 
 }  // namespace
 
 PromptReadiness::PromptReadiness(Instant startedAt, PromptReadinessConfiguration configuration)
-    : startedAt_(startedAt), configuration_(std::move(configuration)) {}
+    : startedAt_(startedAt), configuration_(std::move(configuration)), sentinel_(configuration_.sentinel) {}
 
 void PromptReadiness::recordOutput(std::string_view bytes, Instant date) {
     lastOutputAt_ = date;
-    keepRecentOutput(bytes);
+    recentOutput_.append(bytes);
     if (!configuration_.sentinel.empty()) {
         searchSentinel(bytes, date);
     }
@@ -75,28 +69,10 @@ void PromptReadiness::recordOutput(std::string_view bytes, Instant date) {
     }
 }
 
-void PromptReadiness::keepRecentOutput(std::string_view bytes) {
-    if (isValidUtf8(bytes)) {
-        recentText_.append(bytes);
-    } else {
-        recentText_.append(validUtf8(bytes));
-    }
-    if (recentText_.size() > std::max(leastBytesToCut, bytesToCut_)) {
-        const auto bounded = fromScalarBoundary(lastBytes(recentText_, recentByteLimit));
-        recentText_ = std::string(lastCharacters(bounded, recentCharacterLimit));
-        bytesToCut_ = 2 * recentText_.size();
-    }
-}
-
-std::string_view PromptReadiness::recentOutput() const {
-    return lastCharacters(recentText_, recentCharacterLimit);
-}
-
 void PromptReadiness::searchSentinel(std::string_view bytes, Instant date) {
-    const std::string& sentinel = configuration_.sentinel;
-    const std::size_t carried = sentinel.size() - 1;
+    const std::size_t carried = sentinel_.text().size() - 1;
     sentinelCarry_.append(bytes.substr(0, carried));
-    if (contains(sentinelCarry_, sentinel) || contains(bytes, sentinel)) {
+    if (sentinel_.isIn(sentinelCarry_) || sentinel_.isIn(bytes)) {
         lastSentinelAt_ = date;
     }
     const std::string_view end = bytes.size() >= carried ? bytes : std::string_view(sentinelCarry_);
@@ -104,12 +80,19 @@ void PromptReadiness::searchSentinel(std::string_view bytes, Instant date) {
 }
 
 void PromptReadiness::watchStartup(std::string_view bytes, Instant date) {
-    // Nearly every chunk ends here. Only the bytes matter: what stands for ill-formed ones is never ASCII.
-    if (!contains(bytes, "model:") && !contains(bytes, "MCP s")) {
-        return;
-    }
-    while (!bytes.empty()) {
-        readStartupLine(takeLine(bytes), date);
+    // Other lines, nearly all there are, tell nothing. Only the bytes matter: what stands for ill-formed ones
+    // is never ASCII.
+    static const TextSearch model("model:");
+    static const TextSearch servers("MCP s");
+    std::size_t nextModel = model.find(bytes, 0);
+    std::size_t nextServers = servers.find(bytes, 0);
+    while (std::min(nextModel, nextServers) < bytes.size()) {
+        const std::size_t place = std::min(nextModel, nextServers);
+        const std::size_t start = startOfLine(bytes, place);
+        const std::size_t end = endOfLine(bytes, place);
+        readStartupLine(bytes.substr(start, end - start), date);
+        nextModel = nextModel < end ? model.find(bytes, end) : nextModel;
+        nextServers = nextServers < end ? servers.find(bytes, end) : nextServers;
     }
 }
 

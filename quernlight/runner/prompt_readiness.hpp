@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "quernlight/platform/instant.hpp"
+#include "quernlight/runner/recent_output.hpp"
+#include "quernlight/runner/text_search.hpp"
 
 namespace quernlight {
 
@@ -46,10 +48,9 @@ class PromptReadiness {
     std::optional<Instant> lastSentinelAt() const { return lastSentinelAt_; }
 
     /// The last output as text, at most 4096 user-perceived characters; what was not UTF-8 is U+FFFD.
-    std::string_view recentOutput() const;
+    std::string_view recentOutput() const { return recentOutput_.text(); }
 
   private:
-    void keepRecentOutput(std::string_view bytes);
     void searchSentinel(std::string_view bytes, Instant date);
     void watchStartup(std::string_view bytes, Instant date);
     void readStartupLine(std::string_view line, Instant date);
@@ -60,9 +61,9 @@ class PromptReadiness {
     std::optional<Instant> lastOutputAt_;
     std::optional<Instant> lastSentinelAt_;
     std::optional<Instant> lastStartupActivityAt_;
-    std::string recentText_;      // more than `recentOutput` shows, so that a chunk seldom has to move it
-    std::size_t bytesToCut_ = 0;  // what it may grow to
-    std::string sentinelCarry_;   // the end of earlier output, in which a sentinel may have begun
+    RecentOutput recentOutput_;
+    TextSearch sentinel_;
+    std::string sentinelCarry_;  // the end of earlier output, in which a sentinel may have begun
     bool mcpStartupSeen_ = false;
     bool mcpStartupSettled_ = false;
     bool modelLoadingSeen_ = false;

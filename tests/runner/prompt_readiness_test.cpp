@@ -278,5 +278,51 @@ TEST_F(PromptReadinessTest, RecentOutputStaysBoundedInAFlood) {
     EXPECT_EQ(recentOutput(), std::string(4095, 'x') + "\u20AC");
 }
 
+TEST_F(PromptReadinessTest, RecentOutputIsTheSameHoweverOftenItIsAskedFor) {
+    output(1, "a\xE2");
+    EXPECT_EQ(recentOutput(), "a\uFFFD");
+    output(2, "\x82\xAC" + std::string(200'000, 'b') + "\r\n");
+    EXPECT_EQ(recentOutput(), std::string(4095, 'b') + "\r\n");
+    output(3, "\xE2\x82");
+    EXPECT_EQ(recentOutput(), std::string(4094, 'b') + "\r\n\uFFFD");
+}
+
+TEST_F(PromptReadinessTest, RecentOutputWithoutAnyAsciiStaysBounded) {
+    for (int chunk = 0; chunk < 300; ++chunk) {
+        std::string text;
+        for (int count = 0; count < 1000; ++count) {
+            text += "\u20AC";
+        }
+        output(1, text);
+    }
+    EXPECT_EQ(recentOutput().size(), 4096U * 3);
+}
+
+struct StartupLine {
+    const char* name;
+    std::string_view output;
+    bool isHeldBack;
+};
+
+/// Whether output at second 1, after a sentinel, holds the prompt back.
+TEST_F(PromptReadinessTest, AStartupLineIsFoundWhereverItStands) {
+    const std::string far(300, 'x');
+    const std::string lines[] = {
+        far + "\nmodel: loading\n" + far,           far + "\u2028model: loading\u0085model: ready",
+        "loading" + far + "\rmodel: ready",         far + "loading model: " + far,
+        "model: ready\nStarting MCP servers" + far, "MCP startup complete\u2029model: loading"};
+    const StartupLine rows[] = {
+        {"between other lines", lines[0], true},        {"settled by the next line", lines[1], false},
+        {"a word of the line before", lines[2], false}, {"a word in front of it", lines[3], true},
+        {"servers behind the model", lines[4], true},   {"the model behind the servers", lines[5], true},
+    };
+    for (const StartupLine& row : rows) {
+        use(PromptReadinessConfiguration::codexDefault());
+        output(1, "› ");
+        output(1, row.output);
+        EXPECT_EQ(readyAt(3), !row.isHeldBack) << row.name;
+    }
+}
+
 }  // namespace
 }  // namespace quernlight
