@@ -126,7 +126,6 @@ class QueueManager {
     Task<void> storeInQueues(const BugQueueItem& item, QueueMode previousMode);
     Task<std::optional<BugQueueItem>> activeItem(Uuid itemID);
     Task<std::vector<BugQueueItem>> queueOf(Uuid itemID);
-    Task<void> storeAll(const std::vector<BugQueueItem>& items);
     Task<void> removeAndCompact(const BugQueueItem& item);
     Task<void> storeReport(BugQueueItem item, ItemTransition report);
     Task<void> appendEvent(Uuid itemID, ItemEvent event);

@@ -35,7 +35,7 @@ Task<void> QueueManager::reorderInTurn(Uuid itemID, std::optional<Uuid> before) 
     if (!position) {
         co_return;
     }
-    co_await storeAll(queue.items());
+    co_await queueRepository_.updateEach(queue.items());
     ItemEvent reordered{.kind = "reordered",
                         .message = "Moved queue item to position " + std::to_string(*position) + "."};
     co_await appendEvent(itemID, std::move(reordered));
@@ -46,7 +46,7 @@ Task<void> QueueManager::queueNextInTurn(Uuid itemID) {
     if (!queue.moveNext(itemID)) {
         co_return;
     }
-    co_await storeAll(queue.items());
+    co_await queueRepository_.updateEach(queue.items());
     ItemEvent queuedNext{.kind = "queuedNext", .message = "Moved queue item next."};
     co_await appendEvent(itemID, std::move(queuedNext));
 }
@@ -92,12 +92,6 @@ Task<std::vector<BugQueueItem>> QueueManager::queueOf(Uuid itemID) {
     const QueueListing listing{.queueMode = item->queueMode};
     ReadableItems active = co_await queueRepository_.readableItems(listing);
     co_return std::move(active.items);
-}
-
-Task<void> QueueManager::storeAll(const std::vector<BugQueueItem>& items) {
-    for (const BugQueueItem& item : items) {
-        co_await queueRepository_.update(item);
-    }
 }
 
 Task<void> QueueManager::removeAndCompact(const BugQueueItem& item) {

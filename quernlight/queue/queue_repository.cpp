@@ -59,14 +59,6 @@ std::string selectItems(const QueueListing& listing) {
     return sql + " ORDER BY queue_mode ASC, queue_position ASC, added_at ASC";
 }
 
-std::string bugIDIn(const Row& row) {
-    try {
-        return BugID::normalized(requiredText(row, "bug_id"));
-    } catch (const DatabaseError&) {
-        return "";
-    }
-}
-
 }  // namespace
 
 Task<void> QueueRepository::insert(const BugQueueItem& item) const {
@@ -75,6 +67,22 @@ Task<void> QueueRepository::insert(const BugQueueItem& item) const {
 
 Task<void> QueueRepository::update(const BugQueueItem& item) const {
     return database_->execute(updateItem, updateValues(item));
+}
+
+/// In one go, since each by itself would be a transaction, and a way to the database's thread and back.
+Task<void> QueueRepository::updateEach(std::vector<BugQueueItem> items) const {
+    if (items.size() < 2) {
+        for (const BugQueueItem& item : items) {
+            co_await update(item);
+        }
+        co_return;
+    }
+    std::function<void(Connection&)> write = [&items](Connection& connection) {
+        for (const BugQueueItem& item : items) {
+            connection.execute(updateItem, updateValues(item));
+        }
+    };
+    co_await database_->transaction(std::move(write), AfterFailure::commit);
 }
 
 Task<std::optional<BugQueueItem>> QueueRepository::item(Uuid id) const {
@@ -88,41 +96,40 @@ Task<std::optional<BugQueueItem>> QueueRepository::item(std::string_view bugID) 
 
 Task<std::optional<BugQueueItem>> QueueRepository::firstItem(std::string sql, SQLValue value) const {
     SQLValues values(1, std::move(value));
-    const std::vector<Row> rows = co_await database_->query(std::move(sql), std::move(values));
-    if (rows.empty()) {
-        co_return std::nullopt;
-    }
-    co_return queueItemOfRow(rows.front());
+    std::optional<BugQueueItem> item;
+    RowReader read = [&item](const Statement& row) { item = QueueItemReader().item(row); };
+    co_await database_->read(std::move(sql), std::move(values), std::move(read));
+    co_return item;
 }
 
-Task<std::vector<Row>> QueueRepository::rows(QueueListing listing) const {
+Task<void> QueueRepository::readRows(QueueListing listing, RowReader row) const {
     SQLValues values;
     if (listing.queueMode) {
         values.push_back(columnValue(rawValue(*listing.queueMode)));
     }
-    co_return co_await database_->query(selectItems(listing), std::move(values));
+    co_await database_->read(selectItems(listing), std::move(values), std::move(row));
 }
 
 Task<std::vector<BugQueueItem>> QueueRepository::items(QueueListing listing) const {
-    const std::vector<Row> found = co_await rows(listing);
     std::vector<BugQueueItem> items;
-    items.reserve(found.size());
-    for (const Row& row : found) {
-        items.push_back(queueItemOfRow(row));
-    }
+    QueueItemReader reader;
+    RowReader read = [&](const Statement& row) { items.push_back(reader.item(row)); };
+    co_await readRows(listing, std::move(read));
     co_return items;
 }
 
 Task<ReadableItems> QueueRepository::readableItems(QueueListing listing) const {
-    ReadableItems read;
-    for (const Row& row : co_await rows(listing)) {
+    ReadableItems found;
+    QueueItemReader reader;
+    RowReader read = [&](const Statement& row) {
         try {
-            read.items.push_back(queueItemOfRow(row));
+            found.items.push_back(reader.item(row));
         } catch (const DatabaseError& error) {
-            read.unreadable.push_back({.bugID = bugIDIn(row), .trouble = error.what()});
+            found.unreadable.push_back({.bugID = reader.bugID(row), .trouble = error.what()});
         }
-    }
-    co_return read;
+    };
+    co_await readRows(listing, std::move(read));
+    co_return found;
 }
 
 Task<void> QueueRepository::remove(Uuid id) const {
@@ -138,13 +145,17 @@ Task<std::int64_t> QueueRepository::nextPosition(QueueMode queueMode) const {
 Task<void> QueueRepository::compactActiveQueuePositions(QueueMode queueMode) const {
     QueueListing listing{.includeTerminal = false, .queueMode = queueMode};
     ReadableItems active = co_await readableItems(listing);
+    std::vector<BugQueueItem> moved;
     std::int64_t position = 0;
     for (BugQueueItem& item : active.items) {
         if (item.queuePosition != position) {
             item.queuePosition = position;
-            co_await update(item);
+            moved.push_back(std::move(item));
         }
         ++position;
+    }
+    if (!moved.empty()) {
+        co_await updateEach(std::move(moved));
     }
 }
 

@@ -54,6 +54,9 @@ class QueueRepository {
     /// silently.
     Task<void> update(const BugQueueItem& item) const;
 
+    /// Updates one item after the other. An error stops at that item and keeps what was written before.
+    Task<void> updateEach(std::vector<BugQueueItem> items) const;
+
     /// Nothing for an unknown id.
     Task<std::optional<BugQueueItem>> item(Uuid id) const;
 
@@ -94,7 +97,7 @@ class QueueRepository {
     Task<std::vector<QueueEvent>> events(Uuid itemID) const;
 
   private:
-    Task<std::vector<Row>> rows(QueueListing listing) const;
+    Task<void> readRows(QueueListing listing, RowReader row) const;
     Task<std::optional<BugQueueItem>> firstItem(std::string sql, SQLValue value) const;
 
     Task<void> appendObserved(QueueEvent event) const;

@@ -1,28 +1,67 @@
 #include "quernlight/queue/queue_rows.hpp"
 
+#include <algorithm>
+
 #include "quernlight/platform/identifiers.hpp"
 #include "quernlight/storage/column_values.hpp"
 
 namespace quernlight {
 namespace {
 
-Url bugURLOf(const Row& row) {
-    return requiredColumn(Url::parse(requiredText(row, "bug_url")), "bug_url");
+constexpr int absent = -1;
+
+/// The place of a column in `queueItemColumns`; a name that is none does not compile.
+consteval std::size_t at(std::string_view name) {
+    std::size_t place = 0;
+    while (queueItemColumns.at(place) != name) {
+        ++place;
+    }
+    return place;
 }
 
-QueueItemStatus statusOf(const Row& row) {
-    return requiredColumn(queueItemStatusFromRawValue(requiredText(row, "status")), "status");
+Url bugURLOf(const Column& column) {
+    return requiredColumn(Url::parse(requiredText(column)), column.name);
+}
+
+QueueItemStatus statusOf(const Column& column) {
+    return requiredColumn(queueItemStatusFromRawValue(requiredText(column)), column.name);
 }
 
 /// Rows that an older version wrote, or that hold what this one does not know, count as the default.
-QueueMode queueModeOf(const Row& row) {
-    const std::string text = optionalText(row, "queue_mode").value_or("");
-    return queueModeFromRawValue(text).value_or(QueueMode::automatic);
+QueueMode queueModeOf(const Column& column) {
+    return queueModeFromRawValue(optionalText(column).value_or("")).value_or(QueueMode::automatic);
 }
 
-QueueItemGoalFlow goalFlowOf(const Row& row) {
-    const std::string text = optionalText(row, "goal_flow").value_or("");
-    return queueItemGoalFlowFromRawValue(text).value_or(QueueItemGoalFlow::fixBug);
+QueueItemGoalFlow goalFlowOf(const Column& column) {
+    return queueItemGoalFlowFromRawValue(optionalText(column).value_or(""))
+        .value_or(QueueItemGoalFlow::fixBug);
+}
+
+/// `column` gives the column of a place in `queueItemColumns`.
+template <class ColumnAt>
+BugQueueItem itemOf(const ColumnAt& column) {
+    return {
+        .id = requiredUuid(column(at("id"))),
+        .bugID = BugID::normalized(requiredText(column(at("bug_id")))),
+        .appID = requiredUuid(column(at("app_id"))),
+        .appName = requiredText(column(at("app_name"))),
+        .bundleID = requiredText(column(at("bundle_id"))),
+        .title = requiredText(column(at("title"))),
+        .bugURL = bugURLOf(column(at("bug_url"))),
+        .queuePosition = requiredInteger(column(at("queue_position"))),
+        .queueMode = queueModeOf(column(at("queue_mode"))),
+        .status = statusOf(column(at("status"))),
+        .goalFlow = goalFlowOf(column(at("goal_flow"))),
+        .priority = requiredInteger(column(at("priority"))),
+        .activeSessionID = optionalUuid(column(at("active_session_id"))),
+        .codexSessionID = optionalUuid(column(at("codex_session_id"))),
+        .errorMessage = optionalText(column(at("error_message"))),
+        .createdAt = requiredInstant(column(at("created_at"))),
+        .addedAt = requiredInstant(column(at("added_at"))),
+        .startedAt = optionalInstant(column(at("started_at"))),
+        .completedAt = optionalInstant(column(at("completed_at"))),
+        .cancelledAt = optionalInstant(column(at("cancelled_at"))),
+    };
 }
 
 }  // namespace
@@ -69,29 +108,38 @@ SQLValues updateValues(const BugQueueItem& item) {
             columnValue(item.id)};
 }
 
+void QueueItemReader::findColumns(const Statement& row) {
+    if (found_) {
+        return;
+    }
+    indexes_.fill(absent);
+    for (int index = 0; index < row.columnCount(); ++index) {
+        const auto place = std::ranges::find(queueItemColumns, row.columnName(index));
+        if (place != queueItemColumns.end()) {
+            indexes_[static_cast<std::size_t>(place - queueItemColumns.begin())] = index;
+        }
+    }
+    found_ = true;
+}
+
+BugQueueItem QueueItemReader::item(const Statement& row) {
+    findColumns(row);
+    return itemOf([&](std::size_t place) -> Column {
+        const int index = indexes_[place];
+        return {.name = queueItemColumns[place],
+                .value = index == absent ? SQLValueView() : row.columnView(index)};
+    });
+}
+
+std::string QueueItemReader::bugID(const Statement& row) {
+    findColumns(row);
+    const int index = indexes_[at("bug_id")];
+    const SQLValueView value = index == absent ? SQLValueView() : row.columnView(index);
+    return BugID::normalized(value.text);
+}
+
 BugQueueItem queueItemOfRow(const Row& row) {
-    return {
-        .id = requiredUuid(row, "id"),
-        .bugID = BugID::normalized(requiredText(row, "bug_id")),
-        .appID = requiredUuid(row, "app_id"),
-        .appName = requiredText(row, "app_name"),
-        .bundleID = requiredText(row, "bundle_id"),
-        .title = requiredText(row, "title"),
-        .bugURL = bugURLOf(row),
-        .queuePosition = requiredInteger(row, "queue_position"),
-        .queueMode = queueModeOf(row),
-        .status = statusOf(row),
-        .goalFlow = goalFlowOf(row),
-        .priority = requiredInteger(row, "priority"),
-        .activeSessionID = optionalUuid(row, "active_session_id"),
-        .codexSessionID = optionalUuid(row, "codex_session_id"),
-        .errorMessage = optionalText(row, "error_message"),
-        .createdAt = requiredInstant(row, "created_at"),
-        .addedAt = requiredInstant(row, "added_at"),
-        .startedAt = optionalInstant(row, "started_at"),
-        .completedAt = optionalInstant(row, "completed_at"),
-        .cancelledAt = optionalInstant(row, "cancelled_at"),
-    };
+    return itemOf([&](std::size_t place) { return columnOf(row, queueItemColumns[place]); });
 }
 
 QueueEvent queueEventOfRow(const Row& row) {

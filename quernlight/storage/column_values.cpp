@@ -5,16 +5,19 @@
 namespace quernlight {
 namespace {
 
-/// Null for a column that the row lacks.
-const SQLValue& columnOf(const Row& row, std::string_view column) {
-    static const SQLValue null;
-    const auto found = row.find(column);
-    return found == row.end() ? null : found->second;
+std::optional<std::string_view> textOf(const Column& column) {
+    return column.value.kind == SQLValue::Kind::text ? std::optional(column.value.text) : std::nullopt;
 }
 
-std::optional<std::string> textOf(const SQLValue& value) {
+std::optional<std::int64_t> integerOf(const Column& column) {
+    return column.value.kind == SQLValue::Kind::integer ? std::optional(column.value.integer) : std::nullopt;
+}
+
+SQLValueView viewOf(const SQLValue& value) {
     const std::string* text = value.asText();
-    return text ? std::optional(*text) : std::nullopt;
+    return {.kind = value.kind(),
+            .text = text ? std::string_view(*text) : std::string_view(),
+            .integer = value.asInteger().value_or(0)};
 }
 
 Instant instantOrEpoch(std::string_view text) {
@@ -39,47 +42,84 @@ SQLValue columnValue(std::int64_t integer) {
     return SQLValue::integer(integer);
 }
 
-std::string requiredText(const Row& row, std::string_view column) {
-    return requiredColumn(textOf(columnOf(row, column)), column);
+Column columnOf(const Row& row, std::string_view name) {
+    const auto found = row.find(name);
+    return {.name = name, .value = found == row.end() ? SQLValueView() : viewOf(found->second)};
 }
 
-std::int64_t requiredInteger(const Row& row, std::string_view column) {
-    return requiredColumn(columnOf(row, column).asInteger(), column);
+std::string requiredText(const Column& column) {
+    return std::string(requiredColumn(textOf(column), column.name));
 }
 
-Uuid requiredUuid(const Row& row, std::string_view column) {
-    return requiredColumn(optionalUuid(row, column), column);
+std::int64_t requiredInteger(const Column& column) {
+    return requiredColumn(integerOf(column), column.name);
 }
 
-Instant requiredInstant(const Row& row, std::string_view column) {
-    return instantOrEpoch(requiredText(row, column));
+Uuid requiredUuid(const Column& column) {
+    return requiredColumn(optionalUuid(column), column.name);
 }
 
-std::optional<std::string> optionalText(const Row& row, std::string_view column) {
-    return textOf(columnOf(row, column));
+Instant requiredInstant(const Column& column) {
+    return instantOrEpoch(requiredColumn(textOf(column), column.name));
 }
 
-std::optional<Uuid> optionalUuid(const Row& row, std::string_view column) {
-    const std::string* text = columnOf(row, column).asText();
+std::optional<std::string> optionalText(const Column& column) {
+    const auto text = textOf(column);
+    return text ? std::optional(std::string(*text)) : std::nullopt;
+}
+
+std::optional<Uuid> optionalUuid(const Column& column) {
+    const auto text = textOf(column);
     return text ? parseUuid(*text) : std::nullopt;
 }
 
-std::optional<std::int32_t> optionalInteger32(const Row& row, std::string_view column) {
+std::optional<std::int32_t> optionalInteger32(const Column& column) {
     using Limits = std::numeric_limits<std::int32_t>;
-    const std::optional<std::int64_t> integer = columnOf(row, column).asInteger();
+    const std::optional<std::int64_t> integer = integerOf(column);
     if (!integer || *integer < Limits::min() || *integer > Limits::max()) {
         return std::nullopt;
     }
     return static_cast<std::int32_t>(*integer);
 }
 
-std::optional<Instant> optionalInstant(const Row& row, std::string_view column) {
-    const SQLValue& value = columnOf(row, column);
-    if (value.isNull()) {
+std::optional<Instant> optionalInstant(const Column& column) {
+    if (column.value.kind == SQLValue::Kind::null) {
         return std::nullopt;
     }
-    const std::string* text = value.asText();
+    const auto text = textOf(column);
     return text ? instantOrEpoch(*text) : Instant{};
+}
+
+std::string requiredText(const Row& row, std::string_view column) {
+    return requiredText(columnOf(row, column));
+}
+
+std::int64_t requiredInteger(const Row& row, std::string_view column) {
+    return requiredInteger(columnOf(row, column));
+}
+
+Uuid requiredUuid(const Row& row, std::string_view column) {
+    return requiredUuid(columnOf(row, column));
+}
+
+Instant requiredInstant(const Row& row, std::string_view column) {
+    return requiredInstant(columnOf(row, column));
+}
+
+std::optional<std::string> optionalText(const Row& row, std::string_view column) {
+    return optionalText(columnOf(row, column));
+}
+
+std::optional<Uuid> optionalUuid(const Row& row, std::string_view column) {
+    return optionalUuid(columnOf(row, column));
+}
+
+std::optional<std::int32_t> optionalInteger32(const Row& row, std::string_view column) {
+    return optionalInteger32(columnOf(row, column));
+}
+
+std::optional<Instant> optionalInstant(const Row& row, std::string_view column) {
+    return optionalInstant(columnOf(row, column));
 }
 
 }  // namespace quernlight

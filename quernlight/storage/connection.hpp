@@ -7,6 +7,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <vector>
 
 #include "quernlight/storage/sql_value.hpp"
 
@@ -35,6 +37,8 @@ class Statement {
     SQLValue column(int index) const;
     /// Converted by SQLite's own rules when the value is no integer (NULL is 0).
     std::int64_t integerColumn(int index) const;
+    /// The same value where it lies in the row: valid until the next step.
+    SQLValueView columnView(int index) const;
     /// All columns by name.
     Row row() const;
 
@@ -43,6 +47,11 @@ class Statement {
 
   private:
     friend class Connection;
+    /// Ready to be run anew, with nothing bound.
+    void reset();
+    /// Whether the last step failed since the text may not compile any more, or for a cause without a name.
+    bool mayNotCompile() const;
+
     struct Finalizer {
         void operator()(sqlite3_stmt* statement) const;
     };
@@ -55,13 +64,19 @@ class Statement {
 /// How long a statement waits for a lock that another connection holds; read while it waits.
 using LockWait = std::atomic<std::chrono::milliseconds>;
 
+/// Takes the statement's current row.
+using RowReader = std::function<void(const Statement&)>;
+
+/// What becomes of what a transaction has written when it fails.
+enum class AfterFailure { rollBack, commit };
+
 /// One SQLite connection, closed on destruction. Every call blocks and belongs to one thread at a time. All
 /// failures are DatabaseErrors that carry SQLite's message; a busy file fails at once unless the connection
-/// was told to wait, nothing else is retried.
+/// was told to wait, nothing else is retried. Statements that are run with values are kept compiled.
 class Connection {
   public:
     enum class Access {
-        readWrite,  ///< created when missing
+        readWrite,  ///< created when missing; without SQLite's mutex, since one thread at a time is here
         readOnly,   ///< never created; SQLite's full mutex
     };
 
@@ -87,9 +102,14 @@ class Connection {
     /// All rows in the order in which SQLite yields them.
     std::vector<Row> query(const std::string& sql, const SQLValues& values = {});
 
+    /// Calls `row` for each row. What it throws ends the statement.
+    void read(const std::string& sql, const SQLValues& values, const RowReader& row);
+
     /// Runs `body` inside a write transaction, which takes the write lock at once. When the body or the
-    /// commit throws, all is rolled back and that error is thrown. Transactions do not nest.
-    void transaction(const std::function<void(Connection&)>& body);
+    /// commit throws, all is rolled back and that error is thrown; what the body has written before it threw
+    /// is committed instead where that is asked for. Transactions do not nest.
+    void transaction(const std::function<void(Connection&)>& body,
+                     AfterFailure then = AfterFailure::rollBack);
 
     /// SQLite's current message for the connection.
     std::string errorMessage() const;
@@ -102,7 +122,14 @@ class Connection {
         void operator()(sqlite3* handle) const;
     };
 
+    Statement compile(const std::string& sql, unsigned flags);
+    void run(const std::string& sql, const SQLValues& values, const RowReader& row);
+    void runWithValues(const std::string& sql, const SQLValues& values, const RowReader& row);
+    void readRows(Statement& statement, Statement::StepResult first, const RowReader& row);
+    void keep(const std::string& sql, Statement statement);
+
     std::unique_ptr<sqlite3, Closer> handle_;
+    std::unordered_map<std::string, Statement> kept_;  // not those that are being run
 };
 
 }  // namespace quernlight

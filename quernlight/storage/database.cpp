@@ -52,8 +52,14 @@ Task<std::vector<Row>> Database::query(std::string sql, SQLValues values) {
         [this, sql = std::move(sql), values = std::move(values)] { return connection_.query(sql, values); });
 }
 
-Task<void> Database::transaction(std::function<void(Connection&)> body) {
-    return executor_.run([this, body = std::move(body)] { connection_.transaction(body); });
+Task<void> Database::read(std::string sql, SQLValues values, RowReader row) {
+    return executor_.run([this, sql = std::move(sql), values = std::move(values), row = std::move(row)] {
+        connection_.read(sql, values, row);
+    });
+}
+
+Task<void> Database::transaction(std::function<void(Connection&)> body, AfterFailure then) {
+    return executor_.run([this, body = std::move(body), then] { connection_.transaction(body, then); });
 }
 
 Task<void> Database::withConnection(std::function<void(Connection&)> body) {

@@ -38,10 +38,14 @@ class Database {
     /// Runs a statement and collects all its rows, in SQLite's order; one that fails midway yields none.
     Task<std::vector<Row>> query(std::string sql, SQLValues values = {});
 
+    /// The same, but calls `row` for each row, on the database's thread; what it throws is thrown.
+    Task<void> read(std::string sql, SQLValues values, RowReader row);
+
     /// Runs `body` on the database's thread inside a write transaction, which takes the write lock at once.
-    /// When the body or the commit throws, all is rolled back and that error is thrown. The body uses the
-    /// connection it is given, nothing else of this class; transactions do not nest.
-    Task<void> transaction(std::function<void(Connection&)> body);
+    /// When the body or the commit throws, all is rolled back and that error is thrown; what the body has
+    /// written before it threw is committed instead where that is asked for. The body uses the connection it
+    /// is given, nothing else of this class; transactions do not nest.
+    Task<void> transaction(std::function<void(Connection&)> body, AfterFailure then = AfterFailure::rollBack);
 
     /// The same outside of any transaction, for what SQLite does not allow inside of one. Once it was handed
     /// over the body runs to its end, also when the caller is cancelled.

@@ -53,6 +53,13 @@ class SQLValue {
     Payload payload_ = std::monostate{};
 };
 
+/// A value that lies elsewhere, in a SQLValue or in a row.
+struct SQLValueView {
+    SQLValue::Kind kind = SQLValue::Kind::null;
+    std::string_view text{};   ///< of a text
+    std::int64_t integer = 0;  ///< of an integer
+};
+
 /// Bound to the parameters 1, 2, 3, ... of a statement.
 using SQLValues = std::vector<SQLValue>;
 

@@ -128,7 +128,13 @@ TEST_F(CompactionStatementsTest, OnlyItemsOutOfPlaceAreWritten) {
     add("a", 0);
     add("b", 2);
     add("c", 5);
-    EXPECT_EQ(compact(), "SELECT UPDATE UPDATE SELECT ");
+    EXPECT_EQ(compact(), "SELECT BEGIN UPDATE UPDATE COMMIT SELECT ");
+}
+
+TEST_F(CompactionStatementsTest, OneItemOutOfPlaceIsATransactionByItself) {
+    add("a", 0);
+    add("b", 2);
+    EXPECT_EQ(compact(), "SELECT UPDATE SELECT ");
 }
 
 }  // namespace

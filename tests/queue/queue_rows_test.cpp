@@ -180,5 +180,29 @@ TEST_F(QueueRowsTest, AnEventColumnThatIsNullOfTheWrongKindOrDoesNotParseIsToldB
     }
 }
 
+TEST_F(QueueRowsTest, ColumnsAreFoundInAStatementWhateverTheirOrder) {
+    const char* backwards =
+        "SELECT cancelled_at, completed_at, started_at, added_at, created_at, error_message, codex_session_id, "
+        "active_session_id, priority, goal_flow, status, queue_mode, queue_position, bug_url, title, bundle_id, "
+        "app_name, app_id, bug_id, 'more' AS more, id FROM queue_items";
+    QueueItemReader reader;
+    std::optional<BugQueueItem> item;
+    runTask(database->read(backwards, {}, [&](const Statement& read) { item = reader.item(read); }));
+    EXPECT_EQ(item, queueItemOfRow(row));
+}
+
+TEST_F(QueueRowsTest, AColumnThatAStatementLacksIsToldByName) {
+    QueueItemReader reader;
+    std::string bugID;
+    const auto read = [&](const Statement& found) {
+        bugID = reader.bugID(found);
+        reader.item(found);
+    };
+    const auto error = databaseErrorOf(
+        [&] { runTask(database->read("SELECT id, bug_id, app_id FROM queue_items", {}, read)); });
+    EXPECT_EQ(error, missing("app_name"));
+    EXPECT_EQ(bugID, "3f2a9c10");
+}
+
 }  // namespace
 }  // namespace quernlight

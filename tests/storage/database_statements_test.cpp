@@ -1,4 +1,5 @@
 #include <limits>
+#include <stdexcept>
 
 #include "tests/storage/database_fixture.hpp"
 #include "tests/storage/statement_recorder.hpp"
@@ -44,6 +45,17 @@ TEST_F(DatabaseStatementsTest, ATransactionThatCannotCommitIsRolledBack) {
     const auto error = transactionError([&](Connection& connection) { connection.execute(addReply); });
     EXPECT_EQ(error, DatabaseError(Kind::stepFailed, "FOREIGN KEY constraint failed"));
     EXPECT_THAT(recorder.take(), ElementsAre("BEGIN IMMEDIATE", addReply, "COMMIT", "ROLLBACK"));
+}
+
+TEST_F(DatabaseStatementsTest, ATransactionMayKeepWhatItsBodyWroteBeforeItThrew) {
+    const auto fail = [](Connection& connection) {
+        connection.execute(addNote);
+        connection.execute("INSERT INTO absent VALUES (1)");
+    };
+    const auto error = databaseErrorOf([&] { runTask(database->transaction(fail, AfterFailure::commit)); });
+    EXPECT_EQ(error, DatabaseError(Kind::prepareFailed, "no such table: absent"));
+    EXPECT_THAT(recorder.take(), ElementsAre("BEGIN IMMEDIATE", addNote, "COMMIT"));
+    EXPECT_EQ(rows("SELECT * FROM notes").size(), 1U);
 }
 
 TEST_F(DatabaseStatementsTest, ATransactionThatCannotBeginRunsNothingElse) {
@@ -106,6 +118,98 @@ TEST_F(DatabaseStatementsTest, AreFinalisedHoweverTheyEnd) {
     EXPECT_NO_THROW(execute("DROP TABLE notes"));
     database.reset();
     EXPECT_FALSE(std::filesystem::exists(path.string() + "-wal"));
+}
+
+/// Statements with values, which are kept compiled from one run to the next.
+class KeptStatementsTest : public DatabaseStatementsTest {
+  protected:
+    static constexpr const char* insertNote = "INSERT INTO notes (body) VALUES (?)";
+    static constexpr const char* selectNotes = "SELECT * FROM notes WHERE body >= ?";
+
+    void insert(const std::string& body) { execute(insertNote, {SQLValue::text(body)}); }
+    std::vector<Row> notes() { return rows(selectNotes, {SQLValue::text("")}); }
+};
+
+TEST_F(KeptStatementsTest, EachRunBindsItsOwnValues) {
+    insert("one");
+    insert("two");
+    const std::vector<Row> found = notes();
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[1].at("body"), SQLValue::text("two"));
+    EXPECT_THAT(recorder.take(), ElementsAre(insertNote, insertNote, selectNotes));
+}
+
+TEST_F(KeptStatementsTest, AParameterWithoutAValueIsNullAlsoTheSecondTime) {
+    const char* both = "SELECT ?1 IS NULL AS first, ?2 IS NULL AS second";
+    EXPECT_EQ(rows(both, {SQLValue::integer(1), SQLValue::integer(2)}).at(0).at("second"),
+              SQLValue::integer(0));
+    EXPECT_EQ(rows(both, {SQLValue::integer(1)}).at(0).at("second"), SQLValue::integer(1));
+}
+
+TEST_F(KeptStatementsTest, OneThatFailedRunsAgain) {
+    execute("CREATE UNIQUE INDEX once ON notes (body)");
+    insert("one");
+    EXPECT_EQ(databaseErrorOf([&] { insert("one"); }),
+              DatabaseError(Kind::stepFailed, "UNIQUE constraint failed: notes.body"));
+    insert("two");
+    EXPECT_EQ(notes().size(), 2U);
+}
+
+TEST_F(KeptStatementsTest, ReadsTheColumnsOfATableThatHasChangedSince) {
+    insert("one");
+    notes();
+    Connection(path).execute("ALTER TABLE notes ADD COLUMN colour TEXT DEFAULT 'red'");
+    EXPECT_EQ(notes().at(0).at("colour"), SQLValue::text("red"));
+}
+
+TEST_F(KeptStatementsTest, OneThatDoesNotCompileAnyMoreIsToldAsOneThatNeverDid) {
+    insert("one");
+    Connection(path).execute("DROP TABLE notes");
+    EXPECT_EQ(databaseErrorOf([&] { insert("two"); }),
+              DatabaseError(Kind::prepareFailed, "no such table: notes"));
+    execute("CREATE TABLE notes (id INTEGER PRIMARY KEY, body)");
+    insert("three");
+    EXPECT_EQ(notes().size(), 1U);
+}
+
+TEST_F(KeptStatementsTest, ManyDifferentOnesAllRun) {
+    for (int number = 0; number < 200; ++number) {
+        const std::string sql = "SELECT ? + " + std::to_string(number) + " AS value";
+        EXPECT_EQ(value(sql, {SQLValue::integer(1)}), SQLValue::integer(number + 1));
+    }
+}
+
+TEST_F(KeptStatementsTest, AreFinalisedBeforeTheFileIsClosed) {
+    insert("one");
+    notes();
+    database.reset();
+    EXPECT_FALSE(std::filesystem::exists(path.string() + "-wal"));
+}
+
+TEST_F(DatabaseStatementsTest, ARowIsReadWhereItLies) {
+    std::vector<SQLValueView> views;
+    std::string texts;
+    runTask(database->read("SELECT 7, 'seven', 7.5, NULL, x'07'", {}, [&](const Statement& row) {
+        for (int index = 0; index < row.columnCount(); ++index) {
+            views.push_back(row.columnView(index));
+            texts += views.back().text;
+        }
+    }));
+    using enum SQLValue::Kind;
+    std::vector<SQLValue::Kind> kinds;
+    for (const SQLValueView& view : views) {
+        kinds.push_back(view.kind);
+    }
+    EXPECT_THAT(kinds, ElementsAre(integer, text, real, null, null));
+    EXPECT_EQ(views.at(0).integer, 7);
+    EXPECT_EQ(texts, "seven");
+}
+
+TEST_F(DatabaseStatementsTest, WhatAReaderThrowsEndsTheStatement) {
+    execute(addNote);
+    const auto refuse = [](const Statement&) { throw std::runtime_error("enough"); };
+    EXPECT_THROW(runTask(database->read("SELECT * FROM notes", {}, refuse)), std::runtime_error);
+    EXPECT_NO_THROW(execute("DROP TABLE notes"));
 }
 
 TEST_F(DatabaseStatementsTest, ARealThatIsNoNumberIsBoundAsNull) {
