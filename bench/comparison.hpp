@@ -65,5 +65,6 @@ double median(std::vector<double> figures);
 // One for each part of the library.
 void addTerminalRows(Table& table);
 void addQueueRows(Table& table);
+void addRecordRows(Table& table);
 
 }  // namespace quernlight::bench

@@ -15,6 +15,7 @@ int main(int argc, char** argv) {
     Table table(smoke);
     quernlight::bench::addTerminalRows(table);
     quernlight::bench::addQueueRows(table);
+    quernlight::bench::addRecordRows(table);
     const int rounds = smoke ? 1 : std::atoi(argc > 1 ? argv[1] : "5");
     const bool good = table.run(rounds, argc > 2 ? argv[2] : "");
     std::cout << table.text();

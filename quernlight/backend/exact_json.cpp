@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include <boost/json/array.hpp>
 #include <boost/json/basic_parser_impl.hpp>
@@ -108,10 +109,13 @@ struct ExactHandler {
     static constexpr std::size_t max_key_size = json::string::max_size();
     static constexpr std::size_t max_string_size = json::string::max_size();
 
+    json::storage_ptr memory{};
     json::value_stack stack{};
 
+    explicit ExactHandler(json::storage_ptr memoryOfTheValue) : memory(std::move(memoryOfTheValue)) {}
+
     bool on_document_begin(Error&) {
-        stack.reset();
+        stack.reset(memory);
         return true;
     }
     bool on_document_end(Error&) { return true; }
@@ -173,8 +177,9 @@ struct ExactHandler {
 
 }  // namespace
 
-json::value parseExactly(std::string_view text, const json::parse_options& options, json::error_code& error) {
-    json::basic_parser<ExactHandler> parser(options);
+json::value parseExactly(std::string_view text, const json::parse_options& options, json::error_code& error,
+                         json::storage_ptr memory) {
+    json::basic_parser<ExactHandler> parser(options, std::move(memory));
     const std::size_t used = parser.write_some(false, text.data(), text.size(), error);
     if (!error && used < text.size()) {
         error = json::error::extra_data;
