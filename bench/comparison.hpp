@@ -66,5 +66,7 @@ double median(std::vector<double> figures);
 void addTerminalRows(Table& table);
 void addQueueRows(Table& table);
 void addRecordRows(Table& table);
+void addSessionRows(Table& table);
+void addHttpRows(Table& table);
 
 }  // namespace quernlight::bench

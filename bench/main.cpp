@@ -16,6 +16,8 @@ int main(int argc, char** argv) {
     quernlight::bench::addTerminalRows(table);
     quernlight::bench::addQueueRows(table);
     quernlight::bench::addRecordRows(table);
+    quernlight::bench::addSessionRows(table);
+    quernlight::bench::addHttpRows(table);
     const int rounds = smoke ? 1 : std::atoi(argc > 1 ? argv[1] : "5");
     const bool good = table.run(rounds, argc > 2 ? argv[2] : "");
     std::cout << table.text();

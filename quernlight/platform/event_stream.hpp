@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <utility>
+#include <variant>
 
 #include "quernlight/platform/async_signal.hpp"
 
@@ -18,16 +19,10 @@ namespace quernlight {
 template <class Event>
 class EventContinuation {
   public:
-    void deliver(Event event) const {
-        {
-            const std::lock_guard guard(state_->lock);
-            if (state_->finished) {
-                return;
-            }
-            state_->events.push_back(std::move(event));
-        }
-        state_->signal.notify();
-    }
+    void deliver(Event event) const { add(std::move(event)); }
+
+    /// The same with an event that other streams are given, too: while it waits it is kept once for all.
+    void deliverShared(std::shared_ptr<const Event> event) const { add(std::move(event)); }
 
     /// Ends the stream once what was delivered has been read. What is delivered later is dropped.
     void finish() const {
@@ -47,9 +42,11 @@ class EventContinuation {
     bool operator==(const EventContinuation&) const = default;
 
   private:
+    using Waiting = std::variant<Event, std::shared_ptr<const Event>>;
+
     struct State {
         std::mutex lock;
-        std::deque<Event> events;
+        std::deque<Waiting> events;
         bool finished = false;
         AsyncSignal signal;
     };
@@ -58,6 +55,17 @@ class EventContinuation {
     friend class EventStream;
 
     explicit EventContinuation(std::shared_ptr<State> state) : state_(std::move(state)) {}
+
+    void add(Waiting event) const {
+        {
+            const std::lock_guard guard(state_->lock);
+            if (state_->finished) {
+                return;
+            }
+            state_->events.push_back(std::move(event));
+        }
+        state_->signal.notify();
+    }
 
     std::shared_ptr<State> state_;
 };
@@ -131,7 +139,8 @@ class EventStream {
         if (events.empty()) {
             return std::nullopt;
         }
-        std::optional<Event> event(std::move(events.front()));
+        Event* const own = std::get_if<0>(&events.front());
+        std::optional<Event> event(own ? std::move(*own) : *std::get<1>(events.front()));
         events.pop_front();
         return event;
     }

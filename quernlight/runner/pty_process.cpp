@@ -26,6 +26,12 @@ namespace {
 /// At least what a kernel holds for a terminal: the size of a read, and the most that is read after the exit.
 constexpr std::size_t terminalBufferSize = 64 * 1024;
 
+/// A read of so much may have left more in the terminal: kernels hand out 1 to 4 KiB at a time.
+constexpr std::size_t largeRead = 1024;
+
+/// Who bounds how many events wait thereby bounds the memory that they take.
+constexpr std::size_t enoughAtOnce = 16 * 1024;
+
 /// How long a session that is being dropped gives its child to take the hang-up.
 constexpr int hangUpMilliseconds = 100;
 
@@ -34,6 +40,32 @@ constexpr std::chrono::milliseconds hungUpPause{50};
 
 /// How long output that finds no room is left in the terminal.
 constexpr std::chrono::milliseconds noRoomPause{5};
+
+/// One for all sessions of a thread: what has been read is passed on before the next read.
+std::string& readBuffer() {
+    thread_local std::string buffer(terminalBufferSize, '\0');
+    return buffer;
+}
+
+ssize_t readOnce(int master, char* to, std::size_t limit) {
+    ssize_t count = -1;
+    do {
+        count = ::read(master, to, limit);
+    } while (count < 0 && errno == EINTR);
+    return count;
+}
+
+/// As `read`, but goes on while there is more: in a flood that is one event for what would be several, each
+/// with its writes to the transcripts and its wake-ups. An end that follows is found by the next call.
+ssize_t readWhatIsThere(int master, char* to, std::size_t limit) {
+    ssize_t count = readOnce(master, to, limit);
+    auto total = static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    while (count >= static_cast<ssize_t>(largeRead) && total < std::min(limit, enoughAtOnce)) {
+        count = readOnce(master, to + total, limit - total);
+        total += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+    }
+    return total > 0 ? static_cast<ssize_t>(total) : count;
+}
 
 bool isHungUp(int master) {
     pollfd terminal{.fd = master, .events = POLLOUT, .revents = 0};
@@ -93,7 +125,6 @@ void PTYProcess::launch(OpenTerminal terminal) {
     master_.emplace(readerQueue_, terminal.master.get());
     terminal.master.release();
     master_->native_non_blocking(true);
-    buffer_.resize(terminalBufferSize);
     leader_.launched(spawnProcess(spawn));
     try {
         watchLeader();
@@ -163,14 +194,13 @@ bool PTYProcess::canBeReapedNow() {
 /// Reads what is there, at most `limit` bytes, and passes it on. Returns how many bytes it was, 0 when none
 /// are waiting; nothing at the terminal's end of file, which Linux reports as an error (EIO).
 std::optional<std::size_t> PTYProcess::readChunk(std::size_t limit) {
-    ssize_t count = -1;
-    do {
-        count = ::read(master_->native_handle(), buffer_.data(), std::min(limit, buffer_.size()));
-    } while (count < 0 && errno == EINTR);
+    std::string& buffer = readBuffer();
+    const ssize_t count =
+        readWhatIsThere(master_->native_handle(), buffer.data(), std::min(limit, buffer.size()));
     if (count <= 0) {
         return count < 0 && errno == EAGAIN ? std::optional<std::size_t>(0) : std::nullopt;
     }
-    std::string bytes(buffer_.data(), static_cast<std::size_t>(count));
+    std::string bytes(buffer, 0, static_cast<std::size_t>(count));
     try {
         writer_->append(bytes);
     } catch (const std::exception&) {

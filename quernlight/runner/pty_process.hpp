@@ -6,7 +6,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
@@ -94,7 +93,6 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     SessionLeader leader_;
     TerminalWriteQueue writes_;
     bool awaitingRoom_ = false;  // a wait for the terminal to take more is under way; reader queue only
-    std::vector<char> buffer_;   // reader queue only
     std::optional<boost::asio::posix::stream_descriptor> exitWatcher_;  // reader queue only, once started
 
     mutable std::mutex lock_;  // guards what follows; never held during input, output or an event

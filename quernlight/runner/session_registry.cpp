@@ -65,8 +65,10 @@ std::size_t SessionRegistry::mostWaiting(const Uuid& sessionID) const {
 }
 
 void SessionRegistry::dispatch(const RunnerEvent& event) {
-    for (const Listener& listener : listenersFor(event)) {
-        listener.deliver(event);
+    const std::vector<Listener> listeners = listenersFor(event);
+    const auto shared = listeners.size() > 1 ? std::make_shared<const RunnerEvent>(event) : nullptr;
+    for (const Listener& listener : listeners) {
+        shared ? listener.deliverShared(shared) : listener.deliver(event);
         if (event.exited()) {
             listener.finish();
         }

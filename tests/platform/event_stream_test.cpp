@@ -1,5 +1,7 @@
 #include "quernlight/platform/event_stream.hpp"
 
+#include <memory>
+#include <string>
 #include <thread>
 
 #include <boost/asio/this_coro.hpp>
@@ -23,6 +25,21 @@ TEST(EventStreamTest, DeliversInOrderAndEndsAfterWhatWasDelivered) {
     EXPECT_EQ(runTask(stream.next()), 1);
     EXPECT_EQ(runTask(stream.next()), 2);
     EXPECT_EQ(runTask(stream.next()), std::nullopt);
+}
+
+TEST(EventStreamTest, AnEventForSeveralStreamsIsKeptOnceUntilTheLastHasReadIt) {
+    EventStream<std::string> first;
+    EventStream<std::string> second;
+    const auto event = std::make_shared<const std::string>("to both");
+    first.continuation().deliverShared(event);
+    second.continuation().deliver("before it");
+    second.continuation().deliverShared(event);
+    EXPECT_EQ(event.use_count(), 3);
+    EXPECT_EQ(runTask(first.next()), "to both");
+    EXPECT_EQ(runTask(second.next()), "before it");
+    EXPECT_EQ(event.use_count(), 2);
+    EXPECT_EQ(runTask(second.next()), "to both");
+    EXPECT_EQ(event.use_count(), 1);
 }
 
 Task<void> readOne(EventStream<int>& stream) {
