@@ -20,7 +20,7 @@ void readChunks(benchmark::State& state, Output output, Look look) {
             look(chunk);
         }
     }
-    state.SetBytesProcessed(static_cast<std::int64_t>(output().size() * state.iterations()));
+    state.SetBytesProcessed(static_cast<std::int64_t>(output().size()) * state.iterations());
 }
 
 /// Through all bytes once, since none is there.
