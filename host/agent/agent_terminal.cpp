@@ -53,10 +53,18 @@ AgentTerminal::Subscription AgentTerminal::listen(Listener& listener) {
     return {nullptr, [this, place](void*) { listeners_.erase(place); }};
 }
 
-Task<bool> AgentTerminal::type(std::string keys) {
+Task<bool> AgentTerminal::type(std::string text) {
+    return typed(runner_.sendInput(std::move(text), sessionID_));
+}
+
+Task<bool> AgentTerminal::typeKeys(std::string keys) {
+    return typed(runner_.sendKeys(std::move(keys), sessionID_));
+}
+
+Task<bool> AgentTerminal::typed(Task<void> sending) {
     typedAt_ = clock_.steadyNow();
     try {
-        co_await runner_.sendInput(std::move(keys), sessionID_);
+        co_await std::move(sending);
         co_return true;
     } catch (const RunnerError&) {
     } catch (const PTYProcessError&) {

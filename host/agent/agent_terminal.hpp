@@ -64,8 +64,11 @@ class AgentTerminal {
     /// Of what is drawn of them so far.
     Task<ScreenPainting> painting() { return screen_->painting(); }
 
-    /// Returns when the terminal has taken the keys; whether it has.
-    Task<bool> type(std::string keys);
+    /// Returns when the terminal has taken the text, in which a line feed is Enter; whether it has.
+    Task<bool> type(std::string text);
+
+    /// The same of a person's keys as they are, a line feed (Ctrl-J) included.
+    Task<bool> typeKeys(std::string keys);
 
     SizeChoice::Client newClient() { return ++clients_; }
     const SizeChoice& sizes() const { return sizes_; }
@@ -77,6 +80,7 @@ class AgentTerminal {
     void clientLeft(SizeChoice::Client client);
 
   private:
+    Task<bool> typed(Task<void> sending);
     void applySize();
     void tellListeners();
 

@@ -79,7 +79,7 @@ Task<void> AttachedClient::typeKeys() {
         while (!keys_.empty()) {
             std::string some = keys_.substr(0, keysAtOnce);
             keys_.erase(0, some.size());
-            co_await terminal_.type(std::move(some));
+            co_await terminal_.typeKeys(std::move(some));
         }
     }
 }

@@ -28,6 +28,10 @@ class CodexRunner {
     /// are still typed.
     virtual Task<void> sendInput(std::string data, Uuid sessionID) = 0;
 
+    /// The same of what a person's terminal has sent: every byte is copied, so that Enter (a carriage return)
+    /// and Ctrl-J (a line feed) stay two keys.
+    virtual Task<void> sendKeys(std::string bytes, Uuid sessionID) = 0;
+
     /// Sets the terminal's size in characters; less than 1 counts as 1, more than 65535 stops the program.
     /// Throws RunnerError when there is no such session, PTYProcessError when it ends meanwhile.
     virtual Task<void> resize(Uuid sessionID, int columns, int rows) = 0;

@@ -133,6 +133,11 @@ Task<void> LocalPTYCodexRunner::sendInput(std::string data, Uuid sessionID) {
     co_await process->write(std::move(data));
 }
 
+Task<void> LocalPTYCodexRunner::sendKeys(std::string bytes, Uuid sessionID) {
+    const auto process = registry_->process(sessionID);
+    co_await process->writeKeys(std::move(bytes));
+}
+
 Task<void> LocalPTYCodexRunner::resize(Uuid sessionID, int columns, int rows) {
     registry_->process(sessionID)->resize(columns, rows);
     co_return;

@@ -41,6 +41,7 @@ class LocalPTYCodexRunner final : public CodexRunner {
 
     Task<StartSessionResponse> startSession(StartSessionRequest request) override;
     Task<void> sendInput(std::string data, Uuid sessionID) override;
+    Task<void> sendKeys(std::string bytes, Uuid sessionID) override;
     Task<void> resize(Uuid sessionID, int columns, int rows) override;
     Task<void> terminate(Uuid sessionID, TerminationMode mode) override;
     Task<std::vector<RunnerSessionSnapshot>> activeSessions() override;

@@ -267,7 +267,11 @@ void PTYProcess::hangUp() {
 }
 
 Task<void> PTYProcess::write(std::string data) {
-    const auto write = writes_.add(TerminalInputEncoding::dataForPTYWrite(data));
+    co_await writeKeys(TerminalInputEncoding::dataForPTYWrite(data));
+}
+
+Task<void> PTYProcess::writeKeys(std::string bytes) {
+    const auto write = writes_.add(std::move(bytes));
     asio::post(readerQueue_, [self = shared_from_this()] {
         if (!self->awaitingRoom_) {
             self->writePending();

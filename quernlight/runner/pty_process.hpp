@@ -53,6 +53,9 @@ class PTYProcess : public std::enable_shared_from_this<PTYProcess> {
     /// not the write.
     Task<void> write(std::string data);
 
+    /// The same, every byte as it is.
+    Task<void> writeKeys(std::string bytes);
+
     /// Sets the window size in characters, each value raised to at least 1; one beyond 65535 stops the
     /// program. Throws PTYProcessError (`sessionNotRunning`).
     void resize(int columns, int rows);

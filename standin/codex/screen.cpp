@@ -129,7 +129,8 @@ std::string clearedRows(std::size_t rows) {
 std::string fullScreen(std::size_t columns, std::size_t rows, std::string_view keys) {
     std::string shown;
     for (const char key : keys) {
-        shown += key == '\x1b' ? "^[" : std::string(1, key);
+        const bool isControl = key >= 0 && key < ' ';
+        shown += isControl ? std::string{'^', static_cast<char>(key + '@')} : std::string(1, key);
     }
     const std::string size = std::to_string(columns) + " by " + std::to_string(rows);
     return "\x1b[2J\x1b[2;3H" + coloured("1;33;44", " Full screen ") + " " + size + "\x1b[" +

@@ -5,6 +5,7 @@
 
 #include "host/process/process_tree.hpp"
 #include "tests/host/dispatch_fixture.hpp"
+#include "tests/host/process_table.hpp"
 #include "tests/host/tmux.hpp"
 #include "tests/support/temporary_directory.hpp"
 
@@ -73,6 +74,30 @@ TEST_F(AttachTest, AFullScreenProgramIsSeenAndUsed) {
     EXPECT_TRUE(terminal.shows("Left the terminal of bug 11111111; its session goes on."))
         << terminal.screen();
     EXPECT_THAT(terminal.scrollBack(), HasSubstr("before"));
+    isAShellAgain(terminal);
+}
+
+/// With a hang-up, and where that comes to nobody: then its terminal ends what is read.
+TEST_F(AttachTest, ItEndsWithItsTerminal) {
+    work("full-screen");
+    for (const char* before : {"", "setsid "}) {
+        test::Tmux terminal(temporary(), environment, "closed");
+        terminal.enter(before + knownAttach());
+        ASSERT_TRUE(terminal.shows(" Full screen ")) << before << terminal.screen();
+        terminal.close();
+        EXPECT_TRUE(test::eventually([&] { return !test::isAlive(client()); })) << before;
+    }
+    EXPECT_TRUE(test::isAlive(agent("11111111")));
+}
+
+TEST_F(AttachTest, ControlJIsNotEnter) {
+    work("full-screen");
+    test::Tmux terminal(temporary(), environment);
+    terminal.enter(sessions("attach 11111111"));
+    ASSERT_TRUE(terminal.shows(" Full screen ")) << terminal.screen();
+    EXPECT_TRUE(terminal.showsOnceTyped("C-j", "keys: ^J")) << terminal.screen();
+    EXPECT_TRUE(terminal.showsOnceTyped("Enter", "keys: ^M")) << terminal.screen();
+    terminal.press("C-]");
     isAShellAgain(terminal);
 }
 

@@ -107,6 +107,9 @@ class FakeCodexRunner final : public CodexRunner {
         }
         co_return;
     }
+    Task<void> sendKeys(std::string bytes, Uuid sessionID) override {
+        return sendInput(std::move(bytes), sessionID);
+    }
     Task<void> resize(Uuid, int columns, int rows) override {
         sizes.emplace_back(columns, rows);
         co_return;

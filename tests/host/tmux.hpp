@@ -41,6 +41,9 @@ class Tmux {
         run(command_ + "resize-window -x " + std::to_string(columns) + " -y " + std::to_string(rows));
     }
 
+    /// The terminal goes away, as when a person closes its window or a connection is lost.
+    void close() { run(command_ + "kill-server"); }
+
     /// What stands on it now; with its colours, too.
     std::string screen() const { return run(command_ + "capture-pane -p"); }
     std::string colouredScreen() const { return run(command_ + "capture-pane -p -e"); }

@@ -54,6 +54,12 @@ TEST_F(PTYProcessWriteTest, MoreThanATerminalHoldsIsTypedAsTheChildReads) {
     EXPECT_NE(log->wholeOutput().find("200000"), std::string::npos);
 }
 
+TEST_F(PTYProcessWriteTest, APersonsKeysAreTypedAsTheyAre) {
+    rawShell("head -c 4 | od -An -tx1");
+    awaitResult(process->writeKeys("\r\n\n\x1b"));
+    EXPECT_NE(log->wholeOutput().find("0d 0a 0a 1b"), std::string::npos) << log->wholeOutput();
+}
+
 TEST_F(PTYProcessWriteTest, TwoWritesKeepTheirOrderAndDoNotMix) {
     rawShell("head -c 200000 | tr -s ab");
     auto first = startWriting(std::string(100000, 'a'));
