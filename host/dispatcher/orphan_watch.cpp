@@ -60,7 +60,8 @@ void OrphanWatch::look() {
 bool OrphanWatch::isClaimed(const ProcessEntry& process) const {
     const std::string gitMark = gitMarkOf(context_.services.home).assignment();
     const bool isOfGit = startedWith(process.pid, gitMark);  // its housekeeping outlives it
-    return isOfGit || isStartedHere(process) || sessions_.haveProcess(process);
+    const bool isForPerson = startedWith(process.pid, openedForPerson);
+    return isOfGit || isForPerson || isStartedHere(process) || sessions_.haveProcess(process);
 }
 
 }  // namespace quernlight::host

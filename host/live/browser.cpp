@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "host/process/unclaimed_children.hpp"
 #include "host/process/user_error.hpp"
 #include "quernlight/platform/spawn.hpp"
 
@@ -69,6 +70,7 @@ void openInBrowser(const Url& page, const EnvironmentMap& environment) {
     SpawnRequest request{.executable = "/bin/sh",
                          .arguments = {"sh", "-c", "\"$1\" \"$2\" &", "sh", program, page.text()},
                          .environment = currentEnvironment()};
+    request.environment.emplace_back(openedForPerson);
     int status = 0;
     ::waitpid(spawnProcess(request), &status, 0);
 }

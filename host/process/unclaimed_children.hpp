@@ -5,12 +5,16 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "quernlight/platform/process_table.hpp"
 
 namespace quernlight::host {
+
+/// In the environment of what this program opens for a person and leaves to itself, such as a browser.
+inline constexpr std::string_view openedForPerson = "QUERNLIGHT_DISPATCH_OPENED=1";
 
 /// Finds the orphans that have come to this process (see adoptOrphans) and that no session knows as its own,
 /// so that a person hears of each once. Used on one executor.
