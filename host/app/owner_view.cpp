@@ -12,8 +12,6 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::size_t mostTold = 100;
-
 /// Whoever stops by a key does what Ctrl-C does.
 void stopAsByControlC() {
     std::raise(SIGINT);
@@ -41,10 +39,7 @@ OwnerView::OwnerView(const boost::asio::any_io_executor& executor, Views& views,
 }
 
 void OwnerView::keep(const std::string& sentence) {
-    told_.push_back(clockTime(currentInstant()) + "  " + withoutControls(sentence));
-    if (told_.size() > mostTold) {
-        told_.pop_front();
-    }
+    told_.add(clockTime(currentInstant()) + "  " + withoutControls(sentence));
     view_.tell(sentence);
 }
 
@@ -59,7 +54,7 @@ void OwnerView::take(const DispatchEvent& event) {
 }
 
 std::vector<std::string> OwnerView::leftBehind() const {
-    std::vector<std::string> lines(told_.begin(), told_.end());
+    std::vector<std::string> lines = told_.lines();
     std::vector<std::string> last = view_.lastLines();
     std::move(last.begin(), last.end(), std::back_inserter(lines));
     return lines;

@@ -1,10 +1,8 @@
 #pragma once
 
-#include <deque>
-#include <string>
-
 #include "host/events/event_publisher.hpp"
 #include "host/live/live_view.hpp"
+#include "host/view/kept_lines.hpp"
 #include "host/view/views.hpp"
 
 namespace quernlight::host {
@@ -28,7 +26,7 @@ class OwnerView {
 
     Views& views_;
     LiveView view_;
-    std::deque<std::string> told_;  // the last sentences
+    KeptLines told_;
     EventPublisher::Subscription listening_;
     TaskSet tasks_;
 };

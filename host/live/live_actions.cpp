@@ -1,5 +1,7 @@
 #include "host/live/live_actions.hpp"
 
+#include <algorithm>
+
 #include <boost/json/object.hpp>
 #include <boost/json/parse.hpp>
 #include <boost/system/system_error.hpp>
@@ -24,9 +26,6 @@ QueueChange changeOf(const LiveWish& wish) {
         change.action = QueueAction::retry;
     } else if (wish.action == LiveAction::next) {
         change.action = QueueAction::next;
-    } else if (wish.action == LiveAction::moveUp || wish.action == LiveAction::moveDown) {
-        change.action = QueueAction::reorder;
-        change.before = wish.text;
     }
     return change;
 }
@@ -54,6 +53,25 @@ Task<LiveOutcome> answered(LiveWish wish, DispatchService& service) {
     co_await service.comment(std::move(comment));
     co_return LiveOutcome{.sentence = "The answer is on bug " + wish.bugID +
                                       "; it is worked on again once the dispatcher has seen it."};
+}
+
+bool waits(const QueueEntry& entry) {
+    return entry.stage == SessionStage::queued || entry.stage == SessionStage::queuedToResume;
+}
+
+/// What is drawn may be older than the queue.
+Task<LiveOutcome> moved(LiveWish wish, DispatchService& service) {
+    const std::vector<QueueEntry> queue = co_await service.queue();
+    auto place = placeOf(wish, queue);
+    if (!place) {
+        co_return LiveOutcome{
+            .sentence = "The queue has changed; bug " + wish.bugID + " was left where it is. Look again.",
+            .isTrouble = true};
+    }
+    QueueChange change{.action = QueueAction::reorder, .bugID = wish.bugID};
+    change.before = std::move(*place);
+    const QueueEntry entry = co_await service.change(change);
+    co_return LiveOutcome{.sentence = sentenceOf(change, entry)};
 }
 
 /// That of its pull request, where there is one, else the bug's own page.
@@ -95,6 +113,9 @@ Task<LiveOutcome> tried(LiveWish wish, DispatchService& service, std::filesystem
             return opened(std::move(wish), service);
         case LiveAction::unpause:
             return unpaused(std::move(home));
+        case LiveAction::moveUp:
+        case LiveAction::moveDown:
+            return moved(std::move(wish), service);
         default:
             return changed(std::move(wish), service);
     }
@@ -109,6 +130,27 @@ LiveOutcome refused(const LiveWish& wish, const ServiceError& error) {
 }
 
 }  // namespace
+
+std::optional<std::string> placeOf(const LiveWish& move, const std::vector<QueueEntry>& queue) {
+    const auto named =
+        std::ranges::find(queue, move.bugID, [](const QueueEntry& one) { return one.item.bugID; });
+    if (named == queue.end() || !waits(*named)) {
+        return std::nullopt;
+    }
+    std::vector<std::string> ids;
+    for (const QueueEntry& entry : queue) {
+        if (waits(entry) && entry.item.queueMode == named->item.queueMode) {
+            ids.push_back(entry.item.bugID);
+        }
+    }
+    const auto at = std::ranges::find(ids, move.bugID) - ids.begin();
+    const auto past = std::ranges::find(ids, move.text) - ids.begin();
+    if (past == std::ssize(ids) || past != (move.action == LiveAction::moveUp ? at - 1 : at + 1)) {
+        return std::nullopt;
+    }
+    const auto before = move.action == LiveAction::moveUp ? past : past + 1;
+    return before == std::ssize(ids) ? "" : ids[static_cast<std::size_t>(before)];
+}
 
 Task<LiveOutcome> done(LiveWish wish, DispatchService& service, std::filesystem::path home) {
     try {

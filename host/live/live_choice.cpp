@@ -12,7 +12,7 @@ namespace {
 using Kind = LiveKey::Kind;
 using Bugs = std::vector<const LiveBug*>;
 
-constexpr std::size_t pageLines = 10;
+constexpr std::ptrdiff_t mostTold = 3;  // sentences at once
 
 /// Enter and Escape are the caller's.
 void edit(TypedLine& line, const LiveKey& key) {
@@ -117,6 +117,7 @@ void choosePaneBeside(LiveChoice& choice, const LiveBug* selected, int step) {
 
 void scroll(LiveChoice& choice, const LiveBug* selected, bool isUp) {
     const bool beginsAtEnd = selected && isReadFromEnd(shownPane(*selected, choice));
+    const std::size_t pageLines = std::max<std::size_t>(choice.paneLines, 2) - 1;
     choice.scrolled = beginsAtEnd == isUp ? choice.scrolled + pageLines
                                           : choice.scrolled - std::min(choice.scrolled, pageLines);
 }
@@ -157,31 +158,48 @@ void beginAnswer(LiveChoice& choice, const LiveBug& bug) {
                          : quoted(bug) + " waits for no answer.";
 }
 
-/// In front of the one above it, or of the second one below: what stands there in its own queue.
-std::optional<LiveWish> moved(LiveChoice& choice, const BugsBySection& listed, const LiveBug& bug, int step) {
+/// What waits in the same queue, whether the filter shows it or not.
+Bugs queueOf(const BugsBySection& all, const LiveBug& bug) {
     Bugs queue;
-    const auto queued = listed.find(LiveSection::queued);
-    if (queued != listed.end()) {
+    const auto queued = all.find(LiveSection::queued);
+    if (queued != all.end()) {
         std::ranges::copy_if(queued->second, std::back_inserter(queue),
                              [&](const LiveBug* other) { return other->isManual == bug.isManual; });
     }
+    return queue;
+}
+
+bool holds(const BugsBySection& listed, const LiveBug* bug) {
+    const Bugs shown = inOrder(listed);
+    return std::ranges::find(shown, bug) != shown.end();
+}
+
+/// Past the one above it, or below it, in its own queue: never past one that is not seen.
+std::optional<LiveWish> moved(LiveChoice& choice, const LiveSnapshot& snapshot, const LiveBug& bug,
+                              int step) {
+    const Bugs queue = queueOf(listedBugs(snapshot, ""), bug);
     const auto at = std::ranges::find(queue, &bug) - queue.begin();
     if (at == std::ssize(queue)) {
-        choice.isTrouble = true;
-        choice.message = quoted(bug) + " is not waiting in the queue.";
+        tell(choice, quoted(bug) + " is not waiting in the queue.", true);
         return std::nullopt;
     }
-    const auto place = step < 0 ? at - 1 : at + 2;
-    if (place < 0 || (step > 0 && at + 1 == std::ssize(queue))) {
+    if (at + step < 0 || at + step == std::ssize(queue)) {
         return std::nullopt;  // it stands at the end already
+    }
+    const LiveBug* past = queue[static_cast<std::size_t>(at + step)];
+    if (!holds(listedBugs(snapshot, choice.filter), past)) {
+        tell(choice,
+             quoted(bug) + " would move past bug " + past->bugID + ", which the filter hides; Esc shows all.",
+             true);
+        return std::nullopt;
     }
     return LiveWish{.action = step < 0 ? LiveAction::moveUp : LiveAction::moveDown,
                     .bugID = bug.bugID,
-                    .text = place < std::ssize(queue) ? queue[static_cast<std::size_t>(place)]->bugID : ""};
+                    .text = past->bugID};
 }
 
 /// A letter that does something to the selected bug.
-std::optional<LiveWish> takeBugLetter(char letter, const BugsBySection& listed, const LiveBug& bug,
+std::optional<LiveWish> takeBugLetter(char letter, const LiveSnapshot& snapshot, const LiveBug& bug,
                                       LiveChoice& choice) {
     switch (letter) {
         case 'a':
@@ -196,16 +214,16 @@ std::optional<LiveWish> takeBugLetter(char letter, const BugsBySection& listed, 
         case 'o':
             return LiveWish{.action = LiveAction::open, .bugID = bug.bugID};
         case 'J':
-            return moved(choice, listed, bug, 1);
+            return moved(choice, snapshot, bug, 1);
         case 'K':
-            return moved(choice, listed, bug, -1);
+            return moved(choice, snapshot, bug, -1);
         default:
             return std::nullopt;
     }
 }
 
-std::optional<LiveWish> takeLetter(char letter, const BugsBySection& listed, LiveChoice& choice) {
-    const Bugs shown = inOrder(listed);
+std::optional<LiveWish> takeLetter(char letter, const LiveSnapshot& snapshot, LiveChoice& choice) {
+    const Bugs shown = inOrder(listedBugs(snapshot, choice.filter));
     const LiveBug* selected = selectedBug(shown, choice);
     select(choice, selected);  // it stays so wherever it goes
     switch (letter) {
@@ -227,6 +245,10 @@ std::optional<LiveWish> takeLetter(char letter, const BugsBySection& listed, Liv
         case 'd':
             choosePane(choice, LivePane::diff);
             break;
+        case 'v':
+            choice.isPaneWhole = !choice.isPaneWhole;
+            choice.scrolled = 0;
+            break;
         case '/':
             choice.filtering = TypedLine{.text = unicodeScalars(choice.filter)};
             choice.filtering->cursor = choice.filtering->text.size();
@@ -239,7 +261,7 @@ std::optional<LiveWish> takeLetter(char letter, const BugsBySection& listed, Liv
         case 'q':
             return LiveWish{.action = LiveAction::leave};
         default:
-            return selected ? takeBugLetter(letter, listed, *selected, choice) : std::nullopt;
+            return selected ? takeBugLetter(letter, snapshot, *selected, choice) : std::nullopt;
     }
     return std::nullopt;
 }
@@ -259,6 +281,13 @@ bool hasGone(const BugsBySection& listed, LiveChoice& choice, const std::string&
     choice.isTrouble = true;
     choice.bugID.clear();
     return true;
+}
+
+/// What was begun last.
+void leaveOneThing(LiveChoice& choice) {
+    if (!std::exchange(choice.isPaneWhole, false)) {
+        choice.filter.clear();
+    }
 }
 
 std::optional<LiveWish> takeMovement(Kind kind, const BugsBySection& listed, LiveChoice& choice) {
@@ -286,7 +315,7 @@ std::optional<LiveWish> takeMovement(Kind kind, const BugsBySection& listed, Liv
             scroll(choice, selected, kind == Kind::pageUp);
             break;
         case Kind::escape:
-            choice.filter.clear();
+            leaveOneThing(choice);
             break;
         case Kind::enter:
             return selected ? std::optional(LiveWish{.action = LiveAction::attach, .bugID = selected->bugID})
@@ -306,6 +335,17 @@ std::string_view nameOf(LivePane pane) {
 
 bool isReadFromEnd(LivePane pane) {
     return pane == LivePane::terminal || pane == LivePane::events;
+}
+
+void tell(LiveChoice& choice, const std::string& sentence, bool isTrouble) {
+    if (choice.message == beingDone) {
+        choice.message.clear();
+    }
+    choice.isTrouble = isTrouble || (choice.isTrouble && !choice.message.empty());
+    choice.message += (choice.message.empty() ? "" : "\n") + sentence;
+    while (std::ranges::count(choice.message, '\n') >= mostTold) {
+        choice.message.erase(0, choice.message.find('\n') + 1);
+    }
 }
 
 std::string TypedLine::utf8() const {
@@ -357,7 +397,7 @@ std::optional<LiveWish> takeKey(const LiveKey& key, const LiveSnapshot& snapshot
     if (isLetter && hasGone(listed, choice, key.text)) {
         return std::nullopt;
     }
-    return isLetter ? takeLetter(key.text.front(), listed, choice) : std::nullopt;
+    return isLetter ? takeLetter(key.text.front(), snapshot, choice) : std::nullopt;
 }
 
 }  // namespace quernlight::host

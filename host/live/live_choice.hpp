@@ -48,7 +48,7 @@ enum class LiveAction : std::uint8_t {
 struct LiveWish {
     LiveAction action{};
     std::string bugID{};
-    std::string text{};  ///< the answer; or of a move, the bug in front of which it goes
+    std::string text{};  ///< the answer; or of a move, the bug that it moves past
     bool isConfirmed = false;
 
     bool operator==(const LiveWish&) const = default;
@@ -66,6 +66,8 @@ struct LiveChoice {
     std::string bugID{};             ///< the selected one; empty: the first
     std::optional<LivePane> pane{};  ///< absent: the terminal of a bug that runs, else the events
     std::size_t scrolled = 0;        ///< lines of the pane, from where it begins to be read
+    std::size_t paneLines = 10;      ///< that the pane had room for when it was drawn last
+    bool isPaneWhole = false;        ///< it has all the room
     std::string filter{};
     bool showsHelp = false;
     bool awaitsEnter = false;              ///< keys before it were meant for an agent whose session has ended
@@ -76,6 +78,12 @@ struct LiveChoice {
     std::string message{};   ///< what an operation has come to
     bool isTrouble = false;  ///< it has not been done
 };
+
+/// A sentence until the next key, behind those that were told since the last one; of many the last ones.
+void tell(LiveChoice& choice, const std::string& sentence, bool isTrouble);
+
+/// What is told of wishes that are being done.
+inline constexpr std::string_view beingDone = "…";
 
 /// The bug that is selected; nullptr when none is shown. When it has gone, the first.
 const LiveBug* selectedBug(const std::vector<const LiveBug*>& shown, const LiveChoice& choice);
@@ -112,12 +120,14 @@ struct LiveKey {
 };
 
 /// Makes keys of a terminal's bytes, split anywhere but behind a lone ESC, which is the key of that name.
+/// What comes with Alt, ESC and a character at once, is no key.
 class LiveKeys {
   public:
     std::vector<LiveKey> read(std::string_view bytes);
 
   private:
     std::optional<LiveKey> takeKey();
+    std::optional<LiveKey> takeEscape();
     std::optional<LiveKey> takeSequence();
     std::optional<LiveKey> takePaste(std::size_t begin);
 

@@ -69,7 +69,7 @@ std::vector<LiveKey> LiveKeys::read(std::string_view bytes) {
 std::optional<LiveKey> LiveKeys::takeKey() {
     const char first = unread_.front();
     if (first == '\x1b') {
-        return takeSequence();
+        return takeEscape();
     }
     const std::size_t length = lengthOfCharacter(first);
     if (unread_.size() < length) {
@@ -86,12 +86,23 @@ std::optional<LiveKey> LiveKeys::takeKey() {
     return acts ? std::nullopt : std::optional(LiveKey{.kind = Kind::text, .text = text});
 }
 
-/// "ESC [ parameters letter" or "ESC O letter"; what modifies a key is not told apart.
-std::optional<LiveKey> LiveKeys::takeSequence() {
-    if (unread_.size() == 1 || (unread_[1] != '[' && unread_[1] != 'O')) {
+std::optional<LiveKey> LiveKeys::takeEscape() {
+    const bool isAlone = unread_.size() == 1 || unread_[1] == '\x1b';
+    if (isAlone) {
         unread_.erase(0, 1);
         return LiveKey{.kind = Kind::escape};
     }
+    if (unread_[1] == '[' || unread_[1] == 'O') {
+        return takeSequence();
+    }
+    const std::size_t length = 1 + lengthOfCharacter(unread_[1]);
+    isWaiting_ = unread_.size() < length;
+    unread_.erase(0, isWaiting_ ? 0 : length);
+    return std::nullopt;
+}
+
+/// "ESC [ parameters letter" or "ESC O letter"; what modifies a key is not told apart.
+std::optional<LiveKey> LiveKeys::takeSequence() {
     const auto end = std::find_if(unread_.begin() + 2, unread_.end(),
                                   [](char byte) { return byte >= '@' && byte <= '~'; });
     if (end == unread_.end()) {

@@ -30,15 +30,26 @@ std::vector<std::string> linesIn(std::string_view text) {
     return lines;
 }
 
+/// In the end what is asked of a person, in whole.
 std::vector<std::string> historyLines(const QueueItemDetails& details, Instant now) {
     std::vector<std::string> lines;
     for (const QueueEvent& event : details.history) {
         lines.push_back(localTime(event.createdAt, now, localOffset(now)) + "  " + event.message);
     }
+    const std::string question = questionOf(details.history, details.stage);
+    if (!question.empty() && details.history.back().message != question) {
+        lines.push_back("Asks: " + question);
+    }
     if (details.waits) {
         lines.push_back("Waits: " + sentenceOf(*details.waits));
     }
     return lines;
+}
+
+PaneText troubled(PaneText text, std::string sentence) {
+    text.lines = {std::move(sentence)};
+    text.isTrouble = true;
+    return text;
 }
 
 bool isOutOfSight(const QueueEntry& entry) {
@@ -153,11 +164,11 @@ Task<PaneText> LiveLook::pane(std::string bugID, LivePane pane) {
         if (error.code() == boost::asio::error::operation_aborted) {
             throw;
         }
-        text.lines = {failureSentence(error)};
+        text = troubled(std::move(text), failureSentence(error));
     } catch (const OwnerNotRunning&) {
-        text.lines = {"No dispatcher runs, so no agent does."};
+        text = troubled(std::move(text), "No dispatcher runs, so no agent does.");
     } catch (const std::exception& error) {
-        text.lines = {failureSentence(error)};
+        text = troubled(std::move(text), failureSentence(error));
     }
     co_return text;
 }

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <array>
 #include <set>
+#include <utility>
 
 #include "host/events/session_stage.hpp"
 #include "host/live/picture_layout.hpp"
+#include "host/live/picture_text.hpp"
 #include "host/live/row_writer.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
+#include "host/text/wrapped_text.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -28,7 +31,7 @@ constexpr auto helpLines = std::to_array<std::string_view>({
     "J  K  n     move it down or up in its queue, or to its head",
     "o           open its pull request, or its page, in the browser",
     "t e g d     show its terminal, its events, its goal, what it has changed; also ← →",
-    "PgUp PgDn   read on in that",
+    "PgUp PgDn   read on in that; v gives it all the room, and takes it back",
     "/           show only what holds a text; Esc shows all again",
     "u           try at once what is not started for a while",
     "q           leave; Ctrl-Z puts this aside",
@@ -127,17 +130,17 @@ class Drawing {
           selected_(selectedBug(inOrder(listed_), choice)) {}
 
     LivePicture drawn() {
-        const std::size_t below = rows_ > 4 && hasMessage() ? 2 : rows_ > 2 ? 1 : 0;
+        const std::vector<std::string> told = toldLines(choice_, frame_.size);
+        const std::size_t below = told.size() + (rows_ > 2 ? 1 : 0);
         addHeader();
         choice_.showsHelp ? addHelp(rows_ - below) : addBody(rows_ - below);
-        while (picture_.rows.size() + below < rows_) {
-            picture_.rows.emplace_back(columns_);
-        }
         picture_.rows.resize(rows_ - below, ScreenRow(columns_));
-        if (below == 2) {
-            addMessage();
+        for (const std::string& line : told) {
+            addText(" " + line, choice_.question    ? styles::bold
+                                : choice_.isTrouble ? styles::red
+                                                    : styles::green);
         }
-        if (below > 0) {
+        if (rows_ > 2) {
             addLastLine();
         }
         return std::move(picture_);
@@ -164,21 +167,22 @@ class Drawing {
     void addHeader();
     void addBody(std::size_t end);
     void addHelp(std::size_t end);
-    void addMessage();
+    void addWholePane(std::size_t rows);
     void addLastLine();
+    std::size_t hiddenNeeding() const;
+    std::size_t wantedByNeedsYou();
     void addTyped(std::string_view prompt, const TypedLine& line);
     void addNeedsYou(std::size_t rows);
     void addLists(std::size_t queued, std::size_t review);
     void addPane(std::size_t rows);
-    bool hasMessage() const { return !choice_.message.empty(); }
 
-    std::size_t wantedRows(LiveSection section, std::size_t more = 0) {
-        const std::size_t count = bugsOf(section).size() + more;
+    std::size_t wantedRows(LiveSection section) {
+        const std::size_t count = bugsOf(section).size();
         return count == 0 ? 0 : count + 1;
     }
     std::vector<ScreenRow> listRows(LiveSection section, std::size_t rows, std::size_t columns);
-    ScreenRow titleRow(std::string_view title, std::size_t count, std::size_t shown,
-                       std::size_t columns) const;
+    ScreenRow titleRow(std::string_view title, std::size_t count, std::size_t shown, std::size_t columns,
+                       std::size_t hidden = 0) const;
     ScreenRow bugRow(const LiveBug& bug, std::size_t columns) const;
     ScreenRow queueRow(const LiveBug& bug, std::size_t number, std::size_t columns) const;
     void putBegin(RowWriter& row, const LiveBug& bug) const;
@@ -257,10 +261,13 @@ void Drawing::addHeader() {
     add(row);
 }
 
-ScreenRow Drawing::titleRow(std::string_view title, std::size_t count, std::size_t shown,
-                            std::size_t columns) const {
+ScreenRow Drawing::titleRow(std::string_view title, std::size_t count, std::size_t shown, std::size_t columns,
+                            std::size_t hidden) const {
     RowWriter row(columns);
     row.put(std::string(title) + " (" + std::to_string(count) + ")", styles::bold);
+    if (hidden > 0) {
+        row.put("  " + std::to_string(hidden) + " hidden by the filter", styles::bold);
+    }
     if (shown < count) {
         row.put("  and " + std::to_string(count - shown) + " more", styles::dim);
     }
@@ -331,25 +338,44 @@ std::vector<ScreenRow> Drawing::listRows(LiveSection section, std::size_t rows, 
     return lines;
 }
 
+/// A bug that the filter does not fit may need a person all the same.
+std::size_t Drawing::hiddenNeeding() const {
+    if (choice_.filter.empty()) {
+        return 0;
+    }
+    const auto count = [](const BugsBySection& listed) { return listed.at(LiveSection::needsYou).size(); };
+    return count(listedBugs(snapshot_, "")) - count(listed_);
+}
+
+std::size_t Drawing::wantedByNeedsYou() {
+    const std::size_t count =
+        alertLines(snapshot_.alerts, columns_, rows_).size() + bugsOf(LiveSection::needsYou).size();
+    return count + (count + hiddenNeeding() == 0 ? 0 : 1);
+}
+
 /// Alerts, which are about no bug, stand above the bugs.
 void Drawing::addNeedsYou(std::size_t rows) {
-    const std::size_t count = snapshot_.alerts.size() + bugsOf(LiveSection::needsYou).size();
-    if (rows == 0 || count == 0) {
+    const std::size_t bugs = bugsOf(LiveSection::needsYou).size();
+    const std::size_t count = snapshot_.alerts.size() + bugs;
+    const std::size_t hidden = hiddenNeeding();
+    if (rows == 0 || count + hidden == 0) {
         return;
     }
     // Bugs are not crowded out by alerts, of which each bug may have one.
     const std::size_t room = rows - 1;
-    const std::size_t left = room - std::min(room, count - snapshot_.alerts.size());
-    const std::size_t alerts = std::min(snapshot_.alerts.size(), std::max(left, room / 3));
-    picture_.rows.push_back(titleRow("NEEDS YOU", count, std::min(count, rows - 1), columns_));
-    for (std::size_t index = 0; index < alerts; ++index) {
+    const auto alerts =
+        alertLines(snapshot_.alerts, columns_, std::max(room - std::min(room, bugs), room / 3));
+    const std::size_t shown =
+        std::min(snapshot_.alerts.size(), alerts.size()) + std::min(bugs, room - alerts.size());
+    picture_.rows.push_back(titleRow("NEEDS YOU", count, shown, columns_, hidden));
+    for (const std::string& line : alerts) {  // whole sentences in yellow are hard to read on white
         RowWriter row = newRow();
-        row.put(" ! ", styles::yellow).putFitted(snapshot_.alerts[index], row.room(), styles::yellow);
-        add(row);
+        row.put(line.substr(0, alertSign.size()), styles::yellow);
+        add(row.putFitted(line.substr(alertSign.size()), row.room()));
     }
-    std::vector<ScreenRow> bugs = listRows(LiveSection::needsYou, rows - alerts, columns_);
-    if (!bugs.empty()) {
-        picture_.rows.insert(picture_.rows.end(), bugs.begin() + 1, bugs.end());
+    std::vector<ScreenRow> lines = listRows(LiveSection::needsYou, rows - alerts.size(), columns_);
+    if (!lines.empty()) {
+        picture_.rows.insert(picture_.rows.end(), lines.begin() + 1, lines.end());
     }
 }
 
@@ -400,32 +426,47 @@ void Drawing::addPane(std::size_t rows) {
     if (pane_.bugID != selected_->bugID || pane_.pane != shown) {
         return addText(" …", styles::dim);
     }
-    const std::size_t room = rows - 1;
-    const std::size_t most = pane_.lines.size() - std::min(pane_.lines.size(), room);
-    const std::size_t scrolled = std::min(choice_.scrolled, most);
-    const std::size_t first = isReadFromEnd(shown) ? most - scrolled : scrolled;
-    for (std::size_t index = first; index < std::min(first + room, pane_.lines.size()); ++index) {
-        RowWriter row = newRow();
-        add(row.put(" ").putFitted(pane_.lines[index], row.room()));
+    const bool isCut = shown == LivePane::terminal && selected_->stage != SessionStage::needsPerson;
+    const ShownLines lines =
+        shownLines(pane_, choice_.scrolled, {.columns = columns_, .rows = rows - 1, .isCut = isCut});
+    picture_.paneLines = rows - 1;
+    picture_.scrolled = lines.scrolled;
+    for (const std::string& line : lines.lines) {
+        addText(" " + line);
     }
+}
+
+/// What needs a person is counted all the same.
+void Drawing::addWholePane(std::size_t rows) {
+    const std::size_t count = snapshot_.alerts.size() + bugsOf(LiveSection::needsYou).size();
+    const bool isTold = rows > 1 && count + hiddenNeeding() > 0;
+    if (isTold) {
+        picture_.rows.push_back(titleRow("NEEDS YOU", count, count, columns_, hiddenNeeding()));
+    }
+    addPane(rows - (isTold ? 1 : 0));
 }
 
 void Drawing::addBody(std::size_t end) {
     const std::size_t room = end - std::min(end, picture_.rows.size());
+    if (choice_.isPaneWhole && selected_) {
+        return addWholePane(room);
+    }
     const bool isWide = columns_ >= columnsForTwo;
     const std::size_t queued = wantedRows(LiveSection::queued), review = wantedRows(LiveSection::review);
     if (inOrder(listed_).empty()) {
-        addNeedsYou(std::min(room, wantedRows(LiveSection::needsYou, snapshot_.alerts.size())));
+        addNeedsYou(std::min(room, wantedByNeedsYou()));
         const bool isFiltered = !choice_.filter.empty() && !snapshot_.bugs.empty();
         const auto lines =
             isFiltered ? std::vector<std::string>{"No bug holds \"" + choice_.filter + "\"; Esc shows all."}
                        : waitsFor(snapshot_, frame_.now, frame_.offset);
-        for (const std::string& line : lines) {
-            addText(" " + line);
+        for (const std::string& sentence : lines) {
+            for (const std::string& line : wrapped(sentence, columns_ - std::min<std::size_t>(columns_, 1))) {
+                addText(" " + line);
+            }
         }
         return;
     }
-    const WantedRows wanted{.needsYou = wantedRows(LiveSection::needsYou, snapshot_.alerts.size()),
+    const WantedRows wanted{.needsYou = wantedByNeedsYou(),
                             .running = wantedRows(LiveSection::running),
                             .queued = isWide ? std::max(queued, review) : queued,
                             .review = isWide ? 0 : review,
@@ -444,10 +485,6 @@ void Drawing::addHelp(std::size_t end) {
             addText(line);
         }
     }
-}
-
-void Drawing::addMessage() {
-    addText(" " + choice_.message, choice_.isTrouble ? styles::red : styles::green);
 }
 
 /// As much of the line as there is room for, with the cursor in it.
@@ -469,12 +506,8 @@ void Drawing::addTyped(std::string_view prompt, const TypedLine& line) {
 
 void Drawing::addLastLine() {
     if (choice_.question) {
-        constexpr std::string_view choices = " [y/N] ";
-        const std::string& sentence = choice_.question->sentence;
-        const std::size_t room = columns_ - std::min(columns_, choices.size() + 1);
         const TypedLine none;
-        return addTyped(fitted(sentence, std::min(room, displayWidth(sentence))) + std::string(choices),
-                        none);
+        return addTyped(askedOnLastLine(*choice_.question, frame_.size), none);
     }
     if (choice_.answering) {
         return addTyped("Answer to " + choice_.answered + ": ", *choice_.answering);
@@ -484,7 +517,7 @@ void Drawing::addLastLine() {
     }
     RowWriter row = newRow();
     if (!choice_.filter.empty()) {
-        row.put("[" + choice_.filter + "] ", styles::yellow);
+        row.put("[" + choice_.filter + "] ", styles::bold);
     }
     for (const std::string_view hint : keyHints) {
         if (displayWidth(hint) <= row.room()) {

@@ -13,7 +13,8 @@ namespace quernlight::host {
 struct PaneText {
     std::string bugID{};
     LivePane pane{};
-    std::vector<std::string> lines{};
+    std::vector<std::string> lines{};  ///< of any length
+    bool isTrouble = false;            ///< they say why it is not known
 };
 
 /// Where and when the picture is drawn.
@@ -27,7 +28,8 @@ struct LiveFrame {
 
 /// The live view: a line about the whole; what needs a person; what runs; the queue, and beside it what is in
 /// review; a pane about the selected bug; and the keys, or what the person types. What does not fit is
-/// counted. Pure; from 20 columns by 5 rows on it says something of use.
+/// counted; what is said in sentences goes on in the next row. Pure; from 20 columns by 5 rows on it says
+/// something of use.
 LivePicture livePicture(const LiveSnapshot& snapshot, const LiveChoice& choice, const PaneText& pane,
                         const LiveFrame& frame);
 

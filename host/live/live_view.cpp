@@ -4,6 +4,8 @@
 #include <csignal>
 #include <utility>
 
+#include <fcntl.h>
+#include <unistd.h>
 #include <boost/asio/cancellation_state.hpp>
 #include <boost/asio/error.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -12,7 +14,6 @@
 #include <boost/system/system_error.hpp>
 
 #include "host/events/session_stage.hpp"
-#include "host/live/live_actions.hpp"
 #include "host/process/caught_exception.hpp"
 #include "host/process/user_error.hpp"
 #include "host/terminal/attachment.hpp"
@@ -30,10 +31,17 @@ constexpr milliseconds lookInterval{1000};
 constexpr milliseconds leastBetweenDrawings{40};
 constexpr milliseconds turnTime{250};
 constexpr milliseconds foregroundInterval{300};
+constexpr std::chrono::seconds troubledPaneTime{5};  // until what could not be had is asked for again
+constexpr std::size_t mostWishes = 20;               // under way
 
 // Without wrapping, a row that the terminal finds wider than we do leaves the next one alone.
 constexpr std::string_view beginning = "\x1b[?1049h\x1b[?2004h\x1b[?25l\x1b[?7l";
 constexpr std::string_view ending = "\x1b\\\x1b[?7h\x1b[?2004l\x1b[m\x1b[?25h\x1b[?1049l";
+
+/// The key that shows it.
+std::string_view letterOf(LivePane pane) {
+    return nameOf(pane).substr(0, 1);
+}
 
 void listenTo(asio::signal_set& signals) {
     signals.add(SIGTSTP);
@@ -45,6 +53,7 @@ void listenTo(asio::signal_set& signals) {
 LiveView::LiveView(const asio::any_io_executor& executor, Uses uses)
     : executor_(executor),
       uses_(std::move(uses)),
+      device_(::open(uses_.device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)),
       look_(uses_.service, uses_.home, uses_.clock),
       tasks_(executor, reportFailure),
       shownTasks_(executor, reportFailure) {}
@@ -56,6 +65,9 @@ Task<void> LiveView::run() {
     co_await tasks_.end();
     co_await shownTasks_.end();
     hasEnded_ = true;
+    if (!terminal_ && left_ && isThere()) {  // it is somebody else's just now
+        leaveLines(uses_.device, left_());
+    }
     terminal_.reset();
     if (failure) {
         std::rethrow_exception(failure);
@@ -65,7 +77,6 @@ Task<void> LiveView::run() {
 Task<void> LiveView::show() {
     tasks_.add("looking at the dispatcher", lookRepeatedly());
     tasks_.add("reading about a bug", readPanes());
-    tasks_.add("doing what a person wishes", doWishes());
     tasks_.add("following job control", followJobControl());
     while (!isLeaving_) {
         co_await takeTerminal();
@@ -89,9 +100,17 @@ Task<void> LiveView::show() {
     }
 }
 
+/// The next terminal may be given its name.
+bool LiveView::isThere() const {
+    return isatty(device_.get()) != 0;
+}
+
 Task<void> LiveView::takeTerminal() {
-    while (!isInForeground(uses_.device)) {
+    while (isThere() && !isInForeground(uses_.device)) {
         co_await uses_.clock.sleepFor(foregroundInterval);
+    }
+    if (!isThere()) {
+        throw UserError("The terminal " + uses_.device + " has gone, so nothing is shown there any more.");
     }
     terminal_ = std::make_unique<OwnTerminal>(executor_, uses_.device, TerminalKeys::signals);
     terminal_->undoWith([this] { return undone(); });
@@ -163,20 +182,24 @@ const LiveBug* LiveView::selected() const {
 }
 
 /// Goals do not change, and what has changed in a worktree is only looked at when that is asked for.
+bool LiveView::isPaneKept(const LiveBug& bug) const {
+    const LivePane wanted = shownPane(bug, choice_);
+    const bool isOld = uses_.clock.steadyNow() - paneReadAt_ >= troubledPaneTime;
+    return pane_.bugID == bug.bugID && pane_.pane == wanted && !isReadFromEnd(wanted) &&
+           !(pane_.isTrouble && isOld);
+}
+
 Task<void> LiveView::readPanes() {
     while (true) {
         co_await paneWanted_.wait();
         const LiveBug* bug = selected();
-        if (!bug || !terminal_) {
+        if (!bug || !terminal_ || isPaneKept(*bug)) {
             continue;
         }
         const LivePane wanted = shownPane(*bug, choice_);
-        const bool isRead = pane_.bugID == bug->bugID && pane_.pane == wanted;
-        if (isRead && !isReadFromEnd(wanted)) {
-            continue;
-        }
         std::string bugID = bug->bugID;
         pane_ = co_await look_.pane(std::move(bugID), wanted);
+        paneReadAt_ = uses_.clock.steadyNow();
         changed_.notify();
         co_await uses_.clock.sleepFor(leastBetweenLooks / 2);
     }
@@ -207,6 +230,10 @@ Task<void> LiveView::paint() {
         size_ = {.columns = std::min(size.columns, largestReadable.columns),
                  .rows = std::min(size.rows, largestReadable.rows)};
         LivePicture wanted = livePicture(snapshot_, choice_, pane_, frame());
+        if (wanted.paneLines > 0) {
+            choice_.paneLines = wanted.paneLines;
+            choice_.scrolled = wanted.scrolled;
+        }
         bytes += redraw(shown_, wanted);
         shown_ = std::move(wanted);
         if (!bytes.empty()) {
@@ -262,14 +289,13 @@ Task<void> LiveView::readKeys() {
             next_.notify();
         }
         for (const LiveKey& key : keys.read(bytes)) {
-            const bool showedDiff = choice_.pane == LivePane::diff;
+            const bool isTyping = choice_.answering || choice_.filtering;
+            const bool isAskedAgain = !isTyping && choice_.pane && key.text == letterOf(*choice_.pane);
             if (key.kind == LiveKey::Kind::redraw) {
                 shown_ = {};
             } else if (auto wish = takeKey(key, snapshot_, choice_)) {
                 take(std::move(*wish));
             }
-            const bool isAskedAgain =
-                showedDiff && key.text == "d" && !choice_.answering && !choice_.filtering;
             if (isAskedAgain) {
                 pane_ = {};
             }
@@ -280,13 +306,17 @@ Task<void> LiveView::readKeys() {
 }
 
 void LiveView::tell(const std::string& sentence) {
-    choice_.message = sentence;
-    choice_.isTrouble = false;
+    host::tell(choice_, sentence, false);
     changed_.notify();
 }
 
 void LiveView::leave(const LiveWish& wish) {
-    if (!uses_.stop) {
+    if (!uses_.stop && !wishes_.empty() && !wish.isConfirmed) {
+        choice_.question =
+            LiveQuestion{.sentence = "What you asked for bug " + wishes_.begin()->first +
+                                     " is still being done, and may be left undone. Leave all the same?",
+                         .wish = wish};
+    } else if (!uses_.stop) {
         isLeaving_ = true;
         next_.notify();
     } else if (wish.isConfirmed) {
@@ -298,6 +328,25 @@ void LiveView::leave(const LiveWish& wish) {
     }
 }
 
+/// Those of one bug one after the other, in their order; none waits for another bug's.
+void LiveView::begin(LiveWish wish) {
+    std::size_t count = 0;
+    for (const auto& [bugID, waiting] : wishes_) {
+        count += waiting.size();
+    }
+    if (count >= mostWishes) {
+        return told(
+            {.sentence = "Too much is being done already; try again in a moment.", .isTrouble = true});
+    }
+    choice_.message = beingDone;
+    const std::string bugID = wish.bugID;
+    const bool isFirst = !wishes_.contains(bugID);
+    wishes_[bugID].push_back(std::move(wish));
+    if (isFirst) {
+        tasks_.add("doing what a person wishes of bug " + bugID, doWishesFor(bugID));
+    }
+}
+
 void LiveView::take(LiveWish wish) {
     if (wish.action == LiveAction::leave) {
         return leave(wish);
@@ -306,9 +355,7 @@ void LiveView::take(LiveWish wish) {
         return;
     }
     if (wish.action != LiveAction::attach) {
-        choice_.message = "…";
-        wishes_.push_back(std::move(wish));
-        return wished_.notify();
+        return begin(std::move(wish));
     }
     const auto bug = std::ranges::find(snapshot_.bugs, wish.bugID, &LiveBug::bugID);
     const bool hasAgent = bug != snapshot_.bugs.end() && bug->isFollowed && isRunning(bug->stage);
@@ -343,24 +390,29 @@ Task<void> LiveView::attachTo(std::string bugID) {
     news_.notify();
 }
 
-/// A question that comes while something is typed would take a letter of that for its answer.
-Task<void> LiveView::doWishes() {
-    while (true) {
-        co_await wished_.wait();
-        while (!wishes_.empty()) {
-            LiveWish wish = std::move(wishes_.front());
-            wishes_.pop_front();
-            LiveOutcome outcome = co_await done(std::move(wish), uses_.service, uses_.home);
-            const bool isTyping = choice_.answering || choice_.filtering;
-            choice_.message = outcome.question && isTyping ? outcome.question->sentence : outcome.sentence;
-            choice_.isTrouble = outcome.isTrouble;
-            if (!isTyping && !choice_.question) {
-                choice_.question = std::move(outcome.question);
-            }
-            news_.notify();
-            changed_.notify();
-        }
+Task<void> LiveView::doWishesFor(std::string bugID) {
+    while (!wishes_.at(bugID).empty()) {
+        LiveWish wish = wishes_.at(bugID).front();  // where it is counted until it is done
+        LiveOutcome outcome = co_await done(std::move(wish), uses_.service, uses_.home);
+        wishes_.at(bugID).pop_front();
+        told(std::move(outcome));
+        news_.notify();
     }
+    wishes_.erase(bugID);
+}
+
+/// A question that comes while something is typed, or asked, would take a letter of that for its answer.
+void LiveView::told(LiveOutcome outcome) {
+    const bool isBusy = choice_.answering || choice_.filtering || choice_.question;
+    if (!outcome.question) {
+        host::tell(choice_, outcome.sentence, outcome.isTrouble);
+    } else if (isBusy) {
+        host::tell(choice_, outcome.question->sentence, true);
+    } else {
+        choice_.message.clear();
+        choice_.question = std::move(outcome.question);
+    }
+    changed_.notify();
 }
 
 }  // namespace quernlight::host

@@ -18,6 +18,8 @@ struct PicturePlace {
 struct LivePicture {
     std::vector<ScreenRow> rows{};
     std::optional<PicturePlace> cursor{};
+    std::size_t paneLines = 0;  ///< that the pane has room for
+    std::size_t scrolled = 0;   ///< the pane, as far as there is something to scroll to
 };
 
 /// The bytes that make one picture of the other on a terminal that shows it: only what has changed is drawn,

@@ -107,6 +107,24 @@ void writeNow(int terminal, std::string_view bytes) {
     }
 }
 
+/// Where the terminal is set so (stty tostop) who writes from the background is stopped, unless the signal
+/// for that is blocked.
+class HeldStops {
+  public:
+    HeldStops() {
+        sigset_t stops;
+        sigemptyset(&stops);
+        sigaddset(&stops, SIGTTOU);
+        pthread_sigmask(SIG_BLOCK, &stops, &before_);
+    }
+    HeldStops(const HeldStops&) = delete;
+    HeldStops& operator=(const HeldStops&) = delete;
+    ~HeldStops() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_{};
+};
+
 }  // namespace
 
 std::string terminalDevice(int descriptor) {
@@ -119,6 +137,18 @@ bool isInForeground(const std::string& device) {
     const FileDescriptor terminal(::open(device.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
     const pid_t foreground = tcgetpgrp(terminal.get());
     return foreground < 0 || foreground == getpgrp();
+}
+
+void leaveLines(const std::string& device, const std::vector<std::string>& lines) {
+    const FileDescriptor terminal(::open(device.c_str(), O_WRONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    std::string text = isInForeground(device) || lines.empty() ? "" : "\r\n";
+    for (const std::string& line : lines) {
+        text += line + "\r\n";
+    }
+    const HeldStops held;
+    if (terminal.get() >= 0) {
+        writeNow(terminal.get(), text);
+    }
 }
 
 OwnTerminal::OwnTerminal(const asio::any_io_executor& executor)

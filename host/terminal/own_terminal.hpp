@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include <termios.h>
 #include <boost/asio/any_io_executor.hpp>
@@ -23,6 +24,10 @@ enum class TerminalKeys : std::uint8_t {
 
 /// The device of the terminal that a descriptor is; empty when it is none.
 std::string terminalDevice(int descriptor);
+
+/// Writes lines there, as far as it takes them within a second: also from the background, where they stand
+/// between what others show.
+void leaveLines(const std::string& device, const std::vector<std::string>& lines);
 
 /// Whether this program may use the terminal: not while a shell has put it into the background.
 bool isInForeground(const std::string& device);

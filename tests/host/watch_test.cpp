@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/dispatch_fixture.hpp"
+#include "tests/host/process_table.hpp"
 #include "tests/host/tmux.hpp"
 #include "tests/support/temporary_directory.hpp"
 
@@ -35,9 +36,9 @@ class WatchTest : public test::DispatchFixture {
     }
 
     /// Whose process the test knows.
-    std::string watch() const {
-        return "sh -c \"echo \\$\\$ >" + pidFile() + "; exec " + executable.string() + " watch --home " +
-               home().string() + " --token-file " + tokenFile().string() + "\"";
+    std::string watch(const std::string& before = "") const {
+        return before + "sh -c \"echo \\$\\$ >" + pidFile() + "; exec " + executable.string() +
+               " watch --home " + home().string() + " --token-file " + tokenFile().string() + "\"";
     }
     std::string pidFile() const { return (temporary() / "client.pid").string(); }
     pid_t client() const { return static_cast<pid_t>(std::stol(test::readFile(pidFile()))); }
@@ -204,6 +205,31 @@ TEST_F(WatchTest, TheTerminalIsPutBackAfterASignal) {
         ASSERT_TRUE(terminal.shows("RUNNING (1)")) << signal << terminal.screen();
         kill(client(), signal);
         isAShellAgain(terminal);
+    }
+}
+
+/// With a hang-up, and where that comes to nobody: then its terminal ends what is read.
+TEST_F(WatchTest, ItEndsWithItsTerminal) {
+    work("full-screen");
+    for (const char* before : {"", "setsid "}) {
+        test::Tmux terminal(temporary(), environment, "closed");
+        terminal.enter(watch(before));
+        ASSERT_TRUE(terminal.shows("RUNNING (1)")) << before << terminal.screen();
+        terminal.close();
+        EXPECT_TRUE(test::eventually([&] { return !test::isAlive(client()); })) << before;
+    }
+}
+
+TEST_F(WatchTest, ItEndsWithItsTerminalWhileAPersonIsAtAnAgents) {
+    work("full-screen");
+    for (const char* before : {"", "setsid "}) {
+        test::Tmux terminal(temporary(), environment, "closed");
+        terminal.enter(watch(before));
+        ASSERT_TRUE(terminal.shows("RUNNING (1)")) << before << terminal.screen();
+        terminal.press("Enter");
+        ASSERT_TRUE(terminal.showsOnceTyped("z", "keys: z")) << before << terminal.screen();
+        terminal.close();
+        EXPECT_TRUE(test::eventually([&] { return !test::isAlive(client()); })) << before;
     }
 }
 

@@ -27,6 +27,10 @@ TEST(LiveKeysTest, BytesAreKeys) {
         {"a modified arrow", {"\x1b[1;2A"}, {{.kind = Kind::up}}},
         {"escape alone", {"\x1b"}, {{.kind = Kind::escape}}},
         {"an unknown sequence", {"\x1b[99~a"}, {a}},
+        {"what comes with Alt is no key", {"\x1bq\x1b\r\x1b\xc3\xa4", "a"}, {a}},
+        {"Alt with a character in two reads", {"\x1b\xc3", "\xa4", "a"}, {a}},
+        {"escape twice", {"\x1b\x1b"}, {{.kind = Kind::escape}, {.kind = Kind::escape}}},
+        {"escape, and later a letter", {"\x1b", "a"}, {{.kind = Kind::escape}, a}},
         {"controls", {"\r\t\x7f"}, {{.kind = Kind::enter}, {.kind = Kind::tab}, {.kind = Kind::backspace}}},
         {"a paste is one text",
          {"\x1b[200~q\r", "c\x1b[201~a"},
@@ -117,7 +121,7 @@ TEST_F(LiveChoiceTest, LettersAskForOperations) {
         {"907a70c3", "cy", {.action = LiveAction::cancel, .bugID = "907a70c3", .isConfirmed = true}},
         {"51d0c2aa", "n", {.action = LiveAction::next, .bugID = "51d0c2aa"}},
         {"51d0c2aa", "K", {.action = LiveAction::moveUp, .bugID = "51d0c2aa", .text = "907a70c3"}},
-        {"907a70c3", "J", {.action = LiveAction::moveDown, .bugID = "907a70c3"}},
+        {"907a70c3", "J", {.action = LiveAction::moveDown, .bugID = "907a70c3", .text = "51d0c2aa"}},
         {"7f150524", "o", {.action = LiveAction::open, .bugID = "7f150524"}},
         {"b05d83f7", "u", {.action = LiveAction::unpause}},
         {"b05d83f7", "q", {.action = LiveAction::leave}},
@@ -195,6 +199,54 @@ TEST_F(LiveChoiceTest, AMoveAtTheEndOfTheQueueIsNone) {
     choice.bugID = "7f150524";
     press("J");
     EXPECT_EQ(choice.message, "Bug 7f150524 is not waiting in the queue.");
+}
+
+TEST_F(LiveChoiceTest, ABugIsMovedPastNoneThatTheFilterHides) {
+    choice = {.bugID = "907a70c3", .filter = "paste"};
+    EXPECT_EQ(press("J"), std::nullopt);
+    EXPECT_EQ(choice.message,
+              "Bug 907a70c3 would move past bug 51d0c2aa, which the filter hides; Esc shows all.");
+    EXPECT_TRUE(choice.isTrouble);
+}
+
+TEST_F(LiveChoiceTest, APageIsWhatThePaneHadRoomForButALine) {
+    choice.paneLines = 4;
+    press("\x1b[5~\x1b[5~");
+    EXPECT_EQ(choice.scrolled, 6U);
+    press("\x1b[6~");
+    EXPECT_EQ(choice.scrolled, 3U);
+    choice = {.pane = LivePane::goal, .paneLines = 1};
+    press("\x1b[6~\x1b[6~\x1b[5~");
+    EXPECT_EQ(choice.scrolled, 1U);
+}
+
+TEST_F(LiveChoiceTest, ThePaneTakesAllTheRoomUntilTheSameKeyOrEscape) {
+    choice.filter = "paste";
+    press("v");
+    EXPECT_TRUE(choice.isPaneWhole);
+    press("v");
+    EXPECT_FALSE(choice.isPaneWhole);
+    press("v\x1b");
+    EXPECT_FALSE(choice.isPaneWhole);
+    EXPECT_EQ(choice.filter, "paste");
+    press("\x1b");
+    EXPECT_EQ(choice.filter, "");
+}
+
+TEST_F(LiveChoiceTest, WhatIsToldStaysBesideWhatIsToldNextUntilAKey) {
+    choice.message = beingDone;
+    tell(choice, "One is cancelled.", false);
+    EXPECT_EQ(choice.message, "One is cancelled.");
+    tell(choice, "Two was refused.", true);
+    tell(choice, "Three is open.", false);
+    EXPECT_EQ(choice.message, "One is cancelled.\nTwo was refused.\nThree is open.");
+    EXPECT_TRUE(choice.isTrouble);
+    tell(choice, "Four is next.", false);
+    EXPECT_EQ(choice.message, "Two was refused.\nThree is open.\nFour is next.");
+    press("j");
+    EXPECT_EQ(choice.message, "");
+    tell(choice, "Five is next.", false);
+    EXPECT_FALSE(choice.isTrouble);
 }
 
 }  // namespace

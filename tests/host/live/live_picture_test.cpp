@@ -170,6 +170,85 @@ TEST(LivePictureTest, ThePaneIsReadFromWhereItMatters) {
     EXPECT_THAT(drawn(busyDay(), 80, 24, {.pane = LivePane::diff}, pane), Contains(" line 0"));
 }
 
+TEST(LivePictureTest, WhatIsAskedAndSaidIsReadableInWhole) {
+    const std::string sentence =
+        "Which of the two dialogs do you mean, the one that is opened by the menu or the one that comes up by "
+        "itself when the document was changed by another program? (last word)";
+    const PaneText pane{
+        .bugID = "b05d83f7", .pane = LivePane::events, .lines = {"asked", "Asks: " + sentence}};
+    LiveSnapshot alert = busyDay();
+    alert.alerts = {sentence, "The disk is full."};
+    const auto whole = [](const std::vector<std::string>& lines) {
+        std::string text;
+        for (const std::string& line : lines) {
+            text += line.substr(std::min(line.size(), line.find_first_not_of(' '))) + " ";
+        }
+        return text;
+    };
+    for (const auto& [columns, rows] : {std::pair(80, 24), {40, 20}, {200, 60}}) {
+        SCOPED_TRACE(columns);
+        EXPECT_THAT(whole(drawn(busyDay(), columns, rows, {}, pane)), HasSubstr("(last word)"));
+        EXPECT_THAT(whole(drawn(busyDay(), columns, rows, {.message = sentence})), HasSubstr("(last word)"));
+        EXPECT_THAT(whole(drawn(busyDay(), columns, rows, {.question = LiveQuestion{sentence, {}}})),
+                    AllOf(HasSubstr("(last word)"), HasSubstr("[y/N]")));
+        EXPECT_THAT(whole(drawn(alert, columns, rows)),
+                    AllOf(HasSubstr("(last word)"), HasSubstr("! The disk is full.")));
+    }
+}
+
+TEST(LivePictureTest, TheLastSentencesAreToldWhereThereIsNoRoomForAll) {
+    const LiveChoice choice{.message = "First " + std::string(90, 'a') + ".\nThe last one."};
+    const auto lines = drawn(busyDay(), 40, 9, choice);
+    EXPECT_THAT(lines, AllOf(Contains(" The last one."), Not(Contains(StartsWith(" First")))));
+}
+
+TEST(LivePictureTest, AnAgentsScreenIsCutUnlessItAsksThere) {
+    LiveBug running = bug("11111111", SessionStage::working);
+    const PaneText pane{
+        .bugID = "11111111", .pane = LivePane::terminal, .lines = {std::string(99, 'x') + " the end"}};
+    EXPECT_THAT(drawn(withBugs({running}), 60, 12, {}, pane), Not(Contains(HasSubstr("the end"))));
+    running.stage = SessionStage::needsPerson;
+    EXPECT_THAT(drawn(withBugs({running}), 60, 12, {}, pane), Contains(HasSubstr("the end")));
+}
+
+TEST(LivePictureTest, APaneIsScrolledThroughRowByRowAndNoFurther) {
+    PaneText pane{.bugID = "b05d83f7", .pane = LivePane::goal, .lines = {std::string(200, 'g'), "the end"}};
+    LiveChoice choice{.pane = LivePane::goal, .scrolled = 99};
+    const LivePicture picture = livePicture(busyDay(), choice, pane, frame(41, 18));
+    ASSERT_EQ(picture.paneLines, 4U);
+    EXPECT_EQ(picture.scrolled, 2U) << "of six rows";
+    EXPECT_THAT(textLines(picture), Contains(" the end"));
+    choice.scrolled = 1;
+    EXPECT_THAT(textLines(livePicture(busyDay(), choice, pane, frame(41, 18))), Not(Contains(" the end")));
+}
+
+TEST(LivePictureTest, ThePaneMayHaveAllTheRoomBelowTheCountOfWhatNeedsAPerson) {
+    PaneText pane{.bugID = "b05d83f7", .pane = LivePane::events};
+    for (int number = 0; number < 99; ++number) {
+        pane.lines.push_back("line " + std::to_string(number));
+    }
+    const auto lines = drawn(busyDay(), 80, 24, {.isPaneWhole = true}, pane);
+    EXPECT_EQ(lines[1], "NEEDS YOU (2)");
+    EXPECT_EQ(lines[3], " line 79");
+    EXPECT_EQ(lines[22], " line 98");
+}
+
+TEST(LivePictureTest, WhatNeedsAPersonIsCountedWhereTheFilterHidesIt) {
+    EXPECT_EQ(drawn(busyDay(), 80, 24, {.filter = "paste"})[1], "NEEDS YOU (1)  1 hidden by the filter");
+    EXPECT_EQ(drawn(busyDay(), 80, 24, {.filter = "undo"})[1], "NEEDS YOU (0)  2 hidden by the filter");
+    EXPECT_EQ(drawn(busyDay(), 80, 24, {.filter = "nowhere"})[1], "NEEDS YOU (0)  2 hidden by the filter");
+    EXPECT_EQ(drawn(busyDay(), 20, 5, {.filter = "undo"})[1], "NEEDS YOU (0)  2 hid");
+}
+
+TEST(LivePictureTest, EachAlertHasARowBeforeOneGoesOnInASecond) {
+    LiveSnapshot day = busyDay();
+    day.alerts = {std::string(100, 'a'), std::string(100, 'b')};
+    const auto lines = drawn(day, 60, 8);
+    EXPECT_EQ(lines[1], "NEEDS YOU (4)");
+    EXPECT_THAT(lines, AllOf(Contains(StartsWith(" ! aaa")), Contains(StartsWith(" ! bbb")),
+                             Contains(HasSubstr("? b05d83f7")), Contains(HasSubstr("x 36f675cc"))));
+}
+
 TEST(LivePictureTest, AnAgentThatHasExitedDoesNotTurn) {
     LiveBug exited = bug("11111111", SessionStage::agentExited);
     exited.exitCode = 139;

@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/process/user_error.hpp"
 #include "host/screen/screen_model.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "tests/host/service/service_fixture.hpp"
@@ -44,6 +45,30 @@ class LiveViewTest : public test::ServiceFixture {
         if (tasks_) {
             run(tasks_->end());
         }
+    }
+
+    /// Whoever needs the backend waits until it answers, and then is refused.
+    void hangBackend() {
+        service = std::make_unique<DirectService>(access(), LiveSources(), [this] { return silence(); });
+    }
+    Task<std::shared_ptr<const QuernlightClient>> silence() {
+        ++asked_;
+        while (!backendAnswers_) {
+            co_await clock_.sleepFor(std::chrono::seconds(1));
+        }
+        throw UserError("The backend is tired.");
+    }
+    bool hasAskedBackend() {
+        return quernlight::test::eventually([&] {
+            step();
+            return asked_ > 0;
+        });
+    }
+    bool hasLeft() {
+        return quernlight::test::eventually([&] {
+            step();
+            return tasks_->size() == 0;
+        });
     }
 
     void open(std::function<void()> stop = {}) {
@@ -96,6 +121,8 @@ class LiveViewTest : public test::ServiceFixture {
         EXPECT_EQ(write(master_.get(), keys.data(), keys.size()), std::ssize(keys));
     }
 
+    int asked_ = 0;  // the backend
+    bool backendAnswers_ = false;
     FileDescriptor master_, slave_;
     quernlight::host::test::SteppedClock clock_{io};
     ScreenModel model_{columns, rows, 0};
@@ -205,6 +232,68 @@ TEST_F(LiveViewTest, AHomeThatComesToBeIsShown) {
     enqueue("11111111");
     EXPECT_TRUE(shows("11111111")) << screen();
     EXPECT_THAT(screen(), AllOf(HasSubstr("no dispatcher runs"), Not(HasSubstr("There is no"))));
+}
+
+TEST_F(LiveViewTest, AnAnswerToAHungBackendDelaysNoOtherBug) {
+    mapApp();
+    enqueueAs("11111111", QueueItemStatus::awaitingUserInput);
+    enqueue("22222222");
+    hangBackend();
+    open();
+    ASSERT_TRUE(shows("NEEDS YOU (1)")) << screen();
+    press("aPress it.\r");
+    ASSERT_TRUE(hasAskedBackend());
+    press("jcy");
+    EXPECT_TRUE(shows("Bug 22222222: cancelled.")) << screen();
+    press("k");
+    backendAnswers_ = true;
+    EXPECT_TRUE(shows("The backend is tired.")) << screen();
+}
+
+TEST_F(LiveViewTest, LeavingBeforeAnAnswerIsSentIsAskedFirst) {
+    mapApp();
+    enqueueAs("11111111", QueueItemStatus::awaitingUserInput);
+    hangBackend();
+    open();
+    ASSERT_TRUE(shows("NEEDS YOU (1)")) << screen();
+    press("aPress it.\r");
+    ASSERT_TRUE(hasAskedBackend());
+    press("q");
+    EXPECT_TRUE(shows("What you asked for bug 11111111 is still being done")) << screen();
+    press("n");
+    EXPECT_TRUE(shows("Nothing was done.")) << screen();
+    press("q");
+    EXPECT_TRUE(shows("Leave all the same? [y/N]")) << screen();
+    press("y");
+    EXPECT_TRUE(hasLeft());
+}
+
+TEST_F(LiveViewTest, NoMoreIsBegunThanCanBeFollowed) {
+    mapApp();
+    enqueueAs("11111111", QueueItemStatus::awaitingUserInput);
+    hangBackend();
+    open();
+    ASSERT_TRUE(shows("NEEDS YOU (1)")) << screen();
+    for (int number = 0; number < 21; ++number) {
+        press("aPress it.\r");
+        step();
+    }
+    EXPECT_TRUE(shows("Too much is being done already; try again in a moment.")) << screen();
+    EXPECT_EQ(asked_, 1) << "those of one bug come one after the other";
+}
+
+TEST_F(LiveViewTest, WhatAPaneCouldNotTellIsAskedForAgain) {
+    mapApp();
+    const BugQueueItem item = enqueue("11111111");
+    open();
+    ASSERT_TRUE(shows("1 11111111 Crash")) << screen();
+    press("g");
+    ASSERT_TRUE(shows("It was given no goal yet.")) << screen();
+    addAttempt(item, 1);
+    EXPECT_TRUE(quernlight::test::eventually([&] {
+        step();
+        return screen().find("It was given no goal yet.") == std::string::npos;
+    })) << screen();
 }
 
 TEST_F(LiveViewTest, ATerminalThatTakesNothingHoldsUpNobody) {
