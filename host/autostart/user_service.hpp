@@ -48,6 +48,9 @@ std::string serviceName(ServiceSystem system);
 /// Where its file belongs for the user whose environment this is.
 std::filesystem::path serviceFilePlace(ServiceSystem system, const EnvironmentMap& environment);
 
+/// Its log's name in the home. The owner keeps it from growing without end (BoundedLog).
+inline constexpr const char* serviceLogName = "service.log";
+
 inline constexpr std::string_view serviceFileMark =
     "Written by \"quernlight-dispatch service install\"; \"service uninstall\" removes it.";
 

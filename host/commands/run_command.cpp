@@ -7,6 +7,7 @@
 #include <boost/asio/local/stream_protocol.hpp>
 
 #include "host/app/dispatch_program.hpp"
+#include "host/autostart/user_service.hpp"
 #include "host/commands/command_line.hpp"
 #include "host/commands/dry_run.hpp"
 #include "host/commands/path_option.hpp"
@@ -94,7 +95,8 @@ int runCommand(const RunOptions& options) {
     StopRequest stop;
     boost::asio::io_context io;
     const ViewOptions viewOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
-                                  .logFile = options.logFile};
+                                  .logFile = options.logFile,
+                                  .serviceLog = home / serviceLogName};
     EventPublisher events;
     RunTally tally;
     const auto counting = events.subscribe([&tally](const DispatchEvent& event) { tally.handle(event); });

@@ -55,7 +55,7 @@ Installation planned(const ServiceOptions& given) {
                         .home = home,
                         .tokenFile = tokenFileOf(given, environment),
                         .environment = serviceEnvironment(environment),
-                        .logFile = home / "service.log"};
+                        .logFile = home / serviceLogName};
     std::string text = serviceFileText(thisSystem, service);
     return {.service = std::move(service),
             .file = serviceFilePlace(thisSystem, environment),

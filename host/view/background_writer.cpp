@@ -73,11 +73,12 @@ class SignalsForOthers {
 }  // namespace
 
 struct BackgroundWriter::State {
-    State(int shared, LossNotice lossNotice, std::size_t mostWaiting)
+    State(int shared, LossNotice lossNotice, std::size_t mostWaiting, AfterText then)
         : descriptor(fcntl(shared, F_DUPFD_CLOEXEC, 0)),
           isTerminal(isatty(shared) != 0),
           notice(std::move(lossNotice)),
-          bound(mostWaiting) {}
+          bound(mostWaiting),
+          afterText(std::move(then)) {}
 
     void queue(std::string text) {
         waiting += text.size();
@@ -130,6 +131,7 @@ struct BackgroundWriter::State {
     const bool isTerminal;
     const LossNotice notice;
     const std::size_t bound;
+    const AfterText afterText;
     bool readerHasGone = false;  // the thread's own
 
     std::mutex lock;  // for all below; never held during a write
@@ -140,8 +142,8 @@ struct BackgroundWriter::State {
     bool closed = false;
 };
 
-BackgroundWriter::BackgroundWriter(int descriptor, LossNotice notice, std::size_t bound)
-    : state_(std::make_shared<State>(descriptor, std::move(notice), bound)) {
+BackgroundWriter::BackgroundWriter(int descriptor, LossNotice notice, std::size_t bound, AfterText afterText)
+    : state_(std::make_shared<State>(descriptor, std::move(notice), bound, std::move(afterText))) {
     const SignalsForOthers whileItBegins;
     std::thread([state = state_] { work(state); }).detach();  // nothing but the program's end stops a write
 }
@@ -180,6 +182,9 @@ bool BackgroundWriter::waitUntilIdle(milliseconds timeout) {
 void BackgroundWriter::work(const std::shared_ptr<State>& state) {
     while (const std::string* text = state->next()) {
         state->write(*text);
+        if (state->afterText) {
+            state->afterText(state->descriptor.get());
+        }
         state->dropFirst();
     }
 }

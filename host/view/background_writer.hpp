@@ -19,8 +19,12 @@ class BackgroundWriter {
 
     static constexpr std::size_t usualBound = 1 << 20;
 
+    /// Called on the thread with the descriptor when a text was written.
+    using AfterText = std::function<void(int descriptor)>;
+
     /// `descriptor` may be closed once this has been made. `bound`: in bytes; a single text may be larger.
-    BackgroundWriter(int descriptor, LossNotice notice, std::size_t bound = usualBound);
+    BackgroundWriter(int descriptor, LossNotice notice, std::size_t bound = usualBound,
+                     AfterText afterText = {});
     BackgroundWriter(const BackgroundWriter&) = delete;
     BackgroundWriter& operator=(const BackgroundWriter&) = delete;
 

@@ -99,12 +99,15 @@ void checkLogFile(const std::string& file) {
     }
 }
 
-EventLog::EventLog(LogFormat format) : EventLog(format, STDOUT_FILENO) {}
+EventLog::EventLog(LogFormat format, BoundedLog bounded)
+    : EventLog(format, STDOUT_FILENO,
+               [bounded = std::move(bounded)](int descriptor) mutable { bounded.look(descriptor); }) {}
 
 EventLog::EventLog(LogFormat format, const std::string& file) : EventLog(format, openedLog(file).get()) {}
 
-EventLog::EventLog(LogFormat format, int descriptor)
-    : format_(format), writer_(descriptor, lossNotice(format)) {}
+EventLog::EventLog(LogFormat format, int descriptor, BackgroundWriter::AfterText afterText)
+    : format_(format),
+      writer_(descriptor, lossNotice(format), BackgroundWriter::usualBound, std::move(afterText)) {}
 
 /// Stages and output are not told: the items' events tell of them.
 void EventLog::handle(const DispatchEvent& event) {

@@ -4,6 +4,7 @@
 
 #include "host/events/dispatch_event.hpp"
 #include "host/view/background_writer.hpp"
+#include "host/view/bounded_log.hpp"
 
 namespace quernlight::host {
 
@@ -27,8 +28,8 @@ enum class LogFormat {
 /// lines that find no room are left out, and counted in a line of their own once there is some.
 class EventLog final : public View {
   public:
-    /// Writes to standard output.
-    explicit EventLog(LogFormat format);
+    /// Writes to standard output; when that is the file `bounded`, it is kept from growing without end.
+    EventLog(LogFormat format, BoundedLog bounded);
 
     /// Writes to the end of the file, which may be a named pipe, and takes other users' rights to it away.
     /// Throws UserError when it cannot be written.
@@ -40,7 +41,7 @@ class EventLog final : public View {
     void close() override;
 
   private:
-    EventLog(LogFormat format, int descriptor);
+    EventLog(LogFormat format, int descriptor, BackgroundWriter::AfterText afterText = {});
 
     const LogFormat format_;
     BackgroundWriter writer_;

@@ -18,7 +18,8 @@ bool isForPicture(const ViewOptions& options) {
 Views::Views(const boost::asio::any_io_executor& executor, EventPublisher& events, const ViewOptions& options)
     : events_(events),
       wantsLiveView_(isForPicture(options)),
-      lines_(std::make_unique<EventLog>(wantsLiveView_ ? LogFormat::text : options.format)),
+      lines_(std::make_unique<EventLog>(wantsLiveView_ ? LogFormat::text : options.format,
+                                        BoundedLog(options.serviceLog))),
       showingLines_(shownBy(*lines_)) {
     if (options.logFile) {
         file_ = std::make_unique<EventLog>(options.format, *options.logFile);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,6 +17,7 @@ namespace quernlight::host {
 struct ViewOptions {
     LogFormat format = LogFormat::text;
     std::optional<std::string> logFile{};  ///< gets the log as well
+    std::filesystem::path serviceLog{};    ///< bounded where standard output is that file
 };
 
 /// What a person sees of a running dispatcher: log lines on standard output, unless that is a terminal on
