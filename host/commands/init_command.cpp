@@ -76,7 +76,9 @@ void tell(const PreparedHome& made) {
                   << (instruction.isNew ? "" : " (left as it was)") << "\n";
     }
     std::cout << "Next: quernlight-dispatch config set backend.url URL\n"
+                 "      quernlight-dispatch token set\n"
                  "      quernlight-dispatch map set --bundle BUNDLE --app NAME --repo DIR\n"
+                 "      quernlight-dispatch doctor\n"
               << std::flush;
 }
 

@@ -20,6 +20,7 @@ TEST_F(InitCommandTest, MakesAHomeThatTheOtherCommandsFind) {
     const auto made = init();
     EXPECT_EQ(made.exitCode, 0) << made.error;
     EXPECT_THAT(made.output, HasSubstr(instruction("completion.md").string() + "\n      what to report"));
+    EXPECT_THAT(made.output, HasSubstr("config set backend.url URL\n      quernlight-dispatch token set\n"));
     EXPECT_THAT(test::readFile(instruction("investigation.md")), HasSubstr("get_bug"));
     EXPECT_EQ(dispatch({"queue", "list", "--home", home()}).exitCode, 0);
 }
