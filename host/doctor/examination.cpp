@@ -77,6 +77,21 @@ Findings only(Finding finding) {
     return {std::move(finding)};
 }
 
+Findings withoutRepetitions(Findings findings) {
+    for (std::size_t index = 1; index < findings.size(); ++index) {
+        const auto end = findings.begin() + static_cast<std::ptrdiff_t>(index);
+        const auto first = std::find_if(findings.begin(), end, [end](const Finding& earlier) {
+            return earlier.verdict != Verdict::ok && earlier.seen == end->seen &&
+                   earlier.advice == end->advice;
+        });
+        if (first != end) {
+            end->seen = "The same as: " + first->check + ".";
+            end->advice.clear();
+        }
+    }
+    return findings;
+}
+
 bool stopsTheRoad(const Findings& findings) {
     return std::ranges::any_of(findings,
                                [](const Finding& finding) { return finding.verdict == Verdict::stops; });
@@ -88,7 +103,7 @@ Task<Findings> examine(Examined examined) {
         Findings found = co_await findingsOf(check, examined);
         std::ranges::move(found, std::back_inserter(all));
     }
-    co_return all;
+    co_return withoutRepetitions(std::move(all));
 }
 
 }  // namespace quernlight::host

@@ -28,6 +28,9 @@ struct Finding {
 
 using Findings = std::vector<Finding>;
 
+/// What two checks saw alike is told by the first of them alone; the other one names it. Pure.
+Findings withoutRepetitions(Findings findings);
+
 /// A check that has shown one thing.
 Findings only(Finding finding);
 

@@ -137,6 +137,20 @@ INSTANTIATE_TEST_SUITE_P(
                    backendFinding(backend, TransportError(TransportError::Reason::failed, "No route.")),
                    stops, "https://bugs.example: No route."}));
 
+TEST(FindingsTest, WhatTwoChecksSawAlikeIsToldOnce) {
+    const std::string locked = "The token store is locked.";
+    const Findings told = withoutRepetitions(
+        {{.check = "token", .verdict = stops, .seen = locked, .advice = "Unlock it."},
+         {.check = "disk", .seen = "It can be written."},
+         {.check = "home", .seen = "It can be written."},
+         {.check = "token store", .verdict = stops, .seen = locked, .advice = "Unlock it."}});
+    EXPECT_EQ(told[0].seen, locked);
+    EXPECT_EQ(told[2].seen, "It can be written.") << "what is well is told of each";
+    EXPECT_EQ(told[3].seen, "The same as: token.");
+    EXPECT_EQ(told[3].advice, "");
+    EXPECT_TRUE(stopsTheRoad({told[3]}));
+}
+
 TEST(SandboxTest, APlaceForTemporaryFilesCanBeWrittenByAgents) {
     const EnvironmentMap environment{{"TMPDIR", "/var/scratch/"}};
     EXPECT_EQ(sandboxWritableAround("/tmp/bugs", environment), "/tmp");
