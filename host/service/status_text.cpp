@@ -46,21 +46,33 @@ std::string backendText(const DispatchStatus& status, Instant now) {
 std::string agentsText(const DispatchStatus& status) {
     const auto& owner = status.health.owner;
     constexpr std::uint64_t gibibyte = 1024;
-    const std::string running = std::to_string(status.sessions.size());
-    const std::string count = owner ? running + " of " + std::to_string(owner->maxSessions) : running;
+    if (!owner) {
+        const std::size_t left = status.sessions.size();
+        return "none at work (" + status.agent + ")" +
+               (left == 0 ? ""
+                : left == 1
+                    ? "; 1 session was interrupted, and goes on at the next run"
+                    : "; " + std::to_string(left) + " sessions were interrupted, and go on at the next run");
+    }
+    const std::string count =
+        std::to_string(status.sessions.size()) + " of " + std::to_string(owner->maxSessions);
     const std::string memory =
-        owner && owner->memoryMiB
-            ? ", " + std::to_string(*owner->memoryMiB / gibibyte) + " GiB of memory available"
-            : "";
-    const std::string agent =
-        owner && owner->agentVersion ? status.agent + ", " + *owner->agentVersion : status.agent;
+        owner->memoryMiB ? ", " + std::to_string(*owner->memoryMiB / gibibyte) + " GiB of memory available"
+                         : "";
+    const std::string agent = owner->agentVersion ? status.agent + ", " + *owner->agentVersion : status.agent;
     return count + " at work (" + agent + ")" + memory;
+}
+
+/// Without a dispatcher nothing runs.
+std::string_view stateText(const DispatchStatus& status, SessionStage stage) {
+    const bool isCutOff = !status.health.owner && stage == SessionStage::toReconcile;
+    return isCutOff ? "interrupted" : isRunning(stage) ? "running" : statusText(stage);
 }
 
 std::map<std::string, int> countsOf(const DispatchStatus& status) {
     std::map<std::string, int> counts;
     for (const QueueEntry& entry : status.queue) {
-        ++counts[std::string(isRunning(entry.stage) ? "running" : statusText(entry.stage))];
+        ++counts[std::string(stateText(status, entry.stage))];
     }
     return counts;
 }
@@ -77,11 +89,13 @@ std::string sessionsText(const DispatchStatus& status, const TextRoom& room, Ins
     Table table({"BUG", "APP", "STATE", "SINCE", flexible("DOES")});
     for (const RunningSession& session : status.sessions) {
         const auto style = needsAttention(session.stage) ? CellEmphasis::attention : CellEmphasis::normal;
-        table.add({session.bugID,
-                   session.appName,
-                   {std::string(stageText(session.stage)), style},
-                   session.since ? timeAgo(*session.since, now) : "",
-                   session.detail.empty() ? session.title : session.detail});
+        table.add(
+            {session.bugID,
+             session.appName,
+             {std::string(status.health.owner ? stageText(session.stage) : stateText(status, session.stage)),
+              style},
+             session.since ? timeAgo(*session.since, now) : "",
+             session.detail.empty() ? session.title : session.detail});
     }
     return table.empty() ? "" : "\n" + table.text(room);
 }
