@@ -12,7 +12,6 @@
 #include "host/service/queue_json.hpp"
 #include "host/service/queue_text.hpp"
 #include "host/service/service_error.hpp"
-#include "host/text/shell_text.hpp"
 #include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
@@ -34,15 +33,7 @@ void print(const QueueEntry& entry, const std::string& sentence, bool asJson) {
 
 Task<void> stop(DispatchService& service, ActionOptions given) {
     const QueueEntry entry = co_await service.stopSession(std::move(given.bugID));
-    const std::string goesOn =
-        "it goes on in the same conversation with: quernlight-dispatch sessions resume " +
-        shellQuoted(entry.item.bugID);
-    if (isRunning(entry.stage)) {
-        print(entry, "its agent is being stopped; then the bug is held, until " + goesOn, given.json);
-    } else {
-        const std::string pending = pendingWish(QueueAction::moveToManual, entry);
-        print(entry, pending.empty() ? stageInQueue(entry) + "; " + goesOn : pending, given.json);
-    }
+    print(entry, stopSentence(entry), given.json);
 }
 
 /// One whose session has begun meanwhile needs no place.

@@ -69,6 +69,24 @@ std::string pendingWish(QueueAction action, const QueueEntry& changed) {
            "anything";
 }
 
+std::string stopSentence(const QueueEntry& changed) {
+    const std::string goesOn =
+        "it goes on in the same conversation with: " + command("sessions resume", changed.item);
+    if (isRunning(changed.stage)) {
+        return "its agent is being stopped; then the bug is held, until " + goesOn;
+    }
+    const std::string pending = pendingWish(QueueAction::moveToManual, changed);
+    if (!pending.empty()) {
+        return pending;
+    }
+    if (changed.item.queueMode == QueueMode::manual && !isTerminal(changed.item.status)) {
+        return stageInQueue(changed) + "; " + goesOn;
+    }
+    const std::string next = nextAction(changed.item, changed.stage);
+    return stageInQueue(changed) + "; its session had ended before, so there was nothing to stop" +
+           (next.empty() ? "" : "; " + next);
+}
+
 Table queueTable(const std::vector<QueueEntry>& entries, Instant now) {
     Table table({"BUG", "APP", "STATE", "ADDED", flexible("TITLE")});
     for (const QueueEntry& entry : entries) {

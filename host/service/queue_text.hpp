@@ -22,6 +22,9 @@ struct QueueFilter {
 /// Those that need a person first, then by queue and position.
 std::vector<QueueEntry> filtered(std::vector<QueueEntry> entries, const QueueFilter& filter);
 
+/// What asking to have a bug's session stopped has come to; `changed` is the bug after it.
+std::string stopSentence(const QueueEntry& changed);
+
 Table queueTable(const std::vector<QueueEntry>& entries, Instant now);
 
 /// How many the filter left out, in one line that says how to see them; empty when it left out none.
