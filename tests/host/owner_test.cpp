@@ -6,6 +6,7 @@
 
 #include <boost/json/parse.hpp>
 
+#include "host/process/home_lock.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
@@ -132,6 +133,29 @@ TEST_F(OwnerTest, AnOrphanThatWorksNowhereNearABugIsToldOfOnceAndLeftAlone) {
     const auto orphans = test::processesWorkingIn(temporary());
     EXPECT_EQ(orphans.size(), 1U);
     std::ranges::for_each(orphans, [](pid_t orphan) { kill(orphan, SIGKILL); });
+}
+
+bool hasOpen(pid_t process, const std::filesystem::path& file) {
+    std::error_code error;
+    const auto descriptors = "/proc/" + std::to_string(process) + "/fd";
+    const std::filesystem::directory_iterator entries(descriptors, error);
+    return std::any_of(begin(entries), end(entries), [&](const auto& entry) {
+        return std::filesystem::read_symlink(entry.path(), error) == file;
+    });
+}
+
+TEST_F(OwnerTest, ItWaitsForACommandThatHoldsTheHomeForAMoment) {
+    startBackend();
+    mapApp();
+    std::optional<host::HomeLock> held(std::in_place, home());
+    const auto program = start(runWith());
+    ASSERT_TRUE(test::eventually([&] { return hasOpen(program->pid(), home() / "owner.lock"); }));
+    held.reset();
+    EXPECT_TRUE(test::eventually([&] {
+        return dispatch({"sessions", "list", "--home", home()}).exitCode == 0;
+    })) << program->errorText();
+    program->signal(SIGTERM);
+    EXPECT_EQ(program->exitCode(), 0) << program->errorText();
 }
 
 TEST_F(OwnerTest, AManualBugWaitsUntilAPersonStartsIt) {

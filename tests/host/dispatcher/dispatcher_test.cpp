@@ -1,5 +1,7 @@
 #include "host/dispatcher/dispatcher.hpp"
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/use_future.hpp>
 #include <gmock/gmock.h>
 
 #include "host/health/failure_policy.hpp"
@@ -153,6 +155,19 @@ TEST_F(DispatcherTest, NoSessionBeginsOfAnItemThatIsBeingChanged) {
     EXPECT_THAT(script.started, IsEmpty());
     claim.reset();
     EXPECT_TRUE(untilStarted({"11111111"}));
+}
+
+TEST_F(DispatcherTest, AStopThatIsStoredWhileItsSessionEndsHoldsTheBugAllTheSame) {
+    const Uuid item = enqueue("11111111").id;
+    begin();
+    ASSERT_TRUE(until([&] { return history(item) == "enqueued startingCodex"; }));
+    auto stopping = boost::asio::co_spawn(io, dispatcher->stopSession(item), boost::asio::use_future);
+    ends("11111111", fullDisk());
+    ASSERT_TRUE(until([&] { return this->item(item).queueMode == QueueMode::manual; })) << history(item);
+    EXPECT_TRUE(stopping.get());
+    pass(std::chrono::seconds(10));
+    EXPECT_THAT(script.started, ElementsAre("11111111"));
+    EXPECT_THAT(script.told, IsEmpty()) << "no session was there to be told";
 }
 
 /// Its session may have ended while the wish was being stored.

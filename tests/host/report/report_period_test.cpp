@@ -40,6 +40,10 @@ TEST(ReportPeriodTest, BeginsAsPeopleWriteIt) {
         {"yesterday", ""},
         {"2026-02-30", ""},
         {"2026-03-31", ""},
+        {"0001", ""},
+        {"0001-01-01", ""},
+        {"0001-01-01T00:00:00Z", ""},
+        {"9999-12-31", ""},
     };
     for (const Row& row : rows) {
         const auto since = beginningOfPeriod(row.text, now, offset);

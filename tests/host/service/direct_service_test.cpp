@@ -95,6 +95,19 @@ TEST_F(DirectServiceTest, AnItemMovesBetweenTheQueuesAndIsStartedFromTheManualOn
     EXPECT_EQ(change(QueueAction::moveToAuto, item).queueMode, QueueMode::automatic);
 }
 
+TEST_F(DirectServiceTest, HoldingAManualItemTakesBackThatItsStartWasAskedFor) {
+    const BugQueueItem item = enqueue("11111111", QueueMode::manual);
+    mapApp();
+    change(QueueAction::start, item);
+    EXPECT_EQ(run(service->change({.action = QueueAction::moveToManual, .bugID = "11111111"})).stage,
+              SessionStage::needsStart);
+    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsStart);
+    EXPECT_EQ(lastKind(item), "queueModeChanged");
+    const std::size_t told = run(service->queueItem("11111111")).history.size();
+    change(QueueAction::moveToManual, item);
+    EXPECT_EQ(run(service->queueItem("11111111")).history.size(), told) << "it is held already";
+}
+
 /// It waits for no person any more, unless its mapping is gone.
 TEST_F(DirectServiceTest, AManualItemWhoseStartWasAskedForIsQueuedInEveryAnswer) {
     const BugQueueItem item = enqueue("11111111", QueueMode::manual);
