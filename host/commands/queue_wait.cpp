@@ -5,14 +5,13 @@
 #include <memory>
 
 #include <CLI/CLI.hpp>
-#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
-#include <boost/asio/use_awaitable.hpp>
 
 #include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/events/session_stage.hpp"
+#include "host/process/clock.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/queue_text.hpp"
@@ -21,7 +20,7 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::chrono::milliseconds lookInterval{500};
+constexpr double longestTimeout = 1e9;  // in seconds
 
 struct WaitOptions {
     ChosenHome home{};
@@ -56,26 +55,57 @@ std::string textOf(const BugState& state) {
     return state.bugID + ": " + stageInQueue(entry) + (error ? ": " + *error : "");
 }
 
+/// Whether the event may change what the bug has come to.
+bool mayEnd(const DispatchEvent& event, const std::string& bugID) {
+    if (const auto* changed = std::get_if<ItemChanged>(&event)) {
+        return changed->bugID == bugID;
+    }
+    if (const auto* removed = std::get_if<ItemRemoved>(&event)) {
+        return removed->bugID == bugID;
+    }
+    const auto* stage = std::get_if<StageChanged>(&event);
+    return stage && stage->progress.bugID == bugID;
+}
+
+void tell(const BugState& state, const WaitOptions& given) {
+    CommandOutput output;
+    if (given.json) {
+        return output.printJson(jsonOf(state));
+    }
+    output.print(withoutControls(textOf(state)) + "\n");
+}
+
+Clock::TimePoint deadlineOf(const WaitOptions& given, Clock::TimePoint now) {
+    const std::chrono::duration<double> timeout(given.timeoutSeconds > 0 ? given.timeoutSeconds
+                                                                         : longestTimeout);
+    return now + std::chrono::duration_cast<Clock::TimePoint::duration>(timeout);
+}
+
+/// Asks only when something has happened to the bug, which may have its id in full only by the first answer.
 Task<void> wait(DispatchService& service, WaitOptions given, int& status) {
-    boost::asio::steady_timer timer(co_await boost::asio::this_coro::executor);
-    const auto begun = std::chrono::steady_clock::now();
-    const std::chrono::duration<double> timeout(given.timeoutSeconds);
+    SystemClock clock;
+    const auto deadline = deadlineOf(given, clock.steadyNow());
+    const auto executor = co_await boost::asio::this_coro::executor;
+    const AsyncSignal news;
+    EventListener listener{.happened =
+                               [&given, news](const DispatchEvent& event) {
+                                   if (mayEnd(event, given.bugID)) {
+                                       news.notify();
+                                   }
+                               },
+                           .lookAnew = [news] { news.notify(); }};
+    const EventSubscription following = service.subscribe(executor, std::move(listener));
     while (true) {
         const BugState state = co_await service.bug(given.bugID);
         if (const auto ended = outcomeOf(state, given.until)) {
             status = given.exitStatus ? static_cast<int>(*ended) : 0;
-            CommandOutput output;
-            if (given.json) {
-                co_return output.printJson(jsonOf(state));
-            }
-            co_return output.print(withoutControls(textOf(state)) + "\n");
+            co_return tell(state, given);
         }
         given.bugID = state.bugID;
-        if (timeout.count() > 0 && std::chrono::steady_clock::now() - begun >= timeout) {
+        if (clock.steadyNow() >= deadline) {
             throw UserError("Bug " + textOf(state) + " after the time given with --timeout.");
         }
-        timer.expires_after(lookInterval);
-        co_await timer.async_wait(boost::asio::use_awaitable);
+        co_await clock.waitUntil(news, deadline);
     }
 }
 
@@ -102,9 +132,8 @@ void addQueueWait(CLI::App& queue, ChosenCommand& chosen) {
         "cancelled, and 3 when it needs a person");
     app->add_option("--timeout", options->timeoutSeconds, "Seconds after which it is given up, with status 1")
         ->check([](const std::string& given) {
-            constexpr double most = 1e9;
             const double seconds = std::strtod(given.c_str(), nullptr);
-            return seconds > 0 && seconds <= most ? "" : "give a number of seconds above 0";
+            return seconds > 0 && seconds <= longestTimeout ? "" : "give a number of seconds above 0";
         });
     app->add_flag("--json", options->json, "As JSON: an object");
     addHomeOption(*app, options->home);

@@ -27,7 +27,8 @@ namespace asio = boost::asio;
 using std::chrono::milliseconds;
 
 constexpr milliseconds leastBetweenLooks{500};
-constexpr milliseconds lookInterval{1000};
+constexpr milliseconds lookInterval{10000};
+constexpr milliseconds runningInterval{1000};
 constexpr milliseconds leastBetweenDrawings{40};
 constexpr milliseconds turnTime{250};
 constexpr milliseconds foregroundInterval{300};
@@ -76,6 +77,7 @@ Task<void> LiveView::run() {
 
 Task<void> LiveView::show() {
     tasks_.add("looking at the dispatcher", lookRepeatedly());
+    tasks_.add("looking at what changes often", lookAtWhatRuns());
     tasks_.add("reading about a bug", readPanes());
     tasks_.add("following job control", followJobControl());
     while (!isLeaving_) {
@@ -169,11 +171,34 @@ void LiveView::tellOwner(bool wasKnown, bool wasOwned) {
     }
 }
 
+/// An event is looked at soon, an agent's next line within a second; what no event tells (memory, who is
+/// asked next) now and then.
 Task<void> LiveView::lookRepeatedly() {
+    EventListener listener{.happened = [this](const DispatchEvent& event) { take(event); },
+                           .lookAnew = [this] { news_.notify(); }};
+    const EventSubscription following = uses_.service.subscribe(executor_, std::move(listener));
     while (true) {
         co_await look();
         co_await uses_.clock.sleepFor(leastBetweenLooks);
         co_await uses_.clock.waitUntil(news_, uses_.clock.steadyNow() + lookInterval - leastBetweenLooks);
+    }
+}
+
+void LiveView::take(const DispatchEvent& event) {
+    if (std::holds_alternative<DetailChanged>(event)) {
+        hasNewLines_ = true;
+    } else {
+        news_.notify();
+    }
+}
+
+Task<void> LiveView::lookAtWhatRuns() {
+    while (true) {
+        co_await uses_.clock.sleepFor(runningInterval);
+        paneWanted_.notify();
+        if (std::exchange(hasNewLines_, false)) {
+            news_.notify();
+        }
     }
 }
 
@@ -241,7 +266,7 @@ Task<void> LiveView::paint() {
             bytes.clear();
         }
         co_await uses_.clock.sleepFor(leastBetweenDrawings);
-        const milliseconds longest = turns() ? turnTime : lookInterval;
+        const milliseconds longest = turns() ? turnTime : runningInterval;
         co_await uses_.clock.waitUntil(changed_, uses_.clock.steadyNow() + longest);
     }
 }

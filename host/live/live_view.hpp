@@ -19,8 +19,8 @@
 
 namespace quernlight::host {
 
-/// The live view on a terminal: looks at the service once a second, draws what has changed, and has the
-/// service do what keys ask for, of several bugs at once. It waits for the terminal as long as that takes
+/// The live view on a terminal: looks at the service when something happens, draws what has changed, and has
+/// the service do what keys ask for, of several bugs at once. It waits for the terminal as long as that takes
 /// nothing, and holds up nobody. The terminal is its own only while it is in the foreground, and is put back
 /// whenever it is not: while a person is attached to an agent's, after Ctrl-Z, and in the end. Used on one
 /// executor.
@@ -63,6 +63,7 @@ class LiveView {
     Task<void> show();
     Task<void> takeTerminal();
     Task<void> lookRepeatedly();
+    Task<void> lookAtWhatRuns();
     Task<void> readPanes();
     Task<void> paint();
     Task<void> readKeys();
@@ -74,6 +75,7 @@ class LiveView {
     Task<void> attachTo(std::string bugID);
     void take(LiveWish wish);
     void begin(LiveWish wish);
+    void take(const DispatchEvent& event);
     void leave(const LiveWish& wish);
     void keepSelected();
     void tellOwner(bool wasKnown, bool wasOwned);
@@ -99,6 +101,7 @@ class LiveView {
     Aside aside_ = Aside::none;
     bool isLeaving_ = false;
     bool hasEnded_ = false;
+    bool hasNewLines_ = false;  // of agents, since the last look
     AsyncSignal changed_, news_, paneWanted_;
     AsyncSignal next_;                       // what the terminal is used for has changed
     AsyncSignal putAside_;                   // it is the shell's

@@ -283,8 +283,11 @@ Task<std::vector<ReapedBug>> DirectService::reap(bool dryRun) {
     return withServiceErrors(reapMerged(*access_, live_, backend_, dryRun));
 }
 
-EventPublisher::Subscription DirectService::subscribe(EventPublisher::Handler handler) {
-    return live_.subscribe ? live_.subscribe(std::move(handler)) : nullptr;
+EventSubscription DirectService::subscribe(const boost::asio::any_io_executor&, EventListener listener) {
+    if (listener.lookAnew) {
+        listener.lookAnew();
+    }
+    return live_.subscribe && listener.happened ? live_.subscribe(std::move(listener.happened)) : nullptr;
 }
 
 }  // namespace quernlight::host

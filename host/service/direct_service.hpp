@@ -52,7 +52,8 @@ class DirectService final : public DispatchService {
     Task<RestoredWork> restorePreserved(RestoreRequest request) override;
     Task<std::vector<ReviewState>> reviewStates() override;
     Task<std::vector<ReapedBug>> reap(bool dryRun) override;
-    [[nodiscard]] EventPublisher::Subscription subscribe(EventPublisher::Handler handler) override;
+    [[nodiscard]] EventSubscription subscribe(const boost::asio::any_io_executor& executor,
+                                              EventListener listener) override;
 
   private:
     const std::unique_ptr<StoreAccess> access_;

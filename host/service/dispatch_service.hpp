@@ -3,11 +3,11 @@
 #include <string>
 #include <vector>
 
-#include "host/events/event_publisher.hpp"
 #include "host/report/report.hpp"
 #include "host/retirement/review_state.hpp"
 #include "host/service/bug_operations.hpp"
 #include "host/service/configuration_operations.hpp"
+#include "host/service/event_following.hpp"
 #include "host/service/observation_operations.hpp"
 #include "host/service/queue_operations.hpp"
 #include "host/worktree/preserved_work.hpp"
@@ -124,9 +124,10 @@ class DispatchService {
     /// what that would do. One for each bug in review. `busy` while another process owns the home.
     virtual Task<std::vector<ReapedBug>> reap(bool dryRun) = 0;
 
-    /// What happens from now on, told on the executor that the service works on. Nothing is told by a service
-    /// without a running dispatcher.
-    [[nodiscard]] virtual EventPublisher::Subscription subscribe(EventPublisher::Handler handler) = 0;
+    /// What happens from now on, told on the executor. Where no dispatcher runs, only to look anew: again and
+    /// again, or, in a service that works in this process alone, once.
+    [[nodiscard]] virtual EventSubscription subscribe(const boost::asio::any_io_executor& executor,
+                                                      EventListener listener) = 0;
 };
 
 }  // namespace quernlight::host

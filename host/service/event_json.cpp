@@ -1,5 +1,6 @@
 #include "host/service/event_json.hpp"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -10,11 +11,6 @@ namespace quernlight::host {
 namespace {
 
 namespace json = boost::json;
-
-/// In the order of the variant.
-constexpr std::array<std::string_view, std::variant_size_v<DispatchEvent>> typeNames{
-    "item_changed", "item_removed",  "stage_changed",   "detail_changed",
-    "alert_raised", "alert_cleared", "setting_changed", "notice"};
 
 /// In the order of the enumeration.
 constexpr std::array<std::string_view, 11> topicNames{"backend",     "comments",      "disk",   "home",
@@ -68,10 +64,89 @@ json::object toldOf(const Notice& notice) {
     return {{"sentence", jsonText(notice.sentence)}};
 }
 
+ItemChanged readItemChanged(const JsonFields& fields) {
+    return {.bugID = fields.text("bug"), .event = readQueueEvent(fields.value("event"))};
+}
+
+ItemRemoved readItemRemoved(const JsonFields& fields) {
+    return {.bugID = fields.text("bug")};
+}
+
+BugProgress readProgress(const JsonFields& fields) {
+    const auto exitCode = fields.optionalInteger("exit_code");
+    return {.bugID = fields.text("bug"),
+            .appName = fields.text("app"),
+            .title = fields.text("title"),
+            .stage = fields.parsed("stage", parseStageName),
+            .detail = fields.text("detail"),
+            .exitCode = exitCode ? std::optional(static_cast<int>(*exitCode)) : std::nullopt};
+}
+
+StageChanged readStageChanged(const JsonFields& fields) {
+    return {.progress = readProgress(fields)};
+}
+
+DetailChanged readDetailChanged(const JsonFields& fields) {
+    return {.progress = readProgress(fields)};
+}
+
+std::optional<AlertTopic> parseTopic(std::string_view name) {
+    const auto* found = std::ranges::find(topicNames, name);
+    return found == topicNames.end() ? std::nullopt
+                                     : std::optional(static_cast<AlertTopic>(found - topicNames.begin()));
+}
+
+AlertKey readKey(const JsonFields& fields) {
+    return {.topic = fields.parsed("topic", parseTopic), .subject = fields.text("subject")};
+}
+
+AlertRaised readAlertRaised(const JsonFields& fields) {
+    return {.key = readKey(fields), .sentence = fields.text("sentence")};
+}
+
+AlertCleared readAlertCleared(const JsonFields& fields) {
+    return {.key = readKey(fields)};
+}
+
+SettingChanged readSettingChanged(const JsonFields& fields) {
+    return {.sentence = fields.text("sentence")};
+}
+
+Notice readNotice(const JsonFields& fields) {
+    return {.sentence = fields.text("sentence")};
+}
+
+template <auto read>
+DispatchEvent readAs(const JsonFields& fields) {
+    return read(fields);
+}
+
+struct EventType {
+    std::string_view name;
+    DispatchEvent (*read)(const JsonFields& fields);
+};
+
+/// In the order of the variant.
+constexpr std::array<EventType, std::variant_size_v<DispatchEvent>> eventTypes{{
+    {"item_changed", readAs<readItemChanged>},
+    {"item_removed", readAs<readItemRemoved>},
+    {"stage_changed", readAs<readStageChanged>},
+    {"detail_changed", readAs<readDetailChanged>},
+    {"alert_raised", readAs<readAlertRaised>},
+    {"alert_cleared", readAs<readAlertCleared>},
+    {"setting_changed", readAs<readSettingChanged>},
+    {"notice", readAs<readNotice>},
+}};
+
+std::optional<EventType> parseType(std::string_view name) {
+    const auto* found = std::ranges::find(eventTypes, name, &EventType::name);
+    return found == eventTypes.end() ? std::nullopt : std::optional(*found);
+}
+
 }  // namespace
 
 std::string_view typeName(const DispatchEvent& event) {
-    return typeNames.at(event.index());
+    return eventTypes.at(event.index()).name;
 }
 
 json::object jsonOf(const DispatchEvent& event) {
@@ -80,6 +155,11 @@ json::object jsonOf(const DispatchEvent& event) {
         object[name] = std::move(value);
     }
     return object;
+}
+
+DispatchEvent readEvent(const json::value& value) {
+    const JsonFields fields(value);
+    return fields.parsed("type", parseType).read(fields);
 }
 
 }  // namespace quernlight::host

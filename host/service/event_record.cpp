@@ -1,8 +1,10 @@
 #include "host/service/event_record.hpp"
 
+#include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
 #include "host/service/event_json.hpp"
+#include "host/service/json_fields.hpp"
 
 namespace quernlight::host {
 
@@ -28,6 +30,22 @@ void EventRecord::add(const DispatchEvent& event, Instant time) {
 
 std::string resetText(std::uint64_t last) {
     return json::serialize(json::object{{"number", last}, {"type", "reset"}});
+}
+
+/// A dispatcher of another version may tell events that are not known here.
+RecordedEvent readRecordedEvent(std::string_view text) {
+    boost::system::error_code error;
+    const json::value value = json::parse(text, error);
+    if (error) {
+        throw Misread("it is not JSON");
+    }
+    RecordedEvent recorded{.number = static_cast<std::uint64_t>(JsonFields(value).integer("number"))};
+    try {
+        recorded.event = readEvent(value);
+    } catch (const Misread&) {
+        recorded.event.reset();
+    }
+    return recorded;
 }
 
 }  // namespace quernlight::host

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <deque>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "host/events/dispatch_event.hpp"
 #include "quernlight/platform/instant.hpp"
@@ -50,5 +52,14 @@ class EventRecord {
 /// What a client is told in place of events that are not known any more: those after this number are told
 /// from here on; how all stands now is to be read anew.
 std::string resetText(std::uint64_t last);
+
+/// What one of those texts tells.
+struct RecordedEvent {
+    std::uint64_t number = 0;
+    std::optional<DispatchEvent> event{};  ///< absent: some are not known any more, or this one not here
+};
+
+/// Throws Misread.
+RecordedEvent readRecordedEvent(std::string_view text);
 
 }  // namespace quernlight::host

@@ -138,8 +138,9 @@ class HomeService final : public DispatchService {
                       [=](DispatchService& service) { return service.reap(dryRun); });
     }
 
-    EventPublisher::Subscription subscribe(EventPublisher::Handler handler) override {
-        return own_.subscribe(std::move(handler));
+    EventSubscription subscribe(const boost::asio::any_io_executor& executor,
+                                EventListener listener) override {
+        return owner_.subscribe(executor, std::move(listener));
     }
 
   private:

@@ -288,8 +288,9 @@ Task<std::vector<ReapedBug>> RemoteService::reap(bool dryRun) {
     return asked(home_, send("POST", {"v1", "review", "reap"}, body), read, gitTimeout);
 }
 
-EventPublisher::Subscription RemoteService::subscribe(EventPublisher::Handler) {
-    return nullptr;
+EventSubscription RemoteService::subscribe(const boost::asio::any_io_executor& executor,
+                                           EventListener listener) {
+    return followEvents(executor, home_, std::move(listener));
 }
 
 }  // namespace quernlight::host

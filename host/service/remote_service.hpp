@@ -51,8 +51,8 @@ class RemoteService final : public DispatchService {
     Task<std::vector<ReviewState>> reviewStates() override;
     Task<std::vector<ReapedBug>> reap(bool dryRun) override;
 
-    /// Nothing is told over the socket.
-    [[nodiscard]] EventPublisher::Subscription subscribe(EventPublisher::Handler handler) override;
+    [[nodiscard]] EventSubscription subscribe(const boost::asio::any_io_executor& executor,
+                                              EventListener listener) override;
 
   private:
     const std::filesystem::path home_;

@@ -270,17 +270,34 @@ TEST_F(DirectServiceLiveTest, OnlyASessionCanBeStopped) {
     EXPECT_EQ(errorOf(service->stopSession("22222222")).code(), ServiceErrorCode::refused);
 }
 
-TEST_F(DirectServiceObservationTest, WithoutADispatcherNothingIsToldToWhoSubscribes) {
-    EXPECT_EQ(service->subscribe([](const DispatchEvent&) {}), nullptr);
+/// Who counts how often it is told to look anew, and of events.
+class DirectSubscriptionTest : public DirectServiceObservationTest {
+  protected:
+    EventSubscription subscribe() {
+        return service->subscribe(io.get_executor(), {.happened = [this](const DispatchEvent&) { ++events; },
+                                                      .lookAnew = [this] { ++looks; }});
+    }
+
+    int events = 0, looks = 0;
+};
+
+TEST_F(DirectSubscriptionTest, WithoutADispatcherThereIsOnlySomethingToLookAt) {
+    EXPECT_EQ(subscribe(), nullptr);
+    EXPECT_EQ(looks, 1);
 }
 
-TEST_F(DirectServiceObservationTest, WhoSubscribesIsToldByTheDispatcherThatRuns) {
-    connect({.subscribe = [](EventPublisher::Handler handler) {
-        return std::make_shared<const EventPublisher::Handler>(std::move(handler));
+TEST_F(DirectSubscriptionTest, WhoSubscribesIsToldByTheDispatcherThatRuns) {
+    EventPublisher publisher;
+    connect({.subscribe = [&](EventPublisher::Handler handler) {
+        return publisher.subscribe(std::move(handler));
     }});
-    const EventPublisher::Subscription subscription = service->subscribe([](const DispatchEvent&) {});
-    ASSERT_NE(subscription, nullptr);
-    EXPECT_TRUE(*subscription);
+    EventSubscription subscription = subscribe();
+    EXPECT_EQ(looks, 1);
+    publisher.notice("One");
+    EXPECT_EQ(events, 1);
+    subscription.reset();
+    publisher.notice("Two");
+    EXPECT_EQ(events, 1);
 }
 
 }  // namespace

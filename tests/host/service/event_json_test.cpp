@@ -1,10 +1,12 @@
 #include "host/service/event_json.hpp"
 
+#include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "host/service/event_record.hpp"
+#include "host/service/json_fields.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -34,6 +36,12 @@ TEST_P(EventJsonTest, AnEventIsToldWithAllThatItHolds) {
     EXPECT_EQ(json::serialize(jsonOf(GetParam().event)), GetParam().text);
 }
 
+TEST_P(EventJsonTest, AnEventThatWasToldIsReadBack) {
+    const DispatchEvent read = readEvent(json::parse(GetParam().text));
+    EXPECT_EQ(read.index(), GetParam().event.index());
+    EXPECT_EQ(json::serialize(jsonOf(read)), GetParam().text);
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Table, EventJsonTest,
     testing::Values(
@@ -59,6 +67,14 @@ INSTANTIATE_TEST_SUITE_P(
                  "{\"type\":\"notice\",\"sentence\":\"Bytes \xef\xbf\xbd\"}"}),
     [](const auto& row) { return row.param.name; });
 
+TEST(ReadEventTest, WhatIsNoEventIsNotRead) {
+    for (const char* text : {"7", "{}", R"({"type":"of tomorrow"})", R"({"type":"notice"})",
+                             R"({"type":"item_removed","bug":7})",
+                             R"({"type":"alert_cleared","topic":"of tomorrow","subject":""})"}) {
+        EXPECT_THROW(readEvent(json::parse(text)), Misread) << text;
+    }
+}
+
 class EventRecordTest : public testing::Test {
   protected:
     void happens(EventRecord& record, const std::string& sentence) { record.add(Notice{sentence}, start); }
@@ -78,6 +94,19 @@ TEST_F(EventRecordTest, NumbersGrowFromTheTimeOfTheStart) {
     const EventRecord later(start + std::chrono::milliseconds(1));
     EXPECT_GT(later.last(), record.last());
     EXPECT_FALSE(later.holdsAllAfter(record.last()));
+}
+
+TEST_F(EventRecordTest, WhatIsRecordedIsReadBackWithItsNumber) {
+    EventRecord record(start);
+    happens(record, "One");
+    const RecordedEvent read = readRecordedEvent(*record.after(record.last() - 1));
+    EXPECT_EQ(read.number, record.last());
+    EXPECT_EQ(std::get<Notice>(read.event.value()).sentence, "One");
+    const RecordedEvent reset = readRecordedEvent(resetText(17));
+    EXPECT_EQ(reset.number, 17U);
+    EXPECT_FALSE(reset.event);
+    EXPECT_THROW(readRecordedEvent("no JSON"), Misread);
+    EXPECT_THROW(readRecordedEvent(R"({"type":"reset"})"), Misread);
 }
 
 TEST_F(EventRecordTest, WhatIsTooOldOrNotYetIsNotHeld) {
