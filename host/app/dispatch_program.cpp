@@ -182,7 +182,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
             -> Task<std::shared_ptr<const QuernlightClient>> { return handedOver(client); });
     ServiceResource serviceResource(service);
     EventResource eventResource(events, clock);
-    AttemptResource attemptResource({.service = service, .background = reading, .home = options.home});
+    AttemptResource attemptResource({.service = service,
+                                     .background = reading,
+                                     .screens = screens,
+                                     .clock = clock,
+                                     .home = options.home});
     OutcomeResource outcomeResource(service);
     SessionResource sessionResource(events, screens);
     TerminalResource terminalResource(events, screens, clock);

@@ -48,26 +48,6 @@ Task<SessionAttemptRecord> chosenAttempt(DispatchService& service, std::string b
     co_return chosenOf(details, number);
 }
 
-/// One that goes away meanwhile will not be there at the next look.
-Task<bool> ownerRuns(std::filesystem::path home) {
-    try {
-        ControlRequest request{.target = "/v1/sessions"};
-        co_await askOwner(std::move(home), std::move(request));
-        co_return true;
-    } catch (const OwnerNotRunning&) {
-        co_return false;
-    } catch (const OwnerDidNotAnswer&) {
-        co_return true;
-    }
-}
-
-/// Nothing writes any more once the attempt has ended, or nobody is left who would.
-Task<bool> hasEnded(DispatchService& service, TranscriptOptions given, SessionAttemptRecord attempt) {
-    const SessionAttemptRecord now = co_await chosenAttempt(service, attempt.bugID, attempt.attemptNumber);
-    const bool runs = co_await ownerRuns(findDispatchHome(given.home));
-    co_return now.endedAt || now.exitCode || !runs;
-}
-
 /// The whole transcript as a text.
 json::object shown(const SessionAttemptRecord& attempt, bool ansi) {
     constexpr std::size_t piece = 1 << 16;
@@ -90,13 +70,18 @@ Task<void> printLog(DispatchService& service, TranscriptOptions given) {
         std::cout << escapedJson(json::serialize(shown(attempt, given.ansi))) << std::endl;
         co_return;
     }
-    FollowedTranscript transcript{
-        .file = given.ansi ? attempt.transcriptANSIPath : attempt.transcriptTextPath,
-        .isHarmless = !given.ansi};
-    if (given.follow) {
-        transcript.hasEnded = [&service, given, attempt] { return hasEnded(service, given, attempt); };
+    PrintedTranscript transcript{.file = given.ansi ? attempt.transcriptANSIPath : attempt.transcriptTextPath,
+                                 .isHarmless = !given.ansi};
+    if (!given.follow) {
+        co_return co_await printTranscript(std::move(transcript), clock, std::cout);
     }
-    co_await printTranscript(std::move(transcript), clock, std::cout);
+    const std::vector<std::string> path{
+        "v1", "queue", attempt.bugID, "attempts", std::to_string(attempt.attemptNumber), "transcript"};
+    FollowedTranscript followed{
+        .home = locateDispatchHome(given.home),
+        .target = controlTarget(path) + (given.ansi ? "?format=ansi" : "?format=plain"),
+        .stored = std::move(transcript)};
+    co_await followTranscript(std::move(followed), clock, std::cout);
 }
 
 std::vector<TimedOutput> timingOf(const SessionAttemptRecord& attempt) {

@@ -9,7 +9,10 @@
 #include <unistd.h>
 #include <boost/json/serialize.hpp>
 
+#include "host/agent/agent_terminal.hpp"
 #include "host/agent/output_timing.hpp"
+#include "host/control/channel_sending.hpp"
+#include "host/events/session_stage.hpp"
 #include "host/service/list_page.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/service_answer.hpp"
@@ -73,7 +76,7 @@ fs::path fileOf(const SessionAttemptRecord& attempt, Format format) {
     return timingFileOf(attempt.transcriptANSIPath);
 }
 
-fs::path transcriptOf(const QueueItemDetails& details, const std::string& number, Format format) {
+const SessionAttemptRecord& attemptOf(const QueueItemDetails& details, const std::string& number) {
     const auto attempt = std::ranges::find_if(details.attempts, [&](const SessionAttemptRecord& one) {
         return std::to_string(one.attemptNumber) == number;
     });
@@ -82,7 +85,26 @@ fs::path transcriptOf(const QueueItemDetails& details, const std::string& number
                                                            " has no attempt " + withoutControls(number) +
                                                            ".");
     }
-    return fileOf(*attempt, format);
+    return *attempt;
+}
+
+/// Notifies of all that a session's agent writes, and of its end.
+class GrowthSignal final : public AgentTerminal::Listener {
+  public:
+    explicit GrowthSignal(AsyncSignal grown) : grown_(std::move(grown)) {}
+
+    void wrote(std::uint64_t, std::string_view) override { grown_.notify(); }
+    void changed() override { grown_.notify(); }
+
+  private:
+    const AsyncSignal grown_;
+};
+
+/// The terminal of the attempt's agent, also of one that has ended just now.
+std::shared_ptr<AgentTerminal> terminalOf(const LiveScreens& screens, const std::string& bugID,
+                                          std::int64_t attempt) {
+    const auto agent = screens.look(bugID);
+    return agent && agent->attemptNumber == attempt ? agent->terminal : nullptr;
 }
 
 /// What is an agent's is never to be taken for a page.
@@ -143,14 +165,104 @@ Task<ControlResponse> AttemptResource::transcript(ControlRequest request) {
     const std::uint64_t most = std::min(queryNumber(request, "limit").value_or(usualBytes), mostBytes);
     try {
         const QueueItemDetails details = co_await uses_.service.queueItem(request.parameters.at(0));
-        fs::path file = transcriptOf(details, request.parameters.at(1), *format);
-        auto read = [directory = uses_.home / "sessions", file = std::move(file), first, most] {
-            return partBeneath(directory, file, first, static_cast<std::size_t>(most));
-        };
-        FilePart part = co_await uses_.background.run(std::move(read));
-        co_return shown(std::move(part), *format);
+        const SessionAttemptRecord& attempt = attemptOf(details, request.parameters.at(1));
+        Wanted wanted{.bugID = details.item.bugID,
+                      .attempt = attempt.attemptNumber,
+                      .file = fileOf(attempt, *format),
+                      .first = first};
+        if (request.wantsChannel) {
+            const bool isWhole = !co_await mayGrow(wanted);
+            if (isWhole) {
+                co_await part(wanted, 0);  // it must be there
+            }
+            ControlResponse response;
+            response.takeOver = [this, wanted](ControlChannel& channel) {
+                return sendUntilLeft(channel, "sending a transcript", send(channel, wanted));
+            };
+            co_return response;
+        }
+        FilePart read = co_await part(std::move(wanted), most);
+        co_return shown(std::move(read), *format);
     } catch (const ServiceError& error) {
         co_return problemOf(error);
+    }
+}
+
+Task<FilePart> AttemptResource::part(Wanted wanted, std::uint64_t most) const {
+    auto read = [directory = uses_.home / "sessions", file = std::move(wanted.file), first = wanted.first,
+                 most] { return partBeneath(directory, file, first, static_cast<std::size_t>(most)); };
+    return uses_.background.run(std::move(read));
+}
+
+/// A transcript is there from the first byte on that is written to it.
+Task<std::string> AttemptResource::more(Wanted wanted) const {
+    try {
+        FilePart read = co_await part(std::move(wanted), mostBytes);
+        co_return std::move(read.bytes);
+    } catch (const ServiceError&) {
+        co_return "";
+    }
+}
+
+/// Sends what there is. Whether the channel is open.
+Task<bool> AttemptResource::sendRest(ControlChannel& channel, Wanted& wanted) const {
+    while (true) {
+        ControlFrame frame{.isText = false};
+        frame.bytes = co_await more(wanted);
+        const std::size_t size = frame.bytes.size();
+        if (size == 0) {
+            co_return true;
+        }
+        const bool isOpen = co_await channel.send(std::move(frame));
+        if (!isOpen) {
+            co_return false;
+        }
+        wanted.first += size;
+    }
+}
+
+/// What an agent has written before it ended is in the file by then, so that is looked at first.
+Task<void> AttemptResource::send(ControlChannel& channel, Wanted wanted) const {
+    const AsyncSignal grown;
+    GrowthSignal growth(grown);
+    bool isWhole = false;
+    bool isOpen = true;
+    while (isOpen && !isWhole) {
+        const auto terminal = terminalOf(uses_.screens, wanted.bugID, wanted.attempt);
+        const auto listening = terminal ? terminal->listen(growth) : nullptr;
+        const bool grows = co_await mayGrow(wanted);
+        isWhole = !grows;
+        isOpen = co_await sendRest(channel, wanted);
+        if (isOpen && grows) {
+            co_await waitForMore(grown, terminal != nullptr);
+        }
+    }
+    if (isOpen) {
+        ControlFrame end{.bytes = transcriptEnd};
+        co_await channel.send(std::move(end));
+    }
+}
+
+Task<void> AttemptResource::waitForMore(AsyncSignal grown, bool hasTerminal) const {
+    constexpr std::chrono::seconds untilAnAgentStarts{2};
+    if (hasTerminal) {
+        co_await grown.wait();
+    } else {
+        co_await uses_.clock.sleepFor(untilAnAgentStarts);
+    }
+}
+
+/// An agent works on it, or may be about to.
+Task<bool> AttemptResource::mayGrow(Wanted wanted) const {
+    if (const auto terminal = terminalOf(uses_.screens, wanted.bugID, wanted.attempt)) {
+        co_return !terminal->hasEnded();
+    }
+    try {
+        const QueueItemDetails details = co_await uses_.service.queueItem(wanted.bugID);
+        const SessionAttemptRecord& attempt = attemptOf(details, std::to_string(wanted.attempt));
+        co_return isRunning(details.stage) && !attempt.endedAt && !attempt.exitCode;
+    } catch (const ServiceError&) {
+        co_return false;
     }
 }
 

@@ -2,27 +2,10 @@
 
 #include <utility>
 
-#include <boost/asio/cancellation_state.hpp>
-#include <boost/asio/this_coro.hpp>
-
-#include "host/process/caught_exception.hpp"
-#include "host/process/task_set.hpp"
+#include "host/control/channel_sending.hpp"
 #include "host/service/list_page.hpp"
 
 namespace quernlight::host {
-namespace {
-
-/// What a client sends is nothing to us, but shows that it is there.
-Task<void> receiveAll(ControlChannel& channel) {
-    bool isOpen = true;
-    while (isOpen) {
-        const auto frame = co_await channel.receive();
-        isOpen = frame.has_value();
-    }
-}
-
-}  // namespace
-
 EventResource::EventResource(EventPublisher& events, const Clock& clock, EventRecord::Limits limits)
     : clock_(clock), record_(clock.now(), limits), recording_(events.subscribe([this](const auto& event) {
           record_.add(event, clock_.now());
@@ -62,15 +45,9 @@ ControlResponse EventResource::listed(const ControlRequest& request) const {
 Task<void> EventResource::serve(ControlChannel& channel, std::optional<std::uint64_t> after) {
     const auto place = followers_.insert(followers_.end(), AsyncSignal());
     const std::shared_ptr<void> atEnd(nullptr, [this, place](void*) { followers_.erase(place); });
-    TaskSet tasks(co_await boost::asio::this_coro::executor, reportFailure);
-    tasks.add("telling a client of events", send(channel, after, *place));
-    const std::exception_ptr failure = co_await caughtException(receiveAll(channel));
-    // What uses the channel must have ended also when this is cancelled.
-    co_await boost::asio::this_coro::reset_cancellation_state(boost::asio::disable_cancellation());
-    co_await tasks.end();
-    if (failure) {
-        std::rethrow_exception(failure);
-    }
+    Task<void> sending = send(channel, after, *place);
+    std::string name = "telling a client of events";
+    co_await sendUntilLeft(channel, std::move(name), std::move(sending));
 }
 
 /// One event at a time: what waits for a client is in the record, which is bounded.

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/control/control_client.hpp"
 #include "host/process/user_error.hpp"
 #include "host/terminal/questionless_output.hpp"
 #include "quernlight/platform/control_characters.hpp"
@@ -14,7 +15,7 @@ namespace quernlight::host {
 namespace {
 
 constexpr std::size_t readAtOnce = std::size_t{64} << 10U;
-constexpr std::chrono::milliseconds followInterval{200};
+constexpr std::chrono::milliseconds reconnectPause{500};
 constexpr std::chrono::seconds longestPause{3};
 
 /// Puts the terminal back below what was played.
@@ -32,6 +33,46 @@ class Played {
     QuestionlessOutput output_;
 };
 
+/// Prints a transcript from its beginning, wherever its parts come from.
+class TranscriptPrinter {
+  public:
+    TranscriptPrinter(std::ostream& out, bool isHarmless) : out_(out), isHarmless_(isHarmless) {}
+
+    /// How many bytes of the transcript.
+    std::uint64_t printed() const { return printed_; }
+
+    /// What stands in the file behind what was printed.
+    Task<void> printFile(std::filesystem::path file, Clock& clock) {
+        TranscriptFile rest(std::move(file), printed_);
+        for (std::string bytes = rest.next(readAtOnce); !bytes.empty(); bytes = rest.next(readAtOnce)) {
+            print(bytes);
+            co_await clock.sleepFor(std::chrono::milliseconds(0));  // a signal is heard only here
+        }
+    }
+
+    /// What is told; whether it was told that no more comes.
+    Task<bool> printFrom(ControlChannel& channel) {
+        while (true) {
+            const auto frame = co_await channel.receive();
+            if (!frame || frame->isText) {
+                co_return frame.has_value();
+            }
+            print(frame->bytes);
+        }
+    }
+
+  private:
+    void print(std::string_view bytes) {
+        printed_ += bytes.size();
+        out_ << (isHarmless_ ? harmless_.pass(bytes) : std::string(bytes)) << std::flush;
+    }
+
+    std::ostream& out_;
+    const bool isHarmless_;
+    HarmlessText harmless_;
+    std::uint64_t printed_ = 0;
+};
+
 }  // namespace
 
 std::string HarmlessText::pass(std::string_view bytes) {
@@ -47,8 +88,8 @@ std::string HarmlessText::pass(std::string_view bytes) {
     return text;
 }
 
-TranscriptFile::TranscriptFile(std::filesystem::path file)
-    : file_(std::move(file)), stream_(file_, std::ios::binary) {
+TranscriptFile::TranscriptFile(std::filesystem::path file, std::uint64_t first)
+    : file_(std::move(file)), stream_(file_, std::ios::binary), read_(first) {
     if (!stream_) {
         throw UserError("The transcript " + file_.string() +
                         " cannot be read: " + std::generic_category().message(errno) + ".");
@@ -65,23 +106,29 @@ std::string TranscriptFile::next(std::size_t most) {
     return bytes;
 }
 
-Task<void> printTranscript(FollowedTranscript transcript, Clock& clock, std::ostream& out) {
-    TranscriptFile file(transcript.file);
-    HarmlessText harmless;
-    bool isLast = false;
-    while (true) {
-        std::string bytes = file.next(readAtOnce);
-        const bool isEnd = bytes.empty();
-        out << (transcript.isHarmless ? harmless.pass(bytes) : bytes) << std::flush;
-        if (isEnd && (isLast || !transcript.hasEnded)) {
-            co_return;
+Task<void> printTranscript(PrintedTranscript transcript, Clock& clock, std::ostream& out) {
+    TranscriptPrinter printer(out, transcript.isHarmless);
+    co_await printer.printFile(std::move(transcript.file), clock);
+}
+
+Task<void> followTranscript(FollowedTranscript transcript, Clock& clock, std::ostream& out) {
+    TranscriptPrinter printer(out, transcript.stored.isHarmless);
+    bool isOver = false;
+    while (!isOver) {
+        try {
+            std::string target = transcript.target + "&after=" + std::to_string(printer.printed());
+            const auto channel = co_await openChannel(transcript.home, std::move(target));
+            isOver = co_await printer.printFrom(*channel);
+        } catch (const OwnerNotRunning&) {
+            isOver = true;
+        } catch (const OwnerDidNotAnswer&) {
+            isOver = false;  // it may have gone meanwhile, which is seen the next time
         }
-        if (isEnd) {
-            isLast = co_await transcript.hasEnded();
+        if (!isOver) {
+            co_await clock.sleepFor(reconnectPause);
         }
-        // Also where there is more, for a signal is heard only here.
-        co_await clock.sleepFor(isEnd && !isLast ? followInterval : std::chrono::milliseconds(0));
     }
+    co_await printer.printFile(std::move(transcript.stored.file), clock);
 }
 
 std::chrono::milliseconds pauseOf(std::chrono::milliseconds pause, double speed) {

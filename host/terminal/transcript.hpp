@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -28,8 +27,8 @@ class HarmlessText {
 /// A transcript that may still grow. Reading blocks.
 class TranscriptFile {
   public:
-    /// Throws UserError when it cannot be read.
-    explicit TranscriptFile(std::filesystem::path file);
+    /// Behind its first bytes. Throws UserError when it cannot be read.
+    explicit TranscriptFile(std::filesystem::path file, std::uint64_t first = 0);
 
     /// What comes next, at most `most` bytes; empty at the end so far.
     std::string next(std::size_t most);
@@ -37,18 +36,27 @@ class TranscriptFile {
   private:
     const std::filesystem::path file_;
     std::ifstream stream_;
-    std::uint64_t read_ = 0;
+    std::uint64_t read_;
 };
 
-struct FollowedTranscript {
+struct PrintedTranscript {
     std::filesystem::path file{};
     bool isHarmless = true;  ///< or as it is
-    /// Whether no more comes; asked at the end of what there is. Empty: what there is is all.
-    std::function<Task<bool>()> hasEnded{};
 };
 
-/// Prints a transcript, and what is added until it has ended. Clock and stream outlive it.
-Task<void> printTranscript(FollowedTranscript transcript, Clock& clock, std::ostream& out);
+/// Prints what there is of a transcript. Clock and stream outlive it.
+Task<void> printTranscript(PrintedTranscript transcript, Clock& clock, std::ostream& out);
+
+/// A transcript that the owner of a home tells as it grows.
+struct FollowedTranscript {
+    std::filesystem::path home{};
+    std::string target{};  ///< what is asked for
+    PrintedTranscript stored{};
+};
+
+/// Prints a transcript, and what is added until its attempt, or the owner, has ended: it is told, and nothing
+/// is asked in between. Clock and stream outlive it. Throws UserError for what the owner refuses.
+Task<void> followTranscript(FollowedTranscript transcript, Clock& clock, std::ostream& out);
 
 /// How long a pause of a recording takes when it is played so many times as fast: never longer than three
 /// seconds.

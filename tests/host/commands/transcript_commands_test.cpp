@@ -71,7 +71,10 @@ TEST_F(TranscriptCommandsTest, AFollowedTranscriptEndsWithItsAttempt) {
     const auto program = work("approval");
     const auto following = start(line({"log", "11111111", "-f"}));
     ASSERT_TRUE(following->says("Yes, proceed")) << following->errorText();
-    EXPECT_EQ(sessions({"send", "11111111", "", "--enter"}).exitCode, 0);
+    const auto sent = sessions({"send", "1111", "", "--enter", "--json"});
+    EXPECT_EQ(sent.exitCode, 0) << sent.error;
+    EXPECT_EQ(sent.output, R"({"text":"","enter":true,"raw":false,"bug":"11111111"})"
+                           "\n");
     EXPECT_EQ(following->exitCode(), 0) << following->errorText();
     EXPECT_THAT(following->output(), HasSubstr("/exit"));
 }

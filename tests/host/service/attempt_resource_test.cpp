@@ -1,10 +1,17 @@
 #include "host/service/attempt_resource.hpp"
 
+#include <fstream>
+
 #include <sys/stat.h>
 #include <boost/json/parse.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/agent/agent_terminal.hpp"
+#include "host/agent/ready_prompts.hpp"
+#include "host/control/control_client.hpp"
+#include "host/control/control_server.hpp"
+#include "tests/host/fake_codex_runner.hpp"
 #include "tests/host/service/service_fixture.hpp"
 
 namespace quernlight::host {
@@ -43,7 +50,10 @@ class AttemptResourceTest : public test::ServiceFixture {
     const fs::path folder = home / "sessions" / "A" / "attempts" / "2";
     SessionAttemptRecord attempt;
     BackgroundExecutor background;
-    AttemptResource resource{{.service = *service, .background = background, .home = home}};
+    LiveScreens screens;
+    SystemClock clock;
+    AttemptResource resource{
+        {.service = *service, .background = background, .screens = screens, .clock = clock, .home = home}};
     ControlRouter router;
 };
 
@@ -99,6 +109,68 @@ TEST_F(AttemptResourceTest, NothingOutsideOfTheSessionsIsShown) {
     // The first attempt's transcripts are beside the home.
     writeFile(directory / "transcript.txt", "secret");
     EXPECT_EQ(get("1111/attempts/1/transcript").status, 404U);
+}
+
+/// An agent works on the second attempt, and an owner answers.
+class FollowedAttemptTest : public AttemptResourceTest {
+  protected:
+    ~FollowedAttemptTest() override { run(server.end()); }
+
+    std::unique_ptr<ControlChannel> follow(const std::string& query = "") {
+        return run(openChannel(home, "/v1/queue/1111/attempts/2/transcript" + query));
+    }
+    void writes(const std::string& text) {
+        std::ofstream(folder / "transcript.txt", std::ios::app) << text;
+        terminal->write(text);
+    }
+    /// What comes next: bytes, a text, or nothing more.
+    std::string next(ControlChannel& channel) {
+        const auto frame = run(channel.receive());
+        return frame ? frame->bytes : "closed";
+    }
+
+    ReadyPrompts prompts{io.get_executor()};
+    BackgroundExecutor drawing;
+    test::FakeCodexRunner agent{prompts, clock};
+    const TerminalSize size{.columns = 80, .rows = 24};
+    const std::shared_ptr<AgentTerminal> terminal = std::make_shared<AgentTerminal>(
+        agent, clock, randomUuid(), std::make_shared<SessionScreen>(drawing, size, SessionScreen::Observer()),
+        size);
+    const LiveScreens::Entry shown =
+        screens.enter("11111111", [this] { return LiveAgent{.attemptNumber = 2, .terminal = terminal}; });
+    ControlServer server{io.get_executor(), home, router, clock};
+};
+
+TEST_F(FollowedAttemptTest, ATranscriptIsToldAsItGrowsUntilTheAgentHasEnded) {
+    const auto channel = follow();
+    EXPECT_EQ(next(*channel), "Hello\nWorld\n");
+    writes("One\n");
+    EXPECT_EQ(next(*channel), "One\n");
+    writes("Two\n");
+    terminal->end(0);
+    EXPECT_EQ(next(*channel), "Two\n");
+    EXPECT_EQ(next(*channel), transcriptEnd);
+    EXPECT_EQ(next(*channel), "closed");
+}
+
+TEST_F(FollowedAttemptTest, WhoComesBackIsToldWhatWasMissed) {
+    writes("One\n");
+    EXPECT_EQ(next(*follow("?after=6")), "World\nOne\n");
+}
+
+TEST_F(FollowedAttemptTest, WhatHasEndedComesWholeAndEnds) {
+    terminal->end(0);
+    const auto channel = follow("?format=ansi");
+    EXPECT_EQ(next(*channel), "\x1b[1mHello\x1b[m\n");
+    EXPECT_EQ(next(*channel), transcriptEnd);
+    EXPECT_EQ(next(*channel), "closed");
+}
+
+TEST_F(FollowedAttemptTest, WhatIsNotThereAndNeverWillBeIsNotFound) {
+    terminal->end(0);
+    fs::remove(folder / "timing.txt");
+    EXPECT_THROW(follow("?format=timing"), UserError);
+    EXPECT_THROW(run(openChannel(home, "/v1/queue/1111/attempts/3/transcript")), UserError);
 }
 
 class PartBeneathTest : public testing::Test {

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/control/control_server.hpp"
 #include "host/process/user_error.hpp"
 #include "tests/support/run_task.hpp"
 #include "tests/support/temporary_directory.hpp"
@@ -45,7 +46,7 @@ class TranscriptTest : public testing::Test {
     TranscriptTest() { add("one\n"); }
 
     void add(const std::string& text) { std::ofstream(file, std::ios::app) << text; }
-    std::string printed(FollowedTranscript transcript) {
+    std::string printed(PrintedTranscript transcript) {
         transcript.file = file;
         std::ostringstream out;
         test::runTask(printTranscript(std::move(transcript), clock, out));
@@ -63,13 +64,51 @@ TEST_F(TranscriptTest, IsPrintedUpToItsEnd) {
     EXPECT_EQ(printed({.isHarmless = false}), "one\n\x1b[2Jtwo\n");
 }
 
-TEST_F(TranscriptTest, IsFollowedUntilItHasEnded) {
-    int asked = 0;
-    const auto hasEnded = [&]() -> Task<bool> {
-        add(++asked == 3 ? "last words\n" : std::to_string(asked) + "\n");
-        return [](bool is) -> Task<bool> { co_return is; }(asked == 3);
-    };
-    EXPECT_EQ(printed({.hasEnded = hasEnded}), "one\n1\n2\nlast words\n");
+/// An owner that tells the transcript in parts, one for each connection.
+class FollowedTranscriptTest : public TranscriptTest {
+  protected:
+    FollowedTranscriptTest() {
+        router.add("GET", "/v1/transcript", Audience::people,
+                   [this](ControlRequest request) { return told(std::move(request)); });
+    }
+    Task<ControlResponse> told(ControlRequest request) {
+        asked.push_back(request.target.substr(request.target.find("after")));
+        ControlResponse response;
+        response.takeOver = [this](ControlChannel& channel) { return tell(channel); };
+        co_return response;
+    }
+    Task<void> tell(ControlChannel& channel) {
+        const bool isLast = asked.size() == 2;
+        ControlFrame part{.isText = false, .bytes = isLast ? "two\n" : "one\n"};
+        co_await channel.send(std::move(part));
+        if (isLast) {
+            ControlFrame end{.bytes = "{}"};
+            co_await channel.send(std::move(end));
+        }
+    }
+    std::string followed() {
+        std::ostringstream out;
+        FollowedTranscript transcript{
+            .home = directory.path(), .target = "/v1/transcript?format=plain", .stored = {.file = file}};
+        test::runTask(io, followTranscript(std::move(transcript), clock, out));
+        return out.str();
+    }
+
+    boost::asio::io_context io;
+    ControlRouter router;
+    std::vector<std::string> asked;
+};
+
+TEST_F(FollowedTranscriptTest, GoesOnBehindWhatWasToldAndEndsWithWhatIsStored) {
+    add("two\nthree\n");
+    ControlServer owner(io.get_executor(), directory.path(), router, clock);
+    EXPECT_EQ(followed(), "one\ntwo\nthree\n");
+    EXPECT_THAT(asked, ElementsAre("after=0", "after=4"));
+    test::runTask(io, owner.end());
+}
+
+TEST_F(FollowedTranscriptTest, IsWhatIsStoredWhereNoOwnerRuns) {
+    EXPECT_EQ(followed(), "one\n");
 }
 
 TEST_F(TranscriptTest, OneThatIsNotThereIsNamed) {
