@@ -107,7 +107,8 @@ class Demo {
         OwnedStore owned = co_await openOwned(directory_.dispatchHome());
         MappingRequest request{
             .bundleID = demoBundleID, .appName = demoAppName, .repository = directory_.checkout().string()};
-        co_await storeMapping(std::move(owned), std::move(request));
+        AppMapping mapping = co_await checkedMapping(owned.home, std::move(request));
+        co_await storeMapping(std::move(owned), std::move(mapping));
     }
 
     const DemoDirectory& directory_;

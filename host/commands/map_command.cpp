@@ -9,11 +9,9 @@
 #include "host/commands/command_output.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
-#include "host/process/dispatch_home.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/configuration_json.hpp"
 #include "host/service/json_fields.hpp"
-#include "host/service/remote_check.hpp"
 #include "host/text/terminal_text.hpp"
 
 namespace quernlight::host {
@@ -35,15 +33,15 @@ Table tableOf(const std::vector<AppMapping>& mappings) {
 }
 
 Task<void> mapSet(DispatchService& service, MapOptions given) {
-    const AppMapping mapping = co_await service.setMapping(std::move(given.request));
-    const std::string trouble = co_await remoteTrouble(findDispatchHome(given.home), mapping);
-    if (!trouble.empty()) {
-        std::cerr << "Warning: " << withoutControls(trouble) << std::endl;
+    const StoredMapping stored = co_await service.setMapping(std::move(given.request));
+    for (const std::string& warning : stored.warnings) {
+        std::cerr << "Warning: " << withoutControls(warning) << std::endl;
     }
     CommandOutput output;
     if (given.json) {
-        co_return output.printJson(jsonOf(mapping));
+        co_return output.printJson(jsonOf(stored));
     }
+    const AppMapping& mapping = stored.mapping;
     output.print(
         withoutControls(mapping.bundleID + " (" + mapping.appName) + ") is worked on in " +
         withoutControls(mapping.repoPath) + ", from branch " + withoutControls(mapping.baseBranch) +

@@ -37,6 +37,16 @@ AppMapping readMapping(const json::value& value) {
             .codexProfile = fields.text("profile")};
 }
 
+json::object jsonOf(const StoredMapping& stored) {
+    json::object object = jsonOf(stored.mapping);
+    object["warnings"] = jsonArray(stored.warnings, jsonText);
+    return object;
+}
+
+StoredMapping readStoredMapping(const json::value& value) {
+    return {.mapping = readMapping(value), .warnings = JsonFields(value).texts("warnings")};
+}
+
 json::object jsonOf(const MappingCheck& check) {
     json::object object = jsonOf(check.mapping);
     object["trouble"] = check.trouble.empty() ? json::value(nullptr) : jsonText(check.trouble);

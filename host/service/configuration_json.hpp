@@ -13,6 +13,10 @@ namespace quernlight::host {
 boost::json::object jsonOf(const AppMapping& mapping);
 AppMapping readMapping(const boost::json::value& value);
 
+/// The mapping, and "warnings".
+boost::json::object jsonOf(const StoredMapping& stored);
+StoredMapping readStoredMapping(const boost::json::value& value);
+
 /// The mapping, and "trouble": null when bugs can be worked on there.
 boost::json::object jsonOf(const MappingCheck& check);
 MappingCheck readMappingCheck(const boost::json::value& value);

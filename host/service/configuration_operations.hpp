@@ -21,6 +21,12 @@ struct MappingRequest {
     std::optional<std::string> worktrees{};  ///< absent: beside the repository
 };
 
+/// A mapping that was stored.
+struct StoredMapping {
+    AppMapping mapping{};                 ///< with resolved paths
+    std::vector<std::string> warnings{};  ///< a sentence for each thing that keeps work from being pushed now
+};
+
 /// A mapping, looked at.
 struct MappingCheck {
     AppMapping mapping{};

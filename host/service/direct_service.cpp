@@ -6,6 +6,7 @@
 #include "host/process/user_error.hpp"
 #include "host/service/outcome_operations.hpp"
 #include "host/service/preserved_operations.hpp"
+#include "host/service/remote_check.hpp"
 #include "host/service/review_operations.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
@@ -121,13 +122,21 @@ void tellChanged(const LiveSources& live) {
     }
 }
 
-/// A request that nobody can mean makes no home.
-Task<AppMapping> changeMapping(StoreAccess& access, const LiveSources& live, MappingRequest request) {
+/// All looks come before the home is owned, or made: a remote may take its time, and a mapping that cannot be
+/// used changes nothing.
+Task<StoredMapping> changeMapping(StoreAccess& access, const LiveSources& live, MappingRequest request) {
     requireNames(request);
+    const std::filesystem::path home = access.chosenHome();
+    StoredMapping stored;
+    stored.mapping = co_await checkedMapping(home, std::move(request));
+    std::string trouble = co_await remoteTrouble(home, stored.mapping);
+    if (!trouble.empty()) {
+        stored.warnings.push_back(std::move(trouble));
+    }
     OwnedStore owned = co_await access.forMappings();
-    AppMapping mapping = co_await storeMapping(std::move(owned), std::move(request));
+    co_await storeMapping(std::move(owned), stored.mapping);
     tellChanged(live);
-    co_return mapping;
+    co_return stored;
 }
 
 Task<AppMapping> forgetMapping(StoreAccess& access, const LiveSources& live, const BackendAccess& backend,
@@ -227,7 +236,7 @@ Task<std::vector<AppMapping>> DirectService::mappings() {
     return withServiceErrors(listMappings(*access_));
 }
 
-Task<AppMapping> DirectService::setMapping(MappingRequest request) {
+Task<StoredMapping> DirectService::setMapping(MappingRequest request) {
     return withServiceErrors(changeMapping(*access_, live_, std::move(request)));
 }
 

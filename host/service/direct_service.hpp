@@ -21,7 +21,7 @@ class DirectService final : public DispatchService {
     Task<QueueEntry> change(QueueChange change) override;
 
     Task<std::vector<AppMapping>> mappings() override;
-    Task<AppMapping> setMapping(MappingRequest request) override;
+    Task<StoredMapping> setMapping(MappingRequest request) override;
     Task<AppMapping> removeMapping(std::string bundleID) override;
     Task<std::vector<MappingCheck>> checkMappings() override;
 

@@ -41,9 +41,10 @@ class DispatchService {
     /// By the apps' names.
     virtual Task<std::vector<AppMapping>> mappings() = 0;
 
-    /// In place of the bundle's last one; releases the bugs that waited for it. `invalid` for a repository
-    /// that cannot be used, `busy` while another process owns the home.
-    virtual Task<AppMapping> setMapping(MappingRequest request) = 0;
+    /// In place of the bundle's last one; releases the bugs that waited for it. Looks at the remote, too,
+    /// which takes ten seconds at most. `invalid` for a repository that cannot be used, `busy` while another
+    /// process owns the home.
+    virtual Task<StoredMapping> setMapping(MappingRequest request) = 0;
 
     /// Returns the mapping as it was. `notFound`; `refused` while a session works for the app; `busy`.
     virtual Task<AppMapping> removeMapping(std::string bundleID) = 0;

@@ -44,7 +44,7 @@ class HomeService final : public DispatchService {
     Task<std::vector<AppMapping>> mappings() override {
         return either(Effect::reads, [](DispatchService& service) { return service.mappings(); });
     }
-    Task<AppMapping> setMapping(MappingRequest request) override {
+    Task<StoredMapping> setMapping(MappingRequest request) override {
         return either(Effect::changes, [=](DispatchService& service) { return service.setMapping(request); });
     }
     Task<AppMapping> removeMapping(std::string bundleID) override {

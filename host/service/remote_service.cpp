@@ -157,9 +157,9 @@ Task<std::vector<AppMapping>> RemoteService::mappings() {
     return askedAll(home_, {"v1", "mappings"}, readMapping);
 }
 
-Task<AppMapping> RemoteService::setMapping(MappingRequest request) {
+Task<StoredMapping> RemoteService::setMapping(MappingRequest request) {
     const Path path{"v1", "mappings", request.bundleID};
-    return asked(home_, send("PUT", path, jsonOf(request)), readMapping);
+    return asked(home_, send("PUT", path, jsonOf(request)), readStoredMapping);
 }
 
 Task<AppMapping> RemoteService::removeMapping(std::string bundleID) {

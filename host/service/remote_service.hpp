@@ -19,7 +19,7 @@ class RemoteService final : public DispatchService {
     Task<QueueEntry> change(QueueChange change) override;
 
     Task<std::vector<AppMapping>> mappings() override;
-    Task<AppMapping> setMapping(MappingRequest request) override;
+    Task<StoredMapping> setMapping(MappingRequest request) override;
     Task<AppMapping> removeMapping(std::string bundleID) override;
     Task<std::vector<MappingCheck>> checkMappings() override;
 

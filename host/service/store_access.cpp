@@ -15,6 +15,10 @@ std::filesystem::path HomeAccess::home() {
     return findDispatchHome(chosen_);
 }
 
+std::filesystem::path HomeAccess::chosenHome() {
+    return locateDispatchHome(chosen_);
+}
+
 Task<DispatchStore> HomeAccess::forReading() {
     co_return co_await DispatchStore::openForReading(findDispatchHome(chosen_));
 }

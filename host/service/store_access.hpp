@@ -34,6 +34,9 @@ class StoreAccess {
     /// The home, which is there.
     virtual std::filesystem::path home() = 0;
 
+    /// The same place whether it is there or not.
+    virtual std::filesystem::path chosenHome() = 0;
+
     virtual Task<DispatchStore> forReading() = 0;
     virtual Task<DispatchStore> forSettings(MissingHome missing) = 0;
     virtual Task<OwnedStore> forQueue() = 0;
@@ -49,6 +52,7 @@ class HomeAccess final : public StoreAccess {
     explicit HomeAccess(ChosenHome chosen) : chosen_(std::move(chosen)) {}
 
     std::filesystem::path home() override;
+    std::filesystem::path chosenHome() override;
 
     Task<DispatchStore> forReading() override;
     Task<DispatchStore> forSettings(MissingHome missing) override;
@@ -69,6 +73,7 @@ class OwnerAccess final : public StoreAccess {
     OwnerAccess(std::filesystem::path home, DispatchStore store, QueueManager& manager);
 
     std::filesystem::path home() override { return owned_.home; }
+    std::filesystem::path chosenHome() override { return owned_.home; }
 
     Task<DispatchStore> forReading() override;
     Task<DispatchStore> forSettings(MissingHome missing) override;

@@ -98,11 +98,9 @@ void requireNames(const MappingRequest& request) {
     requireName("--worktrees", request.worktrees.value_or("beside the checkout"));
 }
 
-Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request) {
-    AppMapping mapping = co_await checkedMapping(owned.home, std::move(request));
+Task<void> storeMapping(OwnedStore owned, AppMapping mapping) {
     co_await owned.store.mappings.upsert(mapping);
     co_await owned.manager->releaseWaitingItems(mapping.bundleID);
-    co_return mapping;
 }
 
 Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, ItemUses uses) {

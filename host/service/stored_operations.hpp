@@ -55,9 +55,8 @@ void requireNames(const MappingRequest& request);
 /// Throws ServiceError otherwise; changes nothing. Git runs as the home's own.
 Task<AppMapping> checkedMapping(std::filesystem::path home, MappingRequest request);
 
-/// Checks the repository and its base branch, stores the mapping in place of the bundle's last one and
-/// releases the bugs that waited for it. Returns it with resolved paths. Git runs as the home's own.
-Task<AppMapping> storeMapping(OwnedStore owned, MappingRequest request);
+/// Stores the mapping in place of the bundle's last one and releases the bugs that waited for it.
+Task<void> storeMapping(OwnedStore owned, AppMapping mapping);
 
 /// Forgets the mapping, and returns it. Refused while a session works for the app.
 Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, ItemUses uses);

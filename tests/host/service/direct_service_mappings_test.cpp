@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/process/home_lock.hpp"
 #include "tests/host/service/service_fixture.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
 
@@ -23,7 +24,7 @@ class DirectServiceMappingsTest : public test::ServiceFixture {
 };
 
 TEST_F(DirectServiceMappingsTest, AMappingThatIsSetIsListedWithWorktreesBesideTheRepository) {
-    const AppMapping mapping = run(service->setMapping(request()));
+    const AppMapping mapping = run(service->setMapping(request())).mapping;
     EXPECT_EQ(mapping.repoPath, checkout());
     EXPECT_EQ(mapping.worktreeRootPath, checkout() + "-worktrees");
     EXPECT_EQ(mapping.baseBranch, "main");
@@ -34,7 +35,7 @@ TEST_F(DirectServiceMappingsTest, AMappingThatIsSetAgainReplacesTheFirst) {
     run(service->setMapping(request()));
     MappingRequest elsewhere = request();
     elsewhere.worktrees = directory / "elsewhere";
-    const AppMapping second = run(service->setMapping(elsewhere));
+    const AppMapping second = run(service->setMapping(elsewhere)).mapping;
     EXPECT_EQ(second.worktreeRootPath, (directory / "elsewhere").string());
     EXPECT_THAT(run(service->mappings()), ElementsAre(second));
 }
@@ -50,12 +51,12 @@ TEST_F(DirectServiceMappingsTest, APathInsideTheCheckoutMapsTheWholeRepository) 
     std::filesystem::create_directories(repository.directory() / "src");
     MappingRequest inside = request();
     inside.repository += "/src/";
-    EXPECT_EQ(run(service->setMapping(inside)).repoPath, checkout());
+    EXPECT_EQ(run(service->setMapping(inside)).mapping.repoPath, checkout());
 }
 
 TEST_F(DirectServiceMappingsTest, AWarningOfGitIsNoPartOfWhatIsStored) {
     repository.git({"config", "core.fsyncMethod", "unheard of"});
-    EXPECT_EQ(run(service->setMapping(request())).repoPath, checkout());
+    EXPECT_EQ(run(service->setMapping(request())).mapping.repoPath, checkout());
 }
 
 /// As git prints them, so that what it says of them is recognised.
@@ -65,9 +66,50 @@ TEST_F(DirectServiceMappingsTest, PathsThroughSymbolicLinksAreStoredResolved) {
     MappingRequest linked = request();
     linked.repository = link / "shop";
     linked.worktrees = link / "new/worktrees";
-    const AppMapping mapping = run(service->setMapping(linked));
+    const AppMapping mapping = run(service->setMapping(linked)).mapping;
     EXPECT_EQ(mapping.repoPath, checkout());
     EXPECT_EQ(mapping.worktreeRootPath, repository.scratch("new/worktrees").string());
+}
+
+TEST_F(DirectServiceMappingsTest, BesideAnOwnerNoMappingIsStored) {
+    store();
+    const HomeLock owner(home);
+    EXPECT_EQ(codeOf(service->setMapping(request())), busy);
+    EXPECT_THAT(run(service->mappings()), testing::IsEmpty());
+}
+
+TEST_F(DirectServiceMappingsTest, ARepositoryThatCannotBeUsedMakesNoHome) {
+    MappingRequest nowhere = request();
+    nowhere.repository += "-away";
+    EXPECT_EQ(codeOf(service->setMapping(nowhere)), invalid);
+    EXPECT_FALSE(std::filesystem::exists(home));
+}
+
+struct RemoteState {
+    const char* name;
+    std::vector<std::string> git;  ///< what makes it so
+    const char* base;
+    const char* warning;  ///< empty: none
+};
+
+/// Git as it is found here, without the transport to the fixture's host.
+TEST_F(DirectServiceMappingsTest, WhatKeepsWorkFromBeingPushedIsAWarningAndTheMappingIsStored) {
+    const std::string bare = repository.bare();
+    const std::vector<RemoteState> rows{
+        {"all is well", {"remote", "set-url", "origin", bare}, "main", ""},
+        {"no base there", {"branch", "release"}, "release", "has no branch \"release\", into which work"},
+        {"away", {"remote", "set-url", "origin", bare + "-away"}, "main", "cannot be reached now ("},
+        {"no remote", {"remote", "remove", "origin"}, "main", "has no remote, so that no agent can push"},
+    };
+    for (const RemoteState& row : rows) {
+        repository.git(row.git);
+        MappingRequest wanted = request();
+        wanted.baseBranch = row.base;
+        const StoredMapping stored = run(service->setMapping(wanted));
+        EXPECT_EQ(run(service->mappings()).at(0).baseBranch, row.base) << row.name;
+        EXPECT_EQ(stored.warnings.empty(), std::string(row.warning).empty()) << row.name;
+        EXPECT_THAT(stored.warnings.empty() ? "" : stored.warnings.front(), testing::HasSubstr(row.warning));
+    }
 }
 
 struct Refusal {

@@ -229,16 +229,13 @@ TEST_F(DirectServiceTest, BesideAnOwnerEverythingIsReadAndSettingsMayChange) {
     EXPECT_EQ(run(service->setSetting("sessions.max", "4")).text, "4");
 }
 
-TEST_F(DirectServiceTest, BesideAnOwnerQueueAndMappingsDoNotChange) {
+TEST_F(DirectServiceTest, BesideAnOwnerTheQueueDoesNotChange) {
     const BugQueueItem item = enqueue("11111111");
     const HomeLock owner(home);
     const auto error = errorOf(service->change({.action = QueueAction::cancel, .bugID = "11111111"}));
     EXPECT_EQ(error.code(), busy);
     EXPECT_THAT(error.what(), HasSubstr("belongs to process "));
     EXPECT_EQ(stored(item), item);
-    EXPECT_EQ(codeOf(service->setMapping(
-                  {.bundleID = "com.acme.shop", .appName = "Shop", .repository = "/code/shop"})),
-              busy);
 }
 
 TEST_F(DirectServiceTest, WhoHasBegunToChangeTheQueueOwnsTheHomeUntilItLeaves) {
