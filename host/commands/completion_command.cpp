@@ -28,8 +28,8 @@ DirectService serviceOf(const Completion& completion) {
 }
 
 Task<void> readBugs(DispatchService& service, Candidates& candidates) {
-    const std::vector<QueueEntry> entries = co_await service.queue();
-    for (const QueueEntry& entry : entries) {
+    const QueueList queue = co_await service.queue();
+    for (const QueueEntry& entry : queue.entries) {
         candidates.push_back({BugID::normalized(entry.item.bugID),
                               std::string(statusText(entry.stage)) + ": " + entry.item.title});
     }

@@ -11,13 +11,11 @@
 #include "host/commands/queue_wait.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/events/session_stage.hpp"
-#include "host/process/dispatch_home.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/json_fields.hpp"
 #include "host/service/queue_json.hpp"
 #include "host/service/queue_text.hpp"
 #include "host/service/service_error.hpp"
-#include "host/store/readable_queue.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/identifiers.hpp"
@@ -47,12 +45,12 @@ struct ChangeOptions {
     bool json = false;
 };
 
-/// The list itself is for programs, too, so this goes where errors go.
-Task<void> nameUnreadable(std::filesystem::path home) {
-    const DispatchStore store = co_await DispatchStore::openForReading(std::move(home));
-    for (const UnreadableItem& row : co_await unreadableItems(store)) {
-        std::cerr << describe(row) << std::endl;
+json::array shownAsJson(const std::vector<QueueEntry>& shown, const std::vector<UnreadableBug>& unreadable) {
+    json::array array = jsonArray(shown, [](const QueueEntry& entry) { return jsonOf(entry); });
+    for (const UnreadableBug& bug : unreadable) {
+        array.push_back(jsonOf(bug));
     }
+    return array;
 }
 
 bool isSameName(const std::string& left, const std::string& right) {
@@ -76,8 +74,11 @@ Task<std::string> unknownApp(DispatchService& service, const std::vector<QueueEn
 }
 
 Task<void> list(DispatchService& service, ListOptions given) {
-    const auto entries = co_await service.queue();
-    co_await nameUnreadable(findDispatchHome(given.home));
+    const QueueList queue = co_await service.queue();
+    const std::vector<QueueEntry>& entries = queue.entries;
+    for (const UnreadableBug& bug : queue.unreadable) {  // also where its list is read by a program
+        std::cerr << withoutControls(bug.sentence) << std::endl;
+    }
     const auto shown = filtered(entries, given.filter);
     const std::string trouble = co_await unknownApp(service, entries, given.filter);
     if (!trouble.empty()) {
@@ -85,11 +86,11 @@ Task<void> list(DispatchService& service, ListOptions given) {
     }
     CommandOutput output;
     if (given.json) {
-        co_return output.printJson(jsonArray(shown, [](const QueueEntry& entry) { return jsonOf(entry); }));
+        co_return output.printJson(shownAsJson(shown, queue.unreadable));
     }
     if (!shown.empty()) {
         output.print(queueTable(shown, currentInstant()));
-    } else if (entries.empty()) {
+    } else if (entries.empty() && queue.unreadable.empty()) {
         output.print("The queue is empty; bugs come in with: quernlight-dispatch run\n");
     } else {
         output.print("No bug of the queue is like that.\n");

@@ -20,7 +20,8 @@ struct StatusOptions {
 Task<void> tell(DispatchService& service, bool asJson, bool& needsAttention) {
     DispatchStatus status;
     status.health = co_await service.health();
-    status.queue = co_await service.queue();
+    QueueList queue = co_await service.queue();
+    status.queue = std::move(queue.entries);
     status.sessions = co_await service.sessions();
     const SettingValue agent = co_await service.setting("agent.command");
     status.agent = agent.text;

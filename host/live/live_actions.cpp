@@ -61,8 +61,8 @@ bool waits(const QueueEntry& entry) {
 
 /// What is drawn may be older than the queue.
 Task<LiveOutcome> moved(LiveWish wish, DispatchService& service) {
-    const std::vector<QueueEntry> queue = co_await service.queue();
-    auto place = placeOf(wish, queue);
+    const QueueList queue = co_await service.queue();
+    auto place = placeOf(wish, queue.entries);
     if (!place) {
         co_return LiveOutcome{
             .sentence = "The queue has changed; bug " + wish.bugID + " was left where it is. Look again.",

@@ -102,7 +102,8 @@ Task<void> LiveLook::askForQuestions(const std::vector<QueueEntry>& queue) {
 Task<LiveAnswers> LiveLook::answers() {
     LiveAnswers answers;
     answers.health = co_await service_.health();
-    answers.queue = co_await service_.queue();
+    QueueList queue = co_await service_.queue();
+    answers.queue = std::move(queue.entries);
     answers.sessions = co_await service_.sessions();
     if (std::ranges::all_of(answers.queue, isOutOfSight)) {
         const auto mappings = co_await service_.mappings();

@@ -78,8 +78,8 @@ void MetricsResource::offerOn(ControlRouter& router) {
 
 Task<ControlResponse> MetricsResource::respond() const {
     const std::vector<RunningSession> sessions = co_await uses_.service.sessions();
-    const std::vector<QueueEntry> queue = co_await uses_.service.queue();
-    std::vector<Metric> metrics = queueMetrics(sessions, queue);
+    const QueueList queue = co_await uses_.service.queue();
+    std::vector<Metric> metrics = queueMetrics(sessions, queue.entries);
     append(metrics, counts_.metrics());
     metrics.push_back(counter("quernlight_backend_polls_total", "Requests to the backend that were tried.",
                               uses_.backend.asked()));

@@ -27,14 +27,14 @@ SessionStage stageNow(const std::map<std::string, BugProgress>& progress, const 
     return live != progress.end() && isRunning(live->second.stage) ? live->second.stage : stored;
 }
 
-Task<std::vector<QueueEntry>> listQueue(StoreAccess& access, const LiveSources& live) {
+Task<QueueList> listQueue(StoreAccess& access, const LiveSources& live) {
     DispatchStore store = co_await access.forReading();
-    auto entries = co_await queueEntries(std::move(store));
+    QueueList list = co_await queueList(std::move(store));
     const auto progress = progressOf(live);
-    for (QueueEntry& entry : entries) {
+    for (QueueEntry& entry : list.entries) {
         entry.stage = stageNow(progress, entry.item.bugID, entry.stage);
     }
-    co_return entries;
+    co_return list;
 }
 
 void addLive(QueueItemDetails& details, const LiveSources& live) {
@@ -210,7 +210,8 @@ Task<HealthReport> showHealth(StoreAccess& access, const LiveSources& live) {
         report.owner->agentVersion = co_await live.agentVersion();
     }
     report.alerts.insert(report.alerts.end(), stored.alerts.begin(), stored.alerts.end());
-    for (QueueEntry& entry : co_await listQueue(access, live)) {
+    QueueList queue = co_await listQueue(access, live);
+    for (QueueEntry& entry : queue.entries) {
         if (needsAttention(entry.stage)) {
             report.needPerson.push_back(std::move(entry));
         }
@@ -220,7 +221,7 @@ Task<HealthReport> showHealth(StoreAccess& access, const LiveSources& live) {
 
 }  // namespace
 
-Task<std::vector<QueueEntry>> DirectService::queue() {
+Task<QueueList> DirectService::queue() {
     return withServiceErrors(listQueue(*access_, live_));
 }
 

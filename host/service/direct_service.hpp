@@ -16,7 +16,7 @@ class DirectService final : public DispatchService {
                            BackendAccess backend = {})
         : access_(std::move(access)), live_(std::move(live)), backend_(std::move(backend)) {}
 
-    Task<std::vector<QueueEntry>> queue() override;
+    Task<QueueList> queue() override;
     Task<QueueItemDetails> queueItem(std::string bugID) override;
     Task<QueueEntry> change(QueueChange change) override;
 

@@ -25,8 +25,8 @@ class DispatchService {
     // The queue. A bug is named by its id or an unambiguous beginning of it. `notFound`: no such bug, or one
     // whose work was merged, of which the sentence tells; `ambiguous`: several.
 
-    /// All items: by queue (the automatic one first), then position; also those that have left their queue.
-    virtual Task<std::vector<QueueEntry>> queue() = 0;
+    /// All items, and what cannot be read.
+    virtual Task<QueueList> queue() = 0;
 
     virtual Task<QueueItemDetails> queueItem(std::string bugID) = 0;
 

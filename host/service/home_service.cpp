@@ -31,7 +31,7 @@ class HomeService final : public DispatchService {
         : owner_(locateDispatchHome(home)),
           own_(std::make_unique<HomeAccess>(home), LiveSources{}, std::move(backend)) {}
 
-    Task<std::vector<QueueEntry>> queue() override {
+    Task<QueueList> queue() override {
         return either(Effect::reads, [](DispatchService& service) { return service.queue(); });
     }
     Task<QueueItemDetails> queueItem(std::string bugID) override {

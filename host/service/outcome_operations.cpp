@@ -88,7 +88,8 @@ Task<Report> makeReport(StoreAccess& access, const LiveSources& live, BackendAcc
     const DispatchStore store = co_await access.forReading();
     ReportSource source{.dispatcherRuns = static_cast<bool>(live.health)};
     const auto progress = live.progress ? live.progress() : std::map<std::string, BugProgress>();
-    for (QueueEntry& entry : co_await queueEntries(store)) {
+    QueueList queue = co_await queueList(store);
+    for (QueueEntry& entry : queue.entries) {
         ReportedBug bug = co_await reportedBug(store, std::move(entry));
         addLive(bug, progress);
         bug.next = nextAction(bug.item, bug.stage);

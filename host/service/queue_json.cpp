@@ -97,6 +97,15 @@ QueueEntry readQueueEntry(const json::value& value) {
     return {.item = readItem(fields), .stage = readStage(fields)};
 }
 
+json::object jsonOf(const UnreadableBug& bug) {
+    return {{"bug", jsonText(bug.bugID)}, {"unreadable", jsonText(bug.sentence)}};
+}
+
+UnreadableBug readUnreadableBug(const json::value& value) {
+    const JsonFields fields(value);
+    return {.bugID = fields.text("bug"), .sentence = fields.text("unreadable")};
+}
+
 json::object jsonOf(const WaitReason& reason) {
     return {{"cause", nameOf(reason.cause)},
             {"about", jsonText(reason.about)},

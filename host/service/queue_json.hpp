@@ -16,7 +16,11 @@ namespace quernlight::host {
 boost::json::object jsonOf(const QueueEntry& entry);
 QueueEntry readQueueEntry(const boost::json::value& value);
 
-/// The same, and "waits", "history" and "attempts".
+/// "bug" and "unreadable", the sentence.
+boost::json::object jsonOf(const UnreadableBug& bug);
+UnreadableBug readUnreadableBug(const boost::json::value& value);
+
+/// An entry, and "waits", "history" and "attempts".
 boost::json::object jsonOf(const QueueItemDetails& details);
 QueueItemDetails readQueueItemDetails(const boost::json::value& value);
 

@@ -21,6 +21,20 @@ struct QueueEntry {
     SessionStage stage{};
 };
 
+/// An item whose row is none that can be read here.
+struct UnreadableBug {
+    std::string bugID{};     ///< empty where not even that can be read
+    std::string sentence{};  ///< what is the matter, and what to do about it
+
+    bool operator==(const UnreadableBug&) const = default;
+};
+
+struct QueueList {
+    /// By queue (the automatic one first), then position; also those that have left their queue.
+    std::vector<QueueEntry> entries{};
+    std::vector<UnreadableBug> unreadable{};
+};
+
 /// An item with all that is stored of it.
 struct QueueItemDetails {
     BugQueueItem item{};

@@ -1,5 +1,8 @@
 #include "host/service/remote_service.hpp"
 
+#include <functional>
+#include <iterator>
+
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <boost/url/encode.hpp>
@@ -80,9 +83,14 @@ auto asked(std::filesystem::path home, ControlRequest request, Read read,
     }
 }
 
+/// What a page holds beside its elements.
+using Beside = std::function<void(const JsonFields& page)>;
+
 /// All pages of a list. One that changes between two pages may lack an element, or have it twice.
 template <class Read>
-auto askedAll(std::filesystem::path home, Path path, Read read, std::string query = "")
+auto askedAll(
+    std::filesystem::path home, Path path, Read read, std::string query = "",
+    Beside beside = [](const JsonFields&) {})
     -> Task<std::vector<decltype(read(std::declval<json::value>()))>> {
     std::vector<decltype(read(std::declval<json::value>()))> all;
     std::optional<std::int64_t> offset = 0;
@@ -94,6 +102,9 @@ auto askedAll(std::filesystem::path home, Path path, Read read, std::string quer
             const JsonFields page(answer);
             auto part = readEach(page.list("items"), read);
             std::move(part.begin(), part.end(), std::back_inserter(all));
+            if (beside) {
+                beside(page);
+            }
             const auto next = page.optionalInteger("next_offset");
             offset = next && *next > *offset ? next : std::nullopt;
         } catch (const Misread&) {
@@ -101,6 +112,19 @@ auto askedAll(std::filesystem::path home, Path path, Read read, std::string quer
         }
     }
     co_return all;
+}
+
+Task<QueueList> askedQueue(std::filesystem::path home) {
+    QueueList list;
+    const Beside takeUnreadable = [&list](const JsonFields& page) {
+        list.unreadable = readEach(page.list("unreadable"), readUnreadableBug);
+    };
+    const Path path{"v1", "queue"};
+    const std::string query;
+    Task<std::vector<QueueEntry>> asking =
+        askedAll(std::move(home), path, readQueueEntry, query, takeUnreadable);
+    list.entries = co_await std::move(asking);
+    co_return list;
 }
 
 /// Of the backend's own records, which come as it spells them.
@@ -140,8 +164,8 @@ Task<void> done(std::filesystem::path home, ControlRequest request) {
 
 }  // namespace
 
-Task<std::vector<QueueEntry>> RemoteService::queue() {
-    return askedAll(home_, {"v1", "queue"}, readQueueEntry);
+Task<QueueList> RemoteService::queue() {
+    return askedQueue(home_);
 }
 
 Task<QueueItemDetails> RemoteService::queueItem(std::string bugID) {

@@ -14,7 +14,7 @@ class RemoteService final : public DispatchService {
     /// The home need not be there.
     explicit RemoteService(std::filesystem::path home) : home_(std::move(home)) {}
 
-    Task<std::vector<QueueEntry>> queue() override;
+    Task<QueueList> queue() override;
     Task<QueueItemDetails> queueItem(std::string bugID) override;
     Task<QueueEntry> change(QueueChange change) override;
 

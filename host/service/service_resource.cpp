@@ -49,6 +49,14 @@ json::object bugsShown(const std::vector<QLBugSummaryDTO>& bugs, ListPage page) 
     return shown;
 }
 
+json::object queueShown(const QueueList& queue, ListPage page) {
+    json::object shown =
+        paged(queue.entries, page, [](const QueueEntry& entry) { return json::value(jsonOf(entry)); });
+    shown["unreadable"] =
+        jsonArray(queue.unreadable, [](const UnreadableBug& bug) { return json::value(jsonOf(bug)); });
+    return shown;
+}
+
 json::object settingsShown(const SettingList& settings, ListPage page) {
     json::object shown =
         paged(settings.values, page, [](const SettingValue& value) { return json::value(jsonOf(value)); });
@@ -74,7 +82,8 @@ void ServiceResource::offerOn(ControlRouter& router) {
 
 void ServiceResource::offerQueue(ControlRouter& router) {
     router.add("GET", "/v1/queue", Audience::people, [this](const ControlRequest& request) {
-        return answerPage(service_.queue(), pageOf(request));
+        return answer(service_.queue(),
+                      [page = pageOf(request)](const QueueList& queue) { return queueShown(queue, page); });
     });
     router.add("GET", "/v1/queue/*", Audience::people, [this](const ControlRequest& request) {
         return answer(service_.queueItem(request.parameters.at(0)));

@@ -77,10 +77,11 @@ Task<HealthReport> storedHealth(DispatchStore store) {
     const SettingsStore settings(store.database);
     const StoredSettings stored = co_await settings.read();
     HealthReport report{.alerts = stored.troubles};
-    for (const UnreadableItem& row : co_await unreadableItems(store)) {
-        report.alerts.push_back(describe(row));
+    QueueList queue = co_await queueList(std::move(store));
+    for (UnreadableBug& bug : queue.unreadable) {
+        report.alerts.push_back(std::move(bug.sentence));
     }
-    for (QueueEntry& entry : co_await queueEntries(store)) {
+    for (QueueEntry& entry : queue.entries) {
         if (needsAttention(entry.stage)) {
             report.needPerson.push_back(std::move(entry));
         }

@@ -17,8 +17,7 @@ namespace quernlight::host {
 // The service's operations on an open store. They throw ServiceError where the request cannot be met, and
 // DatabaseError.
 
-/// All items: by queue (the automatic one first), then position.
-Task<std::vector<QueueEntry>> queueEntries(DispatchStore store);
+Task<QueueList> queueList(DispatchStore store);
 Task<QueueEntry> queueEntry(DispatchStore store, BugQueueItem item);
 
 Task<QueueItemDetails> queueItemDetails(DispatchStore store, std::string bugID);

@@ -103,12 +103,16 @@ Task<QueueEntry> queueEntry(DispatchStore store, BugQueueItem item) {
     co_return QueueEntry{.item = std::move(item), .stage = stage};
 }
 
-Task<std::vector<QueueEntry>> queueEntries(DispatchStore store) {
-    std::vector<QueueEntry> entries;
-    for (BugQueueItem& item : co_await readableItems(store, wholeQueue)) {
-        entries.push_back(co_await queueEntry(store, std::move(item)));
+Task<QueueList> queueList(DispatchStore store) {
+    ReadableItems read = co_await store.items.readableItems(wholeQueue);
+    QueueList list;
+    for (BugQueueItem& item : read.items) {
+        list.entries.push_back(co_await queueEntry(store, std::move(item)));
     }
-    co_return entries;
+    for (const UnreadableItem& row : read.unreadable) {
+        list.unreadable.push_back({.bugID = row.bugID, .sentence = host::describe(row)});
+    }
+    co_return list;
 }
 
 Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID) {

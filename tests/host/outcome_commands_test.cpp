@@ -266,6 +266,19 @@ TEST_P(OutcomeCommandsTest, SmallMistakesAreNamed) {
     EXPECT_THAT(command({"queue", "show", "b05d83f7"}).output, HasSubstr("question:     "));
 }
 
+TEST_P(OutcomeCommandsTest, ABugThatCannotBeReadIsNamedInTheListOfTheOthers) {
+    sql("UPDATE queue_items SET status = 'odd' WHERE bug_id = '22222222'");
+    const auto listed = command({"queue", "list", "--all", "--json"});
+    EXPECT_EQ(listed.exitCode, 0);
+    const std::string sentence = "Bug 22222222 of the queue cannot be read (Missing SQLite column status.)";
+    EXPECT_THAT(listed.error, StartsWith(sentence));
+    const auto bugs = boost::json::parse(listed.output).as_array();
+    ASSERT_EQ(bugs.size(), 3U);
+    EXPECT_EQ(membersOf(bugs.back()), "bug unreadable");
+    EXPECT_EQ(bugs.back().at("bug").as_string(), "22222222");
+    EXPECT_THAT(std::string(bugs.back().at("unreadable").as_string()), StartsWith(sentence));
+}
+
 TEST_P(OutcomeCommandsTest, WhatPrintsJsonPrintsOneValueOfItsForm) {
     const std::vector<std::pair<std::vector<std::string>, std::string>> rows{
         {{"sessions", "log", "3f2a9c1d"}, "attempt bug text transcript"},

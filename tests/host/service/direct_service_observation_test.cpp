@@ -175,7 +175,7 @@ class DirectServiceLiveTest : public DirectServiceObservationTest {
 
 TEST_F(DirectServiceLiveTest, WhatASessionDoesCountsAboveWhatIsStored) {
     worksOn("11111111", SessionStage::needsPerson);
-    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsPerson);
+    EXPECT_EQ(run(service->queue()).entries.at(0).stage, SessionStage::needsPerson);
     EXPECT_EQ(run(service->queueItem("11111111")).stage, SessionStage::needsPerson);
     EXPECT_EQ(run(service->sessions()).at(0).stage, SessionStage::needsPerson);
     connect({.health = [] { return HealthReport{}; }, .progress = [this] { return progress; }});
@@ -232,7 +232,7 @@ TEST_F(DirectServiceLiveTest, AnItemIsLookedAtOnlyOnceNoSessionCanBegin) {
                  }});
     does(QueueAction::remove, "11111111");
     EXPECT_FALSE(isClaimed);
-    EXPECT_TRUE(run(service->queue()).empty());
+    EXPECT_TRUE(run(service->queue()).entries.empty());
 }
 
 TEST_F(DirectServiceLiveTest, WhatIsWishedOfABugThatIsBeingReconciledIsStored) {

@@ -18,7 +18,8 @@ class DirectServiceTest : public test::ServiceFixture {
     }
     std::vector<std::string> queuedIDs() {
         std::vector<std::string> ids;
-        for (const QueueEntry& entry : run(service->queue())) {
+        const QueueList queue = run(service->queue());
+        for (const QueueEntry& entry : queue.entries) {
             ids.push_back(entry.item.bugID);
         }
         return ids;
@@ -101,7 +102,7 @@ TEST_F(DirectServiceTest, HoldingAManualItemTakesBackThatItsStartWasAskedFor) {
     change(QueueAction::start, item);
     EXPECT_EQ(run(service->change({.action = QueueAction::moveToManual, .bugID = "11111111"})).stage,
               SessionStage::needsStart);
-    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsStart);
+    EXPECT_EQ(run(service->queue()).entries.at(0).stage, SessionStage::needsStart);
     EXPECT_EQ(lastKind(item), "queueModeChanged");
     const std::size_t told = run(service->queueItem("11111111")).history.size();
     change(QueueAction::moveToManual, item);
@@ -112,14 +113,14 @@ TEST_F(DirectServiceTest, HoldingAManualItemTakesBackThatItsStartWasAskedFor) {
 TEST_F(DirectServiceTest, AManualItemWhoseStartWasAskedForIsQueuedInEveryAnswer) {
     const BugQueueItem item = enqueue("11111111", QueueMode::manual);
     mapApp();
-    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsStart);
+    EXPECT_EQ(run(service->queue()).entries.at(0).stage, SessionStage::needsStart);
     EXPECT_EQ(run(service->change({.action = QueueAction::start, .bugID = "11111111"})).stage,
               SessionStage::queued);
-    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::queued);
+    EXPECT_EQ(run(service->queue()).entries.at(0).stage, SessionStage::queued);
     EXPECT_EQ(run(service->queueItem("11111111")).stage, SessionStage::queued);
     EXPECT_THAT(run(service->health()).needPerson, IsEmpty());
     run(store().database->execute("DELETE FROM app_mappings"));
-    EXPECT_EQ(run(service->queue()).at(0).stage, SessionStage::needsMapping);
+    EXPECT_EQ(run(service->queue()).entries.at(0).stage, SessionStage::needsMapping);
     const auto needPerson = run(service->health()).needPerson;
     ASSERT_EQ(needPerson.size(), 1U);
     EXPECT_EQ(needPerson[0].item, item);
@@ -321,6 +322,10 @@ TEST_F(DirectServiceTest, ARowThatCannotBeReadIsLeftAloneAndHoldsUpNoOther) {
     const std::string sentence =
         "Bug 22222222 of the queue cannot be read (Missing SQLite column status.), so it is left as it is";
     EXPECT_THAT(run(service->health()).alerts, ElementsAre(HasSubstr(sentence)));
+    const auto unreadable = run(service->queue()).unreadable;
+    ASSERT_EQ(unreadable.size(), 1U);
+    EXPECT_EQ(unreadable.front().bugID, "22222222");
+    EXPECT_THAT(unreadable.front().sentence, HasSubstr(sentence));
     EXPECT_THAT(errorOf(service->queueItem("2222")).what(), HasSubstr(sentence));
     for (const QueueAction action : allQueueActions) {
         const auto error = errorOf(service->change({action, "22222222", {.confirmed = true}}));

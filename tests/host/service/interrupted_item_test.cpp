@@ -64,7 +64,7 @@ TEST_F(InterruptedItemTest, IsCancelledWithoutADispatcher) {
 TEST_F(InterruptedItemTest, IsRemovedOnceItsEndIsKnown) {
     backendHasNoReport();
     change(QueueAction::remove, {.confirmed = true});
-    EXPECT_TRUE(run(service->queue()).empty());
+    EXPECT_TRUE(run(service->queue()).entries.empty());
 }
 
 TEST_F(InterruptedItemTest, KeepsTheWishWhileTheBackendDoesNotAnswer) {
