@@ -49,6 +49,7 @@ std::optional<std::vector<std::string>> match(const std::vector<std::string>& pa
 }
 
 Task<ControlResponse> answered(const ControlRouter::Handler& handler, ControlRequest request) {
+    unsigned status = 500;
     std::string failure;
     try {
         Task<ControlResponse> handling = handler(std::move(request));
@@ -58,10 +59,13 @@ Task<ControlResponse> answered(const ControlRouter::Handler& handler, ControlReq
             throw;
         }
         failure = failureSentence(error);
+    } catch (const BadRequest& error) {
+        status = 400;
+        failure = error.what();
     } catch (const std::exception& error) {
         failure = failureSentence(error);
     }
-    co_return problem(500, failure);
+    co_return problem(status, failure, status == 400 ? "invalid" : "");
 }
 
 }  // namespace

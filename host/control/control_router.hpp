@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,12 @@ namespace quernlight::host {
 enum class Audience {
     people,   ///< agents' processes are refused
     anybody,  ///< the handler sees to it who may
+};
+
+/// That a request is not of the form that was agreed, in a sentence: it is answered with 400.
+class BadRequest : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
 };
 
 /// Which request goes to whom. Filled by those who offer something, before the server begins; used on one
@@ -37,7 +44,8 @@ class ControlRouter {
     bool knows(const std::string& secret) const { return isKnown_(secret); }
 
     /// What the handler answers. A path that nobody offers is 404, another method 405, what is not for the
-    /// peer 403, what a handler throws 500 with its sentence; only a cancellation goes on.
+    /// peer 403, a BadRequest 400, what else a handler throws 500, with its sentence; only a cancellation
+    /// goes on.
     Task<ControlResponse> respond(ControlRequest request) const;
 
   private:

@@ -5,6 +5,9 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 
+#include "host/control/control_router.hpp"
+#include "host/text/terminal_text.hpp"
+
 namespace quernlight::host {
 namespace {
 
@@ -32,7 +35,15 @@ std::vector<std::string> queryTexts(const ControlRequest& request, std::string_v
 
 std::optional<std::uint64_t> queryNumber(const ControlRequest& request, std::string_view name) {
     const std::vector<std::string> texts = queryTexts(request, name);
-    return texts.empty() ? std::nullopt : numberOf(texts.back());
+    if (texts.empty()) {
+        return std::nullopt;
+    }
+    const auto number = numberOf(texts.back());
+    if (!number) {
+        throw BadRequest("\"" + std::string(name) + "\" of the query is no whole number from 0 on: \"" +
+                         withoutControls(texts.back()) + "\".");
+    }
+    return number;
 }
 
 ListPage pageOf(const ControlRequest& request) {

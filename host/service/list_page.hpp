@@ -19,7 +19,8 @@ namespace quernlight::host {
 /// What stands behind each name of that kind in the query of a request.
 std::vector<std::string> queryTexts(const ControlRequest& request, std::string_view name);
 
-/// The last number of that name in the query; nothing when there is none, or it is no number.
+/// The last one of that name in the query; nothing when there is none. Throws BadRequest for what is no
+/// number.
 std::optional<std::uint64_t> queryNumber(const ControlRequest& request, std::string_view name);
 
 /// Which part of a list is asked for: "offset" and "limit" of the query.
@@ -31,6 +32,7 @@ struct ListPage {
     std::size_t limit = usual;
 };
 
+/// Throws BadRequest.
 ListPage pageOf(const ControlRequest& request);
 
 /// One page of a list, and how long the list is.

@@ -178,13 +178,50 @@ TEST_F(RemoteServiceTest, ABodyThatIsNotAsAgreedIsAProblem) {
     EXPECT_EQ(ask("DELETE", "/v1/queue").status, 405U);
 }
 
-TEST_F(RemoteServiceTest, APageThatMakesNoSenseIsTheNearestThatDoes) {
+TEST_F(RemoteServiceTest, APageBeyondTheListIsEmptyAndOneOfNothingHasOne) {
     enqueue("11111111");
     const std::string whole = ask("GET", "/v1/queue").body;
     EXPECT_THAT(whole, HasSubstr(R"("offset":0,"total":1,"next_offset":null)"));
     EXPECT_EQ(ask("GET", "/v1/queue?limit=0").body, whole);
     EXPECT_EQ(ask("GET", "/v1/queue?limit=1001").body, whole);
     EXPECT_THAT(ask("GET", "/v1/queue?offset=5").body, HasSubstr(R"({"items":[],"offset":1,"total":1)"));
+}
+
+TEST_F(RemoteServiceTest, AQueryThatIsNoNumberIsAProblemThatNamesIt) {
+    const struct {
+        const char* target;
+        const char* name;
+    } rows[] = {
+        {"/v1/queue?offset=-1", "offset"},
+        {"/v1/queue?limit=99999999999999999999", "limit"},
+        {"/v1/queue?limit=", "limit"},
+        {"/v1/queue?limit", "limit"},
+        {"/v1/queue?limit=1&limit=0x10", "limit"},
+        {"/v1/mappings?offset=+1", "offset"},
+        {"/v1/sessions?offset=1.0", "offset"},
+        {"/v1/review?offset=%201", "offset"},
+        {"/v1/bugs?newest=many", "newest"},
+    };
+    for (const auto& row : rows) {
+        const ControlResponse response = ask("GET", row.target);
+        EXPECT_EQ(response.status, 400U) << row.target;
+        EXPECT_THAT(response.body,
+                    HasSubstr(std::string("\\\"") + row.name + "\\\" of the query is no whole number"));
+        EXPECT_THAT(response.body, HasSubstr(R"("code":"invalid")"));
+    }
+}
+
+TEST_F(RemoteServiceTest, WhatCannotBeReadOfTheQueueComesToo) {
+    enqueue("11111111");
+    enqueue("22222222");
+    run(store().database->execute("UPDATE queue_items SET status = 'Running' WHERE bug_id = '22222222'"));
+    const QueueList list = run(remote.queue());
+    EXPECT_EQ(list.entries.size(), 1U);
+    EXPECT_EQ(list.unreadable, run(service->queue()).unreadable);
+    ASSERT_EQ(list.unreadable.size(), 1U);
+    EXPECT_EQ(list.unreadable.front().bugID, "22222222");
+    EXPECT_THAT(list.unreadable.front().sentence,
+                HasSubstr("cannot be read (Missing SQLite column status.)"));
 }
 
 TEST_F(RemoteServiceTest, AnOwnerThatSpeaksOtherwiseIsSaidToBeOfAnotherVersion) {
