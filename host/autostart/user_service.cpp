@@ -54,6 +54,7 @@ std::vector<std::string> commandOf(const UserService& service) {
     if (service.tokenFile) {
         words.insert(words.end(), {"--token-file", *service.tokenFile});
     }
+    words.insert(words.end(), service.options.begin(), service.options.end());
     return words;
 }
 

@@ -23,8 +23,9 @@ struct UserService {
     std::filesystem::path program{};
     std::filesystem::path home{};
     std::optional<std::filesystem::path> tokenFile{};
-    EnvironmentMap environment{};     ///< what the program gets besides what all the user's services get
-    std::filesystem::path logFile{};  ///< to whose end all is written that it prints
+    std::vector<std::string> options{};  ///< of `run`, besides
+    EnvironmentMap environment{};        ///< what the program gets besides what all the user's services get
+    std::filesystem::path logFile{};     ///< to whose end all is written that it prints
 };
 
 /// The command that the service runs, its program first.

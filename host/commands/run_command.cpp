@@ -11,6 +11,7 @@
 #include "host/commands/command_line.hpp"
 #include "host/commands/dry_run.hpp"
 #include "host/commands/path_option.hpp"
+#include "host/commands/run_options.hpp"
 #include "host/control/control_socket.hpp"
 #include "host/events/run_tally.hpp"
 #include "host/process/core_dumps.hpp"
@@ -26,19 +27,17 @@ namespace quernlight::host {
 namespace {
 
 struct RunOptions {
-    std::optional<std::string> backend;              ///< absent: the setting
     std::optional<std::filesystem::path> tokenFile;  ///< absent: see tokenSource
     std::optional<std::filesystem::path> home;
-    SettingOverrides settings;
+    RunChoices choices;
     std::optional<std::string> logFile;
-    std::optional<std::uint16_t> listenPort;
-    bool logJson = false;
     bool once = false;
     bool dryRun = false;
 };
 
 std::optional<Url> givenBackend(const RunOptions& options) {
-    return options.backend ? std::optional(parseBackendAddress(*options.backend)) : std::nullopt;
+    const auto& backend = options.choices.backend;
+    return backend ? std::optional(parseBackendAddress(*backend)) : std::nullopt;
 }
 
 int tellDryRun(const RunOptions& options, const std::optional<Url>& backend) {
@@ -49,7 +48,7 @@ int tellDryRun(const RunOptions& options, const std::optional<Url>& backend) {
     DryRun dry{.home = locateDispatchHome(options.home),
                .backend = backend,
                .tokenFile = options.tokenFile,
-               .settings = options.settings};
+               .settings = options.choices.settings};
     return runUnlessInterrupted(io, dryRun(std::move(dry), std::cout)) ? 130 : 0;
 }
 
@@ -94,7 +93,7 @@ int runCommand(const RunOptions& options) {
     protectTree(home / "sessions");
     StopRequest stop;
     boost::asio::io_context io;
-    const ViewOptions viewOptions{.format = options.logJson ? LogFormat::jsonLines : LogFormat::text,
+    const ViewOptions viewOptions{.format = options.choices.logJson ? LogFormat::jsonLines : LogFormat::text,
                                   .logFile = options.logFile,
                                   .serviceLog = home / serviceLogName};
     EventPublisher events;
@@ -105,10 +104,10 @@ int runCommand(const RunOptions& options) {
                                    .lock = &lock,
                                    .backend = backend,
                                    .tokenFile = options.tokenFile,
-                                   .listenPort = options.listenPort,
+                                   .listenPort = options.choices.listenPort,
                                    .toolServer = programLocation(),
                                    .environment = currentEnvironmentMap(),
-                                   .settings = options.settings,
+                                   .settings = options.choices.settings,
                                    .dispatcher = {.once = options.once}};
     const StopSignals wishes =
         runWithSignals(io, dispatchBugs(std::move(program), events, views, stop), [&](int count) {
@@ -123,44 +122,19 @@ int runCommand(const RunOptions& options) {
     return wishes.exitStatus();
 }
 
-/// An option that stands above a setting for this run. The setting's own rules check it.
-void addSetting(CLI::App& run, RunOptions& options, const char* option, const char* key, const char* help) {
-    run.add_option_function<std::string>(
-        option,
-        [&options, key](const std::string& text) {
-            try {
-                checkOverrides({{key, text}});
-            } catch (const UserError& error) {
-                throw CLI::ValidationError(error.what());
-            }
-            options.settings[key] = text;
-        },
-        std::string(help) + " (setting " + key + ")");
-}
-
 }  // namespace
 
 void addRunCommand(CLI::App& program, ChosenCommand& chosen) {
     const auto options = std::make_shared<RunOptions>();
     CLI::App* run = program.add_subcommand("run", "Work on a backend's bugs");
-    run->add_option("--backend", options->backend, "Address of the bug backend (setting backend.url)");
     addPathOption(
         *run, "--token-file", options->tokenFile,
         "File that holds the administrator token (setting backend.token_file; else the token store)");
     addHomeOption(*run, options->home);
-    addSetting(*run, *options, "--max-sessions", "sessions.max", "Agents at work at the same time");
-    addSetting(*run, *options, "--idle-timeout", "sessions.idle_timeout_seconds",
-               "Seconds without activity that fail a session");
-    addSetting(*run, *options, "--exit-grace", "sessions.post_exit_grace_seconds",
-               "Seconds that the completion comment may come after the agent's exit");
+    addRunChoices(*run, options->choices);
     run->add_flag("--once", options->once, "Take bugs in once and end when nothing is queued or running");
     run->add_flag("--dry-run", options->dryRun, "Only say what would be enqueued and started");
-    run->add_option(
-           "--listen", options->listenPort,
-           "Port of 127.0.0.1 on which the local API is offered, too, to who has the token; 0 is any")
-        ->check(CLI::Range(0, 65535));
     addPathOption(*run, "--log-file", options->logFile, "File to whose end the log is written as well");
-    run->add_flag("--log-json", options->logJson, "Log as one JSON object a line");
     run->callback([options, &chosen] { chosen = [options] { return runCommand(*options); }; });
 }
 

@@ -9,11 +9,13 @@
 #include "host/autostart/service_report.hpp"
 #include "host/commands/command_line.hpp"
 #include "host/commands/path_option.hpp"
+#include "host/commands/run_options.hpp"
 #include "host/commands/service_call.hpp"
 #include "host/process/dispatch_home.hpp"
 #include "host/process/private_files.hpp"
 #include "host/process/token_file.hpp"
 #include "host/process/user_error.hpp"
+#include "host/settings/backend_address.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/process_table.hpp"
 
@@ -26,6 +28,7 @@ namespace json = boost::json;
 struct ServiceOptions {
     ChosenHome home{};
     std::optional<fs::path> tokenFile{};
+    RunChoices choices{};
     bool yes = false, dryRun = false, json = false;
 };
 
@@ -51,9 +54,13 @@ std::optional<fs::path> tokenFileOf(const ServiceOptions& given, const Environme
 Installation planned(const ServiceOptions& given) {
     const EnvironmentMap environment = currentEnvironmentMap();
     const fs::path home = locateDispatchHome(given.home);
+    if (given.choices.backend) {
+        parseBackendAddress(*given.choices.backend);
+    }
     UserService service{.program = programLocation(),
                         .home = home,
                         .tokenFile = tokenFileOf(given, environment),
+                        .options = optionsOf(given.choices),
                         .environment = serviceEnvironment(environment),
                         .logFile = home / serviceLogName};
     std::string text = serviceFileText(thisSystem, service);
@@ -78,10 +85,13 @@ void show(const Installation& plan) {
 }
 
 /// What would only be found out from the log, later.
-Task<void> requireReady(Installation plan) {
+Task<void> requireReady(Installation plan, bool namesBackend) {
     requireOurs(plan.file);
     if (plan.service.tokenFile) {
         readToken(*plan.service.tokenFile);
+    }
+    if (namesBackend) {
+        co_return;
     }
     const auto service = serviceFor(plan.service.home);
     const SettingValue backend = co_await service->setting("backend.url");
@@ -148,7 +158,7 @@ int install(const ServiceOptions& given) {
     if (given.json && !given.yes) {
         throw UserError("With --json nobody is asked whether this may be written; add --yes, or --dry-run.");
     }
-    const int notReady = statusOf(requireReady(plan));
+    const int notReady = statusOf(requireReady(plan, given.choices.backend.has_value()));
     if (notReady != 0) {
         return notReady;
     }
@@ -221,6 +231,7 @@ void addServiceCommand(CLI::App& program, ChosenCommand& chosen) {
                                options, chosen, install);
     addPathOption(*installing, "--token-file", options->tokenFile,
                   "File that holds the administrator token; the service's file only names it");
+    addRunChoices(*installing, options->choices);
     installing->add_flag("--yes", options->yes, "Do not ask");
     installing->add_flag("--dry-run", options->dryRun, "Only show the file");
     add(*service, "uninstall", "Stop the service and remove its file", options, chosen, uninstall);

@@ -136,6 +136,8 @@ constexpr auto examples = std::to_array<CommandExample>({
      "Show the file that would be written"},
     {"service install", "quernlight-dispatch service install --token-file ~/.quernlight-token",
      "Start the dispatcher now and at every login; asks first"},
+    {"service install", "quernlight-dispatch service install --listen 8080 --max-sessions 3 --yes",
+     "The same without a question, with the local API on a port of 127.0.0.1, too"},
     {"service status", "quernlight-dispatch service status", "Say whether it runs, and where its log is"},
     {"service uninstall", "quernlight-dispatch service uninstall", "Stop it, and start it no more"},
     {"completion",

@@ -95,7 +95,7 @@ TEST_F(ListeningOwnerTest, APortThatAnotherHasEndsTheRunBeforeAnythingStarts) {
 }
 
 TEST_F(ListeningOwnerTest, WhatIsNoPortIsWrongUsage) {
-    for (const char* given : {"65536", "-1", "x", ""}) {
+    for (const char* given : {"65536", "-1", "x", "", "0x50", "080", "+80", " 80", "80.0", "8e1"}) {
         EXPECT_EQ(dispatch(runWith({"--listen", given})).exitCode, 2) << given;
     }
 }

@@ -85,6 +85,58 @@ TEST_F(ServiceCommandTest, TakesTheTokenFileThatTheEnvironmentNames) {
     EXPECT_THAT(test::readFile(unit()), HasSubstr("\"--token-file\" \"" + tokenFile().string() + "\""));
 }
 
+TEST_F(ServiceCommandTest, TheServiceRunsAsItIsToldTo) {
+    ASSERT_EQ(command({"config", "unset", "backend.url"}).exitCode, 0);
+    const Words options{"--listen",       "8080", "--backend", "https://bugs.example",
+                        "--max-sessions", "3",    "--log-json"};
+    Words words{"--dry-run"};
+    words.insert(words.end(), options.begin(), options.end());
+    const std::string line =
+        R"( "--backend" "https://bugs.example" "--max-sessions" "3" "--listen" "8080" "--log-json")";
+    EXPECT_THAT(install(words).output, HasSubstr(line));
+    words.front() = "--yes";
+    const auto installed = install(words);
+    EXPECT_EQ(installed.exitCode, 0) << installed.error;
+    EXPECT_THAT(test::readFile(unit()), HasSubstr(line));
+}
+
+TEST_F(ServiceCommandTest, WhatRunWouldRefuseIsRefusedBeforeItIsWritten) {
+    const struct {
+        Words options;
+        int status;
+        const char* sentence;
+    } rows[] = {
+        {{"--listen", "0x50"}, 2, "give a port, a number from 0 to 65535"},
+        {{"--max-sessions", "lots"}, 2, "sessions.max must be a whole number"},
+        {{"--backend", "no address"}, 1, "is not a valid"},
+    };
+    for (const auto& row : rows) {
+        Words words{"--yes"};
+        words.insert(words.end(), row.options.begin(), row.options.end());
+        const auto refused = install(words);
+        EXPECT_EQ(refused.exitCode, row.status) << refused.error;
+        EXPECT_THAT(refused.error, HasSubstr(row.sentence));
+    }
+    EXPECT_FALSE(fs::exists(unit()));
+}
+
+TEST_F(ServiceCommandTest, ForProgramsItIsOneObject) {
+    const auto installed = boost::json::parse(install({"--yes", "--json"}).output).as_object();
+    EXPECT_EQ(installed.size(), 3U);
+    EXPECT_EQ(installed.at("file").as_string(), unit().string());
+    EXPECT_EQ(installed.at("changed"), true);
+    EXPECT_THAT(std::string(installed.at("sentence").as_string()), StartsWith("The dispatcher is started"));
+    const auto shown = boost::json::parse(install({"--dry-run", "--json"}).output).as_object();
+    EXPECT_EQ(shown.size(), 2U);
+    EXPECT_EQ(shown.at("text").as_string(), test::readFile(unit()));
+    EXPECT_THAT(install({"--json"}).error, HasSubstr("add --yes, or --dry-run"));
+    const auto removed = boost::json::parse(command({"service", "uninstall", "--json"}).output).as_object();
+    EXPECT_EQ(removed.size(), 3U);
+    EXPECT_EQ(removed.at("changed"), true);
+    const auto none = boost::json::parse(command({"service", "uninstall", "--json"}).output).as_object();
+    EXPECT_EQ(none.at("changed"), false);
+}
+
 TEST_F(ServiceCommandTest, OnlyShowsTheFileInADryRun) {
     const auto shown = install({"--dry-run"});
     EXPECT_EQ(shown.exitCode, 0) << shown.error;
