@@ -52,15 +52,36 @@ struct Door {
 struct Connection {
     Stream stream;
     const ControlPeer peer;
-    const std::string asker;
+    std::string asker;
     ListenerGate* gate = nullptr;
+    bool isTurnedAway = false;
 };
+
+constexpr const char* strangers = "strangers on the listener";
+constexpr const char* tokenBringers = "the listener";
 
 /// A channel that is open, and whose it is.
 struct OpenChannel {
     std::shared_ptr<WebSocketChannel> channel;
     std::string asker;
 };
+
+/// The answer to a request that could not be read; a peer that only hung up needs none. A request line
+/// without an end has no target yet.
+std::optional<ControlResponse> refusalOf(error_code error, const HttpHeader& header) {
+    const bool isHTTP = error.category() == error_code(http::error::body_limit).category();
+    if (!isHTTP || error == http::error::end_of_stream || error == http::error::partial_message) {
+        return std::nullopt;
+    }
+    if (error == http::error::body_limit) {
+        return problem(413, "The request is too large.");
+    }
+    if (error == http::error::header_limit) {
+        return header.target().empty() ? problem(414, "The request's target is too long.")
+                                       : problem(431, "The request's header is too large.");
+    }
+    return problem(400, "The request is not HTTP.");
+}
 
 /// Keeps the channel until it is closed.
 Task<void> closed(std::shared_ptr<WebSocketChannel> channel, ControlChannel::Ending ending) {
@@ -122,8 +143,8 @@ class ControlServer::Service {
                 co_await clock_.sleepFor(std::chrono::milliseconds(100));
             } else if (door.gate) {
                 socket.set_option(asio::ip::tcp::no_delay(true), error);
-                take(std::make_unique<Connection>(Stream(std::move(socket)), ControlPeer{}, "the listener",
-                                                  door.gate));
+                takeStranger(std::make_unique<Connection>(Stream(std::move(socket)), ControlPeer{}, strangers,
+                                                          door.gate));
             } else if (isOfThisUser(socket)) {
                 const ControlPeer peer = peerOf(socket.native_handle());
                 take(std::make_unique<Connection>(Stream(std::move(socket)), peer, nameOf(peer)));
@@ -140,15 +161,47 @@ class ControlServer::Service {
     /// One that has as many as it may have loses its idlest or, where it waits for answers on all of them,
     /// the new one.
     void take(std::unique_ptr<Connection> connection) {
-        const auto isOfSame = [&](const Connection* other) { return other->asker == connection->asker; };
-        const auto count = std::ranges::count_if(connections_, isOfSame);
-        if (static_cast<std::size_t>(count) >= limits_.connectionsOfOne) {
-            const auto idlest = std::ranges::find_if(idle_, isOfSame);
-            if (idlest == idle_.end()) {
-                return;
-            }
-            closeTheIdlest(idlest);
+        if (findsRoom(connection->asker)) {
+            begin(std::move(connection));
         }
+    }
+
+    /// Whoever has not shown the token takes the place of another one who has not: of one who is turned away
+    /// already, or who has been connected for the longest time.
+    void takeStranger(std::unique_ptr<Connection> connection) {
+        if (strangers_.size() >= limits_.strangers) {
+            const auto turnedAway = std::ranges::find_if(strangers_, &Connection::isTurnedAway);
+            const auto leaving = turnedAway == strangers_.end() ? strangers_.begin() : turnedAway;
+            (*leaving)->stream.close();
+            strangers_.erase(leaving);
+        }
+        strangers_.push_back(connection.get());
+        begin(std::move(connection));
+    }
+
+    /// The connection has brought the token: it is no stranger's from here on. Whether there is room for it.
+    bool admit(Connection& connection) {
+        if (connection.asker != strangers) {
+            return true;
+        }
+        const bool isTaken = findsRoom(tokenBringers);
+        strangers_.remove(&connection);
+        connection.asker = tokenBringers;
+        return isTaken;
+    }
+
+    bool findsRoom(const std::string& asker) {
+        const auto isOfSame = [&](const Connection* other) { return other->asker == asker; };
+        const auto count = std::ranges::count_if(connections_, isOfSame);
+        if (static_cast<std::size_t>(count) < limits_.connectionsOfOne) {
+            return true;
+        }
+        const auto idlest = std::ranges::find_if(idle_, isOfSame);
+        closeTheIdlest(idlest);
+        return idlest != idle_.end();
+    }
+
+    void begin(std::unique_ptr<Connection> connection) {
         connections_.insert(connection.get());
         tasks_.add("a control connection", serve(std::move(connection)));
     }
@@ -163,6 +216,7 @@ class ControlServer::Service {
     Task<void> serve(std::unique_ptr<Connection> connection) {
         const std::shared_ptr<void> atEnd(nullptr, [this, raw = connection.get()](void*) {
             connections_.erase(raw);
+            strangers_.remove(raw);
             noteChange();
         });
         beast::flat_buffer buffer;
@@ -184,14 +238,17 @@ class ControlServer::Service {
         // Before the body, of which nothing is kept for whoever may not ask.
         auto refusal = error ? std::nullopt : refusalAtGate(connection, parser.get());
         if (!error && !refusal) {
-            std::tie(error, size) = co_await http::async_read(stream, buffer, parser, quietly);
+            error = co_await readBody(stream, buffer, parser);
         }
         idle_.erase(place);
         if (error) {
-            co_return co_await refuse(stream, error);
+            refusal = refusalOf(error, parser.get());
         }
         if (refusal) {
-            co_return co_await turnAway(stream, std::move(*refusal));
+            co_await turnAway(connection, std::move(*refusal));
+        }
+        if (error || refusal) {
+            co_return false;
         }
         const bool keepAlive = parser.get().keep_alive();
         stream.expires_never();
@@ -211,9 +268,28 @@ class ControlServer::Service {
         co_return isSent&& keepAlive;
     }
 
-    std::optional<ControlResponse> refusalAtGate(const Connection& connection, const HttpHeader& header) {
-        return connection.gate ? connection.gate->refusal(originOf(header), clock_.steadyNow())
-                               : std::nullopt;
+    std::optional<ControlResponse> refusalAtGate(Connection& connection, const HttpHeader& header) {
+        if (!connection.gate) {
+            return std::nullopt;
+        }
+        auto refusal = connection.gate->refusal(originOf(header), clock_.steadyNow());
+        if (!refusal && !admit(connection)) {
+            refusal = problem(503, "Too many are connected already; close a connection, then try again.");
+        }
+        return refusal;
+    }
+
+    static Task<error_code> readBody(Stream& stream, beast::flat_buffer& buffer, Parser& parser) {
+        constexpr std::string_view goOn = "HTTP/1.1 100 Continue\r\n\r\n";
+        error_code error;
+        std::size_t size = 0;
+        if (!parser.is_done() && expectsContinue(parser.get())) {
+            std::tie(error, size) = co_await asio::async_write(stream, asio::buffer(goOn), quietly);
+        }
+        if (!error) {
+            std::tie(error, size) = co_await http::async_read(stream, buffer, parser, quietly);
+        }
+        co_return error;
     }
 
     std::optional<ControlResponse> refusalOfChannel(const Connection& connection,
@@ -287,9 +363,11 @@ class ControlServer::Service {
         co_return !error;
     }
 
-    /// Its body has not been read. What lies unread when a TCP connection is closed takes the answer with it,
-    /// so a little of that is read before.
-    Task<bool> turnAway(Stream& stream, ControlResponse refusal) {
+    /// What it sends has not been read. What lies unread when a TCP connection is closed takes the answer
+    /// with it, so a little of that is read before.
+    Task<void> turnAway(Connection& connection, ControlResponse refusal) {
+        connection.isTurnedAway = true;
+        Stream& stream = connection.stream;
         const bool isSent = co_await send(stream, messageOf(std::move(refusal), false));
         error_code error;
         stream.socket().shutdown(asio::socket_base::shutdown_send, error);
@@ -298,19 +376,6 @@ class ControlServer::Service {
         for (std::size_t size = 0, all = 0; isSent && !error && all < mostUnread; all += size) {
             std::tie(error, size) = co_await stream.async_read_some(asio::buffer(unread), quietly);
         }
-        co_return false;
-    }
-
-    /// A request that could not be read: a peer that only hung up needs no answer.
-    Task<bool> refuse(Stream& stream, error_code error) {
-        const bool isHTTP = error.category() == error_code(http::error::body_limit).category();
-        if (isHTTP && error != http::error::end_of_stream && error != http::error::partial_message) {
-            const bool isLarge = error == http::error::body_limit;
-            ControlResponse response = isLarge ? problem(413, "The request is too large.")
-                                               : problem(400, "The request is not HTTP.");
-            co_await send(stream, messageOf(std::move(response), false));
-        }
-        co_return false;
     }
 
     std::unique_ptr<ControlSocket> socket_;
@@ -320,6 +385,7 @@ class ControlServer::Service {
     ControlCounts* const counts_;  // may be null
     AskerRates rates_;
     std::set<Connection*> connections_;  // that are open
+    std::list<Connection*> strangers_;   // that have not shown the token, the oldest first
     std::list<Connection*> idle_;        // on which no whole request has come, the longest idle first
     std::list<OpenChannel> channels_;
     AsyncSignal channelsEnded_;

@@ -21,7 +21,8 @@ struct ControlLimits {
     std::size_t largestBody = std::size_t{4} << 20U;  ///< of a request, in bytes; a larger one is 413
     std::size_t connections = 400;                    ///< at the same time; then the idlest is closed
     std::size_t connectionsOfOne = 256;               ///< of one who asks, the same
-    double requestsPerSecond = 2000;                  ///< of one who asks; beyond it is 429
+    std::size_t strangers = 64;       ///< connections on a listener that have not brought its token, the same
+    double requestsPerSecond = 2000;  ///< of one who asks; beyond it is 429
     int burst = 2000;
     std::chrono::seconds idleTimeout{30};     ///< of a connection on which nothing comes
     std::size_t channels = 64;                ///< at the same time, besides the connections; then it is 503
@@ -36,8 +37,9 @@ struct ControlCounts {
 
 /// Serves HTTP/1.1 on the control socket of a home, for processes of the same user only, and on a listener
 /// where there is one, on the owner's event loop. Nobody who asks too much, people or one session, takes
-/// anything from the others. A request is answered also when whoever sent it has gone meanwhile. One whose
-/// answer has `takeOver` goes on as a channel, if it asked for a WebSocket. `end` is awaited before it goes.
+/// anything from the others, nor does whoever connects to the listener without its token. A request is
+/// answered also when whoever sent it has gone meanwhile. One whose answer has `takeOver` goes on as a
+/// channel, if it asked for a WebSocket. `end` is awaited before it goes.
 class ControlServer {
   public:
     /// Listens, and serves, from now on; router, clock and counts outlive it. Throws UserError (see

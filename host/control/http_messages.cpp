@@ -29,15 +29,11 @@ RequestOrigin originOf(const HttpHeader& message) {
 }
 
 ControlRequest requestOf(HttpRequest& message, const ControlPeer& peer) {
-    constexpr std::string_view scheme = "Bearer ";
     ControlRequest request{.method = std::string(message.method_string()),
                            .target = std::string(message.target()),
                            .peer = peer,
                            .wantsChannel = boost::beast::websocket::is_upgrade(message)};
-    const std::string authorization(message[http::field::authorization]);
-    if (authorization.starts_with(scheme)) {
-        request.secret = authorization.substr(scheme.size());
-    }
+    request.secret = bearerSecret(std::string(message[http::field::authorization])).value_or("");
     request.body = std::move(message.body());
     return request;
 }
@@ -46,6 +42,10 @@ ControlRequest personsRequest(HttpRequest& message) {
     ControlRequest request = requestOf(message, {.isPerson = true});
     request.secret.clear();
     return request;
+}
+
+bool expectsContinue(const HttpHeader& message) {
+    return boost::beast::iequals(message[http::field::expect], "100-continue") && message.version() >= 11;
 }
 
 HttpResponse messageOf(ControlResponse response, bool keepAlive) {

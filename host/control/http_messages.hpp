@@ -24,6 +24,9 @@ ControlRequest requestOf(HttpRequest& message, const ControlPeer& peer);
 /// secret of a session.
 ControlRequest personsRequest(HttpRequest& message);
 
+/// Whether its body comes only once it is told to go on (RFC 9110, 10.1.1).
+bool expectsContinue(const HttpHeader& message);
+
 HttpResponse messageOf(ControlResponse response, bool keepAlive);
 
 }  // namespace quernlight::host

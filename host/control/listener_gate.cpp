@@ -8,8 +8,6 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::string_view scheme = "Bearer ";
-
 std::string lowerCase(std::string text) {
     std::ranges::transform(text, text.begin(), [](char letter) {
         return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
@@ -39,6 +37,15 @@ std::optional<std::string> foreignTrouble(const RequestOrigin& request, std::uin
     return isOwn ? std::nullopt : std::optional<std::string>("Web pages of other origins are not answered.");
 }
 
+std::optional<std::string> bearerSecret(const std::string& authorization) {
+    constexpr std::string_view scheme = "bearer ";
+    if (lowerCase(authorization.substr(0, scheme.size())) != scheme) {
+        return std::nullopt;
+    }
+    const std::size_t begin = authorization.find_first_not_of(' ', scheme.size());
+    return begin == std::string::npos ? "" : authorization.substr(begin);
+}
+
 std::optional<ControlResponse> ListenerGate::refusal(const RequestOrigin& request, TimePoint now) {
     if (const auto trouble = foreignTrouble(request, port_)) {
         return problem(403, *trouble);
@@ -58,10 +65,11 @@ std::optional<ControlResponse> ListenerGate::refusal(const RequestOrigin& reques
 }
 
 bool ListenerGate::bringsToken(const RequestOrigin& request) const {
-    if (request.authorizations.size() != 1 || !request.authorizations.front().starts_with(scheme)) {
+    if (request.authorizations.size() != 1) {
         return false;
     }
-    return areEqualSecrets(token_, request.authorizations.front().substr(scheme.size()));
+    const auto secret = bearerSecret(request.authorizations.front());
+    return secret && areEqualSecrets(token_, *secret);
 }
 
 }  // namespace quernlight::host

@@ -22,6 +22,9 @@ struct RequestOrigin {
 /// one with another origin by a page from elsewhere. Pure.
 std::optional<std::string> foreignTrouble(const RequestOrigin& request, std::uint16_t port);
 
+/// What stands behind the scheme "Bearer", in any case (RFC 9110); nothing for another scheme.
+std::optional<std::string> bearerSecret(const std::string& authorization);
+
 /// Decides which requests on the listener are taken: those of this machine that bring the token. Used on one
 /// executor.
 class ListenerGate {

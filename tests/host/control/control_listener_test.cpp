@@ -56,6 +56,31 @@ class ControlListenerTest : public testing::Test {
     std::string answerTo(const std::string& bytes) {
         return quernlight::test::runTask(io, test::answerTo(listener.port(), bytes));
     }
+    /// The status of what comes first in answer to these bytes on a connection, which stays open.
+    static Task<int> statusOn(boost::asio::ip::tcp::socket& socket, std::string bytes) {
+        co_await boost::asio::async_write(socket, boost::asio::buffer(bytes), boost::asio::use_awaitable);
+        std::string answer;
+        while (answer.find("\r\n\r\n") == std::string::npos) {
+            std::array<char, 4096> part{};
+            const auto buffer = boost::asio::buffer(part);
+            const std::size_t size = co_await socket.async_read_some(buffer, boost::asio::use_awaitable);
+            answer.append(part.data(), size);
+        }
+        co_return test::statusOf(answer);
+    }
+    /// A connection more that asks without the token, and is kept.
+    Task<int> refusedFor(std::vector<boost::asio::ip::tcp::socket>& kept) {
+        boost::asio::ip::tcp::socket& socket = kept.emplace_back(io);
+        socket.connect({boost::asio::ip::address_v4::loopback(), listener.port()});
+        std::string request = "GET /v1/who HTTP/1.1\r\nHost: " + host() + "\r\n\r\n";
+        const int status = co_await statusOn(socket, std::move(request));
+        co_return status == 429 ? 401 : status;  // both are refusals
+    }
+    int toldBeforeTheBody(const std::vector<std::string>& fields) {
+        boost::asio::ip::tcp::socket socket(io);
+        socket.connect({boost::asio::ip::address_v4::loopback(), listener.port()});
+        return quernlight::test::runTask(io, statusOn(socket, head("POST /v1/who", host(), fields)));
+    }
     std::string host() const { return "127.0.0.1:" + std::to_string(listener.port()); }
 
     quernlight::test::TemporaryDirectory home;
@@ -122,7 +147,9 @@ TEST_F(ControlListenerTest, WhatIsNoRequestIsRefusedOrDropped) {
     } rows[] = {
         {"no HTTP", "hello\r\n\r\n", 400},
         {"TLS", std::string("\x16\x03\x01\x02\x00\x01\x00\r\n\r\n", 11), 400},
-        {"a huge header", head("GET /v1/who", host(), {"X: " + std::string(100'000, 'x')}), 400},
+        {"a huge header", head("GET /v1/who", host(), {"X: " + std::string(100'000, 'x')}), 431},
+        {"many headers", head("GET /v1/who", host(), std::vector<std::string>(1000, "X: xxxxxxxxxx")), 431},
+        {"a huge target", head("GET /v1/who?" + std::string(100'000, 'x'), host(), {allowed}), 414},
         {"a huge body", head("POST /v1/who", host(), {allowed, "Content-Length: 1001"}), 413},
         {"a huge body of chunks",
          head("POST /v1/who", host(), {allowed, "Transfer-Encoding: chunked"}) + "3e9\r\n" +
@@ -171,6 +198,42 @@ TEST_F(ControlListenerTest, WhoConnectsAndSaysNothingKeepsNobodyOut) {
     EXPECT_EQ(test::statusOf(answerTo(head("GET /v1/who", host(), {allowed}))), 200);
     const auto response = quernlight::test::runTask(io, askOwner(home.path(), {.target = "/v1/who"}));
     EXPECT_EQ(response.status, 200U);
+}
+
+TEST_F(ControlListenerTest, WhoAsksBeforeItSendsABodyIsToldToGoOn) {
+    serve({.largestBody = 1000});
+    const std::string expects = "Expect: 100-Continue";
+    const auto answer =
+        answerTo(head("POST /v1/who", host(), {allowed, expects, "Content-Length: 2"}) + "{}");
+    EXPECT_THAT(answer, testing::AnyOf(StartsWith("HTTP/1.1 200 "),  // the body came with the header
+                                       StartsWith("HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 ")));
+    EXPECT_EQ(toldBeforeTheBody({allowed, expects, "Content-Length: 2"}), 100);
+    EXPECT_EQ(toldBeforeTheBody({allowed, expects, "Content-Length: 1001"}), 413);
+    EXPECT_EQ(toldBeforeTheBody({expects, "Content-Length: 2"}), 401);
+}
+
+/// Each waits, unread, for as long as it may.
+TEST_F(ControlListenerTest, WhoWasRefusedKeepsNobodyOut) {
+    serve({.connections = 20, .connectionsOfOne = 3, .strangers = 4});
+    std::vector<boost::asio::ip::tcp::socket> refused;
+    for (int count = 0; count < 30; ++count) {
+        EXPECT_EQ(quernlight::test::runTask(io, refusedFor(refused)), 401) << count;
+    }
+    EXPECT_EQ(test::statusOf(answerTo(head("GET /v1/who", host(), {allowed}))), 200);
+}
+
+/// A client that keeps its connection is no stranger any more.
+TEST_F(ControlListenerTest, StrangersCloseNobodysConnectionWhoBroughtTheToken) {
+    serve({.strangers = 2});
+    boost::asio::ip::tcp::socket known(io);
+    known.connect({boost::asio::ip::address_v4::loopback(), listener.port()});
+    const std::string request = "GET /v1/who HTTP/1.1\r\nHost: " + host() + "\r\n" + allowed + "\r\n\r\n";
+    EXPECT_EQ(quernlight::test::runTask(io, statusOn(known, request)), 200);
+    std::vector<boost::asio::ip::tcp::socket> refused;
+    for (int count = 0; count < 10; ++count) {
+        quernlight::test::runTask(io, refusedFor(refused));
+    }
+    EXPECT_EQ(quernlight::test::runTask(io, statusOn(known, request)), 200);
 }
 
 TEST_F(ControlListenerTest, APortThatAnotherHasIsNamed) {

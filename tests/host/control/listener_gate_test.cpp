@@ -69,8 +69,13 @@ TEST_F(ListenerGateTest, OnlyTheTokenLetsIn) {
         unsigned status;
     } rows[] = {
         {"the token", {"Bearer " + token}, 200},
+        {"the scheme in small letters", {"bearer " + token}, 200},
+        {"the scheme in capital letters", {"BEARER " + token}, 200},
+        {"two blanks", {"Bearer  " + token}, 200},
+        {"no blank", {"Bearer" + token}, 401},
         {"nothing", {}, 401},
         {"an empty one", {"Bearer "}, 401},
+        {"the scheme alone", {"Bearer"}, 401},
         {"the token alone", {token}, 401},
         {"its beginning", {"Bearer " + token.substr(1)}, 401},
         {"more than it", {"Bearer " + token + "a"}, 401},
