@@ -19,8 +19,10 @@ std::string noAgent(const BugProgress& progress) {
            " now; it is: " + stageText(progress) + ".";
 }
 
-std::string notInQueue(const std::string& bugID) {
-    return "Bug " + withoutControls(bugID) + " is not in the queue; see: quernlight-dispatch queue list";
+/// A bug that is done with is not followed any more.
+std::string notFollowed(const std::string& bugID) {
+    return "No agent works on bug " + withoutControls(bugID) +
+           " now; see: quernlight-dispatch queue list --all";
 }
 
 }  // namespace
@@ -34,7 +36,7 @@ Task<ControlResponse> SessionResource::screen(std::string bugID) const {
     const std::string shortID = BugID::normalized(bugID);
     const auto progress = events_.bugs().find(shortID);
     if (progress == events_.bugs().end()) {
-        co_return problem(404, notInQueue(shortID));
+        co_return problem(404, notFollowed(shortID));
     }
     const auto agent = screens_.look(shortID);
     if (!agent) {

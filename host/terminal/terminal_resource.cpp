@@ -51,7 +51,8 @@ void TerminalResource::offerOn(ControlRouter& router) {
 std::string TerminalResource::noAgent(const std::string& bugID) const {
     const auto progress = events_.bugs().find(bugID);
     if (progress == events_.bugs().end()) {
-        return "Bug " + withoutControls(bugID) + " is not in the queue; see: quernlight-dispatch queue list";
+        return "No agent works on bug " + withoutControls(bugID) +
+               " now; see: quernlight-dispatch queue list --all";
     }
     return "No agent works on bug " + withoutControls(bugID) + " now; it is: " + stageText(progress->second) +
            ".";

@@ -153,7 +153,7 @@ TEST_F(SessionsCommandTest, ABugWithoutAnAgentOrThatIsNotThereIsNamed) {
     works("22222222", "idle-0.169.0");
     const auto waiting = sessions({"show", "11111111", "--screen"});
     EXPECT_EQ(waiting.exitCode, 1);
-    EXPECT_THAT(waiting.error, HasSubstr("Bug 11111111 is not in the queue"));
+    EXPECT_THAT(waiting.error, HasSubstr("No agent works on bug 11111111 now; see: "));
     const auto unknown = sessions({"show", "99999999", "--screen"});
     EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_THAT(unknown.error, HasSubstr("Bug 99999999 is not in the queue; see: "));

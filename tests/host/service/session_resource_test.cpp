@@ -143,7 +143,8 @@ TEST_F(SessionResourceTest, WithoutAnAgentThereIsNoScreen) {
     EXPECT_EQ(get("/v1/sessions/77777777/screen").status, 404U);
     EXPECT_THAT(get("/v1/sessions/77777777/screen").body,
                 HasSubstr("No agent works on bug 77777777 now; it is: queued."));
-    EXPECT_THAT(get("/v1/sessions/5a5a5a5a/screen").body, HasSubstr("Bug 5a5a5a5a is not in the queue; "));
+    EXPECT_THAT(get("/v1/sessions/5a5a5a5a/screen").body,
+                HasSubstr("No agent works on bug 5a5a5a5a now; see: "));
     entry.reset();
     EXPECT_EQ(get("/v1/sessions/3f2a9c1d/screen").status, 404U);
 }
