@@ -62,6 +62,17 @@ TEST_F(StoredTokenTest, ATokenFromStandardInputIsStoredToldOfAndDeleted) {
     EXPECT_FALSE(std::filesystem::exists(home()));
 }
 
+TEST_F(StoredTokenTest, ForProgramsWhatWasDoneIsOneObject) {
+    const std::string stored =
+        R"({"backend":"https://bugs.example","stored":true,"trouble":null,"source":"store","file":null})"
+        "\n";
+    EXPECT_EQ(token({"set", "--json"}, "s3cret").output, stored);
+    const std::string gone = R"({"backend":"https://bugs.example","stored":false,"trouble":null,"source":)";
+    EXPECT_THAT(token({"delete", "--json"}).output, AllOf(StartsWith(gone), HasSubstr(R"("deleted":true})")));
+    EXPECT_THAT(token({"delete", "--json"}).output,
+                AllOf(StartsWith(gone), HasSubstr(R"("deleted":false})")));
+}
+
 TEST_F(StoredTokenTest, WhatCannotBeATokenIsRefusedWithoutBeingPrinted) {
     for (const std::string typed : {"", " \n", "one\ntwo", "a\x1b[2Jb"}) {
         const auto outcome = token({"set"}, typed);

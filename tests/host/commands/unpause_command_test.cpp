@@ -2,6 +2,7 @@
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/use_future.hpp>
+#include <boost/json/parse.hpp>
 #include <gmock/gmock.h>
 
 #include "host/control/control_server.hpp"
@@ -45,7 +46,11 @@ class PausedOwner {
 class UnpauseCommandTest : public test::DispatchFixture {
   protected:
     UnpauseCommandTest() { mapApp(); }
-    test::Outcome unpause() { return dispatch({"unpause", "--home", home()}); }
+    test::Outcome unpause(const std::vector<std::string>& more = {}) {
+        std::vector<std::string> words{"unpause", "--home", home()};
+        words.insert(words.end(), more.begin(), more.end());
+        return dispatch(words);
+    }
 };
 
 TEST_F(UnpauseCommandTest, HasTheOwnerTryAtOnceAndSaysWhatWasInForce) {
@@ -55,6 +60,15 @@ TEST_F(UnpauseCommandTest, HasTheOwnerTryAtOnceAndSaysWhatWasInForce) {
     EXPECT_THAT(outcome.output, AllOf(HasSubstr("Starts are tried again now: it had paused for another "),
                                       HasSubstr(" min because: The agent's use is limited.\n")));
     EXPECT_EQ(unpause().output, "No pause of starts was in force.\n");
+}
+
+TEST_F(UnpauseCommandTest, ForProgramsWhatWasInForceIsAnArrayInAnObject) {
+    const PausedOwner owner(home());
+    const auto ended = boost::json::parse(unpause({"--json"}).output).as_object();
+    EXPECT_EQ(ended.size(), 1U);
+    EXPECT_EQ(ended.at("ended").as_array().size(), 1U);
+    EXPECT_EQ(ended.at("ended").at(0).at("cause").as_string(), "The agent's use is limited.");
+    EXPECT_EQ(unpause({"--json"}).output, "{\"ended\":[]}\n");
 }
 
 TEST_F(UnpauseCommandTest, WithoutAnOwnerItSaysThatNoneRuns) {
