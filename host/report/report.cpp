@@ -101,6 +101,18 @@ ReportRow rowOf(const ReportedBug& bug, const WorkPeriod& period) {
             .preserved = preservedReferences(bug.history)};
 }
 
+/// No reference has a blank in it.
+std::vector<std::string> referencesIn(std::string_view text) {
+    constexpr std::string_view separator = ", ";
+    std::vector<std::string> references;
+    while (!text.empty()) {
+        const std::size_t end = std::min(text.find(separator), text.size());
+        references.emplace_back(text.substr(0, end));
+        text.remove_prefix(std::min(end + separator.size(), text.size()));
+    }
+    return references;
+}
+
 ReportRow rowOf(const RetiredBug& bug) {
     ReportRow row{.bugID = bug.bugID,
                   .appName = bug.appName,
@@ -111,9 +123,7 @@ ReportRow rowOf(const RetiredBug& bug) {
                   .work = bug.work,
                   .branch = bug.appName.empty() ? "" : WorktreeNaming::branchName(bug.appName, bug.bugID),
                   .pullRequest = bug.pullRequest};
-    if (bug.preservedReference) {
-        row.preserved.push_back(*bug.preservedReference);
-    }
+    row.preserved = referencesIn(bug.preservedReference.value_or(""));
     return row;
 }
 

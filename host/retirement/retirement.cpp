@@ -10,7 +10,6 @@
 #include "host/worktree/git_marks.hpp"
 #include "host/worktree/git_time_limit.hpp"
 #include "host/worktree/guarded_git.hpp"
-#include "host/worktree/work_outlook.hpp"
 #include "host/worktree/worktree_blocker.hpp"
 #include "quernlight/git/git_worktree_cleaner.hpp"
 #include "quernlight/git/pull_request_merge_checker.hpp"
@@ -24,7 +23,7 @@ struct Hindrance {
     std::string sentence;
 };
 
-std::string preservedMetadata(const WorkPreserved& preserved) {
+std::string preservedMetadata(const KeptReference& preserved) {
     return R"({"ref":")" + preserved.reference + R"(","commit":")" + preserved.commit + R"("})";
 }
 
@@ -35,6 +34,20 @@ std::string blocker(const GitWorktreeCleanupResult& result) {
     }
     const auto* skipped = std::get_if<WorktreeSkipped>(&result);
     return skipped ? skipped->reason : "";
+}
+
+/// What goes is said alike before and after it.
+std::string goingSentence(const WorkOfWorktree& work, const char* going) {
+    const std::string ignored = describe(work.ignored);
+    return std::string("Merged: ") + going + (ignored.empty() ? "" : ", with " + ignored) + ".";
+}
+
+std::string joined(const std::vector<std::string>& texts) {
+    std::string text;
+    for (const std::string& each : texts) {
+        text += (text.empty() ? "" : ", ") + each;
+    }
+    return text;
 }
 
 ReapedBug reapedBug(const BugQueueItem& item, const RetirementPlan& plan) {
@@ -134,7 +147,8 @@ Task<ReapedBug> Retirement::retireIfMerged(BugInReview review, GitRunner run) {
     std::string blocker = plan.needsPerson ? plan.sentence : "";
     if (plan.goes) {
         try {
-            co_await retire(std::move(review), reaped);
+            WorkOfWorktree work = co_await workOf(review);
+            co_await retire(std::move(review), std::move(work), reaped);
         } catch (const Hindrance& hindrance) {
             blocker = hindrance.sentence;
             reaped.goes = false;
@@ -150,13 +164,20 @@ Task<ReapedBug> Retirement::retireIfMerged(BugInReview review, GitRunner run) {
     co_return reaped;
 }
 
+/// Looks as a retirement does, and goes no further.
 Task<ReapedBug> Retirement::planFor(BugInReview review, GitRunner run) {
     const RetirementPlan plan = co_await planOf(review, std::move(run));
     ReapedBug reaped = reapedBug(review.item, plan);
-    if (plan.goes) {
-        reaped.sentence = "Merged: the bug would leave the queue, and its worktree would go.";
-        reaped.preserved =
-            co_await preservingOutlook(worktreeOf(review.item, review.mapping), git(GitOutput::answer));
+    if (!plan.goes) {
+        co_return reaped;
+    }
+    try {
+        const WorkOfWorktree work = co_await workOf(std::move(review));
+        reaped.sentence = goingSentence(work, "the bug would leave the queue, and its worktree would go");
+        reaped.preserved = describe(work);
+    } catch (const Hindrance& hindrance) {
+        reaped.goes = false;
+        reaped.sentence = hindrance.sentence;
     }
     co_return reaped;
 }
@@ -215,33 +236,35 @@ void Retirement::forgetBlockers(const std::vector<BugQueueItem>& items) {
 }
 
 /// The worktree goes first and the item last: what is interrupted is found again and done to its end.
-Task<void> Retirement::retire(BugInReview review, ReapedBug& reaped) {
-    PreserveResult saved = co_await preserve(review.item, review.mapping);
+Task<void> Retirement::retire(BugInReview review, WorkOfWorktree work, ReapedBug& reaped) {
+    reaped.sentence = goingSentence(work, "the bug leaves the queue, and its worktree is gone");
+    PreserveResult saved = co_await preserve(review, std::move(work));
     co_await requireUnused(review.item, review.mapping);  // else what was saved may not be all
     co_await removeWorktree(review.item, review.mapping);
-    reaped.preserved = co_await leave(std::move(review), std::move(saved));
+    reaped.preserved = co_await leave(std::move(review), std::move(saved), reaped.sentence);
 }
 
 /// Of its history, which goes with the item, what people ask for later is remembered.
-Task<std::string> Retirement::leave(BugInReview review, PreserveResult saved) {
+Task<std::string> Retirement::leave(BugInReview review, PreserveResult saved, std::string sentence) {
     const BugQueueItem& item = review.item;
-    const auto* preserved = std::get_if<WorkPreserved>(&saved);
-    const auto kept = preservedReferences(co_await services_.store.items.events(item.id));
-    RetiredWork work{.pullRequest = review.prURL};
-    if (preserved || !kept.empty()) {
-        work.preservedReference = preserved ? preserved->reference : kept.back();
+    std::vector<std::string> kept = preservedReferences(co_await services_.store.items.events(item.id));
+    if (const auto* preserved = std::get_if<WorkPreserved>(&saved)) {
+        std::ranges::transform(preserved->references, std::back_inserter(kept), &KeptReference::reference);
     }
+    std::ranges::sort(kept);
+    kept.erase(std::unique(kept.begin(), kept.end()), kept.end());
     const Instant now = services_.clock.now();
     const auto attempts = co_await services_.store.attempts.attempts(item.id);
     const WorkPeriod whole{.until = now};
-    work.work = doneWork(attempts, whole);
-    ItemEvent event{.itemID = item.id,
-                    .kind = EventKind::retired,
-                    .message = "Merged: the bug leaves the queue, and its worktree is gone."};
+    RetiredWork work{.pullRequest = review.prURL, .work = doneWork(attempts, whole)};
+    if (!kept.empty()) {
+        work.preservedReference = joined(kept);
+    }
+    ItemEvent event{.itemID = item.id, .kind = EventKind::retired, .message = std::move(sentence)};
     co_await appendEvent(services_.store.items, std::move(event));
     co_await services_.store.retired.remember(item, work, now);
     co_await services_.manager.removeImplementedReviewItem(item.bugID);
-    co_return work.preservedReference.value_or("");
+    co_return joined(kept);
 }
 
 Task<void> Retirement::requireUnused(BugQueueItem item, AppMapping mapping) {
@@ -251,25 +274,37 @@ Task<void> Retirement::requireUnused(BugQueueItem item, AppMapping mapping) {
     }
 }
 
-/// Saves work that no remote has, and the item's history names it.
-Task<PreserveResult> Retirement::preserve(BugQueueItem item, AppMapping mapping) {
-    WorktreeToPreserve worktree = worktreeOf(item, mapping);
-    const std::string path = worktree.worktreePath;
-    if (!WorktreeNaming::isInside(path, mapping.resolvedWorktreeRootPath())) {
-        throw Hindrance{"Bug " + item.bugID + " is merged, but " + path +
+/// What there is to be saved; throws what keeps the worktree.
+Task<WorkOfWorktree> Retirement::workOf(BugInReview review) {
+    WorktreeToPreserve worktree = worktreeOf(review.item, review.mapping);
+    const std::string merged = "Bug " + review.item.bugID + " is merged, but ";
+    if (!WorktreeNaming::isInside(worktree.worktreePath, review.mapping.resolvedWorktreeRootPath())) {
+        throw Hindrance{merged + worktree.worktreePath +
                         " is not inside the worktrees' directory, so it is left alone."};
     }
-    PreserveResult result = co_await preserveWork(std::move(worktree), git(GitOutput::answer));
+    WorkLook look = co_await lookAtWork(std::move(worktree), git(GitOutput::answer));
+    if (const auto* failed = std::get_if<PreservingFailed>(&look)) {
+        throw Hindrance{merged + "its worktree stays. " + failed->reason};
+    }
+    co_return std::get<WorkOfWorktree>(std::move(look));
+}
+
+/// Saves it, and the item's history names it.
+Task<PreserveResult> Retirement::preserve(BugInReview review, WorkOfWorktree work) {
+    WorktreeToPreserve worktree = worktreeOf(review.item, review.mapping);
+    PreserveResult result = co_await keepWork(std::move(worktree), std::move(work), git(GitOutput::answer));
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {
-        throw Hindrance{"Bug " + item.bugID + " is merged, but its worktree stays. " + failed->reason};
+        throw Hindrance{"Bug " + review.item.bugID + " is merged, but its worktree stays. " + failed->reason};
     }
     const auto* preserved = std::get_if<WorkPreserved>(&result);
-    if (preserved && preserved->isNew) {
-        ItemEvent event{.itemID = item.id,
-                        .kind = EventKind::workPreserved,
-                        .message = "Work that no remote has is kept at " + preserved->reference + ".",
-                        .metadataJSON = preservedMetadata(*preserved)};
-        co_await appendEvent(services_.store.items, std::move(event));
+    for (const KeptReference& kept : preserved ? preserved->references : std::vector<KeptReference>()) {
+        if (kept.isNew) {
+            ItemEvent event{.itemID = review.item.id,
+                            .kind = EventKind::workPreserved,
+                            .message = kept.what + " is kept at " + kept.reference + ".",
+                            .metadataJSON = preservedMetadata(kept)};
+            co_await appendEvent(services_.store.items, std::move(event));
+        }
     }
     co_return result;
 }

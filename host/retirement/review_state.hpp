@@ -40,7 +40,7 @@ struct ReapedBug {
     std::optional<Url> pullRequest{};
     bool goes = false;        ///< has gone or, of a plan, would go
     std::string sentence{};   ///< why, or why not
-    std::string preserved{};  ///< the reference at which its work is kept or, of a plan, what would be kept
+    std::string preserved{};  ///< the references at which its work is kept or, of a plan, what would be kept
 };
 
 }  // namespace quernlight::host

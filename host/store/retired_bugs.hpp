@@ -21,8 +21,9 @@ struct RetiredBug {
     std::string bugID{};  ///< in short form
     std::string title{};
     Instant retiredAt{};
-    std::optional<std::string> preservedReference{};  ///< where work of its worktree was saved
-    std::string appName{};                            ///< empty for one of an earlier version's
+    std::optional<std::string>
+        preservedReference{};  ///< where work of its worktree was saved; ", " between several
+    std::string appName{};     ///< empty for one of an earlier version's
     std::optional<Url> pullRequest{};
     DoneWork work{};
 };

@@ -2,40 +2,38 @@
 
 #include <string>
 #include <variant>
+#include <vector>
 
-#include "quernlight/git/git_runner.hpp"
+#include "host/worktree/work_look.hpp"
 
 namespace quernlight::host {
-
-/// A worktree that is about to go.
-struct WorktreeToPreserve {
-    std::string repoPath;      ///< the main repository
-    std::string worktreePath;  ///< may be gone already
-    std::string branch;        ///< names the reference
-};
 
 /// All work in it is where others can have it: pushed, or there is none.
 struct NothingToPreserve {};
 
 /// It can be had back with: git worktree add PATH REFERENCE
-struct WorkPreserved {
-    std::string reference;
-    std::string commit;
-    bool isNew = true;  ///< false when an earlier saving had kept the same already
+struct KeptReference {
+    std::string reference{};
+    std::string commit{};
+    std::string what{};  ///< is kept there, as the begin of a sentence
+    bool isNew = true;   ///< false when an earlier saving had kept the same already
 };
 
-/// It could not be saved, for this reason in one sentence; the worktree must stay.
-struct PreservingFailed {
-    std::string reason;
+struct WorkPreserved {
+    std::vector<KeptReference> references;  ///< one or two
 };
 
 using PreserveResult = std::variant<NothingToPreserve, WorkPreserved, PreservingFailed>;
 
-/// Saves what a worktree holds and no remote does (changed and untracked files that are not ignored, commits)
-/// as a commit at refs/quernlight/preserved/BRANCH in the main repository, with "-2", "-3", ... where that is
-/// taken by other work. Changes that git was told to overlook are saved too; files that a sparse checkout
-/// leaves out are not taken for deleted. Touches no branch and no index but the worktree's own. Never throws
-/// but on cancellation. `ask` gives answers (`GitOutput::answer`): what it prints is taken by its word.
+/// Saves what a look has found, in the main repository: what is in no commit (the sides of a conflict, what
+/// is staged only, the files as they are) as commits upon the worktree's own, at
+/// refs/quernlight/preserved/BRANCH, with "-2", "-3", ... where that is taken by other work; and at another
+/// of these the commits that were left behind, under one that has them for parents where they are several.
+/// Touches no branch. Never throws but on cancellation.
+Task<PreserveResult> keepWork(WorktreeToPreserve worktree, WorkOfWorktree work,
+                              GitRunner ask = runGitWith({}, GitOutput::answer));
+
+/// Looks, and saves.
 Task<PreserveResult> preserveWork(WorktreeToPreserve worktree,
                                   GitRunner ask = runGitWith({}, GitOutput::answer));
 

@@ -153,7 +153,7 @@ TEST_F(RetirementTest, OnceRetiringIsTurnedOffNothingIsTriedAndWhatKeptAWorktree
     hosted.git({"worktree", "lock", root / "Shop-3f2a9c1d"});
     run(retirement.retireMerged());
     EXPECT_THAT(published.alerts, ElementsAre(Pair(AlertKey{AlertTopic::retiring, "3f2a9c1d"},
-                                                   HasSubstr("its worktree stays: "))));
+                                                   HasSubstr("its worktree stays. "))));
     const std::size_t asked = server.requests().size();
     hosted.git({"worktree", "unlock", root / "Shop-3f2a9c1d"});
     settings.retireEnabled = false;

@@ -36,11 +36,11 @@ class WorkPreserverTest : public testing::Test {
         return quernlight::test::runTask(preserveWork(
             {.repoPath = repository.directory(), .worktreePath = worktree, .branch = "Shop-3f2a9c1d"}));
     }
-    WorkPreserved preserved() {
+    KeptReference preserved() {
         const PreserveResult result = preserve();
         const auto* saved = std::get_if<WorkPreserved>(&result);
         EXPECT_TRUE(saved);
-        return saved ? *saved : WorkPreserved{};
+        return saved ? saved->references.front() : KeptReference{};
     }
     std::string failure() {
         const PreserveResult result = preserve();
@@ -64,7 +64,7 @@ TEST_F(WorkPreserverTest, AGitThatWarnsSavesAllTheSame) {
     inMain({"config", "core.fsyncMethod", "unheard of"});
     EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
     writeFile(worktree / "notes.txt", "not committed\n");
-    const WorkPreserved saved = preserved();
+    const KeptReference saved = preserved();
     EXPECT_THAT(inMain({"for-each-ref", "--format=%(objectname)", "refs/quernlight"}),
                 testing::EndsWith(saved.commit));
     EXPECT_EQ(saved.commit.size(), 40U);
@@ -108,7 +108,9 @@ TEST_F(WorkPreserverTest, ASubmoduleThatIsCheckedOutKeepsTheWorktreeWhateverItsS
     git({"push", "--quiet", "origin", "Shop-3f2a9c1d"});
     EXPECT_THAT(failure(), HasSubstr("it holds a git repository of its own at parts/library;"));
     std::filesystem::remove_all(worktree / "parts/library");
-    std::filesystem::create_directory(worktree / "parts/library");  // as in a clone without its submodules
+    std::filesystem::create_directory(worktree / "parts/library");
+    EXPECT_THAT(failure(), HasSubstr("git keeps its submodules' repositories at "));
+    std::filesystem::remove_all(repository.directory() / ".git/worktrees/Shop-3f2a9c1d/modules");
     EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
 }
 
@@ -120,7 +122,7 @@ TEST_F(WorkPreserverTest, ChangedNewAndDeletedFilesAreSavedAndIgnoredOnesAreNot)
     git({"add", "staged.txt"});
     std::filesystem::remove(worktree / ".gitignore");
     writeFile(worktree / ".gitignore", "build/\n*.tmp\n");
-    const WorkPreserved saved = preserved();
+    const KeptReference saved = preserved();
     EXPECT_EQ(saved.reference, "refs/quernlight/preserved/Shop-3f2a9c1d");
     EXPECT_EQ(inMain({"rev-parse", saved.reference}), saved.commit);
     EXPECT_EQ(inMain({"show", saved.reference + ":fix.txt"}), "fixed better");
@@ -189,7 +191,7 @@ TEST_F(WorkPreserverTest, WhatGitWasToldToOverlookIsPreserved) {
     writeFile(worktree / quoted, "larger\n");
     writeFile(worktree / "fix.txt", "fixed here only\n");
     ASSERT_EQ(git({"status", "--porcelain"}), "");
-    const WorkPreserved saved = preserved();
+    const KeptReference saved = preserved();
     EXPECT_EQ(inMain({"show", saved.reference + ":" + quoted}), "larger");
     EXPECT_EQ(inMain({"show", saved.reference + ":fix.txt"}), "fixed here only");
 }
@@ -203,7 +205,7 @@ TEST_F(WorkPreserverTest, ADeletionThatGitWasToldToOverlookIsPreserved) {
     std::filesystem::remove(worktree / "fix.txt");
     std::filesystem::remove(worktree / "more.txt");
     ASSERT_EQ(git({"status", "--porcelain"}), "");
-    const WorkPreserved saved = preserved();
+    const KeptReference saved = preserved();
     EXPECT_EQ(inMain({"ls-tree", "--name-only", saved.reference, "fix.txt", "more.txt"}), "");
 }
 
@@ -216,7 +218,7 @@ TEST_F(WorkPreserverTest, WhatASparseCheckoutLeavesOutIsNotDeletedAndWhatWasPutT
     ASSERT_FALSE(std::filesystem::exists(worktree / "docs"));
     EXPECT_TRUE(std::holds_alternative<NothingToPreserve>(preserve()));
     writeFile(worktree / "docs/guide.txt", "better guide\n");
-    const WorkPreserved saved = preserved();
+    const KeptReference saved = preserved();
     EXPECT_EQ(inMain({"show", saved.reference + ":docs/guide.txt"}), "better guide");
     EXPECT_EQ(inMain({"show", saved.reference + ":docs/terms.txt"}), "terms");
 }

@@ -1,0 +1,57 @@
+#include "host/worktree/ignored_files.hpp"
+
+#include "host/text/counted.hpp"
+
+namespace quernlight::host {
+namespace fs = std::filesystem;
+namespace {
+
+void count(IgnoredFiles& ignored, const fs::directory_entry& entry) {
+    std::error_code error;
+    const auto size = entry.is_regular_file(error) && !entry.is_symlink(error) ? entry.file_size(error) : 0;
+    ++ignored.files;
+    ignored.bytes += error ? 0 : size;
+}
+
+void walk(IgnoredFiles& ignored, const fs::path& directory) {
+    std::error_code error;
+    for (fs::recursive_directory_iterator entry(directory, error), end; !error && entry != end;
+         entry.increment(error)) {
+        std::error_code unknown;
+        ignored.repositories += entry->path().filename() == ".git" ? 1 : 0;
+        if (!fs::is_directory(entry->symlink_status(unknown))) {
+            count(ignored, *entry);
+        }
+    }
+    ignored.files += error ? 1 : 0;
+}
+
+}  // namespace
+
+IgnoredFiles ignoredFiles(const fs::path& worktree, const std::vector<std::string>& paths) {
+    IgnoredFiles ignored;
+    for (const std::string& path : paths) {
+        std::error_code unknown;
+        const fs::directory_entry entry(worktree / path, unknown);
+        if (fs::is_directory(entry.symlink_status(unknown))) {
+            walk(ignored, entry.path());
+        } else {
+            count(ignored, entry);
+        }
+    }
+    return ignored;
+}
+
+std::string describe(const IgnoredFiles& ignored) {
+    if (ignored.files == 0) {
+        return "";
+    }
+    const std::string repositories =
+        ignored.repositories == 0
+            ? ""
+            : ", " + counted(ignored.repositories, "git repository", "git repositories") + " among them";
+    return counted(ignored.files, "file") + " that git ignores (" + sizeText(ignored.bytes) + repositories +
+           ")";
+}
+
+}  // namespace quernlight::host
