@@ -38,6 +38,8 @@ class FigureReader : public benchmark::BenchmarkReporter {
                 return run.counters.at("bytes_per_second");
             case Figure::amount:
                 return run.counters.at(amountCounter);
+            case Figure::work:
+                return run.cpu_accumulated_time / static_cast<double>(run.iterations);
             case Figure::time:
                 break;
         }
@@ -67,6 +69,7 @@ std::string figureText(double figure, const Comparison& comparison) {
         case Figure::amount:
             return formatted(figure, (" " + comparison.unit).c_str());
         case Figure::time:
+        case Figure::work:
             break;
     }
     return timeText(figure);
@@ -105,15 +108,16 @@ double median(std::vector<double> figures) {
 }
 
 void Table::add(Comparison comparison, Benchmark reference, Benchmark ours) {
-    const bool isTimed = comparison.figure != Figure::speed;
-    registerBenchmark(comparison.what + "/reference", std::move(reference), isTimed);
-    registerBenchmark(comparison.what + "/ours", std::move(ours), isTimed);
+    registerBenchmark(comparison.what + "/reference", std::move(reference), comparison.figure);
+    registerBenchmark(comparison.what + "/ours", std::move(ours), comparison.figure);
     rows_.push_back({.comparison = std::move(comparison)});
 }
 
-void Table::registerBenchmark(const std::string& name, Benchmark benchmark, bool isTimed) {
+void Table::registerBenchmark(const std::string& name, Benchmark benchmark, Figure figure) {
     auto* added = benchmark::RegisterBenchmark(name.c_str(), std::move(benchmark));
-    if (isTimed) {
+    if (figure == Figure::work) {
+        added->MeasureProcessCPUTime();
+    } else if (figure != Figure::speed) {
         added->UseRealTime();
     }
     if (smoke_) {

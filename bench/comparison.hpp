@@ -13,6 +13,7 @@ namespace quernlight::bench {
 enum class Figure {
     speed,   ///< bytes a second of this thread's work (`SetBytesProcessed`), at least
     time,    ///< of one iteration, on the clock on the wall, at most
+    work,    ///< processor time of one iteration, of all threads of this process, at most
     amount,  ///< what the benchmark reports by `reportAmount`, at most
 };
 
@@ -52,7 +53,7 @@ class Table {
         std::vector<double> ours{};
     };
 
-    void registerBenchmark(const std::string& name, Benchmark benchmark, bool isTimed);
+    void registerBenchmark(const std::string& name, Benchmark benchmark, Figure figure);
     bool measure(const Row& row, const std::string& name, std::vector<double>& figures);
 
     bool smoke_;

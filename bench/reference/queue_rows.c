@@ -1,5 +1,6 @@
 #include "bench/reference/queue_rows.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -68,16 +69,43 @@ long reference_list(sqlite3* connection, const char* sql) {
     return result == SQLITE_OK ? found : -1;
 }
 
-long reference_write(sqlite3* connection, const char* sql, const char* const* texts, int count) {
-    sqlite3_stmt* statement = NULL;
-    if (sqlite3_prepare_v2(connection, sql, -1, &statement, NULL) != SQLITE_OK) {
-        return -1;
-    }
+static void bind_all(sqlite3_stmt* statement, const char* const* texts, int count) {
     for (int index = 0; index < count; ++index) {
         if (texts[index] != NULL) {
             sqlite3_bind_text(statement, index + 1, texts[index], -1, SQLITE_TRANSIENT);
         }
     }
+}
+
+long reference_renumber(sqlite3* connection, const char* sql, const char* const* texts, int count, long items,
+                        long turn) {
+    sqlite3_stmt* statement = NULL;
+    long changed = 0;
+    if (sqlite3_exec(connection, "BEGIN IMMEDIATE", NULL, NULL, NULL) != SQLITE_OK ||
+        sqlite3_prepare_v2(connection, sql, -1, &statement, NULL) != SQLITE_OK) {
+        return -1;
+    }
+    for (long item = 0; item < items; ++item) {
+        char id[64];
+        snprintf(id, sizeof(id), "%08lX-0000-4000-8000-000000000000", item);
+        bind_all(statement, texts, count);
+        sqlite3_bind_int64(statement, 5, (item + turn) % items);
+        sqlite3_bind_text(statement, count, id, -1, SQLITE_TRANSIENT);
+        if (sqlite3_step(statement) == SQLITE_DONE) {
+            changed += sqlite3_changes(connection);
+        }
+        sqlite3_reset(statement);
+    }
+    sqlite3_finalize(statement);
+    return sqlite3_exec(connection, "COMMIT", NULL, NULL, NULL) == SQLITE_OK ? changed : -1;
+}
+
+long reference_write(sqlite3* connection, const char* sql, const char* const* texts, int count) {
+    sqlite3_stmt* statement = NULL;
+    if (sqlite3_prepare_v2(connection, sql, -1, &statement, NULL) != SQLITE_OK) {
+        return -1;
+    }
+    bind_all(statement, texts, count);
     const int result = sqlite3_step(statement);
     const long changed = sqlite3_changes(connection);
     sqlite3_finalize(statement);

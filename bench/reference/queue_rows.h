@@ -20,6 +20,11 @@ long reference_list(sqlite3* connection, const char* sql);
 /* Compiles the statement, binds the texts, NULL for null, runs it. */
 long reference_write(sqlite3* connection, const char* sql, const char* const* texts, int count);
 
+/* The same statement for each of so many items, compiled once, in one transaction: the fifth text is replaced
+   by the item's new position, `turn` further than its number, and the last by its id. */
+long reference_renumber(sqlite3* connection, const char* sql, const char* const* texts, int count, long items,
+                        long turn);
+
 #ifdef __cplusplus
 }
 #endif
