@@ -10,6 +10,7 @@
 #include "host/commands/config_edit.hpp"
 #include "host/commands/path_option.hpp"
 #include "host/commands/service_call.hpp"
+#include "host/process/dispatch_home.hpp"
 #include "host/process/user_error.hpp"
 #include "host/service/configuration_json.hpp"
 #include "quernlight/platform/control_characters.hpp"
@@ -103,7 +104,7 @@ int configUnset(const ConfigOptions& given) {
 
 int configEdit(const ConfigOptions& given) {
     const auto service = serviceFor(given.home);
-    return editSettings(*service, given.json);
+    return editSettings(*service, locateDispatchHome(given.home), given.json);
 }
 
 int printReference() {

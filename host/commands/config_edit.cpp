@@ -1,6 +1,7 @@
 #include "host/commands/config_edit.hpp"
 
 #include <algorithm>
+#include <fstream>
 #include <iostream>
 
 #include "host/commands/command_output.hpp"
@@ -14,6 +15,8 @@
 
 namespace quernlight::host {
 namespace {
+
+constexpr const char* fileName = "settings-edit";
 
 /// Why what was typed is not done, for now.
 struct NotDone {
@@ -61,6 +64,21 @@ std::vector<SettingChange> changeAsEdited(DispatchService& service, const std::s
     return edited.changes;
 }
 
+/// What earlier edits have left that were killed: what was typed there is the person's.
+void tellCutOff(const std::filesystem::path& home, const std::string& offered) {
+    for (const std::filesystem::path& file : leftEdited(home, fileName)) {
+        std::ifstream stream(file, std::ios::binary);
+        const std::string text{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+        std::error_code error;
+        if (stream && text == offered) {
+            std::filesystem::remove(file, error);
+        } else {
+            std::cerr << "An earlier edit is not done; what was typed is in "
+                      << withoutControls(file.string()) << "; remove it once you need it no more.\n";
+        }
+    }
+}
+
 UserError kept(EditedFile& file, const std::string& why) {
     file.keep();
     return UserError(why + " What you typed is kept in " + file.path().string() + ".");
@@ -76,14 +94,15 @@ bool wantsToGoOn(const NotDone& notDone) {
 
 }  // namespace
 
-int editSettings(DispatchService& service, bool asJson) {
+int editSettings(DispatchService& service, const std::filesystem::path& home, bool asJson) {
     const auto editor = editorWords(currentEnvironmentMap());
     SettingList settings;
     if (const int interrupted = statusOf(readAll(service, settings)); interrupted != 0) {
         return interrupted;
     }
     const std::string offered = settingsText(settings);
-    EditedFile file("quernlight-settings", offered);
+    tellCutOff(home, offered);
+    EditedFile file(home, fileName, offered);
     while (true) {
         const int status = runEditor(editor, file.path());
         const std::string text = file.content();

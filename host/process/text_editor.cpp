@@ -1,16 +1,20 @@
 #include "host/process/text_editor.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 
+#include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include "host/process/user_error.hpp"
+#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
 
 extern char** environ;
@@ -65,6 +69,28 @@ class SpawnAttributes {
     posix_spawnattr_t attributes_{};
 };
 
+/// What this program prints is no place for an editor's picture.
+class EditorOutput {
+  public:
+    EditorOutput() {
+        posix_spawn_file_actions_init(&actions_);
+        if (isatty(STDOUT_FILENO) == 0) {
+            terminal_ = FileDescriptor(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+            posix_spawn_file_actions_adddup2(&actions_, terminal_ ? terminal_.get() : STDERR_FILENO,
+                                             STDOUT_FILENO);
+        }
+    }
+    EditorOutput(const EditorOutput&) = delete;
+    EditorOutput& operator=(const EditorOutput&) = delete;
+    ~EditorOutput() { posix_spawn_file_actions_destroy(&actions_); }
+
+    const posix_spawn_file_actions_t* actions() const { return &actions_; }
+
+  private:
+    posix_spawn_file_actions_t actions_{};
+    FileDescriptor terminal_;
+};
+
 UserError unwritable(const fs::path& path, int error) {
     return UserError("The file " + path.string() + " cannot be written: " + std::strerror(error) + ".");
 }
@@ -94,8 +120,10 @@ int exitStatusOf(pid_t child) {
 
 }  // namespace
 
-EditedFile::EditedFile(const std::string& name, const std::string& content) {
-    std::string path = (fs::temp_directory_path() / (name + ".XXXXXX")).string();
+EditedFile::EditedFile(const fs::path& directory, const std::string& name, const std::string& content) {
+    std::error_code error;
+    const fs::path place = fs::is_directory(directory, error) ? directory : fs::temp_directory_path();
+    std::string path = (place / (name + "." + std::to_string(getpid()) + ".XXXXXX")).string();
     const int descriptor = mkstemp(path.data());  // 0600
     path_ = path;
     if (descriptor < 0) {
@@ -119,6 +147,23 @@ std::string EditedFile::content() const {
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
+std::vector<fs::path> leftEdited(const fs::path& directory, const std::string& name) {
+    std::vector<fs::path> left;
+    std::error_code error;
+    for (const auto& entry : fs::directory_iterator(directory, error)) {
+        const std::string file = entry.path().filename().string();
+        const std::size_t begin = name.size() + 1;
+        pid_t process = 0;
+        if (file.starts_with(name + ".") &&
+            std::from_chars(file.data() + begin, file.data() + file.size(), process).ec == std::errc() &&
+            process > 0 && ::kill(process, 0) != 0 && errno == ESRCH) {
+            left.push_back(entry.path());
+        }
+    }
+    std::ranges::sort(left);
+    return left;
+}
+
 int runEditor(const std::vector<std::string>& words, const fs::path& file) {
     std::vector<std::string> all = words;
     all.push_back(file.string());
@@ -128,10 +173,11 @@ int runEditor(const std::vector<std::string>& words, const fs::path& file) {
     }
     arguments.push_back(nullptr);
     const SpawnAttributes attributes;
+    const EditorOutput output;
     const IgnoredInterrupts ignored;
     pid_t child = 0;
-    const int error =
-        posix_spawnp(&child, arguments.front(), nullptr, attributes.get(), arguments.data(), environ);
+    const int error = posix_spawnp(&child, arguments.front(), output.actions(), attributes.get(),
+                                   arguments.data(), environ);
     if (error != 0) {
         throw UserError("The editor " + words.front() + " cannot be started: " + std::strerror(error) +
                         "; name another one in VISUAL or EDITOR.");

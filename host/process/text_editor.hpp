@@ -6,11 +6,12 @@
 
 namespace quernlight::host {
 
-/// A private file (0600) of a name of its own in the directory for temporary files, with this content. It
-/// goes with the object unless it is kept. Throws UserError when it cannot be written or read.
+/// A private file (0600) of a name of its own in this directory, or where there is none in that for temporary
+/// files, with this content. It goes with the object unless it is kept. Throws UserError when it cannot be
+/// written or read.
 class EditedFile {
   public:
-    EditedFile(const std::string& name, const std::string& content);
+    EditedFile(const std::filesystem::path& directory, const std::string& name, const std::string& content);
     EditedFile(const EditedFile&) = delete;
     EditedFile& operator=(const EditedFile&) = delete;
     ~EditedFile();
@@ -24,7 +25,12 @@ class EditedFile {
     bool isKept_ = false;
 };
 
-/// Runs it with the file behind its words, on this process's terminal, and returns its exit status. Blocks;
+/// The files of that name in the directory that processes which have ended since have left there.
+std::vector<std::filesystem::path> leftEdited(const std::filesystem::path& directory,
+                                              const std::string& name);
+
+/// Runs it with the file behind its words, on this process's terminal, and returns its exit status. It writes
+/// there also when standard output leads elsewhere; where there is no terminal, on standard error. Blocks;
 /// keys that interrupt go to the editor alone. No shell is involved. Throws UserError when it cannot be
 /// started.
 int runEditor(const std::vector<std::string>& words, const std::filesystem::path& file);

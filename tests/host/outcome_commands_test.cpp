@@ -229,7 +229,7 @@ TEST_P(OutcomeCommandsTest, SeveralSettingsAreChangedInAnEditor) {
     editWith("cp \"$1\" '" + repository.scratch("offered").string() + "'; stat -c %a \"$1\" > '" +
              repository.scratch("mode").string() + "'; : > \"$1\"");
     EXPECT_EQ(command({"config", "edit"}).exitCode, 0);
-    EXPECT_EQ(command({"config", "get", "sessions.max"}).output, "2\n");
+    EXPECT_EQ(command({"config", "get", "sessions.max"}).output, "5\n") << "nobody asks for all defaults so";
     EXPECT_EQ(test::readFile(repository.scratch("mode")), "600\n");
     EXPECT_THAT(test::readFile(repository.scratch("offered")), HasSubstr("\nsessions.max 5\n"));
 }
@@ -249,6 +249,31 @@ TEST_P(OutcomeCommandsTest, WhatWasTypedIsKeptWhenItCannotBeMeant) {
     EXPECT_THAT(command({"config", "edit"}).error, HasSubstr("The editor ended with status 3"));
     environment["EDITOR"] = "/no/such/editor";
     EXPECT_THAT(command({"config", "edit"}).error, HasSubstr("/no/such/editor cannot be started"));
+}
+
+TEST_P(OutcomeCommandsTest, WhatTheEditorShowsIsNoneOfWhatIsPrinted) {
+    editWith("echo drawn; printf 'intake.per_day 7\\n' >> \"$1\"");
+    const auto edited = command({"config", "edit", "--json"});
+    EXPECT_EQ(edited.exitCode, 0) << edited.error;
+    EXPECT_TRUE(boost::json::parse(edited.output).is_object()) << edited.output;
+    EXPECT_THAT(edited.error, HasSubstr("drawn"));
+}
+
+TEST_P(OutcomeCommandsTest, WhatWasTypedBeforeAnEditWasKilledIsNamedByTheNextOne) {
+    editWith("kill -9 $PPID");
+    command({"config", "edit"});
+    editWith("printf 'intake.per_day 7\\n' >> \"$1\"; kill -9 $PPID");
+    command({"config", "edit"});
+    editWith("true");
+    const auto next = command({"config", "edit"});
+    const std::size_t begin = next.error.find(home().string() + "/settings-edit.");
+    ASSERT_NE(begin, npos) << next.error;
+    const std::string file = next.error.substr(begin, next.error.find(';', begin) - begin);
+    EXPECT_THAT(test::readFile(file), HasSubstr("intake.per_day 7\n"));
+    EXPECT_EQ(next.error.find("/settings-edit.", begin + 1 + home().string().size()), npos)
+        << "the other one held nothing that was typed";
+    std::filesystem::remove(file);
+    EXPECT_EQ(command({"config", "edit"}).error, "");
 }
 
 TEST_P(OutcomeCommandsTest, SmallMistakesAreNamed) {
