@@ -122,6 +122,15 @@ void scroll(LiveChoice& choice, const LiveBug* selected, bool isUp) {
                                           : choice.scrolled - std::min(choice.scrolled, pageLines);
 }
 
+/// Any other key ends it.
+void takeHelpKey(const LiveKey& key, LiveChoice& choice) {
+    const std::size_t pageLines = std::max<std::size_t>(choice.paneLines, 2) - 1;
+    choice.showsHelp = key.kind == Kind::pageDown || key.kind == Kind::pageUp;
+    choice.scrolled = key.kind == Kind::pageDown ? choice.scrolled + pageLines
+                      : key.kind == Kind::pageUp ? choice.scrolled - std::min(choice.scrolled, pageLines)
+                                                 : 0;
+}
+
 std::string quoted(const LiveBug& bug) {
     return "Bug " + bug.bugID;
 }
@@ -255,6 +264,7 @@ std::optional<LiveWish> takeLetter(char letter, const LiveSnapshot& snapshot, Li
             break;
         case '?':
             choice.showsHelp = true;
+            choice.scrolled = 0;
             break;
         case 'u':
             return LiveWish{.action = LiveAction::unpause};
@@ -386,7 +396,7 @@ std::optional<LiveWish> takeKey(const LiveKey& key, const LiveSnapshot& snapshot
         return takeFilter(key, choice);
     }
     if (choice.showsHelp) {
-        choice.showsHelp = false;
+        takeHelpKey(key, choice);
         return std::nullopt;
     }
     const BugsBySection listed = listedBugs(snapshot, choice.filter);

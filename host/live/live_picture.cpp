@@ -480,10 +480,13 @@ void Drawing::addBody(std::size_t end) {
 }
 
 void Drawing::addHelp(std::size_t end) {
-    for (const std::string_view line : helpLines) {
-        if (picture_.rows.size() < end) {
-            addText(line);
-        }
+    const std::size_t room = end - std::min(end, picture_.rows.size());
+    const PaneText help{.pane = LivePane::goal, .lines = {helpLines.begin(), helpLines.end()}};
+    const ShownLines lines = shownLines(help, choice_.scrolled, {.columns = columns_, .rows = room});
+    picture_.paneLines = room;
+    picture_.scrolled = lines.scrolled;
+    for (const std::string& line : lines.lines) {
+        addText(" " + line);
     }
 }
 

@@ -220,6 +220,16 @@ TEST_F(LiveChoiceTest, APageIsWhatThePaneHadRoomForButALine) {
     EXPECT_EQ(choice.scrolled, 1U);
 }
 
+TEST_F(LiveChoiceTest, TheKeysAreReadOnPageByPageAndEndWithAnyOtherKey) {
+    choice.paneLines = 6;
+    press("?\x1b[6~");
+    EXPECT_TRUE(choice.showsHelp);
+    EXPECT_EQ(choice.scrolled, 5U);
+    EXPECT_EQ(press("c"), std::nullopt);
+    EXPECT_FALSE(choice.showsHelp);
+    EXPECT_EQ(choice.scrolled, 0U);
+}
+
 TEST_F(LiveChoiceTest, ThePaneTakesAllTheRoomUntilTheSameKeyOrEscape) {
     choice.filter = "paste";
     press("v");

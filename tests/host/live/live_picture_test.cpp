@@ -222,6 +222,17 @@ TEST(LivePictureTest, APaneIsScrolledThroughRowByRowAndNoFurther) {
     EXPECT_THAT(textLines(livePicture(busyDay(), choice, pane, frame(41, 18))), Not(Contains(" the end")));
 }
 
+TEST(LivePictureTest, TheKeysAreReadableOnASmallTerminal) {
+    std::string read;
+    for (const std::size_t scrolled : {0U, 9U, 18U}) {
+        for (const std::string& line : drawn(busyDay(), 40, 12, {.scrolled = scrolled, .showsHelp = true})) {
+            read += line.substr(std::min(line.size(), line.find_first_not_of(' '))) + " ";
+        }
+    }
+    EXPECT_THAT(read,
+                AllOf(HasSubstr("Shift-Tab go from one list to the next"), HasSubstr("puts this aside")));
+}
+
 TEST(LivePictureTest, ThePaneMayHaveAllTheRoomBelowTheCountOfWhatNeedsAPerson) {
     PaneText pane{.bugID = "b05d83f7", .pane = LivePane::events};
     for (int number = 0; number < 99; ++number) {
