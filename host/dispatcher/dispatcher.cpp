@@ -27,7 +27,8 @@ Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, Dispat
       polling_(context_, intake_, retirement_),
       starts_(context_, sessions_, reconciliation_,
               {.on = [this](const Uuid& itemID) { return workOn(itemID); },
-               .isNone = [this](const Uuid& itemID) { return isFree(itemID); }}),
+               .isNone = [this](const Uuid& itemID) { return isFree(itemID); },
+               .claimsMade = [this] { return claimsMade_; }}),
       orphans_(context_, sessions_),
       looks_(context_, settings, orphans_),
       atStop_(services.stop.onRise([this] { beginStopping(); })) {
@@ -140,10 +141,11 @@ ItemWork Dispatcher::workOn(const Uuid& itemID) const {
 }
 
 bool Dispatcher::isFree(const Uuid& itemID) const {
-    return workOn(itemID) == ItemWork::none && !claims_->contains(itemID);
+    return workOn(itemID) == ItemWork::none && !claims_->contains(itemID) && !claims_->contains(everyItem);
 }
 
 std::shared_ptr<const void> Dispatcher::claim(const Uuid& itemID) {
+    ++claimsMade_;
     const auto release = [claims = std::weak_ptr(claims_), entry = claims_->insert(itemID),
                           changed = context_.changed](const void*) {
         if (const auto live = claims.lock()) {

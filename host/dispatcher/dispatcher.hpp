@@ -22,6 +22,9 @@ struct DispatcherSettings {
     int fetchLimit = firstListLimit;  ///< bugs asked for per status at first
 };
 
+/// Stands for all items where one is claimed, also those that come meanwhile.
+inline constexpr Uuid everyItem{};
+
 /// The loop that moves bugs along: reconciles what an earlier run left, takes bugs in, starts their sessions
 /// in list order, retires what is merged, and waits for all of it to come to an end. Each of these is a chore
 /// with a class of its own; this one runs them together. Runs on one executor, which must be a single
@@ -48,7 +51,7 @@ class Dispatcher {
     ItemWork workOn(const Uuid& itemID) const;
 
     /// While what is returned lives no session of the item begins, and neither is it retired: its state can
-    /// be looked at and changed in one step.
+    /// be looked at and changed in one step. A start that was being looked at is looked at once more.
     std::shared_ptr<const void> claim(const Uuid& itemID);
 
     /// What the item's last session has come to is found out, unless somebody works on it.
@@ -80,6 +83,7 @@ class Dispatcher {
 
     SessionServices& services_;
     ChoreContext context_;
+    std::size_t claimsMade_ = 0;
     const std::shared_ptr<std::multiset<Uuid>> claims_ = std::make_shared<std::multiset<Uuid>>();
     RunningSessions sessions_;
     Reconciliation reconciliation_;

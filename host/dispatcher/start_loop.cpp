@@ -78,13 +78,19 @@ Task<void> StartLoop::startWhatMay() {
 }
 
 /// The facts are older than the look at each item before this one, so the item is read once more; last, since
-/// nobody may change it between that and the start. What its last session has come to is found out first.
+/// nobody may change it between that and the start. What was read before a claim that came meanwhile may not
+/// be so any more. What its last session has come to is found out first.
 Task<void> StartLoop::start(BugQueueItem listed) {
+    const std::size_t claims = work_.claimsMade();
     const auto mapping = co_await services_.store.mappings.mapping(listed.bundleID);
     const auto attempt = co_await services_.store.attempts.latestAttempt(listed.id);
     const auto wish = standingWish(co_await services_.store.items.events(listed.id));
     const auto executor = co_await boost::asio::this_coro::executor;
     auto current = co_await services_.store.items.item(listed.id);
+    if (claims != work_.claimsMade()) {
+        context_.changed.notify();
+        co_return;
+    }
     const bool isSame = current && current->queueMode == listed.queueMode;
     if (!isSame || current->status != QueueItemStatus::queued) {
         co_return;

@@ -21,6 +21,7 @@ class StartLoop {
     struct Work {
         std::function<ItemWork(const Uuid& itemID)> on;
         std::function<bool(const Uuid& itemID)> isNone;
+        std::function<std::size_t()> claimsMade;  ///< so far, by those who change items or mappings
     };
 
     StartLoop(ChoreContext& context, RunningSessions& sessions, Reconciliation& reconciliation, Work work);

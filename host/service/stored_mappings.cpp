@@ -1,3 +1,4 @@
+#include "host/dispatcher/dispatcher.hpp"
 #include "host/health/outside_failure.hpp"
 #include "host/service/service_error.hpp"
 #include "host/service/stored_operations.hpp"
@@ -109,10 +110,9 @@ Task<AppMapping> removeMapping(OwnedStore owned, std::string bundleID, ItemUses 
         throw ServiceError(ServiceErrorCode::notFound,
                            "No repository is mapped for " + bundleID + "; see: quernlight-dispatch map list");
     }
-    std::vector<ItemClaim> claims;
+    const ItemClaim claim = uses.claim ? uses.claim(everyItem) : nullptr;
     for (const BugQueueItem& listed : co_await readableItems(owned.store)) {
         if (listed.bundleID == bundleID) {
-            claims.push_back(uses.claim ? uses.claim(listed.id) : nullptr);
             co_await requireIdle(owned.store, listed.id, uses);
         }
     }

@@ -157,6 +157,37 @@ TEST_F(DispatcherTest, NoSessionBeginsOfAnItemThatIsBeingChanged) {
     EXPECT_TRUE(untilStarted({"11111111"}));
 }
 
+TEST_F(DispatcherTest, NoSessionBeginsWhileEveryItemIsClaimed) {
+    enqueue("11111111");
+    begin();
+    auto claim = dispatcher->claim(everyItem);
+    enqueue("22222222");
+    pass(std::chrono::seconds(2));
+    EXPECT_THAT(script.started, IsEmpty());
+    claim.reset();
+    EXPECT_TRUE(untilStarted({"11111111", "22222222"}));
+}
+
+/// A mapping that is removed at any moment of a start, of which each row is a later one.
+class RemovedMappingTest : public DispatcherTest, public testing::WithParamInterface<int> {};
+
+TEST_P(RemovedMappingTest, NoSessionBeginsOfAnAppWithoutAMapping) {
+    enqueue("11111111");
+    begin();
+    for (int handler = 0; handler < GetParam(); ++handler) {
+        io.restart();
+        io.run_one_for(std::chrono::milliseconds(20));
+    }
+    auto claim = dispatcher->claim(everyItem);
+    const auto before = script.started;
+    run(store.mappings.remove("com.acme.shop"));
+    claim.reset();
+    pass(std::chrono::seconds(2));
+    EXPECT_EQ(script.started, before);
+}
+
+INSTANTIATE_TEST_SUITE_P(Moments, RemovedMappingTest, testing::Range(0, 60, 2));
+
 TEST_F(DispatcherTest, AStopThatIsStoredWhileItsSessionEndsHoldsTheBugAllTheSame) {
     const Uuid item = enqueue("11111111").id;
     begin();
