@@ -9,11 +9,6 @@ Task<std::vector<BugQueueItem>> readableItems(DispatchStore store, QueueListing 
     co_return std::move(read.items);
 }
 
-Task<std::vector<UnreadableItem>> unreadableItems(DispatchStore store) {
-    ReadableItems read = co_await store.items.readableItems(wholeQueue);
-    co_return std::move(read.unreadable);
-}
-
 Task<std::set<std::string>> knownBugIDs(DispatchStore store) {
     std::set<std::string> known = co_await store.retired.bugIDs();
     const ReadableItems queue = co_await store.items.readableItems(wholeQueue);

@@ -12,13 +12,10 @@ namespace quernlight::host {
 /// others.
 Task<std::vector<BugQueueItem>> readableItems(DispatchStore store, QueueListing listing = {});
 
-/// The others, each with its bug.
-Task<std::vector<UnreadableItem>> unreadableItems(DispatchStore store);
-
 /// The short ids of every bug that the queue holds, finished ones included, and of those that were retired.
 Task<std::set<std::string>> knownBugIDs(DispatchStore store);
 
-/// What is the matter with the row, and what to do about it.
+/// What is the matter with a row that is none, and what to do about it.
 std::string describe(const UnreadableItem& row);
 
 }  // namespace quernlight::host
