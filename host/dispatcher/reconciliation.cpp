@@ -3,6 +3,7 @@
 #include "host/health/failure_policy.hpp"
 #include "host/process/user_error.hpp"
 #include "host/session/comment_poll.hpp"
+#include "host/text/counted.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -27,7 +28,7 @@ Task<void> Reconciliation::findInterrupted() {
     }
     const auto count = waiting_.size();
     if (count > 0) {
-        services_.events.notice(std::to_string(count) + (count == 1 ? " session was" : " sessions were") +
+        services_.events.notice(counted(static_cast<std::int64_t>(count), "session was", "sessions were") +
                                 " interrupted when the dispatcher last ended; reconciling.");
         wanted_.notify();
     }

@@ -6,6 +6,7 @@
 
 #include "host/events/standing_wish.hpp"
 #include "host/process/user_error.hpp"
+#include "host/text/counted.hpp"
 #include "host/worktree/resolved_mapping.hpp"
 
 namespace quernlight::host {
@@ -239,9 +240,8 @@ void StartLoop::endWith(const std::vector<AdmissionDecision>& decisions) {
     const auto count = std::ranges::count_if(decisions, isPaused);
     if (count > 0) {
         const auto* first = firstThatWaitsFor(decisions, WaitCause::startsPaused);
-        context_.endProgram(
-            std::make_exception_ptr(UserError(std::to_string(count) + (count == 1 ? " bug" : " bugs") +
-                                              " could not be started: " + first->reason->about)));
+        context_.endProgram(std::make_exception_ptr(
+            UserError(counted(count, "bug") + " could not be started: " + first->reason->about)));
     }
 }
 

@@ -1,6 +1,7 @@
 #include "host/events/run_tally.hpp"
 
 #include "host/events/event_kind.hpp"
+#include "host/text/counted.hpp"
 
 namespace quernlight::host {
 
@@ -22,7 +23,7 @@ std::optional<std::string> RunTally::failureSentence() const {
     if (failed_.empty()) {
         return std::nullopt;
     }
-    return "Of " + std::to_string(worked_.size()) + (worked_.size() == 1 ? " bug" : " bugs") + " worked on " +
+    return "Of " + counted(static_cast<std::int64_t>(worked_.size()), "bug") + " worked on " +
            std::to_string(failed_.size()) + " failed; see why with: quernlight-dispatch queue list";
 }
 

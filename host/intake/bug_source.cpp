@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "host/text/counted.hpp"
 #include "host/text/failure_sentence.hpp"
 #include "quernlight/backend/backend_error.hpp"
 #include "quernlight/backend/decoding_error.hpp"
@@ -92,8 +93,9 @@ UserError tokenRefused(const QuernlightClient& client, int status) {
 }
 
 std::string describeCut(const CutList& cut) {
-    return "The backend returned " + std::to_string(cut.returned) + " bugs in status \"" + cut.status +
-           "\" and no more when it was asked for " + std::to_string(cut.asked) +
+    return "The backend returned " + counted(static_cast<std::int64_t>(cut.returned), "bug") +
+           " in status \"" + cut.status + "\" and no more when it was asked for " +
+           std::to_string(cut.asked) +
            ": either these are all, or the backend lists no more and older ones are not seen.";
 }
 

@@ -1,6 +1,7 @@
 #include "host/intake/daily_room.hpp"
 
 #include "host/store/readable_queue.hpp"
+#include "host/text/counted.hpp"
 
 namespace quernlight::host {
 
@@ -14,9 +15,8 @@ Task<int> roomForNewBugs(DispatchStore store, Settings settings, Instant now) {
 }
 
 std::string describeLeftForLater(int bugs, int perDay) {
-    return std::to_string(bugs) + (bugs == 1 ? " new bug is" : " new bugs are") +
-           " left for another day: at most " + std::to_string(perDay) +
-           " are taken in a day (setting intake.per_day).";
+    return counted(bugs, "new bug is", "new bugs are") + " left for another day: at most " +
+           std::to_string(perDay) + " are taken in a day (setting intake.per_day).";
 }
 
 }  // namespace quernlight::host

@@ -9,6 +9,7 @@
 #include "host/live/picture_layout.hpp"
 #include "host/live/picture_text.hpp"
 #include "host/live/row_writer.hpp"
+#include "host/text/counted.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
 #include "host/text/wrapped_text.hpp"
@@ -222,9 +223,9 @@ std::vector<HeaderPart> headerParts(const LiveSnapshot& snapshot, const LiveFram
         const bool isWell = snapshot.backendTrouble.empty();
         parts.push_back({hostOf(snapshot.owner->backend) + (isWell ? " ok" : " does not answer"),
                          isWell ? styles::normal : styles::red, 3});
-        parts.push_back({std::to_string(snapshot.owner->sessions) + "/" +
-                             std::to_string(snapshot.owner->maxSessions) + " agents",
-                         styles::normal, 2});
+        parts.push_back(
+            {std::to_string(snapshot.owner->sessions) + "/" + counted(snapshot.owner->maxSessions, "agent"),
+             styles::normal, 2});
         if (snapshot.owner->memoryMiB) {
             parts.push_back({memoryText(*snapshot.owner->memoryMiB), styles::normal, 6});
         }

@@ -7,6 +7,7 @@
 #include <boost/system/system_error.hpp>
 
 #include "host/process/time_limit.hpp"
+#include "host/text/counted.hpp"
 #include "host/text/failure_sentence.hpp"
 
 namespace quernlight::host {
@@ -85,7 +86,7 @@ void NotificationChannel::failed(const std::string& why) {
 void NotificationChannel::tellLeftOut() {
     if (const std::size_t count = std::exchange(leftOut_, 0)) {
         const std::string what =
-            std::to_string(count) + (count == 1 ? " notification was" : " notifications were");
+            counted(static_cast<std::int64_t>(count), "notification was", "notifications were");
         events_.notice(what + " left out (setting " + setting_ + "), since delivering them took too long.");
     }
 }

@@ -113,14 +113,14 @@ std::vector<std::string> referencesIn(std::string_view text) {
     return references;
 }
 
-ReportRow rowOf(const RetiredBug& bug) {
+ReportRow rowOf(const RetiredBug& bug, const WorkPeriod& period) {
     ReportRow row{.bugID = bug.bugID,
                   .appName = bug.appName,
                   .title = bug.title,
                   .outcome = merged,
                   .state = "merged",
                   .why = "Its pull request is merged; its worktree is gone.",
-                  .work = bug.work,
+                  .work = bug.spans.empty() ? within(bug.work, period) : doneWork(bug.spans, period),
                   .branch = bug.appName.empty() ? "" : WorktreeNaming::branchName(bug.appName, bug.bugID),
                   .pullRequest = bug.pullRequest};
     row.preserved = referencesIn(bug.preservedReference.value_or(""));
@@ -162,8 +162,9 @@ Report reportOf(const ReportSource& source, Instant since, Instant until) {
             report.rows.push_back(std::move(row));
         }
     }
+    const WorkPeriod whole{.since = since, .until = until};
     std::ranges::transform(source.retired, std::back_inserter(report.rows),
-                           [](const RetiredBug& bug) { return rowOf(bug); });
+                           [&](const RetiredBug& bug) { return rowOf(bug, whole); });
     std::ranges::stable_sort(report.rows, {}, &ReportRow::outcome);
     for (const ReportRow& row : report.rows) {
         count(report.totals, row);

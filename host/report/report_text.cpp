@@ -1,5 +1,6 @@
 #include "host/report/report_text.hpp"
 
+#include "host/text/counted.hpp"
 #include "host/text/markdown.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
@@ -29,20 +30,19 @@ const char* headingOf(ReportOutcome outcome) {
     return "";
 }
 
-std::string counted(int count, const std::string& words) {
+std::string part(int count, const std::string& words) {
     return count == 0 ? "" : ", " + std::to_string(count) + " " + words;
 }
 
 std::string totalsText(const ReportTotals& totals) {
-    const std::string counts = counted(totals.inReview, "in review") +
-                               counted(totals.needPerson, totals.needPerson == 1 ? "needs you" : "need you") +
-                               counted(totals.failed, "failed") + counted(totals.merged, "merged") +
-                               counted(totals.cancelled, "cancelled") +
-                               counted(totals.running, "still running") + counted(totals.queued, "queued");
+    const std::string counts =
+        part(totals.inReview, "in review") +
+        part(totals.needPerson, std::string(byCount(totals.needPerson, "needs you", "need you"))) +
+        part(totals.failed, "failed") + part(totals.merged, "merged") + part(totals.cancelled, "cancelled") +
+        part(totals.running, "still running") + part(totals.queued, "queued");
     const std::string work = totals.attempts == 0 ? "No agent worked."
                                                   : "Agents worked for " + workText(totals.worked) + " in " +
-                                                        std::to_string(totals.attempts) +
-                                                        (totals.attempts == 1 ? " attempt." : " attempts.");
+                                                        counted(totals.attempts, "attempt") + ".";
     return (counts.empty() ? "Nothing happened" : counts.substr(2)) + ". " + work + "\n";
 }
 

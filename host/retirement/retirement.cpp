@@ -256,7 +256,8 @@ Task<std::string> Retirement::leave(BugInReview review, PreserveResult saved, st
     const Instant now = services_.clock.now();
     const auto attempts = co_await services_.store.attempts.attempts(item.id);
     const WorkPeriod whole{.until = now};
-    RetiredWork work{.pullRequest = review.prURL, .work = doneWork(attempts, whole)};
+    RetiredWork work{
+        .pullRequest = review.prURL, .work = doneWork(attempts, whole), .spans = workSpans(attempts, whole)};
     if (!kept.empty()) {
         work.preservedReference = joined(kept);
     }

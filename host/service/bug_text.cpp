@@ -1,5 +1,8 @@
 #include "host/service/bug_text.hpp"
 
+#include <algorithm>
+
+#include "host/text/counted.hpp"
 #include "host/text/detail_line.hpp"
 #include "host/text/relative_time.hpp"
 #include "host/text/terminal_text.hpp"
@@ -20,15 +23,12 @@ std::string paragraph(std::string_view text) {
     return shown;
 }
 
-std::string sizeText(std::int64_t bytes) {
-    constexpr std::int64_t kibibyte = 1024;
-    return bytes < kibibyte ? std::to_string(bytes) + " bytes" : std::to_string(bytes / kibibyte) + " KiB";
-}
-
 std::string attachmentText(const QLAttachmentDTO& attachment) {
-    return detailLine("attached", attachment.filename + " (" + attachment.contentType + ", " +
-                                      sizeText(attachment.sizeBytes) + ")" +
-                                      (attachment.downloadURL ? "  " + attachment.downloadURL->text() : ""));
+    return detailLine(
+        "attached",
+        attachment.filename + " (" + attachment.contentType + ", " +
+            sizeText(static_cast<std::uint64_t>(std::max<std::int64_t>(attachment.sizeBytes, 0))) + ")" +
+            (attachment.downloadURL ? "  " + attachment.downloadURL->text() : ""));
 }
 
 std::string commentText(const QLCommentDTO& comment, Instant now, std::chrono::seconds offset) {

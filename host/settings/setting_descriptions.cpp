@@ -280,7 +280,9 @@ std::string shownSetting(const std::string& text, std::string_view unit) {
     if (text.empty()) {
         return "(none)";
     }
-    return unit.empty() ? text : text + " " + std::string(unit);
+    const bool isOfOne = text == "1" && unit.size() > 3 && unit.ends_with('s');  // "bugs", and not "s"
+    const std::string_view shown = unit.substr(0, unit.size() - (isOfOne ? 1 : 0));
+    return shown.empty() ? text : text + " " + std::string(shown);
 }
 
 std::string describeAllowed(const SettingDescription& description) {

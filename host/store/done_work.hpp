@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <optional>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "quernlight/queue/session_attempt_repository.hpp"
@@ -18,6 +20,15 @@ struct DoneWork {
     bool operator==(const DoneWork&) const = default;
 };
 
+/// One attempt.
+struct WorkSpan {
+    Instant startedAt{};
+    Instant seenUntil{};  ///< its end, or its agent's last output where nobody saw that
+    bool isEnded = true;
+
+    bool operator==(const WorkSpan&) const = default;
+};
+
 struct WorkPeriod {
     Instant since{};
     Instant until{};
@@ -27,5 +38,17 @@ struct WorkPeriod {
 /// Of the attempts of one bug, the first one first. One without an end, on which nobody works, is taken to
 /// have gone on until its agent's last output. Pure.
 DoneWork doneWork(const std::vector<SessionAttemptRecord>& attempts, const WorkPeriod& period);
+
+/// The same in two steps, for what outlives the attempts.
+std::vector<WorkSpan> workSpans(const std::vector<SessionAttemptRecord>& attempts, const WorkPeriod& period);
+DoneWork doneWork(const std::vector<WorkSpan>& spans, const WorkPeriod& period);
+
+/// Of work that is known in sum only no more than fits into the period.
+DoneWork within(DoneWork work, const WorkPeriod& period);
+
+/// "STARTED/UNTIL STARTED/UNTIL", with a "?" behind one whose end nobody saw; what cannot be read is left
+/// out.
+std::string textOf(const std::vector<WorkSpan>& spans);
+std::vector<WorkSpan> readWorkSpans(std::string_view text);
 
 }  // namespace quernlight::host

@@ -39,7 +39,8 @@ RetiredBug retiredBug(const Row& row) {
             .work = {.attempts = static_cast<int>(numberIn(row, "attempts")),
                      .worked = std::chrono::seconds(numberIn(row, "worked_seconds")),
                      .startedAt = parseInstant(textIn(row, "started_at")),
-                     .endedAt = parseInstant(textIn(row, "ended_at"))}};
+                     .endedAt = parseInstant(textIn(row, "ended_at"))},
+            .spans = readWorkSpans(textIn(row, "work_spans"))};
 }
 
 }  // namespace
@@ -50,7 +51,7 @@ Task<void> RetiredBugs::prepare() const {
         "bug_id TEXT PRIMARY KEY, item_id TEXT, title TEXT NOT NULL, added_at TEXT NOT NULL,"
         " retired_at TEXT NOT NULL, preserved_ref TEXT)");
     for (const char* column : {"item_id", "preserved_ref", "app_name", "pull_request", "attempts",
-                               "worked_seconds", "started_at", "ended_at"}) {
+                               "worked_seconds", "started_at", "ended_at", "work_spans"}) {
         co_await addIfMissing(column);
     }
 }
@@ -77,11 +78,12 @@ Task<void> RetiredBugs::remember(const BugQueueItem& item, RetiredWork work, Ins
                      SQLValue::text(std::to_string(work.work.attempts)),
                      SQLValue::text(std::to_string(work.work.worked.count())),
                      instantOrNull(work.work.startedAt),
-                     instantOrNull(work.work.endedAt)};
+                     instantOrNull(work.work.endedAt),
+                     SQLValue::text(textOf(work.spans))};
     co_await database_->execute(
         "INSERT OR IGNORE INTO retired_bugs (bug_id, item_id, title, added_at, retired_at, preserved_ref,"
-        " app_name, pull_request, attempts, worked_seconds, started_at, ended_at)"
-        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
+        " app_name, pull_request, attempts, worked_seconds, started_at, ended_at, work_spans)"
+        " VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
         std::move(values));
 }
 

@@ -25,7 +25,8 @@ struct RetiredBug {
         preservedReference{};  ///< where work of its worktree was saved; ", " between several
     std::string appName{};     ///< empty for one of an earlier version's
     std::optional<Url> pullRequest{};
-    DoneWork work{};
+    DoneWork work{};                ///< in all
+    std::vector<WorkSpan> spans{};  ///< of its attempts; none for one of an earlier version's
 };
 
 /// What is known of a bug that leaves, beside its item.
@@ -33,6 +34,7 @@ struct RetiredWork {
     std::optional<std::string> preservedReference{};
     std::optional<Url> pullRequest{};
     DoneWork work{};
+    std::vector<WorkSpan> spans{};
 };
 
 /// The memory of bugs whose work was merged and whose items are gone, in a table of the program's own, so

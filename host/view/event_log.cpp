@@ -13,6 +13,7 @@
 
 #include "host/process/private_files.hpp"
 #include "host/process/user_error.hpp"
+#include "host/text/counted.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 
@@ -53,7 +54,7 @@ ItemChanged noticeNow(const std::string& sentence) {
 
 BackgroundWriter::LossNotice lossNotice(LogFormat format) {
     return [format](std::size_t lost) {
-        const std::string what = std::to_string(lost) + (lost == 1 ? " line was" : " lines were");
+        const std::string what = counted(static_cast<std::int64_t>(lost), "line was", "lines were");
         return logLine(format, noticeNow(what + " left out here, since nobody took what was written.")) +
                "\n";
     };

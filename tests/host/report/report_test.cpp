@@ -122,6 +122,23 @@ TEST(ReportTest, WhatNeedsAPersonComesFirst) {
     EXPECT_THAT(order, testing::ElementsAre("7c41e0ab", "36f675cc", "2e9b6d14", "907a70c3"));
 }
 
+/// It worked for hours last week, and for the last ten minutes of its life in the period.
+TEST(ReportTest, OfAMergedBugOnlyTheWorkInThePeriodCounts) {
+    const RetiredBug gone{
+        .bugID = "907a70c3",
+        .work = {.attempts = 2, .worked = hours(9)},
+        .spans = {{until - hours(100), until - hours(92)}, {since - minutes(50), since + minutes(10)}}};
+    const Report report = reportOf({.retired = {gone}}, since, until);
+    EXPECT_EQ(report.totals.worked, minutes(10));
+    EXPECT_EQ(report.totals.attempts, 1);
+}
+
+TEST(ReportTest, AllReferencesOfAMergedBugAreNamed) {
+    const RetiredBug gone{.bugID = "907a70c3", .preservedReference = "refs/a, refs/b"};
+    const Report report = reportOf({.retired = {gone}}, since, until);
+    EXPECT_THAT(report.rows.at(0).preserved, testing::ElementsAre("refs/a", "refs/b"));
+}
+
 TEST(ReportTest, TotalsCountRowsAndAllThatWaits) {
     const ReportTotals expected{.inReview = 1,
                                 .needPerson = 1,

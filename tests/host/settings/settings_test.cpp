@@ -97,6 +97,14 @@ TEST(SettingDescriptionsTest, EveryDefaultIsAllowedAndReadBackAsItself) {
     }
 }
 
+TEST(SettingDescriptionsTest, OneOfAUnitIsNotSeveral) {
+    EXPECT_EQ(shownSetting("1", "bugs"), "1 bug");
+    EXPECT_EQ(shownSetting("2", "bugs"), "2 bugs");
+    EXPECT_EQ(shownSetting("1", "s"), "1 s");
+    EXPECT_EQ(shownSetting("1", "MiB"), "1 MiB");
+    EXPECT_EQ(shownSetting("1", ""), "1");
+}
+
 TEST(SettingDescriptionsTest, ARefusalSaysWhatIsAllowed) {
     Settings settings;
     try {

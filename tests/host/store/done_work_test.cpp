@@ -60,5 +60,24 @@ TEST(DoneWorkTest, CountsWhatLiesWithinThePeriod) {
     }
 }
 
+TEST(DoneWorkTest, SpansOutliveTheirAttempts) {
+    const std::vector<SessionAttemptRecord> attempts{attempt({5, 15}), attempt({30, std::nullopt, 40})};
+    const WorkPeriod whole{.until = at(60)};
+    const auto spans = workSpans(attempts, whole);
+    EXPECT_EQ(readWorkSpans(textOf(spans)), spans);
+    const WorkPeriod part{.since = at(10), .until = at(35)};
+    EXPECT_EQ(doneWork(readWorkSpans(textOf(spans)), part), doneWork(attempts, part));
+    EXPECT_TRUE(readWorkSpans("").empty());
+    EXPECT_TRUE(readWorkSpans("what / ever ? /").empty());
+}
+
+TEST(DoneWorkTest, OfWorkThatIsKnownInSumNoMoreCountsThanFitsIntoThePeriod) {
+    const DoneWork work{3, minutes(90), at(-500), at(20)};
+    const WorkPeriod period{.since = begin, .until = at(60)};
+    EXPECT_EQ(within(work, period), (DoneWork{3, minutes(20), at(-500), at(20)}));
+    EXPECT_EQ(within({1, minutes(3)}, period), (DoneWork{1, minutes(3)}));
+    EXPECT_EQ(within({1, minutes(3), at(-9), at(-6)}, period), DoneWork{});
+}
+
 }  // namespace
 }  // namespace quernlight::host
