@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <fstream>
 #include <iterator>
 #include <optional>
 #include <set>
@@ -85,7 +86,60 @@ class Looking {
         co_return std::move(work_);
     }
 
+    /// Of a directory that somebody has removed git still has the index and the commits, until it forgets
+    /// the worktree.
+    Task<WorkOfWorktree> workOfMissing() {
+        const WorktreePointers pointers = registered();
+        if (pointers.own.empty()) {
+            co_return WorkOfWorktree{};
+        }
+        ask_ = co_await guarded(ask_, worktree_.repoPath);
+        snapshot_.emplace(pointers);
+        refuseUnfinished(pointers);
+        Words lookUp{"rev-parse", "--verify", "HEAD^{commit}"};
+        work_.head = co_await git(std::move(lookUp));
+        if (fs::exists(pointers.own / "index")) {
+            co_await findStaged();
+        }
+        co_await findCommits(objectNamesIn(pointers.own));
+        co_return std::move(work_);
+    }
+
   private:
+    /// What git keeps for a worktree at this place; nothing runs where that leads to.
+    WorktreePointers registered() const {
+        WorktreePointers pointers = pointersOf(worktree_.repoPath, path_);
+        const std::string place = (fs::weakly_canonical(path_) / ".git").string();
+        pointers.place = worktree_.repoPath;
+        pointers.own.clear();
+        std::error_code none;
+        for (const auto& entry : fs::directory_iterator(pointers.common / "worktrees", none)) {
+            std::ifstream file(entry.path() / "gitdir");
+            std::string line;
+            std::getline(file, line);
+            if (line == place) {
+                pointers.own = entry.path();
+            }
+        }
+        return pointers;
+    }
+
+    Task<void> findStaged() {
+        const auto conflicts = conflictsIn(co_await indexed());
+        headTree_ = co_await headTree();
+        if (!conflicts.empty()) {
+            co_return co_await keepSides(conflicts);
+        }
+        std::string staged = co_await treeOfIndex();
+        keep(std::move(staged), "Staged on " + worktree_.branch);
+        work_.isStaged = !work_.kept.empty();
+    }
+
+    Task<std::string> headTree() {
+        Words lookUp{"rev-parse", "--verify", work_.head + "^{tree}"};
+        return git(std::move(lookUp));
+    }
+
     Task<std::string> run(Words options, Words arguments) {
         const std::string command = arguments.front();
         append(options, {"-c", "core.quotePath=true"});
@@ -181,8 +235,7 @@ class Looking {
     /// Trees are kept as commits upon each other: the sides of a conflict or what is staged, where no file
     /// has that any more, and the files as they are.
     Task<void> findFiles(std::vector<IndexEntry> conflicts) {
-        Words lookUp{"rev-parse", "--verify", work_.head + "^{tree}"};
-        headTree_ = co_await git(std::move(lookUp));
+        headTree_ = co_await headTree();
         std::string staged;
         if (conflicts.empty()) {
             staged = co_await treeOfIndex();
@@ -324,14 +377,13 @@ class Looking {
 }  // namespace
 
 Task<WorkLook> lookAtWork(WorktreeToPreserve worktree, GitRunner ask) {
-    if (!defaultFileManager().exists(worktree.worktreePath)) {
-        co_return WorkOfWorktree{};
-    }
     const std::string path = worktree.worktreePath;
+    const bool isThere = defaultFileManager().exists(path);
     Looking looking(std::move(worktree), std::move(ask));
     std::string reason;
     try {
-        co_return co_await looking.work();
+        Task<WorkOfWorktree> look = isThere ? looking.work() : looking.workOfMissing();
+        co_return co_await std::move(look);
     } catch (const Stopped& stopped) {
         reason = stopped.reason;
     } catch (const UserError& error) {

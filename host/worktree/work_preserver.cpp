@@ -154,7 +154,7 @@ class Preserving {
         if (work_.leftBehind.size() == 1) {
             co_return work_.leftBehind.front();
         }
-        Words lookUp{"rev-parse", "--verify", work_.head + "^{tree}"};
+        Words lookUp{"rev-parse", "--verify", work_.leftBehind.back() + "^{tree}"};
         const std::string tree = co_await git(std::move(lookUp));
         Words parents;
         for (const std::string& tip : work_.leftBehind) {

@@ -346,6 +346,25 @@ TEST_F(RetiredWorkTest, WhatCannotBeKeptLeavesItsWorktreeAndPlanAndDeedSayTheSam
     }
 }
 
+TEST_F(RetiredWorkTest, WhatGitStillHasOfADirectoryThatIsGoneIsKept) {
+    addAll({{"a directory that somebody has removed",
+             [](const Worktree& tree) {
+                 const std::string aside = tree.commitAndReset("Aside");
+                 tree.write("only.txt", "staged only\n");
+                 tree.git({"add", "only.txt"});
+                 const std::string staged = tree.blob("staged only\n");
+                 fs::remove_all(tree.path());
+                 return Objects{aside, staged};
+             },
+             ""}});
+    EXPECT_EQ(run(retirement.plan()).front().preserved,
+              "content that is staged only and 1 line of commits that no branch has");
+    EXPECT_TRUE(run(retirement.reap()).front().goes);
+    for (const std::string& object : objects.front()) {
+        EXPECT_THAT(referencesReach(), HasSubstr(object));
+    }
+}
+
 TEST_F(RetiredWorkTest, APlanLeavesIndexReferencesAndLogsAsTheyAre) {
     addAll(goingRows());
     std::vector<std::string> before;
