@@ -99,7 +99,9 @@ Task<QueueEntry> addToQueue(StoreAccess& access, const LiveSources& live, const 
     const auto manager = managerFor(owned, live, client->baseURL());
     const std::string whole = BugID::normalized(bugID);
     co_await requireNew(owned.store, whole);
+    access.letGo();  // others need not wait for the backend
     QLBugSummaryDTO bug = co_await bugSummary(std::move(client), whole);
+    access.takeBack();
     std::string known = BugID::normalized(bug.id);  // the backend may know it by a longer one
     co_await requireNew(owned.store, std::move(known));
     Task<BugQueueItem> adding = manager->enqueue(std::move(bug), mode);

@@ -59,12 +59,12 @@ Task<std::string> reconcileSoon(const LiveSources& live, BugQueueItem item) {
     co_return "What its last session has come to is being found out.";
 }
 
-ItemUses usesOf(const LiveSources& live, const BackendAccess& backend) {
+ItemUses usesOf(StoreAccess& access, const LiveSources& live, const BackendAccess& backend) {
     return {.workOn = live.workOn,
             .claim = live.claim,
-            .reconcile = [&live, backend](OwnedStore owned, BugQueueItem item) {
+            .reconcile = [&access, &live, backend](OwnedStore owned, BugQueueItem item) {
                 return live.workOn ? reconcileSoon(live, std::move(item))
-                                   : reconcileUnattended(std::move(owned), backend, std::move(item));
+                                   : reconcileUnattended(access, std::move(owned), backend, std::move(item));
             }};
 }
 
@@ -72,7 +72,8 @@ Task<QueueEntry> changeQueue(StoreAccess& access, const LiveSources& live, const
                              QueueChange change) {
     OwnedStore owned = co_await access.forQueue();
     const QueueAction action = change.action;
-    QueueEntry entry = co_await changeItem(std::move(owned), std::move(change), usesOf(live, backend));
+    QueueEntry entry =
+        co_await changeItem(std::move(owned), std::move(change), usesOf(access, live, backend));
     entry.stage = stageNow(progressOf(live), entry.item.bugID, entry.stage);
     if (action == QueueAction::remove && live.removed) {
         live.removed(entry.item.bugID);
@@ -142,7 +143,8 @@ Task<StoredMapping> changeMapping(StoreAccess& access, const LiveSources& live, 
 Task<AppMapping> forgetMapping(StoreAccess& access, const LiveSources& live, const BackendAccess& backend,
                                std::string bundleID) {
     OwnedStore owned = co_await access.forQueue();
-    AppMapping mapping = co_await removeMapping(std::move(owned), std::move(bundleID), usesOf(live, backend));
+    AppMapping mapping =
+        co_await removeMapping(std::move(owned), std::move(bundleID), usesOf(access, live, backend));
     tellChanged(live);
     co_return mapping;
 }

@@ -15,7 +15,8 @@
 namespace quernlight::host {
 namespace {
 
-constexpr std::chrono::seconds longestWait{3};
+/// Longer than another command may own the home: until what is left of an agent has ended.
+constexpr std::chrono::seconds longestWait{12};
 constexpr std::chrono::milliseconds lookInterval{50};
 
 enum class Effect { reads, changes };

@@ -4,6 +4,12 @@
 #include "quernlight/storage/file_locations.hpp"
 
 namespace quernlight::host {
+namespace {
+
+/// Of another command, which lets go of the home before it waits for long.
+constexpr std::chrono::seconds longestChange{2};
+
+}  // namespace
 
 Task<OwnedStore> openOwned(std::filesystem::path home) {
     DispatchStore store = co_await DispatchStore::open(FileLocations::databaseURL(home));
@@ -34,6 +40,12 @@ Task<OwnedStore> HomeAccess::forQueue() {
 
 Task<OwnedStore> HomeAccess::forMappings() {
     co_return co_await own(openDispatchHome(chosen_));
+}
+
+void HomeAccess::takeBack() {
+    if (!lock_) {
+        lock_.emplace(findDispatchHome(chosen_), longestChange);
+    }
 }
 
 Task<OwnedStore> HomeAccess::own(std::filesystem::path home) {

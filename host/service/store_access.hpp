@@ -41,6 +41,11 @@ class StoreAccess {
     virtual Task<DispatchStore> forSettings(MissingHome missing) = 0;
     virtual Task<OwnedStore> forQueue() = 0;
     virtual Task<OwnedStore> forMappings() = 0;
+
+    /// While something else is waited for, others may own what was opened to be changed; what was read of it
+    /// counts no more. Throws HomeOwnedError when somebody has it when it is taken back.
+    virtual void letGo() {}
+    virtual void takeBack() {}
 };
 
 /// Opens the store anew for each operation, as a short command does. Reading needs neither the home's lock
@@ -58,6 +63,8 @@ class HomeAccess final : public StoreAccess {
     Task<DispatchStore> forSettings(MissingHome missing) override;
     Task<OwnedStore> forQueue() override;
     Task<OwnedStore> forMappings() override;
+    void letGo() override { lock_.reset(); }
+    void takeBack() override;
 
   private:
     Task<OwnedStore> own(std::filesystem::path home);

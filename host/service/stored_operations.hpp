@@ -41,8 +41,10 @@ struct ItemUses {
 Task<QueueEntry> changeItem(OwnedStore owned, QueueChange change, ItemUses uses);
 
 /// Reconciles an item of a home that no dispatcher runs for: ends what is left of its agent, asks the backend
-/// that the bug comes from, and grants what a person wishes. As ItemUses::reconcile.
-Task<std::string> reconcileUnattended(OwnedStore owned, BackendAccess backend, BugQueueItem item);
+/// that the bug comes from, and grants what a person wishes. As ItemUses::reconcile. While the backend is
+/// asked others may own the home; `busy` when one has it then, or has changed the item.
+Task<std::string> reconcileUnattended(StoreAccess& access, OwnedStore owned, BackendAccess backend,
+                                      BugQueueItem item);
 
 /// The item of a bug whose id, or the beginning of it, is this and no other's.
 Task<BugQueueItem> itemNamed(DispatchStore store, std::string bugID);

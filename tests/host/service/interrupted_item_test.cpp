@@ -1,3 +1,6 @@
+#include <functional>
+#include <utility>
+
 #include <gmock/gmock.h>
 
 #include "host/events/item_history.hpp"
@@ -24,8 +27,28 @@ class InterruptedItemTest : public test::ServiceFixture {
         service = std::make_unique<DirectService>(access(), LiveSources{}, [this] { return reached(); });
     }
     Task<std::shared_ptr<const QuernlightClient>> reached() {
+        if (meanwhile) {
+            const auto once = std::exchange(meanwhile, nullptr);
+            co_await once();
+        }
         co_return std::make_shared<const QuernlightClient>(*Url::parse(server.address()), "token",
                                                            std::make_shared<HttpSession>());
+    }
+    /// While one command waits for the backend.
+    Task<void> anotherOwnsTheHome() {
+        const HomeLock other(home);
+        wasFree = true;
+        co_return;
+    }
+    Task<void> anotherCancelsIt() {
+        DirectService other(access());  // which cannot ask the backend
+        QueueChange cancel{.action = QueueAction::cancel, .bugID = "11111111"};
+        co_await other.change(std::move(cancel));
+    }
+    Task<void> anotherReconcilesIt() {
+        DirectService other(access(), LiveSources{}, [this] { return reached(); });
+        QueueChange hold{.action = QueueAction::moveToManual, .bugID = "11111111"};
+        co_await other.change(std::move(hold));
     }
     void backendHasNoReport() { server.answer({.body = R"({"comments":[]})"}); }
     void backendIsAway() { server.answer({.status = 503, .body = "no"}); }
@@ -37,7 +60,33 @@ class InterruptedItemTest : public test::ServiceFixture {
 
     quernlight::test::RecordingServer server;
     BugQueueItem item;
+    std::function<Task<void>()> meanwhile{};
+    bool wasFree = false;
 };
+
+TEST_F(InterruptedItemTest, KeepsNobodyFromTheHomeWhileTheBackendIsAsked) {
+    backendHasNoReport();
+    meanwhile = [this] { return anotherOwnsTheHome(); };
+    EXPECT_EQ(change(QueueAction::moveToManual).item.queueMode, QueueMode::manual);
+    EXPECT_TRUE(wasFree);
+}
+
+TEST_F(InterruptedItemTest, GrantsTheWishThatAnotherCommandHasStoredMeanwhile) {
+    backendHasNoReport();
+    meanwhile = [this] { return anotherCancelsIt(); };
+    EXPECT_EQ(change(QueueAction::moveToManual).item.status, QueueItemStatus::cancelled);
+    EXPECT_FALSE(isOpen());
+}
+
+TEST_F(InterruptedItemTest, IsLookedAtAnewOnceAnotherCommandHasReconciledItMeanwhile) {
+    backendHasNoReport();
+    backendHasNoReport();
+    meanwhile = [this] { return anotherReconcilesIt(); };
+    EXPECT_EQ(codeOf(service->change({.action = QueueAction::cancel, .bugID = "11111111"})),
+              ServiceErrorCode::busy);
+    EXPECT_EQ(stored(item).queueMode, QueueMode::manual);
+    EXPECT_EQ(change(QueueAction::cancel).item.status, QueueItemStatus::cancelled);
+}
 
 TEST_F(InterruptedItemTest, IsHeldWithoutADispatcherOnceTheBackendKnowsOfNoReport) {
     backendHasNoReport();
