@@ -13,6 +13,7 @@
 #include "host/manual/completion.hpp"
 #include "host/manual/completion_script.hpp"
 #include "host/service/direct_service.hpp"
+#include "host/service/preserved_operations.hpp"
 #include "host/settings/setting_descriptions.hpp"
 #include "quernlight/platform/identifiers.hpp"
 
@@ -21,10 +22,12 @@ namespace {
 
 using Candidates = std::vector<Candidate>;
 
+ChosenHome homeOf(const Completion& completion) {
+    return completion.home ? ChosenHome(std::filesystem::path(withUserHome(*completion.home))) : std::nullopt;
+}
+
 DirectService serviceOf(const Completion& completion) {
-    const auto home =
-        completion.home ? ChosenHome(std::filesystem::path(withUserHome(*completion.home))) : std::nullopt;
-    return DirectService(std::make_unique<HomeAccess>(home));
+    return DirectService(std::make_unique<HomeAccess>(homeOf(completion)));
 }
 
 Task<void> readBugs(DispatchService& service, Candidates& candidates) {
@@ -39,6 +42,15 @@ Task<void> readBundles(DispatchService& service, Candidates& candidates) {
     const std::vector<AppMapping> mappings = co_await service.mappings();
     for (const AppMapping& mapping : mappings) {
         candidates.push_back({mapping.bundleID, mapping.appName});
+    }
+}
+
+/// With whether it is in its base not looked at, which takes long.
+Task<void> readPreserved(HomeAccess& access, Candidates& candidates) {
+    GitSlots slots(1);
+    const PreservedList kept = co_await keptWorks(access, slots);
+    for (const PreservedWork& work : kept.works) {
+        candidates.push_back({work.name, work.appName});
     }
 }
 
@@ -72,6 +84,10 @@ Candidates shellNames() {
 /// Those of a home; throws what reading it throws.
 Candidates storedValues(const Completion& completion) {
     Candidates candidates;
+    if (completion.value == "WORK") {
+        HomeAccess access(homeOf(completion));
+        statusOf(readPreserved(access, candidates));
+    }
     if (completion.value == "BUG" || completion.value == "BUNDLE") {
         DirectService service = serviceOf(completion);
         statusOf(completion.value == "BUG" ? readBugs(service, candidates)

@@ -42,7 +42,8 @@ std::string linesText(std::int64_t added, std::int64_t deleted) {
 
 /// Every repository that can be asked is listed before another one makes the command fail.
 Task<void> list(DispatchService& service, PreservedOptions given) {
-    const PreservedList kept = co_await service.preserved();
+    const ListRange all;
+    const PreservedList kept = co_await service.preserved(all);
     CommandOutput output;
     if (given.json) {
         co_return output.printJson(jsonOf(kept));
@@ -74,6 +75,14 @@ std::string headText(const PreservedWork& work, Instant now) {
            (work.base.empty() ? "" : " (" + withoutControls(work.base) + ")") + "\n";
 }
 
+std::string othersText(const std::vector<std::string>& others) {
+    std::string names;
+    for (const std::string& name : others) {
+        names += (names.empty() ? "" : ", ") + withoutControls(name);
+    }
+    return names.empty() ? "" : "also kept:  " + names + "\n";
+}
+
 std::string moreText(std::int64_t all, std::size_t shown, const char* words) {
     const std::int64_t more = all - static_cast<std::int64_t>(shown);
     return more > 0 ? "and " + std::to_string(more) + " more " + words + "\n" : "";
@@ -91,7 +100,7 @@ Task<void> show(DispatchService& service, PreservedOptions given) {
     }
     constexpr std::size_t idLength = 10;
     const Instant now = currentInstant();
-    output.print(headText(details.work, now) + "\n");
+    output.print(headText(details.work, now) + othersText(details.others) + "\n");
     Table commits({"COMMIT", "MADE", "BY", flexible("SUBJECT")});
     for (const PreservedCommit& commit : details.commits) {
         commits.add(

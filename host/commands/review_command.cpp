@@ -55,7 +55,8 @@ json::object whole(const ReviewState& review, const std::vector<ReviewItem>& ite
 }
 
 Task<void> list(DispatchService& service, ReviewOptions given) {
-    const auto reviews = co_await service.reviewStates();
+    const ListRange all;
+    const auto reviews = (co_await service.reviewStates(all)).states;
     CommandOutput output;
     if (given.json) {
         const auto items = co_await service.review();

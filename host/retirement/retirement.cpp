@@ -198,6 +198,7 @@ Task<RetirementPlan> Retirement::planOf(BugInReview review, GitRunner run) {
     look.merge = services_.stop.isStopping() ? MergeState::unknown : seen.merge;
     look.trouble = services_.stop.isStopping() ? "the dispatcher is stopping." : seen.trouble;
     look.isInReview = co_await isStillInReview(item.id);
+    look.homeIsInPlace = services_.homeIsInPlace();
     if (look.merge == MergeState::merged && look.isInReview) {
         look.blocker = co_await worktreeBlocker(services_.store, item, review.mapping);
     }
@@ -322,8 +323,14 @@ Task<void> Retirement::removeWorktree(BugQueueItem item, AppMapping mapping) {
     }
 }
 
-Task<std::vector<ReviewState>> Retirement::states() {
+Task<ReviewStates> Retirement::states(ListRange range) {
+    return looks_.run(statesNow(range));
+}
+
+Task<ReviewStates> Retirement::statesNow(ListRange range) {
     auto items = co_await itemsInReview();
+    const std::size_t total = items.size();
+    range.cut(items);
     std::vector<ReviewState> states;
     std::ranges::transform(items, std::back_inserter(states), reviewState);
     const std::vector<BugInReview> reviews = co_await pullRequests_.reviewsOf(std::move(items));
@@ -333,7 +340,7 @@ Task<std::vector<ReviewState>> Retirement::states() {
             std::ranges::find(states, review.item.id, [](const ReviewState& state) { return state.item.id; });
         *place = co_await stateOf(review, fetches.runnerFor(review));
     }
-    co_return states;
+    co_return ReviewStates{.states = std::move(states), .total = total};
 }
 
 Task<ReviewState> Retirement::stateOf(BugInReview review, GitRunner run) {

@@ -11,6 +11,7 @@
 #include "host/retirement/retirement_services.hpp"
 #include "host/retirement/review_state.hpp"
 #include "host/retirement/round_fetches.hpp"
+#include "host/store/list_range.hpp"
 #include "host/worktree/work_preserver.hpp"
 #include "quernlight/platform/operation_queue.hpp"
 
@@ -40,8 +41,8 @@ class Retirement {
     /// What that would do now. Fetches, and changes nothing else.
     Task<std::vector<ReapedBug>> plan();
 
-    /// Of all work in review, in the queue's order. Fetches.
-    Task<std::vector<ReviewState>> states();
+    /// Of work in review, in the queue's order. Fetches; who asks meanwhile waits until that is done.
+    Task<ReviewStates> states(ListRange range);
 
     /// Whether the item is being retired now and must be left alone.
     bool isRetiring(const Uuid& itemID) const { return retiring_ == itemID; }
@@ -60,6 +61,7 @@ class Retirement {
     Task<WorkOfWorktree> workOf(BugInReview review);
     Task<void> retire(BugInReview review, WorkOfWorktree work, ReapedBug& reaped);
     Task<std::string> leave(BugInReview review, PreserveResult saved, std::string sentence);
+    Task<ReviewStates> statesNow(ListRange range);
     Task<ReviewState> stateOf(BugInReview review, GitRunner run);
     Task<ReviewState> compared(BugInReview review, GitRunner run);
     Task<bool> isStillInReview(Uuid itemID);
@@ -72,6 +74,7 @@ class Retirement {
     RetirementServices services_;
     const BusyTest isBusy_;
     OperationQueue rounds_;
+    OperationQueue looks_;
     std::optional<Uuid> retiring_;
     std::set<std::string> hindered_;  // ids of merged bugs whose worktrees stay for a reason that was told
     PullRequestLookup pullRequests_;

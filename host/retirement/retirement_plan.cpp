@@ -10,6 +10,9 @@ RetirementPlan retirementPlan(const RetirementLook& look) {
     if (!look.isInReview) {
         return {.sentence = bug + " is in review no more."};
     }
+    if (!look.homeIsInPlace) {
+        return {.sentence = bug + " stays: the dispatch home was moved, removed or replaced."};
+    }
     if (look.merge == MergeState::unknown) {
         return {.sentence = bug + ": whether its pull request is merged is unknown: " + look.trouble};
     }

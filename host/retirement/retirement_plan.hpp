@@ -13,7 +13,8 @@ struct RetirementLook {
     std::string trouble{};    ///< why it is unknown
     bool isWorkedOn = false;  ///< by a session
     bool isInReview = true;   ///< still
-    std::string blocker{};    ///< why its worktree must not be touched; empty when it may go
+    bool homeIsInPlace = true;
+    std::string blocker{};  ///< why its worktree must not be touched; empty when it may go
 };
 
 struct RetirementPlan {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 #include "host/session/session_services.hpp"
 
@@ -18,6 +19,9 @@ struct RetirementServices {
     BackendHealth& health;
     const Settings& settings;
     EventPublisher& events;
+
+    /// Whether what is at the home's path is still the home that this process owns.
+    std::function<bool()> homeIsInPlace = [] { return true; };
 };
 
 inline RetirementServices retirementServices(SessionServices& services) {
@@ -30,7 +34,8 @@ inline RetirementServices retirementServices(SessionServices& services) {
             .stop = services.stop,
             .health = services.health,
             .settings = services.settings,
-            .events = services.events};
+            .events = services.events,
+            .homeIsInPlace = services.homeIsInPlace};
 }
 
 }  // namespace quernlight::host

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "quernlight/git/pull_request_merge_checker.hpp"
 #include "quernlight/queue/bug_queue_item.hpp"
@@ -26,6 +27,12 @@ struct ReviewState {
     MergeState merge = MergeState::unknown;
     ConflictState conflict = ConflictState::unknown;  ///< of one that is open, with the base branch
     std::string trouble{};                            ///< why something is unknown, in one sentence
+};
+
+/// A part of the list of all work in review.
+struct ReviewStates {
+    std::vector<ReviewState> states{};
+    std::size_t total = 0;  ///< of the whole list
 };
 
 /// What a merge checker found out. Pure.

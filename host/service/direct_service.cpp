@@ -275,20 +275,20 @@ Task<Report> DirectService::report(Instant since) {
     return withServiceErrors(makeReport(*access_, live_, backend_, since));
 }
 
-Task<PreservedList> DirectService::preserved() {
-    return withServiceErrors(listPreserved(*access_));
+Task<PreservedList> DirectService::preserved(ListRange range) {
+    return withServiceErrors(listPreserved(*access_, gits_, range));
 }
 
 Task<PreservedDetails> DirectService::preservedWork(std::string name) {
-    return withServiceErrors(showPreserved(*access_, std::move(name)));
+    return withServiceErrors(showPreserved(*access_, gits_, std::move(name)));
 }
 
 Task<RestoredWork> DirectService::restorePreserved(RestoreRequest request) {
-    return withServiceErrors(restore(*access_, std::move(request)));
+    return withServiceErrors(restore(*access_, gits_, std::move(request)));
 }
 
-Task<std::vector<ReviewState>> DirectService::reviewStates() {
-    return withServiceErrors(listReviewStates(*access_, live_, backend_));
+Task<ReviewStates> DirectService::reviewStates(ListRange range) {
+    return withServiceErrors(listReviewStates(*access_, live_, backend_, range));
 }
 
 Task<std::vector<ReapedBug>> DirectService::reap(bool dryRun) {

@@ -5,6 +5,7 @@
 #include "host/service/dispatch_service.hpp"
 #include "host/service/live_sources.hpp"
 #include "host/service/store_access.hpp"
+#include "host/worktree/git_slots.hpp"
 
 namespace quernlight::host {
 
@@ -47,18 +48,21 @@ class DirectService final : public DispatchService {
     Task<HealthReport> health() override;
 
     Task<Report> report(Instant since) override;
-    Task<PreservedList> preserved() override;
+    Task<PreservedList> preserved(ListRange range) override;
     Task<PreservedDetails> preservedWork(std::string name) override;
     Task<RestoredWork> restorePreserved(RestoreRequest request) override;
-    Task<std::vector<ReviewState>> reviewStates() override;
+    Task<ReviewStates> reviewStates(ListRange range) override;
     Task<std::vector<ReapedBug>> reap(bool dryRun) override;
     [[nodiscard]] EventSubscription subscribe(const boost::asio::any_io_executor& executor,
                                               EventListener listener) override;
 
   private:
+    static constexpr std::size_t mostGits = 4;  // that look at what was kept, for all requests
+
     const std::unique_ptr<StoreAccess> access_;
     const LiveSources live_;
     const BackendAccess backend_;
+    GitSlots gits_{mostGits};
 };
 
 }  // namespace quernlight::host

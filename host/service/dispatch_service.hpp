@@ -10,6 +10,7 @@
 #include "host/service/event_following.hpp"
 #include "host/service/observation_operations.hpp"
 #include "host/service/queue_operations.hpp"
+#include "host/store/list_range.hpp"
 #include "host/worktree/preserved_work.hpp"
 #include "quernlight/platform/task.hpp"
 
@@ -110,7 +111,7 @@ class DispatchService {
     virtual Task<Report> report(Instant since) = 0;
 
     /// What was kept of worktrees that went, in the mapped repositories.
-    virtual Task<PreservedList> preserved() = 0;
+    virtual Task<PreservedList> preserved(ListRange range) = 0;
 
     /// Named by its reference, by the name in a list, or by its bug. `notFound`; `ambiguous`.
     virtual Task<PreservedDetails> preservedWork(std::string name) = 0;
@@ -118,8 +119,8 @@ class DispatchService {
     /// `invalid` where it would overwrite something.
     virtual Task<RestoredWork> restorePreserved(RestoreRequest request) = 0;
 
-    /// Of all work in review, whether it is merged and whether it could be. Fetches.
-    virtual Task<std::vector<ReviewState>> reviewStates() = 0;
+    /// Of work in review, whether it is merged and whether it could be. Fetches.
+    virtual Task<ReviewStates> reviewStates(ListRange range) = 0;
 
     /// Retires the bugs whose pull request is merged now, as a dispatcher that runs does; `dryRun` only says
     /// what that would do. One for each bug in review. `busy` while another process owns the home.

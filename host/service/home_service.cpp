@@ -121,8 +121,8 @@ class HomeService final : public DispatchService {
     Task<Report> report(Instant since) override {
         return either(Effect::reads, [=](DispatchService& service) { return service.report(since); });
     }
-    Task<PreservedList> preserved() override {
-        return either(Effect::reads, [](DispatchService& service) { return service.preserved(); });
+    Task<PreservedList> preserved(ListRange range) override {
+        return either(Effect::reads, [=](DispatchService& service) { return service.preserved(range); });
     }
     Task<PreservedDetails> preservedWork(std::string name) override {
         return either(Effect::reads, [=](DispatchService& service) { return service.preservedWork(name); });
@@ -131,8 +131,8 @@ class HomeService final : public DispatchService {
         return either(Effect::changes,
                       [=](DispatchService& service) { return service.restorePreserved(request); });
     }
-    Task<std::vector<ReviewState>> reviewStates() override {
-        return either(Effect::reads, [](DispatchService& service) { return service.reviewStates(); });
+    Task<ReviewStates> reviewStates(ListRange range) override {
+        return either(Effect::reads, [=](DispatchService& service) { return service.reviewStates(range); });
     }
     Task<std::vector<ReapedBug>> reap(bool dryRun) override {
         return either(dryRun ? Effect::reads : Effect::changes,

@@ -46,6 +46,20 @@ std::optional<std::uint64_t> queryNumber(const ControlRequest& request, std::str
     return number;
 }
 
+boost::json::object pageOfItems(boost::json::array items, std::size_t offset, std::size_t total) {
+    const std::size_t begin = std::min(offset, total);
+    const std::size_t end = begin + items.size();
+    return {{"items", std::move(items)},
+            {"offset", begin},
+            {"total", total},
+            {"next_offset", end < total ? boost::json::value(end) : boost::json::value(nullptr)}};
+}
+
+ListRange rangeOf(const ControlRequest& request) {
+    const ListPage page = pageOf(request);
+    return {.offset = page.offset, .limit = page.limit};
+}
+
 ListPage pageOf(const ControlRequest& request) {
     const std::uint64_t limit = queryNumber(request, "limit").value_or(ListPage::usual);
     return {.offset = queryNumber(request, "offset").value_or(0),

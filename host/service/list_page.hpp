@@ -13,6 +13,7 @@
 #include <boost/json/object.hpp>
 
 #include "host/control/control_message.hpp"
+#include "host/store/list_range.hpp"
 
 namespace quernlight::host {
 
@@ -35,6 +36,12 @@ struct ListPage {
 /// Throws BadRequest.
 ListPage pageOf(const ControlRequest& request);
 
+/// The same for an operation that is asked for a part only.
+ListRange rangeOf(const ControlRequest& request);
+
+/// That part of a list, and how long the list is.
+boost::json::object pageOfItems(boost::json::array items, std::size_t offset, std::size_t total);
+
 /// One page of a list, and how long the list is.
 template <class Value, class Shown>
 boost::json::object paged(const std::vector<Value>& values, ListPage page, Shown shown) {
@@ -44,10 +51,7 @@ boost::json::object paged(const std::vector<Value>& values, ListPage page, Shown
     for (std::size_t index = begin; index < end; ++index) {
         items.push_back(shown(values[index]));
     }
-    return {{"items", std::move(items)},
-            {"offset", begin},
-            {"total", values.size()},
-            {"next_offset", end < values.size() ? boost::json::value(end) : boost::json::value(nullptr)}};
+    return pageOfItems(std::move(items), begin, values.size());
 }
 
 }  // namespace quernlight::host

@@ -3,6 +3,8 @@
 #include <boost/url/parse.hpp>
 #include <boost/url/url_view.hpp>
 
+#include "host/service/json_fields.hpp"
+#include "host/service/list_page.hpp"
 #include "host/service/preserved_json.hpp"
 #include "host/service/report_json.hpp"
 #include "host/service/review_json.hpp"
@@ -38,6 +40,19 @@ boost::json::array arrayOf(const Values& values) {
     return jsonArray(values, [](const auto& value) { return jsonOf(value); });
 }
 
+/// With the report's own members beside those of a page.
+boost::json::object pageOfReport(const Report& report, ListPage part) {
+    boost::json::object whole = jsonOf(report);
+    const boost::json::array& rows = whole.at("bugs").as_array();
+    boost::json::object page = paged(std::vector<boost::json::value>(rows.begin(), rows.end()), part,
+                                     [](const boost::json::value& row) { return row; });
+    whole.erase("bugs");
+    for (auto& [name, member] : page) {
+        whole[name] = std::move(member);
+    }
+    return whole;
+}
+
 }  // namespace
 
 void OutcomeResource::offerOn(ControlRouter& router) {
@@ -51,15 +66,19 @@ void OutcomeResource::offerReport(ControlRouter& router) {
         constexpr std::chrono::hours usual(12);
         const std::string given = parameterOf(request, "since");
         const auto since = given.empty() ? std::optional(currentInstant() - usual) : parseInstant(given);
-        return since ? answer(service_.report(*since))
+        const auto page = [part = pageOf(request)](const Report& report) {
+            return pageOfReport(report, part);
+        };
+        return since ? answer(service_.report(*since), page)
                      : misreadBody("\"since\" is no time like 2026-11-21T22:00:00Z");
     });
 }
 
 void OutcomeResource::offerReview(ControlRouter& router) {
-    router.add("GET", "/v1/review/states", Audience::people, [this](const ControlRequest&) {
-        return answer(service_.reviewStates(), [](const auto& reviews) {
-            return boost::json::object{{"reviews", arrayOf(reviews)}};
+    router.add("GET", "/v1/review/states", Audience::people, [this](const ControlRequest& request) {
+        const ListRange range = rangeOf(request);
+        return answer(service_.reviewStates(range), [range](const ReviewStates& reviews) {
+            return pageOfItems(arrayOf(reviews.states), range.offset, reviews.total);
         });
     });
     router.add("POST", "/v1/review/reap", Audience::people, [this](const ControlRequest& request) {
@@ -72,8 +91,14 @@ void OutcomeResource::offerReview(ControlRouter& router) {
 }
 
 void OutcomeResource::offerPreserved(ControlRouter& router) {
-    router.add("GET", "/v1/preserved", Audience::people,
-               [this](const ControlRequest&) { return answer(service_.preserved()); });
+    router.add("GET", "/v1/preserved", Audience::people, [this](const ControlRequest& request) {
+        const ListRange range = rangeOf(request);
+        return answer(service_.preserved(range), [range](const PreservedList& list) {
+            boost::json::object page = pageOfItems(arrayOf(list.works), range.offset, list.total);
+            page["troubles"] = jsonArray(list.troubles, jsonText);
+            return page;
+        });
+    });
     router.add("GET", "/v1/preserved/*", Audience::people, [this](const ControlRequest& request) {
         return answer(service_.preservedWork(request.parameters.at(0)));
     });

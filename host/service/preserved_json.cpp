@@ -105,6 +105,7 @@ json::object jsonOf(const PreservedList& list) {
 json::object jsonOf(const PreservedDetails& details) {
     return {
         {"work", jsonOf(details.work)},
+        {"others", jsonArray(details.others, jsonText)},
         {"commits", jsonArray(details.commits, [](const PreservedCommit& commit) { return jsonOf(commit); })},
         {"files", jsonArray(details.files, [](const PreservedFile& file) { return jsonOf(file); })}};
 }
@@ -119,14 +120,18 @@ json::object jsonOf(const RestoreRequest& request) {
     return {{"directory", jsonIfAny(request.directory)}, {"branch", jsonIfAny(request.branch)}};
 }
 
-PreservedList readPreservedList(const json::value& value) {
+PreservedList readPreservedPage(const json::value& value) {
     const JsonFields fields(value);
-    return {.works = readEach(fields.list("works"), readWork), .troubles = fields.texts("troubles")};
+    PreservedList list{.works = readEach(fields.list("items"), readWork),
+                       .troubles = fields.texts("troubles")};
+    list.total = list.works.size();
+    return list;
 }
 
 PreservedDetails readPreservedDetails(const json::value& value) {
     const JsonFields fields(value);
     return {.work = readWork(fields.value("work")),
+            .others = fields.texts("others"),
             .commits = readEach(fields.list("commits"), readCommit),
             .files = readEach(fields.list("files"), readFile)};
 }

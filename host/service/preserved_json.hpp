@@ -16,7 +16,8 @@ boost::json::object jsonOf(const RestoredWork& restored);
 /// Without its name, which the path has.
 boost::json::object jsonOf(const RestoreRequest& request);
 
-PreservedList readPreservedList(const boost::json::value& value);
+/// Of the whole list, or a page of it.
+PreservedList readPreservedPage(const boost::json::value& value);
 PreservedDetails readPreservedDetails(const boost::json::value& value);
 RestoredWork readRestoredWork(const boost::json::value& value);
 RestoreRequest readRestoreRequest(std::string name, const boost::json::value& value);

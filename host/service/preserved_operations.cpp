@@ -18,8 +18,8 @@ namespace {
 namespace fs = std::filesystem;
 
 /// A git that has to be ended runs no further command, so every use has a runner of its own.
-GitRunner gitFor(StoreAccess& access) {
-    return limitedGit(gitMarkOf(access.home()), GitOutput::answer);
+GitRunner gitFor(StoreAccess& access, GitSlots& slots) {
+    return slots.inTurn(limitedGit(gitMarkOf(access.home()), GitOutput::answer));
 }
 
 /// Two apps may share a repository: then the branch's name tells whose work it is.
@@ -61,6 +61,26 @@ bool isWithin(const std::string& path, const std::string& directory) {
     return path == directory || WorktreeNaming::isInside(path, directory);
 }
 
+bool isGitDirectory(const fs::path& place) {
+    std::error_code unknown;
+    return fs::exists(place / "HEAD", unknown) && fs::is_directory(place / "objects", unknown) &&
+           fs::is_directory(place / "refs", unknown);
+}
+
+/// The checkout or repository that the path lies in, whoever it belongs to; empty where there is none.
+std::string repositoryAround(const fs::path& path) {
+    std::error_code unknown;
+    for (fs::path place = path.parent_path();; place = place.parent_path()) {
+        const bool isLinked = fs::is_regular_file(place / ".git", unknown);  // a worktree, or a submodule
+        if (isLinked || isGitDirectory(place) || isGitDirectory(place / ".git")) {
+            return place.string();
+        }
+        if (place == place.parent_path()) {
+            return "";
+        }
+    }
+}
+
 /// Nothing there is overwritten, and nobody takes it for a bug's worktree or for content of the checkout.
 void requirePlace(const std::string& directory, const AppMapping& mapping, const fs::path& home) {
     const std::string path = resolvedPath(directory);
@@ -81,6 +101,10 @@ void requirePlace(const std::string& directory, const AppMapping& mapping, const
             throw invalid("The directory " + directory + " lies inside of " + taken +
                           ", where it could be taken for something else; name one elsewhere");
         }
+    }
+    if (const std::string around = repositoryAround(path); !around.empty()) {
+        throw invalid("The directory " + directory + " lies inside of the git repository at " + around +
+                      ", which would take it for its own; name one elsewhere");
     }
 }
 
@@ -105,12 +129,13 @@ PreservedWork preservedNamed(const std::vector<PreservedWork>& works, const std:
     return found.front();
 }
 
-Task<PreservedList> listPreserved(StoreAccess& access) {
+Task<PreservedList> keptWorks(StoreAccess& access, GitSlots& slots) {
     const DispatchStore store = co_await access.forReading();
     PreservedList list;
     for (AppMapping& mapping : co_await store.mappings.allMappings()) {
         try {
-            for (PreservedWork& work : co_await preservedIn(resolved(std::move(mapping)), gitFor(access))) {
+            const GitRunner git = gitFor(access, slots);
+            for (PreservedWork& work : co_await preservedIn(resolved(std::move(mapping)), git)) {
                 add(list.works, std::move(work));
             }
         } catch (const UserError& error) {
@@ -118,20 +143,37 @@ Task<PreservedList> listPreserved(StoreAccess& access) {
         }
     }
     std::ranges::sort(list.works, std::greater<>(), &PreservedWork::keptAt);
+    list.total = list.works.size();
     co_return list;
 }
 
-Task<PreservedDetails> showPreserved(StoreAccess& access, std::string name) {
-    const PreservedList list = co_await listPreserved(access);
-    PreservedWork work = preservedNamed(list.works, name);
-    co_return co_await preservedDetails(std::move(work), gitFor(access));
+Task<PreservedList> listPreserved(StoreAccess& access, GitSlots& slots, ListRange range) {
+    PreservedList list = co_await keptWorks(access, slots);
+    range.cut(list.works);
+    for (PreservedWork& work : list.works) {
+        work = co_await measured(std::move(work), gitFor(access, slots));
+    }
+    co_return list;
 }
 
-Task<RestoredWork> restore(StoreAccess& access, RestoreRequest request) {
+Task<PreservedDetails> showPreserved(StoreAccess& access, GitSlots& slots, std::string name) {
+    const PreservedList list = co_await keptWorks(access, slots);
+    PreservedWork work = preservedNamed(list.works, name);
+    work = co_await measured(std::move(work), gitFor(access, slots));
+    PreservedDetails details = co_await preservedDetails(std::move(work), gitFor(access, slots));
+    for (const PreservedWork& other : list.works) {
+        if (other.bugID == details.work.bugID && other.reference != details.work.reference) {
+            details.others.push_back(other.name);
+        }
+    }
+    co_return details;
+}
+
+Task<RestoredWork> restore(StoreAccess& access, GitSlots& slots, RestoreRequest request) {
     if (!request.directory && !request.branch) {
         throw invalid("Say where it is to go: a directory with --to, a branch with --branch, or both");
     }
-    const PreservedList list = co_await listPreserved(access);
+    const PreservedList list = co_await keptWorks(access, slots);
     PreservedWork work = preservedNamed(list.works, request.name);
     const DispatchStore store = co_await access.forReading();
     const auto mapping = co_await store.mappings.mapping(work.bundleID);
@@ -139,7 +181,9 @@ Task<RestoredWork> restore(StoreAccess& access, RestoreRequest request) {
         requirePlace(*request.directory, *mapping, access.home());
     }
     try {
-        Task<RestoredWork> restoring = restorePreserved(std::move(work), std::move(request), gitFor(access));
+        work = co_await measured(std::move(work), gitFor(access, slots));
+        const GitRunner git = gitFor(access, slots);
+        Task<RestoredWork> restoring = restorePreserved(std::move(work), std::move(request), git);
         co_return co_await std::move(restoring);
     } catch (const UserError& error) {
         throw ServiceError(ServiceErrorCode::invalid, error.what());

@@ -1,5 +1,6 @@
 #include "host/service/remote_service.hpp"
 
+#include <algorithm>
 #include <functional>
 #include <iterator>
 
@@ -125,6 +126,47 @@ Task<QueueList> askedQueue(std::filesystem::path home) {
         askedAll(std::move(home), path, readQueueEntry, query, takeUnreadable);
     list.entries = co_await std::move(asking);
     co_return list;
+}
+
+/// The first page with the elements of all of them, for lists that have more members than a page.
+Task<json::value> askedWhole(std::filesystem::path home, std::string target, std::chrono::seconds limit) {
+    json::object whole;
+    json::array items;
+    std::optional<std::int64_t> offset = 0;
+    while (offset) {
+        ControlRequest request{.method = "GET", .target = target + std::to_string(*offset)};
+        json::value answer = co_await ask(home, std::move(request), limit);
+        try {
+            const JsonFields page(answer);
+            std::ranges::copy(page.list("items"), std::back_inserter(items));
+            const auto next = page.optionalInteger("next_offset");
+            offset = next && *next > *offset ? next : std::nullopt;
+        } catch (const Misread&) {
+            throw misunderstood();
+        }
+        if (whole.empty()) {
+            whole = std::move(answer.as_object());
+        }
+    }
+    whole["items"] = std::move(items);
+    co_return whole;
+}
+
+template <class Read>
+auto askedPages(std::filesystem::path home, std::string target, Read read, std::chrono::seconds limit)
+    -> Task<decltype(read(std::declval<json::value>()))> {
+    const json::value whole = co_await askedWhole(std::move(home), std::move(target), limit);
+    try {
+        co_return read(whole);
+    } catch (const Misread&) {
+        throw misunderstood();
+    }
+}
+
+Report readReportPages(const json::value& whole) {
+    json::object report = whole.as_object();
+    report["bugs"] = report.at("items");
+    return readReport(report);
 }
 
 /// Of the backend's own records, which come as it spells them.
@@ -279,13 +321,13 @@ Task<HealthReport> RemoteService::health() {
 }
 
 Task<Report> RemoteService::report(Instant since) {
-    ControlRequest request = get({"v1", "report"});
-    request.target += "?since=" + formatInstant(since);
-    return asked(home_, std::move(request), readReport);
+    return askedPages(
+        home_, "/v1/report?since=" + formatInstant(since) + "&limit=1000&offset=", readReportPages, timeout);
 }
 
-Task<PreservedList> RemoteService::preserved() {
-    return asked(home_, get({"v1", "preserved"}), readPreservedList, gitTimeout);
+/// Pages are small, since each element takes several gits. All are asked for: nobody wants a part from here.
+Task<PreservedList> RemoteService::preserved(ListRange) {
+    return askedPages(home_, "/v1/preserved?limit=100&offset=", readPreservedPage, gitTimeout);
 }
 
 Task<PreservedDetails> RemoteService::preservedWork(std::string name) {
@@ -297,11 +339,14 @@ Task<RestoredWork> RemoteService::restorePreserved(RestoreRequest request) {
     return asked(home_, send("POST", path, jsonOf(request)), readRestoredWork, gitTimeout);
 }
 
-Task<std::vector<ReviewState>> RemoteService::reviewStates() {
-    const auto read = [](const json::value& answer) {
-        return readEach(JsonFields(answer).list("reviews"), readReviewState);
+Task<ReviewStates> RemoteService::reviewStates(ListRange) {
+    const auto read = [](const json::value& whole) {
+        const JsonFields fields(whole);
+        ReviewStates reviews{.states = readEach(fields.list("items"), readReviewState)};
+        reviews.total = reviews.states.size();
+        return reviews;
     };
-    return asked(home_, get({"v1", "review", "states"}), read, gitTimeout);
+    return askedPages(home_, "/v1/review/states?limit=50&offset=", read, gitTimeout);
 }
 
 Task<std::vector<ReapedBug>> RemoteService::reap(bool dryRun) {

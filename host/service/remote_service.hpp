@@ -45,10 +45,10 @@ class RemoteService final : public DispatchService {
     Task<HealthReport> health() override;
 
     Task<Report> report(Instant since) override;
-    Task<PreservedList> preserved() override;
+    Task<PreservedList> preserved(ListRange range) override;
     Task<PreservedDetails> preservedWork(std::string name) override;
     Task<RestoredWork> restorePreserved(RestoreRequest request) override;
-    Task<std::vector<ReviewState>> reviewStates() override;
+    Task<ReviewStates> reviewStates(ListRange range) override;
     Task<std::vector<ReapedBug>> reap(bool dryRun) override;
 
     [[nodiscard]] EventSubscription subscribe(const boost::asio::any_io_executor& executor,

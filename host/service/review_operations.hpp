@@ -4,14 +4,15 @@
 #include "host/service/bug_operations.hpp"
 #include "host/service/live_sources.hpp"
 #include "host/service/store_access.hpp"
+#include "host/store/list_range.hpp"
 
 namespace quernlight::host {
 
 // Work in review: the service's operations. A dispatcher that runs does them itself, with what it knows; else
 // this process does, and asks the backend for the pull requests.
 
-Task<std::vector<ReviewState>> listReviewStates(StoreAccess& access, const LiveSources& live,
-                                                BackendAccess backend);
+Task<ReviewStates> listReviewStates(StoreAccess& access, const LiveSources& live, BackendAccess backend,
+                                    ListRange range);
 
 Task<std::vector<ReapedBug>> reapMerged(StoreAccess& access, const LiveSources& live, BackendAccess backend,
                                         bool dryRun);

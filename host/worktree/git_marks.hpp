@@ -19,4 +19,8 @@ ProcessMark newGitRunMark();
 /// Returns what is left. For an owner that runs no git yet.
 Task<std::vector<ProcessEntry>> endOrphanedGits(std::filesystem::path home);
 
+/// The same but for those that a program like this one has started and lives to wait for: a command that
+/// looks at repositories owns no home, and others may look at once.
+Task<std::vector<ProcessEntry>> endAbandonedGits(std::filesystem::path home);
+
 }  // namespace quernlight::host

@@ -14,6 +14,7 @@ constexpr std::string_view prefix = "refs/quernlight/preserved/";
 constexpr std::size_t idLength = 8;
 constexpr const char* mostCommits = "--max-count=50";
 constexpr std::size_t mostFiles = 200;
+constexpr std::string_view keepersAddress = "quernlight-dispatch@localhost";
 
 using Words = std::vector<std::string>;
 
@@ -143,11 +144,67 @@ class Repository {
         if (ancestor.status != 1) {
             co_return Containment::unknown;
         }
-        Words compare{"rev-list", "--cherry-pick", "--right-only", "--count",
-                      work.base + "..." + work.commit};
+        const auto missing = co_await countMissing(work.base, work.commit);
+        if (!missing || *missing == 0) {
+            co_return !missing ? Containment::unknown : Containment::yes;
+        }
+        const bool isMoreKept = co_await holdsMoreThanItsFiles(work);
+        if (isMoreKept) {
+            co_return Containment::no;
+        }
+        const bool isSquashed = co_await isInOneCommit(work);
+        if (isSquashed) {
+            co_return Containment::yes;
+        }
+        const bool changesNothing = co_await wouldChangeNothing(work);
+        co_return changesNothing ? Containment::yes : Containment::no;
+    }
+
+    /// Commits that the base does not have, and none that changes the same.
+    Task<std::optional<std::int64_t>> countMissing(std::string base, std::string commit) const {
+        Words compare{"rev-list", "--cherry-pick", "--right-only", "--count", base + "..." + commit};
         const GitCommandResult missing = co_await tryRun(std::move(compare));
-        const auto count = missing.succeeded() ? numberOf(missing.output) : std::nullopt;
-        co_return !count ? Containment::unknown : *count == 0 ? Containment::yes : Containment::no;
+        co_return missing.succeeded() ? numberOf(missing.output) : std::nullopt;
+    }
+
+    /// What was staged, a conflict's side or left behind is not in the files of the last commit.
+    Task<bool> holdsMoreThanItsFiles(const PreservedWork& work) const {
+        Words log{"log", "--format=%cE %s", work.base + ".." + work.commit};
+        const std::string printed = co_await run(std::move(log));
+        co_return std::ranges::any_of(linesOf(printed), [](std::string_view line) {
+            const std::size_t blank = std::min(line.find(' '), line.size());
+            const std::string_view subject = line.substr(std::min(blank + 1, line.size()));
+            return line.substr(0, blank) == keepersAddress && !subject.starts_with("Work in progress on ");
+        });
+    }
+
+    /// As when a merge has made one commit of several: one is made of them here, too, and looked for.
+    Task<bool> isInOneCommit(const PreservedWork& work) const {
+        Words find{"merge-base", work.base, work.commit};
+        const GitCommandResult left = co_await tryRun(std::move(find));
+        if (!left.succeeded()) {
+            co_return false;
+        }
+        Words make{"-c",          "user.name=Quernlight Dispatch",
+                   "-c",          "user.email=" + std::string(keepersAddress),
+                   "commit-tree", work.commit + "^{tree}",
+                   "-p",          left.output,
+                   "-m",          "All of it"};
+        const GitCommandResult made = co_await tryRun(std::move(make));
+        if (!made.succeeded()) {
+            co_return false;
+        }
+        const auto missing = co_await countMissing(work.base, made.output);
+        co_return missing == 0;
+    }
+
+    /// Git before 2.38 cannot tell.
+    Task<bool> wouldChangeNothing(const PreservedWork& work) const {
+        Words merge{"merge-tree", "--write-tree", work.base, work.commit};
+        const GitCommandResult merged = co_await tryRun(std::move(merge));
+        Words lookUp{"rev-parse", "--verify", work.base + "^{tree}"};
+        const GitCommandResult tree = co_await tryRun(std::move(lookUp));
+        co_return merged.succeeded() && tree.succeeded() && merged.output == tree.output;
     }
 
     const GitRunner git_;
@@ -225,10 +282,15 @@ Task<std::vector<PreservedWork>> preservedIn(AppMapping mapping, GitRunner git) 
                            .base = base,
                            .keptAt = instantOf(fields[1])};
         work.bugID = bugOfPreserved(work.name);
-        co_await repository.measure(work);
         works.push_back(std::move(work));
     }
     co_return works;
+}
+
+Task<PreservedWork> measured(PreservedWork work, GitRunner git) {
+    const Repository repository = co_await repositoryOf(work.repository, std::move(git));
+    co_await repository.measure(work);
+    co_return work;
 }
 
 Task<PreservedDetails> preservedDetails(PreservedWork work, GitRunner git) {

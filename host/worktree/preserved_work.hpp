@@ -49,12 +49,14 @@ struct PreservedFile {
 /// With the newest of its commits and the first of its files; `work` counts all of them.
 struct PreservedDetails {
     PreservedWork work{};
+    std::vector<std::string> others{};  ///< names of what else is kept of the bug
     std::vector<PreservedCommit> commits{};
     std::vector<PreservedFile> files{};
 };
 
 struct PreservedList {
-    std::vector<PreservedWork> works{};
+    std::vector<PreservedWork> works{};   ///< or a part of them
+    std::size_t total = 0;                ///< how many there are
     std::vector<std::string> troubles{};  ///< one sentence for each repository that cannot be asked
 };
 
@@ -77,9 +79,14 @@ std::string bugOfPreserved(std::string_view name);
 /// Of what git diff --numstat prints. Pure.
 std::vector<PreservedFile> readNumstat(std::string_view printed);
 
-/// What is kept in the repository of one mapping, by name. Only reads. Throws UserError when it cannot be
-/// asked.
+/// What is kept in the repository of one mapping, by name, not measured yet. Only reads. Throws UserError
+/// when it cannot be asked.
 Task<std::vector<PreservedWork>> preservedIn(AppMapping mapping, GitRunner git);
+
+/// With what it holds beyond its base, and whether that has it all by now: as it stands, by commits that
+/// change the same, by one commit that changes the same as all of it, or so that a merge would change
+/// nothing. Writes objects that no reference names, and nothing else. Throws UserError as before.
+Task<PreservedWork> measured(PreservedWork work, GitRunner git);
 
 /// Only reads.
 Task<PreservedDetails> preservedDetails(PreservedWork work, GitRunner git);

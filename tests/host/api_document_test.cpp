@@ -96,6 +96,9 @@ TEST_F(ApiDocumentTest, DescribesAllThatIsOfferedAndEachAnswerIsAsItSays) {
     EXPECT_EQ(ask("GET", "/v1/report", "/v1/report?since=yesterday").status, 400U);
     repository.git({"update-ref", "refs/quernlight/preserved/Shop-11111111", "main"});
     get("/v1/preserved", "/v1/preserved");
+    get("/v1/preserved", "/v1/preserved?offset=1&limit=1");
+    get("/v1/report", "/v1/report?since=2026-01-01T00:00:00Z&offset=1&limit=1");
+    get("/v1/review/states", "/v1/review/states?offset=1&limit=1");
     get("/v1/preserved/*", "/v1/preserved/Shop-11111111");
     EXPECT_EQ(ask("GET", "/v1/preserved/*", "/v1/preserved/99999999").status, 404U);
     EXPECT_EQ(ask("POST", "/v1/preserved/*/restore", "/v1/preserved/11111111/restore", R"({"branch":"kept"})")

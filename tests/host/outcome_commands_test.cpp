@@ -168,6 +168,11 @@ TEST_P(OutcomeCommandsTest, WhatIsThereIsNotOverwrittenByARestoration) {
     EXPECT_THAT(restore({"--to", home()}), HasSubstr("There is something at "));
     EXPECT_THAT(restore({"--to", repository.directory() / "inner"}), HasSubstr("lies inside of "));
     EXPECT_THAT(restore({"--to", home() / "inner"}), HasSubstr("lies inside of "));
+    const auto other = repository.scratch("others");
+    repository.git({"init", "--quiet", other});
+    for (const auto& inner : {other / "inner", other / ".git/inner", repository.bare() / "inner"}) {
+        EXPECT_THAT(restore({"--to", inner}), HasSubstr("lies inside of the git repository at "));
+    }
     EXPECT_THAT(restore({"--to", repository.scratch("no") / "such"}),
                 HasSubstr("is not there; make it first"));
     EXPECT_THAT(command({"preserved", "show", "12"}).error, HasSubstr("Nothing is kept by the name \"12\""));

@@ -76,6 +76,12 @@ class CompletionCommandTest : public test::DispatchFixture {
     }
 };
 
+TEST_F(CompletionCommandTest, OffersTheNamesOfPreservedWork) {
+    repository.git({"update-ref", "refs/quernlight/preserved/Shop-99999999", "main"});
+    EXPECT_EQ(complete({"preserved", "show", ""}), "Shop-99999999\tShop\n");
+    EXPECT_EQ(complete({"preserved", "restore", "Shop-9"}), "Shop-99999999\tShop\n");
+}
+
 TEST_F(CompletionCommandTest, OffersWhatTheHomeHolds) {
     EXPECT_EQ(complete({"queue", "show", ""}), "3f2a9c1d\tqueued: Crash on launch\n");
     EXPECT_EQ(complete({"queue", "show", "4"}), "");

@@ -219,6 +219,29 @@ TEST_F(RetirementTest, AMergedBugsWorktreeStaysWhileAProcessWorksInItAndThatIsSa
     EXPECT_THAT(published.alerts, IsEmpty());
 }
 
+TEST_F(RetirementTest, NothingIsReapedWhileTheHomeIsNotInItsPlace) {
+    const Uuid item = merged("3f2a9c1d");
+    RetirementServices moved = retirementServices(services);
+    moved.homeIsInPlace = [] { return false; };
+    Retirement elsewhere(moved, listed, [](const Uuid&) { return false; });
+    const auto reaped = run(elsewhere.reap());
+    EXPECT_THAT(reaped.at(0).sentence, HasSubstr("the dispatch home was moved, removed or replaced."));
+    EXPECT_TRUE(isUntouched(root / "Shop-3f2a9c1d"));
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
+}
+
+TEST_F(RetirementTest, OnlyThePartOfTheStatesThatIsAskedForIsLookedAt) {
+    for (const char* bugID : {"11111111", "22222222", "33333333"}) {
+        finished(bugID);
+    }
+    server.answer({.status = 404});
+    const ReviewStates page = run(retirement.states({.offset = 1, .limit = 1}));
+    EXPECT_EQ(page.total, 3U);
+    ASSERT_EQ(page.states.size(), 1U);
+    EXPECT_EQ(page.states[0].item.bugID, "22222222");
+    EXPECT_EQ(server.lines().size(), 1U);
+}
+
 TEST_F(RetirementTest, WhatTheBackendHasListedItIsNotAskedFor) {
     const Uuid goes = finished("3f2a9c1d");
     const Uuid stays = finished("77777777");
