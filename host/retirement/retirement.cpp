@@ -18,6 +18,8 @@
 namespace quernlight::host {
 namespace {
 
+constexpr int mostLooks = 3;  // at files that change while they are saved
+
 /// What keeps a merged bug's worktree.
 struct Hindrance {
     std::string sentence;
@@ -239,7 +241,19 @@ void Retirement::forgetBlockers(const std::vector<BugQueueItem>& items) {
 /// The worktree goes first and the item last: what is interrupted is found again and done to its end.
 Task<void> Retirement::retire(BugInReview review, WorkOfWorktree work, ReapedBug& reaped) {
     reaped.sentence = goingSentence(work, "the bug leaves the queue, and its worktree is gone");
-    PreserveResult saved = co_await preserve(review, std::move(work));
+    PreserveResult saved = co_await preserve(review, work);
+    for (int looks = 0;; ++looks) {  // what was written meanwhile would go as well
+        WorkOfWorktree later = co_await workOf(review);
+        if (hasNothingNew(later, work)) {
+            break;
+        }
+        if (looks == mostLooks) {
+            throw Hindrance{"Bug " + review.item.bugID +
+                            " is merged, but its worktree stays: its files change while they are saved."};
+        }
+        work = std::move(later);
+        saved = co_await preserve(review, work);
+    }
     co_await requireUnused(review.item, review.mapping);  // else what was saved may not be all
     co_await removeWorktree(review.item, review.mapping);
     reaped.preserved = co_await leave(std::move(review), std::move(saved), reaped.sentence);

@@ -80,8 +80,8 @@ class Looking {
         const auto entries = co_await indexed();
         refuseInnerRepositories(entries);  // before a git that would run in them, by their settings
         refuseUnfinished(pointers);
+        co_await findIgnored();  // which may take long, so before what is to be true at the end
         co_await findFiles(conflictsIn(entries));
-        co_await findIgnored();
         co_await findCommits(objectNamesIn(pointers.own));
         co_return std::move(work_);
     }
@@ -247,8 +247,10 @@ class Looking {
         co_await git(std::move(add));
         refuseInnerRepositories(co_await indexed());
         std::string files = co_await treeOfIndex();
-        if (!staged.empty() && co_await isLost(staged, files)) {
-            work_.isStaged = true;
+        if (!staged.empty()) {
+            work_.isStaged = co_await isLost(staged, files);
+        }
+        if (work_.isStaged) {
             keep(std::move(staged), "Staged on " + worktree_.branch);
         }
         const Words changed = co_await differing(headTree_, files);
@@ -267,7 +269,7 @@ class Looking {
         }
     }
 
-    /// Of paths that both have, or `to` alone.
+    /// The paths that are not the same in both, those that only one of them has included.
     Task<Words> differing(std::string from, std::string to) {
         Words compare{"diff-tree", "-r", "--name-only", "--no-renames", std::move(from), std::move(to)};
         const std::string printed = co_await git(std::move(compare));
@@ -393,6 +395,10 @@ Task<WorkLook> lookAtWork(WorktreeToPreserve worktree, GitRunner ask) {
     }
     reason += reason.ends_with('.') ? "" : ".";
     co_return PreservingFailed{"The work in " + path + " cannot be saved, so it stays: " + reason};
+}
+
+bool hasNothingNew(const WorkOfWorktree& later, const WorkOfWorktree& saved) {
+    return later.head == saved.head && later.kept == saved.kept && later.leftBehind.empty();
 }
 
 std::string describe(const WorkOfWorktree& work) {

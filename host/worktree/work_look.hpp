@@ -21,6 +21,8 @@ struct WorktreeToPreserve {
 struct KeptTree {
     std::string tree{};
     std::string message{};
+
+    bool operator==(const KeptTree&) const = default;
 };
 
 /// What a worktree holds that would go with it.
@@ -48,6 +50,9 @@ using WorkLook = std::variant<WorkOfWorktree, PreservingFailed>;
 /// own, a submodule's, patches that git is applying. Never throws but on cancellation. `ask` gives answers
 /// (`GitOutput::answer`): what it prints is taken by its word.
 Task<WorkLook> lookAtWork(WorktreeToPreserve worktree, GitRunner ask);
+
+/// Whether a later look has found nothing that the saving of an earlier one has not kept. Pure.
+bool hasNothingNew(const WorkOfWorktree& later, const WorkOfWorktree& saved);
 
 /// "3 changed files, 2 commits that no remote has"; without what is ignored; empty for nothing. Pure.
 std::string describe(const WorkOfWorktree& work);
