@@ -234,15 +234,17 @@ void SessionAgent::look() {
     }
 }
 
-Task<void> SessionAgent::closeTools() {
+Task<bool> SessionAgent::closeTools() {
     constexpr std::chrono::seconds timeout{10};
     constexpr std::chrono::seconds timeoutAtShutdown{2};
     uses_.tools.close(state_.sessionID);
     const auto session = uses_.tools.session(state_.sessionID);
-    if (session) {
-        const auto limit = uses_.stop.isStopping() ? timeoutAtShutdown : timeout;
-        co_await session->calls.untilNoneIsUnderWay(uses_.clock, uses_.clock.steadyNow() + limit);
+    if (!session) {
+        co_return true;
     }
+    const auto limit = uses_.stop.isStopping() ? timeoutAtShutdown : timeout;
+    co_await session->calls.untilNoneIsUnderWay(uses_.clock, uses_.clock.steadyNow() + limit);
+    co_return !session->calls.isAnyUnderWay();
 }
 
 void SessionAgent::noteWork() {

@@ -76,8 +76,8 @@ class SessionAgent {
     Task<void> recordExit();
 
     /// From now on its tools take no call; returns once those under way have been made, some seconds later at
-    /// the latest: what they report counts as the agent's.
-    Task<void> closeTools();
+    /// the latest: what they report counts as the agent's. Whether none is under way any more.
+    Task<bool> closeTools();
 
     /// From now on its tools do nothing.
     void endTools() { uses_.tools.revoke(state_.sessionID); }

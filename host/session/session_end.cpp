@@ -72,8 +72,9 @@ Task<void> SessionEnd::end(SessionInterrupted) {
 Task<void> SessionEnd::interrupt(std::string reason) {
     log_.show(SessionStage::stoppingAgent);
     co_await agent_.stop();
-    co_await agent_.closeTools();
-    const bool isKnown = co_await comments_.learnLast();
+    const bool areCallsMade = co_await agent_.closeTools();
+    const bool areCommentsKnown = co_await comments_.learnLast();
+    const bool isKnown = areCallsMade && areCommentsKnown;
     if (state_.watched.detection) {
         co_return co_await endReported();
     }
@@ -204,13 +205,14 @@ Task<void> SessionEnd::end(SessionSuperseded) {
 Task<void> SessionEnd::fail(std::string reason) {
     log_.show(SessionStage::stoppingAgent);
     co_await agent_.stop();
-    co_await agent_.closeTools();
+    const bool areCallsMade = co_await agent_.closeTools();
     const bool isKnown = co_await comments_.learnLast();
     const WatchedSession& watched = state_.watched;
     if (watched.detection) {
         co_return co_await endReported();
     }
-    if (!isKnown && !watched.commentsKnownAt && watched.commentTrouble.empty()) {
+    const bool wasKnown = isKnown || watched.commentsKnownAt || !watched.commentTrouble.empty();
+    if (!areCallsMade || !wasKnown) {
         throw ReportUnknown(reason);
     }
     const bool ours = co_await log_.isStillOurs();

@@ -40,6 +40,10 @@ void CallMemory::end(const std::string& key, Call& call, ToolResult result) {
     }
 }
 
+bool CallMemory::isAnyUnderWay() const {
+    return std::ranges::any_of(calls_, [](const auto& known) { return !known.second->hasEnded; });
+}
+
 Task<void> CallMemory::untilNoneIsUnderWay(Clock& clock, Clock::TimePoint deadline) {
     while (clock.steadyNow() < deadline) {
         const auto open =

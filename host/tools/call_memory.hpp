@@ -35,6 +35,8 @@ class CallMemory {
     std::size_t size() const { return calls_.size(); }
     bool knows(const std::string& key) const { return calls_.contains(key); }
 
+    bool isAnyUnderWay() const;
+
     /// Returns once no call is under way, at `deadline` at the latest.
     Task<void> untilNoneIsUnderWay(Clock& clock, Clock::TimePoint deadline);
 
