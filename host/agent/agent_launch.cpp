@@ -10,7 +10,6 @@
 
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/identifiers.hpp"
-#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace fs = std::filesystem;
@@ -49,17 +48,12 @@ std::string trustIn(const std::vector<fs::path>& directories) {
     return tomlText(projects);
 }
 
-/// Whether the key lies in the table: "a.b" in "a".
-bool isUnder(std::string_view key, std::string_view table) {
-    return !table.empty() && key.starts_with(table) && key.size() > table.size() && key[table.size()] == '.';
-}
-
 /// The agent's command while the options that it lacks are added.
 class CommandLine {
   public:
     explicit CommandLine(std::vector<std::string> words) : words_(std::move(words)), own_(words_) {}
 
-    /// Unless the person's words set that key, one under it, or the table in which it lies.
+    /// Unless the person's words set that key, or one under it.
     void configure(std::string_view key, const std::string& value) {
         if (!setsKey(key)) {
             words_.insert(words_.end(), {"-c", std::string(key) + "=" + value});
@@ -78,9 +72,8 @@ class CommandLine {
             for (const std::string_view option : {"--config=", "-c"}) {
                 word = word.starts_with(option) ? word.substr(option.size()) : word;
             }
-            const std::size_t end = word.find('=');
-            const std::string_view name = trimmed(word.substr(0, end));
-            return end != word.npos && (name == key || isUnder(name, key) || isUnder(key, name));
+            return word.starts_with(key) && word.size() > key.size() &&
+                   (word[key.size()] == '=' || word[key.size()] == '.');
         });
     }
 

@@ -21,8 +21,11 @@ Task<void> receiveAll(ControlChannel& channel) {
 }
 
 Task<void> sendAndClose(ControlChannel& channel, Task<void> sending) {
-    co_await std::move(sending);
-    co_await channel.close(ControlChannel::Ending::done);
+    const std::exception_ptr failure = co_await caughtException(std::move(sending));
+    co_await channel.close(ControlChannel::Ending::done);  // else its client would wait for ever
+    if (failure) {
+        std::rethrow_exception(failure);
+    }
 }
 
 }  // namespace

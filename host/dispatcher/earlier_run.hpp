@@ -20,7 +20,7 @@ struct EarlierRun {
 /// `queue`: all of it. Throws DatabaseError.
 Task<EarlierRun> earlierRun(DispatchStore store, std::vector<BugQueueItem> queue, Instant now);
 
-/// For which agents' work pauses, as it did when the limit was met.
+/// For which agents' work pauses.
 OutsideFailure pauseFor(const StatedLimit& limit, Instant now);
 
 }  // namespace quernlight::host

@@ -33,7 +33,7 @@ struct StatedLimit {
     bool operator==(const StatedLimit&) const = default;
 };
 
-/// The last one whose end is known.
+/// That of the last event of its kind, if its end is known.
 std::optional<StatedLimit> statedLimit(const std::vector<QueueEvent>& history);
 
 /// What is stored with the event (agentBlocked) of such a limit.

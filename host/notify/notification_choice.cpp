@@ -37,7 +37,7 @@ NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known, c
         names_[item.bugID] = {.appName = item.appName, .title = item.title};
     }
     for (const auto& [bugID, question] : asked) {
-        questions_[bugID] = withoutDigits(question);
+        questions_[bugID].words = withoutDigits(question);
     }
 }
 
@@ -51,8 +51,10 @@ bool NotificationChoice::isNews(NotificationKind kind, const ItemChanged& change
         return merged_.insert(changed.bugID).second;
     }
     if (kind == NotificationKind::needsYou) {
-        const std::string asked = withoutDigits(changed.event.message);
-        return std::exchange(questions_[changed.bugID], asked) != asked;
+        const AskedQuestion asked{withoutDigits(changed.event.message), changed.event.sessionID};
+        const AskedQuestion known = std::exchange(questions_[changed.bugID], asked);
+        // A session tells its question again only once another one, or none, has stood on its screen.
+        return known.words != asked.words || (asked.session && known.session == asked.session);
     }
     return true;
 }

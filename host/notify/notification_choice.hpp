@@ -31,6 +31,11 @@ class NotificationChoice {
         std::string title{};
     };
 
+    struct AskedQuestion {
+        std::string words{};  // without the digits
+        std::optional<Uuid> session{};
+    };
+
     std::optional<Notification> chosen(const ItemChanged& changed, Instant now);
     std::optional<Notification> chosen(const ItemRemoved& removed, Instant now);
     std::optional<Notification> chosen(const StageChanged& changed, Instant now);
@@ -44,13 +49,13 @@ class NotificationChoice {
     bool isNews(NotificationKind kind, const ItemChanged& changed);
     Notification aboutBug(NotificationKind kind, const std::string& bugID) const;
 
-    std::map<std::string, BugName> names_;          // by bug
-    std::set<std::string> moved_;                   // bugs with an event since the queue was found so
-    std::set<std::string> merged_;                  // bugs
-    std::map<std::string, std::string> questions_;  // by bug, of those that nothing has answered
-    int goals_ = 0;                                 // accepted so far
-    std::map<AlertKey, int> pauses_;                // told, with how many goals were accepted by then
-    std::set<AlertKey> holding_;                    // of the pauses
+    std::map<std::string, BugName> names_;            // by bug
+    std::set<std::string> moved_;                     // bugs with an event since the queue was found so
+    std::set<std::string> merged_;                    // bugs
+    std::map<std::string, AskedQuestion> questions_;  // by bug, of those that nothing has answered
+    int goals_ = 0;                                   // accepted so far
+    std::map<AlertKey, int> pauses_;                  // told, with how many goals were accepted by then
+    std::set<AlertKey> holding_;                      // of the pauses
 };
 
 }  // namespace quernlight::host

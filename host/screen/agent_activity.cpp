@@ -63,12 +63,12 @@ Finding findSpinner(const ScreenPicture& picture) {
     return isBraille ? Finding("title \"" + picture.title + "\"") : std::nullopt;
 }
 
-/// What is drawn right above the composer: the last two groups of lines. Further up may stand what the agent
-/// has printed, whatever that says.
+/// What is drawn right above the composer: the last three groups of lines. Further up may stand what the
+/// agent has printed, whatever that says.
 std::span<const std::string> aboveComposer(const ScreenPicture& picture) {
     const auto history = historyOf(picture);
     std::size_t begin = history.size();
-    for (int groups = 0; groups < 2 && begin > 0; ++groups) {
+    for (int groups = 0; groups < 3 && begin > 0; ++groups) {
         while (begin > 0 && trimmed(history[begin - 1]).empty()) {
             --begin;
         }

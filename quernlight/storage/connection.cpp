@@ -74,6 +74,9 @@ void endFailed(Connection& connection, AfterFailure then) {
     } catch (const std::exception&) {
         // What made the transaction fail is what the caller must hear about; SQLite may have rolled back by
         // itself already.
+        if (then == AfterFailure::commit) {
+            endFailed(connection, AfterFailure::rollBack);
+        }
     }
 }
 

@@ -81,8 +81,6 @@ TEST(AgentLaunchTest, TheToolServerIsNamedWithItsArgumentsAndRunsUnasked) {
     EXPECT_THAT(values, Contains("mcp_servers.quernlight.default_tools_approval_mode=\"approve\""));
     launch.command = {"codex", "-c", "mcp_servers.quernlight.command=\"mine\""};
     EXPECT_THAT(configured(launch), Not(Contains(HasSubstr("/opt/"))));
-    launch.command = {"codex", "-c", "mcp_servers={ quernlight = { command = \"mine\" } }"};
-    EXPECT_THAT(configured(launch), Not(Contains(HasSubstr("/opt/"))));
     launch.command = {"codex", "-c", "mcp_servers_of_mine=1"};
     EXPECT_THAT(configured(launch), Contains(HasSubstr("/opt/")));
 }

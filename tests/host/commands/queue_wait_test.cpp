@@ -1,5 +1,4 @@
 #include <atomic>
-#include <thread>
 
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/post.hpp>
@@ -85,11 +84,9 @@ TEST_F(QueueWaitTest, AsksOnlyWhenSomethingHasHappenedToItsBug) {
         owner.progress("3f2a9c1d", host::SessionStage::working, "Line " + std::to_string(count));
     }
     const int before = owner.asked();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1500));  // in which nothing else happens
-    EXPECT_LE(owner.asked(), before + 1);  // the first stage that is told of a bug is a new one
     owner.progress("3f2a9c1d", host::SessionStage::inReview);
     EXPECT_EQ(waiting->exitCode(), 0) << waiting->errorText();
-    EXPECT_LE(owner.asked(), before + 2);
+    EXPECT_LE(owner.asked(), before + 2);  // the first stage that is told of a bug is a new one
 }
 
 TEST_F(QueueWaitTest, AnOwnerThatEndsIsWaitedForAndTheNextOneAsked) {

@@ -133,6 +133,20 @@ TEST(NotificationChoiceAskedTest, AQuestionThatAnEarlierRunHasToldIsNoNews) {
     EXPECT_TRUE(choice.notificationOf(happened(needsPerson, "How?"), {}));
 }
 
+TEST(NotificationChoiceAskedTest, WhatOneSessionAsksAfterAnAnswerIsNews) {
+    NotificationChoice choice({});
+    ItemChanged first{.bugID = "3f2a9c1d"};
+    first.event.kind = storedText(needsPerson);
+    first.event.message = "Run make test N=1?";
+    first.event.sessionID = randomUuid();
+    ItemChanged second = first;
+    second.event.message = "Run make test N=2?";
+    EXPECT_TRUE(choice.notificationOf(first, {}));
+    EXPECT_TRUE(choice.notificationOf(second, {}));
+    second.event.sessionID = randomUuid();
+    EXPECT_FALSE(choice.notificationOf(second, {}));
+}
+
 TEST(NotificationChoiceNamesTest, ABugHasTheNamesThatTheQueueOrItsLastStageHas) {
     const BugQueueItem item{.bugID = "3f2a9c1d", .appName = "Shop", .title = "Crash"};
     NotificationChoice choice(std::vector{item});
