@@ -270,7 +270,7 @@ TEST_F(OwnerTest, AMergedBugWhoseMappingMovedKeepsItsItemAndItsWorktree) {
     EXPECT_FALSE(std::filesystem::exists(worktree()));
 }
 
-TEST_F(OwnerTest, WorkThatAnEarlierRoundKeptIsStillNamedOnceTheBugIsRetired) {
+TEST_F(OwnerTest, AWorktreeThatIsLockedStaysAndItsWorkIsNamedOnceTheBugIsRetired) {
     reportClearBug("3f2a9c1d");
     workAll();
     test::writeFile(worktree() / "notes.txt", "not yet committed\n");
@@ -278,10 +278,11 @@ TEST_F(OwnerTest, WorkThatAnEarlierRoundKeptIsStillNamedOnceTheBugIsRetired) {
     mergeBranch();
     command({"config", "set", "poll.merge_seconds", "0.2"});
     const auto hindered = start(runWith());
-    ASSERT_TRUE(hindered->says("Bug 3f2a9c1d is merged, but its worktree stays: ")) << hindered->output();
+    ASSERT_TRUE(hindered->says("Bug 3f2a9c1d is merged, but its worktree stays. ")) << hindered->output();
     hindered->signal(SIGTERM);
     hindered->exitCode();
-    repository.git({"worktree", "remove", "--force", "--force", worktree()});
+    EXPECT_TRUE(std::filesystem::exists(worktree() / "notes.txt"));
+    repository.git({"worktree", "unlock", worktree()});
     const auto program = start(runWith());
     ASSERT_TRUE(program->says("3f2a9c1d  retired: Merged: ")) << program->output();
     program->signal(SIGTERM);

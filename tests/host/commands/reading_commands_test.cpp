@@ -152,10 +152,11 @@ TEST_F(ReadOnlyHomeTest, IsNamedByCommandsThatWouldWrite) {
     if (!makeReadOnly()) {
         GTEST_SKIP() << "mounting the home for reading only is not allowed here";
     }
-    for (const Words& words : {Words{"config", "set", "sessions.max", "3"},
-                               {"config", "unset", "sessions.max"},
-                               {"queue", "cancel", "3f2a9c1d"},
-                               {"map", "set", "--bundle", "a", "--app", "A", "--repo", "/"}}) {
+    for (const Words& words :
+         {Words{"config", "set", "sessions.max", "3"},
+          {"config", "unset", "sessions.max"},
+          {"queue", "cancel", "3f2a9c1d"},
+          {"map", "set", "--bundle", "a", "--app", "A", "--repo", repository.directory()}}) {
         const auto outcome = command(words);
         EXPECT_EQ(outcome.exitCode, 1) << words[0] << " " << words[1];
         EXPECT_THAT(outcome.error,

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <gmock/gmock.h>
 
+#include "host/events/item_history.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "tests/host/services_fixture.hpp"
 #include "tests/support/standin/hosted_repository.hpp"
@@ -112,6 +113,17 @@ TEST_F(RetirementTest, AMergedBugsOwnWorktreeGoesAndNoOther) {
 }
 
 /// Git knows the worktree by the path behind the link.
+TEST_F(RetirementTest, WhatAnEarlierRoundHasKeptIsRememberedBesideWhatThisOneKeeps) {
+    const Uuid item = merged("3f2a9c1d");
+    run(appendEvent(store.items, {.itemID = item,
+                                  .kind = EventKind::workPreserved,
+                                  .message = "Kept.",
+                                  .metadataJSON = R"({"ref":"refs/quernlight/preserved/earlier"})"}));
+    run(retirement.retireMerged());
+    EXPECT_EQ(run(store.retired.bug("3f2a9c1d")).value().preservedReference,
+              "refs/quernlight/preserved/Shop-3f2a9c1d, refs/quernlight/preserved/earlier");
+}
+
 TEST_F(RetirementTest, BehindASymbolicLinkAWorktreeGoesWithGitsMemoryOfIt) {
     const auto link = hosted.scratch("link");
     std::filesystem::create_directory_symlink(root, link);
