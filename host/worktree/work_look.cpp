@@ -398,7 +398,10 @@ Task<WorkLook> lookAtWork(WorktreeToPreserve worktree, GitRunner ask) {
 }
 
 bool hasNothingNew(const WorkOfWorktree& later, const WorkOfWorktree& saved) {
-    return later.head == saved.head && later.kept == saved.kept && later.leftBehind.empty();
+    const bool isReached = std::ranges::all_of(later.leftBehind, [&saved](const std::string& commit) {
+        return std::ranges::find(saved.leftBehind, commit) != saved.leftBehind.end();
+    });
+    return later.head == saved.head && later.kept == saved.kept && isReached;
 }
 
 std::string describe(const WorkOfWorktree& work) {
