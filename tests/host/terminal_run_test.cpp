@@ -1,3 +1,4 @@
+#include <cctype>
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -109,6 +110,7 @@ TEST_F(TerminalRunTest, AnEndInTheBackgroundLeavesWhatWasToldLastOnTheTerminal) 
 TEST_F(TerminalRunTest, AHangUpStopsItInOrder) {
     work("idle");
     ASSERT_TRUE(terminal->shows("1/2 agents")) << terminal->screen();
+    ASSERT_TRUE(test::eventually([&] { return std::isdigit(attempt("3f2a9c1d", "pid")[0]) != 0; }));
     terminal->close();
     EXPECT_TRUE(hasEnded());
     EXPECT_EQ(status("3f2a9c1d"), "queued");

@@ -87,8 +87,8 @@ class Tmux {
             }
             return seen.find("shell-42") != seen.npos;
         });
-        const auto begin = seen.find("icrnl");
         const auto end = seen.find(" shell-42");
+        const auto begin = seen.rfind("icrnl", end);  // what was typed may have been echoed above
         return (begin < end ? seen.substr(begin, end - begin) : seen) + "; " +
                state("#{alternate_on} #{mouse_standard_flag} #{keypad_cursor_flag} #{cursor_flag}");
     }

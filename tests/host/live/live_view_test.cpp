@@ -245,7 +245,6 @@ TEST_F(LiveViewTest, AnAnswerToAHungBackendDelaysNoOtherBug) {
     ASSERT_TRUE(hasAskedBackend());
     press("jcy");
     EXPECT_TRUE(shows("Bug 22222222: cancelled.")) << screen();
-    press("k");
     backendAnswers_ = true;
     EXPECT_TRUE(shows("The backend is tired.")) << screen();
 }
