@@ -1,6 +1,7 @@
 #include "host/worktree/ignored_files.hpp"
 
 #include "host/text/counted.hpp"
+#include "host/worktree/copied_repository.hpp"
 
 namespace quernlight::host {
 namespace fs = std::filesystem;
@@ -18,7 +19,11 @@ void walk(IgnoredFiles& ignored, const fs::path& directory) {
     for (fs::recursive_directory_iterator entry(directory, error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code unknown;
-        ignored.repositories += entry->path().filename() == ".git" ? 1 : 0;
+        if (entry->path().filename() == ".git") {
+            ++ignored.repositories;
+            const bool isCopy = isCopiedRepository(entry->path());
+            ignored.ownRepository = isCopy ? ignored.ownRepository : entry->path().parent_path().string();
+        }
         if (!fs::is_directory(entry->symlink_status(unknown))) {
             count(ignored, *entry);
         }

@@ -12,6 +12,7 @@ struct IgnoredFiles {
     std::int64_t files = 0;
     std::uint64_t bytes = 0;
     std::int64_t repositories = 0;  ///< of git, in directories that are ignored
+    std::string ownRepository{};    ///< where one has commits that it has from nowhere; empty: none has
 
     bool operator==(const IgnoredFiles&) const = default;
 };

@@ -348,6 +348,10 @@ class Looking {
         BackgroundExecutor thread;
         auto looking = [path = path_, paths = listedPaths(printed)] { return ignoredFiles(path, paths); };
         work_.ignored = co_await thread.run(std::move(looking));
+        if (!work_.ignored.ownRepository.empty()) {
+            throw Stopped{"git ignores there a repository with commits of its own, " +
+                          validUtf8(work_.ignored.ownRepository) + "; push them, or move it elsewhere"};
+        }
     }
 
     /// What an earlier saving of this branch has kept counts as not kept: it is found again when it is

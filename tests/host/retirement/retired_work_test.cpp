@@ -205,6 +205,12 @@ const std::vector<Row>& goingRows() {
              return Objects{tree.blob("stashed\n")};
          },
          ""},
+        {"a clone that is ignored, which has its commits from elsewhere",
+         [](const Worktree& tree) {
+             tree.git({"clone", "--quiet", tree.own() / "../..", tree.path() / "build/clone"});
+             return Objects();
+         },
+         ""},
         {"files that are ignored, which nobody keeps",
          [](const Worktree& tree) {
              tree.write("build/a.o", "12345");
@@ -232,6 +238,12 @@ const std::vector<Row>& stayingRows() {
              return Objects();
          },
          "it holds a git repository of its own at parts;", false},
+        {"a repository with commits of its own that is ignored",
+         [](const Worktree& tree) {
+             tree.makeRepository("build/inner");
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
         {"a submodule's repository that git keeps for it",
          [](const Worktree& tree) {
              fs::create_directories(tree.own() / "modules/library/objects");
