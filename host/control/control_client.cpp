@@ -63,6 +63,9 @@ ControlResponse responseOf(http::response<http::string_body> answer) {
 }
 
 void throwUnanswered(const boost::system::error_code& error) {
+    if (error == boost::asio::error::operation_aborted) {
+        throw boost::system::system_error(error);  // whoever asked has left
+    }
     if (error == beast::error::timeout) {
         throw OwnerDidNotAnswer(
             "The dispatcher does not answer: it may be suspended, or the machine very busy. Try again.");
