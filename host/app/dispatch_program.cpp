@@ -219,7 +219,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
                                   .clock = clock,
                                   .home = options.home,
                                   .environment = agentEnvironment(options.environment, desktopVariables)};
-    Notifier notifier(executor, notified, known, earlier.questions);
+    EarlierNews told{.questions = earlier.questions};
+    if (earlier.limit) {
+        told.pauses.push_back({AlertTopic::starts, StartPauses::agentsWork});
+    }
+    Notifier notifier(executor, notified, known, told);
     const auto ownView = views.wantsLiveView() ? std::make_unique<OwnerView>(executor, views, events, service,
                                                                              clock, options.home)
                                                : nullptr;

@@ -32,12 +32,16 @@ std::string withoutDigits(std::string text) {
 
 }  // namespace
 
-NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known, const AskedQuestions& asked) {
+NotificationChoice::NotificationChoice(const std::vector<BugQueueItem>& known, const EarlierNews& earlier) {
     for (const BugQueueItem& item : known) {
         names_[item.bugID] = {.appName = item.appName, .title = item.title};
     }
-    for (const auto& [bugID, question] : asked) {
+    for (const auto& [bugID, question] : earlier.questions) {
         questions_[bugID].words = withoutDigits(question);
+    }
+    for (const AlertKey& pause : earlier.pauses) {
+        pauses_[pause] = goals_;
+        holding_.insert(pause);
     }
 }
 

@@ -11,16 +11,19 @@
 
 namespace quernlight::host {
 
+/// What an earlier run has told and still holds.
+struct EarlierNews {
+    std::map<std::string, std::string> questions{};  ///< by bug, of those that nothing has answered
+    std::vector<AlertKey> pauses{};
+};
+
 /// Says which events a person is notified of. Of each once: not again of the same question that another
 /// attempt at a bug meets, nor of a pause before a start has succeeded, and not of what an earlier run has
 /// left behind, since that has told it. Pure.
 class NotificationChoice {
   public:
-    /// The question that nothing has answered, by bug; an earlier run has told them.
-    using AskedQuestions = std::map<std::string, std::string>;
-
     /// `known`: the queue as this run finds it, for the names of its bugs.
-    explicit NotificationChoice(const std::vector<BugQueueItem>& known, const AskedQuestions& asked = {});
+    explicit NotificationChoice(const std::vector<BugQueueItem>& known, const EarlierNews& earlier = {});
 
     /// To be asked about every event, in order.
     std::optional<Notification> notificationOf(const DispatchEvent& event, Instant now);

@@ -16,9 +16,9 @@ constexpr std::size_t mostOfAnswer = 1 << 20;
 }  // namespace
 
 Notifier::Notifier(const boost::asio::any_io_executor& executor, Uses uses,
-                   const std::vector<BugQueueItem>& known, const NotificationChoice::AskedQuestions& asked)
+                   const std::vector<BugQueueItem>& known, const EarlierNews& earlier)
     : uses_(std::move(uses)),
-      choice_(known, asked),
+      choice_(known, earlier),
       command_(
           executor, "notify.command", [this](std::string line) { return deliverByCommand(std::move(line)); },
           uses_.events, uses_.clock),

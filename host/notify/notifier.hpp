@@ -28,9 +28,9 @@ class Notifier {
         EnvironmentMap environment;  ///< the command's, complete
     };
 
-    /// `known`: the queue as this run finds it; `asked`: what an earlier run has told.
+    /// `known`: the queue as this run finds it; `earlier`: what an earlier run has told.
     Notifier(const boost::asio::any_io_executor& executor, Uses uses, const std::vector<BugQueueItem>& known,
-             const NotificationChoice::AskedQuestions& asked = {});
+             const EarlierNews& earlier = {});
 
     /// Notifies of something that no event tells.
     void tell(const Notification& notification);

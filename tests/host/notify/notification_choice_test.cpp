@@ -128,9 +128,19 @@ INSTANTIATE_TEST_SUITE_P(
                   {}}));
 
 TEST(NotificationChoiceAskedTest, AQuestionThatAnEarlierRunHasToldIsNoNews) {
-    NotificationChoice choice({}, {{"3f2a9c1d", "Why."}});
+    NotificationChoice choice({}, {.questions = {{"3f2a9c1d", "Why."}}});
     EXPECT_FALSE(choice.notificationOf(happened(needsPerson), {}));
     EXPECT_TRUE(choice.notificationOf(happened(needsPerson, "How?"), {}));
+}
+
+TEST(NotificationChoiceAskedTest, APauseThatWasTakenOverIsNoNewsWhenAPersonEndsIt) {
+    NotificationChoice choice({}, {.pauses = {{AlertTopic::starts, ""}}});
+    EXPECT_FALSE(choice.notificationOf(raised(AlertTopic::starts, "Bugs are started now."), {}));
+    EXPECT_FALSE(choice.notificationOf(cleared(AlertTopic::starts), {}));
+    EXPECT_FALSE(choice.notificationOf(raised(AlertTopic::starts, "The same."), {}));
+    choice.notificationOf(happened(goalAccepted), {});
+    choice.notificationOf(cleared(AlertTopic::starts), {});
+    EXPECT_TRUE(choice.notificationOf(raised(AlertTopic::starts, "Another."), {}));
 }
 
 TEST(NotificationChoiceAskedTest, WhatOneSessionAsksAfterAnAnswerIsNews) {
