@@ -19,6 +19,9 @@ std::string contentOf(const fs::path& file) {
     return content.str();
 }
 
+constexpr std::string_view looseTag =
+    "loose refs/tags/";  // one that may have been made here; a clone packs its own
+
 bool isFromElsewhere(std::string_view reference) {
     return reference.starts_with("refs/remotes/") || reference.starts_with("refs/tags/");
 }
@@ -67,7 +70,9 @@ class References {
         for (fs::recursive_directory_iterator entry(directory / "refs", none), end; !none && entry != end;
              entry.increment(none)) {
             if (fs::is_regular_file(entry->symlink_status(none))) {
-                add(entry->path().lexically_relative(directory).string(), contentOf(entry->path()));
+                const std::string name = entry->path().lexically_relative(directory).string();
+                const bool isTag = name.starts_with("refs/tags/");
+                add(isTag ? std::string(looseTag) + name : name, contentOf(entry->path()));
             }
         }
     }

@@ -241,6 +241,7 @@ const std::vector<Row>& stayingRows() {
         {"a repository with commits of its own that is ignored",
          [](const Worktree& tree) {
              tree.makeRepository("build/inner");
+             tree.gitIn("build/inner", {"tag", "v1"});
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
