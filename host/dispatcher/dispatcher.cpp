@@ -28,6 +28,7 @@ Dispatcher::Dispatcher(SessionServices& services, LiveSettings& settings, Dispat
       starts_(context_, sessions_, reconciliation_,
               {.on = [this](const Uuid& itemID) { return workOn(itemID); },
                .isNone = [this](const Uuid& itemID) { return isFree(itemID); },
+               .areAllClaimed = [this] { return claims_->contains(everyItem); },
                .claimsMade = [this] { return claimsMade_; }}),
       orphans_(context_, sessions_),
       looks_(context_, settings, orphans_),

@@ -68,8 +68,9 @@ Task<void> StartLoop::startWhatMay() {
     endUnusedPauses(facts);
     tell(facts, decisions);
     for (const AdmissionDecision& decision : decisions) {
-        if (decision.starts() || waitsFor(decision, WaitCause::mappingGone)) {
-            co_await start(decision.item);
+        const bool isToStart = decision.starts() || waitsFor(decision, WaitCause::mappingGone);
+        if (isToStart && !co_await start(decision.item)) {
+            break;
         }
     }
     done_ = allHasEnded && !anyGoesOn(decisions);
@@ -80,8 +81,9 @@ Task<void> StartLoop::startWhatMay() {
 
 /// The facts are older than the look at each item before this one, so the item is read once more; last, since
 /// nobody may change it between that and the start. What was read before a claim that came meanwhile may not
-/// be so any more. What its last session has come to is found out first.
-Task<void> StartLoop::start(BugQueueItem listed) {
+/// be so any more, and nor may their order: nobody after it starts then, lest it be before its turn. What its
+/// last session has come to is found out first.
+Task<bool> StartLoop::start(BugQueueItem listed) {
     const std::size_t claims = work_.claimsMade();
     const auto mapping = co_await services_.store.mappings.mapping(listed.bundleID);
     const auto attempt = co_await services_.store.attempts.latestAttempt(listed.id);
@@ -90,17 +92,21 @@ Task<void> StartLoop::start(BugQueueItem listed) {
     auto current = co_await services_.store.items.item(listed.id);
     if (claims != work_.claimsMade()) {
         context_.changed.notify();
-        co_return;
+        co_return false;
+    }
+    if (work_.areAllClaimed()) {  // whose end begins another round
+        co_return false;
     }
     const bool isSame = current && current->queueMode == listed.queueMode;
     if (!isSame || current->status != QueueItemStatus::queued) {
-        co_return;
+        co_return true;
     }
     if (!mapping) {
-        co_return co_await awaitMapping(std::move(*current));
+        co_await awaitMapping(std::move(*current));
+        co_return true;
     }
     if (!mayStartNow(current->id, resolved(*mapping).repoPath)) {
-        co_return;
+        co_return true;
     }
     if (attempt && isOpen(*attempt)) {
         reconciliation_.add(*current, {.reason = "Its session ended while the backend could not be asked."});
@@ -109,6 +115,7 @@ Task<void> StartLoop::start(BugQueueItem listed) {
     } else {
         sessions_.start(executor, *current, *mapping);
     }
+    co_return true;
 }
 
 /// In the manual queue, which has no status for it, it stays as it is, and admission lets it wait.

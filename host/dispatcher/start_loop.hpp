@@ -21,6 +21,7 @@ class StartLoop {
     struct Work {
         std::function<ItemWork(const Uuid& itemID)> on;
         std::function<bool(const Uuid& itemID)> isNone;
+        std::function<bool()> areAllClaimed;      ///< at once, by who changes their order or mappings
         std::function<std::size_t()> claimsMade;  ///< so far, by those who change items or mappings
     };
 
@@ -41,7 +42,8 @@ class StartLoop {
 
   private:
     Task<void> startWhatMay();
-    Task<void> start(BugQueueItem listed);
+    /// Says whether those after it may start in this round, too.
+    Task<bool> start(BugQueueItem listed);
     Task<void> awaitMapping(BugQueueItem item);
     bool mayStartNow(const Uuid& itemID, const std::string& repository) const;
     void addOwnersPart(AdmissionFacts& facts);

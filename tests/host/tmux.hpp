@@ -75,19 +75,23 @@ class Tmux {
     static constexpr const char* usualSettings = "icrnl opost isig icanon echo; 0 0 0 1";
 
     /// How it is set once a shell has it again: what it does with keys and output, whether the other screen,
-    /// the mouse and the keypad are on, and the cursor. What is typed before a shell has it is lost.
+    /// the mouse and the keypad are on, and the cursor. What is typed before a shell reads it is lost, and an
+    /// answer to an earlier call may still be on the screen.
     std::string settingsInShell() {
+        eventually([&] { return state("#{pane_current_command}") == "bash"; });
+        const std::string answer = "shell-" + std::to_string(40 + ++calls_);
         std::string seen;
         eventually([&] {
             enter(
                 "clear; stty -a | grep -owE -e \"-?(icrnl|opost|isig|icanon|echo)\" | tr \"\\n\" \" \"; "
-                "echo shell-$((40 + 2))");
-            for (int looks = 0; looks < 100 && seen.find("shell-42") == seen.npos; ++looks) {
+                "echo shell-$((40 + " +
+                std::to_string(calls_) + "))");
+            for (int looks = 0; looks < 100 && seen.find(answer) == seen.npos; ++looks) {
                 seen = screen();
             }
-            return seen.find("shell-42") != seen.npos;
+            return seen.find(answer) != seen.npos;
         });
-        const auto end = seen.find(" shell-42");
+        const auto end = seen.find(" " + answer);
         const auto begin = seen.rfind("icrnl", end);  // what was typed may have been echoed above
         return (begin < end ? seen.substr(begin, end - begin) : seen) + "; " +
                state("#{alternate_on} #{mouse_standard_flag} #{keypad_cursor_flag} #{cursor_flag}");
@@ -113,6 +117,7 @@ class Tmux {
     }
 
     const std::string command_;
+    int calls_ = 0;  // of `settingsInShell`
 };
 
 }  // namespace quernlight::test

@@ -19,6 +19,7 @@ struct SessionScript {
     std::vector<std::string> told{};                       // "BUG stop", "BUG kill"
     std::map<std::string, AsyncSignal> ending{};           // by bug; told when its session is to end
     std::map<std::string, std::exception_ptr> failures{};  // by bug; what its session then throws
+    std::size_t stored = 0;                                // starts that the queue knows of
     int running = 0;
     int mostRunning = 0;
 };
@@ -36,6 +37,7 @@ class ScriptedSession final : public Session {
         script_.started.push_back(item_.bugID);
         script_.mostRunning = std::max(script_.mostRunning, ++script_.running);
         co_await services_.manager.markStarting(item_.id, randomUuid());
+        ++script_.stored;
         co_await ending.wait();
         --script_.running;
         if (const auto failure = std::exchange(script_.failures[item_.bugID], nullptr)) {
@@ -99,8 +101,12 @@ class DispatcherFixture : private SteppedTime, public ServicesFixture {
         io.run_one_for(std::chrono::milliseconds(5));
         io.poll();
     }
-    bool untilStarted(const std::vector<std::string>& bugIDs) {
-        return until([&] { return script.started == bugIDs; });
+    /// Waits until the queue knows of the starts, too.
+    testing::AssertionResult untilStarted(const std::vector<std::string>& bugIDs) {
+        if (until([&] { return script.started == bugIDs && script.stored == bugIDs.size(); })) {
+            return testing::AssertionSuccess();
+        }
+        return testing::AssertionFailure() << "started were " << testing::PrintToString(script.started);
     }
 
     void ends(const std::string& bugID, std::exception_ptr failure = nullptr) {
