@@ -39,7 +39,7 @@ std::string blocker(const GitWorktreeCleanupResult& result) {
 }
 
 /// What goes is said alike before and after it.
-std::string goingSentence(const WorkOfWorktree& work, const char* going) {
+std::string goingSentence(const UnsavedWork& work, const char* going) {
     const std::string ignored = describe(work.ignored);
     return std::string("Merged: ") + going + (ignored.empty() ? "" : ", with " + ignored) + ".";
 }
@@ -149,7 +149,7 @@ Task<ReapedBug> Retirement::retireIfMerged(BugInReview review, GitRunner run) {
     std::string blocker = plan.needsPerson ? plan.sentence : "";
     if (plan.goes) {
         try {
-            WorkOfWorktree work = co_await workOf(review);
+            UnsavedWork work = co_await workOf(review);
             co_await retire(std::move(review), std::move(work), reaped);
         } catch (const Hindrance& hindrance) {
             blocker = hindrance.sentence;
@@ -174,7 +174,7 @@ Task<ReapedBug> Retirement::planFor(BugInReview review, GitRunner run) {
         co_return reaped;
     }
     try {
-        const WorkOfWorktree work = co_await workOf(std::move(review));
+        const UnsavedWork work = co_await workOf(std::move(review));
         reaped.sentence = goingSentence(work, "the bug would leave the queue, and its worktree would go");
         reaped.preserved = describe(work);
     } catch (const Hindrance& hindrance) {
@@ -239,11 +239,11 @@ void Retirement::forgetBlockers(const std::vector<BugQueueItem>& items) {
 }
 
 /// The worktree goes first and the item last: what is interrupted is found again and done to its end.
-Task<void> Retirement::retire(BugInReview review, WorkOfWorktree work, ReapedBug& reaped) {
+Task<void> Retirement::retire(BugInReview review, UnsavedWork work, ReapedBug& reaped) {
     reaped.sentence = goingSentence(work, "the bug leaves the queue, and its worktree is gone");
     PreserveResult saved = co_await preserve(review, work);
     for (int looks = 0;; ++looks) {  // what was written meanwhile would go as well
-        WorkOfWorktree later = co_await workOf(review);
+        UnsavedWork later = co_await workOf(review);
         if (hasNothingNew(later, work)) {
             break;
         }
@@ -291,22 +291,22 @@ Task<void> Retirement::requireUnused(BugQueueItem item, AppMapping mapping) {
 }
 
 /// What there is to be saved; throws what keeps the worktree.
-Task<WorkOfWorktree> Retirement::workOf(BugInReview review) {
+Task<UnsavedWork> Retirement::workOf(BugInReview review) {
     WorktreeToPreserve worktree = worktreeOf(review.item, review.mapping);
     const std::string merged = "Bug " + review.item.bugID + " is merged, but ";
     if (!WorktreeNaming::isInside(worktree.worktreePath, review.mapping.resolvedWorktreeRootPath())) {
         throw Hindrance{merged + worktree.worktreePath +
                         " is not inside the worktrees' directory, so it is left alone."};
     }
-    WorkLook look = co_await lookAtWork(std::move(worktree), git(GitOutput::answer));
+    UnsavedWorkLook look = co_await findUnsavedWork(std::move(worktree), git(GitOutput::answer));
     if (const auto* failed = std::get_if<PreservingFailed>(&look)) {
         throw Hindrance{merged + "its worktree stays. " + failed->reason};
     }
-    co_return std::get<WorkOfWorktree>(std::move(look));
+    co_return std::get<UnsavedWork>(std::move(look));
 }
 
 /// Saves it, and the item's history names it.
-Task<PreserveResult> Retirement::preserve(BugInReview review, WorkOfWorktree work) {
+Task<PreserveResult> Retirement::preserve(BugInReview review, UnsavedWork work) {
     WorktreeToPreserve worktree = worktreeOf(review.item, review.mapping);
     PreserveResult result = co_await keepWork(std::move(worktree), std::move(work), git(GitOutput::answer));
     if (const auto* failed = std::get_if<PreservingFailed>(&result)) {

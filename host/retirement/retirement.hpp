@@ -58,15 +58,15 @@ class Retirement {
     Task<ReapedBug> retireIfMerged(BugInReview review, GitRunner run);
     Task<ReapedBug> planFor(BugInReview review, GitRunner run);
     Task<RetirementPlan> planOf(BugInReview review, GitRunner run);
-    Task<WorkOfWorktree> workOf(BugInReview review);
-    Task<void> retire(BugInReview review, WorkOfWorktree work, ReapedBug& reaped);
+    Task<UnsavedWork> workOf(BugInReview review);
+    Task<void> retire(BugInReview review, UnsavedWork work, ReapedBug& reaped);
     Task<std::string> leave(BugInReview review, PreserveResult saved, std::string sentence);
     Task<ReviewStates> statesNow(ListRange range);
     Task<ReviewState> stateOf(BugInReview review, GitRunner run);
     Task<ReviewState> compared(BugInReview review, GitRunner run);
     Task<bool> isStillInReview(Uuid itemID);
     Task<void> requireUnused(BugQueueItem item, AppMapping mapping);
-    Task<PreserveResult> preserve(BugInReview review, WorkOfWorktree work);
+    Task<PreserveResult> preserve(BugInReview review, UnsavedWork work);
     Task<void> removeWorktree(BugQueueItem item, AppMapping mapping);
     void tellBlocker(const std::string& bugID, const std::string& sentence);
     void forgetBlockers(const std::vector<BugQueueItem>& items);

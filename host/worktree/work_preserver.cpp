@@ -21,13 +21,13 @@ struct Stopped {
 /// One saving; its steps throw Stopped.
 class Preserving {
   public:
-    Preserving(WorktreeToPreserve worktree, WorkOfWorktree work, GitRunner ask)
+    Preserving(WorktreeToPreserve worktree, UnsavedWork work, GitRunner ask)
         : worktree_(std::move(worktree)), work_(std::move(work)), ask_(std::move(ask)) {}
 
     Task<PreserveResult> run() {
         ask_ = co_await guarded(ask_, worktree_.repoPath);
         WorkPreserved preserved;
-        if (!work_.kept.empty() || work_.unpushed > 0) {
+        if (!work_.files.trees.empty() || work_.unpushed > 0) {
             KeptReference kept = co_await keepFiles();
             preserved.references.push_back(std::move(kept));
         }
@@ -127,7 +127,7 @@ class Preserving {
 
     Task<std::string> commitOfFiles() {
         std::string commit = work_.head;
-        for (const KeptTree& kept : work_.kept) {
+        for (const KeptTree& kept : work_.files.trees) {
             Words parents{commit};
             commit = co_await commitTree(kept.tree, parents, kept.message);
         }
@@ -138,10 +138,10 @@ class Preserving {
     Task<bool> hasSameFiles(std::string reference) {
         Words lookUp{"rev-parse"};
         std::string expected;
-        const std::size_t count = work_.kept.size();
+        const std::size_t count = work_.files.trees.size();
         for (std::size_t back = 0; back < count; ++back) {
             lookUp.push_back(reference + "~" + std::to_string(back) + "^{tree}");
-            expected += work_.kept[count - back - 1].tree + "\n";
+            expected += work_.files.trees[count - back - 1].tree + "\n";
         }
         lookUp.push_back(reference + "~" + std::to_string(count));
         const GitCommandResult found = co_await tryGit(std::move(lookUp));
@@ -188,13 +188,13 @@ class Preserving {
     }
 
     const WorktreeToPreserve worktree_;
-    const WorkOfWorktree work_;
+    const UnsavedWork work_;
     GitRunner ask_;
 };
 
 }  // namespace
 
-Task<PreserveResult> keepWork(WorktreeToPreserve worktree, WorkOfWorktree work, GitRunner ask) {
+Task<PreserveResult> keepWork(WorktreeToPreserve worktree, UnsavedWork work, GitRunner ask) {
     const std::string path = worktree.worktreePath;
     Preserving preserving(std::move(worktree), std::move(work), std::move(ask));
     try {
@@ -206,11 +206,11 @@ Task<PreserveResult> keepWork(WorktreeToPreserve worktree, WorkOfWorktree work, 
 }
 
 Task<PreserveResult> preserveWork(WorktreeToPreserve worktree, GitRunner ask) {
-    WorkLook look = co_await lookAtWork(worktree, ask);
+    UnsavedWorkLook look = co_await findUnsavedWork(worktree, ask);
     if (auto* failed = std::get_if<PreservingFailed>(&look)) {
         co_return std::move(*failed);
     }
-    auto work = std::get<WorkOfWorktree>(std::move(look));
+    auto work = std::get<UnsavedWork>(std::move(look));
     co_return co_await keepWork(std::move(worktree), std::move(work), std::move(ask));
 }
 

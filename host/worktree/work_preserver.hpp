@@ -4,7 +4,7 @@
 #include <variant>
 #include <vector>
 
-#include "host/worktree/work_look.hpp"
+#include "host/worktree/unsaved_work.hpp"
 
 namespace quernlight::host {
 
@@ -30,7 +30,7 @@ using PreserveResult = std::variant<NothingToPreserve, WorkPreserved, Preserving
 /// refs/quernlight/preserved/BRANCH, with "-2", "-3", ... where that is taken by other work; and at another
 /// of these the commits that were left behind, under one that has them for parents where they are several.
 /// Touches no branch. Never throws but on cancellation.
-Task<PreserveResult> keepWork(WorktreeToPreserve worktree, WorkOfWorktree work,
+Task<PreserveResult> keepWork(WorktreeToPreserve worktree, UnsavedWork work,
                               GitRunner ask = runGitWith({}, GitOutput::answer));
 
 /// Looks, and saves.
