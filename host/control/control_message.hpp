@@ -6,8 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/control/caller.hpp"
 #include "host/control/control_channel.hpp"
-#include "host/control/control_peer.hpp"
 
 namespace quernlight::host {
 
@@ -18,7 +18,7 @@ struct ControlRequest {
     std::string secret{};                   ///< what stands behind "Authorization: Bearer"; may be empty
     std::string body{};                     ///< JSON, or nothing
     std::vector<std::string> parameters{};  ///< what stands for the "*" of its route; the router fills it in
-    ControlPeer peer{};                     ///< who asks; the server fills it in
+    Caller caller{};                        ///< who asks; the server fills it in
     bool wantsChannel = false;              ///< asks for a WebSocket; the server fills it in
 };
 

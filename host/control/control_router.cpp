@@ -104,7 +104,7 @@ Task<ControlResponse> ControlRouter::respond(ControlRequest request) const {
     for (const Route& route : routes_) {
         auto parameters = match(route.segments, *path);
         isKnown = isKnown || parameters;
-        const bool isForPeer = route.audience == Audience::anybody || request.peer.isPerson;
+        const bool isForPeer = route.audience == Audience::anybody || request.caller.isPerson;
         if (parameters && !isForPeer) {
             co_await refused_(std::move(request));
             co_return problem(403,

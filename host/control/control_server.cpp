@@ -13,8 +13,8 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
-#include "host/control/asker_rates.hpp"
-#include "host/control/control_peer.hpp"
+#include "host/control/caller.hpp"
+#include "host/control/caller_rates.hpp"
 #include "host/control/control_socket.hpp"
 #include "host/control/http_messages.hpp"
 #include "host/control/websocket_channel.hpp"
@@ -51,8 +51,8 @@ struct Door {
 /// What somebody has connected.
 struct Connection {
     Stream stream;
-    const ControlPeer peer;
-    std::string asker;
+    const Caller caller;
+    std::string callerName;
     ListenerGate* gate = nullptr;
     bool isTurnedAway = false;
 };
@@ -63,10 +63,10 @@ constexpr const char* tokenBringers = "the listener";
 /// A channel that is open, and whose it is.
 struct OpenChannel {
     std::shared_ptr<WebSocketChannel> channel;
-    std::string asker;
+    std::string callerName;
 };
 
-/// The answer to a request that could not be read; a peer that only hung up needs none. A request line
+/// The answer to a request that could not be read; a caller that only hung up needs none. A request line
 /// without an end has no target yet.
 std::optional<ControlResponse> refusalOf(error_code error, const HttpHeader& header) {
     const bool isHTTP = error.category() == error_code(http::error::body_limit).category();
@@ -139,15 +139,15 @@ class ControlServer::Service {
             }
             auto [error, socket] = co_await door.acceptor.async_accept(quietly);
             if (error) {
-                // The peer may have gone already, or descriptors may be short for a moment.
+                // The caller may have gone already, or descriptors may be short for a moment.
                 co_await clock_.sleepFor(std::chrono::milliseconds(100));
             } else if (door.gate) {
                 socket.set_option(asio::ip::tcp::no_delay(true), error);
-                takeStranger(std::make_unique<Connection>(Stream(std::move(socket)), ControlPeer{}, strangers,
-                                                          door.gate));
+                takeStranger(
+                    std::make_unique<Connection>(Stream(std::move(socket)), Caller{}, strangers, door.gate));
             } else if (isOfThisUser(socket)) {
-                const ControlPeer peer = peerOf(socket.native_handle());
-                take(std::make_unique<Connection>(Stream(std::move(socket)), peer, nameOf(peer)));
+                const Caller caller = callerOf(socket.native_handle());
+                take(std::make_unique<Connection>(Stream(std::move(socket)), caller, nameOf(caller)));
             }
         }
     }
@@ -161,7 +161,7 @@ class ControlServer::Service {
     /// One that has as many as it may have loses its idlest or, where it waits for answers on all of them,
     /// the new one.
     void take(std::unique_ptr<Connection> connection) {
-        if (findsRoom(connection->asker)) {
+        if (findsRoom(connection->callerName)) {
             begin(std::move(connection));
         }
     }
@@ -181,17 +181,17 @@ class ControlServer::Service {
 
     /// The connection has brought the token: it is no stranger's from here on. Whether there is room for it.
     bool admit(Connection& connection) {
-        if (connection.asker != strangers) {
+        if (connection.callerName != strangers) {
             return true;
         }
         const bool isTaken = findsRoom(tokenBringers);
         strangers_.remove(&connection);
-        connection.asker = tokenBringers;
+        connection.callerName = tokenBringers;
         return isTaken;
     }
 
-    bool findsRoom(const std::string& asker) {
-        const auto isOfSame = [&](const Connection* other) { return other->asker == asker; };
+    bool findsRoom(const std::string& callerName) {
+        const auto isOfSame = [&](const Connection* other) { return other->callerName == callerName; };
         const auto count = std::ranges::count_if(connections_, isOfSame);
         if (static_cast<std::size_t>(count) < limits_.connectionsOfOne) {
             return true;
@@ -254,8 +254,8 @@ class ControlServer::Service {
         stream.expires_never();
         HttpRequest message = parser.release();
         ControlRequest request =
-            connection.gate ? personsRequest(message) : requestOf(message, connection.peer);
-        ControlResponse response = co_await answer(std::move(request), connection.asker);
+            connection.gate ? personsRequest(message) : requestOf(message, connection.caller);
+        ControlResponse response = co_await answer(std::move(request), connection.callerName);
         if (response.takeOver) {
             refusal = refusalOfChannel(connection, message);
             if (!refusal) {
@@ -297,7 +297,9 @@ class ControlServer::Service {
         if (!beast::websocket::is_upgrade(request)) {
             return problem(426, "This resource is a WebSocket; ask for an upgrade.");
         }
-        const auto isOfSame = [&](const OpenChannel& other) { return other.asker == connection.asker; };
+        const auto isOfSame = [&](const OpenChannel& other) {
+            return other.callerName == connection.callerName;
+        };
         const auto count = static_cast<std::size_t>(std::ranges::count_if(channels_, isOfSame));
         if (channels_.size() >= limits_.channels || count >= limits_.channelsOfOne) {
             return problem(503, "Too many are connected already; leave a terminal, then try again.");
@@ -309,7 +311,7 @@ class ControlServer::Service {
     Task<void> goOnAsChannel(Connection& connection, HttpRequest request, TakeOver takeOver) {
         const ChannelLimits limits{.silence = limits_.channelSilence};
         const auto channel = std::make_shared<WebSocketChannel>(std::move(connection.stream), limits);
-        const auto place = channels_.insert(channels_.end(), {channel, connection.asker});
+        const auto place = channels_.insert(channels_.end(), {channel, connection.callerName});
         const std::shared_ptr<void> atEnd(nullptr, [this, place](void*) {
             channels_.erase(place);
             channelsEnded_.notify();
@@ -336,7 +338,7 @@ class ControlServer::Service {
     }
 
     /// A secret that is nobody's is not worth a bucket.
-    std::string askerOf(const ControlRequest& request, const std::string& connected) const {
+    std::string callerNameOf(const ControlRequest& request, const std::string& connected) const {
         if (request.secret.empty()) {
             return connected;
         }
@@ -344,7 +346,7 @@ class ControlServer::Service {
     }
 
     Task<ControlResponse> answer(ControlRequest request, std::string connected) {
-        if (!rates_.takeNow(askerOf(request, connected), clock_.steadyNow())) {
+        if (!rates_.takeNow(callerNameOf(request, connected), clock_.steadyNow())) {
             co_return problem(429, "The dispatcher is asked too often; wait a second, then ask again.");
         }
         co_return co_await router_.respond(std::move(request));
@@ -383,7 +385,7 @@ class ControlServer::Service {
     Clock& clock_;
     const ControlLimits limits_;
     ControlCounts* const counts_;  // may be null
-    AskerRates rates_;
+    CallerRates rates_;
     std::set<Connection*> connections_;  // that are open
     std::list<Connection*> strangers_;   // that have not shown the token, the oldest first
     std::list<Connection*> idle_;        // on which no whole request has come, the longest idle first

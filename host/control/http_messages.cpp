@@ -28,10 +28,10 @@ RequestOrigin originOf(const HttpHeader& message) {
             .authorizations = fieldsOf(message, http::field::authorization)};
 }
 
-ControlRequest requestOf(HttpRequest& message, const ControlPeer& peer) {
+ControlRequest requestOf(HttpRequest& message, const Caller& caller) {
     ControlRequest request{.method = std::string(message.method_string()),
                            .target = std::string(message.target()),
-                           .peer = peer,
+                           .caller = caller,
                            .wantsChannel = boost::beast::websocket::is_upgrade(message)};
     request.secret = bearerSecret(std::string(message[http::field::authorization])).value_or("");
     request.body = std::move(message.body());

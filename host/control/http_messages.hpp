@@ -18,7 +18,7 @@ using HttpResponse = boost::beast::http::response<boost::beast::http::string_bod
 RequestOrigin originOf(const HttpHeader& message);
 
 /// Takes the body out of it.
-ControlRequest requestOf(HttpRequest& message, const ControlPeer& peer);
+ControlRequest requestOf(HttpRequest& message, const Caller& caller);
 
 /// The same of what has come through a gate: it is a person's, and the token that opened the gate is no
 /// secret of a session.

@@ -19,10 +19,11 @@ RoundFetches::RoundFetches(RunnerMaker makeRunner, const std::vector<BugInReview
         for (auto next = fetches.begin(); next != fetches.end();) {
             std::set<std::int64_t> numbers;
             const auto first = next;
-            for (; next != fetches.end() && numbers.size() < SharedFetch::mostPullRequests; ++next) {
+            for (; next != fetches.end() && numbers.size() < PullRequestFetch::mostPullRequests; ++next) {
                 numbers.insert(next->first);
             }
-            const auto fetch = std::make_shared<SharedFetch>(makeRunner_(place.repoPath), std::move(numbers));
+            const auto fetch =
+                std::make_shared<PullRequestFetch>(makeRunner_(place.repoPath), std::move(numbers));
             std::for_each(first, next, [&](auto& pullRequest) { pullRequest.second = fetch; });
         }
     }

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host/retirement/pull_request_fetch.hpp"
 #include "host/retirement/pull_request_lookup.hpp"
-#include "host/retirement/shared_fetch.hpp"
 
 namespace quernlight::host {
 
@@ -34,7 +34,7 @@ class RoundFetches {
 
         auto operator<=>(const Place&) const = default;
     };
-    using Fetches = std::map<std::int64_t, std::shared_ptr<SharedFetch>>;  // by pull request
+    using Fetches = std::map<std::int64_t, std::shared_ptr<PullRequestFetch>>;  // by pull request
 
     static Place placeOf(const BugInReview& review);
 

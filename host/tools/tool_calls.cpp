@@ -60,7 +60,7 @@ void ToolCalls::offerOn(ControlRouter& router) {
 }
 
 Task<ControlResponse> ToolCalls::respond(ControlRequest request) {
-    if (request.peer.session && request.peer.session != parseUuid(request.parameters.at(0))) {
+    if (request.caller.session && request.caller.session != parseUuid(request.parameters.at(0))) {
         co_await tellIntrusion(std::move(request));
         co_return problem(403, "These tools are another session's; an agent may call those of its own only.");
     }
@@ -126,7 +126,7 @@ Task<void> ToolCalls::tellRefusal(BugTools::Session session, std::string tool, T
 Task<void> ToolCalls::tellIntrusion(ControlRequest request) {
     constexpr std::size_t mostOfARequest = 200;
     const std::string asked = escapedLine(request.method + " " + request.target, mostOfARequest);
-    const auto session = request.peer.session ? uses_.access.session(*request.peer.session) : nullptr;
+    const auto session = request.caller.session ? uses_.access.session(*request.caller.session) : nullptr;
     if (!session) {
         uses_.events.noticeOnce(
             "A process that an agent has started asked the dispatcher for what is not for agents, and was "

@@ -23,7 +23,7 @@ const std::string token(64, 'a');
 
 /// Who asks, as a handler sees it.
 Task<ControlResponse> whoAsks(ControlRequest request) {
-    const std::string who = request.peer.isPerson && !request.peer.session ? "a person" : "somebody";
+    const std::string who = request.caller.isPerson && !request.caller.session ? "a person" : "somebody";
     co_return ControlResponse{.body = who + ", secret \"" + request.secret + "\", " + request.body};
 }
 

@@ -42,7 +42,7 @@ class AttemptResourceTest : public test::ServiceFixture {
         writeFile(folder / "timing.txt", "0.010 5\n");
     }
     ControlResponse get(const std::string& path) {
-        ControlRequest request{.target = "/v1/queue/" + path, .peer = {.isPerson = true}};
+        ControlRequest request{.target = "/v1/queue/" + path, .caller = {.isPerson = true}};
         return run(router.respond(std::move(request)));
     }
     std::string textOf(const std::string& query) { return get("1111/attempts/2/transcript" + query).body; }

@@ -47,7 +47,7 @@ class EventResourceTest : public testing::Test {
         return json::value_to<std::string>(told.contains("sentence") ? told.at("sentence") : told.at("type"));
     }
     json::object listed(const std::string& query) {
-        ControlRequest request{.target = "/v1/events" + query, .peer = {.isPerson = true}};
+        ControlRequest request{.target = "/v1/events" + query, .caller = {.isPerson = true}};
         return json::parse(runTask(io, router.respond(std::move(request))).body).as_object();
     }
     std::uint64_t last() { return listed("").at("last").to_number<std::uint64_t>(); }

@@ -12,7 +12,7 @@ class OutcomeResourceTest : public test::ServiceFixture {
 
     unsigned reapWith(const std::string& body) {
         ControlRequest request{
-            .method = "POST", .target = "/v1/review/reap", .body = body, .peer = {.isPerson = true}};
+            .method = "POST", .target = "/v1/review/reap", .body = body, .caller = {.isPerson = true}};
         return run(router.respond(std::move(request))).status;
     }
 

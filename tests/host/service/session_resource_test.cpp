@@ -51,7 +51,7 @@ class SessionResourceTest : public testing::Test {
         }
     }
     ControlResponse get(const std::string& target) {
-        ControlRequest request{.target = target, .peer = {.isPerson = true}};
+        ControlRequest request{.target = target, .caller = {.isPerson = true}};
         return runTask(io, router.respond(std::move(request)));
     }
     json::value got(const std::string& target) {

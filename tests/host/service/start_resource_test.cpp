@@ -25,7 +25,7 @@ class StartResourceTest : public testing::Test {
     static ControlResponse unpause(boost::asio::io_context& io, const ControlRouter& router,
                                    bool isPerson = true) {
         ControlRequest request{
-            .method = "POST", .target = "/v1/starts/unpause", .peer = {.isPerson = isPerson}};
+            .method = "POST", .target = "/v1/starts/unpause", .caller = {.isPerson = isPerson}};
         return runTask(io, router.respond(std::move(request)));
     }
     std::string told() { return endedPausesText(boost::json::parse(unpause(io, router).body).as_object()); }

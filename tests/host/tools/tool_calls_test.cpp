@@ -227,7 +227,7 @@ TEST_F(ToolCallsTest, AnAgentsProcessIsAnsweredForItsOwnSessionOnly) {
     const auto ask = [&](const char* method, const std::string& target, const Agent& whose) {
         ControlRequest request{.method = method, .target = target};
         request.secret = quernlight::test::readFile(whose.secretFile).substr(0, 64);
-        request.peer.session = agent->sessionID;
+        request.caller.session = agent->sessionID;
         return run(router.respond(std::move(request))).status;
     };
     const auto tool = [](const Agent& whose) {

@@ -1,4 +1,4 @@
-#include "host/control/control_peer.hpp"
+#include "host/control/caller.hpp"
 
 #include <map>
 #include <ostream>
@@ -6,7 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "host/control/asker_rates.hpp"
+#include "host/control/caller_rates.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -15,66 +15,66 @@ constexpr const char* one = "11111111-0000-4000-8000-000000000000";
 constexpr const char* other = "22222222-0000-4000-8000-000000000000";
 constexpr pid_t owner = 50;
 
-PeerProcess process(pid_t pid, const std::string& mark = "", bool isStartedHere = false) {
+CallerProcess process(pid_t pid, const std::string& mark = "", bool isStartedHere = false) {
     return {.entry = {.pid = pid}, .mark = mark, .isStartedHere = isStartedHere};
 }
 
-PeerProcess older(pid_t pid, const std::string& mark = "") {
+CallerProcess older(pid_t pid, const std::string& mark = "") {
     return {.entry = {.pid = pid}, .mark = mark, .isOlder = true};
 }
 
-struct PeerRow {
+struct CallerRow {
     const char* story;
-    std::vector<PeerProcess> line;
+    std::vector<CallerProcess> line;
     bool isPerson;
     const char* session = "";
     const char* ownersMark = "";
 };
 
-void PrintTo(const PeerRow& row, std::ostream* out) {
+void PrintTo(const CallerRow& row, std::ostream* out) {
     *out << row.story;
 }
 
-class ControlPeerTest : public testing::TestWithParam<PeerRow> {};
+class CallerTest : public testing::TestWithParam<CallerRow> {};
 
-TEST_P(ControlPeerTest, AnAgentsProcessesAreKnownByTheirMarkAndTheirAncestors) {
-    const PeerRow& row = GetParam();
-    const ControlPeer peer = judgePeer(row.line, process(owner, row.ownersMark));
-    EXPECT_EQ(peer.isPerson, row.isPerson);
-    EXPECT_EQ(peer.session, parseUuid(row.session));
+TEST_P(CallerTest, AnAgentsProcessesAreKnownByTheirMarkAndTheirAncestors) {
+    const CallerRow& row = GetParam();
+    const Caller caller = judgeCaller(row.line, process(owner, row.ownersMark));
+    EXPECT_EQ(caller.isPerson, row.isPerson);
+    EXPECT_EQ(caller.session, parseUuid(row.session));
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Table, ControlPeerTest,
+    Table, CallerTest,
     testing::Values(
-        PeerRow{"a person's command", {process(90), process(80)}, true},
-        PeerRow{"one that has gone", {}, false}, PeerRow{"the owner itself", {process(owner)}, true},
-        PeerRow{"the owner's own git or notification",
-                {process(90), process(60, "", true), process(owner)},
-                true},
-        PeerRow{"an agent", {process(60, one, true), process(owner)}, false, one},
-        PeerRow{"its tool server, whose environment it has stripped",
-                {process(90), process(60, one, true), process(owner)},
-                false,
-                one},
-        PeerRow{"its command with another session's mark",
-                {process(90, other), process(60, one, true), process(owner)},
-                false,
-                one},
-        PeerRow{"a daemon of it that has kept the mark", {process(90, one)}, false, one},
-        PeerRow{"a daemon of it that has dropped the mark", {process(90), process(owner)}, false},
-        PeerRow{"of an orphan older than any agent", {process(90), older(60), process(owner)}, true},
-        PeerRow{"of such an orphan, with an agent's mark",
-                {process(90, one), older(60), process(owner)},
-                false,
-                one},
-        PeerRow{"what carries a mark that names nothing", {process(90, "x")}, false},
-        PeerRow{"a person's command where the owner itself is an agent's work",
-                {process(90, one), process(80, one)},
-                true,
-                "",
-                one},
-        PeerRow{
+        CallerRow{"a person's command", {process(90), process(80)}, true},
+        CallerRow{"one that has gone", {}, false}, CallerRow{"the owner itself", {process(owner)}, true},
+        CallerRow{"the owner's own git or notification",
+                  {process(90), process(60, "", true), process(owner)},
+                  true},
+        CallerRow{"an agent", {process(60, one, true), process(owner)}, false, one},
+        CallerRow{"its tool server, whose environment it has stripped",
+                  {process(90), process(60, one, true), process(owner)},
+                  false,
+                  one},
+        CallerRow{"its command with another session's mark",
+                  {process(90, other), process(60, one, true), process(owner)},
+                  false,
+                  one},
+        CallerRow{"a daemon of it that has kept the mark", {process(90, one)}, false, one},
+        CallerRow{"a daemon of it that has dropped the mark", {process(90), process(owner)}, false},
+        CallerRow{"of an orphan older than any agent", {process(90), older(60), process(owner)}, true},
+        CallerRow{"of such an orphan, with an agent's mark",
+                  {process(90, one), older(60), process(owner)},
+                  false,
+                  one},
+        CallerRow{"what carries a mark that names nothing", {process(90, "x")}, false},
+        CallerRow{"a person's command where the owner itself is an agent's work",
+                  {process(90, one), process(80, one)},
+                  true,
+                  "",
+                  one},
+        CallerRow{
             "an agent of that owner", {process(90, other, true), process(owner, one)}, false, other, one}));
 
 /// The owner 50, its agent 60, and 100, which descends from it through so many others without a mark.
@@ -103,11 +103,11 @@ class FakeProcesses {
         return *this;
     }
 
-    PeerProcess look(pid_t pid) {
+    CallerProcess look(pid_t pid) {
         if (std::erase(ending_, pid) != 0) {
             end(pid);
         }
-        PeerProcess& found = processes_[pid];
+        CallerProcess& found = processes_[pid];
         found.entry.startTime += isChanging_ ? "1" : "";
         return found;
     }
@@ -120,7 +120,7 @@ class FakeProcesses {
         }
     }
 
-    std::map<pid_t, PeerProcess> processes_;
+    std::map<pid_t, CallerProcess> processes_;
     std::vector<pid_t> ending_;
     bool isChanging_ = false;
 };
@@ -128,7 +128,7 @@ class FakeProcesses {
 struct LineRow {
     const char* story;
     FakeProcesses processes;
-    ControlPeer peer;
+    Caller caller;
 };
 
 void PrintTo(const LineRow& row, std::ostream* out) {
@@ -140,12 +140,12 @@ class PeerLineTest : public testing::TestWithParam<LineRow> {};
 TEST_P(PeerLineTest, APeerWhoseAncestorsCannotAllBeToldIsNoPersons) {
     FakeProcesses processes = GetParam().processes;
     const auto line = lineTo(owner, 100, [&](pid_t pid) { return processes.look(pid); });
-    EXPECT_EQ(judgePeer(line, process(owner)), GetParam().peer);
+    EXPECT_EQ(judgeCaller(line, process(owner)), GetParam().caller);
 }
 
-const ControlPeer nobodys{};
-const ControlPeer agents{.session = parseUuid(one)};
-const ControlPeer persons{.isPerson = true};
+const Caller nobodys{};
+const Caller agents{.session = parseUuid(one)};
+const Caller persons{.isPerson = true};
 
 INSTANTIATE_TEST_SUITE_P(
     Table, PeerLineTest,
@@ -159,8 +159,8 @@ INSTANTIATE_TEST_SUITE_P(
                     LineRow{"a parent that the system does not show", FakeProcesses(0).add(100, 70), persons},
                     LineRow{"a person's", FakeProcesses(0).add(1, 0).add(70, 1).add(100, 70), persons}));
 
-TEST(AskerRatesTest, NobodyTakesFromAnothersBucket) {
-    AskerRates rates(0.001, 2);
+TEST(CallerRatesTest, NobodyTakesFromAnothersBucket) {
+    CallerRates rates(0.001, 2);
     const RateLimiter::TimePoint now{std::chrono::hours(1)};
     EXPECT_TRUE(rates.takeNow("one", now));
     EXPECT_TRUE(rates.takeNow("one", now));
@@ -168,14 +168,14 @@ TEST(AskerRatesTest, NobodyTakesFromAnothersBucket) {
     EXPECT_TRUE(rates.takeNow("other", now));
 }
 
-TEST(AskerRatesTest, OnlySoManyAreRemembered) {
-    AskerRates rates(0.001, 1);
-    for (std::size_t asker = 0; asker < 2 * AskerRates::most; ++asker) {
-        rates.takeNow(std::to_string(asker), RateLimiter::TimePoint(std::chrono::seconds(asker)));
+TEST(CallerRatesTest, OnlySoManyAreRemembered) {
+    CallerRates rates(0.001, 1);
+    for (std::size_t caller = 0; caller < 2 * CallerRates::most; ++caller) {
+        rates.takeNow(std::to_string(caller), RateLimiter::TimePoint(std::chrono::seconds(caller)));
     }
-    EXPECT_EQ(rates.count(), AskerRates::most);
-    EXPECT_FALSE(rates.takeNow(std::to_string(2 * AskerRates::most - 1),
-                               RateLimiter::TimePoint(std::chrono::seconds(2 * AskerRates::most))));
+    EXPECT_EQ(rates.count(), CallerRates::most);
+    EXPECT_FALSE(rates.takeNow(std::to_string(2 * CallerRates::most - 1),
+                               RateLimiter::TimePoint(std::chrono::seconds(2 * CallerRates::most))));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "host/retirement/shared_fetch.hpp"
+#include "host/retirement/pull_request_fetch.hpp"
 
 #include <algorithm>
 #include <string_view>
@@ -45,13 +45,13 @@ std::set<std::string> referencesIn(const std::string& listing) {
 
 }  // namespace
 
-GitRunner SharedFetch::runner() {
+GitRunner PullRequestFetch::runner() {
     return [this](std::vector<std::string> arguments) {
         return isFetch(arguments) ? fetchOnce(std::move(arguments)) : run_(std::move(arguments));
     };
 }
 
-Task<GitCommandResult> SharedFetch::fetchOnce(std::vector<std::string> arguments) {
+Task<GitCommandResult> PullRequestFetch::fetchOnce(std::vector<std::string> arguments) {
     const std::string source = sourceOf(arguments[pullRequestPlace]);
     if (!result_) {
         co_await fetchAll(arguments);
@@ -68,7 +68,7 @@ Task<GitCommandResult> SharedFetch::fetchOnce(std::vector<std::string> arguments
 /// One reference that the remote does not have fails the fetch of all: then those that it has are fetched.
 /// Which these are git is asked and not its message, whose words depend on the system's language. When it is
 /// something else that fails, and the remote answers, each is fetched alone: it may concern only some.
-Task<void> SharedFetch::fetchAll(std::vector<std::string> arguments) {
+Task<void> PullRequestFetch::fetchAll(std::vector<std::string> arguments) {
     const std::string remote = arguments[remotePlace];
     arguments.pop_back();
     for (const std::int64_t number : numbers_) {
@@ -80,7 +80,7 @@ Task<void> SharedFetch::fetchAll(std::vector<std::string> arguments) {
     }
 }
 
-Task<void> SharedFetch::fetchPresent(std::vector<std::string> arguments) {
+Task<void> PullRequestFetch::fetchPresent(std::vector<std::string> arguments) {
     std::vector<std::string> list{arguments[0], arguments[1], "ls-remote", arguments[remotePlace]};
     for (const std::int64_t number : numbers_) {
         list.push_back(headOf(number));

@@ -14,16 +14,16 @@ namespace quernlight::host {
 /// all of them when the first asks; the others are given that fetch's result, unless it failed for what may
 /// concern only some of them: then each is fetched alone. Lives for one round of looks and is used on one
 /// executor, by one look at a time.
-class SharedFetch {
+class PullRequestFetch {
   public:
     /// Pull requests of one fetch at most: their names must fit a command line.
     static constexpr std::size_t mostPullRequests = 500;
 
     /// `run` does the work; `numbers` are the pull requests, at most `mostPullRequests`.
-    SharedFetch(GitRunner run, std::set<std::int64_t> numbers)
+    PullRequestFetch(GitRunner run, std::set<std::int64_t> numbers)
         : run_(std::move(run)), numbers_(std::move(numbers)) {}
-    SharedFetch(const SharedFetch&) = delete;
-    SharedFetch& operator=(const SharedFetch&) = delete;
+    PullRequestFetch(const PullRequestFetch&) = delete;
+    PullRequestFetch& operator=(const PullRequestFetch&) = delete;
 
     /// For PullRequestMergeChecker. Borrows this.
     GitRunner runner();

@@ -1,4 +1,4 @@
-#include "host/control/control_peer.hpp"
+#include "host/control/caller.hpp"
 
 #include <algorithm>
 
@@ -13,7 +13,7 @@ namespace {
 constexpr std::size_t longestLine = 256;  // a person's is never so long
 constexpr int mostTries = 5;
 
-PeerProcess seen(pid_t pid) {
+CallerProcess seen(pid_t pid) {
     const ProcessEntry entry = processEntry(pid);
     return {.entry = entry,
             .mark = sessionMarkOf(pid),
@@ -22,10 +22,10 @@ PeerProcess seen(pid_t pid) {
 }
 
 /// Up to one more than `longestLine`.
-std::vector<PeerProcess> lineAtOnce(pid_t owner, pid_t peer, const ProcessLook& look) {
-    std::vector<PeerProcess> line;
-    for (pid_t next = peer; next > 0 && line.size() <= longestLine;) {
-        PeerProcess process = look(next);
+std::vector<CallerProcess> lineAtOnce(pid_t owner, pid_t caller, const ProcessLook& look) {
+    std::vector<CallerProcess> line;
+    for (pid_t next = caller; next > 0 && line.size() <= longestLine;) {
+        CallerProcess process = look(next);
         if (process.entry.pid < 0) {
             break;
         }
@@ -37,17 +37,17 @@ std::vector<PeerProcess> lineAtOnce(pid_t owner, pid_t peer, const ProcessLook& 
 
 /// A process that still has the parent that it had, had it all the time: it gets another only when that one
 /// ends.
-bool isStillSo(const std::vector<PeerProcess>& line, const ProcessLook& look) {
-    return std::ranges::all_of(line, [&](const PeerProcess& process) {
+bool isStillSo(const std::vector<CallerProcess>& line, const ProcessLook& look) {
+    return std::ranges::all_of(line, [&](const CallerProcess& process) {
         const ProcessEntry now = look(process.entry.pid).entry;
         return isSameProcess(now, process.entry) && now.parent == process.entry.parent;
     });
 }
 
 /// Of those whose environments say so the one next to the owner: what it has started may say anything.
-std::optional<std::string> markIn(const std::vector<PeerProcess>& line, const std::string& ownersMark) {
+std::optional<std::string> markIn(const std::vector<CallerProcess>& line, const std::string& ownersMark) {
     std::optional<std::string> mark;
-    for (const PeerProcess& process : line) {
+    for (const CallerProcess& process : line) {
         if (!process.mark.empty() && process.mark != ownersMark) {
             mark = process.mark;
         }
@@ -57,9 +57,9 @@ std::optional<std::string> markIn(const std::vector<PeerProcess>& line, const st
 
 }  // namespace
 
-std::vector<PeerProcess> lineTo(pid_t owner, pid_t peer, const ProcessLook& look) {
+std::vector<CallerProcess> lineTo(pid_t owner, pid_t caller, const ProcessLook& look) {
     for (int tries = 0; tries < mostTries; ++tries) {
-        std::vector<PeerProcess> line = lineAtOnce(owner, peer, look);
+        std::vector<CallerProcess> line = lineAtOnce(owner, caller, look);
         if (line.size() > longestLine) {
             break;
         }
@@ -70,7 +70,7 @@ std::vector<PeerProcess> lineTo(pid_t owner, pid_t peer, const ProcessLook& look
     return {};
 }
 
-ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& owner) {
+Caller judgeCaller(const std::vector<CallerProcess>& line, const CallerProcess& owner) {
     if (line.empty()) {
         return {};
     }
@@ -82,16 +82,16 @@ ControlPeer judgePeer(const std::vector<PeerProcess>& line, const PeerProcess& o
         return {.isPerson = true};
     }
     // What the owner itself has started without a mark is a git or a notification's command.
-    const PeerProcess& child = line[line.size() - 2];
+    const CallerProcess& child = line[line.size() - 2];
     return {.isPerson = child.isStartedHere || child.isOlder};
 }
 
-ControlPeer peerOf(int connectedSocket) {
+Caller callerOf(int connectedSocket) {
     const auto peer = peerProcess(connectedSocket);
     if (!peer) {
         return {};
     }
-    return judgePeer(lineTo(getpid(), *peer, seen), seen(getpid()));
+    return judgeCaller(lineTo(getpid(), *peer, seen), seen(getpid()));
 }
 
 }  // namespace quernlight::host
