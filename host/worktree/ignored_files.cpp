@@ -19,7 +19,7 @@ void walk(IgnoredFiles& ignored, const fs::path& directory) {
     for (fs::recursive_directory_iterator entry(directory, error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code unknown;
-        if (entry->path().filename() == ".git") {
+        if (entry->path().filename() == ".git" || isRepository(entry->path())) {
             ++ignored.repositories;
             const bool isCopy = isCopiedRepository(entry->path());
             ignored.ownRepository = isCopy ? ignored.ownRepository : entry->path().parent_path().string();

@@ -211,6 +211,21 @@ const std::vector<Row>& goingRows() {
              return Objects();
          },
          ""},
+        {"a bare clone that is ignored",
+         [](const Worktree& tree) {
+             tree.git({"clone", "--quiet", "--bare", tree.own() / "../..", tree.path() / "build/bare.git"});
+             return Objects();
+         },
+         ""},
+        {"a clone of a tag alone that is ignored",
+         [](const Worktree& tree) {
+             tree.git({"tag", "v1", "HEAD"});
+             tree.git({"clone", "--quiet", "--depth=1", "--branch=v1",
+                       "file://" + (tree.own() / "../..").string(), tree.path() / "build/tagged"});
+             tree.git({"tag", "--delete", "v1"});
+             return Objects();
+         },
+         ""},
         {"files that are ignored, which nobody keeps",
          [](const Worktree& tree) {
              tree.write("build/a.o", "12345");
@@ -242,6 +257,22 @@ const std::vector<Row>& stayingRows() {
          [](const Worktree& tree) {
              tree.makeRepository("build/inner");
              tree.gitIn("build/inner", {"tag", "v1"});
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
+        {"one with a tag that it has packed itself",
+         [](const Worktree& tree) {
+             tree.makeRepository("build/inner");
+             tree.gitIn("build/inner", {"-c", "user.name=A", "-c", "user.email=a@example.org", "tag", "-a",
+                                        "-m", "1", "v1"});
+             tree.gitIn("build/inner", {"gc", "--quiet"});
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
+        {"a bare one that is ignored",
+         [](const Worktree& tree) {
+             tree.git({"init", "--quiet", "--bare", tree.path() / "build/bare.git"});
+             tree.git({"push", "--quiet", tree.path() / "build/bare.git", "HEAD:refs/heads/kept"});
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
