@@ -105,8 +105,9 @@ BugsBySection listedBugs(const LiveSnapshot& snapshot, const std::string& filter
             listed[*section].push_back(&bug);
         }
     }
-    std::ranges::stable_sort(listed[LiveSection::needsYou], {},
-                             [](const LiveBug* bug) { return urgency(*bug); });
+    // Those of one urgency stay in their order, which is that of their places in the snapshot.
+    std::ranges::sort(listed[LiveSection::needsYou], {},
+                      [](const LiveBug* bug) { return std::pair(urgency(*bug), bug); });
     return listed;
 }
 

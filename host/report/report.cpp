@@ -138,6 +138,19 @@ void count(ReportTotals& totals, const ReportRow& row) {
     totals.worked += row.work.worked;
 }
 
+/// The rows of each outcome in their order.
+std::vector<ReportRow> byOutcome(std::vector<ReportRow> rows) {
+    std::vector<ReportRow> ordered;
+    for (const auto& [outcome, name] : names) {
+        for (ReportRow& row : rows) {
+            if (row.outcome == outcome) {
+                ordered.push_back(std::move(row));
+            }
+        }
+    }
+    return ordered;
+}
+
 }  // namespace
 
 std::string_view outcomeName(ReportOutcome outcome) {
@@ -165,10 +178,10 @@ Report reportOf(const ReportSource& source, Instant since, Instant until) {
     const WorkPeriod whole{.since = since, .until = until};
     std::ranges::transform(source.retired, std::back_inserter(report.rows),
                            [&](const RetiredBug& bug) { return rowOf(bug, whole); });
-    std::ranges::stable_sort(report.rows, {}, &ReportRow::outcome);
     for (const ReportRow& row : report.rows) {
         count(report.totals, row);
     }
+    report.rows = byOutcome(std::move(report.rows));
     return report;
 }
 

@@ -1,6 +1,7 @@
 #include "host/service/queue_text.hpp"
 
 #include <algorithm>
+#include <iterator>
 
 #include "host/dispatcher/unmapped_bugs.hpp"
 #include "host/events/history_look.hpp"
@@ -47,9 +48,13 @@ std::string attemptText(const SessionAttemptRecord& attempt, Instant now, std::c
 
 std::vector<QueueEntry> filtered(std::vector<QueueEntry> entries, const QueueFilter& filter) {
     std::erase_if(entries, [&](const QueueEntry& entry) { return !fits(entry, filter); });
-    std::ranges::stable_partition(entries,
-                                  [](const QueueEntry& entry) { return needsAttention(entry.stage); });
-    return entries;
+    std::vector<QueueEntry> ordered;
+    for (const bool first : {true, false}) {
+        std::ranges::copy_if(entries, std::back_inserter(ordered), [first](const QueueEntry& entry) {
+            return needsAttention(entry.stage) == first;
+        });
+    }
+    return ordered;
 }
 
 std::string stageInQueue(const QueueEntry& entry) {
