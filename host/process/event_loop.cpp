@@ -25,14 +25,18 @@ class SignalListener : public std::enable_shared_from_this<SignalListener> {
 
     void listen() {
         signals_.async_wait([self = shared_from_this()](boost::system::error_code error, int number) {
-            if (!error) {
+            if (!error && !self->hasLeft_) {
                 self->take(number);
                 self->listen();
             }
         });
     }
 
-    void leave() { signals_.cancel(); }
+    /// A signal that came just before may still be on its way to the handler, which nothing cancels any more.
+    void leave() {
+        hasLeft_ = true;
+        signals_.cancel();
+    }
     const StopSignals& wishes() const { return wishes_; }
 
   private:
@@ -46,6 +50,7 @@ class SignalListener : public std::enable_shared_from_this<SignalListener> {
     boost::asio::signal_set signals_;
     std::function<void(int)> onWish_;
     StopSignals wishes_;
+    bool hasLeft_ = false;
 };
 
 Task<void> cancellable(Task<void> work, std::shared_ptr<boost::asio::cancellation_signal> interrupt) {

@@ -42,7 +42,7 @@ Task<LineReader::Line> LineReader::next() {
             co_return Line{isRest ? Kind::line : Kind::end, std::exchange(buffer_, {})};
         }
         const auto [error, size] = co_await input_.stream().async_read_some(asio::buffer(chunk), quietly);
-        hasEnded_ = static_cast<bool>(error);
+        hasEnded_ = hasEnded_ || error;
         buffer_.append(chunk.data(), size);
     }
     co_return line;

@@ -42,8 +42,11 @@ class LineReader {
     /// The next line; a last one without an end counts. Of one that is too long nothing is kept.
     Task<Line> next();
 
-    /// Whoever waits for a line is told that there is none.
-    void stop() { input_.stream().cancel(); }
+    /// Whoever waits for a line is told that there is none, also when a part of one is just being taken.
+    void stop() {
+        hasEnded_ = true;
+        input_.stream().cancel();
+    }
 
   private:
     bool takeLine(Line& line);
