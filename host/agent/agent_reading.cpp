@@ -93,9 +93,12 @@ AgentReading readAgent(const ScreenPicture& picture) {
     return reading;
 }
 
-AgentReading unknownReading() {
+AgentReading unknownReading(bool lacksOutput) {
     return {.activity = {.rule = "none", .reason = "not all of the agent's output is drawn"},
-            .summary = "(the agent writes faster than its screen is drawn)"};
+            .summary = lacksOutput
+                           ? "(output was left out in a flood, and the agent has not drawn its screen "
+                             "anew since)"
+                           : "(the agent writes faster than its screen is drawn)"};
 }
 
 }  // namespace quernlight::host

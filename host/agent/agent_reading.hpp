@@ -32,7 +32,8 @@ struct AgentReading {
 
 AgentReading readAgent(const ScreenPicture& picture);
 
-/// The reading of a screen of which nothing is known: the agent writes faster than it is drawn.
-AgentReading unknownReading();
+/// The reading of a screen of which nothing is known: the agent writes faster than it is drawn, or output was
+/// left out (`lacksOutput`) and it has not drawn its screen anew since.
+AgentReading unknownReading(bool lacksOutput);
 
 }  // namespace quernlight::host

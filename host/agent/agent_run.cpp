@@ -81,9 +81,12 @@ void AgentRun::openScreen(TaskSet& tasks, TerminalSize size) {
             answersToSend_.notify();
         }
     };
-    screen_ = std::make_shared<SessionScreen>(drawing_, size, SessionScreen::Observer{.answers = answer});
+    const auto drawn = [this] { terminal_->drawn(); };
+    screen_ = std::make_shared<SessionScreen>(drawing_, size,
+                                              SessionScreen::Observer{.answers = answer, .drawn = drawn});
     terminal_ = std::make_shared<AgentTerminal>(runner_, clock_, sessionID_, screen_, size);
     tasks.add("following the size of the terminal of " + name_, terminal_->followSize());
+    tasks.add("having the agent of " + name_ + " draw anew", terminal_->keepWhole());
     tasks.add("drawing the screen of " + name_, screen_->run());
     tasks.add("answering the questions that the terminal of " + name_ + " is asked", sendAnswers());
 }

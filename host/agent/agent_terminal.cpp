@@ -7,10 +7,26 @@
 #include "quernlight/runner/runner_error.hpp"
 
 namespace quernlight::host {
+namespace {
+
+constexpr std::chrono::milliseconds redrawInterval{100};
+
+/// The nearest size that an agent can tell from this one.
+TerminalSize otherThan(TerminalSize size) {
+    size.rows += size.rows < largestReadable.rows ? 1 : -1;
+    return size;
+}
+
+}  // namespace
 
 AgentTerminal::AgentTerminal(CodexRunner& runner, Clock& clock, Uuid sessionID,
                              std::shared_ptr<SessionScreen> screen, TerminalSize size)
-    : runner_(runner), clock_(clock), sessionID_(sessionID), screen_(std::move(screen)), size_(size) {}
+    : runner_(runner),
+      clock_(clock),
+      sessionID_(sessionID),
+      screen_(std::move(screen)),
+      size_(size),
+      given_(size) {}
 
 void AgentTerminal::write(std::string_view bytes) {
     const std::uint64_t first = screen_->fedBytes();
@@ -41,11 +57,42 @@ Task<void> AgentTerminal::followSize() {
     while (true) {
         co_await resized_.wait();
         try {
-            co_await runner_.resize(sessionID_, size_.columns, size_.rows);
+            co_await runner_.resize(sessionID_, given_.columns, given_.rows);
         } catch (const RunnerError&) {  // it has exited, which others tell
         } catch (const PTYProcessError&) {
         }
     }
+}
+
+Task<void> AgentTerminal::keepWhole() {
+    while (true) {
+        co_await drawn_.wait();
+        askForRedraw();
+        while (redraw_.isUnderWay() && !hasEnded_) {
+            co_await clock_.sleepFor(redrawInterval);
+            askForRedraw();
+        }
+    }
+}
+
+void AgentTerminal::askForRedraw() {
+    const auto picture = screen_->picture();
+    const RedrawStep step = redraw_.next({.written = screen_->fedBytes(),
+                                          .skipped = picture->skipped,
+                                          .lacksOutput = screen_->lacksOutput(),
+                                          .isAllDrawn = picture->bytes == screen_->fedBytes()},
+                                         clock_.steadyNow());
+    if (step == RedrawStep::isDrawn || step == RedrawStep::isRefused) {
+        screen_->noteRedraw(picture->skipped, step == RedrawStep::isDrawn);
+    } else if (step != RedrawStep::wait) {
+        given_ = step == RedrawStep::giveOtherSize ? otherThan(size_) : size_;
+        giveSize();
+    }
+}
+
+void AgentTerminal::giveSize() {
+    screen_->resize(given_);
+    resized_.notify();
 }
 
 AgentTerminal::Subscription AgentTerminal::listen(Listener& listener) {
@@ -97,9 +144,8 @@ void AgentTerminal::clientLeft(SizeChoice::Client client) {
 void AgentTerminal::applySize() {
     const TerminalSize wanted = readableSize(sizes_.size().value_or(size_));
     if (!hasEnded_ && wanted != size_) {
-        size_ = wanted;
-        screen_->resize(wanted);
-        resized_.notify();
+        size_ = given_ = wanted;
+        giveSize();
     }
     tellListeners();
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "host/agent/redraw.hpp"
 #include "host/agent/size_choice.hpp"
 #include "host/process/clock.hpp"
 #include "host/screen/session_screen.hpp"
@@ -45,6 +46,10 @@ class AgentTerminal {
     void end(std::optional<int> exitCode);
     /// Gives the pseudo-terminal the size that is chosen, until it is cancelled.
     Task<void> followSize();
+    /// Has the agent draw its screen anew whenever output was left out of it, until it is cancelled.
+    Task<void> keepWhole();
+    /// There is a new picture.
+    void drawn() { drawn_.notify(); }
 
     /// Whether somebody typed just now, between whose keys nothing must come.
     bool isPersonTyping() const;
@@ -82,6 +87,8 @@ class AgentTerminal {
   private:
     Task<bool> typed(Task<void> sending);
     void applySize();
+    void askForRedraw();
+    void giveSize();
     void tellListeners();
 
     CodexRunner& runner_;
@@ -89,7 +96,10 @@ class AgentTerminal {
     const Uuid sessionID_;
     const std::shared_ptr<SessionScreen> screen_;
     TerminalSize size_;
+    TerminalSize given_;  // to the pseudo-terminal; another for a moment, see Redraw
     AsyncSignal resized_;
+    AsyncSignal drawn_;
+    Redraw redraw_;
     std::list<Listener*> listeners_;
     SizeChoice sizes_;
     SizeChoice::Client clients_ = 0;

@@ -72,6 +72,7 @@ void ScreenModel::skip(std::uint64_t bytes) {
     lastPrinted_ = 0;
     bytes_ += bytes;
     skipped_ += bytes;
+    lacksOutput_ = {{false, true}, {true, true}};
 }
 
 ScreenPicture ScreenModel::picture() const {
@@ -85,7 +86,8 @@ ScreenPicture ScreenModel::picture() const {
                           .beingDrawn = modes_.isOn(Mode::synchronized),
                           .title = title_,
                           .bytes = bytes_,
-                          .skipped = skipped_};
+                          .skipped = skipped_,
+                          .lacksOutput = lacksOutput_.contains(isAlternate_)};
     for (int row = 0; row < picture.rows; ++row) {
         picture.lines.push_back(rowText(grid().row(row)));
         picture.brightLines.push_back(rowText(grid().row(row), false));
@@ -220,13 +222,24 @@ void ScreenModel::controlSequence(const Sequence& sequence) {
         setStyle(styleAfter(sequence, style_.cell));
     } else if (isPlain && sequence.final == 'J' && sequence.value(0) == 3) {
         scrolledOff_.clear();
-    } else if (!applyToGrid(sequence, grid())) {
+    } else if (applyToGrid(sequence, grid())) {
+        noteErasure(sequence);
+    } else {
         if (isPlain) {
             applyPlain(sequence);
         } else {
             applyPrivate(sequence);
         }
         answer(answerTo(sequence, grid(), modes_));
+    }
+}
+
+/// Of all that stood on the screen.
+void ScreenModel::noteErasure(const Sequence& sequence) {
+    const bool isAtTop = grid().cursorRow() == 0 && grid().cursorColumn() == 0;
+    const int part = sequence.value(0);
+    if (sequence.final == 'J' && sequence.prefix == 0 && (part == 2 || (part == 0 && isAtTop))) {
+        lacksOutput_.erase(isAlternate_);
     }
 }
 
@@ -335,6 +348,7 @@ void ScreenModel::reset() {
     main_.clear();
     main_.moveTo(0, 0);
     scrolledOff_.clear();
+    lacksOutput_.erase(false);
 }
 
 void ScreenModel::operatingSystemCommand(std::string_view text, std::string_view end) {

@@ -67,6 +67,7 @@ class ScreenModel final : private TerminalActions {
     void keepTitle(const Sequence& sequence);
     void saveCursor();
     void restoreCursor();
+    void noteErasure(const Sequence& sequence);
     void resetStyle();
     void reset();
     void setMode(int mode, bool isOn);
@@ -94,6 +95,7 @@ class ScreenModel final : private TerminalActions {
     std::string answers_;
     std::string unfinished_;  // what was written of a piece that has not ended
     std::uint64_t bytes_ = 0, skipped_ = 0;
+    std::map<bool, bool> lacksOutput_;  // each screen, see ScreenPicture
 };
 
 }  // namespace quernlight::host

@@ -36,6 +36,7 @@ struct ScreenPicture {
     std::string title{};
     std::uint64_t bytes = 0;    ///< of output that it is drawn from
     std::uint64_t skipped = 0;  ///< bytes of it that were left out, see SessionScreen
+    bool lacksOutput = false;  ///< some were since the screen was last erased, so more may have to stand here
 
     bool operator==(const ScreenPicture&) const = default;
 };

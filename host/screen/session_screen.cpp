@@ -66,7 +66,27 @@ std::shared_ptr<const ScreenPicture> SessionScreen::picture() const {
 
 std::shared_ptr<const ScreenPicture> SessionScreen::pictureOfAll() const {
     const std::lock_guard guard(mutex_);
-    return picture_->bytes == fed_ ? picture_ : nullptr;
+    return picture_->bytes == fed_ && !lacksMoreThan(redrawn_) ? picture_ : nullptr;
+}
+
+/// With the lock held.
+bool SessionScreen::lacksMoreThan(std::uint64_t skipped) const {
+    return picture_->lacksOutput && picture_->skipped > skipped;
+}
+
+bool SessionScreen::lacksOutput() const {
+    const std::lock_guard guard(mutex_);
+    return lacksMoreThan(redrawn_);
+}
+
+bool SessionScreen::awaitsRedraw() const {
+    const std::lock_guard guard(mutex_);
+    return lacksMoreThan(std::max(redrawn_, refused_));
+}
+
+void SessionScreen::noteRedraw(std::uint64_t skipped, bool isDrawn) {
+    const std::lock_guard guard(mutex_);
+    (isDrawn ? redrawn_ : refused_) = skipped;
 }
 
 std::uint64_t SessionScreen::fedBytes() const {

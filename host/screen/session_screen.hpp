@@ -19,8 +19,8 @@ namespace quernlight::host {
 
 /// The screen of one session: fed with its output by whoever has it, drawn on a background thread. Feeding
 /// never waits for the drawing. In a flood that the drawing cannot keep up with, old output is left out and
-/// counted (`ScreenPicture::skipped`); what it would have changed is not known until the agent draws anew,
-/// which it does when its terminal's size changes.
+/// counted (`ScreenPicture::skipped`); what it would have changed is not known until the agent draws anew: on
+/// an erased screen, or as `Redraw` has it do.
 class SessionScreen {
   public:
     static constexpr std::size_t mostBacklog = std::size_t{8} << 20U;  ///< bytes that wait to be drawn
@@ -48,9 +48,18 @@ class SessionScreen {
     /// The newest picture. From any thread.
     std::shared_ptr<const ScreenPicture> picture() const;
 
-    /// The newest picture, but only once all that was fed so far is on it: what keys are decided on. From any
-    /// thread.
+    /// The newest picture, but only once all that was fed so far is on it, and nothing of it was left out
+    /// that may still count: what keys are decided on. From any thread.
     std::shared_ptr<const ScreenPicture> pictureOfAll() const;
+
+    /// Whether the newest picture lacks output that may still count. From any thread.
+    bool lacksOutput() const;
+
+    /// Whether it does, and the agent may draw anew in a moment. From any thread.
+    bool awaitsRedraw() const;
+
+    /// What became of the wish that the agent draws anew after so many bytes were left out. From any thread.
+    void noteRedraw(std::uint64_t skipped, bool isDrawn);
 
     /// How many bytes were fed; the picture shows all when its `bytes` are as many.
     std::uint64_t fedBytes() const;
@@ -68,6 +77,7 @@ class SessionScreen {
         std::string bytes{};
     };
 
+    bool lacksMoreThan(std::uint64_t skipped) const;
     std::optional<Slice> takeSlice();
     std::string draw(const Slice& slice);
 
@@ -78,6 +88,8 @@ class SessionScreen {
     mutable std::mutex mutex_;
     Slice waiting_;
     std::uint64_t fed_ = 0;
+    std::uint64_t redrawn_ = 0;  // after so many skipped bytes the agent has drawn anew,
+    std::uint64_t refused_ = 0;  // or was seen not to
     std::shared_ptr<const ScreenPicture> picture_;
 };
 

@@ -58,7 +58,7 @@ class GoalTypist {
             co_await typing_.clock.sleepFor(lookInterval);
             picture = typing_.screen.pictureOfAll();
         }
-        co_return picture ? readAgent(*picture) : unknownReading();
+        co_return picture ? readAgent(*picture) : unknownReading(typing_.screen.lacksOutput());
     }
 
     static Task<void> take(KeepLooking) { co_return; }

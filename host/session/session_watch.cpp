@@ -113,7 +113,13 @@ Task<void> SessionWatch::lookAround() {
 /// agent at its work pauses starts in a moment, which tells of it once and not with each attempt.
 Task<void> SessionWatch::lookForQuestion() {
     const auto picture = agent_.screen().picture();
-    const std::optional<GoalStatus> status = co_await goalStatus(*picture);
+    if (agent_.screen().awaitsRedraw() && !state_.watched.activity.exitedAt) {
+        if (state_.watched.question) {  // whether it stands is not known meanwhile
+            state_.watched.question->since = uses_.clock.now();
+        }
+        co_return;
+    }
+    const std::optional<GoalRecord> record = co_await goalRecord(*picture);
     const QuestionContext context{.hasGoal = state_.watched.goalAccepted,
                                   .goalStatus = status,
                                   .isTrusted = uses_.settings.agentTrust,

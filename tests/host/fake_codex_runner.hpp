@@ -7,6 +7,7 @@
 
 #include "host/agent/goal_records.hpp"
 #include "host/process/clock.hpp"
+#include "host/screen/session_screen.hpp"
 #include "quernlight/runner/codex_runner.hpp"
 #include "quernlight/runner/initial_input_delivery.hpp"
 #include "quernlight/runner/runner_error.hpp"
@@ -60,6 +61,12 @@ class FakeCodexRunner final : public CodexRunner {
         events_.value().deliver(RunnerEvent::Output{
             .sessionID = request.value().sessionID, .bytes = std::move(bytes), .date = clock_.now()});
     }
+    /// It writes more than is drawn, and its screen in the end, though without erasing what stood there.
+    void flood() {
+        write(std::string(SessionScreen::mostBacklog, '.') + "\x1b[H" +
+              std::string(SessionScreen::mostBacklog / 8, '.') + "\x1b[H\x1b[K");
+        write(covered_.empty() ? "\u203A \x1b[K" : "\x1b[?25l" + withLineEnds(covered_) + "\x1b[K");
+    }
     void exit(int code) {
         isRunning = false;
         events_.value().deliver(RunnerEvent::Exited{
@@ -75,6 +82,7 @@ class FakeCodexRunner final : public CodexRunner {
     std::vector<std::string> goals;                               // that were submitted
     bool works = true;                                            // on its goal, once it has one
     std::vector<std::pair<int, int>> sizes;                       // that its terminal got, columns first
+    bool drawsAnew = true;                                        // when its terminal gets another size
     std::string keysWhileCovered;                 // that came while something else stood there
     std::size_t cutsGoalsAt = std::string::npos;  // as an agent does that takes keys late
 
@@ -112,6 +120,9 @@ class FakeCodexRunner final : public CodexRunner {
     }
     Task<void> resize(Uuid, int columns, int rows) override {
         sizes.emplace_back(columns, rows);
+        if (isRunning && drawsAnew) {
+            draw();
+        }
         co_return;
     }
     Task<void> terminate(Uuid sessionID, TerminationMode mode) override {
@@ -150,6 +161,13 @@ class FakeCodexRunner final : public CodexRunner {
             data = at == data.npos ? data : data.erase(at, mark.size());
         }
         return data;
+    }
+    static std::string withLineEnds(const std::string& text) {
+        std::string lines;
+        for (const char byte : text) {
+            lines += byte == '\n' ? "\x1b[K\r\n" : std::string(1, byte);
+        }
+        return lines;
     }
     void draw() {
         std::string screen = covered_.empty() ? "\x1b[?25h" : "\x1b[?25l";

@@ -66,6 +66,28 @@ TEST_F(AgentRunTest, EnterIsNotPressedOnAQuestionThatIsNotDrawnYet) {
     EXPECT_EQ(agent.keysWhileCovered, "");
 }
 
+/// A question may have been in what was left out.
+TEST_F(AgentRunTest, AfterAFloodTheAgentIsHadToDrawItsScreenAnewBeforeAnythingIsTyped) {
+    agent.drawsAnew = false;
+    agent.flood();
+    settle();
+    stop();
+    EXPECT_THAT(steps(), testing::IsEmpty());
+    agent.drawsAnew = true;
+    advance(seconds(4));
+    EXPECT_THAT(agent.sizes, ElementsAre(std::pair(120, 41), std::pair(120, 40)));
+    EXPECT_THAT(steps(), ElementsAre("exit", "enter"));
+}
+
+TEST_F(AgentRunTest, NothingIsTypedAfterAFloodToAnAgentThatDoesNotDrawItsScreenAnew) {
+    agent.drawsAnew = false;
+    agent.flood();
+    settle();
+    stop();
+    advance(seconds(7));
+    EXPECT_THAT(steps(), ElementsAre("interrupt"));
+}
+
 /// A person may write a last sentence to the agent while it is asked to go.
 TEST_F(AgentRunTest, NothingIsTypedBetweenAPersonsKeysWhileTheAgentIsStopped) {
     run(launch.terminal()->type("w"));

@@ -96,6 +96,29 @@ TEST_F(SessionScreenTest, InAFloodTheNewestPictureIsRightAndTheRestIsCounted) {
     EXPECT_GT(picture.skipped, 190U << 20U);
 }
 
+TEST_F(SessionScreenTest, WhatIsLeftOutCountsUntilTheScreenIsErasedOrDrawnAnew) {
+    const std::string flood(SessionScreen::mostBacklog + 1, '.');
+    screen_.feed(flood + "\r\nlast");
+    EXPECT_TRUE(settled().lacksOutput);
+    EXPECT_FALSE(screen_.pictureOfAll());
+    screen_.feed("\x1b[H\x1b[J");
+    EXPECT_FALSE(settled().lacksOutput);
+    EXPECT_TRUE(screen_.pictureOfAll());
+    screen_.feed(flood);
+    screen_.noteRedraw(settled().skipped, true);
+    EXPECT_TRUE(screen_.pictureOfAll());
+    EXPECT_FALSE(screen_.lacksOutput());
+}
+
+TEST_F(SessionScreenTest, ARedrawIsNotAwaitedFromAnAgentThatMakesNone) {
+    screen_.feed(std::string(SessionScreen::mostBacklog + 1, '.'));
+    const std::uint64_t skipped = settled().skipped;
+    EXPECT_TRUE(screen_.awaitsRedraw());
+    screen_.noteRedraw(skipped, false);
+    EXPECT_FALSE(screen_.awaitsRedraw());
+    EXPECT_FALSE(screen_.pictureOfAll());
+}
+
 TEST(ReadableSizeTest, IsWithinWhatAnAgentNeedsAndAScreenCanShow) {
     EXPECT_EQ(readableSize({.columns = 40, .rows = 50}), (TerminalSize{.columns = 80, .rows = 50}));
     EXPECT_EQ(readableSize({.columns = 200, .rows = 5}), (TerminalSize{.columns = 200, .rows = 24}));

@@ -384,6 +384,28 @@ TEST_F(BugSessionTest, NothingIsTypedIntoADialogAndAPersonIsToldAtOnce) {
     EXPECT_EQ(lastShown(), "3f2a9c1d working");
 }
 
+TEST_F(BugSessionTest, AQuestionOnAScreenThatLacksOutputIsToldOnceTheAgentHasDrawnItAnew) {
+    work();
+    agent.showInstead("May I run it?\n\n\u203A 1. Yes, proceed\n  2. No");
+    agent.drawsAnew = false;
+    agent.flood();
+    advance(seconds(3));
+    EXPECT_THAT(lastShown(), testing::Not(HasSubstr("needs you")));
+    agent.drawsAnew = true;
+    advance(seconds(8));
+    EXPECT_THAT(lastShown(), HasSubstr("needs you"));
+}
+
+/// Better than in silence: no key is typed by it.
+TEST_F(BugSessionTest, AQuestionIsToldInTheEndThoughTheAgentDoesNotDrawItsScreenAnew) {
+    agent.drawsAnew = false;
+    work();
+    agent.showInstead("May I run it?\n\n\u203A 1. Yes, proceed\n  2. No");
+    agent.flood();
+    advance(seconds(25));
+    EXPECT_THAT(lastShown(), HasSubstr("needs you"));
+}
+
 TEST_F(BugSessionTest, AQuestionThatIsAnsweredInVainIsToldInTheReasonAndPutsTheBugBack) {
     agent.endOn("interrupt");
     begin();
