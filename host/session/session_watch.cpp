@@ -121,7 +121,8 @@ Task<void> SessionWatch::lookForQuestion() {
     }
     const std::optional<GoalRecord> record = co_await goalRecord(*picture);
     const QuestionContext context{.hasGoal = state_.watched.goalAccepted,
-                                  .goalStatus = status,
+                                  .goalStatus = record ? record->status : std::nullopt,
+                                  .tellsNoStatus = record && record->allRead && !record->status,
                                   .isTrusted = uses_.settings.agentTrust,
                                   .answersDialogs = uses_.settings.agentAnswerDialogs};
     std::optional<StandingQuestion> seen = questionOn(*picture, uses_.clock.now(), context);
@@ -146,15 +147,13 @@ Task<void> SessionWatch::lookForQuestion() {
 }
 
 /// Asked for only while the agent rests: then it tells why.
-Task<std::optional<GoalStatus>> SessionWatch::goalStatus(const ScreenPicture& picture) {
+Task<std::optional<GoalRecord>> SessionWatch::goalRecord(const ScreenPicture& picture) {
     const WatchedSession& watched = state_.watched;
     if (!watched.goalAccepted || watched.activity.exitedAt ||
         agentActivity(picture).state == AgentState::working) {
         co_return std::nullopt;
     }
-    const GoalRecord record =
-        co_await uses_.outside.findGoalRecord(goalKeys(state_.attempt.goalText).objective);
-    co_return record.status;
+    co_return co_await uses_.outside.findGoalRecord(goalKeys(state_.attempt.goalText).objective);
 }
 
 Task<void> SessionWatch::noteConversation() {

@@ -37,7 +37,7 @@ class SessionWatch {
     Task<void> noteExit(AgentExited exit);
     Task<void> lookAround();
     Task<void> lookForQuestion();
-    Task<std::optional<GoalStatus>> goalStatus(const ScreenPicture& picture);
+    Task<std::optional<GoalRecord>> goalRecord(const ScreenPicture& picture);
     Task<void> noteConversation();
     SessionTimeoutSettings timeouts() const;
 

@@ -1,6 +1,7 @@
 #include "host/session/standing_question.hpp"
 
 #include "host/screen/agent_activity.hpp"
+#include "host/screen/model_failure.hpp"
 #include "host/screen/usage_limit.hpp"
 #include "host/session/goal_delivery.hpp"
 #include "host/text/clock_time.hpp"
@@ -47,12 +48,15 @@ StandingQuestion limitReached(const std::string& words, Instant now) {
 
 /// Why the agent, which has its goal, has given up for now, though no question stands on its screen.
 std::optional<StandingQuestion> stoppedOn(const ScreenPicture& picture, Instant now,
-                                          std::optional<GoalStatus> status) {
+                                          const QuestionContext& context) {
+    const std::optional<GoalStatus> status = context.goalStatus;
     if (status == GoalStatus::usageLimited) {
         return limitReached("", now);
     }
-    const auto notice = lastNotice(picture);
-    if (notice && status == GoalStatus::blocked) {
+    const auto notice = context.tellsNoStatus           ? modelFailure(picture)
+                        : status == GoalStatus::blocked ? lastNotice(picture)
+                                                        : std::nullopt;
+    if (notice) {
         return StandingQuestion{.sentence = "The agent has stopped: " + shortened(*notice),
                                 .stopsEveryAgent = true,
                                 .since = now};
@@ -87,7 +91,7 @@ std::optional<StandingQuestion> questionOn(const ScreenPicture& picture, Instant
         return limitReached(*limit, now);
     }
     if (hasGoalAndRests && activity.state != AgentState::dialog) {
-        return stoppedOn(picture, now, context.goalStatus);
+        return stoppedOn(picture, now, context);
     }
     if (activity.state != AgentState::dialog) {
         return context.hasGoal ? reconnectingOn(picture, now) : std::nullopt;

@@ -30,6 +30,7 @@ struct StandingQuestion {
 struct QuestionContext {
     bool hasGoal = false;                    ///< it has taken its goal
     std::optional<GoalStatus> goalStatus{};  ///< then, as it has recorded it
+    bool tellsNoStatus = false;              ///< all its records were read, and no status is known of
     bool isTrusted = true;                   ///< the agent is told that it may trust the repository
     bool answersDialogs = true;              ///< whoever types the goal answers the questions about goals
 };

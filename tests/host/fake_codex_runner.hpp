@@ -80,6 +80,8 @@ class FakeCodexRunner final : public CodexRunner {
     bool isRunning = false;
     std::vector<std::pair<std::string, Clock::TimePoint>> steps;  // of its stop, and when
     std::vector<std::string> goals;                               // that were submitted
+    bool takesGoals = true;                                       // else they stay in its composer
+    int enters = 0;                                               // that it got behind a goal
     bool works = true;                                            // on its goal, once it has one
     std::vector<std::pair<int, int>> sizes;                       // that its terminal got, columns first
     bool drawsAnew = true;                                        // when its terminal gets another size
@@ -147,7 +149,7 @@ class FakeCodexRunner final : public CodexRunner {
             }
         } else if (draft_ == "/exit") {
             take("enter", request->sessionID);
-        } else if (draft_.starts_with("/goal ")) {
+        } else if (draft_.starts_with("/goal ") && ++enters > 0 && takesGoals) {
             goals.push_back(draft_.substr(6, cutsGoalsAt));
             draft_.clear();
         }

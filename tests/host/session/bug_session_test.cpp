@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/events/history_look.hpp"
 #include "host/health/failure_policy.hpp"
 #include "host/recovery/recovery_step.hpp"
 #include "tests/host/session/session_fixture.hpp"

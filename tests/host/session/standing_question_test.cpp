@@ -91,6 +91,7 @@ struct Rest {
     std::optional<GoalStatus> status;
     const char* sentence;  // empty: nothing stands in the way
     bool stopsEveryAgent = false;
+    bool tellsNoStatus = false;
 };
 
 void PrintTo(const Rest& row, std::ostream* out) {
@@ -101,8 +102,9 @@ class AgentAtRestTest : public testing::TestWithParam<Rest> {};
 
 TEST_P(AgentAtRestTest, HasStoppedWhereItsRecordsAndItsLastNoticeSaySo) {
     const Rest& row = GetParam();
-    const auto question = questionOn(drawn(std::string(row.screen) + "\r\n\r\n\x1b[?25h\u203A "), now,
-                                     {.hasGoal = row.hasGoal, .goalStatus = row.status});
+    const auto question =
+        questionOn(drawn(std::string(row.screen) + "\r\n\r\n\x1b[?25h\u203A "), now,
+                   {.hasGoal = row.hasGoal, .goalStatus = row.status, .tellsNoStatus = row.tellsNoStatus});
     EXPECT_EQ(question ? question->sentence : "", row.sentence);
     EXPECT_EQ(question && question->stopsEveryAgent, row.stopsEveryAgent);
 }
@@ -116,6 +118,10 @@ INSTANTIATE_TEST_SUITE_P(
                     Rest{"before it has its goal", refusal, false, GoalStatus::blocked, ""},
                     Rest{"a notice while the goal is active", refusal, true, GoalStatus::active, ""},
                     Rest{"a notice and no record", refusal, true, std::nullopt, ""},
+                    Rest{"a notice and a record without a status", refusal, true, std::nullopt,
+                         "The agent has stopped: unexpected status 401 Unauthorized", true, true},
+                    Rest{"its own words and no status", "\u2022 The 401 status is handled now.", true,
+                         std::nullopt, "", false, true},
                     Rest{"blocked, as its model has decided", "I cannot go on.", true, GoalStatus::blocked,
                          "The agent has stopped, and calls its goal blocked; look at its terminal."},
                     Rest{"paused", "Hm.", true, GoalStatus::paused,
