@@ -10,6 +10,7 @@
 
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/identifiers.hpp"
+#include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace fs = std::filesystem;
@@ -48,6 +49,35 @@ std::string trustIn(const std::vector<fs::path>& directories) {
     return tomlText(projects);
 }
 
+bool isUnder(std::string_view key, std::string_view parent) {
+    return key.size() > parent.size() + 1 && key.starts_with(parent) && key[parent.size()] == '.';
+}
+
+/// Whether the value, as TOML, is a table without that key. What is no table leaves no room for one.
+bool leavesOpen(std::string_view value, std::string_view key) {
+    try {
+        const toml::table table = toml::parse("value = " + std::string(value));
+        return table["value"].is_table() && !table.at_path("value." + std::string(key));
+    } catch (const toml::parse_error&) {
+        return false;
+    }
+}
+
+/// Whether the word, "KEY=VALUE" or an option of which that is a part, sets the key, one under it, or a table
+/// that holds it.
+bool sets(std::string_view word, std::string_view key) {
+    for (const std::string_view option : {"--config=", "-c"}) {
+        word = word.starts_with(option) ? word.substr(option.size()) : word;
+    }
+    const std::size_t end = word.find('=');
+    const std::string_view assigned = trimmed(word.substr(0, end));
+    if (end == word.npos || assigned.empty()) {
+        return false;
+    }
+    return assigned == key || isUnder(assigned, key) ||
+           (isUnder(key, assigned) && !leavesOpen(word.substr(end + 1), key.substr(assigned.size() + 1)));
+}
+
 /// The agent's command while the options that it lacks are added.
 class CommandLine {
   public:
@@ -68,13 +98,22 @@ class CommandLine {
         });
     }
     bool setsKey(std::string_view key) const {
-        return std::ranges::any_of(own_, [&](std::string_view word) {
-            for (const std::string_view option : {"--config=", "-c"}) {
-                word = word.starts_with(option) ? word.substr(option.size()) : word;
+        return std::ranges::any_of(own_, [key](std::string_view word) { return sets(word, key); });
+    }
+
+    /// What follows one of these options, either way of writing it; the last counts.
+    std::string valueOf(const auto& options) const {
+        std::string value;
+        for (auto word = own_.begin(); word != own_.end(); ++word) {
+            const std::size_t end = word->find('=');
+            if (std::ranges::find(options, std::string_view(*word).substr(0, end)) == options.end()) {
+                continue;
             }
-            return word.starts_with(key) && word.size() > key.size() &&
-                   (word[key.size()] == '=' || word[key.size()] == '.');
-        });
+            value = end != word->npos               ? word->substr(end + 1)
+                    : std::next(word) != own_.end() ? *std::next(word)
+                                                    : value;
+        }
+        return value;
     }
 
     std::vector<std::string> words() && { return std::move(words_); }
@@ -111,6 +150,24 @@ void addFreedom(CommandLine& line, const AgentLaunch& launch) {
     }
 }
 
+constexpr std::array<std::string_view, 2> profileOptions{"--profile", "-p"};
+
+/// Of a mapping; empty when the agent is given none.
+std::string givenProfile(const std::string& profile) {
+    return profile == "default" ? "" : profile;
+}
+
+/// Whether the file, or the profile's table in it, names a tool server like ours.
+bool namesToolServer(const fs::path& file, const std::string& profile) {
+    try {
+        const toml::table table = toml::parse_file(file.string());
+        return table["mcp_servers"][toolServerName].is_table() ||
+               table["profiles"][profile]["mcp_servers"][toolServerName].is_table();
+    } catch (const toml::parse_error&) {
+        return false;  // there is none, or the agent will say what is wrong with it
+    }
+}
+
 void addToolServer(CommandLine& line, const std::vector<std::string>& command) {
     const std::string server = "mcp_servers." + std::string(toolServerName);
     if (command.empty() || line.setsKey(server)) {
@@ -136,13 +193,13 @@ std::vector<std::string> agentCommandLine(const AgentLaunch& launch) {
     line.configure("notice.hide_rate_limit_model_nudge", "true");
     addToolServer(line, launch.toolServer);
     constexpr std::array<std::string_view, 1> scrollBack{"--no-alt-screen"};
-    constexpr std::array<std::string_view, 2> profile{"--profile", "-p"};
     if (!line.hasAnyOf(scrollBack)) {
         line.add("--no-alt-screen");
     }
-    if (!launch.profile.empty() && launch.profile != "default" && !line.hasAnyOf(profile)) {
+    const std::string profile = line.hasAnyOf(profileOptions) ? "" : givenProfile(launch.profile);
+    if (!profile.empty()) {
         line.add("--profile");
-        line.add(launch.profile);
+        line.add(profile);
     }
     if (launch.conversation) {
         line.add("resume");
@@ -151,18 +208,28 @@ std::vector<std::string> agentCommandLine(const AgentLaunch& launch) {
     return std::move(line).words();
 }
 
-bool hasOwnToolServer(const EnvironmentMap& agentEnvironment) {
-    const fs::path home = CodexSessionResolver::stateDatabaseURL(agentEnvironment).parent_path();
-    try {
-        const toml::table configuration = toml::parse_file((home / "config.toml").string());
-        return configuration["mcp_servers"][toolServerName].is_table();
-    } catch (const toml::parse_error&) {
-        return false;  // there is none, or the agent will say what is wrong with it
+std::optional<std::string> ownToolServer(const AgentConfiguration& configuration) {
+    const CommandLine line(configuration.command);
+    if (line.setsKey("mcp_servers." + std::string(toolServerName))) {
+        return "the setting agent.command";
     }
+    const std::string profile =
+        line.hasAnyOf(profileOptions) ? line.valueOf(profileOptions) : givenProfile(configuration.profile);
+    const fs::path home = CodexSessionResolver::stateDatabaseURL(configuration.environment).parent_path();
+    std::vector<fs::path> files{home / "config.toml"};
+    if (!profile.empty() && fs::path(profile).filename() == profile) {
+        files.push_back(home / (profile + ".config.toml"));
+    }
+    for (const fs::path& directory : configuration.directories) {
+        files.push_back(directory / ".codex" / "config.toml");
+    }
+    const auto file = std::ranges::find_if(
+        files, [&profile](const fs::path& known) { return namesToolServer(known, profile); });
+    return file == files.end() ? std::nullopt : std::optional(file->string());
 }
 
-std::string ownToolServerName() {
-    return "the tool server \"" + std::string(toolServerName) + "\" of its own configuration";
+std::string ownToolServerName(const std::string& place) {
+    return "the tool server \"" + std::string(toolServerName) + "\" of its own configuration (" + place + ")";
 }
 
 }  // namespace quernlight::host

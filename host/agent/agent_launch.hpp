@@ -30,10 +30,19 @@ struct AgentLaunch {
 /// configuration behind the person's own words, but for those that the person sets.
 std::vector<std::string> agentCommandLine(const AgentLaunch& launch);
 
-/// Whether the agent's own configuration names a tool server like ours, which then stays in force.
-bool hasOwnToolServer(const EnvironmentMap& agentEnvironment);
+/// Where the agent's own configuration may lie.
+struct AgentConfiguration {
+    EnvironmentMap environment{};                      ///< the agent's
+    std::vector<std::string> command{};                ///< the setting agent.command
+    std::string profile{};                             ///< of the mapping
+    std::vector<std::filesystem::path> directories{};  ///< repository and worktree
+};
+
+/// Where the agent's own configuration names a tool server like ours, which then stays in force: a file, or
+/// "the setting agent.command". Nothing when it does not.
+std::optional<std::string> ownToolServer(const AgentConfiguration& configuration);
 
 /// How that one is told of.
-std::string ownToolServerName();
+std::string ownToolServerName(const std::string& place);
 
 }  // namespace quernlight::host

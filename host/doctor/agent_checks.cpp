@@ -1,6 +1,7 @@
 #include "host/doctor/agent_checks.hpp"
 
 #include <algorithm>
+#include <set>
 
 #include <toml++/toml.h>
 #include <boost/json/object.hpp>
@@ -94,7 +95,63 @@ Task<Finding> checkOwnServer(const Examined& examined) {
     co_return finding;
 }
 
+/// Of all mapped apps' agents, or of any app's while none is mapped.
+std::set<std::string> placesOfOwnServers(const Examined& examined) {
+    AgentConfiguration configuration{.environment = environmentOf(examined),
+                                     .command = examined.settings.agentCommand};
+    std::set<std::string> places;
+    const auto look = [&] {
+        if (const auto place = ownToolServer(configuration)) {
+            places.insert(*place);
+        }
+    };
+    look();
+    for (const AppMapping& mapping : examined.mappings) {
+        configuration.profile = mapping.codexProfile;
+        configuration.directories = {mapping.repoPath};
+        look();
+    }
+    return places;
+}
+
+/// Why the agent's records cannot be read where the dispatcher looks for them; empty when they can.
+std::string whyRecordsAreElsewhere(const Examined& examined) {
+    for (const std::string& word : examined.settings.agentCommand) {
+        for (const std::string_view name : {"CODEX_HOME=", "CODEX_SQLITE_HOME=", "sqlite_home="}) {
+            if (word.starts_with(name) || word.find("-c" + std::string(name)) != word.npos ||
+                word.find("--config=" + std::string(name)) != word.npos) {
+                return "The setting agent.command sets " + std::string(name.substr(0, name.size() - 1)) +
+                       ", so agents keep their records where the dispatcher does not look";
+            }
+        }
+    }
+    const fs::path home = agentHome(examined);
+    if (environmentOf(examined).contains("CODEX_SQLITE_HOME") ||
+        configurationOf(examined)["sqlite_home"].is_string()) {
+        return "Agents keep their records elsewhere than in " + home.string() +
+               ", where alone the dispatcher looks (CODEX_SQLITE_HOME or sqlite_home)";
+    }
+    std::error_code ignored;
+    return fs::is_directory(home, ignored)
+               ? ""
+               : "The agent's directory " + home.string() + " is not there, so its records are not";
+}
+
 }  // namespace
+
+Task<Findings> checkRecords(const Examined& examined) {
+    Finding finding{.check = "agent records",
+                    .seen = "The agent's records are looked for in " + agentHome(examined).string() + "."};
+    const std::string why = whyRecordsAreElsewhere(examined);
+    if (!why.empty()) {
+        finding.verdict = Verdict::warning;
+        finding.seen = why + ": goals cannot be proved to be taken, and conversations not resumed.";
+        finding.advice =
+            "Set CODEX_HOME, where it is not the usual one, in the dispatcher's own environment, and no other "
+            "place for the records; an agent that never ran makes its directory when it starts.";
+    }
+    co_return only(finding);
+}
 
 Task<Findings> checkAgent(const Examined& examined) {
     if (const auto missing = missingAgent(examined.settings.agentCommand, examined.environment)) {
@@ -129,12 +186,11 @@ Task<Findings> checkGoals(const Examined& examined) {
 Task<Findings> checkToolServer(const Examined& examined) {
     Finding served = co_await checkOwnServer(examined);
     Findings findings = only(std::move(served));
-    if (hasOwnToolServer(environmentOf(examined))) {
+    for (const std::string& place : placesOfOwnServers(examined)) {
         findings.push_back({.check = "agent tools",
                             .verdict = Verdict::warning,
-                            .seen = "Agents use " + ownToolServerName() + ", not the dispatcher's.",
-                            .advice = "Take it out of " + (agentHome(examined) / "config.toml").string() +
-                                      " unless you mean it."});
+                            .seen = "Agents use " + ownToolServerName(place) + ", not the dispatcher's.",
+                            .advice = "Take it out of " + place + " unless you mean it."});
     }
     co_return findings;
 }

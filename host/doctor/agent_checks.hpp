@@ -17,6 +17,9 @@ Task<Findings> checkGoals(const Examined& examined);
 /// A tool server of its own configuration, and whether ours answers.
 Task<Findings> checkToolServer(const Examined& examined);
 
+/// Where the agent keeps its records of goals and conversations.
+Task<Findings> checkRecords(const Examined& examined);
+
 Task<Findings> checkAgentService(const Examined& examined);
 Task<Findings> checkTrust(const Examined& examined);
 

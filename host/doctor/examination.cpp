@@ -34,6 +34,7 @@ constexpr std::array checks{
     Check{"agent", checkAgent},
     Check{"agent login", checkLogin},
     Check{"agent goals", checkGoals},
+    Check{"agent records", checkRecords},
     Check{"agent tools", checkToolServer},
     Check{"agent service", checkAgentService},
     Check{"agent trust", checkTrust},

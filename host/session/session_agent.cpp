@@ -131,8 +131,13 @@ std::vector<std::string> SessionAgent::grantTools() {
     if (uses_.toolServer.empty()) {
         return {};
     }
-    if (hasOwnToolServer(environment())) {
-        log_.note("its agent uses " + ownToolServerName());
+    const std::string& worktree = *state_.attempt.agentWorkspacePath;
+    const auto own = ownToolServer({.environment = environment(),
+                                    .command = uses_.settings.agentCommand,
+                                    .profile = state_.mapping.codexProfile,
+                                    .directories = {worktree, state_.mapping.repoPath}});
+    if (own) {
+        log_.note("its agent uses " + ownToolServerName(*own));
         return {};
     }
     // A call may end after the session, which must not be touched then.
@@ -146,7 +151,7 @@ std::vector<std::string> SessionAgent::grantTools() {
     const std::filesystem::path secret = uses_.tools.grant(
         {.sessionID = state_.sessionID,
          .item = state_.item,
-         .worktree = *state_.attempt.agentWorkspacePath,
+         .worktree = worktree,
          .attemptDirectory = std::filesystem::path(state_.attempt.transcriptTextPath).parent_path(),
          .reported = std::move(reported)});
     return toolServerCommand(uses_.toolServer, uses_.home, state_.sessionID, secret);

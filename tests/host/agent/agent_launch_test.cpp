@@ -66,6 +66,17 @@ TEST(AgentLaunchTest, WhoeverChoosesHowFreelyTheAgentWorksHasChosenIt) {
     }
 }
 
+TEST(AgentLaunchTest, ATableThatAPersonSetsHoldsTheirChoiceOfItsKeys) {
+    const Words values = configured(launchOf(
+        {"codex", "-c", "sandbox_workspace_write={network_access=false}", "-c", "features={goals=false}"}));
+    EXPECT_THAT(values, Not(Contains(HasSubstr("network_access=true"))));
+    EXPECT_THAT(values, Not(Contains("features.goals=true")));
+    EXPECT_THAT(values, Contains("features.daemon_auto_start=false")) << "which they leave open";
+    EXPECT_THAT(configured(launchOf({"codex", "-c", "sandbox_workspace_write=nothing"})),
+                Not(Contains(HasSubstr("network_access"))))
+        << "no table leaves room for a key";
+}
+
 TEST(AgentLaunchTest, WithoutTrustTheAgentAsksForIt) {
     AgentLaunch launch = launchOf({"codex"});
     launch.trustsRepository = false;
@@ -102,19 +113,88 @@ class AgentsConfigurationTest : public testing::Test {
     void write(const std::filesystem::path& file, const std::string& text) {
         test::writeFile(directory / file, text);
     }
+    std::optional<std::string> found() const { return ownToolServer(configuration); }
+
     test::TemporaryDirectory directory;
+    AgentConfiguration configuration{.environment = {{"CODEX_HOME", directory.path().string()}},
+                                     .command = {"codex"},
+                                     .profile = "careful",
+                                     .directories = {directory / "shop"}};
 };
 
 TEST_F(AgentsConfigurationTest, AToolServerOfTheAgentsOwnConfigurationIsFound) {
-    const EnvironmentMap environment{{"CODEX_HOME", directory.path().string()}};
-    EXPECT_FALSE(hasOwnToolServer(environment));
+    EXPECT_EQ(found(), std::nullopt);
     write("config.toml", "[mcp_servers.other]\ncommand = \"a\"\n");
-    EXPECT_FALSE(hasOwnToolServer(environment));
+    EXPECT_EQ(found(), std::nullopt);
     write("config.toml", "[mcp_servers.\"quernlight\"]\ncommand = \"a\"\n");
-    EXPECT_TRUE(hasOwnToolServer(environment));
+    EXPECT_EQ(found(), directory / "config.toml");
     write("config.toml", "[mcp_servers.quernlight\n");
-    EXPECT_FALSE(hasOwnToolServer(environment));
+    EXPECT_EQ(found(), std::nullopt);
 }
+
+/// Where the agent's own server stands, and the place that is told; empty: it does not count.
+struct OwnServerRow {
+    const char* name;
+    const char* file;
+    const char* text;
+    Words command{"codex"};
+    const char* place;
+};
+
+void PrintTo(const OwnServerRow& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class OwnToolServerTest : public AgentsConfigurationTest, public testing::WithParamInterface<OwnServerRow> {};
+
+TEST_P(OwnToolServerTest, IsLookedForWhereTheAgentTakesItsConfigurationFrom) {
+    const OwnServerRow& row = GetParam();
+    if (*row.file != 0) {
+        write(row.file, row.text);
+    }
+    configuration.command = row.command;
+    const std::string place = found().value_or("");
+    EXPECT_TRUE(*row.place == 0 ? place.empty() : place.ends_with(row.place)) << place;
+}
+
+constexpr const char* server = "[mcp_servers.quernlight]\ncommand = \"a\"\n";
+constexpr const char* ofProfile = "[profiles.careful.mcp_servers.quernlight]\ncommand = \"a\"\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, OwnToolServerTest,
+    testing::Values(
+        OwnServerRow{.name = "a profile's own file",
+                     .file = "careful.config.toml",
+                     .text = server,
+                     .place = "/careful.config.toml"},
+        OwnServerRow{
+            .name = "another profile's file", .file = "hasty.config.toml", .text = server, .place = ""},
+        OwnServerRow{.name = "the profile that the command chooses",
+                     .file = "hasty.config.toml",
+                     .text = server,
+                     .command = {"codex", "-p", "hasty"},
+                     .place = "/hasty.config.toml"},
+        OwnServerRow{
+            .name = "a profile's table", .file = "config.toml", .text = ofProfile, .place = "/config.toml"},
+        OwnServerRow{.name = "a profile's table and another profile",
+                     .file = "config.toml",
+                     .text = ofProfile,
+                     .command = {"codex", "--profile=hasty"},
+                     .place = ""},
+        OwnServerRow{.name = "the repository",
+                     .file = "shop/.codex/config.toml",
+                     .text = server,
+                     .place = "/shop/.codex/config.toml"},
+        OwnServerRow{.name = "a table on the command line",
+                     .file = "",
+                     .text = "",
+                     .command = {"codex", "-c", "mcp_servers={quernlight={command=\"a\"}}"},
+                     .place = "agent.command"},
+        OwnServerRow{.name = "a table of others on the command line",
+                     .file = "",
+                     .text = "",
+                     .command = {"codex", "-c", "mcp_servers={other={command=\"a\"}}"},
+                     .place = ""}));
 
 }  // namespace
 }  // namespace quernlight::host

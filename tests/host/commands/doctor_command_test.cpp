@@ -61,8 +61,9 @@ TEST_F(DoctorCommandTest, WhereAllIsWellNothingStopsTheRoad) {
     useBackend();
     const auto found = verdicts();
     EXPECT_EQ(outcome.exitCode, 0) << outcome.output;
-    for (const char* check : {"disk", "owner", "token", "backend", "token store", "git", "agent",
-                              "agent login", "agent goals", "agent tools", "agent service", "agent trust"}) {
+    for (const char* check :
+         {"disk", "owner", "token", "backend", "token store", "git", "agent", "agent login", "agent goals",
+          "agent records", "agent tools", "agent service", "agent trust"}) {
         EXPECT_THAT(found, Contains(Pair(check, "ok"))) << outcome.output;
     }
     EXPECT_THAT(found, Contains(Pair("home", "warning")));  // the test's lies in a temporary directory

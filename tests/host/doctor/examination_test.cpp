@@ -33,6 +33,15 @@ class ExaminationTest : public testing::Test {
         return found == findings.end() ? Finding{.seen = "was not checked"} : *found;
     }
 
+    /// What the findings of that check say.
+    static std::string seen(const Examined& given, const std::string& check) {
+        std::string sentences;
+        for (const Finding& finding : runTask(examine(given))) {
+            sentences += finding.check == check ? finding.seen + "\n" : "";
+        }
+        return sentences;
+    }
+
     quernlight::test::TemporaryDirectory directory;
     std::filesystem::path script = directory / "agent";
 };
@@ -71,6 +80,32 @@ TEST_F(ExaminationTest, AProviderOnTheAgentsCommandLineWantsNoLogin) {
     given.settings.agentEnvironment = {"OWN_KEY"};
     const Finding found = find(runTask(examine(given)), "agent login");
     EXPECT_EQ(found.seen, "Its configuration names the model provider \"own\", whose key is in OWN_KEY.");
+}
+
+TEST_F(ExaminationTest, AToolServerOfOurNameIsToldWithItsPlace) {
+    agentIs("exit 0");
+    Examined given = examined();
+    given.mappings = {{.bundleID = "com.acme.shop", .repoPath = directory / "shop"}};
+    EXPECT_THAT(seen(given, "agent tools"), testing::Not(HasSubstr("of its own configuration")));
+    quernlight::test::writeFile(directory / "shop/.codex/config.toml",
+                                "[mcp_servers.quernlight]\ncommand = \"mine\"\n");
+    EXPECT_THAT(
+        seen(given, "agent tools"),
+        HasSubstr("of its own configuration (" + (directory / "shop/.codex/config.toml").string() + ")"));
+}
+
+TEST_F(ExaminationTest, RecordsThatAreElsewhereAreTold) {
+    agentIs("exit 0");
+    Examined given = examined();
+    EXPECT_THAT(seen(given, "agent records"), HasSubstr("is not there"));
+    std::filesystem::create_directories(directory / ".codex");
+    EXPECT_EQ(find(runTask(examine(given)), "agent records").verdict, Verdict::ok);
+    quernlight::test::writeFile(directory / ".codex/config.toml", "sqlite_home = \"/elsewhere\"\n");
+    EXPECT_THAT(seen(given, "agent records"), HasSubstr("sqlite_home"));
+    given.settings.agentCommand = {"env", "CODEX_HOME=/elsewhere", script.string()};
+    EXPECT_THAT(seen(given, "agent records"),
+                HasSubstr("agent.command sets CODEX_HOME, so agents keep their records where the dispatcher "
+                          "does not look: goals cannot be proved to be taken"));
 }
 
 }  // namespace

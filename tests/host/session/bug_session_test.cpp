@@ -14,6 +14,7 @@
 namespace quernlight::host {
 namespace {
 
+using quernlight::test::writeFile;
 using std::chrono::seconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -204,6 +205,43 @@ TEST_F(BugSessionTest, ABugWhoseCompletionWasSeenIsCompletedThoughTheProgramIsSt
     raise(StopLevel::stop);
     advance(seconds(20));
     EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+TEST_F(BugSessionTest, AReportThatIsUnderWayWhenItsSessionEndsIsWaitedForAndCounts) {
+    offerTools();
+    work();
+    beginReporting();
+    stopSession();
+    EXPECT_FALSE(agent.isRunning);
+    EXPECT_FALSE(hasEnded);
+    EXPECT_FALSE(grantedTools()->isLive);
+    endReporting();
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::completed);
+}
+
+/// Its next start asks the backend before anything else becomes of the bug.
+TEST_F(BugSessionTest, ASessionWhoseReportDoesNotGetThroughLeavesItsItemToBeReconciled) {
+    offerTools();
+    work();
+    beginReporting();
+    stopSession();
+    advance(seconds(9));
+    EXPECT_FALSE(hasEnded);
+    advance(seconds(2));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::running);
+    endReporting();
+}
+
+TEST_F(BugSessionTest, AnAgentWithAToolServerOfOurNameKeepsItAndGetsNoSecret) {
+    writeFile(directory / "codex/config.toml", "[mcp_servers.quernlight]\ncommand = \"mine\"\n");
+    offerTools((directory / "codex").string());
+    begin();
+    EXPECT_THAT(agent.request->launchCommand, testing::Not(testing::Contains(HasSubstr("mcp_servers"))));
+    EXPECT_FALSE(grantedTools());
+    EXPECT_THAT(published.notices,
+                testing::Contains(HasSubstr("its agent uses the tool server \"quernlight\" of its own")));
 }
 
 TEST_F(BugSessionTest, AnItemThatIsTakenAwayIsLeftAsItIs) {

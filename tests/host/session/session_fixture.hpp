@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+
 #include "host/session/bug_session.hpp"
 #include "tests/host/fake_codex_runner.hpp"
 #include "tests/host/services_fixture.hpp"
@@ -39,6 +42,24 @@ class SessionFixture : public ServicesFixture {
         begin();
         agent.showPrompt();
         advance(std::chrono::seconds(4));
+    }
+    /// The agent of the session to come is given our tool server.
+    void offerTools(const std::string& agentHome = "") {
+        sessionServices.toolServer = "/opt/quernlight-dispatch";
+        sessionServices.environment["CODEX_HOME"] = agentHome;
+    }
+    /// The tools as they were granted to the session; null when they were not.
+    std::shared_ptr<ToolSession> grantedTools() { return tools.session(session->sessionID()); }
+
+    /// The agent's tool posts its report, which takes until `endReporting`.
+    void beginReporting() {
+        boost::asio::co_spawn(io, grantedTools()->calls.once("comment", posting()), boost::asio::detached);
+        settle();
+    }
+    void endReporting() {
+        posted.notify();
+        settle();
+        advance(std::chrono::seconds(1));
     }
     void advance(std::chrono::nanoseconds duration) { time.advance(duration); }
     /// And so long afterwards that "/exit" is typed.
@@ -123,6 +144,11 @@ class SessionFixture : public ServicesFixture {
         co_return ReadableList<QLCommentDTO>{.records = comments, .unreadable = {}};
     }
     Task<bool> earlierWork() { co_return branchHasCommits; }
+    Task<ToolResult> posting() {
+        co_await posted.wait();
+        reports("in_review");
+        co_return ToolResult{};
+    }
     static Task<GitRunner> same(GitRunner git) { co_return git; }
     static Task<std::optional<Url>> noPullRequest() { co_return std::nullopt; }
     static Task<std::optional<CodexSessionRecord>> noConversation() { co_return std::nullopt; }
@@ -187,6 +213,7 @@ class SessionFixture : public ServicesFixture {
                                     .history = historyPublisher,
                                     .homeIsInPlace = [this] { return isHomeInPlace; }};
     std::optional<BugSession> session;
+    AsyncSignal posted;
 };
 
 }  // namespace quernlight::host::test
