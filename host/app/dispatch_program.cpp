@@ -59,6 +59,14 @@ std::unique_ptr<ControlListener> listenerOf(const boost::asio::any_io_executor& 
                : nullptr;
 }
 
+Task<void> rememberIfPossible(DispatchStore store, Instant unpaused, DiskHealth& disk) {
+    try {
+        co_await rememberUnpause(std::move(store), unpaused);
+    } catch (const DatabaseError& error) {
+        disk.failed(error);
+    }
+}
+
 std::string wordsOf(const std::exception_ptr& failure) {
     try {
         std::rethrow_exception(failure);
@@ -191,9 +199,11 @@ Task<void> dispatchBugs(DispatchProgramOptions options, EventPublisher& events, 
     SessionResource sessionResource(events, screens);
     TerminalResource terminalResource(events, screens, clock);
     StartResource startResource(
-        {.pauses = startPauses, .clock = clock, .triesAgain = triesAgain, .lookNow = [&dispatcher] {
-             dispatcher.lookNow();
-         }});
+        {.pauses = startPauses,
+         .clock = clock,
+         .triesAgain = triesAgain,
+         .lookNow = [&dispatcher] { dispatcher.lookNow(); },
+         .remember = [&store, &disk](Instant at) { return rememberIfPossible(store, at, disk); }});
     ControlCounts requests;
     MetricsResource metricsResource(
         {.service = service, .events = events, .backend = health, .screens = screens, .requests = requests});

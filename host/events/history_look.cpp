@@ -79,7 +79,9 @@ std::string unansweredQuestion(const std::vector<QueueEvent>& history) {
 std::optional<StatedLimit> statedLimit(const std::vector<QueueEvent>& history) {
     const QueueEvent* blocked = lastEvent(history, EventKind::agentBlocked);
     const auto until = blocked ? parseInstant(metadataText(*blocked, "until")) : std::nullopt;
-    return until ? std::optional(StatedLimit{.until = *until, .cause = blocked->message}) : std::nullopt;
+    return until ? std::optional(
+                       StatedLimit{.until = *until, .cause = blocked->message, .toldAt = blocked->createdAt})
+                 : std::nullopt;
 }
 
 std::string limitMetadata(Instant until) {

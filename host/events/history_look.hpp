@@ -29,6 +29,7 @@ bool answersQuestions(EventKind kind);
 struct StatedLimit {
     Instant until{};
     std::string cause{};
+    Instant toldAt{};
 
     bool operator==(const StatedLimit&) const = default;
 };

@@ -57,6 +57,7 @@ Task<ControlResponse> StartResource::unpause() {
         ended.push_back(shown(pause));
     }
     uses_.lookNow();
+    co_await uses_.remember(uses_.clock.now());
     const json::object answer{{"ended", std::move(ended)}};
     co_return ControlResponse{.body = json::serialize(answer)};
 }

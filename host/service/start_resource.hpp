@@ -20,6 +20,8 @@ class StartResource {
         Clock& clock;
         bool triesAgain = true;         ///< else nothing is tried twice in this run
         std::function<void()> lookNow;  ///< makes the loop look at once what may be started
+        /// Stores that a person has said so. Must not throw.
+        std::function<Task<void>(Instant at)> remember = [](Instant) -> Task<void> { co_return; };
     };
 
     explicit StartResource(Uses uses) : uses_(std::move(uses)) {}

@@ -26,9 +26,29 @@ class EarlierRunTest : public test::ServicesFixture {
             store.items,
             {.itemID = id, .kind = kind, .message = message, .metadataJSON = std::move(metadata)}));
     }
+    Task<bool> remembered(Instant at) {
+        co_await rememberUnpause(store, at);
+        co_return true;
+    }
+    /// An agent that was started then.
+    void reported(Instant startedAt) {
+        const BugQueueItem bug = enqueue("1a2b3c4" + std::to_string(attempts));
+        SessionAttemptRecord attempt{.id = randomUuid(),
+                                     .queueItemID = bug.id,
+                                     .attemptNumber = ++attempts,
+                                     .bugID = bug.bugID,
+                                     .startedAt = startedAt};
+        run(stored(std::move(attempt)));
+    }
+    Task<bool> stored(SessionAttemptRecord attempt) {
+        co_await store.attempts.insert(attempt);
+        co_await store.attempts.markCompleted(attempt.id, randomUuid(), attempt.startedAt, attempt.startedAt);
+        co_return true;
+    }
+    std::int64_t attempts = 0;
     EarlierRun found() { return run(earlierRun(store, run(store.items.items(wholeQueue)), now)); }
 
-    const Instant now = parseInstant("2026-03-04T12:00:00Z").value();
+    const Instant now = std::chrono::floor<std::chrono::seconds>(currentInstant());
 };
 
 TEST_F(EarlierRunTest, AQuestionThatNobodyHasAnsweredIsKnown) {
@@ -41,18 +61,37 @@ TEST_F(EarlierRunTest, AQuestionThatNobodyHasAnsweredIsKnown) {
 }
 
 TEST_F(EarlierRunTest, ALimitOfUseThatIsNotOverPausesAgentsWorkUntilItIs) {
-    happens(workedOn("3f2a9c1d"), EventKind::agentBlocked, "Limited until 11:00.",
+    happens(workedOn("3f2a9c1d"), EventKind::agentBlocked, "Limited, and over.",
             limitMetadata(now - std::chrono::hours(1)));
     EXPECT_EQ(found().limit, std::nullopt);
     const Instant end = now + std::chrono::hours(4);
-    happens(workedOn("7b1e0d5c"), EventKind::agentBlocked, "Limited until 16:00.", limitMetadata(end));
+    happens(workedOn("7b1e0d5c"), EventKind::agentBlocked, "Limited for hours.", limitMetadata(end));
     const EarlierRun run = found();
     ASSERT_TRUE(run.limit);
     const OutsideFailure pause = pauseFor(*run.limit, now);
     EXPECT_EQ(pause.until, end);
     EXPECT_EQ(pause.lasts, std::chrono::hours(4));
     EXPECT_TRUE(pause.stopsWork);
-    EXPECT_EQ(pause.cause, "Limited until 16:00.");
+    EXPECT_EQ(pause.cause, "Limited for hours.");
+}
+
+TEST_F(EarlierRunTest, ALimitThatAPersonHasEndedStaysEnded) {
+    const Uuid limited = workedOn("3f2a9c1d");
+    happens(limited, EventKind::agentBlocked, "Limited.", limitMetadata(now + std::chrono::hours(4)));
+    ASSERT_TRUE(found().limit);
+    run(remembered(currentInstant() + std::chrono::seconds(1)));
+    EXPECT_EQ(found().limit, std::nullopt);
+    run(remembered(currentInstant() - std::chrono::hours(1)));
+    EXPECT_TRUE(found().limit) << "which was told later";
+}
+
+TEST_F(EarlierRunTest, ALimitIsOverOnceAnAgentThatWasStartedLaterHasReported) {
+    const Uuid limited = workedOn("3f2a9c1d");
+    happens(limited, EventKind::agentBlocked, "Limited.", limitMetadata(now + std::chrono::hours(4)));
+    reported(currentInstant() - std::chrono::hours(1));
+    EXPECT_TRUE(found().limit) << "it worked before";
+    reported(currentInstant() + std::chrono::seconds(1));
+    EXPECT_EQ(found().limit, std::nullopt);
 }
 
 }  // namespace

@@ -18,9 +18,17 @@ class StartResourceTest : public testing::Test {
     StartResourceTest() { resource().offerOn(router); }
 
     StartResource& resource(bool triesAgain = true) {
-        made.push_back(std::make_unique<StartResource>(StartResource::Uses{
-            .pauses = pauses, .clock = clock, .triesAgain = triesAgain, .lookNow = [this] { ++looks; }}));
+        made.push_back(std::make_unique<StartResource>(
+            StartResource::Uses{.pauses = pauses,
+                                .clock = clock,
+                                .triesAgain = triesAgain,
+                                .lookNow = [this] { ++looks; },
+                                .remember = [this](Instant at) { return remember(at); }}));
         return *made.back();
+    }
+    Task<void> remember(Instant at) {
+        remembered = at;
+        co_return;
     }
     static ControlResponse unpause(boost::asio::io_context& io, const ControlRouter& router,
                                    bool isPerson = true) {
@@ -38,6 +46,7 @@ class StartResourceTest : public testing::Test {
     SystemClock clock;
     StartPauses pauses{[](const std::string&, const std::string&) {}};
     int looks = 0;
+    std::optional<Instant> remembered;
     ControlRouter router;
     std::vector<std::unique_ptr<StartResource>> made;
 };
@@ -51,6 +60,7 @@ TEST_F(StartResourceTest, EndsEachPauseMakesTheLoopLookAndTellsWhatWasInForce) {
               "Starts in /shop are tried again now: it had paused for another 10 min because: Why.\n");
     EXPECT_FALSE(pauses.pauseOf("/shop", clock.steadyNow()));
     EXPECT_EQ(looks, 2);
+    EXPECT_TRUE(remembered);
 }
 
 TEST_F(StartResourceTest, AnAgentMayNot) {
