@@ -1,6 +1,5 @@
 #include "host/tools/call_memory.hpp"
 
-#include <algorithm>
 #include <utility>
 
 namespace quernlight::host {
@@ -17,6 +16,7 @@ Task<CallMemory::Answer> CallMemory::once(std::string key, Task<ToolResult> call
     }
     const auto mine = std::make_shared<Call>();
     calls_[key] = mine;
+    underWay_.push_back(mine);
     // A call that is thrown out of, or cancelled, leaves this behind.
     const std::shared_ptr<void> atEnd(nullptr, [this, mine, &key](void*) {
         if (!mine->hasEnded) {
@@ -35,23 +35,15 @@ void CallMemory::end(const std::string& key, Call& call, ToolResult result) {
     }
     call.result = std::move(result);
     call.hasEnded = true;
+    std::erase_if(underWay_, [&call](const auto& open) { return open.get() == &call; });
     for (const AsyncSignal& waiting : call.waiting) {
         waiting.notify();
     }
 }
 
-bool CallMemory::isAnyUnderWay() const {
-    return std::ranges::any_of(calls_, [](const auto& known) { return !known.second->hasEnded; });
-}
-
 Task<void> CallMemory::untilNoneIsUnderWay(Clock& clock, Clock::TimePoint deadline) {
-    while (clock.steadyNow() < deadline) {
-        const auto open =
-            std::ranges::find_if(calls_, [](const auto& known) { return !known.second->hasEnded; });
-        if (open == calls_.end()) {
-            co_return;
-        }
-        const AsyncSignal ended = open->second->waiting.emplace_back();
+    while (isAnyUnderWay() && clock.steadyNow() < deadline) {
+        const AsyncSignal ended = underWay_.front()->waiting.emplace_back();
         co_await clock.waitUntil(ended, deadline);
     }
 }

@@ -30,12 +30,13 @@ class CallMemory {
     /// The result of a call that has been made is known better now.
     void correct(const std::string& key, ToolResult result);
 
+    /// The same call will be made anew; one that is under way stays so.
     void forget(const std::string& key) { calls_.erase(key); }
 
     std::size_t size() const { return calls_.size(); }
     bool knows(const std::string& key) const { return calls_.contains(key); }
 
-    bool isAnyUnderWay() const;
+    bool isAnyUnderWay() const { return !underWay_.empty(); }
 
     /// Returns once no call is under way, at `deadline` at the latest.
     Task<void> untilNoneIsUnderWay(Clock& clock, Clock::TimePoint deadline);
@@ -50,6 +51,7 @@ class CallMemory {
     void end(const std::string& key, Call& call, ToolResult result);
 
     std::map<std::string, std::shared_ptr<Call>> calls_;
+    std::vector<std::shared_ptr<Call>> underWay_;  // those that are forgotten, too
 };
 
 }  // namespace quernlight::host

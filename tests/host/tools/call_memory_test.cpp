@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
 #include <gtest/gtest.h>
 
 #include "tests/support/run_task.hpp"
@@ -14,6 +16,10 @@ class CallMemoryTest : public testing::Test {
     static Task<ToolResult> made(int& count, ToolOutcome outcome) {
         ++count;
         co_return ToolResult{outcome, "call " + std::to_string(count)};
+    }
+    static Task<ToolResult> answeredLater(AsyncSignal answered) {
+        co_await answered.wait();
+        co_return ToolResult{};
     }
     static Task<ToolResult> thrown(int& count) {
         ++count;
@@ -54,6 +60,21 @@ TEST_F(CallMemoryTest, AnUnknownOutcomeStaysUntilItIsKnownBetter) {
     EXPECT_EQ(call(ToolOutcome::done), "It was posted.");
     memory.forget("key");
     EXPECT_EQ(call(ToolOutcome::done), "call 2");
+}
+
+TEST_F(CallMemoryTest, ACallThatIsForgottenWhileItIsUnderWayIsStillWaitedFor) {
+    const AsyncSignal answered;
+    boost::asio::co_spawn(io, memory.once("key", answeredLater(answered)), boost::asio::detached);
+    io.poll();
+    memory.forget("key");
+    EXPECT_FALSE(memory.knows("key"));
+    EXPECT_TRUE(memory.isAnyUnderWay());
+    call(ToolOutcome::failed);
+    EXPECT_TRUE(memory.isAnyUnderWay());
+    answered.notify();
+    io.restart();
+    io.poll();
+    EXPECT_FALSE(memory.isAnyUnderWay());
 }
 
 TEST_F(CallMemoryTest, ACallThatIsCutOffMayHaveBeenMade) {
