@@ -5,27 +5,16 @@
 #include <boost/system/system_error.hpp>
 
 #include "host/agent/agent_environment.hpp"
+#include "host/process/environment_entries.hpp"
 #include "host/process/time_limit.hpp"
 #include "quernlight/platform/control_characters.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
-namespace {
-
-std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
-    std::vector<std::string> entries;
-    for (const auto& [name, value] : environment) {
-        entries.push_back(name + "=" + value);
-    }
-    return entries;
-}
-
-}  // namespace
-
 ChildProcessRequest requestOf(const AgentCommand& command, const std::vector<std::string>& more) {
     ChildProcessRequest request{.executable = command.words.front(),
                                 .arguments = {command.words.begin() + 1, command.words.end()},
-                                .environment = entriesOf(command.environment),
+                                .environment = environmentEntries(command.environment),
                                 .workingDirectory = "/",
                                 .keepsErrorsApart = true};
     if (!request.executable.has_parent_path()) {

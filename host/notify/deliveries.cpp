@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "host/process/environment_entries.hpp"
 #include "quernlight/platform/child_process.hpp"
 #include "quernlight/platform/spawn.hpp"
 
@@ -23,14 +24,6 @@ std::string describeExit(const std::string& program, int exitCode) {
     return status + ".";
 }
 
-std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
-    std::vector<std::string> entries;
-    for (const auto& [name, value] : environment) {
-        entries.push_back(name + "=" + value);
-    }
-    return entries;
-}
-
 }  // namespace
 
 Task<void> giveToCommand(std::vector<std::string> command, EnvironmentMap environment, std::string line) {
@@ -38,7 +31,7 @@ Task<void> giveToCommand(std::vector<std::string> command, EnvironmentMap enviro
     ChildProcessRequest request;
     request.executable = "/usr/bin/env";
     request.arguments = std::move(command);
-    request.environment = entriesOf(environment);
+    request.environment = environmentEntries(environment);
     request.dropsOutput = true;
     request.input = std::move(line);
     const ChildProcessResult result = co_await runChildProcess(std::move(request));

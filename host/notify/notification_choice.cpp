@@ -4,6 +4,7 @@
 
 #include "host/events/event_kind.hpp"
 #include "host/events/history_look.hpp"
+#include "host/text/counted.hpp"
 
 namespace quernlight::host {
 namespace {
@@ -22,12 +23,6 @@ std::optional<NotificationKind> notificationKind(EventKind kind) {
         default:
             return std::nullopt;
     }
-}
-
-/// A time that is counted in it tells nothing.
-std::string withoutDigits(std::string text) {
-    std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
-    return text;
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "host/screen/usage_limit.hpp"
 #include "host/session/goal_delivery.hpp"
 #include "host/text/clock_time.hpp"
+#include "host/text/counted.hpp"
 #include "host/text/terminal_text.hpp"
 #include "quernlight/platform/text.hpp"
 
@@ -16,11 +17,6 @@ constexpr std::chrono::minutes untilAReconnectionIsTold{2};
 
 std::string shortened(const std::string& words) {
     return std::string(firstCharacters(withoutControls(words), longestQuestion));
-}
-
-std::string withoutDigits(std::string text) {
-    std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
-    return text;
 }
 
 std::string sentenceOn(const Dialog& dialog) {

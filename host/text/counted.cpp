@@ -29,4 +29,9 @@ std::string sizeText(std::uint64_t bytes) {
     return std::to_string(tenths / 10) + rest + " " + std::string(units[unit]);
 }
 
+std::string withoutDigits(std::string text) {
+    std::erase_if(text, [](char byte) { return byte >= '0' && byte <= '9'; });
+    return text;
+}
+
 }  // namespace quernlight::host

@@ -15,4 +15,7 @@ std::string_view byCount(std::int64_t count, std::string_view one, std::string_v
 /// "812 bytes", "4 KiB", "3.1 MiB". Pure.
 std::string sizeText(std::uint64_t bytes);
 
+/// The text without its digits, for comparing two in which something is counted. Pure.
+std::string withoutDigits(std::string text);
+
 }  // namespace quernlight::host

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <gtest/gtest.h>
 
+#include "host/process/environment_entries.hpp"
 #include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/spawn.hpp"
 #include "tests/support/run_task.hpp"
@@ -23,14 +24,6 @@ FileDescriptor created(const std::filesystem::path& file) {
     return FileDescriptor(open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0600));
 }
 
-std::vector<std::string> entriesOf(const EnvironmentMap& environment) {
-    std::vector<std::string> entries;
-    for (const auto& [name, value] : environment) {
-        entries.push_back(name + "=" + value);
-    }
-    return entries;
-}
-
 }  // namespace
 
 DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) {
@@ -41,7 +34,7 @@ DispatchProcess::DispatchProcess(const Launch& launch) : output_(launch.output) 
     command.insert(command.end(), launch.arguments.begin(), launch.arguments.end());
     SpawnRequest request{.executable = launch.startedBy.empty() ? launch.program.string() : command.front(),
                          .arguments = command,
-                         .environment = entriesOf(launch.environment),
+                         .environment = host::environmentEntries(launch.environment),
                          .workingDirectory = output_.parent_path(),
                          .streams = DescriptorStreams{
                              .input = -1,
