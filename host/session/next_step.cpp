@@ -66,6 +66,11 @@ double patienceWith(const StandingQuestion& question, const SessionTimeoutSettin
                               : untilAPersonAnswers;
 }
 
+/// How long it does is bounded by agentBlocked; no bug is failed for it.
+bool awaitsAnswerBeforeItsGoal(const WatchedSession& session) {
+    return session.question && !session.goalAccepted && !session.activity.exitedAt;
+}
+
 void forgetFuture(std::optional<Instant>& moment, Instant now) {
     if (moment > now) {
         moment.reset();
@@ -118,6 +123,9 @@ NextStep nextStep(const WatchedSession& session, Instant now, const SessionTimeo
     }
     if (session.goalRefused && !session.activity.exitedAt) {
         return GoalNotTaken{session.goalRefused->reason};
+    }
+    if (awaitsAnswerBeforeItsGoal(session)) {
+        return KeepWatching{};
     }
     auto reason = overdueAt(session, now, settings);
     if (!reason) {

@@ -409,6 +409,58 @@ TEST_F(BugSessionTest, ALimitOfUseHoldsBackStartsThoughOtherAgentsTakeTheirGoals
     EXPECT_EQ(startPauses.pauseOf(repository, time.steadyNow()).value().cause, "The agent's use is limited.");
 }
 
+TEST_F(BugSessionTest, TheEndOfALimitOfUseIsStored) {
+    work();
+    agent.works = false;
+    writes("\u25A0 You've hit your usage limit. Try again in 2 hours.\r\n\r\n");
+    const Instant end = time.now() + std::chrono::hours(2);
+    advance(seconds(8));
+    const auto limit = statedLimit(run(store.items.events(bug)));
+    ASSERT_TRUE(limit);
+    EXPECT_LT(std::chrono::abs(limit->until - end), seconds(60));
+}
+
+TEST_F(BugSessionTest, AQuestionThatASettingLeavesToAPersonHoldsUpItsRepositoryOnly) {
+    settings.agentTrust = false;
+    begin();
+    agent.showInstead("    Do you trust this folder?\n\n\u203A 1. Yes\n  2. No");
+    agent.showPrompt();
+    advance(seconds(150));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("trust question"));
+    EXPECT_FALSE(startPauses.trouble("/elsewhere"));
+}
+
+/// The second might answer the question that the first has brought up.
+TEST_F(BugSessionTest, EnterIsNotPressedTwiceInAConversationWhoseOldGoalIsAPersonsToReplace) {
+    settings.agentAnswerDialogs = false;
+    agent.takesGoals = false;
+    run(manager.setCodexSession(bug, reportID, true));
+    work();
+    advance(seconds(8));
+    EXPECT_EQ(agent.enters, 1);
+}
+
+TEST_F(BugSessionTest, EnterIsPressedTwiceInAFreshConversation) {
+    settings.agentAnswerDialogs = false;
+    agent.takesGoals = false;
+    work();
+    advance(seconds(8));
+    EXPECT_EQ(agent.enters, 2);
+}
+
+/// As older ones do, and those that keep it elsewhere.
+TEST_F(BugSessionTest, AModelThatFailsPutsTheBugBackThoughTheAgentRecordsNoStatus) {
+    work();
+    agent.works = false;
+    writes("\u25A0 unexpected status 401 Unauthorized\r\n\r\n");
+    advance(seconds(8));
+    EXPECT_TRUE(hasEnded);
+    EXPECT_EQ(status(), QueueItemStatus::queued);
+    EXPECT_THAT(startPauses.trouble(repository).value_or(""), HasSubstr("401 Unauthorized"));
+}
+
 TEST_F(BugSessionTest, NothingIsTypedIntoADialogAndAPersonIsToldAtOnce) {
     begin();
     agent.showInstead("Do you trust this folder?\n\n\u203A 1. Yes\n  2. No");

@@ -270,6 +270,15 @@ TEST_F(NextStepTest, AQuestionThatIsAPersonsWaitsAsLongAsAnAgentMayBeSilentAndHo
     EXPECT_TRUE(std::get<AgentBlocked>(step).concernsRepository);
 }
 
+TEST_F(NextStepTest, SilenceFailsNoBugWhileItsAgentAsksBeforeItHasItsGoal) {
+    session.goalAccepted = false;
+    session.activity.lastOutputAt = at(0);
+    session.question = StandingQuestion{.kind = DialogKind::unknown, .sentence = "It asks.", .since = at(1)};
+    const SessionTimeoutSettings hasty{.idleTimeoutSeconds = 60, .postExitCommentGraceSeconds = 10};
+    EXPECT_TRUE(std::holds_alternative<KeepWatching>(nextStep(session, at(100), hasty)));
+    EXPECT_TRUE(std::holds_alternative<AgentBlocked>(nextStep(session, at(121), hasty)));
+}
+
 TEST_F(NextStepTest, TheTimeOfAQuestionCountsAnewAfterASleep) {
     session.question = StandingQuestion{.kind = DialogKind::unknown, .sentence = "It asks.", .since = at(0)};
     const WatchedSession counted = countedSince(at(5000), at(5001), session);
