@@ -1,88 +1,26 @@
-#include <csignal>
-
 #include <boost/json.hpp>
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/agents/released_agents_fixture.hpp"
+#include "tests/agents/one_bug_fixture.hpp"
 
 namespace quernlight {
 namespace json = boost::json;
 namespace {
 
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-
-constexpr std::chrono::minutes longestWait{4};
-constexpr std::chrono::minutes longestPause{8};
-
 /// One bug, and a model that fails once it has the goal and answers well again later. That is no bug's fault:
 /// nothing fails, people are told, and the same run completes the bug.
-class FailingModelTest : public test::ReleasedAgentsFixture {
+class FailingModelTest : public test::OneBugFixture {
   protected:
-    FailingModelTest() : ReleasedAgentsFixture(1) {}
-
-    /// A run whose agent has its goal from a model that does this first.
-    void startWith(json::object step) {
-        step.emplace("times", 86400);
-        modelPlays({{"default", json::array{std::move(step)}}});
-        ASSERT_NO_FATAL_FAILURE(mapAndConfigure());
-        program = startRun();
-        ASSERT_TRUE(comes([&] { return modelLog().hasGoal(bug()); })) << seen();
-    }
-
-    bool comes(const std::function<bool()>& holds) { return waitUntil(*program, longestWait, holds); }
-    bool says(const std::string& text) {
-        return comes([&] { return program->output().find(text) != std::string::npos; });
-    }
-
     /// Starts pause, or a person is called.
     bool isTold() {
         return program->output().find("No bug is started for the next ") != std::string::npos ||
-               history(bug()).find("needsPerson") != std::string::npos;
-    }
-
-    bool isOnScreen(const std::string& text) {
-        const auto shown = dispatch({"sessions", "show", bug(), "--screen", "--home", home()});
-        return shown.output.find(text) != std::string::npos;
+               isInHistory("needsPerson");
     }
 
     static json::object limitUntil(Instant end) {
         const auto seconds = std::chrono::floor<std::chrono::seconds>(end.time_since_epoch()).count();
         return {{"do", "refuse"}, {"status", 429}, {"until", seconds}};
     }
-
-    /// Whatever the model does now, it answers well from here on.
-    void modelAnswersWell() {
-        modelPlays({});
-        stopModel();
-        startModel();
-    }
-
-    void expectCompletion() {
-        EXPECT_TRUE(waitUntil(*program, longestPause, [&] { return status(bug()) == "completed"; }))
-            << seen();
-        EXPECT_EQ(reportedSessions(bug()).size(), 1U) << seen();
-        expectNoFailure();
-    }
-
-    void expectNoFailure() {
-        EXPECT_THAT(events(bug()), Not(HasSubstr("failed"))) << seen();
-        program->signal(SIGINT);
-        program->exitCode();
-        EXPECT_THAT(leaks, IsEmpty());
-        expectNoProcessLeft();
-    }
-
-    std::string seen() {
-        const auto screen = dispatch({"sessions", "show", bug(), "--screen", "--explain", "--home", home()});
-        return story(bug()) + "\n" + program->output() + program->errorText() + screen.output + screen.error;
-    }
-
-    const std::string& bug() const { return bugs.front(); }
-
-    Run program;
 };
 
 /// Agents name the minute in which it ends.

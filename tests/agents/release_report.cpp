@@ -24,7 +24,7 @@ std::string middleAndMost(std::vector<double> seconds) {
 }
 
 void addRow(std::ostringstream& text, const std::vector<std::string>& cells) {
-    const int widths[] = {12, 8, 13, 26, 0};
+    const int widths[] = {12, 8, 13, 12, 26, 0};
     for (std::size_t column = 0; column < cells.size(); ++column) {
         text << std::left << std::setw(widths[column]) << cells[column];
     }
@@ -40,11 +40,11 @@ std::vector<ReleaseReport>& reports() {
 
 std::string table(const std::vector<ReleaseReport>& reports) {
     std::ostringstream text;
-    addRow(text, {"release", "bugs", "whole goals", "seconds until acceptance", "resumed"});
+    addRow(text, {"release", "bugs", "whole goals", "taken once", "seconds until acceptance", "resumed"});
     for (const ReleaseReport& report : reports) {
-        addRow(text,
-               {report.release, ratio(report.reported, report.bugs), ratio(report.wholeGoals, report.goals),
-                middleAndMost(report.acceptance), ratio(report.resumed, report.interrupted)});
+        addRow(text, {report.release, ratio(report.reported, report.bugs),
+                      ratio(report.wholeGoals, report.goals), ratio(report.takenOnce, report.accepted),
+                      middleAndMost(report.acceptance), ratio(report.resumed, report.interrupted)});
     }
     return text.str();
 }

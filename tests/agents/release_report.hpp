@@ -11,7 +11,9 @@ struct ReleaseReport {
     int bugs = 0;
     int reported = 0;
     int wholeGoals = 0;
-    int goals = 0;                     ///< accepted ones, whole or not
+    int goals = 0;                     ///< those that the model was told, whole or not
+    int accepted = 0;                  ///< as the dispatcher saw it
+    int takenOnce = 0;                 ///< of these, by the agent's own records
     std::vector<double> acceptance{};  ///< seconds from a session's start to its goal's acceptance
     int resumed = 0;
     int interrupted = 0;

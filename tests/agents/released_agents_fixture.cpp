@@ -192,24 +192,6 @@ std::vector<StoredAttempt> ReleasedAgentsFixture::attempts() {
     return all;
 }
 
-std::vector<std::string> ReleasedAgentsFixture::recordedGoals() {
-    std::vector<std::string> goals;
-    for (const auto& file : fs::directory_iterator(repository.scratch("codex-home"))) {
-        const std::string name = file.path().filename();
-        const bool mayHoldGoals = name.starts_with("goals_") || name.starts_with("state_");
-        if (mayHoldGoals && name.ends_with(".sqlite")) {
-            Connection database(file.path(), Connection::Access::readOnly);
-            if (database.query("SELECT 1 FROM sqlite_master WHERE name = 'thread_goals'", {}).empty()) {
-                continue;
-            }
-            for (const auto& row : database.query("SELECT objective FROM thread_goals", {})) {
-                goals.push_back(textIn(row, "objective"));
-            }
-        }
-    }
-    return goals;
-}
-
 std::vector<std::string> ReleasedAgentsFixture::reportedSessions(const std::string& bugID) {
     std::vector<std::string> sessions;
     const json::value state = json::parse(readFile(repository.scratch("state.json")));

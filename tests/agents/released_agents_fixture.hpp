@@ -10,6 +10,7 @@
 #include <boost/json/object.hpp>
 #include <gtest/gtest.h>
 
+#include "tests/agents/agent_records.hpp"
 #include "tests/agents/model_log.hpp"
 #include "tests/agents/release_report.hpp"
 #include "tests/host/dispatch_fixture.hpp"
@@ -65,8 +66,8 @@ class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamI
     bool waitUntil(DispatchProcess& program, std::chrono::minutes atMost, const std::function<bool()>& holds);
 
     std::vector<StoredAttempt> attempts();
-    /// The goals in the agent's own records.
-    std::vector<std::string> recordedGoals();
+    /// What its agents have written down by themselves.
+    AgentRecords agentRecords() const { return AgentRecords(repository.scratch("codex-home")); }
     /// The metadata of the bug's reports: comments with a session's id.
     std::vector<std::string> reportedSessions(const std::string& bugID);
     std::string subjectOfBranch(const std::string& bugID);
