@@ -11,7 +11,7 @@ namespace quernlight::host {
 namespace {
 
 constexpr std::size_t textIndent = 2;      // the prompt glyph and a blank
-constexpr std::size_t rowsOfQuestion = 4;  // above a field for its answer
+constexpr std::size_t rowsOfQuestion = 6;  // above a field for its answer
 
 /// A "[Pasted Content 1507 chars]" in a text, with the "#2" that may follow it.
 struct Placeholder {

@@ -101,7 +101,7 @@ std::vector<NumberedLine> optionLines(const ScreenPicture& picture, const Rows& 
 }
 
 /// The lines above the options without blank ones: up to two of these in a row, or to a line that begins
-/// further left and is therefore not the dialog's.
+/// further left and is therefore not the dialog's. Indented options may stand right below their question.
 std::vector<std::string> questionAbove(const Rows& rows, const NumberedLine& first) {
     std::vector<std::string> question;
     const std::size_t left = first.column - 2;
@@ -109,7 +109,7 @@ std::vector<std::string> questionAbove(const Rows& rows, const NumberedLine& fir
     for (int row = first.row - 1; row >= std::max(first.row - mostRowsOfQuestion, 0) && blanks < 2; --row) {
         const std::u32string_view columns = rows[static_cast<std::size_t>(row)];
         const auto own = columns.substr(std::min(left, columns.size()));
-        if (!isBlank(own.substr(0, 2))) {
+        if (!isBlank(own.substr(0, 2)) && (left == 0 || !isBlank(columns.substr(0, left)))) {
             break;
         }
         const std::string text = textOf(own);

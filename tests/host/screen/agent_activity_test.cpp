@@ -1,5 +1,7 @@
 #include "host/screen/agent_activity.hpp"
 
+#include <set>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -40,6 +42,12 @@ std::vector<Recorded> recordedScreens() {
         add("approval", dialog, DialogKind::approval, {});
         add("replace-goal", dialog, DialogKind::replaceGoal, {});
         add("resume-goal", dialog, DialogKind::resumeGoal, {});
+        add("limit-question", dialog, DialogKind::usageLimit, {});
+        add("question", dialog, DialogKind::unknown, {});
+        add("question-noted", dialog, DialogKind::unknown, {});
+        add("question-in-title", dialog, DialogKind::unknown, {});
+        add("answer-field", dialog, DialogKind::unknown, {});
+        add("answer-typed", dialog, DialogKind::unknown, {});
         add("starting", starting, {}, "");
         add("idle", idle, {}, "");
         add("goal-command", idle, {}, "/goal");
@@ -53,6 +61,7 @@ std::vector<Recorded> recordedScreens() {
         add("alternate-typed", idle, {}, "do it with 日本 and e");
         add("working", working, {}, "");
         add("working-typed", working, {}, "hold on");
+        add("working-untitled", working, {}, "");
         add("usage-limit", idle, {}, "");
         add("denied", idle, {}, "");
         add("exit-typed", idle, {}, "/exit");
@@ -136,6 +145,37 @@ TEST(RecordedScreenTableTest, NamesEveryRecording) {
         named.push_back(row.name);
     }
     EXPECT_THAT(recordingNames(), testing::UnorderedElementsAreArray(named));
+}
+
+TEST(RecordedScreenTableTest, HasOneForEveryRuleAndEveryKindOfDialog) {
+    std::set<std::string> rules;
+    std::set<DialogKind> kinds;
+    for (const std::string& name : recordingNames()) {
+        const AgentActivity activity = agentActivity(recordedScreen(name));
+        rules.insert(std::string(activity.rule) + ": ");
+        kinds.insert(activity.dialog ? activity.dialog->kind : DialogKind::unknown);
+    }
+    for (const std::string& line : explainActivity(screenOf({}))) {
+        EXPECT_TRUE(rules.contains(line.substr(0, line.find(": ") + 2))) << line;
+    }
+    EXPECT_EQ(kinds.size(), 8U);
+}
+
+TEST(RecordedQuestionTest, IsWhatAPersonIsAsked) {
+    const std::pair<std::string, std::string> questions[] = {
+        {"question", "Which colour should the button have?"},
+        {"question-noted", "Which colour should the button have?"},
+        {"question-in-title", "How should the file be named? Name The file's name"},
+        {"answer-field", "How should the file be named? Name The file's name"},
+        {"answer-typed", "How should the file be named? Name The file's name"},
+        {"limit-question", "for lower credit usage?"},
+        {"approval", "$ touch /etc/probe"}};
+    for (const std::string release : {"-0.145.0", "-0.169.0"}) {
+        for (const auto& [name, question] : questions) {
+            const AgentActivity activity = agentActivity(recordedScreen(name + release));
+            EXPECT_THAT(activity.dialog.value().question, HasSubstr(question)) << name << release;
+        }
+    }
 }
 
 /// A screen of lines, and what is said of it.

@@ -78,6 +78,12 @@ INSTANTIATE_TEST_SUITE_P(
         Asked{"Other", "Which colour?", "Red", "Blue", DialogKind::unknown}),
     [](const auto& row) { return row.param.name; });
 
+TEST(DialogTest, IndentedOptionsHaveTheirQuestionAboveThem) {
+    const auto dialog = dialogOn(screenOf({"• Earlier", "", "  Well?", "", "  › 1. Yes", "    2. No"}));
+    ASSERT_TRUE(dialog);
+    EXPECT_EQ(dialog->question, "Well?");
+}
+
 /// The goal's own text stands in the question, on lines of its own.
 TEST(DialogTest, AGoalWhoseTextLooksLikeAnApprovalIsReplacedAllTheSame) {
     EXPECT_EQ(
