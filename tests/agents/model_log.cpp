@@ -25,6 +25,7 @@ ModelRecord recordFrom(const std::string& text) {
             .sessionID = textOf(line, "session"),
             .text = textOf(line, "text"),
             .step = textOf(line, "does"),
+            .after = textOf(line, "after"),
             .wait = wait ? static_cast<long>(wait->to_number<std::int64_t>()) : 0,
             .at = parseInstant(textOf(line, "at")).value_or(Instant())};
 }
@@ -74,6 +75,12 @@ int ModelLog::timesWaited(const std::string& bugID) const {
 bool ModelLog::hasCalled(const std::string& bugID, const std::string& tool) const {
     return std::any_of(records_.begin(), records_.end(), [&](const ModelRecord& record) {
         return record.bugID == bugID && record.step == "call " + tool;
+    });
+}
+
+bool ModelLog::hasHeard(const std::string& bugID, const std::string& text) const {
+    return std::any_of(records_.begin(), records_.end(), [&](const ModelRecord& record) {
+        return record.bugID == bugID && record.after.find(text) != std::string::npos;
     });
 }
 

@@ -17,7 +17,8 @@ struct ModelRecord {
     std::string sessionID{};
     std::string text{};
     std::string step{};
-    long wait = 0;  ///< in seconds
+    std::string after{};  ///< what the call before it came to
+    long wait = 0;        ///< in seconds
     Instant at{};
 };
 
@@ -36,6 +37,8 @@ class ModelLog {
     int timesWaited(const std::string& bugID) const;
     /// Whether the model has made such a call for the bug.
     bool hasCalled(const std::string& bugID, const std::string& tool) const;
+    /// Whether one of its calls for the bug has come back with this text.
+    bool hasHeard(const std::string& bugID, const std::string& text) const;
     /// What agents took for the words of a person, and goals that are none of the dispatcher's: a goal that
     /// was not taken as one, or not whole.
     std::vector<std::string> strayTexts() const;
