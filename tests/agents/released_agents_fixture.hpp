@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/agents/agent_records.hpp"
+#include "tests/agents/file_watch.hpp"
 #include "tests/agents/model_log.hpp"
 #include "tests/agents/release_report.hpp"
 #include "tests/host/dispatch_fixture.hpp"
@@ -89,8 +90,11 @@ class ReleasedAgentsFixture : public DispatchFixture, public testing::WithParamI
     void writeAgentConfiguration();
     void keepForALook();
     void endWhatIsLeft();
+    void lookForToken();
 
     unsigned port_ = 0;  // the model's
+    FileWatch tokenInFiles_{token, everything()};
+    std::chrono::steady_clock::time_point filesSeen_{};
     std::optional<BackendProcess> model_;
 };
 
