@@ -4,6 +4,7 @@
 #include <chrono>
 #include <csignal>
 #include <ctime>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -25,9 +26,11 @@ Agent::Agent(Settings settings, Conduct conduct, StateDatabase& database, Thread
     : settings_(std::move(settings)), conduct_(conduct), database_(database), thread_(std::move(thread)) {}
 
 int Agent::run() {
-    startUp();
+    if (!startUp()) {
+        return 1;
+    }
     while (conduct_.behaviour != Behaviour::earlyExit) {
-        const Burst burst = terminal_.readBurst();
+        const std::string burst = terminal_.readBurst();
         const auto submitted = composer_.take(burst);
         drawPrompt();
         if (conduct_.behaviour == Behaviour::exitWhileTyping) {
@@ -44,10 +47,11 @@ int Agent::run() {
     return exitStatus();
 }
 
-void Agent::startUp() {
+bool Agent::startUp() {
     const bool slow = conduct_.behaviour == Behaviour::slowStart;
     const auto pause = settings_.stepDelay * (slow ? 10 : 1);
-    terminal_.askForCursor(std::min(settings_.stepDelay * 40, longestWaitForAnswer));
+    const std::size_t answers = terminal_.ask(std::min(settings_.stepDelay * 40, longestWaitForAnswer));
+    terminal_.write((settings_.commandLine.alternateScreen ? "\x1b[?1049h" : "") + terminalLine(answers));
     for (const std::string& text : startupTexts(slow)) {
         terminal_.write(text);
         std::this_thread::sleep_for(pause);
@@ -55,12 +59,53 @@ void Agent::startUp() {
     if (conduct_.behaviour == Behaviour::lateComposer) {
         std::this_thread::sleep_for(std::chrono::seconds(conduct_.number.value_or(5)));
     }
-    if (thread_.isResumed) {
-        terminal_.write(resumedLine(thread_.id));
+    terminal_.write("\x1b[?2004h");
+    if (!asksBeforeComposer()) {
+        return false;
     }
-    terminal_.write("\x1b[?2004h\x1b]0;standin\x07");
+    if (thread_.isResumed) {
+        resume();
+    }
+    terminal_.write(titleOf(false));
     terminal_.dropPendingKeys();
     drawPrompt();
+    return true;
+}
+
+/// Whether it may go on. The question for trust comes when a composer has already been drawn.
+bool Agent::asksBeforeComposer() {
+    while (conduct_.behaviour == Behaviour::login) {
+        choose(loginMenu());
+    }
+    if (settings_.commandLine.looksForUpdates && choose(updateQuestion()) == 0) {
+        return false;
+    }
+    return isTrusted();
+}
+
+bool Agent::isTrusted() {
+    const std::string directory = std::filesystem::current_path().string();
+    if (trusts(settings_.commandLine.projects, directory)) {
+        return true;
+    }
+    drawPrompt();
+    return choose(trustQuestion(directory)) == 0;
+}
+
+/// One that goes on with its old goal hears nobody.
+void Agent::resume() {
+    terminal_.write(resumedLine(thread_.id));
+    if (conduct_.behaviour != Behaviour::resumeQuestion || !database_.hasOpenGoal(thread_.id)) {
+        return;
+    }
+    silent_ = choose(resumeGoalQuestion()) == 0;
+    if (!silent_) {
+        database_.pauseGoal(thread_.id);
+    }
+}
+
+bool Agent::hasGoals() const {
+    return settings_.commandLine.hasGoals && conduct_.behaviour != Behaviour::noGoal;
 }
 
 void Agent::drawPrompt() {
@@ -70,7 +115,7 @@ void Agent::drawPrompt() {
     const Terminal::Size size = terminal_.size();
     const ComposerDrawing drawing = composerDrawing(composer_.shown(), size.columns, size.rows - 4);
     terminal_.write(clearedRows(composerRows_) + drawing.text +
-                    offeredCommands(composer_.shown(), conduct_.behaviour != Behaviour::noGoal));
+                    offeredCommands(composer_.shown(), hasGoals()));
     composerRows_ = drawing.rows;
 }
 
@@ -82,7 +127,7 @@ Agent::Next Agent::handle(const std::string& submitted) {
     if (silent_) {
         return Next::promptAgain;
     }
-    if (conduct_.behaviour == Behaviour::noGoal) {
+    if (!hasGoals()) {
         terminal_.write(failureLine("Unrecognized command: " + submitted.substr(0, submitted.find(' '))));
         return Next::promptAgain;
     }
@@ -114,6 +159,9 @@ Agent::Next Agent::workOn(const std::string& command) {
     } catch (const std::exception& error) {
         terminal_.write(failureLine(error.what()));
     }
+    if (!silent_) {
+        terminal_.write(titleOf(false));
+    }
     database_.completeGoal(thread_.id);
     database_.touchThread(thread_.id);
     return next;
@@ -134,11 +182,12 @@ std::size_t Agent::choose(const Question& question) {
     std::size_t selected = 0;
     terminal_.write("\x1b[?25l" + clearedLine() + questionDrawing(question, selected));
     while (true) {
-        const std::string keys = terminal_.readBurst().bytes;
+        const std::string keys = terminal_.readBurst();
         const bool isNumber =
             keys.size() == 1 && keys[0] > '0' && keys[0] <= static_cast<char>('0' + question.options.size());
         selected = isNumber ? static_cast<std::size_t>(keys[0] - '1') : selected;
-        if (keys == "\r" || isNumber) {
+        const bool isEntered = keys.find('\r') != keys.npos;  // whatever text stands before it is lost
+        if (isEntered || isNumber) {
             terminal_.write(clearedRows(question.rows()) + "\x1b[?25h");
             return selected;
         }
@@ -170,6 +219,7 @@ Agent::Next Agent::work(const Goal& goal) {
     if (!isAllowed(conduct)) {
         return Next::promptAgain;
     }
+    terminal_.write(titleOf(true));
     GoalWorker(goal, conduct.behaviour, settings_, bugAccess(access), terminal_).run();
     return conduct.behaviour == Behaviour::silentExit ? Next::leave : Next::promptAgain;
 }
@@ -197,7 +247,7 @@ void Agent::showFullScreen() {
     while (keys != "q") {
         const Terminal::Size size = terminal_.size();
         terminal_.write(fullScreen(size.columns, size.rows, keys) + (keys == "a" ? "\x1b[6n" : ""));
-        keys = terminal_.readBurst().bytes;
+        keys = terminal_.readBurst();
     }
     terminal_.write("\x1b[?1000;1006l\x1b[?1l\x1b[?1049l");
 }
@@ -215,10 +265,10 @@ void Agent::showUsageLimit(const Conduct& conduct) {
 
 /// Through the tools that the agent was given, if any.
 std::unique_ptr<BugAccess> Agent::bugAccess(const BackendAccess& access) const {
-    if (settings_.toolServer.empty()) {
+    if (settings_.commandLine.toolServer.empty()) {
         return std::make_unique<Backend>(access.url, access.token);
     }
-    return std::make_unique<ToolServer>(settings_.toolServer);
+    return std::make_unique<ToolServer>(settings_.commandLine.toolServer);
 }
 
 }  // namespace quernlight::standin::codex

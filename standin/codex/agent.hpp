@@ -31,7 +31,12 @@ class Agent {
   private:
     enum class Next { promptAgain, leave };
 
-    void startUp();
+    /// Whether there is a prompt at its end.
+    bool startUp();
+    bool asksBeforeComposer();
+    bool isTrusted();
+    void resume();
+    bool hasGoals() const;
     void drawPrompt();
     std::size_t choose(const Question& question);
     bool isAllowed(const Conduct& conduct);

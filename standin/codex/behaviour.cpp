@@ -31,6 +31,8 @@ constexpr Known known[] = {
     {"approval", Behaviour::approval},
     {"full-screen", Behaviour::fullScreen},
     {"approval-for-ever", Behaviour::approvalForEver},
+    {"login", Behaviour::login},
+    {"resume-question", Behaviour::resumeQuestion},
 };
 
 std::optional<int> parseNumber(std::string_view text) {

@@ -28,6 +28,9 @@ enum class Behaviour {
     approval,         ///< takes the goal, then asks whether it may run a command before it works ("approval")
     fullScreen,  ///< takes the goal, then shows a full-screen program until "q" is pressed ("full-screen")
     approvalForEver,  ///< the same, and hears no answer ("approval-for-ever")
+    login,            ///< is not logged in: shows a menu and nothing else ("login")
+    resumeQuestion,   ///< asks, when it is to resume, whether it should go on with its goal
+                      ///< ("resume-question")
 };
 
 /// A behaviour, and the number that stands behind its name.

@@ -17,11 +17,18 @@ bool takesValue(std::string_view option) {
     return std::find(known.begin(), known.end(), option) != known.end();
 }
 
-/// Sets what "KEY=value" sets of the tool server; a value that is no TOML counts as a text.
-void configure(std::string_view setting, std::string& command, std::vector<std::string>& arguments) {
+/// Sets what "KEY=value" sets; a value that is no TOML counts as a text.
+void configure(std::string_view setting, CommandLine& line, std::string& command,
+               std::vector<std::string>& arguments) {
     constexpr std::string_view commandKey = "mcp_servers.quernlight.command=";
     constexpr std::string_view argumentsKey = "mcp_servers.quernlight.args=";
-    if (setting.starts_with(commandKey)) {
+    constexpr std::string_view projectsKey = "projects=";
+    line.hasGoals = line.hasGoals || setting == "features.goals=true";
+    line.startsService = line.startsService && setting != "features.daemon_auto_start=false";
+    line.looksForUpdates = line.looksForUpdates && setting != "check_for_update_on_startup=false";
+    if (setting.starts_with(projectsKey)) {
+        line.projects = setting.substr(projectsKey.size());
+    } else if (setting.starts_with(commandKey)) {
         const std::string value(setting.substr(commandKey.size()));
         command = parseTomlText(value).value_or(value);
     } else if (setting.starts_with(argumentsKey)) {
@@ -92,15 +99,30 @@ bool isAtEnd(std::string_view rest) {
 
 }  // namespace
 
+bool trusts(std::string_view projects, const std::string& directory) {
+    for (const char quote : {'"', '\''}) {
+        const std::string key = quote + directory + quote;
+        const std::size_t at = projects.find(key);
+        if (at != projects.npos) {
+            const std::string_view table = projects.substr(at, projects.find('}', at) - at);
+            return table.find("trust_level") != table.npos &&
+                   table.find("trusted", key.size()) != table.npos && table.find("untrusted") == table.npos;
+        }
+    }
+    return false;
+}
+
 CommandLine parseCommandLine(const std::vector<std::string>& arguments) {
     CommandLine commandLine;
     std::string toolCommand;
     std::vector<std::string> toolArguments;
     for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
         if (takesValue(*argument) && std::next(argument) != arguments.end()) {
-            configure(*++argument, toolCommand, toolArguments);
+            configure(*++argument, commandLine, toolCommand, toolArguments);
         } else if (*argument == "--version") {
             commandLine.showVersion = true;
+        } else if (*argument == "--no-alt-screen") {
+            commandLine.alternateScreen = false;
         } else if (*argument == "features") {
             commandLine.listFeatures = true;
         } else if (*argument == "login") {

@@ -18,8 +18,18 @@ struct CommandLine {
     std::vector<std::string>
         toolServer{};  ///< how to start it, from "-c mcp_servers.quernlight.…"; empty: none
 
+    // From "-c KEY=VALUE" and the options of the same meaning.
+    std::string projects{};       ///< the table of directories and how far they are trusted
+    bool hasGoals = false;        ///< features.goals
+    bool startsService = true;    ///< features.daemon_auto_start
+    bool looksForUpdates = true;  ///< check_for_update_on_startup
+    bool alternateScreen = true;  ///< unless --no-alt-screen
+
     bool operator==(const CommandLine&) const = default;
 };
+
+/// Whether a table of projects, an inline table of TOML, trusts the directory.
+bool trusts(std::string_view projects, const std::string& directory);
 
 /// Reads the arguments that follow the program's name.
 CommandLine parseCommandLine(const std::vector<std::string>& arguments);

@@ -11,49 +11,48 @@ namespace {
 constexpr std::string_view pasteBegins = "\x1b[200~";
 constexpr std::string_view pasteEnds = "\x1b[201~";
 constexpr std::size_t longestShownBurst = 60;
-
-bool isShortLine(std::string_view keys) {
-    return keys.size() <= longestShownBurst && keys.find('\r') == keys.npos;
-}
+constexpr std::size_t longestShownPaste = 1000;
 
 }  // namespace
 
-std::optional<std::string> Composer::take(const Burst& burst) {
-    std::string_view rest = burst.bytes;
+std::optional<std::string> Composer::take(std::string_view burst) {
+    std::optional<std::string> submitted;
     while (true) {
         const std::string_view mark = isInPaste_ ? pasteEnds : pasteBegins;
-        const std::size_t at = std::min(rest.find(mark), rest.size());
+        const std::size_t at = std::min(burst.find(mark), burst.size());
         if (isInPaste_) {
-            add(rest.substr(0, at), true);
-        } else if (auto submitted = takeKeys(rest.substr(0, at), burst.late)) {
+            pasted_ += burst.substr(0, at);
+        } else {
+            takeKeys(burst.substr(0, at), submitted);
+        }
+        if (at == burst.size()) {
             return submitted;
         }
-        if (at == rest.size()) {
-            return std::nullopt;
+        if (isInPaste_) {
+            add(std::exchange(pasted_, {}), longestShownPaste);
         }
-        rest.remove_prefix(at + mark.size());
+        burst.remove_prefix(at + mark.size());
         isInPaste_ = !isInPaste_;
     }
 }
 
-std::optional<std::string> Composer::takeKeys(std::string_view keys, bool late) {
-    if (keys == "\r") {
-        return submit();
+void Composer::takeKeys(std::string_view keys, std::optional<std::string>& submitted) {
+    const std::size_t enter = keys.find('\r');
+    const bool isInside = enter != keys.npos && enter + 1 < keys.size();
+    if (!submitted && (keys == "\r" || isInside)) {
+        add(keys.substr(0, enter), longestShownBurst);
+        submitted = submit();
+        keys.remove_prefix(enter + 1);
     }
-    add(keys, isShortLine(keys));
-    // A paste ends in one line end; a second one behind it in a late burst is the Enter that followed it.
-    if (late && draft_.ends_with("\n\n")) {
-        draft_.pop_back();
-        return submit();
-    }
-    return std::nullopt;
+    add(keys, longestShownBurst);
 }
 
-void Composer::add(std::string_view text, bool isShown) {
+void Composer::add(std::string_view text, std::size_t longestShown) {
     std::string added(text);
     std::replace(added.begin(), added.end(), '\r', '\n');
     draft_ += added;
-    shown_ += isShown ? added : "[Pasted Content " + std::to_string(added.size()) + " chars]";
+    shown_ +=
+        text.size() <= longestShown ? added : "[Pasted Content " + std::to_string(text.size()) + " chars]";
 }
 
 std::optional<std::string> Composer::submit() {

@@ -6,21 +6,16 @@
 
 namespace quernlight::standin::codex {
 
-/// Bytes that reached the terminal together, as a paste does, or a single key.
-struct Burst {
-    std::string bytes;
-    /// The reader was busy or was not run for a while, so keys with a pause between them may lie in here side
-    /// by side.
-    bool late = false;
-};
-
-/// The text that is being composed at the prompt. Carriage returns inside a bracketed paste or a burst belong
-/// to the pasted text; only an Enter that arrives by itself, or right behind a bracketed paste, submits. A
-/// long burst of keys is shown as a mark, a bracketed paste as it is.
+/// The text that is being composed at the prompt. Carriage returns inside a bracketed paste belong to its
+/// text, and an Enter that arrives by itself, or right behind a bracketed paste, submits. In a burst of other
+/// keys, bytes that reach the terminal together, they mean what a released agent may take them for by bad
+/// luck: the first one submits what stands before it, so that a text which is no paste goes off in part, and
+/// one at its end does not submit. A long burst or paste is shown as a mark.
 class Composer {
   public:
-    /// Adds a burst; returns the text that it submits, if it does. Line ends in the text are line feeds.
-    std::optional<std::string> take(const Burst& burst);
+    /// Adds a burst; returns the first text that it submits, if it does. Line ends in the text are line
+    /// feeds.
+    std::optional<std::string> take(std::string_view burst);
 
     const std::string& draft() const { return draft_; }
 
@@ -28,12 +23,13 @@ class Composer {
     const std::string& shown() const { return shown_; }
 
   private:
-    std::optional<std::string> takeKeys(std::string_view keys, bool late);
-    void add(std::string_view text, bool isShown);
+    void takeKeys(std::string_view keys, std::optional<std::string>& submitted);
+    void add(std::string_view text, std::size_t longestShown);
     std::optional<std::string> submit();
 
     std::string draft_;
     std::string shown_;
+    std::string pasted_;  ///< of a paste that has not ended yet
     bool isInPaste_ = false;
 };
 

@@ -24,7 +24,9 @@ namespace {
 std::optional<std::string> openThread(codex::StateDatabase& database, const codex::CommandLine& commandLine) {
     if (!commandLine.resume) {
         std::string id = quernlight::lowerCaseText(quernlight::randomUuid());
-        database.insertThread(id, std::filesystem::current_path().string());
+        // Of a conversation that its background service leads an agent says so.
+        database.insertThread(id, std::filesystem::current_path().string(),
+                              commandLine.startsService ? "vscode" : "cli");
         return id;
     }
     const auto id = quernlight::parseUuid(commandLine.resumeID);
@@ -46,7 +48,7 @@ int converse(const codex::CommandLine& commandLine) {
         throw std::runtime_error("Standard input is no terminal.");
     }
     codex::Settings settings = codex::settingsFromEnvironment();
-    settings.toolServer = commandLine.toolServer;
+    settings.commandLine = commandLine;
     codex::StateDatabase database(settings.home);
     const std::string bugID = bugOfDirectory(std::filesystem::current_path());
     settings.session = codex::logStart(settings.home, bugID);
@@ -55,7 +57,7 @@ int converse(const codex::CommandLine& commandLine) {
         std::cout << codex::damagedLine() << std::endl;
         return 1;
     }
-    if (conduct.behaviour != codex::Behaviour::noGoal) {
+    if (commandLine.hasGoals && conduct.behaviour != codex::Behaviour::noGoal) {
         database.keepGoals();
     }
     const auto thread = openThread(database, commandLine);

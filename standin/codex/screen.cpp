@@ -95,6 +95,24 @@ Question replaceGoalQuestion() {
     return {.lines = {"  Replace goal?", ""}, .options = {"Replace current goal", "Cancel"}};
 }
 
+Question trustQuestion(std::string_view directory) {
+    return {.lines = {"  Trust this folder?", "  " + std::string(directory), ""},
+            .options = {"Yes, continue", "No, quit"}};
+}
+
+Question loginMenu() {
+    return {.lines = {"  Welcome to the stand-in agent", ""},
+            .options = {"Sign in with an account", "Provide your own API key"}};
+}
+
+Question updateQuestion() {
+    return {.lines = {"  Update available! 0.1.0 -> 0.2.0", ""}, .options = {"Update now", "Skip"}};
+}
+
+Question resumeGoalQuestion() {
+    return {.lines = {"  Resume paused goal?", ""}, .options = {"Resume goal", "Leave paused"}};
+}
+
 Question approvalQuestion() {
     return {.lines = {"  Would you like to run the following command?", "", "  $ touch /etc/probe", ""},
             .options = {"Yes, proceed", "No, and tell the agent what to do differently"}};
@@ -135,6 +153,14 @@ std::string fullScreen(std::size_t columns, std::size_t rows, std::string_view k
     const std::string size = std::to_string(columns) + " by " + std::to_string(rows);
     return "\x1b[2J\x1b[2;3H" + coloured("1;33;44", " Full screen ") + " " + size + "\x1b[" +
            std::to_string(rows) + ";1H" + coloured("7", "keys:") + " " + shown + "\x1b[2;1H";
+}
+
+std::string terminalLine(std::size_t answers) {
+    return coloured("2", "terminal:") + "  answers " + std::to_string(answers) + " of 5\r\n";
+}
+
+std::string titleOf(bool works) {
+    return works ? "\x1b]0;⠋ standin\x07" : "\x1b]0;standin\x07";
 }
 
 std::string resumedLine(std::string_view sessionID) {

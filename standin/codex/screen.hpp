@@ -38,6 +38,14 @@ struct Question {
 
 /// Whether a new goal takes the old one's place.
 Question replaceGoalQuestion();
+/// Whether the directory's files may be worked with.
+Question trustQuestion(std::string_view directory);
+/// How to log in.
+Question loginMenu();
+/// Whether the agent should be replaced by a newer one.
+Question updateQuestion();
+/// Whether a paused goal is to be worked for.
+Question resumeGoalQuestion();
 /// Whether a command may be run.
 Question approvalQuestion();
 std::string questionDrawing(const Question& question, std::size_t selected);
@@ -53,6 +61,12 @@ std::string damagedLine();
 
 /// Takes away so many rows, of which the cursor is on the last.
 std::string clearedRows(std::size_t rows);
+
+/// How many of its questions the terminal has answered.
+std::string terminalLine(std::size_t answers);
+
+/// The title of the window, which says whether the agent works.
+std::string titleOf(bool works);
 
 std::string resumedLine(std::string_view sessionID);
 std::string unknownSessionLine(std::string_view sessionID);

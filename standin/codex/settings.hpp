@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "standin/codex/behaviour.hpp"
+#include "standin/codex/command_line.hpp"
 
 namespace quernlight::standin::codex {
 
@@ -25,8 +26,8 @@ struct Settings {
     std::filesystem::path home;               ///< CODEX_HOME, or ~/.codex
     Conducts conducts{};                      ///< STANDIN_CODEX
     std::chrono::milliseconds stepDelay{75};  ///< STANDIN_CODEX_DELAY_MS: between two start-up lines
-    std::vector<std::string> toolServer{};    ///< from the command line
-    std::size_t session = 0;                  ///< how many sessions have begun on the same bug before
+    CommandLine commandLine{};
+    std::size_t session = 0;  ///< how many sessions have begun on the same bug before
 };
 
 /// Reads the environment. Throws std::runtime_error with a sentence for a value that means nothing.

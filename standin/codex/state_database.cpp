@@ -97,11 +97,16 @@ void StateDatabase::limitGoal(const std::string& id) {
     run(database_.get(), "UPDATE thread_goals SET status = 'usage_limited' WHERE thread_id = ?", {id});
 }
 
-void StateDatabase::insertThread(const std::string& id, const std::string& directory) {
+void StateDatabase::pauseGoal(const std::string& id) {
+    run(database_.get(), "UPDATE thread_goals SET status = 'paused' WHERE thread_id = ?", {id});
+}
+
+void StateDatabase::insertThread(const std::string& id, const std::string& directory,
+                                 const std::string& source) {
     run(database_.get(),
         "INSERT INTO threads (id, cwd, title, source, created_at, updated_at) "
-        "VALUES (?, ?, '', 'cli', unixepoch(), unixepoch())",
-        {id, directory});
+        "VALUES (?, ?, '', ?, unixepoch(), unixepoch())",
+        {id, directory, source});
 }
 
 bool StateDatabase::hasThread(const std::string& id) {

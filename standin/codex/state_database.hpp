@@ -18,8 +18,8 @@ class StateDatabase {
     /// Creates the records of goals, where they are missing.
     void keepGoals();
 
-    /// Notes a conversation that begins now in `directory`.
-    void insertThread(const std::string& id, const std::string& directory);
+    /// Notes a conversation that begins now in `directory`; `source` is what leads it.
+    void insertThread(const std::string& id, const std::string& directory, const std::string& source);
 
     bool hasThread(const std::string& id);
 
@@ -31,6 +31,9 @@ class StateDatabase {
 
     /// Its goal from now on, active.
     void setGoal(const std::string& id, const std::string& objective);
+    /// Whether the conversation has a goal that is not complete.
+    bool hasOpenGoal(const std::string& id) { return hasOtherGoal(id, ""); }
+    void pauseGoal(const std::string& id);
     /// Completes it where it is still active.
     void completeGoal(const std::string& id);
     void limitGoal(const std::string& id);

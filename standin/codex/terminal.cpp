@@ -1,6 +1,8 @@
 #include "standin/codex/terminal.hpp"
 
+#include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <system_error>
 
 #include <poll.h>
@@ -13,9 +15,39 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr auto burstPause = 50ms;
-/// Keys this old may have come with a pause between them that this process did not see. It is shorter than
-/// the pause that a careful typist leaves before Enter, and longer than two waits.
-constexpr auto lateAfter = 250ms;
+
+/// A question to a terminal; its answer begins and ends so.
+struct Question {
+    std::string_view text, begins, ends;
+};
+
+constexpr Question questions[] = {{"\x1b[6n", "\x1b[", "R"},
+                                  {"\x1b[?u", "\x1b[?", "u"},
+                                  {"\x1b[c", "\x1b[?", "c"},
+                                  {"\x1b]10;?\x1b\\", "\x1b]10;rgb:", "\x1b\\"},
+                                  {"\x1b]11;?\x1b\\", "\x1b]11;rgb:", "\x1b\\"}};
+
+/// A control sequence ends at its first letter.
+bool isAnsweredBy(const Question& question, std::string_view answers) {
+    constexpr std::string_view parameters = "0123456789;";
+    const bool isSequence = question.ends.size() == 1;
+    for (std::size_t at = answers.find(question.begins); at != answers.npos;
+         at = answers.find(question.begins, at + 1)) {
+        const std::string_view behind = answers.substr(at + question.begins.size());
+        const std::size_t end =
+            isSequence ? behind.find_first_not_of(parameters) : behind.find(question.ends);
+        if (end != behind.npos && behind.substr(end).starts_with(question.ends)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::size_t answered(std::string_view answers) {
+    return static_cast<std::size_t>(
+        std::count_if(std::begin(questions), std::end(questions),
+                      [&](const Question& question) { return isAnsweredBy(question, answers); }));
+}
 
 }  // namespace
 
@@ -49,50 +81,46 @@ Terminal::Size Terminal::size() const {
     return isKnown ? Size{.columns = size.ws_col, .rows = size.ws_row} : Size{};
 }
 
-void Terminal::askForCursor(std::chrono::milliseconds patience) {
-    write("\x1b[6n");
+std::size_t Terminal::ask(std::chrono::milliseconds patience) {
+    for (const Question& question : questions) {
+        write(question.text);
+    }
     const auto deadline = Clock::now() + patience;
-    Burst answer;
-    while (answer.bytes.find('R') == std::string::npos && Clock::now() < deadline) {
+    std::string answers;
+    while (answered(answers) < std::size(questions) && Clock::now() < deadline) {
         if (waitForKeys()) {
-            readInto(answer);
+            readInto(answers);
         }
     }
+    return answered(answers);
 }
 
 void Terminal::dropPendingKeys() {
     tcflush(STDIN_FILENO, TCIFLUSH);
-    lastKnownEmpty_ = Clock::now();
 }
 
-Burst Terminal::readBurst() {
-    Burst burst;
+std::string Terminal::readBurst() {
+    std::string burst;
     while (true) {
-        const auto beforeWait = Clock::now();
         if (waitForKeys()) {
             readInto(burst);
-        } else if (!burst.bytes.empty()) {
+        } else if (!burst.empty()) {
             return burst;
-        } else {
-            lastKnownEmpty_ = beforeWait;
         }
     }
 }
 
-/// Waits for one pause at most, so that `lastKnownEmpty_` stays young while nothing comes.
+/// Waits for the pause at most that ends a burst.
 bool Terminal::waitForKeys() {
     pollfd input{.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
     return poll(&input, 1, static_cast<int>(burstPause.count())) > 0;
 }
 
-void Terminal::readInto(Burst& burst) {
+void Terminal::readInto(std::string& burst) {
     char bytes[4096];
-    const auto beforeRead = Clock::now();
     const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof bytes);
     if (count > 0) {
-        burst.bytes.append(bytes, static_cast<std::size_t>(count));
-        burst.late = burst.late || Clock::now() - lastKnownEmpty_ > lateAfter;
-        lastKnownEmpty_ = beforeRead;
+        burst.append(bytes, static_cast<std::size_t>(count));
     } else if (count == 0 || errno != EINTR) {
         throw TerminalClosed();
     }

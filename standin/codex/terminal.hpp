@@ -3,11 +3,10 @@
 #include <chrono>
 #include <cstddef>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include <termios.h>
-
-#include "standin/codex/composer.hpp"
 
 namespace quernlight::standin::codex {
 
@@ -33,23 +32,23 @@ class Terminal {
     };
     Size size() const;
 
-    /// Asks where the cursor is, as a terminal program does, and waits so long for the answer.
-    void askForCursor(std::chrono::milliseconds patience);
+    /// Asks what agents ask their terminals (cursor, attributes, keyboard mode, two colours), and waits so
+    /// long for the answers; how many have come.
+    std::size_t ask(std::chrono::milliseconds patience);
 
     /// Forgets the keys that have arrived and were not read.
     void dropPendingKeys();
 
     /// Waits for keys and for the pause that ends their burst. Throws TerminalClosed.
-    Burst readBurst();
+    std::string readBurst();
 
   private:
     using Clock = std::chrono::steady_clock;
 
     bool waitForKeys();
-    void readInto(Burst& burst);
+    void readInto(std::string& burst);
 
     termios original_{};
-    Clock::time_point lastKnownEmpty_ = Clock::now();  ///< no key that arrived before this is unread
 };
 
 }  // namespace quernlight::standin::codex

@@ -25,6 +25,21 @@ std::optional<std::string> firstText(const std::filesystem::path& database, cons
     return text;
 }
 
+/// What a dispatcher always gives an agent.
+std::vector<std::string> configurationIn(const std::filesystem::path& directory) {
+    const std::string trust =
+        "projects={\"" + std::filesystem::canonical(directory).string() + "\"={trust_level=\"trusted\"}}";
+    return {"-c",
+            trust,
+            "-c",
+            "features.goals=true",
+            "-c",
+            "features.daemon_auto_start=false",
+            "-c",
+            "check_for_update_on_startup=false",
+            "--no-alt-screen"};
+}
+
 }  // namespace
 
 AgentTerminal& CodexSession::start(const std::vector<std::string>& variables,
@@ -35,6 +50,19 @@ AgentTerminal& CodexSession::start(const std::vector<std::string>& variables,
 AgentTerminal& CodexSession::startIn(const std::filesystem::path& directory,
                                      const std::vector<std::string>& variables,
                                      const std::vector<std::string>& arguments) {
+    std::vector<std::string> all = configurationIn(directory);
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return launch(directory, variables, all);
+}
+
+AgentTerminal& CodexSession::startWith(const std::vector<std::string>& arguments,
+                                       const std::vector<std::string>& variables) {
+    return launch(repository.directory(), variables, arguments);
+}
+
+AgentTerminal& CodexSession::launch(const std::filesystem::path& directory,
+                                    const std::vector<std::string>& variables,
+                                    const std::vector<std::string>& arguments) {
     if (!std::filesystem::exists(home() / "standin.json")) {
         configure();
     }
@@ -58,12 +86,13 @@ AgentTerminal& CodexSession::startAtPrompt(const std::vector<std::string>& varia
 
 void CodexSession::paste(std::string text) {
     std::replace(text.begin(), text.end(), '\n', '\r');
-    terminal->type(text);
+    terminal->type("\x1b[200~" + text + "\x1b[201~");
 }
 
 void CodexSession::submit(const std::string& goal) {
     paste(goal);
-    EXPECT_TRUE(terminal->sees("[Pasted Content " + std::to_string(goal.size()) + " chars]"));
+    const std::string mark = "[Pasted Content " + std::to_string(goal.size()) + " chars]";
+    EXPECT_TRUE(terminal->sees(goal.size() > 1000 ? mark : goal.substr(0, goal.find('\n'))));
     terminal->type("\r");
 }
 

@@ -22,6 +22,10 @@ class CodexSession : public testing::Test {
     AgentTerminal& start(const std::vector<std::string>& variables = {},
                          const std::vector<std::string>& arguments = {});
 
+    /// Starts it with these arguments alone, without those that a dispatcher always gives it.
+    AgentTerminal& startWith(const std::vector<std::string>& arguments,
+                             const std::vector<std::string>& variables = {});
+
     /// Starts it elsewhere than in the repository.
     AgentTerminal& startIn(const std::filesystem::path& directory,
                            const std::vector<std::string>& variables = {},
@@ -31,7 +35,7 @@ class CodexSession : public testing::Test {
     AgentTerminal& startAtPrompt(const std::vector<std::string>& variables = {},
                                  const std::vector<std::string>& arguments = {});
 
-    /// Types a text in one write, its line ends as the carriage returns that a terminal gets.
+    /// Pastes a text in brackets, its line ends as the carriage returns that a terminal gets.
     void paste(std::string text);
 
     /// Pastes a goal, waits until the agent shows the paste, and presses Enter.
@@ -63,6 +67,10 @@ class CodexSession : public testing::Test {
     HostedRepository repository;
     RecordingBackend backend;
     std::optional<AgentTerminal> terminal;
+
+  private:
+    AgentTerminal& launch(const std::filesystem::path& directory, const std::vector<std::string>& variables,
+                          const std::vector<std::string>& arguments);
 };
 
 }  // namespace quernlight::standin::test

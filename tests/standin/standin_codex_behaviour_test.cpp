@@ -216,5 +216,84 @@ TEST(StandinCodexConductsTest, WhatIsNoBehaviourIsRefused) {
     }
 }
 
+class StandinCodexDialogTest : public CodexSession {
+  protected:
+    /// What a dispatcher gives it, but one of the options with the word behind "-c".
+    std::vector<std::string> without(const std::string& key) {
+        const std::string trust =
+            "projects={'" + repository.directory().string() + "'={trust_level='trusted'}}";
+        std::vector<std::string> arguments;
+        for (const std::string& value :
+             {trust, std::string("features.goals=true"), std::string("features.daemon_auto_start=false"),
+              std::string("check_for_update_on_startup=false")}) {
+            if (!value.starts_with(key)) {
+                arguments.insert(arguments.end(), {"-c", value});
+            }
+        }
+        return arguments;
+    }
+};
+
+TEST_F(StandinCodexDialogTest, AFolderThatIsNotTrustedIsAskedAboutAfterTheComposer) {
+    AgentTerminal& agent = startWith(without("projects"));
+    EXPECT_TRUE(agent.sees("Type a goal"));
+    EXPECT_TRUE(agent.sees("Trust this folder?"));
+    EXPECT_TRUE(agent.sees("› 1. Yes, continue"));
+    agent.type("lost");
+    agent.type("\r");
+    EXPECT_TRUE(agent.sees("Type a goal"));
+    EXPECT_THAT(agent.output(), Not(HasSubstr("lost")));
+}
+
+TEST_F(StandinCodexDialogTest, AFolderThatAPersonDoesNotTrustEndsIt) {
+    AgentTerminal& agent = startWith(without("projects"));
+    EXPECT_TRUE(agent.sees("› 1. Yes, continue"));
+    agent.type("2");
+    EXPECT_EQ(agent.exitCode(), 1);
+}
+
+TEST_F(StandinCodexDialogTest, AnUpdateIsOfferedUnlessItIsNotToLookForOne) {
+    EXPECT_TRUE(startWith(without("check_for")).sees("Update available!"));
+    terminal->type("2");
+    EXPECT_TRUE(terminal->sees("Type a goal"));
+}
+
+TEST_F(StandinCodexDialogTest, ThereAreNoGoalsUnlessTheFeatureIsOn) {
+    EXPECT_TRUE(startWith(without("features.goals")).sees("Type a goal"));
+    terminal->type("/goal");
+    EXPECT_TRUE(terminal->sees("/goal"));
+    terminal->type("\r");
+    EXPECT_TRUE(terminal->sees("Unrecognized command: /goal"));
+}
+
+TEST_F(StandinCodexDialogTest, AServiceLeadsItsConversationUnlessItIsOff) {
+    startWith(without("features.daemon"));
+    EXPECT_EQ(awaitState("SELECT source FROM threads"), "vscode");
+}
+
+TEST_F(StandinCodexDialogTest, ALoginMenuHearsNoAnswer) {
+    AgentTerminal& agent = start({"STANDIN_CODEX=login"});
+    EXPECT_TRUE(agent.sees("› 1. Sign in with an account"));
+    agent.type("\r");
+    EXPECT_TRUE(agent.sees("› 1. Sign in with an account"));
+    EXPECT_THAT(agent.output(), Not(HasSubstr("Type a goal")));
+}
+
+TEST_F(StandinCodexDialogTest, ThePausedGoalOfAResumedConversationIsAskedAboutBeforeItsComposer) {
+    startAtPrompt({"STANDIN_CODEX=approval"});
+    submit(fixGoal(names()));
+    EXPECT_TRUE(terminal->sees("› 1. Yes, proceed"));
+    terminal->signal(SIGTERM);
+    terminal->exitCode();
+    AgentTerminal& agent =
+        start({"STANDIN_CODEX=resume-question"}, {"resume", awaitState("SELECT id FROM threads")});
+    EXPECT_TRUE(agent.sees("Resume paused goal?"));
+    EXPECT_TRUE(agent.sees("2. Leave paused"));
+    EXPECT_THAT(agent.output(), Not(HasSubstr("Type a goal")));
+    agent.type("2");
+    EXPECT_TRUE(agent.sees("Type a goal"));
+    EXPECT_EQ(awaitState("SELECT status FROM thread_goals WHERE status != 'active'"), "paused");
+}
+
 }  // namespace
 }  // namespace quernlight::standin::test

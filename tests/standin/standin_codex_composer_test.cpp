@@ -7,36 +7,22 @@ namespace {
 
 class StandinCodexComposerTest : public testing::Test {
   protected:
-    std::optional<std::string> type(const std::string& bytes) { return composer.take({.bytes = bytes}); }
-    std::optional<std::string> typeLate(const std::string& bytes) {
-        return composer.take({.bytes = bytes, .late = true});
-    }
+    std::optional<std::string> type(const std::string& bytes) { return composer.take(bytes); }
 
     Composer composer;
 };
 
-TEST_F(StandinCodexComposerTest, ReturnsInsideAPasteBelongToItsTextAndALoneOneSubmits) {
-    EXPECT_EQ(type("one\rtwo\r"), std::nullopt);
-    EXPECT_EQ(type("\r"), "one\ntwo\n");
+TEST_F(StandinCodexComposerTest, ABurstIsSubmittedInPartAtItsFirstReturn) {
+    EXPECT_EQ(type("/goal\r1. First\r2. Second\r"), "/goal");
+    EXPECT_EQ(composer.draft(), "1. First\n2. Second\n");
+    EXPECT_EQ(type("\r"), "1. First\n2. Second\n");
     EXPECT_EQ(composer.draft(), "");
 }
 
-TEST_F(StandinCodexComposerTest, APasteThatArrivesInPiecesIsOneText) {
-    EXPECT_EQ(type("/goal\r1. Fi"), std::nullopt);
-    EXPECT_EQ(type("rst\r"), std::nullopt);
-    EXPECT_EQ(type("\r"), "/goal\n1. First\n");
-}
-
-TEST_F(StandinCodexComposerTest, APasteAndItsEnterInOneBurstWaitForAnotherEnter) {
-    EXPECT_EQ(type("one\r\r"), std::nullopt);
-}
-
-TEST_F(StandinCodexComposerTest, ABurstThatWasReadLateHidesAPauseBeforeItsLastEnter) {
-    EXPECT_EQ(typeLate("one\rtwo\r\r"), "one\ntwo\n");
-}
-
-TEST_F(StandinCodexComposerTest, ALateBurstThatEndsInOneReturnStillWaits) {
-    EXPECT_EQ(typeLate("one\rtwo\r"), std::nullopt);
+TEST_F(StandinCodexComposerTest, ABurstAndItsEnterAreOneTextThatWaits) {
+    EXPECT_EQ(type("one"), std::nullopt);
+    EXPECT_EQ(type("two\r"), std::nullopt);
+    EXPECT_EQ(type("\r"), "onetwo\n");
 }
 
 TEST_F(StandinCodexComposerTest, ExitWithItsEnterInOneBurstDoesNotSubmit) {
@@ -53,9 +39,15 @@ TEST_F(StandinCodexComposerTest, BracketedPastesAreShownAsTheyAreAndNeverSubmit)
     EXPECT_EQ(composer.shown(), "");
 }
 
-TEST_F(StandinCodexComposerTest, ABurstOfKeysIsShownAsAMark) {
-    type("/goal one\rtwo");
-    EXPECT_EQ(composer.shown(), "[Pasted Content 13 chars]");
+TEST_F(StandinCodexComposerTest, EnterRightBehindAPasteSubmits) {
+    EXPECT_EQ(type("\x1b[200~one\rtwo\x1b[201~\r"), "one\ntwo");
+}
+
+TEST_F(StandinCodexComposerTest, ALongBurstOrPasteIsShownAsAMark) {
+    type(std::string(61, 'a'));
+    type("\x1b[200~" + std::string(600, 'b'));
+    type(std::string(401, 'b') + "\x1b[201~");
+    EXPECT_EQ(composer.shown(), "[Pasted Content 61 chars][Pasted Content 1001 chars]");
 }
 
 TEST_F(StandinCodexComposerTest, ExitTypedKeyByKeySubmitsAtItsEnter) {

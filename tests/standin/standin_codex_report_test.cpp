@@ -82,6 +82,7 @@ TEST(StandinCodexReportTest, ResumeTakesTheFirstWordBehindItAndUnknownOptionsAre
     EXPECT_TRUE(parseCommandLine({"--version"}).showVersion);
     EXPECT_TRUE(parseCommandLine({"-c", "a=b", "features", "list"}).listFeatures);
     EXPECT_TRUE(parseCommandLine({"login", "status"}).showLogin);
+    EXPECT_FALSE(parseCommandLine({"--no-alt-screen"}).alternateScreen);
 }
 
 TEST(StandinCodexReportTest, AToolServerIsTakenFromTheConfigurationOnTheCommandLine) {
@@ -92,6 +93,14 @@ TEST(StandinCodexReportTest, AToolServerIsTakenFromTheConfigurationOnTheCommandL
     EXPECT_EQ(given.toolServer, (std::vector<std::string>{"/opt/a b", "mcp", "--home", "/h\\\"\u00e9"}));
     EXPECT_EQ(given.resumeID, "abc");
     EXPECT_TRUE(parseCommandLine({"-c", "mcp_servers.other.command=\"x\""}).toolServer.empty());
+}
+
+TEST(StandinCodexCommandLineTest, AFolderIsTrustedWhereATableOfProjectsSaysSo) {
+    const std::string projects = R"({"/a"={trust_level="trusted"}, '/b'={trust_level='untrusted'}})";
+    EXPECT_TRUE(trusts(projects, "/a"));
+    EXPECT_FALSE(trusts(projects, "/b"));
+    EXPECT_FALSE(trusts(projects, "/"));
+    EXPECT_FALSE(trusts("", "/a"));
 }
 
 TEST(StandinCodexReportTest, WhatIsNoTomlTextIsToldApart) {
