@@ -4,7 +4,22 @@
 #include <string>
 #include <system_error>
 
+#include <unistd.h>
+
 namespace quernlight::host {
+namespace {
+
+bool isWithin(const std::filesystem::path& path, const std::string& place) {
+    return path == place || path.string().starts_with(place + "/");
+}
+
+bool writesWithin(pid_t pid, const std::string& place) {
+    return pid != getpid() && std::ranges::any_of(filesOpenForWriting(pid), [&place](const auto& file) {
+               return isWithin(file, place);
+           });
+}
+
+}  // namespace
 
 std::optional<ProcessEntry> processIn(const std::filesystem::path& directory,
                                       const std::vector<ProcessEntry>& table) {
@@ -13,9 +28,8 @@ std::optional<ProcessEntry> processIn(const std::filesystem::path& directory,
     if (error) {
         return std::nullopt;
     }
-    const auto found = std::find_if(table.begin(), table.end(), [&](const ProcessEntry& process) {
-        const std::string cwd = workingDirectoryOf(process.pid).string();
-        return cwd == place || cwd.starts_with(place + "/");
+    const auto found = std::ranges::find_if(table, [&](const ProcessEntry& process) {
+        return isWithin(workingDirectoryOf(process.pid), place) || writesWithin(process.pid, place);
     });
     return found == table.end() ? std::nullopt : std::optional(*found);
 }

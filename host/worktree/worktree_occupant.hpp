@@ -8,8 +8,8 @@
 
 namespace quernlight::host {
 
-/// A process that works in the directory or below it, whoever has started it. Nothing when none can be seen,
-/// or the directory is gone.
+/// A process that works in the directory or below it, or has a file there open for writing, whoever has
+/// started it. Nothing when none can be seen, or the directory is gone.
 std::optional<ProcessEntry> processIn(const std::filesystem::path& directory,
                                       const std::vector<ProcessEntry>& table);
 

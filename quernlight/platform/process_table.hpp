@@ -47,6 +47,10 @@ bool startedWith(pid_t pid, std::string_view assignment);
 /// user.
 std::filesystem::path workingDirectoryOf(pid_t pid);
 
+/// The files that the process has open for writing, links resolved; none when it has ended or the system does
+/// not tell this user.
+std::vector<std::filesystem::path> filesOpenForWriting(pid_t pid);
+
 /// Sends a signal to that very process, and to no later one of its pid. False when it is gone, or the system
 /// refuses; true for a zombie, which takes no notice.
 bool signalProcess(const ProcessEntry& process, int signal);

@@ -9,6 +9,7 @@
 #include <thread>
 #include <utility>
 
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -25,6 +26,19 @@ std::string contentOf(const std::string& file) {
     std::ostringstream content;
     content << std::ifstream(file, std::ios::binary).rdbuf();
     return std::move(content).str();
+}
+
+/// What proc(5) tells of a descriptor: "flags:\t0100002" among other lines, in octal.
+bool isOpenForWriting(std::string_view description) {
+    constexpr std::string_view flags = "flags:\t";
+    const std::size_t found = description.find(flags);
+    if (found == description.npos) {
+        return false;
+    }
+    const std::string_view digits = description.substr(found + flags.size());
+    unsigned opened = 0;
+    std::from_chars(digits.data(), digits.data() + digits.size(), opened, 8);
+    return (opened & O_ACCMODE) != O_RDONLY;
 }
 
 std::string procFile(pid_t pid, const char* name) {
@@ -124,6 +138,21 @@ std::vector<std::string> startingEnvironmentOf(pid_t pid) {
 std::filesystem::path workingDirectoryOf(pid_t pid) {
     std::error_code error;
     return std::filesystem::read_symlink(procFile(pid, "cwd"), error);
+}
+
+std::vector<std::filesystem::path> filesOpenForWriting(pid_t pid) {
+    std::vector<std::filesystem::path> files;
+    std::error_code none;
+    for (std::filesystem::directory_iterator entry(procFile(pid, "fd"), none), end; !none && entry != end;
+         entry.increment(none)) {
+        std::error_code gone;
+        std::filesystem::path file = std::filesystem::read_symlink(entry->path(), gone);
+        const std::string number = entry->path().filename().string();
+        if (file.is_absolute() && isOpenForWriting(contentOf(procFile(pid, ("fdinfo/" + number).c_str())))) {
+            files.push_back(std::move(file));
+        }
+    }
+    return files;
 }
 
 /// The descriptor holds the process, so between looking at its start time and the signal it cannot become

@@ -8,6 +8,7 @@
 
 #include <libproc.h>
 #include <mach-o/dyld.h>
+#include <sys/fcntl.h>
 #include <sys/proc_info.h>
 #include <sys/sysctl.h>
 #include <sys/wait.h>
@@ -100,6 +101,28 @@ std::filesystem::path workingDirectoryOf(pid_t pid) {
     proc_vnodepathinfo info{};
     const int size = proc_pidinfo(pid, PROC_PIDVNODEPATHINFO, 0, &info, sizeof info);
     return size == static_cast<int>(sizeof info) ? info.pvi_cdir.vip_path : "";
+}
+
+std::vector<std::filesystem::path> filesOpenForWriting(pid_t pid) {
+    const int size = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, nullptr, 0);
+    std::vector<proc_fdinfo> descriptors(static_cast<std::size_t>(std::max(size, 0)) / sizeof(proc_fdinfo) +
+                                         16);
+    const int filled = proc_pidinfo(pid, PROC_PIDLISTFDS, 0, descriptors.data(),
+                                    static_cast<int>(descriptors.size() * sizeof(proc_fdinfo)));
+    descriptors.resize(static_cast<std::size_t>(std::max(filled, 0)) / sizeof(proc_fdinfo));
+    std::vector<std::filesystem::path> files;
+    for (const proc_fdinfo& descriptor : descriptors) {
+        vnode_fdinfowithpath file{};
+        if (descriptor.proc_fdtype != PROX_FDTYPE_VNODE ||
+            proc_pidfdinfo(pid, descriptor.proc_fd, PROC_PIDFDVNODEPATHINFO, &file, sizeof file) !=
+                static_cast<int>(sizeof file)) {
+            continue;
+        }
+        if ((file.pfi.fi_openflags & FWRITE) != 0) {
+            files.emplace_back(file.pvip.vip_path);
+        }
+    }
+    return files;
 }
 
 /// There is no descriptor for a process here; what can change between the look and the signal is a matter of

@@ -160,6 +160,21 @@ TEST(ProcessTableTest, AProcessWorksWhereItWentAndAnEndedOneNowhere) {
     EXPECT_EQ(workingDirectoryOf(-1), "");
 }
 
+TEST(ProcessTableTest, FilesThatAProcessHasOpenForWritingAreSeen) {
+    const test::TemporaryDirectory directory;
+    const std::filesystem::path place = std::filesystem::canonical(directory.path());
+    const std::string in = place.string() + "/";
+    const Child child("cd /; echo read >" + in + "read; exec 3>" + in + "written 4<" + in + "read 5>>" + in +
+                      "appended; exec sleep 60");
+    EXPECT_TRUE(test::eventually([&] {
+        auto files = filesOpenForWriting(child.pid());
+        std::erase_if(files, [&](const auto& file) { return file.parent_path() != place; });
+        std::ranges::sort(files);
+        return files == std::vector<std::filesystem::path>{place / "appended", place / "written"};
+    }));
+    EXPECT_TRUE(filesOpenForWriting(-1).empty());
+}
+
 TEST(ProcessTableTest, ASignalReachesThatProcess) {
     const Child child(sleeping);
     EXPECT_TRUE(signalProcess(child.entry(), SIGTERM));

@@ -16,6 +16,7 @@ namespace {
 
 using quernlight::test::readFile;
 using quernlight::test::writeFile;
+using testing::_;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -229,6 +230,21 @@ TEST_F(RetirementTest, AMergedBugsWorktreeStaysWhileAProcessWorksInItAndThatIsSa
     run(retirement.retireMerged());
     EXPECT_FALSE(run(store.items.item(item)));
     EXPECT_THAT(published.alerts, IsEmpty());
+}
+
+TEST_F(RetirementTest, AProcessElsewhereThatHasAFileOpenForWritingInTheWorktreeKeepsIt) {
+    const Uuid item = merged("3f2a9c1d");
+    const std::filesystem::path file = root / "Shop-3f2a9c1d/written";
+    const pid_t pid =
+        spawnProcess({.executable = "/bin/sh",
+                      .arguments = {"sh", "-c", "exec 3>'" + file.string() + "'; exec sleep 6000"},
+                      .workingDirectory = "/"});
+    ASSERT_TRUE(quernlight::test::eventually([&] { return std::filesystem::exists(file); }));
+    run(retirement.retireMerged());
+    EXPECT_THAT(published.alerts, ElementsAre(Pair(_, HasSubstr("process " + std::to_string(pid) + " ("))));
+    EXPECT_EQ(status(item), QueueItemStatus::completed);
+    kill(pid, SIGKILL);
+    waitpid(pid, nullptr, 0);
 }
 
 TEST_F(RetirementTest, NothingIsReapedWhileTheHomeIsNotInItsPlace) {
