@@ -1,7 +1,10 @@
 #include <array>
+#include <csignal>
 
 #include <gmock/gmock.h>
 
+#include "host/events/history_look.hpp"
+#include "quernlight/platform/identifiers.hpp"
 #include "quernlight/storage/connection.hpp"
 #include "tests/host/dispatch_fixture.hpp"
 
@@ -31,6 +34,20 @@ class OutsideCausesTest : public test::DispatchFixture {
         test::writeFile(agent, "#!/no/such/interpreter\n");
         std::filesystem::permissions(agent, std::filesystem::perms::owner_all);
         environment["PATH"] = agent.parent_path().string() + ":/usr/bin:/bin";
+    }
+    /// By an agent that has worked on the first bug.
+    void limitIsStored() {
+        Connection queue(queueFile(), Connection::Access::readWrite, std::chrono::seconds(5));
+        const Instant now = currentInstant();
+        queue.execute("UPDATE queue_items SET codex_session_id = ? WHERE bug_id = '11111111'",
+                      {SQLValue::text(upperCaseText(randomUuid()))});
+        queue.execute(
+            "INSERT INTO queue_events (id, queue_item_id, kind, message, metadata_json, created_at)"
+            " SELECT ?, id, 'agentBlocked', 'Limited for hours.', ?, ? FROM queue_items"
+            " WHERE bug_id = '11111111'",
+            {SQLValue::text(upperCaseText(randomUuid())),
+             SQLValue::text(host::limitMetadata(now + std::chrono::hours(4))),
+             SQLValue::text(formatInstant(now))});
     }
     void takeRemoteAway() { std::filesystem::rename(repository.bare(), repository.scratch("away")); }
     void bringRemoteBack() { std::filesystem::rename(repository.scratch("away"), repository.bare()); }
@@ -122,6 +139,22 @@ TEST_F(OutsideCausesTest, AnAgentThatStillCannotBeRunIsTriedAfterALongerPause) {
     EXPECT_TRUE(program->says("No bug is started for the next 10 s")) << program->output();
     EXPECT_THAT(program->output(), Not(HasSubstr("Bugs can be started again.")));
     EXPECT_THAT(program->output(), Not(HasSubstr("  failed: ")));
+}
+
+/// Without the remote no bug is worked on, so that nothing but the person's word ends the limit.
+TEST_F(OutsideCausesTest, ALimitThatAnEarlierRunHasMetHoldsUntilAPersonSaysOtherwise) {
+    takeRemoteAway();
+    runOnce();
+    limitIsStored();
+    auto program = start(runWith());
+    ASSERT_TRUE(program->says("unpause): Limited for hours.")) << program->output();
+    EXPECT_EQ(dispatch({"unpause", "--home", home()}).exitCode, 0);
+    EXPECT_TRUE(program->says("is started for the next 5 s")) << program->output();
+    program->signal(SIGINT);
+    program->exitCode();
+    program = start(runWith());
+    EXPECT_TRUE(program->says("is started for the next 5 s")) << program->output();
+    EXPECT_THAT(program->output(), Not(HasSubstr("Limited")));
 }
 
 TEST_F(OutsideCausesTest, AQueuedBugWhoseMappingIsGoneWaitsForANewOne) {
