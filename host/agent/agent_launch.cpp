@@ -8,6 +8,7 @@
 
 #include <toml++/toml.h>
 
+#include "host/process/file_content.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 #include "quernlight/platform/identifiers.hpp"
 #include "quernlight/platform/text.hpp"
@@ -160,7 +161,8 @@ std::string givenProfile(const std::string& profile) {
 /// Whether the file, or the profile's table in it, names a tool server like ours.
 bool namesToolServer(const fs::path& file, const std::string& profile) {
     try {
-        const toml::table table = toml::parse_file(file.string());
+        const toml::table table =
+            toml::parse(fileContent(file, largestConfiguration, LastLink::followed).value_or(""));
         return table["mcp_servers"][toolServerName].is_table() ||
                table["profiles"][profile]["mcp_servers"][toolServerName].is_table();
     } catch (const toml::parse_error&) {

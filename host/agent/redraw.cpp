@@ -26,10 +26,11 @@ RedrawStep Redraw::next(const RedrawSight& seen, TimePoint now) {
 
 /// In a flood the end of it is waited for.
 RedrawStep Redraw::begin(const RedrawSight& seen, TimePoint now) {
-    if (!seen.lacksOutput || seen.skipped != skipped_) {
+    const bool wasRefused =
+        stage_ == Stage::refused && seen.skipped == skipped_ && now - since_ < times_.again;
+    if (!seen.lacksOutput || seen.skipped != skipped_ || (stage_ == Stage::refused && !wasRefused)) {
         tries_ = 0;
     }
-    const bool wasRefused = stage_ == Stage::refused && seen.skipped == skipped_;
     isWanted_ = seen.lacksOutput && !wasRefused;
     if (!isWanted_ || !seen.isAllDrawn) {
         return RedrawStep::wait;

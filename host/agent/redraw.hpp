@@ -18,6 +18,7 @@ struct RedrawTimes {
     std::chrono::milliseconds quiet{1000};     ///< and its own size, if it did not erase the screen
     std::chrono::milliseconds patience{3000};  ///< for each size
     int tries = 3;
+    std::chrono::milliseconds again{60000};  ///< after a refusal: what worked then may rest now
 };
 
 enum class RedrawStep {
@@ -25,7 +26,7 @@ enum class RedrawStep {
     giveOtherSize,  ///< the terminal gets another row
     giveOwnSize,
     isDrawn,   ///< the screen is whole, though it was not erased
-    isRefused  ///< it does not draw anew; it is not asked again until more output is left out
+    isRefused  ///< it does not draw anew; it is asked again a minute later, or when more output is left out
 };
 
 /// Has an agent draw its screen anew after output was left out of it: programs do when their terminal's size

@@ -9,6 +9,7 @@
 
 #include "host/agent/agent_environment.hpp"
 #include "host/agent/agent_launch.hpp"
+#include "host/process/file_content.hpp"
 #include "host/tools/tool_access.hpp"
 #include "quernlight/dispatch/codex_session_resolver.hpp"
 
@@ -34,7 +35,8 @@ Task<AgentAnswer> askAgent(const Examined& examined, std::vector<std::string> wo
 
 toml::table configurationOf(const Examined& examined) {
     try {
-        return toml::parse_file((agentHome(examined) / "config.toml").string());
+        const std::filesystem::path file = agentHome(examined) / "config.toml";
+        return toml::parse(fileContent(file, largestConfiguration, LastLink::followed).value_or(""));
     } catch (const toml::parse_error&) {
         return {};  // there is none, or the agent will say what is wrong with it
     }

@@ -43,9 +43,10 @@ bool namesStatus(std::string_view text) {
 
 /// A number beside such a word is no count of something else.
 bool saysFailure(std::string_view notice) {
-    return holdsAnyOf(notice, {"unauthorized", "network"}) ||
-           (holdsAnyOf(notice, {"status", "http", "error", "code", "server", "request"}) &&
-            namesStatus(notice));
+    const bool isCutOff = holdsAnyOf(notice, {"network"}) &&
+                          holdsAnyOf(notice, {"error", "unreachable", "connect", "failed", "lost"});
+    return isCutOff || holdsAnyOf(notice, {"unauthorized"}) ||
+           (holdsAnyOf(notice, {"status", "http", "error"}) && namesStatus(notice));
 }
 
 /// Behind its mark; nothing when it has none.
@@ -67,7 +68,8 @@ std::optional<std::string> modelFailure(const ScreenPicture& picture) {
     }
     std::string below;
     for (; row >= 0 && !lineAt(row).empty(); --row) {
-        if (const auto first = unmarked(lineAt(row))) {
+        // What stands further to the right is of the model's words, or of a command's output.
+        if (const auto first = unmarked(picture.lines[static_cast<std::size_t>(row)])) {
             std::string notice = std::string(*first) + below;
             return saysFailure(notice) ? std::optional(std::move(notice)) : std::nullopt;
         }

@@ -72,7 +72,7 @@ void ScreenModel::skip(std::uint64_t bytes) {
     lastPrinted_ = 0;
     bytes_ += bytes;
     skipped_ += bytes;
-    lacksOutput_ = {{false, true}, {true, true}};
+    lacksOutput_ = {false, true};
 }
 
 ScreenPicture ScreenModel::picture() const {
@@ -310,6 +310,7 @@ void ScreenModel::showAlternate(bool isOn) {
     const int row = grid().cursorRow(), column = grid().cursorColumn();
     isAlternate_ = isOn;
     alternate_.clear();
+    lacksOutput_.erase(true);
     alternate_.setRegion(0, alternate_.rows() - 1);
     grid().moveTo(row, column);
 }

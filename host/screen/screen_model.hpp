@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -95,7 +96,7 @@ class ScreenModel final : private TerminalActions {
     std::string answers_;
     std::string unfinished_;  // what was written of a piece that has not ended
     std::uint64_t bytes_ = 0, skipped_ = 0;
-    std::map<bool, bool> lacksOutput_;  // each screen, see ScreenPicture
+    std::set<bool> lacksOutput_;  // the screens, by whether it is the alternate one, see ScreenPicture
 };
 
 }  // namespace quernlight::host

@@ -37,12 +37,15 @@ Task<LineReader::Line> LineReader::next() {
     Line line;
     std::array<char, 64 * 1024> chunk{};
     while (!takeLine(line)) {
+        if (isStopped_) {
+            co_return Line{};
+        }
         if (hasEnded_) {
             const bool isRest = !buffer_.empty() && !isSkipping_;
             co_return Line{isRest ? Kind::line : Kind::end, std::exchange(buffer_, {})};
         }
         const auto [error, size] = co_await input_.stream().async_read_some(asio::buffer(chunk), quietly);
-        hasEnded_ = hasEnded_ || error;
+        hasEnded_ = static_cast<bool>(error);
         buffer_.append(chunk.data(), size);
     }
     co_return line;

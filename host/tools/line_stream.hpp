@@ -44,7 +44,7 @@ class LineReader {
 
     /// Whoever waits for a line is told that there is none, also when a part of one is just being taken.
     void stop() {
-        hasEnded_ = true;
+        isStopped_ = true;
         input_.stream().cancel();
     }
 
@@ -58,6 +58,7 @@ class LineReader {
     std::size_t searched_ = 0;  // of the buffer, without a line's end in it
     bool isSkipping_ = false;   // the rest of a line that is too long
     bool hasEnded_ = false;
+    bool isStopped_ = false;
 };
 
 class LineWriter {

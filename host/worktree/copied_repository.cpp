@@ -2,58 +2,62 @@
 
 #include <algorithm>
 #include <array>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 
+#include "host/process/file_content.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
 namespace fs = std::filesystem;
 namespace {
 
+/// Of a file that somebody else may have made; empty for what is none.
 std::string contentOf(const fs::path& file) {
-    std::ostringstream content;
-    content << std::ifstream(file, std::ios::binary).rdbuf();
-    return content.str();
+    constexpr std::size_t largest = std::size_t{64} << 20U;
+    return fileContent(file, largest, LastLink::refused).value_or("");
 }
 
 constexpr std::string_view looseTag =
     "loose refs/tags/";  // one that may have been made here; a clone packs its own
-constexpr std::array<std::string_view, 6> moves{"clone:", "checkout:", "fetch", "pull", "reset:", "branch:"};
+constexpr std::array<std::string_view, 5> moves{"clone:", "checkout:", "fetch", "reset:", "branch:"};
 
-/// The commits that were made here, by what the repository has noted of its HEAD: "OLD NEW WHO TIME
-/// ZONE\tWHAT" a line, gitformat-reflog in git-reflog(1). What was cloned, fetched or gone back to was there
-/// before.
-std::set<std::string> madeHere(const std::string& log) {
-    std::set<std::string> commits;
-    for (const std::string_view line : linesOf(log)) {
-        const std::size_t tab = line.find('\t'), first = line.find(' ');
-        if (tab == line.npos || first == line.npos || first > tab) {
-            continue;
-        }
-        const std::string_view what = line.substr(tab + 1);
-        const bool isMove =
-            std::ranges::any_of(moves, [what](std::string_view move) { return what.starts_with(move); });
-        if (!isMove) {
-            commits.emplace(line.substr(first + 1, line.find(' ', first + 1) - first - 1));
-        }
-    }
-    return commits;
+/// Whether HEAD was only set to a commit that was there before: "pull" may merge or rebase, too.
+bool isMove(std::string_view what) {
+    return std::ranges::any_of(moves, [what](std::string_view move) { return what.starts_with(move); }) ||
+           (what.starts_with("pull") &&
+            (what.ends_with("Fast-forward") || what.find("(start)") != what.npos));
 }
 
-/// What each reference names; of one that only names another one nothing. A tag's commit stands under no name
-/// behind it, "^" before it.
+/// What a repository has noted of its HEAD, git-reflog(1): "OLD NEW WHO TIME ZONE<tab>WHAT" a line.
+struct HeadLog {
+    bool isThere = false;
+    std::set<std::string> madeHere{};  // commits
+};
+
+HeadLog headLog(const std::string& content) {
+    HeadLog log{.isThere = !content.empty()};
+    for (const std::string_view line : linesOf(content)) {
+        const std::size_t tab = line.find('\t'), first = line.find(' ');
+        const bool isEntry = first < tab && tab != line.npos;
+        if (isEntry && !isMove(trimmed(line.substr(tab + 1)))) {
+            log.madeHere.emplace(line.substr(first + 1, line.find(' ', first + 1) - first - 1));
+        }
+    }
+    return log;
+}
+
+/// What each reference names; of one that only names another one nothing, of a tag that git has packed its
+/// commit.
 class References {
   public:
-    explicit References(const fs::path& directory) : madeHere_(madeHere(contentOf(directory / "logs/HEAD"))) {
-        // A bare one that knows a remote has that one's branches.
+    explicit References(const fs::path& directory)
+        : log_(headLog(contentOf(directory / "logs/HEAD"))), fetched_(contentOf(directory / "FETCH_HEAD")) {
         const std::string settings = contentOf(directory / "config");
-        isMirror_ = settings.find("bare = true") != std::string::npos &&
-                    settings.find("[remote \"") != std::string::npos;
+        const bool isBare = settings.find("bare = true") != std::string::npos;
+        const bool knowsRemote = settings.find("[remote \"") != std::string::npos;
+        isMirror_ = directory.filename() != ".git" && isBare && knowsRemote;
         readPacked(contentOf(directory / "packed-refs"));
         readLoose(directory);
         add("HEAD", contentOf(directory / "HEAD"));
@@ -61,7 +65,6 @@ class References {
 
     bool areAllFromElsewhere() const {
         std::set<std::string> known;
-        std::ranges::set_difference(tagged_, madeHere_, std::inserter(known, known.end()));
         for (const auto& [name, commit] : named_) {
             if (isFromElsewhere(name, commit)) {
                 known.insert(commit);
@@ -73,10 +76,17 @@ class References {
     }
 
   private:
+    /// A clone has packed its remote's branches and tags; a HEAD that was only ever moved names a commit that
+    /// was there.
     bool isFromElsewhere(std::string_view name, const std::string& commit) const {
-        return name.starts_with("refs/remotes/") || (isMirror_ && name.starts_with("refs/heads/")) ||
-               (name.starts_with("refs/tags/") && !madeHere_.contains(commit));
+        const bool isMoved = log_.isThere && !log_.madeHere.contains(commit);
+        return name.starts_with("refs/remotes/") ||
+               (name.starts_with("refs/tags/") && (isMoved || isMirror_)) ||
+               (name == "HEAD" && log_.isThere && log_.madeHere.empty()) ||
+               (name.starts_with("refs/heads/") && isMirror_ &&
+                (packed_.contains(commit) || fetched_.find(commit) != std::string::npos));
     }
+
     void add(const std::string& name, std::string_view content) {
         const std::string_view commit = trimmed(content);
         if (!commit.empty() && !commit.starts_with("ref:")) {
@@ -84,12 +94,15 @@ class References {
         }
     }
     void readPacked(const std::string& content) {
+        std::string name;
         for (const std::string_view line : linesOf(content)) {
             const std::size_t blank = line.find(' ');
             if (line.starts_with('^')) {
-                tagged_.emplace(trimmed(line.substr(1)));
+                add(name, line.substr(1));
             } else if (!line.starts_with('#') && blank != line.npos) {
-                add(std::string(trimmed(line.substr(blank))), line.substr(0, blank));
+                name = trimmed(line.substr(blank));
+                add(name, line.substr(0, blank));
+                packed_.emplace(line.substr(0, blank));
             }
         }
     }
@@ -105,17 +118,19 @@ class References {
         }
     }
 
-    const std::set<std::string> madeHere_;
+    const HeadLog log_;
+    const std::string fetched_;
     bool isMirror_ = false;
+    std::set<std::string> packed_;
     std::map<std::string, std::string> named_;
-    std::set<std::string> tagged_;
 };
 
 }  // namespace
 
 bool isRepository(const fs::path& directory) {
     std::error_code none;
-    return fs::is_regular_file(fs::symlink_status(directory / "HEAD", none)) &&
+    return fs::is_directory(fs::symlink_status(directory, none)) &&
+           fs::is_regular_file(fs::symlink_status(directory / "HEAD", none)) &&
            fs::is_directory(fs::symlink_status(directory / "objects", none)) &&
            fs::is_directory(fs::symlink_status(directory / "refs", none));
 }
@@ -127,7 +142,9 @@ bool isCopiedRepository(const fs::path& dotGit) {
     }
     const bool isReadable = fs::is_regular_file(fs::symlink_status(dotGit / "HEAD", none)) &&
                             fs::directory_iterator(dotGit / "refs", none) != fs::directory_iterator();
-    return isReadable && !fs::exists(dotGit / "reftable", none) && References(dotGit).areAllFromElsewhere();
+    const bool hasWorktrees = fs::exists(dotGit / "worktrees", none);  // with commits and logs of their own
+    return isReadable && !hasWorktrees && !fs::exists(dotGit / "reftable", none) &&
+           References(dotGit).areAllFromElsewhere();
 }
 
 }  // namespace quernlight::host

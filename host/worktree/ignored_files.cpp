@@ -1,5 +1,7 @@
 #include "host/worktree/ignored_files.hpp"
 
+#include <set>
+
 #include "host/text/counted.hpp"
 #include "host/worktree/copied_repository.hpp"
 
@@ -14,17 +16,24 @@ void count(IgnoredFiles& ignored, const fs::directory_entry& entry) {
     ignored.bytes += error ? 0 : size;
 }
 
+void noteRepository(IgnoredFiles& ignored, const fs::path& directory) {
+    ++ignored.repositories;
+    if (!isCopiedRepository(directory)) {
+        ignored.ownRepository =
+            (directory.filename() == ".git" ? directory.parent_path() : directory).string();
+    }
+}
+
 void walk(IgnoredFiles& ignored, const fs::path& directory) {
     std::error_code error;
     for (fs::recursive_directory_iterator entry(directory, error), end; !error && entry != end;
          entry.increment(error)) {
         std::error_code unknown;
-        if (entry->path().filename() == ".git" || isRepository(entry->path())) {
-            ++ignored.repositories;
-            const bool isCopy = isCopiedRepository(entry->path());
-            ignored.ownRepository = isCopy ? ignored.ownRepository : entry->path().parent_path().string();
+        const bool isDirectory = fs::is_directory(entry->symlink_status(unknown));
+        if (entry->path().filename() == ".git" || (isDirectory && isRepository(entry->path()))) {
+            noteRepository(ignored, entry->path());
         }
-        if (!fs::is_directory(entry->symlink_status(unknown))) {
+        if (!isDirectory) {
             count(ignored, *entry);
         }
     }
@@ -35,10 +44,20 @@ void walk(IgnoredFiles& ignored, const fs::path& directory) {
 
 IgnoredFiles ignoredFiles(const fs::path& worktree, const std::vector<std::string>& paths) {
     IgnoredFiles ignored;
+    std::set<fs::path> around;  // git names a directory, or what is in one
     for (const std::string& path : paths) {
         std::error_code unknown;
-        const fs::directory_entry entry(worktree / path, unknown);
-        if (fs::is_directory(entry.symlink_status(unknown))) {
+        const fs::path place = (worktree / path / "").parent_path();
+        const fs::directory_entry entry(place, unknown);
+        const bool isDirectory = fs::is_directory(entry.symlink_status(unknown));
+        for (const fs::path& directory : {isDirectory ? place : fs::path(), place.parent_path()}) {
+            const bool isInside = !directory.empty() && directory != worktree;
+            if (isInside && around.insert(directory).second &&
+                (directory.filename() == ".git" || isRepository(directory))) {
+                noteRepository(ignored, directory);
+            }
+        }
+        if (isDirectory) {
             walk(ignored, entry.path());
         } else {
             count(ignored, entry);

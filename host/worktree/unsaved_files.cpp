@@ -33,7 +33,7 @@ Words pathsOf(const std::vector<IndexEntry>& entries) {
 /// One look; its steps throw WorktreeStays.
 class FileLook {
   public:
-    explicit FileLook(WorktreeGit& git) : git_(git) {}
+    FileLook(WorktreeGit& git, std::string head) : git_(git), head_(std::move(head)) {}
 
     Task<UnsavedFiles> staged() {
         const auto conflicts = conflictsIn(co_await git_.index());
@@ -78,7 +78,7 @@ class FileLook {
     const std::string& branch() const { return git_.worktree().branch; }
 
     Task<std::string> headTree() {
-        Words lookUp{"rev-parse", "--verify", "HEAD^{tree}"};
+        Words lookUp{"rev-parse", "--verify", head_ + "^{tree}"};
         return git_.onSnapshot(std::move(lookUp));
     }
 
@@ -152,19 +152,20 @@ class FileLook {
     }
 
     WorktreeGit& git_;
+    const std::string head_;
     std::string headTree_;
     UnsavedFiles found_;
 };
 
 }  // namespace
 
-Task<UnsavedFiles> findUnsavedFiles(WorktreeGit& git) {
-    FileLook look(git);
+Task<UnsavedFiles> findUnsavedFiles(WorktreeGit& git, std::string head) {
+    FileLook look(git, std::move(head));
     co_return co_await look.all();
 }
 
-Task<UnsavedFiles> findStagedFiles(WorktreeGit& git) {
-    FileLook look(git);
+Task<UnsavedFiles> findStagedFiles(WorktreeGit& git, std::string head) {
+    FileLook look(git, std::move(head));
     co_return co_await look.staged();
 }
 

@@ -25,10 +25,11 @@ struct UnsavedFiles {
 };
 
 /// Finds them. Trees are kept as commits upon each other: the sides of a conflict or what is staged, where no
-/// file has that any more, and the files as they are. Throws WorktreeStays. Borrows `git` until it ends.
-Task<UnsavedFiles> findUnsavedFiles(WorktreeGit& git);
+/// file has that any more, and the files as they are. `head` is the worktree's own commit, as it was when the
+/// look began. Throws WorktreeStays. Borrows `git` until it ends.
+Task<UnsavedFiles> findUnsavedFiles(WorktreeGit& git, std::string head);
 
 /// The same where the worktree's directory is gone: what its index holds.
-Task<UnsavedFiles> findStagedFiles(WorktreeGit& git);
+Task<UnsavedFiles> findStagedFiles(WorktreeGit& git, std::string head);
 
 }  // namespace quernlight::host

@@ -52,7 +52,7 @@ class UnsavedWorkLookup {
         co_await git_.index();  // before a git that would run in inner repositories, by their settings
         refuseUnfinished(git_.worktree(), pointers);
         co_await findIgnored();  // which may take long, so before what is to be true at the end
-        work_.files = co_await findUnsavedFiles(git_);
+        work_.files = co_await findUnsavedFiles(git_, work_.head);
         co_await findCommits(objectNamesIn(pointers.own));
         co_return std::move(work_);
     }
@@ -65,7 +65,7 @@ class UnsavedWorkLookup {
         refuseUnfinished(git_.worktree(), pointers);
         co_await findHead();
         if (fs::exists(pointers.own / "index")) {
-            work_.files = co_await findStagedFiles(git_);
+            work_.files = co_await findStagedFiles(git_, work_.head);
         }
         co_await findCommits(objectNamesIn(pointers.own));
         co_return std::move(work_);

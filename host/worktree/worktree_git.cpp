@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <set>
 
+#include "host/process/file_content.hpp"
 #include "host/worktree/guarded_git.hpp"
 #include "quernlight/platform/file_manager.hpp"
 #include "quernlight/platform/text.hpp"
@@ -15,7 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t mostPaths = 200;  // of one command
+constexpr std::size_t mostPaths = 200;                          // of one command
+constexpr std::size_t longestPointer = std::size_t{64} << 10U;  // bytes
 
 void append(WorktreeGit::Words& words, WorktreeGit::Words more) {
     std::ranges::move(more, std::back_inserter(words));
@@ -68,10 +69,8 @@ WorktreePointers WorktreeGit::registered() const {
     pointers.own.clear();
     std::error_code none;
     for (const auto& entry : fs::directory_iterator(pointers.common / "worktrees", none)) {
-        std::ifstream file(entry.path() / "gitdir");
-        std::string line;
-        std::getline(file, line);
-        if (line == place) {
+        const auto pointer = fileContent(entry.path() / "gitdir", longestPointer, LastLink::refused);
+        if (pointer && trimmed(*pointer) == place) {
             pointers.own = entry.path();
         }
     }

@@ -5,12 +5,8 @@
 #include <set>
 #include <string_view>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
+#include "host/process/file_content.hpp"
 #include "host/text/shell_text.hpp"
-#include "quernlight/platform/file_descriptor.hpp"
 #include "quernlight/platform/text.hpp"
 
 namespace quernlight::host {
@@ -19,21 +15,9 @@ namespace {
 
 constexpr std::string_view linkPrefix = "gitdir: ";
 
-/// What a small file holds; nothing when there is none, or something else.
 std::optional<std::string> contentOf(const fs::path& file) {
     constexpr std::size_t largest = std::size_t{64} << 10U;
-    const FileDescriptor descriptor(open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat found {};
-    if (!descriptor || fstat(descriptor.get(), &found) != 0 || !S_ISREG(found.st_mode)) {
-        return std::nullopt;
-    }
-    std::string content(largest, '\0');
-    const ssize_t size = read(descriptor.get(), content.data(), content.size());
-    if (size < 0 || static_cast<std::size_t>(size) == largest) {
-        return std::nullopt;
-    }
-    content.resize(static_cast<std::size_t>(size));
-    return content;
+    return fileContent(file, largest, LastLink::refused);
 }
 
 bool isThere(const fs::path& path) {

@@ -63,12 +63,15 @@ class Worktree {
         git({"push", "--quiet", "origin", branch_});
         return theirs;
     }
-    void makeRepository(const std::string& directory) const {
-        write(directory + "/inner.txt", "inner\n");
-        gitIn(directory, {"init", "--quiet"});
-        gitIn(directory, {"add", "--all"});
-        gitIn(directory,
-              {"-c", "user.name=A", "-c", "user.email=a@example.org", "commit", "--quiet", "-m", "I"});
+    void makeRepository(const std::string& directory) const { makeRepositoryAt(path_ / directory); }
+    void makeRepositoryAt(const fs::path& place) const {
+        writeFile(place / "inner.txt", "inner\n");
+        gitAt(place, {"init", "--quiet"});
+        gitAt(place, {"add", "--all"});
+        gitAt(place, {"-c", "user.name=A", "-c", "user.email=a@example.org", "commit", "--quiet", "-m", "I"});
+    }
+    std::string gitAt(const fs::path& place, const std::vector<std::string>& arguments) const {
+        return hosted_.git(place, arguments);
     }
     /// The name of a content, which a reference has to reach.
     std::string blob(const std::string& content) const {
@@ -217,6 +220,19 @@ const std::vector<Row>& goingRows() {
              return Objects();
          },
          ""},
+        {"a clone with a submodule that is ignored",
+         [](const Worktree& tree) {
+             const fs::path outer = tree.path().parent_path() / "outer";
+             tree.makeRepositoryAt(outer);
+             tree.gitAt(outer, {"-c", "protocol.file.allow=always", "submodule", "--quiet", "add",
+                                "file://" + (tree.own() / "../..").string(), "part"});
+             tree.gitAt(outer, {"-c", "user.name=A", "-c", "user.email=a@example.org", "commit", "--quiet",
+                                "-m", "With a part"});
+             tree.git({"-c", "protocol.file.allow=always", "clone", "--quiet", "--recursive",
+                       "file://" + outer.string(), tree.path() / "build/outer"});
+             return Objects();
+         },
+         ""},
         {"a clone of a tag alone that is ignored",
          [](const Worktree& tree) {
              tree.git({"tag", "v1", "HEAD"});
@@ -272,6 +288,30 @@ const std::vector<Row>& stayingRows() {
         {"a bare one that is ignored",
          [](const Worktree& tree) {
              tree.git({"init", "--quiet", "--bare", tree.path() / "build/bare.git"});
+             tree.git({"push", "--quiet", tree.path() / "build/bare.git", "HEAD:refs/heads/kept"});
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
+        {"a bare one that git names as ignored itself",
+         [](const Worktree& tree) {
+             tree.write(".gitignore", "build/\nkept.git/\n");
+             tree.git({"init", "--quiet", "--bare", tree.path() / "kept.git"});
+             tree.git({"push", "--quiet", tree.path() / "kept.git", "HEAD:refs/heads/kept"});
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
+        {"a bare one all of whose parts are ignored",
+         [](const Worktree& tree) {
+             tree.write(".gitignore", "build/\nkept.git/*\n");
+             tree.git({"init", "--quiet", "--bare", tree.path() / "kept.git"});
+             tree.git({"push", "--quiet", tree.path() / "kept.git", "HEAD:refs/heads/kept"});
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
+        {"a bare clone into which somebody has pushed",
+         [](const Worktree& tree) {
+             tree.git({"clone", "--quiet", "--bare", tree.own() / "../..", tree.path() / "build/bare.git"});
+             tree.commit("Pushed");
              tree.git({"push", "--quiet", tree.path() / "build/bare.git", "HEAD:refs/heads/kept"});
              return Objects();
          },
