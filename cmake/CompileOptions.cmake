@@ -31,11 +31,19 @@ function(add_compile_options_target target sanitizers)
       target_link_options(${target} INTERFACE -no-pie)
     endif()
   endif()
-  if(QUERNLIGHT_COVERAGE)
-    target_compile_options(${target} INTERFACE --coverage -fprofile-update=atomic)
-    target_link_options(${target} INTERFACE --coverage)
+  if(QUERNLIGHT_COVERAGE) # of tests, too: the linker takes theirs of what stands in a header
+    target_compile_options(${target} INTERFACE
+      ${QUERNLIGHT_COVERAGE_FLAG} -fcoverage-mapping -fprofile-update=atomic)
+    target_link_options(${target} INTERFACE ${QUERNLIGHT_COVERAGE_FLAG})
   endif()
 endfunction()
 
+# Clang's counting. The file's name is compiled in, for processes that tests start have an environment of their own; those
+# of one program add to one file.
+set(QUERNLIGHT_COVERAGE_FLAG "")
+if(QUERNLIGHT_COVERAGE)
+  set(QUERNLIGHT_COVERAGE_FLAG -fprofile-instr-generate=${CMAKE_BINARY_DIR}/profiles/%4m.profraw)
+endif()
 add_compile_options_target(quernlight_compile_options "${QUERNLIGHT_SANITIZERS}")
 add_compile_options_target(test_compile_options "${QUERNLIGHT_TEST_SANITIZERS}")
+
