@@ -70,6 +70,14 @@ class Worktree {
         gitAt(place, {"add", "--all"});
         gitAt(place, {"-c", "user.name=A", "-c", "user.email=a@example.org", "commit", "--quiet", "-m", "I"});
     }
+    /// With the worktree's commit on a branch.
+    void makeBare(const std::string& directory) const {
+        git({"init", "--quiet", "--bare", path_ / directory});
+        pushTo(directory);
+    }
+    void pushTo(const std::string& directory) const {
+        git({"push", "--quiet", path_ / directory, "HEAD:refs/heads/kept"});
+    }
     std::string gitAt(const fs::path& place, const std::vector<std::string>& arguments) const {
         return hosted_.git(place, arguments);
     }
@@ -287,24 +295,21 @@ const std::vector<Row>& stayingRows() {
          "git ignores there a repository with commits of its own, ", false},
         {"a bare one that is ignored",
          [](const Worktree& tree) {
-             tree.git({"init", "--quiet", "--bare", tree.path() / "build/bare.git"});
-             tree.git({"push", "--quiet", tree.path() / "build/bare.git", "HEAD:refs/heads/kept"});
+             tree.makeBare("build/bare.git");
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
         {"a bare one that git names as ignored itself",
          [](const Worktree& tree) {
              tree.write(".gitignore", "build/\nkept.git/\n");
-             tree.git({"init", "--quiet", "--bare", tree.path() / "kept.git"});
-             tree.git({"push", "--quiet", tree.path() / "kept.git", "HEAD:refs/heads/kept"});
+             tree.makeBare("kept.git");
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
         {"a bare one all of whose parts are ignored",
          [](const Worktree& tree) {
              tree.write(".gitignore", "build/\nkept.git/*\n");
-             tree.git({"init", "--quiet", "--bare", tree.path() / "kept.git"});
-             tree.git({"push", "--quiet", tree.path() / "kept.git", "HEAD:refs/heads/kept"});
+             tree.makeBare("kept.git");
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
@@ -312,7 +317,7 @@ const std::vector<Row>& stayingRows() {
          [](const Worktree& tree) {
              tree.git({"clone", "--quiet", "--bare", tree.own() / "../..", tree.path() / "build/bare.git"});
              tree.commit("Pushed");
-             tree.git({"push", "--quiet", tree.path() / "build/bare.git", "HEAD:refs/heads/kept"});
+             tree.pushTo("build/bare.git");
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
