@@ -13,12 +13,6 @@ namespace quernlight::host {
 namespace fs = std::filesystem;
 namespace {
 
-/// Of a file that somebody else may have made; empty for what is none.
-std::string contentOf(const fs::path& file) {
-    constexpr std::size_t largest = std::size_t{64} << 20U;
-    return fileContent(file, largest, LastLink::refused).value_or("");
-}
-
 constexpr std::string_view looseTag =
     "loose refs/tags/";  // one that may have been made here; a clone packs its own
 constexpr std::array<std::string_view, 5> moves{"clone:", "checkout:", "fetch", "reset:", "branch:"};
@@ -70,12 +64,23 @@ class References {
                 known.insert(commit);
             }
         }
-        return std::ranges::all_of(named_, [&](const auto& reference) {
-            return isFromElsewhere(reference.first, reference.second) || known.contains(reference.second);
-        });
+        return isAllRead_ && std::ranges::all_of(named_, [&](const auto& reference) {
+                   return isFromElsewhere(reference.first, reference.second) ||
+                          known.contains(reference.second);
+               });
     }
 
   private:
+    /// Empty for a file that is not there; what is there and cannot be read may name anything.
+    std::string contentOf(const fs::path& file) {
+        constexpr std::size_t largest = std::size_t{64} << 20U;
+        auto content = fileContent(file, largest, LastLink::refused);
+        std::error_code unknown;
+        const bool isAbsent = fs::symlink_status(file, unknown).type() == fs::file_type::not_found;
+        isAllRead_ = isAllRead_ && (content || isAbsent);
+        return content ? std::move(*content) : "";
+    }
+
     /// A clone has packed its remote's branches and tags; a HEAD that was only ever moved names a commit that
     /// was there.
     bool isFromElsewhere(std::string_view name, const std::string& commit) const {
@@ -118,6 +123,7 @@ class References {
         }
     }
 
+    bool isAllRead_ = true;  // before what is read
     const HeadLog log_;
     const std::string fetched_;
     bool isMirror_ = false;

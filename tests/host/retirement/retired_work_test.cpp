@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <functional>
 
+#include <sys/stat.h>
 #include <gmock/gmock.h>
 
 #include "host/retirement/retirement.hpp"
@@ -290,6 +291,16 @@ const std::vector<Row>& stayingRows() {
              tree.gitIn("build/inner", {"-c", "user.name=A", "-c", "user.email=a@example.org", "tag", "-a",
                                         "-m", "1", "v1"});
              tree.gitIn("build/inner", {"gc", "--quiet"});
+             return Objects();
+         },
+         "git ignores there a repository with commits of its own, ", false},
+        {"one whose packed branches cannot be read",
+         [](const Worktree& tree) {
+             tree.makeRepository("build/inner");
+             tree.gitIn("build/inner", {"pack-refs", "--all"});
+             const fs::path packed = tree.path() / "build/inner/.git/packed-refs";
+             fs::remove(packed);
+             EXPECT_EQ(mkfifo(packed.c_str(), 0600), 0);
              return Objects();
          },
          "git ignores there a repository with commits of its own, ", false},
